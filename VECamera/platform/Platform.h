@@ -1,0 +1,55 @@
+#pragma once
+
+#include "VECamera/platform/AVFoundation.h"
+#include "VECamera/platform/Container.h"
+#include "VECamera/platform/CoreLocation.h"
+#include "VECamera/platform/Foundation.h"
+#include "VECamera/platform/ImageIO.h"
+#include "VECamera/platform/Photos.h"
+#include "VECamera/platform/UIKit.h"
+#include "VECamera/platform/VideoResult.h"
+#include "VECamera/runtime/Executor.h"
+#include "VECamera/runtime/TaskScope.h"
+
+namespace vecamera {
+
+/// Everything that the plug-in asks of container and platform. The host owns what stands behind the
+/// references and keeps it alive until `tasks` has been joined and the plug-in is gone.
+struct Platform {
+  // The container.
+  VELog& log;
+
+  // Foundation.
+  NSClock& clock;
+  NSDateFormatters& dateFormatters;
+  NSFileManager& fileManager;
+  NSURLs& urls;
+  NSDataBase64& base64;
+  NSBundles& bundles;
+  NSProcess& process;
+
+  // UIKit and the image frameworks.
+  UIApplication& application;
+  UIImagePickerControllerClass& imagePickers;
+  UIGraphics& graphics;
+  UIImages& images;
+  ImageIO& imageIO;
+
+  // Services behind permissions.
+  AVCaptureDevice& captureDevice;
+  PHPhotoLibrary& photoLibrary;
+  PHImageManager& imageManager;
+  CoreLocation& coreLocation;
+
+  // What a movie becomes.
+  VideoResult& videoResult;
+
+  // Executors. The main actor runs its jobs on the main queue.
+  Executor& mainQueue;
+  Executor& mainActor;
+  Executor& background;
+  /// Owns every task that the plug-in starts.
+  TaskScope& tasks;
+};
+
+}  // namespace vecamera

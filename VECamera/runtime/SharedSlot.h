@@ -1,0 +1,25 @@
+#pragma once
+
+#include <memory>
+#include <utility>
+
+namespace vecamera {
+
+/// A shared reference that one executor may replace while another reads it. Each load sees one
+/// whole value; the order between loads and stores is made by the hand-overs between executors.
+template <class T>
+class SharedSlot {
+ public:
+  std::shared_ptr<T> load() const { return std::atomic_load(&held_); }
+  void store(std::shared_ptr<T> value) { std::atomic_store(&held_, std::move(value)); }
+  std::shared_ptr<T> exchange(std::shared_ptr<T> value) {
+    return std::atomic_exchange(&held_, std::move(value));
+  }
+
+ private:
+  // The free functions on a plain pointer, and not std::atomic of one: the latter's hand-over in
+  // the supported standard library is invisible to the thread sanitizer.
+  std::shared_ptr<T> held_;
+};
+
+}  // namespace vecamera
