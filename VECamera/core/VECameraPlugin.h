@@ -1,0 +1,165 @@
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "VECamera/core/CameraDelegate.h"
+#include "VECamera/options/PictureOptions.h"
+#include "VECamera/picker/CameraPicker.h"
+#include "VECamera/platform/Platform.h"
+#include "VECamera/runtime/SharedSlot.h"
+
+namespace vecamera {
+
+/// The camera plug-in: one object for each web view. It answers the page commands `takePicture` and
+/// `cleanup` through the command's `CallBackManager`, at most once each; some paths leave a command
+/// open, and that is settled. Nothing is thrown to the container.
+///
+/// Threads: `takePicture` and `cleanup` may be called on any thread, everything else on the main
+/// thread unless it says otherwise. No locks are taken: the hand-overs between the executors order
+/// what touches a field (docs/architecture.md says which does), and a field that two commands in
+/// flight could reach is replaced whole.
+class VECameraPlugin : public SelectorTarget,
+                       public VelmoraPluginProtocol,
+                       public UIImagePickerControllerDelegate,
+                       public UINavigationControllerDelegate,
+                       public CLLocationManagerDelegate,
+                       public std::enable_shared_from_this<VECameraPlugin> {
+ public:
+  /// A new plug-in object with every field empty. Does nothing else.
+  static std::shared_ptr<VECameraPlugin> create(Platform platform);
+
+  /// Every operation below that the container may call, by its selector.
+  const Operation* operationForSelector(std::string_view selector) const override;
+
+  // Page commands.
+
+  /// Takes or picks a picture or a movie. Returns at once; the work runs on the main queue.
+  void takePicture(std::shared_ptr<CallBackManager> callback);
+  /// Empties the application's temporary directory, on the calling thread, and answers.
+  void cleanup(const std::shared_ptr<CallBackManager>& callback);
+
+  // Container binding.
+
+  std::shared_ptr<UIViewController> viewController() const override;
+  void setViewController(std::shared_ptr<UIViewController> viewController) override;
+  std::shared_ptr<VelmoraWebView> webView() const override;
+  void setWebView(std::shared_ptr<VelmoraWebView> webView);
+  void setVWebView(std::shared_ptr<VelmoraWebView> webView) override;
+  /// Drops the web view and the view controller and leaves everything else as it is.
+  void dispose() override;
+  /// The location manager, made on the first read of an empty field. Never starts updates.
+  std::shared_ptr<CLLocationManager> locationManager();
+  void setLocationManager(std::shared_ptr<CLLocationManager> manager);
+
+  // Operations that the container may call.
+
+  /// The process-wide value of the latest `takePicture` arguments.
+  bool usesGeolocation() const;
+  /// The URL as the command's delegate rewrites it, or the URL itself. On the caller's executor.
+  URL urlTransformer(const URL& url) const;
+  /// The text of the key in the container's resource bundle; looked up anew on each call.
+  std::string getLocalizingString(std::string_view key) const;
+  /// Shows the alert for a refused photo library.
+  void retryPermission();
+  /// A path in the temporary directory at which no file exists; does not return before there is
+  /// one. On the caller's executor.
+  std::string tempFilePath(std::string_view extension) const;
+  /// Answers a photo that was held back for its location, and returns to idle. On the caller's
+  /// executor.
+  void imagePickerControllerReturnImageResult();
+
+  // Delegates of the platform.
+
+  void imagePickerControllerDidFinishPickingMediaWithInfo(
+      std::shared_ptr<UIImagePickerController> picker, Dictionary info) override;
+  void imagePickerControllerDidCancel(std::shared_ptr<UIImagePickerController> picker) override;
+  void locationManagerDidUpdateLocations(const std::shared_ptr<CLLocationManager>& manager,
+                                         const std::vector<CLLocation>& locations) override;
+
+  /// The state of the command in flight, for hosts that show or test it.
+  struct Inspection {
+    bool hasPendingOperation = false;
+    std::shared_ptr<CallBackManager> currentCallBack;
+    std::shared_ptr<UIImagePickerController> pickerController;
+    std::optional<Data> data;
+    std::optional<Dictionary> metadata;
+    bool hasLocationManager = false;
+  };
+  Inspection inspect() const;
+
+ private:
+  /// The retrieved picture, shared by the steps of one result and the photo library's queue.
+  using ImageSlot = SharedSlot<UIImage>;
+
+  explicit VECameraPlugin(Platform platform);
+
+  // core/
+  void startCapture(const std::shared_ptr<CallBackManager>& callback);
+  void startCamera(const std::shared_ptr<PictureOptions>& options);
+  void startLibrary(const std::shared_ptr<PictureOptions>& options,
+                    const std::shared_ptr<CallBackManager>& callback);
+  void requestLibraryAccess(std::shared_ptr<PictureOptions> options,
+                            std::shared_ptr<CallBackManager> callback);
+  void registerSelectors();
+
+  // permissions/
+  void showDenyCameraPermission();
+
+  // picker/
+  void addCameraVC(const std::shared_ptr<PictureOptions>& options);
+
+  // result/
+  static Task<void> finishPicking(std::weak_ptr<VECameraPlugin> weakSelf, Executor& mainActor,
+                                  std::shared_ptr<UIImagePickerController> picker, Dictionary info);
+  static Task<ResultPair> resultForImage(std::shared_ptr<VECameraPlugin> self,
+                                         std::shared_ptr<PictureOptions> options, Dictionary info);
+  static Task<ResultPair> fileResult(std::shared_ptr<VECameraPlugin> self,
+                                     std::shared_ptr<PictureOptions> options, Dictionary info,
+                                     std::shared_ptr<ImageSlot> imageSlot);
+  static Task<ResultPair> libraryAssetResult(std::shared_ptr<VECameraPlugin> self, Dictionary info,
+                                             std::shared_ptr<ImageSlot> imageSlot, Data bytes,
+                                             std::string path);
+  static Task<ResultPair> newAssetResult(std::shared_ptr<VECameraPlugin> self,
+                                         std::shared_ptr<PictureOptions> options,
+                                         std::shared_ptr<ImageSlot> imageSlot);
+  static Task<void> saveToAlbum(Platform platform, Data png);
+
+  ResultPair dataUrlResult(const PictureOptions& options, const Dictionary& info,
+                           ImageSlot& imageSlot);
+  ResultPair plainFileResult(const Data& bytes, const std::string& path);
+  std::shared_ptr<UIImage> retrieveImage(const Dictionary& info, const PictureOptions& options);
+  std::optional<Data> processImage(const std::shared_ptr<UIImage>& image, const Dictionary& info,
+                                   const PictureOptions& options);
+  void keepForLocation(const std::optional<Data>& bytes, const Dictionary& info);
+  void mergeMetadata(const std::shared_ptr<const CGImage>& bitmap);
+  ResultPair heldBackFile(const PictureOptions& options, const std::shared_ptr<const Data>& data);
+  void answer(const ResultPair& result);
+  void answerCancel(const UIImagePickerController& picker);
+  void resetToIdle();
+
+  const Platform platform_;
+  std::map<std::string, Operation, std::less<>> operations_;
+
+  SharedSlot<VelmoraWebView> webView_;
+  SharedSlot<UIViewController> viewController_;
+  /// Replaced by each command, never cleared.
+  SharedSlot<CallBackManager> currentCallBack_;
+  /// Settled: written only; nothing in the plug-in reads it.
+  std::atomic<bool> hasPendingOperation_{false};
+  /// Settled: nothing assigns it; the branches that test it stand for embedding applications.
+  std::shared_ptr<CameraDelegate> cameraDelegate_;
+  SharedSlot<CameraPicker> pickerController_;
+  SharedSlot<const Data> data_;
+  SharedSlot<const Dictionary> metadata_;
+  SharedSlot<CLLocationManager> locationManager_;
+};
+
+/// The path of the plug-in's source file, as log lines carry it.
+extern const std::string_view pluginSourceFile;
+
+}  // namespace vecamera

@@ -1,0 +1,60 @@
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+
+#include "VECamera/platform/Container.h"
+#include "VECamera/platform/CoreGraphics.h"
+
+namespace vecamera {
+
+/// The form of the returned picture.
+enum class DestinationType {
+  destinationTypeDataUrl = 0,
+  destinationTypeFileUri = 1,
+  destinationTypeNativeUri = 2,
+};
+
+enum class EncodingType { encodingTypeJPEG = 0, encodingTypePNG = 1 };
+
+/// What may be picked.
+enum class MediaType { mediaTypePicture = 0, mediaTypeVideo = 1, mediaTypeAll = 2 };
+
+/// The case of the raw value, or nothing where no case has it.
+std::optional<DestinationType> destinationTypeFromRawValue(std::int64_t rawValue);
+std::optional<EncodingType> encodingTypeFromRawValue(std::int64_t rawValue);
+std::optional<MediaType> mediaTypeFromRawValue(std::int64_t rawValue);
+
+/// Everything that a page asks of one `takePicture` command. Shared by the plug-in, the picker and
+/// the result steps; written on the main queue before the picker is made, only read from then on.
+struct PictureOptions {
+  /// JPEG quality in percent, as the page gave it; not checked for range.
+  std::int64_t quality = 0;
+  std::optional<DestinationType> destinationType;
+  /// A raw value of `UIImagePickerControllerSourceType`, not checked for range.
+  std::optional<std::int64_t> sourceType;
+  /// In points.
+  std::optional<CGSize> targetSize;
+  std::optional<EncodingType> encodingType;
+  std::optional<MediaType> mediaType;
+  /// A raw value of `UIImagePickerControllerCameraDevice`.
+  std::optional<std::int64_t> cameraDirection;
+  bool allowsEditing = false;
+  bool correctOrientation = false;
+  bool saveToPhotoAlbum = false;
+  bool usesGeolocation = false;
+  bool cropToSize = false;
+
+  /// Reads the positional arguments of the manager's command, on the main queue. Never fails: what
+  /// is missing or of another kind falls back to its default. Stores the parsed `usesGeolocation`
+  /// process-wide.
+  static std::shared_ptr<PictureOptions> createFromTakePictureArguments(
+      const CallBackManager& callback);
+};
+
+/// The `usesGeolocation` of the most recently parsed arguments in this process; false before the
+/// first. Any thread.
+bool processWideUsesGeolocation();
+
+}  // namespace vecamera
