@@ -75,9 +75,10 @@ struct SuspendUntilResumed {
   Start start;
 
   bool await_ready() const noexcept { return false; }
+  // From `wait` on, the frame may be resumed on another thread or dropped, so only locals are used;
+  // and not inlined, because a compiler may keep an inlined function's locals in the frame.
   template <class Promise>
-  void await_suspend(std::coroutine_handle<Promise> awaiting) {
-    // From `wait` on, this frame may be resumed on another thread or dropped: only locals are used.
+  [[gnu::noinline]] void await_suspend(std::coroutine_handle<Promise> awaiting) {
     const auto shared = state;
     const auto root = awaiting.promise().root->shared_from_this();
     start(Continuation<T>(shared));

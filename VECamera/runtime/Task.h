@@ -38,7 +38,8 @@ struct TaskPromise;
 /// An asynchronous operation that starts when it is awaited and gives a `T` or throws. It belongs
 /// to its holder: destroying a task destroys its frame and those of all tasks that it awaits.
 /// Awaited once, from another task; the outermost one is started by a `TaskScope`. Starting and
-/// ending transfer control symmetrically, so a chain of any length uses no stack.
+/// ending transfer control symmetrically, so a chain of any length uses no stack where the compiler
+/// makes tail calls (g++: -O2, or -foptimize-sibling-calls).
 template <class T>
 class [[nodiscard]] Task {
  public:

@@ -81,8 +81,10 @@ class TaskScope {
 struct ResumeOn {
   Executor& executor;
   bool await_ready() const noexcept { return false; }
+  // Not inlined: the frame may be gone before this returns, and a compiler may keep an inlined
+  // function's locals in it.
   template <class Promise>
-  void await_suspend(std::coroutine_handle<Promise> awaiting) const {
+  [[gnu::noinline]] void await_suspend(std::coroutine_handle<Promise> awaiting) const {
     awaiting.promise().root->hop(awaiting, executor);
   }
   void await_resume() const noexcept {}
