@@ -1,0 +1,316 @@
+#include "device/foundation/Dates.h"
+
+#include <unicode/calendar.h>
+#include <unicode/dcfmtsym.h>
+#include <unicode/locid.h>
+#include <unicode/numsys.h>
+#include <unicode/region.h>
+#include <unicode/smpdtfmt.h>
+#include <unicode/strenum.h>
+#include <unicode/timezone.h>
+
+#include <algorithm>
+#include <array>
+#include <cctype>
+#include <charconv>
+#include <cstdio>
+#include <utility>
+
+namespace vecamera::device {
+namespace {
+
+using std::chrono::microseconds;
+using std::chrono::milliseconds;
+
+icu::UnicodeString unicode(std::string_view text) {
+  return icu::UnicodeString::fromUTF8(icu::StringPiece(text.data(), static_cast<int>(text.size())));
+}
+
+std::unique_ptr<icu::TimeZone> timeZone(std::string_view identifier) {
+  return std::unique_ptr<icu::TimeZone>(icu::TimeZone::createTimeZone(unicode(identifier)));
+}
+
+class DateFormatter : public NSDateFormatter {
+ public:
+  DateFormatter(const icu::Locale& locale, std::string deviceZone)
+      : locale_(locale), deviceZone_(std::move(deviceZone)), symbols_(locale, symbolsStatus_) {}
+
+  void setDateFormat(std::string_view pattern) override {
+    pattern_ = unicode(pattern);
+    UErrorCode status = U_ZERO_ERROR;
+    format_ = std::make_unique<icu::SimpleDateFormat>(pattern_, locale_, status);
+    if (U_FAILURE(status)) format_.reset();
+    applyZone();
+  }
+
+  void setTimeZone(const std::optional<NSTimeZone>& zone) override {
+    zone_ = zone;
+    applyZone();
+  }
+
+  std::string stringFromDate(Date date) const override {
+    if (!format_) return "";
+    format_->applyPattern(patternWithFraction(date));
+    const auto sinceEpoch = std::chrono::floor<milliseconds>(date.time_since_epoch());
+    icu::UnicodeString formatted;
+    format_->format(static_cast<UDate>(sinceEpoch.count()), formatted);
+    std::string text;
+    return formatted.toUTF8String(text);
+  }
+
+ private:
+  void applyZone() {
+    if (format_)
+      format_->adoptTimeZone(timeZone(zone_ ? zone_->identifier : deviceZone_).release());
+  }
+
+  /// The pattern with each run of "S" replaced by the digits of the date's fraction, because the
+  /// library's own fraction ends at the millisecond. Digits stand for themselves in a pattern.
+  icu::UnicodeString patternWithFraction(Date date) const {
+    icu::UnicodeString pattern;
+    bool quoted = false;
+    int position = 0;
+    for (int32_t i = 0; i < pattern_.length(); ++i) {
+      const char16_t c = pattern_[i];
+      if (c == u'\'') quoted = !quoted;
+      if (c != u'S' || quoted) {
+        position = 0;
+        pattern += c;
+      } else {
+        pattern += localizedDigit(fractionDigit(date, position++));
+      }
+    }
+    return pattern;
+  }
+
+  static int fractionDigit(Date date, int position) {
+    auto fraction = (date - std::chrono::floor<std::chrono::seconds>(date)).count();
+    for (int i = position; i < 5; ++i) fraction /= 10;
+    return position < 6 ? static_cast<int>(fraction % 10) : 0;
+  }
+
+  icu::UnicodeString localizedDigit(int digit) const {
+    // The symbols of the digits one to nine follow each other, apart from that of zero.
+    const int symbol = digit == 0 ? icu::DecimalFormatSymbols::kZeroDigitSymbol
+                                  : icu::DecimalFormatSymbols::kOneDigitSymbol + digit - 1;
+    return symbols_.getSymbol(static_cast<icu::DecimalFormatSymbols::ENumberFormatSymbol>(symbol));
+  }
+
+  icu::Locale locale_;
+  std::string deviceZone_;
+  UErrorCode symbolsStatus_ = U_ZERO_ERROR;
+  icu::DecimalFormatSymbols symbols_;
+  icu::UnicodeString pattern_;
+  std::optional<NSTimeZone> zone_;
+  std::unique_ptr<icu::SimpleDateFormat> format_;
+};
+
+/// What the platform makes of an abbreviation: a place for most, so that a summer abbreviation
+/// and its winter one are the same zone.
+constexpr std::array<std::pair<std::string_view, std::string_view>, 22> kAbbreviations = {{
+    {"UTC", "UTC"},
+    {"GMT", "GMT"},
+    {"BST", "Europe/London"},
+    {"WET", "Europe/Lisbon"},
+    {"CET", "Europe/Paris"},
+    {"CEST", "Europe/Paris"},
+    {"EET", "Europe/Athens"},
+    {"MSK", "Europe/Moscow"},
+    {"IST", "Asia/Kolkata"},
+    {"SGT", "Asia/Singapore"},
+    {"HKT", "Asia/Hong_Kong"},
+    {"KST", "Asia/Seoul"},
+    {"JST", "Asia/Tokyo"},
+    {"NZST", "Pacific/Auckland"},
+    {"EST", "America/New_York"},
+    {"EDT", "America/New_York"},
+    {"CST", "America/Chicago"},
+    {"CDT", "America/Chicago"},
+    {"MST", "America/Denver"},
+    {"MDT", "America/Denver"},
+    {"PST", "America/Los_Angeles"},
+    {"PDT", "America/Los_Angeles"},
+}};
+
+/// Reads the parts of a fixed form off the front of a text.
+class Reader {
+ public:
+  explicit Reader(std::string_view text) : rest_(text) {}
+
+  bool skip(char expected) {
+    if (!rest_.starts_with(expected)) return false;
+    rest_.remove_prefix(1);
+    return true;
+  }
+  /// A number of exactly so many digits.
+  std::optional<int> number(std::size_t digits) {
+    const auto text = rest_.substr(0, digits);
+    int value = 0;
+    if (text.size() < digits || countDigits() < digits) return std::nullopt;
+    std::from_chars(text.data(), text.data() + digits, value);
+    rest_.remove_prefix(digits);
+    return value;
+  }
+  /// The digits up to the next other character as a fraction of a second; nothing where there are
+  /// none or more than nine.
+  std::optional<microseconds> fraction() {
+    const std::size_t digits = countDigits();
+    if (digits == 0 || digits > 9) return std::nullopt;
+    std::int64_t value = 0;
+    for (std::size_t i = 0; i < 6; ++i) value = value * 10 + (i < digits ? rest_[i] - '0' : 0);
+    rest_.remove_prefix(digits);
+    return microseconds(value);
+  }
+  bool atEnd() const { return rest_.empty(); }
+
+ private:
+  std::size_t countDigits() const {
+    return std::min(rest_.find_first_not_of("0123456789"), rest_.size());
+  }
+
+  std::string_view rest_;
+};
+
+std::optional<std::chrono::sys_days> readDay(Reader& reader) {
+  const auto year = reader.number(4);
+  if (!year || !reader.skip('-')) return std::nullopt;
+  const auto month = reader.number(2);
+  if (!month || !reader.skip('-')) return std::nullopt;
+  const auto day = reader.number(2);
+  if (!day) return std::nullopt;
+  const std::chrono::year_month_day date{std::chrono::year(*year),
+                                         std::chrono::month(static_cast<unsigned>(*month)),
+                                         std::chrono::day(static_cast<unsigned>(*day))};
+  if (!date.ok()) return std::nullopt;
+  return std::chrono::sys_days(date);
+}
+
+std::optional<std::chrono::minutes> readHourAndMinute(Reader& reader) {
+  const auto hour = reader.number(2);
+  if (!hour || *hour > 23 || !reader.skip(':')) return std::nullopt;
+  const auto minute = reader.number(2);
+  if (!minute || *minute > 59) return std::nullopt;
+  return std::chrono::hours(*hour) + std::chrono::minutes(*minute);
+}
+
+std::optional<microseconds> readTime(Reader& reader) {
+  const auto minutes = readHourAndMinute(reader);
+  if (!minutes || !reader.skip(':')) return std::nullopt;
+  const auto second = reader.number(2);
+  if (!second || *second > 59) return std::nullopt;
+  const microseconds time = *minutes + std::chrono::seconds(*second);
+  if (!reader.skip('.')) return time;
+  const auto fraction = reader.fraction();
+  if (!fraction) return std::nullopt;
+  return time + *fraction;
+}
+
+/// How far the zone is ahead of UTC.
+std::optional<std::chrono::minutes> readOffset(Reader& reader) {
+  if (reader.skip('Z')) return std::chrono::minutes(0);
+  if (reader.skip('+')) return readHourAndMinute(reader);
+  if (!reader.skip('-')) return std::nullopt;
+  const auto behind = readHourAndMinute(reader);
+  if (!behind) return std::nullopt;
+  return -*behind;
+}
+
+bool isRegion(const char* code) {
+  UErrorCode status = U_ZERO_ERROR;
+  return icu::Region::getInstance(code, status) && U_SUCCESS(status);
+}
+
+bool isCalendar(std::string_view type) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::StringEnumeration> known(
+      icu::Calendar::getKeywordValuesForLocale("calendar", icu::Locale::getRoot(), false, status));
+  while (U_SUCCESS(status)) {
+    const char* name = known->next(nullptr, status);
+    if (!name) break;
+    if (type == name) return true;
+  }
+  return false;
+}
+
+bool isNumberingSystem(const std::string& name) {
+  UErrorCode status = U_ZERO_ERROR;
+  const std::unique_ptr<icu::NumberingSystem> system(
+      icu::NumberingSystem::createInstanceByName(name.c_str(), status));
+  return U_SUCCESS(status) && system;
+}
+
+std::optional<std::string> keyword(const icu::Locale& locale, const char* name) {
+  UErrorCode status = U_ZERO_ERROR;
+  const auto value = locale.getKeywordValue<std::string>(name, status);
+  if (U_FAILURE(status) || value.empty()) return std::nullopt;
+  return value;
+}
+
+}  // namespace
+
+DateFormatters::DateFormatters(std::string localeIdentifier, std::string timeZoneIdentifier)
+    : localeIdentifier_(std::move(localeIdentifier)),
+      timeZoneIdentifier_(std::move(timeZoneIdentifier)) {}
+
+std::unique_ptr<NSDateFormatter> DateFormatters::makeDateFormatter() {
+  return std::make_unique<DateFormatter>(icu::Locale(localeIdentifier_.c_str()),
+                                         timeZoneIdentifier_);
+}
+
+std::optional<NSTimeZone> DateFormatters::timeZoneWithAbbreviation(std::string_view abbreviation) {
+  const auto* const found =
+      std::find_if(kAbbreviations.begin(), kAbbreviations.end(),
+                   [&](const auto& entry) { return entry.first == abbreviation; });
+  if (found == kAbbreviations.end()) return std::nullopt;
+  return NSTimeZone{std::string(found->second)};
+}
+
+std::optional<Date> parseISO8601(std::string_view text) {
+  Reader reader(text);
+  const auto day = readDay(reader);
+  if (!day || !reader.skip('T')) return std::nullopt;
+  const auto time = readTime(reader);
+  if (!time) return std::nullopt;
+  const auto offset = readOffset(reader);
+  if (!offset || !reader.atEnd()) return std::nullopt;
+  return *day + *time - *offset;
+}
+
+std::string formatISO8601(Date date) {
+  const auto day = std::chrono::floor<std::chrono::days>(date);
+  const std::chrono::year_month_day calendar(day);
+  const std::chrono::hh_mm_ss time(date - day);
+  std::array<char, 64> text;
+  std::snprintf(text.data(), text.size(), "%04d-%02u-%02uT%02d:%02d:%02d.%06dZ",
+                static_cast<int>(calendar.year()), static_cast<unsigned>(calendar.month()),
+                static_cast<unsigned>(calendar.day()), static_cast<int>(time.hours().count()),
+                static_cast<int>(time.minutes().count()), static_cast<int>(time.seconds().count()),
+                static_cast<int>(time.subseconds().count()));
+  return text.data();
+}
+
+bool isTimeZone(std::string_view identifier) {
+  if (identifier == UCAL_UNKNOWN_ZONE_ID) return false;
+  UErrorCode status = U_ZERO_ERROR;
+  UBool isSystemId = false;
+  icu::UnicodeString canonical;
+  icu::TimeZone::getCanonicalID(unicode(identifier), canonical, isSystemId, status);
+  return U_SUCCESS(status) && isSystemId;
+}
+
+bool isLocale(std::string_view identifier) {
+  const bool plain = std::all_of(identifier.begin(), identifier.end(), [](unsigned char c) {
+    return c < 0x80 && (std::isalnum(c) || std::string_view("_-@=;").find(static_cast<char>(c)) !=
+                                               std::string_view::npos);
+  });
+  if (!plain || identifier.size() > 100) return false;
+  const icu::Locale locale(std::string(identifier).c_str());
+  if (locale.isBogus() || *locale.getISO3Language() == '\0') return false;
+  if (*locale.getCountry() != '\0' && !isRegion(locale.getCountry())) return false;
+  const auto calendar = keyword(locale, "calendar");
+  if (calendar && !isCalendar(*calendar)) return false;
+  const auto numbers = keyword(locale, "numbers");
+  return !numbers || isNumberingSystem(*numbers);
+}
+
+}  // namespace vecamera::device

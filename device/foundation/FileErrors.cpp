@@ -1,0 +1,83 @@
+#include "device/foundation/FileErrors.h"
+
+#include <cerrno>
+#include <filesystem>
+#include <string>
+
+namespace vecamera::device {
+namespace {
+
+/// Codes of the Cocoa error domain.
+enum CocoaErrorCode {
+  kFileNoSuchFile = 4,
+  kFileWriteUnknown = 512,
+  kFileWriteNoPermission = 513,
+  kFileWriteUnsupportedScheme = 518,
+  kFileWriteOutOfSpace = 640,
+};
+
+NSError cocoaError(CocoaErrorCode code, std::string description) {
+  NSError error;
+  error.domain = "NSCocoaErrorDomain";
+  error.code = code;
+  error.userInfo.emplace(NSLocalizedDescriptionKey, std::move(description));
+  return error;
+}
+
+std::string quoted(const std::string& name) {
+  return "“" + name + "”";
+}
+
+struct Names {
+  std::string item;
+  std::string folder;
+};
+
+/// The quoted names of the item at the path and of the folder that holds it.
+Names namesOf(std::string_view text) {
+  while (text.size() > 1 && text.ends_with('/')) text.remove_suffix(1);
+  const std::filesystem::path path(text);
+  const auto folder = path.parent_path();
+  return {quoted(path.has_filename() ? path.filename().string() : path.string()),
+          quoted(folder.has_filename() ? folder.filename().string() : folder.string())};
+}
+
+}  // namespace
+
+NSError removalError(std::string_view path, int code) {
+  const std::string text = namesOf(path).item + " couldn’t be removed";
+  switch (code) {
+    case ENOENT:
+    case ENOTDIR: return cocoaError(kFileNoSuchFile, text + ".");
+    case EACCES:
+    case EPERM:
+      return cocoaError(kFileWriteNoPermission,
+                        text + " because you don’t have permission to access it.");
+    default: return cocoaError(kFileWriteUnknown, text + ".");
+  }
+}
+
+NSError writingError(std::string_view path, int code) {
+  const auto [item, folder] = namesOf(path);
+  const std::string text = "The file " + item + " couldn’t be saved in the folder " + folder;
+  switch (code) {
+    // The platform's sentence does name the file here, not the folder that is missing.
+    case ENOENT: return cocoaError(kFileNoSuchFile, "The folder " + item + " doesn’t exist.");
+    case EACCES:
+    case EPERM:
+      return cocoaError(kFileWriteNoPermission, "You don’t have permission to save the file " +
+                                                    item + " in the folder " + folder + ".");
+    case ENOSPC:
+    case EDQUOT:
+      return cocoaError(kFileWriteOutOfSpace,
+                        text + " because there isn’t enough space available.");
+    default: return cocoaError(kFileWriteUnknown, text + ".");
+  }
+}
+
+NSError unsupportedSchemeError() {
+  return cocoaError(kFileWriteUnsupportedScheme,
+                    "The file couldn’t be saved because the specified URL type isn’t supported.");
+}
+
+}  // namespace vecamera::device

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <string_view>
+
+#include "VECamera/platform/Foundation.h"
+
+namespace vecamera::device {
+
+/// The platform's errors of file operations, with its English descriptions, which name the last
+/// component of the path and, where they tell a folder, the one that holds it. `code` is an `errno`
+/// value. Pure.
+NSError removalError(std::string_view path, int code);
+NSError writingError(std::string_view path, int code);
+/// For a URL that names no file.
+NSError unsupportedSchemeError();
+
+}  // namespace vecamera::device

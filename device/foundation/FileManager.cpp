@@ -1,0 +1,164 @@
+#include "device/foundation/FileManager.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "device/foundation/FileErrors.h"
+#include "device/foundation/PosixFiles.h"
+#include "device/foundation/Urls.h"
+
+namespace vecamera::device {
+namespace {
+
+std::string absolutePath(std::string_view path) {
+  if (path.starts_with('/')) return std::string(path);
+  std::error_code ignored;
+  return (std::filesystem::current_path(ignored) / path).string();
+}
+
+std::string asTemporaryDirectory(std::string_view path) {
+  if (path.empty()) return "";
+  std::string directory = absolutePath(path);
+  if (!directory.ends_with('/')) directory += '/';
+  return directory;
+}
+
+class DirectoryEnumerator : public NSDirectoryEnumerator {
+ public:
+  DirectoryEnumerator(Descriptor root, std::vector<std::string> names) : root_(std::move(root)) {
+    push("", std::move(names));
+  }
+
+  std::optional<Value> nextObject() override {
+    while (!levels_.empty() && levels_.back().names.empty()) levels_.pop_back();
+    if (levels_.empty()) return std::nullopt;
+    Level& level = levels_.back();
+    std::string path = level.prefix + level.names.back();
+    level.names.pop_back();
+    if (const Descriptor folder = openFolderAt(root_.number(), path, LastLink::refuse)) {
+      if (auto names = entryNames(folder)) push(path + "/", std::move(*names));
+    }
+    return Value(std::move(path));
+  }
+
+ private:
+  struct Level {
+    /// What leads from the root to the folder, empty or with a trailing slash.
+    std::string prefix;
+    /// The entries still to come, last one first.
+    std::vector<std::string> names;
+  };
+
+  void push(std::string prefix, std::vector<std::string> names) {
+    std::reverse(names.begin(), names.end());
+    levels_.push_back({std::move(prefix), std::move(names)});
+  }
+
+  Descriptor root_;
+  std::vector<Level> levels_;
+};
+
+/// Removes the item; 0 or an `errno` value. Works on the folder that was found to lie within the
+/// temporary directory, not on its path, so that no link put there meanwhile leads elsewhere.
+int removeWithin(const std::string& temporaryDirectory, std::string_view path) {
+  while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
+  const auto slash = path.rfind('/');
+  const std::string name(path.substr(slash == std::string_view::npos ? 0 : slash + 1));
+  if (path.empty() || name.find('\0') != std::string::npos) return ENOENT;
+  const auto parentPath =
+      slash == std::string_view::npos ? std::string_view(".") : path.substr(0, slash + 1);
+  const Descriptor parent = openFolderAt(AT_FDCWD, parentPath, LastLink::follow);
+  if (!parent) return errno;
+  const Descriptor root = openFolderAt(AT_FDCWD, temporaryDirectory, LastLink::follow);
+  if (!root || !isWithin(parent, root) || name.empty() || name == "." || name == "..") {
+    return EPERM;
+  }
+  return removeTreeAt(parent, name);
+}
+
+}  // namespace
+
+FileManager::FileManager(std::string_view temporaryDirectory)
+    : temporaryDirectory_(asTemporaryDirectory(temporaryDirectory)) {}
+
+std::optional<std::string> FileManager::temporaryDirectory() {
+  if (temporaryDirectory_.empty()) return std::nullopt;
+  return temporaryDirectory_;
+}
+
+std::string FileManager::stringByStandardizingPath(std::string_view path) {
+  if (path.empty()) return "";
+  std::string standard = std::filesystem::path(path).lexically_normal().string();
+  while (standard.size() > 1 && standard.ends_with('/')) standard.pop_back();
+  return standard;
+}
+
+bool FileManager::fileExistsAtPath(std::string_view path) {
+  struct stat status;
+  const std::string text(path);
+  const bool exists = text.find('\0') == std::string::npos && ::stat(text.c_str(), &status) == 0;
+  notePoll(path, exists);
+  return exists;
+}
+
+void FileManager::notePoll(std::string_view path, bool exists) {
+  // Which manager this thread asked last, and for what. Only compared, never followed.
+  thread_local const FileManager* lastManager = nullptr;
+  thread_local std::string lastPath;
+  const bool again = lastManager == this && lastPath == path;
+  lastManager = this;
+  lastPath = path;
+  if (!again || !exists) return;
+  std::shared_ptr<const PollHook> hook;
+  {
+    const std::lock_guard lock(mutex_);
+    hook = pollHook_;
+  }
+  if (hook) {
+    (*hook)(path);
+  } else {
+    std::this_thread::yield();
+  }
+}
+
+void FileManager::setPollHook(PollHook hook) {
+  auto shared = hook ? std::make_shared<const PollHook>(std::move(hook)) : nullptr;
+  const std::lock_guard lock(mutex_);
+  pollHook_ = std::move(shared);
+}
+
+bool FileManager::createFileAtPath(std::string_view path, const Data& contents) {
+  return replaceFile(path, contents) == 0;
+}
+
+std::unique_ptr<NSDirectoryEnumerator> FileManager::enumeratorAtPath(std::string_view path) {
+  Descriptor root = openFolderAt(AT_FDCWD, path, LastLink::follow);
+  if (!root) return nullptr;
+  auto names = entryNames(root);
+  if (!names) return nullptr;
+  return std::make_unique<DirectoryEnumerator>(std::move(root), std::move(*names));
+}
+
+std::optional<NSError> FileManager::removeItemAtPath(std::string_view path) {
+  const int failure = removeWithin(temporaryDirectory_, path);
+  if (failure == 0) return std::nullopt;
+  return removalError(path, failure);
+}
+
+std::optional<NSError> FileManager::writeAtomically(const Data& contents, const URL& url) {
+  const auto path = filePathOf(url);
+  if (!path) return unsupportedSchemeError();
+  const int failure = replaceFile(*path, contents);
+  if (failure == 0) return std::nullopt;
+  return writingError(absolutePath(*path), failure);
+}
+
+}  // namespace vecamera::device

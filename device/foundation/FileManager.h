@@ -1,0 +1,53 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "VECamera/platform/Foundation.h"
+
+namespace vecamera::device {
+
+/// The real file system, with one limit: nothing but what the temporary directory holds can be
+/// removed, wherever a path or a link leads. Any thread.
+class FileManager : public NSFileManager {
+ public:
+  using PollHook = std::function<void(std::string_view path)>;
+
+  /// The directory should be there; a relative path is taken from the working directory. An empty
+  /// path is no temporary directory, and then nothing can be removed.
+  explicit FileManager(std::string_view temporaryDirectory);
+
+  std::optional<std::string> temporaryDirectory() override;
+  /// Lexical: neither links nor "~" are resolved. A relative path stays relative.
+  std::string stringByStandardizingPath(std::string_view path) override;
+  /// Links are followed, so a link to nothing does not exist.
+  bool fileExistsAtPath(std::string_view path) override;
+  /// The file has mode 0600 and is there whole or not at all; a link at the path is replaced.
+  bool createFileAtPath(std::string_view path, const Data& contents) override;
+  /// Entries of one folder come in the order of their names' bytes.
+  std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) override;
+  /// A link is removed itself. What lies outside of the temporary directory, and the directory
+  /// itself, may not be removed.
+  std::optional<NSError> removeItemAtPath(std::string_view path) override;
+  std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override;
+
+  /// The module waits for a name to become free by asking for it over and over. The hook is called
+  /// in `fileExistsAtPath`, on the asking thread, when a path asked for is the one that this thread
+  /// asked for last and still exists. Without a hook, the thread yields.
+  void setPollHook(PollHook hook);
+
+ private:
+  void notePoll(std::string_view path, bool exists);
+
+  /// Absolute, with a trailing slash; empty for none.
+  const std::string temporaryDirectory_;
+  std::mutex mutex_;
+  /// Guarded by `mutex_`, called without it.
+  std::shared_ptr<const PollHook> pollHook_;
+};
+
+}  // namespace vecamera::device

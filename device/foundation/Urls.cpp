@@ -1,0 +1,282 @@
+#include "device/foundation/Urls.h"
+
+#include <arpa/inet.h>
+#include <unicode/utf8.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <system_error>
+
+namespace vecamera::device {
+namespace {
+
+constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
+/// What a path keeps unescaped besides letters, digits and its slashes.
+constexpr std::string_view kPlainInPath = "-._~!$&'()*+,=:@";
+
+bool isAlpha(char c) {
+  return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+}
+bool isDigit(char c) {
+  return c >= '0' && c <= '9';
+}
+bool isOneOf(char c, std::string_view set) {
+  return set.find(c) != std::string_view::npos;
+}
+bool isUnreserved(char c) {
+  return isAlpha(c) || isDigit(c) || isOneOf(c, "-._~");
+}
+char lowered(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+int hexValue(char c) {
+  if (isDigit(c)) return c - '0';
+  const char lower = lowered(c);
+  return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+bool isEscape(std::string_view text, std::size_t at) {
+  return text[at] == '%' && at + 2 < text.size() && hexValue(text[at + 1]) >= 0 &&
+         hexValue(text[at + 2]) >= 0;
+}
+
+/// Whether the text holds nothing but unreserved characters, sub-delimiters, escapes and the
+/// characters of `also`.
+bool consistsOf(std::string_view text, std::string_view also) {
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (isUnreserved(text[i]) || isOneOf(text[i], kSubDelimiters) || isOneOf(text[i], also)) {
+      continue;
+    }
+    if (!isEscape(text, i)) return false;
+    i += 2;
+  }
+  return true;
+}
+
+bool isScheme(std::string_view text) {
+  return !text.empty() && isAlpha(text[0]) && std::all_of(text.begin(), text.end(), [](char c) {
+    return isAlpha(c) || isDigit(c) || isOneOf(c, "+-.");
+  });
+}
+
+/// The text before the first ":" where that is a scheme. Nothing is cut off.
+std::optional<std::string_view> leadingScheme(std::string_view text) {
+  const auto end = text.find_first_of(":/?#");
+  if (end == std::string_view::npos || text[end] != ':' || !isScheme(text.substr(0, end))) {
+    return std::nullopt;
+  }
+  return text.substr(0, end);
+}
+
+bool isFutureAddress(std::string_view text) {
+  const auto dot = text.find('.');
+  if (dot == std::string_view::npos || dot < 2 || lowered(text[0]) != 'v') return false;
+  const auto version = text.substr(1, dot - 1);
+  const auto address = text.substr(dot + 1);
+  return std::all_of(version.begin(), version.end(), [](char c) { return hexValue(c) >= 0; }) &&
+         !address.empty() && !isOneOf('%', address) && consistsOf(address, ":");
+}
+
+bool isHost(std::string_view host) {
+  if (!host.starts_with('[')) return consistsOf(host, "");
+  if (!host.ends_with(']')) return false;
+  const std::string literal(host.substr(1, host.size() - 2));
+  in6_addr address;
+  if (!consistsOf(literal, ":")) return false;
+  return inet_pton(AF_INET6, literal.c_str(), &address) == 1 || isFutureAddress(literal);
+}
+
+bool isPort(std::string_view port) {
+  long number = 0;
+  for (const char c : port) {
+    if (!isDigit(c)) return false;
+    number = number * 10 + (c - '0');
+    if (number > 65535) return false;
+  }
+  return true;
+}
+
+/// Fills in user info, host and port; false where the authority is not valid.
+bool readAuthority(std::string_view authority, UrlParts& parts) {
+  if (const auto at = authority.rfind('@'); at != std::string_view::npos) {
+    if (!consistsOf(authority.substr(0, at), ":")) return false;
+    parts.userInfo = authority.substr(0, at);
+    authority.remove_prefix(at + 1);
+  }
+  const auto literalEnd = authority.starts_with('[') ? authority.find(']') : 0;
+  if (literalEnd == std::string_view::npos) return false;
+  if (const auto colon = authority.find(':', literalEnd); colon != std::string_view::npos) {
+    if (!isPort(authority.substr(colon + 1))) return false;
+    parts.port = authority.substr(colon + 1);
+    authority = authority.substr(0, colon);
+  }
+  parts.host = authority;
+  return isHost(authority);
+}
+
+/// Cuts the text at the first `delimiter` and gives what stood behind it.
+std::optional<std::string_view> cutBehind(std::string_view& text, char delimiter) {
+  const auto at = text.find(delimiter);
+  if (at == std::string_view::npos) return std::nullopt;
+  const auto behind = text.substr(at + 1);
+  text = text.substr(0, at);
+  return behind;
+}
+
+void appendEscaped(std::string& to, char c) {
+  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  const auto byte = static_cast<unsigned char>(c);
+  to += '%';
+  to += kDigits[byte >> 4];
+  to += kDigits[byte & 15];
+}
+
+std::string escapedPath(std::string_view path) {
+  std::string escaped;
+  escaped.reserve(path.size());
+  for (const char c : path) {
+    if (isAlpha(c) || isDigit(c) || c == '/' || isOneOf(c, kPlainInPath)) {
+      escaped += c;
+    } else {
+      appendEscaped(escaped, c);
+    }
+  }
+  return escaped;
+}
+
+bool isUtf8(std::string_view text) {
+  const auto size = static_cast<std::int64_t>(text.size());
+  for (std::int64_t i = 0; i < size;) {
+    UChar32 character;
+    U8_NEXT(text.data(), i, size, character);
+    if (character < 0) return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+std::optional<UrlParts> urlParts(std::string_view text) {
+  UrlParts parts;
+  if (const auto scheme = leadingScheme(text)) {
+    parts.scheme.emplace();
+    for (const char c : *scheme) *parts.scheme += lowered(c);
+    text.remove_prefix(scheme->size() + 1);
+  } else if (text.substr(0, text.find_first_of("/?#")).find(':') != std::string_view::npos) {
+    // Without a scheme, the first segment of a path holds no colon.
+    return std::nullopt;
+  }
+  if (const auto fragment = cutBehind(text, '#')) parts.fragment = *fragment;
+  if (const auto query = cutBehind(text, '?')) parts.query = *query;
+  if (!consistsOf(parts.fragment.value_or(""), ":@/?") ||
+      !consistsOf(parts.query.value_or(""), ":@/?")) {
+    return std::nullopt;
+  }
+  if (text.starts_with("//")) {
+    text.remove_prefix(2);
+    const auto end = std::min(text.find('/'), text.size());
+    if (!readAuthority(text.substr(0, end), parts)) return std::nullopt;
+    text.remove_prefix(end);
+  }
+  if (!consistsOf(text, ":@/")) return std::nullopt;
+  parts.path = text;
+  return parts;
+}
+
+std::optional<URL> Urls::URLWithString(std::string_view text) const {
+  if (!urlParts(text)) return std::nullopt;
+  return URL(std::string(text));
+}
+
+URL Urls::fileURLWithPath(std::string_view path) const {
+  std::string absolute(path);
+  if (!path.starts_with('/')) {
+    std::error_code ignored;
+    absolute = std::filesystem::current_path(ignored).string();
+    if (!absolute.ends_with('/')) absolute += '/';
+    absolute += path;
+  }
+  return URL("file://" + escapedPath(absolute));
+}
+
+URL Urls::appendingPathComponent(const URL& url, std::string_view component) const {
+  const std::string& text = url.absoluteString();
+  const auto pathEnd = std::min(text.find_first_of("?#"), text.size());
+  std::string joined = text.substr(0, pathEnd);
+  const std::string behind = text.substr(pathEnd);
+
+  const std::size_t schemeEnd = leadingScheme(joined) ? joined.find(':') + 1 : 0;
+  const bool hasAuthority = joined.compare(schemeEnd, 2, "//") == 0;
+  const std::size_t pathStart =
+      hasAuthority ? std::min(joined.find('/', schemeEnd + 2), joined.size()) : schemeEnd;
+  const bool hasPath = hasAuthority || joined.size() > pathStart;
+  while (joined.size() > pathStart && joined.ends_with('/')) joined.pop_back();
+  component.remove_prefix(std::min(component.find_first_not_of('/'), component.size()));
+  if (hasPath) {
+    joined += '/';
+  } else if (schemeEnd == 0 &&
+             component.substr(0, component.find('/')).find(':') != std::string_view::npos) {
+    // A colon in the first segment of the whole URL would be read as the end of a scheme.
+    joined += "./";
+  }
+  return URL(joined + escapedPath(component) + behind);
+}
+
+std::optional<std::string> Urls::addingPercentEncoding(std::string_view text,
+                                                       std::string_view escaped) const {
+  if (!isUtf8(text)) return std::nullopt;
+  std::string encoded;
+  encoded.reserve(text.size());
+  for (const char c : text) {
+    if (static_cast<unsigned char>(c) >= 0x80 || isOneOf(c, escaped)) {
+      appendEscaped(encoded, c);
+    } else {
+      encoded += c;
+    }
+  }
+  return encoded;
+}
+
+std::optional<std::string> removingPercentEncoding(std::string_view text) {
+  std::string decoded;
+  decoded.reserve(text.size());
+  for (std::size_t i = 0; i < text.size(); ++i) {
+    if (text[i] != '%') {
+      decoded += text[i];
+      continue;
+    }
+    if (!isEscape(text, i)) return std::nullopt;
+    decoded += static_cast<char>(hexValue(text[i + 1]) * 16 + hexValue(text[i + 2]));
+    i += 2;
+  }
+  return decoded;
+}
+
+std::optional<std::string> filePathOf(const URL& url) {
+  if (!leadingScheme(url.absoluteString())) return url.absoluteString();
+  const auto parts = urlParts(url.absoluteString());
+  if (!parts || parts->scheme != "file" || !parts->path.starts_with('/')) return std::nullopt;
+  const std::string host = parts->host.value_or("");
+  if ((!host.empty() && host != "localhost") || parts->port || parts->userInfo) {
+    return std::nullopt;
+  }
+  return removingPercentEncoding(parts->path);
+}
+
+std::optional<std::string> queryItem(const URL& url, std::string_view name) {
+  const auto parts = urlParts(url.absoluteString());
+  if (!parts || !parts->query) return std::nullopt;
+  std::optional<std::string_view> rest = *parts->query;
+  while (rest) {
+    std::string_view item = *rest;
+    rest = cutBehind(item, '&');
+    const auto value = cutBehind(item, '=');
+    if (removingPercentEncoding(item) == name) {
+      return removingPercentEncoding(value.value_or(std::string_view()));
+    }
+  }
+  return std::nullopt;
+}
+
+}  // namespace vecamera::device

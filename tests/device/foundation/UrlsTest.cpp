@@ -1,0 +1,221 @@
+#include "device/foundation/Urls.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <random>
+#include <string>
+
+namespace vecamera::device {
+namespace {
+
+using testing::Eq;
+using testing::Optional;
+
+const Urls kUrls;
+
+/// A text of up to twenty characters, drawn from those that paths and URLs trip over.
+std::string randomText(std::mt19937& random) {
+  static const std::vector<std::string> kPieces = {
+      "a", "Z", "7", "/", ".", "..", "%",  "%2F", "#", "?", ";", ":",  "&", "=", "'",
+      " ", "~", "[", "]", "{", "|",  "\\", "\"",  "^", "`", "é", "한", "😀", "+", "\x01"};
+  std::string text;
+  for (auto pieces = random() % 20; pieces > 0; --pieces)
+    text += kPieces[random() % kPieces.size()];
+  return text;
+}
+
+TEST(Urls, ParsesWhatTheGrammarAllowsAndKeepsItsText) {
+  for (const std::string text : {"",
+                                 "a.jpg",
+                                 "/var/tmp/velmora_photo_20261116020327.jpg",
+                                 "/a:b",
+                                 "./a:b",
+                                 "//host/path",
+                                 "file:///tmp/a%20b",
+                                 "file:/tmp",
+                                 "velmora-file://x",
+                                 "http://u:p@h:8080/p?q=/?#f/?",
+                                 "http://[::1]:80/",
+                                 "http://[v1.a:b]/",
+                                 "http://[::ffff:1.2.3.4]",
+                                 "http://h:/",
+                                 "mailto:a@b",
+                                 "assets-library://asset/asset.JPG?id=A1B2/L0/001&ext=JPG",
+                                 "?",
+                                 "#",
+                                 "x:?#",
+                                 "/!$&'()*+,;=-._~:@"}) {
+    EXPECT_THAT(kUrls.URLWithString(text), Optional(URL(text))) << text;
+  }
+}
+
+TEST(Urls, GivesNothingForTextThatIsNoUrl) {
+  for (const std::string text : {"/a b",
+                                 " ",
+                                 "/a\tb",
+                                 "/é",
+                                 "/100%",
+                                 "/%4",
+                                 "/%zz",
+                                 "a#b#c",
+                                 "/a[b]",
+                                 "?[",
+                                 "/a]",
+                                 ":a",
+                                 "1a:b",
+                                 "a%3A:b",
+                                 "http://h:port/",
+                                 "http://h:65536/",
+                                 "http://h:99999999999999999999/",
+                                 "http://[::1",
+                                 "http://[::1]x/",
+                                 "http://[1::2::3]",
+                                 "http://[v.a]",
+                                 "http://[fe80::1%25eth0]/",
+                                 "http://a@b@c/",
+                                 "http://a:1:2/",
+                                 "http://]/",
+                                 "/\x7F"}) {
+    EXPECT_EQ(kUrls.URLWithString(text), std::nullopt) << text;
+  }
+  EXPECT_EQ(kUrls.URLWithString(std::string("/a\0b", 4)), std::nullopt);
+  EXPECT_EQ(kUrls.URLWithString(std::string("http://[::1\0]", 13)), std::nullopt);
+  for (const char c : std::string("\\^\"<>{}|`")) {
+    EXPECT_EQ(kUrls.URLWithString(std::string("/a") + c), std::nullopt) << c;
+  }
+}
+
+TEST(Urls, ParsedTextHoldsOnlyAllowedCharacters) {
+  const std::string allowed =
+      "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~:/?#[]@!$&'()*+,;=%";
+  std::mt19937 random(1);
+  int parsed = 0;
+  for (int round = 0; round < 20000; ++round) {
+    const std::string text = randomText(random);
+    if (!kUrls.URLWithString(text)) continue;
+    ++parsed;
+    EXPECT_EQ(text.find_first_not_of(allowed), std::string::npos) << text;
+  }
+  EXPECT_GT(parsed, 500);
+}
+
+TEST(Urls, FileUrlEscapesWhatThePlatformEscapes) {
+  EXPECT_EQ(kUrls.fileURLWithPath("/a:b&c='d!$()*+,@~-._/e").absoluteString(),
+            "file:///a:b&c='d!$()*+,@~-._/e");
+  EXPECT_EQ(kUrls.fileURLWithPath("/;#?% \"<>[]{}\\^`|é").absoluteString(),
+            "file:///%3B%23%3F%25%20%22%3C%3E%5B%5D%7B%7D%5C%5E%60%7C%C3%A9");
+}
+
+TEST(Urls, FileUrlOfARelativePathStartsAtTheWorkingDirectory) {
+  const URL url = kUrls.fileURLWithPath("a b/");
+  EXPECT_TRUE(url.absoluteString().ends_with("/a%20b/"));
+  EXPECT_THAT(filePathOf(url), Optional((std::filesystem::current_path() / "a b/").string()));
+}
+
+TEST(Urls, FileUrlAndItsPathAreInverse) {
+  std::mt19937 random(2);
+  for (int round = 0; round < 5000; ++round) {
+    const std::string path = "/" + randomText(random) + (round % 7 == 0 ? "\xFF" : "");
+    const URL url = kUrls.fileURLWithPath(path);
+    EXPECT_TRUE(kUrls.URLWithString(url.absoluteString())) << path;
+    EXPECT_THAT(filePathOf(url), Optional(path));
+  }
+}
+
+TEST(Urls, ComponentIsAppendedBehindExactlyOneSlash) {
+  const struct {
+    const char* url;
+    const char* component;
+    const char* expected;
+  } cases[] = {
+      {"/tmp/", "a.jpg", "/tmp/a.jpg"},
+      {"/tmp", "/a.jpg", "/tmp/a.jpg"},
+      {"/tmp//", "sub/a b.txt", "/tmp/sub/a%20b.txt"},
+      {"/tmp", "", "/tmp/"},
+      {"/", "a", "/a"},
+      {"", "a", "a"},
+      {"", "a:b", "./a:b"},
+      {"tmp", "a:b/", "tmp/a:b/"},
+      {"http://host", "a", "http://host/a"},
+      {"http://host/p/?q=/#f/", "a?b", "http://host/p/a%3Fb?q=/#f/"},
+      {"file:///", "é", "file:///%C3%A9"},
+      {"velmora:p", "a", "velmora:p/a"},
+  };
+  for (const auto& [url, component, expected] : cases) {
+    EXPECT_EQ(kUrls.appendingPathComponent(URL(url), component).absoluteString(), expected);
+  }
+}
+
+TEST(Urls, AppendedComponentIsFoundAgainInTheDecodedPath) {
+  std::mt19937 random(3);
+  for (int round = 0; round < 5000; ++round) {
+    const std::string component = "x" + randomText(random);
+    const std::string base = round % 2 ? "file:///tmp" : "file:///tmp/";
+    const URL url = kUrls.appendingPathComponent(URL(base), component);
+    EXPECT_TRUE(kUrls.URLWithString(url.absoluteString())) << component;
+    EXPECT_THAT(filePathOf(url), Optional("/tmp/" + component));
+  }
+}
+
+TEST(Urls, PercentEncodingEscapesWhatIsAskedForAndNonAscii) {
+  EXPECT_THAT(kUrls.addingPercentEncoding("a://b?id=1&ext=JPG", "&"),
+              Optional(Eq("a://b?id=1%26ext=JPG")));
+  EXPECT_THAT(kUrls.addingPercentEncoding("a b%é", ""), Optional(Eq("a b%%C3%A9")));
+  for (const std::string broken :
+       {"\xFF", "a\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF5\x80\x80\x80"}) {
+    EXPECT_EQ(kUrls.addingPercentEncoding(broken, "&"), std::nullopt);
+  }
+}
+
+TEST(Urls, PercentEncodingOfThePercentSignIsUndoneByDecoding) {
+  std::mt19937 random(4);
+  for (int round = 0; round < 2000; ++round) {
+    const std::string text = randomText(random);
+    const auto encoded = kUrls.addingPercentEncoding(text, "%& ");
+    ASSERT_TRUE(encoded);
+    EXPECT_EQ(encoded->find_first_of("& "), std::string::npos);
+    EXPECT_THAT(removingPercentEncoding(*encoded), Optional(text));
+  }
+  EXPECT_EQ(removingPercentEncoding("%4"), std::nullopt);
+}
+
+TEST(Urls, OnlyLocalFileUrlsAndPlainTextsHaveAFilePath) {
+  EXPECT_THAT(filePathOf(URL("file:///a%20b?q#f")), Optional(Eq("/a b")));
+  EXPECT_THAT(filePathOf(URL("FILE://localhost/a")), Optional(Eq("/a")));
+  EXPECT_THAT(filePathOf(URL("file:/a")), Optional(Eq("/a")));
+  EXPECT_THAT(filePathOf(URL("/tmp/a%20b?c")), Optional(Eq("/tmp/a%20b?c")));
+  for (const std::string other :
+       {"file://server/a", "file:a", "file://", "http://h/a", "velmora-file:///a"}) {
+    EXPECT_EQ(filePathOf(URL(other)), std::nullopt) << other;
+  }
+}
+
+TEST(Urls, PartsAreDividedAtTheirDelimiters) {
+  const auto parts = urlParts("HTTP://me:x@[::1]:80/p/q;r?a=1?2#f?");
+  ASSERT_TRUE(parts);
+  EXPECT_THAT(parts->scheme, Optional(Eq("http")));
+  EXPECT_THAT(parts->userInfo, Optional(Eq("me:x")));
+  EXPECT_THAT(parts->host, Optional(Eq("[::1]")));
+  EXPECT_THAT(parts->port, Optional(Eq("80")));
+  EXPECT_EQ(parts->path, "/p/q;r");
+  EXPECT_THAT(parts->query, Optional(Eq("a=1?2")));
+  EXPECT_THAT(parts->fragment, Optional(Eq("f?")));
+  EXPECT_EQ(urlParts("/p")->host, std::nullopt);
+  EXPECT_THAT(urlParts("file:///p?")->host, Optional(Eq("")));
+  EXPECT_THAT(urlParts("file:///p?")->query, Optional(Eq("")));
+}
+
+TEST(Urls, QueryItemIsTheFirstOfItsName) {
+  const URL url("assets-library://asset/asset.PNG?id=A%2FB/L0&flag&ext=PNG&ext=JPG&e=a=b");
+  EXPECT_THAT(queryItem(url, "id"), Optional(Eq("A/B/L0")));
+  EXPECT_THAT(queryItem(url, "flag"), Optional(Eq("")));
+  EXPECT_THAT(queryItem(url, "ext"), Optional(Eq("PNG")));
+  EXPECT_THAT(queryItem(url, "e"), Optional(Eq("a=b")));
+  EXPECT_EQ(queryItem(url, "PNG"), std::nullopt);
+  EXPECT_EQ(queryItem(URL("assets-library://asset/asset.PNG"), "id"), std::nullopt);
+}
+
+}  // namespace
+}  // namespace vecamera::device
