@@ -1,0 +1,191 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "VECamera/platform/Foundation.h"
+#include "VECamera/platform/Photos.h"
+#include "VECamera/platform/Value.h"
+#include "device/photos/StoreOutcome.h"
+
+namespace vecamera::device {
+
+namespace photos {
+class Database;
+}
+
+/// What a picture's bytes tell about it.
+struct ProbedPicture {
+  /// Lower case, without a dot: "jpg", "png", "heic", "webp".
+  std::string extension;
+  /// The uniform type identifier, for example "public.jpeg".
+  std::string uti;
+  /// In pixels, as displayed: with the orientation applied.
+  int width = 0;
+  int height = 0;
+  CGImagePropertyOrientation orientation = 1;
+};
+
+struct ProbedMovie {
+  /// Lower case, without a dot: "mp4", "mov".
+  std::string extension;
+  std::string uti;
+  /// In pixels, as displayed.
+  int width = 0;
+  int height = 0;
+  std::optional<double> durationSeconds;
+};
+
+/// One asset as the library lists it.
+struct AssetRecord {
+  std::string identifier;
+  /// What it is; the values are those of its one resource.
+  PHAssetResourceType type = PHAssetResourceType::photo;
+  std::string uti;
+  std::string extension;
+  std::uint64_t byteCount = 0;
+  /// In pixels, as displayed.
+  int width = 0;
+  int height = 0;
+  CGImagePropertyOrientation orientation = 1;
+  Date created;
+  std::optional<double> durationSeconds;
+  /// Grows from asset to asset; never used again, also not after a removal.
+  std::int64_t sequence = 0;
+};
+
+/// The format's everyday name: "jpeg" for "jpg", otherwise the extension.
+std::string formatName(const AssetRecord& record);
+
+struct NewAsset {
+  /// Nothing: one is drawn.
+  std::optional<std::string> identifier;
+  PHAssetResourceType type = PHAssetResourceType::photo;
+  Data data;
+  Date created;
+};
+
+struct FileToImport {
+  std::filesystem::path path;
+  /// Nothing: one is drawn.
+  std::optional<std::string> identifier;
+};
+
+struct ImportReport {
+  std::vector<AssetRecord> imported;
+  /// One for each file that was not imported, in the order of the files.
+  std::vector<StoreError> refused;
+};
+
+/// The photo library on disk: a folder with `library.sqlite`, the assets' files under `originals/`
+/// and the cache `thumbnails/`, readable by their owner only. What an operation reports as done
+/// survives the end of the process and a loss of power; what it did not report is there as a whole
+/// or not at all. Several processes may have one library open.
+///
+/// Every operation may be called on any thread. One mutex guards the one database connection; it is
+/// held while a change writes its files, but not while files are read, probed or made smaller.
+class LibraryStore {
+ public:
+  /// The steps of a change, in their order.
+  enum class Stage {
+    changeBegun,
+    /// For each asset: its file is written under another name, and then has its own.
+    fileWritten,
+    fileRenamed,
+    folderSynced,
+    changeCommitted,
+    /// Assets are no longer listed; their files still stand.
+    rowsRemoved,
+  };
+
+  /// What the library is made with. All functions may be called on any thread, `identifiers` by one
+  /// at a time.
+  struct Parts {
+    /// Nothing where the bytes are no picture that the library takes. Without the function, none
+    /// is.
+    std::function<std::optional<ProbedPicture>(const Data&)> probePicture;
+    std::function<std::optional<ProbedMovie>(const Data&)> probeMovie;
+    /// A JPEG of the original, upright, whose longer side is at most `maxSide` pixels; nothing
+    /// where it cannot be made.
+    std::function<std::optional<Data>(const Data& original, int maxSide)> makeThumbnail;
+    /// Draws UUIDs; the library appends "/L0/001". Without the function they are random.
+    std::function<std::string()> identifiers;
+    /// Called at each step with the library held: it must not call the library. For tests.
+    std::function<void(Stage)> atStage;
+  };
+
+  /// Opens the library, or makes it where the folder holds none, and removes the files that an
+  /// interrupted change left behind. A library of a newer version, a damaged database and originals
+  /// whose database is gone are refused, and none of their files is removed.
+  static StoreOutcome<std::unique_ptr<LibraryStore>> open(const std::filesystem::path& folder,
+                                                          Parts parts);
+  ~LibraryStore();
+  LibraryStore(const LibraryStore&) = delete;
+  LibraryStore& operator=(const LibraryStore&) = delete;
+
+  /// An identifier that no asset has, for one that is to be added.
+  std::string drawIdentifier();
+
+  /// Adds all or none; gives their records in the order of the assets.
+  StoreOutcome<std::vector<AssetRecord>> add(const std::vector<NewAsset>& assets);
+  StoreOutcome<AssetRecord> importFile(const FileToImport& file, Date created);
+  /// Imports each file that can be; a refused one does not keep the others out. `progress` is
+  /// called after each file.
+  ImportReport importFiles(
+      const std::vector<FileToImport>& files, Date created,
+      const std::function<void(std::size_t done, std::size_t total)>& progress);
+
+  /// In the order of creation.
+  StoreOutcome<std::vector<AssetRecord>> list();
+  StoreOutcome<AssetRecord> fetchByIdentifier(std::string_view identifier);
+  /// The asset behind an address of the form "assets-library://asset/asset.EXT?id=UUID&ext=EXT",
+  /// in which a whole identifier may stand for the UUID. Extensions are not compared. Of several
+  /// assets with the same UUID the oldest is given.
+  StoreOutcome<AssetRecord> fetchByAddress(std::string_view address);
+  StoreOutcome<Data> readOriginal(std::string_view identifier);
+  /// From the cache, or made now.
+  StoreOutcome<Data> thumbnail(std::string_view identifier, int maxSide);
+
+  /// Nothing on success.
+  std::optional<StoreError> remove(std::string_view identifier);
+  /// Removes every asset. Nothing on success.
+  std::optional<StoreError> clear();
+
+ private:
+  LibraryStore(std::filesystem::path folder, Parts parts);
+
+  std::optional<std::string> prepare();
+  std::optional<std::string> prepareDatabase();
+  std::optional<std::string> checkDatabase();
+  std::optional<std::string> migrate();
+  void sweep();
+
+  std::optional<AssetRecord> describe(const NewAsset& asset) const;
+  StoreOutcome<AssetRecord> findLocked(std::string_view identifierOrUuid);
+  std::optional<StoreError> insertLocked(AssetRecord& record);
+  StoreOutcome<std::vector<AssetRecord>> addLocked(const std::vector<NewAsset>& assets,
+                                                   std::vector<AssetRecord> records);
+  std::optional<StoreError> removeAssets(std::optional<std::string_view> identifier);
+  StoreOutcome<std::vector<AssetRecord>> listLocked();
+  StoreOutcome<Data> readOriginal(const AssetRecord& record) const;
+  StoreError storageError() const;
+  void reach(Stage stage) const;
+  std::filesystem::path originalFile(const AssetRecord& record) const;
+
+  const std::filesystem::path folder_;
+  const std::filesystem::path originals_;
+  const std::filesystem::path thumbnails_;
+  const Parts parts_;
+  std::mutex mutex_;
+  // Guarded by the mutex.
+  std::unique_ptr<photos::Database> database_;
+};
+
+}  // namespace vecamera::device

@@ -1,0 +1,213 @@
+#include "device/photos/PhotoLibrary.h"
+
+#include <utility>
+
+#include "device/photos/AssetAddress.h"
+
+namespace vecamera::device {
+
+namespace {
+
+constexpr std::string_view kErrorDomain = "PHPhotosErrorDomain";
+// The platform's codes for a change.
+constexpr std::int64_t kInternalError = -1;
+constexpr std::int64_t kChangeNotSupported = 3300;
+constexpr std::int64_t kInvalidResource = 3302;
+constexpr std::int64_t kAccessUserDenied = 3311;
+
+/// An error that the platform's stock sentence describes.
+NSError plainError(std::int64_t code) {
+  return {std::string(kErrorDomain), code, {}};
+}
+
+NSError errorOf(const StoreError& error) {
+  if (error.kind == StoreError::Kind::invalidResource) return plainError(kInvalidResource);
+  NSError result = plainError(kInternalError);
+  result.userInfo.emplace(NSLocalizedDescriptionKey, error.text);
+  return result;
+}
+
+bool allows(PHAuthorizationStatus status) {
+  return status == PHAuthorizationStatus::authorized || status == PHAuthorizationStatus::limited;
+}
+
+}  // namespace
+
+std::string referenceURLText(const StoredAsset& asset) {
+  return assetAddress(asset.record().identifier, asset.record().extension);
+}
+
+class PhotoLibrary::Request : public PHAssetCreationRequest {
+ public:
+  explicit Request(std::string identifier) : identifier_(std::move(identifier)) {}
+
+  void addResource(PHAssetResourceType type, const Data& data,
+                   const PHAssetResourceCreationOptions&) override {
+    resources_.emplace_back(type, data);
+  }
+  std::optional<std::string> placeholderLocalIdentifier() const override { return identifier_; }
+
+  bool isEmpty() const { return resources_.empty(); }
+  /// Nothing where the request does not have exactly one resource.
+  std::optional<NewAsset> asset(Date created) const {
+    if (resources_.size() != 1) return std::nullopt;
+    const auto& [type, data] = resources_.front();
+    return NewAsset{identifier_, type, data, created};
+  }
+
+ private:
+  const std::string identifier_;
+  std::vector<std::pair<PHAssetResourceType, Data>> resources_;
+};
+
+/// What one change asks for.
+class PhotoLibrary::Change {
+ public:
+  explicit Change(PhotoLibrary& library) : library_(library) {}
+
+  /// Runs the block, for which this is the thread's current change.
+  void run(const ChangeBlock& block) {
+    struct Restore {
+      Change* outer;
+      ~Restore() { current_ = outer; }
+    };
+    const Restore restore{std::exchange(current_, this)};
+    block();
+  }
+
+  /// The change whose block runs on this thread; null outside the library's change blocks.
+  static Change* currentOf(const PhotoLibrary& library) {
+    return current_ && &current_->library_ == &library ? current_ : nullptr;
+  }
+
+  Request& addRequest() {
+    requests_.push_back(std::make_unique<Request>(library_.store_.drawIdentifier()));
+    return *requests_.back();
+  }
+  const std::vector<std::unique_ptr<Request>>& requests() const { return requests_; }
+
+ private:
+  static thread_local Change* current_;
+
+  PhotoLibrary& library_;
+  std::vector<std::unique_ptr<Request>> requests_;
+};
+
+thread_local PhotoLibrary::Change* PhotoLibrary::Change::current_ = nullptr;
+
+/// Has no state, so that all threads can share one.
+class PhotoLibrary::DroppedRequest : public PHAssetCreationRequest {
+ public:
+  void addResource(PHAssetResourceType, const Data&,
+                   const PHAssetResourceCreationOptions&) override {}
+  std::optional<std::string> placeholderLocalIdentifier() const override { return std::nullopt; }
+};
+
+PhotoLibrary::PhotoLibrary(LibraryStore& store, const NSClock& clock, Executor& queue,
+                           PhotoAuthorization& authorization, Observer observer)
+    : store_(store),
+      clock_(clock),
+      queue_(queue),
+      authorization_(authorization),
+      observer_(std::move(observer)) {}
+
+PHAuthorizationStatus PhotoLibrary::authorizationStatus() {
+  return authorization_.status();
+}
+
+void PhotoLibrary::requestAuthorization(std::function<void(PHAuthorizationStatus)> handler) {
+  authorization_.request(std::move(handler));
+}
+
+void PhotoLibrary::performChanges(ChangeBlock changes, CompletionHandler completion) {
+  queue_.post([this, changes = std::move(changes), completion = std::move(completion)] {
+    const PHAuthorizationStatus status = authorization_.status();
+    if (status != PHAuthorizationStatus::notDetermined) {
+      runIfAllowed(status, changes, completion);
+      return;
+    }
+    authorization_.request([this, changes, completion](PHAuthorizationStatus answered) {
+      queue_.post(
+          [this, answered, changes, completion] { runIfAllowed(answered, changes, completion); });
+    });
+  });
+}
+
+void PhotoLibrary::runIfAllowed(PHAuthorizationStatus status, const ChangeBlock& changes,
+                                const CompletionHandler& completion) {
+  if (!allows(status)) {
+    completion(false, plainError(kAccessUserDenied));
+    return;
+  }
+  Change change(*this);
+  change.run(changes);
+  const std::optional<NSError> error = commit(change);
+  completion(!error, error);
+}
+
+std::optional<NSError> PhotoLibrary::commit(const Change& change) {
+  const Date created = clock_.now();
+  std::vector<NewAsset> assets;
+  for (const auto& request : change.requests()) {
+    if (request->isEmpty()) continue;
+    auto asset = request->asset(created);
+    if (!asset) return plainError(kChangeNotSupported);
+    assets.push_back(*std::move(asset));
+  }
+  const auto added = store_.add(assets);
+  if (!added) return errorOf(added.error());
+  if (!observer_) return std::nullopt;
+  for (const AssetRecord& record : *added) {
+    const bool isPhoto = record.type == PHAssetResourceType::photo;
+    observer_(
+        {record.identifier, isPhoto ? "photo" : "video", record.byteCount, formatName(record)});
+  }
+  return std::nullopt;
+}
+
+PHAssetCreationRequest& PhotoLibrary::creationRequestForAsset() {
+  static DroppedRequest dropped;
+  if (Change* change = Change::currentOf(*this)) return change->addRequest();
+  return dropped;
+}
+
+std::vector<std::shared_ptr<PHAsset>> PhotoLibrary::fetchAssetsWithALAssetURLs(
+    const std::vector<URL>& urls, const PHFetchOptions&) {
+  std::vector<std::shared_ptr<PHAsset>> assets;
+  if (!allows(authorization_.status())) return assets;
+  for (const URL& url : urls) {
+    if (auto record = store_.fetchByAddress(url.absoluteString())) {
+      assets.push_back(std::make_shared<StoredAsset>(*std::move(record)));
+    }
+  }
+  return assets;
+}
+
+std::shared_ptr<StoredAsset> PhotoLibrary::assetWithIdentifier(std::string_view identifier) {
+  auto record = store_.fetchByIdentifier(identifier);
+  return record ? std::make_shared<StoredAsset>(*std::move(record)) : nullptr;
+}
+
+ImageManager::ImageManager(LibraryStore& store, Executor& queue, PhotoAuthorization& authorization)
+    : store_(store), queue_(queue), authorization_(authorization) {}
+
+void ImageManager::requestImageDataAndOrientationForAsset(
+    const std::shared_ptr<PHAsset>& asset, const std::optional<PHImageRequestOptions>&,
+    ResultHandler handler) {
+  queue_.post([this, asset, handler = std::move(handler)] { handOut(asset, handler); });
+}
+
+void ImageManager::handOut(const std::shared_ptr<PHAsset>& asset, const ResultHandler& handler) {
+  const auto refuse = [&handler](const std::string& why) {
+    handler(std::nullopt, std::nullopt, 1, Dictionary{{"PHImageErrorKey", why}});
+  };
+  if (!asset) return refuse("There is no asset");
+  if (!allows(authorization_.status())) return refuse("The photo library may not be read");
+  const auto record = store_.fetchByIdentifier(asset->localIdentifier());
+  if (!record) return refuse(record.error().text);
+  auto data = store_.readOriginal(asset->localIdentifier());
+  if (!data) return refuse(data.error().text);
+  handler(*std::move(data), record->uti, record->orientation, Dictionary{});
+}
+
+}  // namespace vecamera::device

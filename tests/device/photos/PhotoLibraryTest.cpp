@@ -1,0 +1,187 @@
+#include "device/photos/PhotoLibrary.h"
+
+#include <gmock/gmock.h>
+
+#include <thread>
+
+#include "tests/device/photos/PhotosContract.h"
+#include "tests/device/photos/PhotosTestSupport.h"
+
+namespace vecamera::device {
+namespace {
+
+class FixedClock : public NSClock {
+ public:
+  Date now() const override { return Date(std::chrono::seconds(1'000)); }
+};
+
+class ScriptedAuthorization : public PhotoAuthorization {
+ public:
+  explicit ScriptedAuthorization(Executor& queue) : queue_(queue) {}
+  PHAuthorizationStatus status() override { return current; }
+  void request(std::function<void(PHAuthorizationStatus)> handler) override {
+    queue_.post([this, handler = std::move(handler)] {
+      current = answer;
+      handler(current);
+    });
+  }
+
+  PHAuthorizationStatus current = PHAuthorizationStatus::authorized;
+  PHAuthorizationStatus answer = PHAuthorizationStatus::denied;
+
+ private:
+  Executor& queue_;
+};
+
+class StoredPhotos : public PhotosUnderTest {
+ public:
+  PHPhotoLibrary& library() override { return photoLibrary; }
+  PHImageManager& images() override { return imageManager; }
+  void authorize(PHAuthorizationStatus status) override { authorization.current = status; }
+  void answerPrompts(PHAuthorizationStatus answer) override { authorization.answer = answer; }
+  void settle() override {
+    while (queue.runAll() + prompts.runAll() > 0) {
+    }
+  }
+  Data picture() override { return testPicture("contract").data; }
+  std::string pictureUTI() override { return "public.jpeg"; }
+  std::size_t assetCount() override { return identifiersIn(*store).size(); }
+
+  TemporaryFolder folder;
+  FixedClock clock;
+  QueueExecutor queue;
+  QueueExecutor prompts;
+  ScriptedAuthorization authorization{prompts};
+  std::unique_ptr<LibraryStore> store = openLibrary(folder.path());
+  std::vector<std::string> events;
+  PhotoLibrary photoLibrary{*store, clock, queue, authorization, [this](const SavedAsset& saved) {
+                              events.push_back(saved.type + " " + saved.format + " " +
+                                               std::to_string(saved.bytes) + " " + saved.id);
+                            }};
+  ImageManager imageManager{*store, queue, authorization};
+};
+
+INSTANTIATE_TEST_SUITE_P(OnSQLite, PhotosContract,
+                         testing::Values([]() -> std::unique_ptr<PhotosUnderTest> {
+                           return std::make_unique<StoredPhotos>();
+                         }));
+
+TEST(PhotoLibrary, ObserverLearnsOfEachNewAssetBetweenCommitAndHandler) {
+  StoredPhotos photos;
+  photos.library().performChanges(
+      [&] {
+        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::photo,
+                                                               Data::copyOf("JPEG:4x3:1"), {});
+        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::video,
+                                                               Data::copyOf("MOVIE:64x48:2.5"), {});
+      },
+      [&](bool, std::optional<NSError>) { photos.events.push_back("handler"); });
+  photos.settle();
+
+  const auto records = photos.store->list();
+  ASSERT_TRUE(records);
+  ASSERT_EQ(records->size(), 2u);
+  EXPECT_EQ(photos.events,
+            (std::vector<std::string>{"photo jpeg 10 " + (*records)[0].identifier,
+                                      "video mp4 15 " + (*records)[1].identifier, "handler"}));
+  EXPECT_EQ((*records)[0].created, FixedClock().now());
+  EXPECT_EQ((*records)[1].durationSeconds, 2.5);
+}
+
+TEST(PhotoLibrary, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
+  StoredPhotos photos;
+  photos.authorization.current = PHAuthorizationStatus::notDetermined;
+  bool ended = false;
+  photos.library().performChanges([&] { ended = true; },
+                                  [&](bool, std::optional<NSError>) { ended = true; });
+  photos.queue.runAll();
+  EXPECT_FALSE(ended);
+  EXPECT_EQ(photos.prompts.pending(), 1u);
+}
+
+TEST(PhotoLibrary, StoreThatFailsIsReportedWithItsReason) {
+  StoredPhotos photos;
+  std::filesystem::remove_all(photos.folder.path() / "originals");
+  std::optional<NSError> reported;
+  photos.library().performChanges(
+      [&] {
+        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::photo,
+                                                               photos.picture(), {});
+      },
+      [&](bool, std::optional<NSError> error) { reported = std::move(error); });
+  photos.settle();
+  ASSERT_TRUE(reported);
+  EXPECT_EQ(reported->domain, "PHPhotosErrorDomain");
+  EXPECT_THAT(reported->localizedDescription(), testing::HasSubstr("cannot be written"));
+  EXPECT_TRUE(photos.events.empty());
+  EXPECT_EQ(photos.assetCount(), 0u);
+}
+
+TEST(PhotoLibrary, BlocksOnAnotherThreadOrOfAnotherLibraryDoNotMix) {
+  StoredPhotos photos;
+  StoredPhotos other;
+  photos.library().performChanges(
+      [&] {
+        EXPECT_FALSE(other.library().creationRequestForAsset().placeholderLocalIdentifier());
+        std::thread([&] {
+          EXPECT_FALSE(photos.library().creationRequestForAsset().placeholderLocalIdentifier());
+        }).join();
+        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::photo,
+                                                               photos.picture(), {});
+      },
+      [](bool success, std::optional<NSError>) { EXPECT_TRUE(success); });
+  photos.settle();
+  EXPECT_EQ(photos.assetCount(), 1u);
+  EXPECT_EQ(other.assetCount(), 0u);
+}
+
+TEST(PhotoLibrary, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {
+  StoredPhotos photos;
+  ASSERT_TRUE(photos.store->add({testPicture("beach", "A1B2/L0/001")}));
+  photos.authorization.current = PHAuthorizationStatus::denied;
+  const auto asset = photos.photoLibrary.assetWithIdentifier("A1B2/L0/001");
+  ASSERT_TRUE(asset);
+  EXPECT_EQ(referenceURLText(*asset), "assets-library://asset/asset.JPG?id=A1B2&ext=JPG");
+  EXPECT_FALSE(photos.photoLibrary.assetWithIdentifier("A1B2"));
+}
+
+TEST(ImageManager, HandsOutTheStoredOrientation) {
+  StoredPhotos photos;
+  NewAsset turned = testPicture("", "T/L0/001");
+  turned.data = Data::copyOf("JPEG:30x40:6");
+  ASSERT_TRUE(photos.store->add({turned}));
+  CGImagePropertyOrientation seen = 0;
+  photos.images().requestImageDataAndOrientationForAsset(
+      photos.photoLibrary.assetWithIdentifier("T/L0/001"), std::nullopt,
+      [&](std::optional<Data>, std::optional<std::string>, CGImagePropertyOrientation orientation,
+          std::optional<Dictionary>) { seen = orientation; });
+  photos.settle();
+  EXPECT_EQ(seen, 6u);
+}
+
+TEST(ImageManager, HasNoDataForAnAssetThatWasRemovedOrLostItsFile) {
+  StoredPhotos photos;
+  ASSERT_TRUE(photos.store->add({testPicture("a", "A/L0/001"), testPicture("b", "B/L0/001")}));
+  const auto removed = photos.photoLibrary.assetWithIdentifier("A/L0/001");
+  const auto lost = photos.photoLibrary.assetWithIdentifier("B/L0/001");
+  ASSERT_FALSE(photos.store->remove("A/L0/001"));
+  std::filesystem::remove(photos.folder.path() / "originals/2.jpg");
+
+  int handlers = 0;
+  for (const auto& asset : {removed, lost}) {
+    photos.images().requestImageDataAndOrientationForAsset(
+        asset, std::nullopt,
+        [&](std::optional<Data> data, std::optional<std::string>, CGImagePropertyOrientation,
+            std::optional<Dictionary> info) {
+          ++handlers;
+          EXPECT_FALSE(data);
+          ASSERT_TRUE(info);
+          EXPECT_TRUE(find(*info, "PHImageErrorKey"));
+        });
+  }
+  photos.settle();
+  EXPECT_EQ(handlers, 2);
+}
+
+}  // namespace
+}  // namespace vecamera::device

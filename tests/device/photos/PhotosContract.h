@@ -1,0 +1,266 @@
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "VECamera/platform/Photos.h"
+
+namespace vecamera {
+
+/// A photo library with its image manager, for the contract's tests. It starts empty and
+/// authorized.
+class PhotosUnderTest {
+ public:
+  virtual ~PhotosUnderTest() = default;
+  virtual PHPhotoLibrary& library() = 0;
+  virtual PHImageManager& images() = 0;
+  virtual void authorize(PHAuthorizationStatus status) = 0;
+  /// What the user answers to every prompt from now on.
+  virtual void answerPrompts(PHAuthorizationStatus answer) = 0;
+  /// Runs everything that has been posted.
+  virtual void settle() = 0;
+  /// The bytes of a picture that the library takes, and the type that it sees in them.
+  virtual Data picture() = 0;
+  virtual std::string pictureUTI() = 0;
+  virtual std::size_t assetCount() = 0;
+};
+
+/// Gives the same kind of library each time it is called.
+using MakePhotos = std::unique_ptr<PhotosUnderTest> (*)();
+
+/// What every photo library and image manager keeps to.
+class PhotosContract : public testing::TestWithParam<MakePhotos> {
+ protected:
+  struct Outcome {
+    int blockRuns = 0;
+    int handlerRuns = 0;
+    bool success = false;
+    std::optional<NSError> error;
+    std::optional<std::string> placeholder;
+  };
+  struct Fetched {
+    int handlerRuns = 0;
+    std::optional<Data> data;
+    std::optional<std::string> uti;
+    CGImagePropertyOrientation orientation = 0;
+  };
+  using Fill = std::function<void(PHAssetCreationRequest&)>;
+
+  void SetUp() override { photos_ = GetParam()(); }
+  PHPhotoLibrary& library() { return photos_->library(); }
+
+  std::shared_ptr<Outcome> start(std::vector<Fill> requests) {
+    auto outcome = std::make_shared<Outcome>();
+    library().performChanges(
+        [this, outcome, requests = std::move(requests)] {
+          ++outcome->blockRuns;
+          for (const Fill& fill : requests) {
+            PHAssetCreationRequest& request = library().creationRequestForAsset();
+            fill(request);
+            outcome->placeholder = request.placeholderLocalIdentifier();
+          }
+        },
+        [outcome](bool success, std::optional<NSError> error) {
+          ++outcome->handlerRuns;
+          outcome->success = success;
+          outcome->error = std::move(error);
+        });
+    return outcome;
+  }
+  std::shared_ptr<Outcome> change(std::vector<Fill> requests) {
+    auto outcome = start(std::move(requests));
+    photos_->settle();
+    EXPECT_EQ(outcome->handlerRuns, 1);
+    return outcome;
+  }
+  Fill adding(Data data, PHAssetResourceType type = PHAssetResourceType::photo) {
+    return [data, type](PHAssetCreationRequest& request) { request.addResource(type, data, {}); };
+  }
+  Fill addingPicture() { return adding(photos_->picture()); }
+  std::vector<std::shared_ptr<PHAsset>> fetch(const std::string& identifier) {
+    return library().fetchAssetsWithALAssetURLs(
+        {URL("assets-library://asset/asset.JPG?id=" + identifier + "&ext=JPG")}, {});
+  }
+  Fetched request(const std::shared_ptr<PHAsset>& asset) {
+    auto fetched = std::make_shared<Fetched>();
+    photos_->images().requestImageDataAndOrientationForAsset(
+        asset, std::nullopt,
+        [fetched](std::optional<Data> data, std::optional<std::string> uti,
+                  CGImagePropertyOrientation orientation, std::optional<Dictionary>) {
+          ++fetched->handlerRuns;
+          fetched->data = std::move(data);
+          fetched->uti = std::move(uti);
+          fetched->orientation = orientation;
+        });
+    EXPECT_EQ(fetched->handlerRuns, 0) << "The handler ran inside the call.";
+    photos_->settle();
+    EXPECT_EQ(fetched->handlerRuns, 1);
+    return *fetched;
+  }
+
+  std::unique_ptr<PhotosUnderTest> photos_;
+};
+
+TEST_P(PhotosContract, ChangeRunsAfterTheCallAndBringsTheAssetUnderItsPlaceholder) {
+  const auto outcome = start({addingPicture()});
+  EXPECT_EQ(outcome->blockRuns, 0);
+  EXPECT_EQ(outcome->handlerRuns, 0);
+  photos_->settle();
+  EXPECT_EQ(outcome->blockRuns, 1);
+  EXPECT_EQ(outcome->handlerRuns, 1);
+  EXPECT_TRUE(outcome->success);
+  EXPECT_FALSE(outcome->error);
+
+  ASSERT_TRUE(outcome->placeholder);
+  const auto assets = fetch(*outcome->placeholder);
+  ASSERT_EQ(assets.size(), 1u);
+  EXPECT_EQ(assets[0]->localIdentifier(), *outcome->placeholder);
+
+  const Fetched fetched = request(assets[0]);
+  EXPECT_EQ(fetched.data, photos_->picture());
+  EXPECT_EQ(fetched.uti, photos_->pictureUTI());
+  EXPECT_EQ(fetched.orientation, 1u);
+}
+
+TEST_P(PhotosContract, ChangeWithoutRequestsSucceedsAndCreatesNothing) {
+  const auto outcome = change({});
+  EXPECT_EQ(outcome->blockRuns, 1);
+  EXPECT_TRUE(outcome->success);
+  EXPECT_FALSE(outcome->error);
+  EXPECT_EQ(photos_->assetCount(), 0u);
+}
+
+TEST_P(PhotosContract, RequestWithoutAResourceIsPassedOver) {
+  const auto outcome = change({[](PHAssetCreationRequest&) {}});
+  EXPECT_TRUE(outcome->success);
+  EXPECT_FALSE(outcome->error);
+  EXPECT_EQ(photos_->assetCount(), 0u);
+}
+
+TEST_P(PhotosContract, EachRequestOfAChangeBringsItsOwnAsset) {
+  EXPECT_TRUE(change({addingPicture(), addingPicture()})->success);
+  EXPECT_EQ(photos_->assetCount(), 2u);
+}
+
+TEST_P(PhotosContract, ABadRequestFailsTheWholeChange) {
+  const struct {
+    const char* what;
+    Fill fill;
+    std::int64_t code;
+  } cases[] = {
+      {"two resources",
+       [this](PHAssetCreationRequest& request) {
+         addingPicture()(request);
+         addingPicture()(request);
+       },
+       3300},
+      {"no picture", adding(Data::copyOf("this is text")), 3302},
+      {"no bytes", adding(Data()), 3302},
+      {"a picture for a movie", adding(photos_->picture(), PHAssetResourceType::video), 3302},
+  };
+  for (const auto& bad : cases) {
+    SCOPED_TRACE(bad.what);
+    const auto outcome = change({addingPicture(), bad.fill});
+    EXPECT_FALSE(outcome->success);
+    ASSERT_TRUE(outcome->error);
+    EXPECT_EQ(outcome->error->domain, "PHPhotosErrorDomain");
+    EXPECT_EQ(outcome->error->code, bad.code);
+    EXPECT_EQ(photos_->assetCount(), 0u);
+  }
+}
+
+TEST_P(PhotosContract, LibraryThatMayNotBeChangedRefusesBeforeTheBlockRuns) {
+  for (const auto status : {PHAuthorizationStatus::denied, PHAuthorizationStatus::restricted}) {
+    photos_->authorize(status);
+    const auto outcome = change({addingPicture()});
+    EXPECT_EQ(outcome->blockRuns, 0);
+    EXPECT_FALSE(outcome->success);
+    ASSERT_TRUE(outcome->error);
+    EXPECT_EQ(outcome->error->localizedDescription(),
+              "The operation couldn’t be completed. (PHPhotosErrorDomain error 3311.)");
+    EXPECT_EQ(photos_->assetCount(), 0u);
+  }
+  photos_->authorize(PHAuthorizationStatus::limited);
+  EXPECT_TRUE(change({addingPicture()})->success);
+}
+
+TEST_P(PhotosContract, ChangeAsksTheUserWhereNothingIsDecided) {
+  photos_->authorize(PHAuthorizationStatus::notDetermined);
+  photos_->answerPrompts(PHAuthorizationStatus::denied);
+  EXPECT_EQ(change({addingPicture()})->error->code, 3311);
+
+  photos_->authorize(PHAuthorizationStatus::notDetermined);
+  photos_->answerPrompts(PHAuthorizationStatus::limited);
+  EXPECT_TRUE(change({addingPicture()})->success);
+  EXPECT_EQ(photos_->assetCount(), 1u);
+}
+
+TEST_P(PhotosContract, RequestOutsideAChangeIsDropped) {
+  const auto requestOutside = [this] {
+    PHAssetCreationRequest& request = library().creationRequestForAsset();
+    request.addResource(PHAssetResourceType::photo, photos_->picture(), {});
+    EXPECT_FALSE(request.placeholderLocalIdentifier());
+  };
+  requestOutside();
+  int handlers = 0;
+  library().performChanges([] {},
+                           [&](bool success, std::optional<NSError>) {
+                             ++handlers;
+                             EXPECT_TRUE(success);
+                             requestOutside();
+                           });
+  photos_->settle();
+  EXPECT_EQ(handlers, 1);
+  EXPECT_EQ(photos_->assetCount(), 0u);
+}
+
+TEST_P(PhotosContract, ChangeStartedInsideAChangeIsOneOfItsOwn) {
+  std::shared_ptr<Outcome> inner;
+  const auto outer = change({addingPicture(), [&](PHAssetCreationRequest& request) {
+                               inner = start({addingPicture()});
+                               EXPECT_EQ(inner->blockRuns, 0);
+                               addingPicture()(request);
+                             }});
+  EXPECT_TRUE(outer->success);
+  EXPECT_TRUE(inner->success);
+  EXPECT_EQ(photos_->assetCount(), 3u);
+}
+
+TEST_P(PhotosContract, UnknownAddressesAreLeftOutOfAFetch) {
+  const auto known = change({addingPicture()})->placeholder.value();
+  const auto assets = library().fetchAssetsWithALAssetURLs(
+      {URL("assets-library://asset/asset.JPG?id=NOBODY&ext=JPG"), URL("file:///tmp/a.jpg"),
+       URL("assets-library://asset/asset.JPG?id=" + known + "&ext=JPG")},
+      {});
+  ASSERT_EQ(assets.size(), 1u);
+  EXPECT_EQ(assets[0]->localIdentifier(), known);
+}
+
+TEST_P(PhotosContract, NothingIsReadWithoutPermission) {
+  const auto identifier = change({addingPicture()})->placeholder.value();
+  const auto asset = fetch(identifier).at(0);
+  for (const auto status : {PHAuthorizationStatus::denied, PHAuthorizationStatus::restricted,
+                            PHAuthorizationStatus::notDetermined}) {
+    photos_->authorize(status);
+    EXPECT_TRUE(fetch(identifier).empty());
+    EXPECT_FALSE(request(asset).data);
+  }
+  photos_->authorize(PHAuthorizationStatus::limited);
+  EXPECT_EQ(fetch(identifier).size(), 1u);
+  EXPECT_TRUE(request(asset).data);
+}
+
+TEST_P(PhotosContract, ImageManagerHasNoDataForAForeignAsset) {
+  struct Foreign : PHAsset {
+    std::string localIdentifier() const override { return "FOREIGN/L0/001"; }
+  };
+  EXPECT_FALSE(request(std::make_shared<Foreign>()).data);
+  EXPECT_FALSE(request(nullptr).data);
+}
+
+}  // namespace vecamera
