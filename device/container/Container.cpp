@@ -1,0 +1,65 @@
+#include "device/container/Container.h"
+
+#include <algorithm>
+
+namespace vecamera::device {
+namespace {
+
+class Delegate : public CommandDelegate {
+ public:
+  explicit Delegate(URLTransformer transformer) : transformer_(std::move(transformer)) {}
+  URLTransformer urlTransformer() const override { return transformer_; }
+
+ private:
+  const URLTransformer transformer_;
+};
+
+}  // namespace
+
+Container::Container(const NSClock& clock, DeviceObserver& observer)
+    : clock_(clock), observer_(observer), delegates_(std::make_shared<Delegates>()) {
+  setUrlTransformer({});
+}
+
+void Container::create(const Platform& platform, std::shared_ptr<UIViewController> viewController) {
+  plugin_ = VECameraPlugin::create(platform);
+  ++pluginNumber_;
+  plugin_->setVWebView(std::make_shared<VelmoraWebView>());
+  plugin_->setViewController(std::move(viewController));
+}
+
+std::variant<Value, Container::Refusal> Container::perform(std::string_view selector,
+                                                           std::span<const Value> arguments) {
+  const std::string quoted = "\"" + std::string(selector) + "\"";
+  if (!plugin_) return Refusal{"there is no plug-in object to send " + quoted + " to"};
+  const auto* operation = plugin_->operationForSelector(selector);
+  if (!operation) return Refusal{"the plug-in does not answer to the selector " + quoted};
+  const auto wanted = static_cast<std::size_t>(std::count(selector.begin(), selector.end(), ':'));
+  if (arguments.size() != wanted)
+    return Refusal{"the selector " + quoted + " takes " + std::to_string(wanted) +
+                   " arguments, not " + std::to_string(arguments.size())};
+  // The object may be let go while it works.
+  const auto keep = plugin_;
+  return (*operation)(arguments);
+}
+
+std::shared_ptr<Callback> Container::makeCallback(std::string name, std::string selector,
+                                                  Array arguments) {
+  auto callback = std::make_shared<Callback>(
+      std::move(name), std::move(selector), std::move(arguments), pluginNumber_,
+      [delegates = delegates_] {
+        const std::lock_guard lock(delegates->mutex);
+        return delegates->current;
+      },
+      clock_, observer_);
+  ledger_.add(callback);
+  return callback;
+}
+
+void Container::setUrlTransformer(UrlTransformerOffer offer) {
+  const std::lock_guard lock(delegates_->mutex);
+  delegates_->current =
+      offer.hasDelegate ? std::make_shared<Delegate>(std::move(offer.transformer)) : nullptr;
+}
+
+}  // namespace vecamera::device

@@ -1,0 +1,52 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <vector>
+
+#include "VECamera/platform/CoreLocation.h"
+#include "VECamera/runtime/Executor.h"
+#include "device/container/DeviceObserver.h"
+#include "device/location/LocationAuthorization.h"
+#include "device/screen/Permissions.h"
+
+namespace vecamera::device {
+
+/// Location of a device that is told by script or control where it is. A manager that is running
+/// and allowed gets one update on the main queue when it starts, where the device has a standing
+/// fix, and one for each `update`, which leaves the standing fix as it is. Any thread; outlives its
+/// managers.
+class LocationService : public CoreLocation {
+ public:
+  LocationService(PermissionGate<LocationAuthorization>& permission, Executor& mainQueue,
+                  DeviceObserver& observer);
+  ~LocationService() override;
+
+  std::shared_ptr<CLLocationManager> makeLocationManager() override;
+  /// The fix that managers find when they start; tells nobody.
+  void setFix(std::optional<CLLocation> fix);
+  /// An update arrives at the running managers; nothing: one without a location.
+  void update(const std::optional<CLLocation>& location);
+  /// Running managers get the standing fix, where there is one; for the moment at which the user
+  /// allows location.
+  void allowed();
+  /// Whether a manager is running.
+  bool isRunning() const;
+
+ private:
+  class Manager;
+
+  std::optional<CLLocation> fix() const;
+  void deliver(const std::shared_ptr<Manager>& manager, const std::optional<CLLocation>& location);
+  std::vector<std::shared_ptr<Manager>> running() const;
+
+  PermissionGate<LocationAuthorization>& permission_;
+  Executor& mainQueue_;
+  DeviceObserver& observer_;
+  mutable std::mutex mutex_;
+  std::optional<CLLocation> fix_;
+  mutable std::vector<std::weak_ptr<Manager>> managers_;
+};
+
+}  // namespace vecamera::device

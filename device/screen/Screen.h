@@ -1,0 +1,24 @@
+#pragma once
+
+#include <memory>
+
+#include "VECamera/platform/UIKit.h"
+#include "device/container/DeviceObserver.h"
+
+namespace vecamera::device {
+
+/// Where a device shows things: a script, a browser. Called on the main queue for controllers, and
+/// on any executor for prompts.
+class Screen {
+ public:
+  virtual ~Screen() = default;
+  /// The controller is on top of everything else from now on. It is kept until `hide`.
+  virtual void show(const std::shared_ptr<UIViewController>& controller, bool animated) = 0;
+  virtual void hide(const std::shared_ptr<UIViewController>& controller, bool animated) = 0;
+  /// A system prompt goes up; whoever looks after the screen reports the user's decision to
+  /// `Permissions`.
+  virtual void showPrompt(Permission permission) = 0;
+  virtual void hidePrompt(Permission permission) = 0;
+};
+
+}  // namespace vecamera::device

@@ -1,0 +1,91 @@
+#include "device/container/Container.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace vecamera::device {
+namespace {
+
+class StoppedClock : public NSClock {
+ public:
+  Date now() const override { return Date(std::chrono::microseconds(7)); }
+};
+
+class Recorder : public DeviceObserver {
+ public:
+  void answered(const Callback& callback) override { answers.push_back(callback.name()); }
+  void loggedError(std::string_view, std::string_view msg, std::string_view, int,
+                   std::string_view) override {
+    errors.emplace_back(msg);
+  }
+  std::vector<std::string> answers;
+  std::vector<std::string> errors;
+};
+
+class ContainerTest : public testing::Test {
+ protected:
+  std::string refusal(std::string_view selector, std::vector<Value> arguments) {
+    const auto result = container.perform(selector, arguments);
+    const auto* refused = std::get_if<Container::Refusal>(&result);
+    return refused ? refused->why : "";
+  }
+
+  StoppedClock clock;
+  Recorder recorder;
+  Container container{clock, recorder};
+};
+
+TEST_F(ContainerTest, ASecondAnswerIsRefusedAndLogged) {
+  const auto callback = container.makeCallback("a", "cleanup:", {});
+  callback->error(CommandStatus::NO_PERMISSION, "no", false);
+  callback->success(false);
+  callback->success(Dictionary{{"callbackURI", "x"}}, false);
+  EXPECT_EQ(recorder.answers, std::vector<std::string>{"a"});
+  ASSERT_EQ(recorder.errors.size(), 2u);
+  EXPECT_NE(recorder.errors[0].find("\"a\""), std::string::npos);
+  const auto answer = callback->answer();
+  ASSERT_TRUE(answer);
+  EXPECT_EQ(answer->status, CommandStatus::NO_PERMISSION) << "the first answer stands";
+  EXPECT_EQ(std::get<std::string>(answer->payload), "no");
+  EXPECT_EQ(answer->at, clock.now());
+}
+
+TEST_F(ContainerTest, AnEmptySlotAndAMissingOneAreNoArguments) {
+  const auto callback = container.makeCallback("a", "takePicture:", {Value(50), Value()});
+  EXPECT_EQ(callback->command().argument(0), Value(50));
+  EXPECT_EQ(callback->command().argument(1), std::nullopt);
+  EXPECT_EQ(callback->command().argument(2), std::nullopt);
+}
+
+TEST_F(ContainerTest, TheLedgerKnowsWhatIsOpenAndWhatWasReplaced) {
+  const auto first = container.makeCallback("first", "takePicture:", {});
+  const auto cleanup = container.makeCallback("cleanup", "cleanup:", {});
+  EXPECT_FALSE(container.ledger().replaced(*first)) << "cleanup replaces nothing";
+  const auto second = container.makeCallback("second", "takePicture:", {});
+  EXPECT_TRUE(container.ledger().replaced(*first));
+  EXPECT_FALSE(container.ledger().replaced(*second));
+  cleanup->success(false);
+  const auto open = container.ledger().open();
+  ASSERT_EQ(open.size(), 2u);
+  EXPECT_EQ(open[0]->name(), "first");
+  EXPECT_EQ(open[1]->name(), "second");
+}
+
+TEST_F(ContainerTest, TheTransformerMayChangeWhileACallbackIsOpen) {
+  const auto callback = container.makeCallback("a", "takePicture:", {});
+  ASSERT_TRUE(callback->commandDelegate());
+  EXPECT_FALSE(callback->commandDelegate()->urlTransformer());
+  container.setUrlTransformer({true, [](const URL&) { return URL("x:y"); }});
+  EXPECT_EQ(callback->commandDelegate()->urlTransformer()(URL("a:b")), URL("x:y"));
+  container.setUrlTransformer({false, nullptr});
+  EXPECT_FALSE(callback->commandDelegate());
+}
+
+TEST_F(ContainerTest, TheDispatcherRefusesWithAReason) {
+  EXPECT_NE(refusal("dispose", {}).find("no plug-in object"), std::string::npos);
+}
+
+}  // namespace
+}  // namespace vecamera::device

@@ -1,0 +1,93 @@
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "device/screen/Permissions.h"
+#include "device/screen/RootViewController.h"
+#include "device/screen/ScriptedScreen.h"
+
+namespace vecamera::device {
+namespace {
+
+class ScreenTest : public testing::Test {
+ protected:
+  DeviceObserver observer;
+  QueueExecutor main;
+  QueueExecutor platform;
+  ScriptedScreen screen{observer};
+  std::shared_ptr<RootViewController> root = std::make_shared<RootViewController>(screen, main);
+};
+
+TEST_F(ScreenTest, ThePresentedKnowsItsPresenterUntilItIsDismissed) {
+  const auto alert = std::make_shared<UIAlertController>("", "m", UIAlertControllerStyle::alert);
+  bool shown = false;
+  root->presentViewController(alert, true, [&] { shown = true; });
+  EXPECT_EQ(screen.alert(), alert);
+  EXPECT_EQ(alert->presentingViewController(), root);
+  EXPECT_FALSE(shown) << "the completion comes on the main queue";
+  main.runAll();
+  EXPECT_TRUE(shown);
+
+  bool gone = false;
+  alert->dismissViewControllerAnimated(true, [&] { gone = true; });
+  EXPECT_EQ(screen.alert(), nullptr);
+  EXPECT_EQ(alert->presentingViewController(), nullptr);
+  EXPECT_FALSE(gone);
+  main.runAll();
+  EXPECT_TRUE(gone);
+}
+
+TEST_F(ScreenTest, TheUserReachesOnlyWhatIsOnTop) {
+  const auto picker = std::make_shared<UIImagePickerController>();
+  const auto alert = std::make_shared<UIAlertController>("", "m", UIAlertControllerStyle::alert);
+  root->presentViewController(picker, true, nullptr);
+  root->presentViewController(alert, true, nullptr);
+  EXPECT_EQ(screen.picker(), nullptr);
+  EXPECT_EQ(screen.alert(), alert);
+  alert->dismissViewControllerAnimated(true, nullptr);
+  EXPECT_EQ(screen.picker(), picker);
+}
+
+using Gate = PermissionGate<AVAuthorizationStatus>;
+
+TEST_F(ScreenTest, RequestsWaitBehindOnePromptAndAreAllToldOnce) {
+  Gate gate(Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
+  std::vector<AVAuthorizationStatus> told;
+  gate.request([&](auto status) { told.push_back(status); });
+  gate.request([&](auto status) { told.push_back(status); });
+  EXPECT_EQ(screen.prompts(), std::set<Permission>{Permission::camera});
+  platform.runAll();
+  EXPECT_TRUE(told.empty());
+  gate.decide(AVAuthorizationStatus::denied);
+  EXPECT_TRUE(screen.prompts().empty());
+  EXPECT_TRUE(told.empty()) << "handlers come on the platform's executor";
+  platform.runAll();
+  gate.decide(AVAuthorizationStatus::authorized);
+  platform.runAll();
+  EXPECT_EQ(told, (std::vector{AVAuthorizationStatus::denied, AVAuthorizationStatus::denied}));
+  EXPECT_EQ(gate.status(), AVAuthorizationStatus::authorized);
+}
+
+TEST_F(ScreenTest, ADecidedPermissionShowsNoPromptAndStillAnswersLater) {
+  Gate gate(Permission::camera, AVAuthorizationStatus::restricted, screen, platform);
+  int told = 0;
+  gate.request([&](auto status) { told += status == AVAuthorizationStatus::restricted; });
+  EXPECT_TRUE(screen.prompts().empty());
+  EXPECT_EQ(told, 0);
+  platform.runAll();
+  EXPECT_EQ(told, 1);
+}
+
+TEST_F(ScreenTest, APreparedAnswerTakesThePromptDownAgain) {
+  Gate gate(Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
+  gate.answerPromptsWith(AVAuthorizationStatus::authorized);
+  int granted = 0;
+  gate.request([&](auto status) { granted += status == AVAuthorizationStatus::authorized; });
+  EXPECT_TRUE(screen.prompts().empty());
+  platform.runAll();
+  EXPECT_EQ(granted, 1);
+}
+
+}  // namespace
+}  // namespace vecamera::device
