@@ -1,0 +1,35 @@
+#include "device/camera/PickerInfo.h"
+
+#include "device/imaging/Metadata.h"
+#include "device/imaging/Pictures.h"
+
+namespace vecamera::device {
+
+Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& edit) {
+  Dictionary info;
+  info.emplace(UIImagePickerControllerMediaType, std::string(kUTTypeImage));
+  const auto original = images.imageWithData(picture);
+  if (!original) return info;
+  info.emplace(UIImagePickerControllerOriginalImage, original);
+  if (!edit.crop) return info;
+  if (const auto edited = croppedUpright(original, *edit.crop)) {
+    const CGRect& crop = *edit.crop;
+    info.emplace(UIImagePickerControllerEditedImage, edited);
+    info.emplace(UIImagePickerControllerCropRect, Array{crop.x, crop.y, crop.width, crop.height});
+  }
+  return info;
+}
+
+void addCaptureMetadata(Dictionary& info, const Data& picture) {
+  if (auto properties = readProperties(picture))
+    info.emplace(UIImagePickerControllerMediaMetadata, *std::move(properties));
+}
+
+Dictionary movieInfo(const URL& movie) {
+  Dictionary info;
+  info.emplace(UIImagePickerControllerMediaType, std::string(kUTTypeMovie));
+  info.emplace(UIImagePickerControllerMediaURL, movie);
+  return info;
+}
+
+}  // namespace vecamera::device

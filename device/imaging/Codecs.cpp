@@ -1,0 +1,104 @@
+#include "device/imaging/Codecs.h"
+
+#include <algorithm>
+#include <string_view>
+
+#include "device/imaging/ExifBlock.h"
+#include "device/imaging/HeifCodec.h"
+#include "device/imaging/JpegCodec.h"
+#include "device/imaging/PngCodec.h"
+#include "device/imaging/WebpCodec.h"
+
+namespace vecamera::device {
+namespace {
+
+std::string_view textAt(Bytes bytes, std::size_t offset, std::size_t length) {
+  if (bytes.size() < offset + length) return {};
+  return {reinterpret_cast<const char*>(bytes.data()) + offset, length};
+}
+
+/// Profiles of grey or CMYK colours do not describe the RGB pixels that decoding gives.
+bool describesRgb(const std::vector<std::uint8_t>& profile) {
+  constexpr std::size_t headerSize = 128;
+  constexpr std::size_t colorSpaceOffset = 16;
+  return profile.size() >= headerSize && textAt(profile, colorSpaceOffset, 4) == "RGB ";
+}
+
+std::optional<PictureHeader> readHeaderAs(PictureFormat format, Bytes bytes) {
+  switch (format) {
+    case PictureFormat::jpeg: return readJpegHeader(bytes);
+    case PictureFormat::png: return readPngHeader(bytes);
+    case PictureFormat::heic: return readHeifHeader(bytes);
+    case PictureFormat::webp: return readWebpHeader(bytes);
+  }
+  return std::nullopt;
+}
+
+std::optional<Bitmap> decodeWhole(Bytes bytes, const PictureHeader& header) {
+  switch (header.format) {
+    case PictureFormat::png: return decodePng(bytes, header);
+    case PictureFormat::heic: return decodeHeif(bytes, header);
+    case PictureFormat::webp: return decodeWebp(bytes, header);
+    default: return std::nullopt;
+  }
+}
+
+}  // namespace
+
+std::string_view typeIdentifier(PictureFormat format) {
+  switch (format) {
+    case PictureFormat::jpeg: return "public.jpeg";
+    case PictureFormat::png: return "public.png";
+    case PictureFormat::heic: return "public.heic";
+    case PictureFormat::webp: return "org.webmproject.webp";
+  }
+  return {};
+}
+
+std::string_view fileExtension(PictureFormat format) {
+  switch (format) {
+    case PictureFormat::jpeg: return "jpg";
+    case PictureFormat::png: return "png";
+    case PictureFormat::heic: return "heic";
+    case PictureFormat::webp: return "webp";
+  }
+  return {};
+}
+
+std::optional<PictureFormat> formatOf(Bytes bytes) {
+  if (textAt(bytes, 0, 3) == "\xFF\xD8\xFF") return PictureFormat::jpeg;
+  if (textAt(bytes, 0, 8) == "\x89PNG\r\n\x1A\n") return PictureFormat::png;
+  if (textAt(bytes, 0, 4) == "RIFF" && textAt(bytes, 8, 4) == "WEBP") return PictureFormat::webp;
+  if (textAt(bytes, 4, 4) == "ftyp") {
+    for (const std::string_view brand : {"heic", "heix", "heim", "heis", "mif1"})
+      if (textAt(bytes, 8, 4) == brand) return PictureFormat::heic;
+  }
+  return std::nullopt;
+}
+
+std::optional<PictureHeader> readHeader(Bytes bytes) {
+  const auto format = formatOf(bytes);
+  if (!format) return std::nullopt;
+  auto header = readHeaderAs(*format, bytes);
+  if (!header || header->width == 0 || header->height == 0) return std::nullopt;
+  header->format = *format;
+  if (!describesRgb(header->profile)) header->profile.clear();
+  // The pixels of a HEIC picture come out upright: its container turns them, not its Exif block.
+  if (*format != PictureFormat::heic)
+    header->orientation = orientationOfExif(orientationInExif(header->exif).value_or(1));
+  return header;
+}
+
+std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,
+                                     double coverWidth, double coverHeight) {
+  if (header.format == PictureFormat::jpeg)
+    return decodeJpeg(bytes, header, turn, coverWidth, coverHeight);
+  auto whole = decodeWhole(bytes, header);
+  if (!whole) return std::nullopt;
+  whole->setKnownOpaque(!header.hasAlpha);
+  auto result = turned(std::move(*whole), turn);
+  if (!result) return std::nullopt;
+  return DecodedPicture{std::move(*result), 1};
+}
+
+}  // namespace vecamera::device
