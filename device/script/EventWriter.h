@@ -1,0 +1,37 @@
+#pragma once
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "device/script/Player.h"
+#include "device/script/ScriptedDevice.h"
+
+namespace vecamera::device {
+
+/// Writes what a scripted device tells as the events of a script's output.
+class EventWriter : public ScriptObserver {
+ public:
+  explicit EventWriter(const EventSink& sink) : sink_(sink) {}
+
+  void answered(const Callback& callback) override;
+  void loggedDebug(std::string_view msg) override;
+  void loggedError(std::string_view tag, std::string_view msg, std::string_view filename, int line,
+                   std::string_view funcName) override;
+  void printed(std::string_view line) override;
+  void promptShown(Permission permission) override;
+  void presented(const UIViewController& controller, bool animated) override;
+  void dismissed(const UIViewController& controller, bool animated) override;
+  void openedURL(const URL& url) override;
+  void locationManagerTold(std::string_view what) override;
+  void saved(const SavedAsset& asset) override;
+  void finalizedImageDestination(std::string_view type, const Dictionary& properties,
+                                 std::size_t bytes) override;
+
+  /// Writes any other event.
+  void write(const nlohmann::ordered_json& event);
+
+ private:
+  const EventSink& sink_;
+};
+
+}  // namespace vecamera::device

@@ -1,0 +1,137 @@
+#include "device/script/Faults.h"
+
+#include <cerrno>
+
+#include "device/foundation/FileErrors.h"
+#include "device/foundation/Urls.h"
+
+namespace vecamera::device {
+namespace {
+
+NSError described(NSError error, const std::optional<std::string>& text) {
+  if (text) error.userInfo.insert_or_assign(std::string(NSLocalizedDescriptionKey), *text);
+  return error;
+}
+
+class NoContext : public UIGraphicsImageContext {
+ public:
+  CGContext* currentContext() override { return nullptr; }
+  void drawInRect(const std::shared_ptr<UIImage>&, const CGRect&) override {}
+  std::shared_ptr<UIImage> imageFromCurrentImageContext() override { return nullptr; }
+};
+
+}  // namespace
+
+void FaultBook::set(std::vector<Fault> faults) {
+  const std::lock_guard lock(mutex_);
+  faults_ = std::move(faults);
+}
+
+std::optional<Fault> FaultBook::strike(FaultPoint point, std::string_view path) {
+  const std::lock_guard lock(mutex_);
+  for (auto& fault : faults_) {
+    if (fault.at != point || (fault.times && *fault.times <= 0)) continue;
+    if (fault.path && *fault.path != path) continue;
+    if (fault.times) --*fault.times;
+    return fault;
+  }
+  return std::nullopt;
+}
+
+bool FaultyFileManager::createFileAtPath(std::string_view path, const Data& contents) {
+  return !faults_.strike(FaultPoint::createFile) && real_.createFileAtPath(path, contents);
+}
+
+std::unique_ptr<NSDirectoryEnumerator> FaultyFileManager::enumeratorAtPath(std::string_view path) {
+  if (faults_.strike(FaultPoint::enumerator)) return nullptr;
+  return real_.enumeratorAtPath(path);
+}
+
+std::optional<NSError> FaultyFileManager::removeItemAtPath(std::string_view path) {
+  const std::string directory = real_.temporaryDirectory().value_or("");
+  const std::string_view name = path.starts_with(directory) ? path.substr(directory.size()) : path;
+  if (const auto fault = faults_.strike(FaultPoint::removeItem, name))
+    return described(removalError(path, EIO), fault->error);
+  return real_.removeItemAtPath(path);
+}
+
+std::optional<NSError> FaultyFileManager::writeAtomically(const Data& contents, const URL& url) {
+  if (const auto fault = faults_.strike(FaultPoint::writeFile))
+    return described(writingError(filePathOf(url).value_or(url.absoluteString()), EIO),
+                     fault->error);
+  return real_.writeAtomically(contents, url);
+}
+
+std::optional<Data> FaultyImages::UIImageJPEGRepresentation(const std::shared_ptr<UIImage>& image,
+                                                            double compressionQuality) {
+  if (faults_.strike(FaultPoint::jpegEncoder)) return std::nullopt;
+  return real_.UIImageJPEGRepresentation(image, compressionQuality);
+}
+
+std::optional<Data> FaultyImages::UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) {
+  if (faults_.strike(FaultPoint::pngEncoder)) return std::nullopt;
+  return real_.UIImagePNGRepresentation(image);
+}
+
+std::unique_ptr<UIGraphicsImageContext> FaultyGraphics::beginImageContext(CGSize size) {
+  if (faults_.strike(FaultPoint::bitmapContext)) return std::make_unique<NoContext>();
+  return real_.beginImageContext(size);
+}
+
+/// Passes everything on and hides the placeholder.
+class FaultyPhotoLibrary::WithoutPlaceholder : public PHAssetCreationRequest {
+ public:
+  explicit WithoutPlaceholder(PHAssetCreationRequest& real) : real_(real) {}
+  void addResource(PHAssetResourceType type, const Data& data,
+                   const PHAssetResourceCreationOptions& options) override {
+    real_.addResource(type, data, options);
+  }
+  std::optional<std::string> placeholderLocalIdentifier() const override { return std::nullopt; }
+
+ private:
+  PHAssetCreationRequest& real_;
+};
+
+void FaultyPhotoLibrary::performChanges(ChangeBlock changes, CompletionHandler completion) {
+  const auto fault = faults_.strike(FaultPoint::performChanges);
+  if (fault && fault->noPlaceholder) {
+    auto hiding = [this, changes = std::move(changes)] {
+      hidesPlaceholders_ = true;
+      changes();
+      hidesPlaceholders_ = false;
+      wrapped_.clear();
+    };
+    real_.performChanges(std::move(hiding), std::move(completion));
+  } else if (fault) {
+    std::optional<NSError> error;
+    if (!fault->returnsFalse) error = described({"PHPhotosErrorDomain", -1, {}}, fault->error);
+    queue_.post([completion = std::move(completion), error] { completion(false, error); });
+  } else {
+    real_.performChanges(std::move(changes), std::move(completion));
+  }
+}
+
+PHAssetCreationRequest& FaultyPhotoLibrary::creationRequestForAsset() {
+  auto& request = real_.creationRequestForAsset();
+  if (!hidesPlaceholders_) return request;
+  wrapped_.push_back(std::make_unique<WithoutPlaceholder>(request));
+  return *wrapped_.back();
+}
+
+void FaultyImageManager::requestImageDataAndOrientationForAsset(
+    const std::shared_ptr<PHAsset>& asset, const std::optional<PHImageRequestOptions>& options,
+    ResultHandler handler) {
+  if (faults_.strike(FaultPoint::requestImageData)) {
+    queue_.post(
+        [handler = std::move(handler)] { handler(std::nullopt, std::nullopt, 1, std::nullopt); });
+    return;
+  }
+  real_.requestImageDataAndOrientationForAsset(asset, options, std::move(handler));
+}
+
+std::optional<URL> ScriptedApplication::openSettingsURL() {
+  if (faults_.strike(FaultPoint::settingsURL)) return std::nullopt;
+  return URL("app-settings:");
+}
+
+}  // namespace vecamera::device

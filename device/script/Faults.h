@@ -1,0 +1,131 @@
+#pragma once
+
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "VECamera/platform/Foundation.h"
+#include "VECamera/platform/Photos.h"
+#include "VECamera/platform/UIKit.h"
+#include "device/container/DeviceObserver.h"
+#include "device/script/Script.h"
+
+namespace vecamera::device {
+
+/// The faults in force. Any thread.
+class FaultBook {
+ public:
+  void set(std::vector<Fault> faults);
+  /// The first fault at the point that still strikes, with one strike used up; nothing where there
+  /// is none. `path` is the relative name that the operation is about.
+  std::optional<Fault> strike(FaultPoint point, std::string_view path = {});
+
+ private:
+  std::mutex mutex_;
+  std::vector<Fault> faults_;
+};
+
+// The wrappers below stand before a service and pass every call on, but for those that a fault
+// strikes. Book and service outlive them; threads are those of the service.
+
+class FaultyFileManager : public NSFileManager {
+ public:
+  FaultyFileManager(NSFileManager& real, FaultBook& faults) : real_(real), faults_(faults) {}
+  std::optional<std::string> temporaryDirectory() override { return real_.temporaryDirectory(); }
+  std::string stringByStandardizingPath(std::string_view path) override {
+    return real_.stringByStandardizingPath(path);
+  }
+  bool fileExistsAtPath(std::string_view path) override { return real_.fileExistsAtPath(path); }
+  bool createFileAtPath(std::string_view path, const Data& contents) override;
+  std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) override;
+  std::optional<NSError> removeItemAtPath(std::string_view path) override;
+  std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override;
+
+ private:
+  NSFileManager& real_;
+  FaultBook& faults_;
+};
+
+class FaultyImages : public UIImages {
+ public:
+  FaultyImages(UIImages& real, FaultBook& faults) : real_(real), faults_(faults) {}
+  std::shared_ptr<UIImage> imageWithData(const Data& data) override {
+    return real_.imageWithData(data);
+  }
+  std::optional<Data> UIImageJPEGRepresentation(const std::shared_ptr<UIImage>& image,
+                                                double compressionQuality) override;
+  std::optional<Data> UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) override;
+
+ private:
+  UIImages& real_;
+  FaultBook& faults_;
+};
+
+class FaultyGraphics : public UIGraphics {
+ public:
+  FaultyGraphics(UIGraphics& real, FaultBook& faults) : real_(real), faults_(faults) {}
+  std::unique_ptr<UIGraphicsImageContext> beginImageContext(CGSize size) override;
+
+ private:
+  UIGraphics& real_;
+  FaultBook& faults_;
+};
+
+class FaultyPhotoLibrary : public PHPhotoLibrary {
+ public:
+  /// Handlers of changes that a fault strikes run on `queue`.
+  FaultyPhotoLibrary(PHPhotoLibrary& real, FaultBook& faults, Executor& queue)
+      : real_(real), faults_(faults), queue_(queue) {}
+  PHAuthorizationStatus authorizationStatus() override { return real_.authorizationStatus(); }
+  void requestAuthorization(std::function<void(PHAuthorizationStatus)> handler) override {
+    real_.requestAuthorization(std::move(handler));
+  }
+  void performChanges(ChangeBlock changes, CompletionHandler completion) override;
+  PHAssetCreationRequest& creationRequestForAsset() override;
+  std::vector<std::shared_ptr<PHAsset>> fetchAssetsWithALAssetURLs(
+      const std::vector<URL>& urls, const PHFetchOptions& options) override {
+    return real_.fetchAssetsWithALAssetURLs(urls, options);
+  }
+
+ private:
+  class WithoutPlaceholder;
+
+  PHPhotoLibrary& real_;
+  FaultBook& faults_;
+  Executor& queue_;
+  // Used on the library's queue only, while a change block runs.
+  bool hidesPlaceholders_ = false;
+  std::vector<std::unique_ptr<PHAssetCreationRequest>> wrapped_;
+};
+
+class FaultyImageManager : public PHImageManager {
+ public:
+  FaultyImageManager(PHImageManager& real, FaultBook& faults, Executor& queue)
+      : real_(real), faults_(faults), queue_(queue) {}
+  void requestImageDataAndOrientationForAsset(const std::shared_ptr<PHAsset>& asset,
+                                              const std::optional<PHImageRequestOptions>& options,
+                                              ResultHandler handler) override;
+
+ private:
+  PHImageManager& real_;
+  FaultBook& faults_;
+  Executor& queue_;
+};
+
+/// The application of a scripted device: what it opens becomes an event.
+class ScriptedApplication : public UIApplication {
+ public:
+  ScriptedApplication(FaultBook& faults, DeviceObserver& observer)
+      : faults_(faults), observer_(observer) {}
+  std::optional<URL> openSettingsURL() override;
+  void openURL(const URL& url) override { observer_.openedURL(url); }
+
+ private:
+  FaultBook& faults_;
+  DeviceObserver& observer_;
+};
+
+}  // namespace vecamera::device

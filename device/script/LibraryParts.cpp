@@ -1,0 +1,36 @@
+#include "device/script/LibraryParts.h"
+
+#include "device/imaging/Pictures.h"
+#include "device/imaging/Turn.h"
+
+namespace vecamera::device {
+namespace {
+
+std::optional<ProbedPicture> probePicture(const Data& data) {
+  const auto info = probe(data);
+  if (!info) return std::nullopt;
+  ProbedPicture probed;
+  probed.extension = fileExtension(info->format);
+  probed.uti = typeIdentifier(info->format);
+  probed.width = static_cast<int>(info->displayedWidth);
+  probed.height = static_cast<int>(info->displayedHeight);
+  probed.orientation = static_cast<CGImagePropertyOrientation>(exifOrientation(info->orientation));
+  return probed;
+}
+
+}  // namespace
+
+LibraryStore::Parts libraryParts() {
+  LibraryStore::Parts parts;
+  parts.probePicture = probePicture;
+  parts.makeThumbnail = [](const Data& original, int maxSide) {
+    return thumbnail(original, maxSide);
+  };
+  return parts;
+}
+
+std::filesystem::path libraryFolder(const std::filesystem::path& home) {
+  return home / "Library" / "Photos";
+}
+
+}  // namespace vecamera::device

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <variant>
+
+#include "device/script/Script.h"
+
+namespace vecamera::device {
+
+/// Why a file is not taken as a script: one line that names the file, the place and the cure.
+struct ScriptError {
+  std::string message;
+};
+
+/// Reads and checks a script whole, the files that it names included, before anything is played.
+/// Relative paths start from the script's folder.
+std::variant<Script, ScriptError> readScript(const std::filesystem::path& path);
+
+/// The same from a text. `name` stands for the file in messages.
+std::variant<Script, ScriptError> parseScript(std::string_view text, std::string name,
+                                              const std::filesystem::path& folder);
+
+}  // namespace vecamera::device

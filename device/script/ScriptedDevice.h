@@ -1,0 +1,152 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "device/container/Container.h"
+#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/Base64.h"
+#include "device/foundation/Bundles.h"
+#include "device/foundation/Clocks.h"
+#include "device/foundation/Dates.h"
+#include "device/foundation/FileManager.h"
+#include "device/foundation/Urls.h"
+#include "device/imaging/Canvas.h"
+#include "device/imaging/ImageFiles.h"
+#include "device/imaging/Images.h"
+#include "device/location/LocationService.h"
+#include "device/photos/LibraryStore.h"
+#include "device/photos/PhotoLibrary.h"
+#include "device/photos/RandomIdentifiers.h"
+#include "device/screen/Permissions.h"
+#include "device/screen/RootViewController.h"
+#include "device/screen/ScriptedScreen.h"
+#include "device/script/Faults.h"
+#include "device/script/Lanes.h"
+#include "device/script/Script.h"
+
+namespace vecamera::device {
+
+/// What a scripted device tells beside the events that every device has.
+class ScriptObserver : public DeviceObserver {
+ public:
+  virtual void saved(const SavedAsset& asset) = 0;
+  virtual void finalizedImageDestination(std::string_view type, const Dictionary& properties,
+                                         std::size_t bytes) = 0;
+};
+
+/// The photo library's permission, as the library asks for it.
+class GatedPhotoAuthorization : public PhotoAuthorization {
+ public:
+  explicit GatedPhotoAuthorization(PermissionGate<PHAuthorizationStatus>& gate) : gate_(gate) {}
+  PHAuthorizationStatus status() override { return gate_.status(); }
+  void request(std::function<void(PHAuthorizationStatus)> handler) override {
+    gate_.request(std::move(handler));
+  }
+
+ private:
+  PermissionGate<PHAuthorizationStatus>& gate_;
+};
+
+/// Standard output becomes events, and a fatal error unwinds to the lane's conductor.
+class ScriptedProcess : public NSProcess {
+ public:
+  explicit ScriptedProcess(DeviceObserver& observer) : observer_(observer) {}
+  void print(std::string_view line) override { observer_.printed(line); }
+  [[noreturn]] void fatalError(std::string_view message) override {
+    throw FatalError(std::string(message));
+  }
+
+ private:
+  DeviceObserver& observer_;
+};
+
+/// The picker's sources as the script gives them.
+class ScriptedPickerSources : public UIImagePickerControllerClass {
+ public:
+  explicit ScriptedPickerSources(const DeviceSetup& setup)
+      : available_(setup.availableSources), mediaTypes_(setup.availableMediaTypes) {}
+  bool isSourceTypeAvailable(std::int64_t sourceType) override;
+  std::optional<std::vector<std::string>> availableMediaTypesForSourceType(
+      std::int64_t sourceType) override;
+
+ private:
+  const std::vector<std::int64_t> available_;
+  const std::map<std::int64_t, std::optional<std::vector<std::string>>> mediaTypes_;
+};
+
+/// A whole device set up from a script, on lanes in lock step, with a container that holds a
+/// plug-in object. The parts stand in the order of their making, each on those above it. Used by
+/// the conductor only.
+struct ScriptedDevice {
+  /// What has to be had before the device can be.
+  struct Foundation {
+    std::unique_ptr<NSClock> clock;
+    /// The clock where it stands still, else null.
+    ManualClock* manualClock = nullptr;
+    std::unique_ptr<ApplicationHome> home;
+    std::string temporaryDirectory;
+    std::unique_ptr<LibraryStore> store;
+  };
+
+  /// The device, or why it cannot be set up: one line that names the place.
+  static std::variant<std::unique_ptr<ScriptedDevice>, std::string> make(const DeviceSetup& setup,
+                                                                         ScriptObserver& observer);
+  ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer);
+  /// Ends everything that is still under way, and removes a private home.
+  ~ScriptedDevice();
+
+  /// A new plug-in object, wired like the first.
+  void createPlugin();
+  void setUrlTransformer(const UrlTransformerSetup& setup);
+  /// Gives the plug-in a view controller, or takes it away; also from objects that come later.
+  void setViewController(bool given);
+  /// The fix as the platform's value; without a time stamp of its own it is of now.
+  CLLocation locationOf(const Fix& fix) const;
+  Platform platform();
+
+  Foundation base;
+  Lanes lanes;
+  FaultBook faults;
+  ScriptedScreen screen;
+  std::shared_ptr<RootViewController> root;
+  bool givesViewController;
+
+  PermissionGate<AVAuthorizationStatus> cameraPermission;
+  PermissionGate<PHAuthorizationStatus> photoPermission;
+  PermissionGate<LocationAuthorization> locationPermission;
+
+  DateFormatters dateFormatters;
+  FileManager files;
+  FaultyFileManager faultyFiles;
+  Urls urls;
+  Base64 base64;
+  Bundles bundles;
+  ScriptedProcess process;
+  ObservedLog log;
+
+  ScriptedApplication application;
+  ScriptedPickerSources pickerSources;
+  Images images;
+  FaultyImages faultyImages;
+  Graphics graphics;
+  FaultyGraphics faultyGraphics;
+  ImageFiles imageFiles;
+
+  CaptureDevice captureDevice;
+  GatedPhotoAuthorization photoAuthorization;
+  PhotoLibrary photoLibrary;
+  FaultyPhotoLibrary faultyLibrary;
+  ImageManager imageManager;
+  FaultyImageManager faultyImageManager;
+  LocationService location;
+  NoVideoResult videoResult;
+
+  MainActor mainActor;
+  TaskScope tasks;
+  Container container;
+};
+
+}  // namespace vecamera::device
