@@ -1,0 +1,16 @@
+#pragma once
+
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "VECamera/platform/Value.h"
+
+namespace vecamera::app {
+
+/// The bytes that an answer's "callbackURI" stands for. It is a data URL or the Base64 text of the
+/// bytes as a byte buffer; the URL or the path of a file; or the address of an asset in the photo
+/// library of the home. Nothing where those cannot be had.
+std::optional<Data> bytesOfResult(const Value& callbackUri, const std::filesystem::path& home);
+
+}  // namespace vecamera::app

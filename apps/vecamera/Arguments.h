@@ -1,0 +1,26 @@
+#pragma once
+
+#include <initializer_list>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "VECamera/platform/CoreGraphics.h"
+#include "device/script/Script.h"
+
+/// The values of command-line options. Each reader gives nothing for a text that is not wholly such
+/// a value.
+namespace vecamera::app {
+
+/// Finite numbers with commas between them: "1,-2.5".
+std::optional<std::vector<double>> parseNumbers(std::string_view text, char separator = ',');
+/// "640x480", both above 0.
+std::optional<CGSize> parseSize(std::string_view text);
+/// "X,Y,WIDTH,HEIGHT", width and height above 0.
+std::optional<CGRect> parseCrop(std::string_view text);
+/// "LATITUDE,LONGITUDE" or "LATITUDE,LONGITUDE,ALTITUDE", in degrees and metres.
+std::optional<device::Fix> parseFix(std::string_view text);
+
+}  // namespace vecamera::app

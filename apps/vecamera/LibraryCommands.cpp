@@ -1,0 +1,220 @@
+#include "apps/vecamera/LibraryCommands.h"
+
+#include <unistd.h>
+
+#include <cctype>
+#include <iomanip>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <set>
+
+#include "apps/vecamera/Files.h"
+#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/Clocks.h"
+#include "device/foundation/Dates.h"
+#include "device/script/JsonValue.h"
+#include "device/script/LibraryParts.h"
+
+namespace vecamera::app {
+namespace {
+
+namespace fs = std::filesystem;
+using device::AssetRecord;
+using device::LibraryStore;
+
+/// The library of the home, or null after saying why there is none.
+std::unique_ptr<LibraryStore> openLibrary(const fs::path& home) {
+  auto library = LibraryStore::open(device::libraryFolder(home), device::libraryParts());
+  if (library) return std::move(*library);
+  complain(home.string() + ": its photo library cannot be opened: " + library.error().text);
+  return nullptr;
+}
+
+/// Whether there is a library, so that looking for one does not make it; says so where there is
+/// none.
+bool hasLibrary(const fs::path& home) {
+  std::error_code ignored;
+  if (fs::is_directory(device::libraryFolder(home), ignored)) return true;
+  complain(home.string() +
+           ": there is no photo library; make one with `vecamera library add FILE --home " +
+           home.string() + "`");
+  return false;
+}
+
+std::string_view typeName(const AssetRecord& asset) {
+  return asset.type == PHAssetResourceType::video ? "video" : "photo";
+}
+
+void printTable(const std::vector<AssetRecord>& assets) {
+  std::size_t width = 2;
+  for (const auto& asset : assets) width = std::max(width, asset.identifier.size());
+  const auto row = [width](const auto& id, const auto& type, const auto& format, const auto& size,
+                           const auto& bytes, const auto& created) {
+    std::cout << std::left << std::setw(static_cast<int>(width)) << id << "  " << std::setw(5)
+              << type << "  " << std::setw(6) << format << "  " << std::right << std::setw(11)
+              << size << "  " << std::setw(10) << bytes << "  " << created << '\n';
+  };
+  row("ID", "TYPE", "FORMAT", "PIXELS", "BYTES", "CREATED");
+  for (const auto& asset : assets)
+    row(asset.identifier, typeName(asset), formatName(asset),
+        std::to_string(asset.width) + "x" + std::to_string(asset.height), asset.byteCount,
+        device::formatISO8601(asset.created));
+  std::cout.flush();
+}
+
+void printLine(const AssetRecord& asset) {
+  const nlohmann::ordered_json line = {{"id", asset.identifier},
+                                       {"type", typeName(asset)},
+                                       {"bytes", asset.byteCount},
+                                       {"width", asset.width},
+                                       {"height", asset.height},
+                                       {"format", formatName(asset)},
+                                       {"created", device::formatISO8601(asset.created)}};
+  std::cout << device::toLine(line) << std::endl;
+}
+
+/// A bar on a terminal, which is gone when the work is done.
+void showProgress(std::size_t done, std::size_t total) {
+  constexpr std::size_t width = 30;
+  if (total < 2 || isatty(STDERR_FILENO) == 0) return;
+  const auto filled = done * width / total;
+  std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << done
+            << " of " << total << std::flush;
+  if (done == total) std::cerr << "\r\033[K" << std::flush;
+}
+
+/// A file name for the asset: its identifier's own part, with nothing in it that could lead out of
+/// a folder.
+std::string fileNameOf(const AssetRecord& asset, const std::string& addition) {
+  constexpr std::string_view common = "/L0/001";
+  std::string name = asset.identifier;
+  if (name.ends_with(common)) name.resize(name.size() - common.size());
+  for (char& c : name)
+    if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-') c = '_';
+  return name + addition + "." + asset.extension;
+}
+
+/// The records of the identifiers, or of every asset where there are none.
+std::optional<std::vector<AssetRecord>> chosenAssets(LibraryStore& library,
+                                                     const std::vector<std::string>& identifiers) {
+  if (identifiers.empty()) {
+    auto all = library.list();
+    if (all) return std::move(*all);
+    complain("the photo library cannot be read: " + all.error().text);
+    return std::nullopt;
+  }
+  std::vector<AssetRecord> assets;
+  for (const auto& identifier : identifiers) {
+    auto asset = library.fetchByIdentifier(identifier);
+    if (!asset) {
+      complain(identifier + ": " + asset.error().text +
+               "; `vecamera library list` shows the identifiers");
+      return std::nullopt;
+    }
+    assets.push_back(std::move(*asset));
+  }
+  return assets;
+}
+
+/// Writes one asset; false after saying why it cannot.
+bool exportAsset(LibraryStore& library, const AssetRecord& asset, const fs::path& file,
+                 bool force) {
+  std::error_code ignored;
+  if (!force && fs::exists(fs::symlink_status(file, ignored))) {
+    complain(file.string() + ": there is such a file already; replace it with --force");
+    return false;
+  }
+  const auto bytes = library.readOriginal(asset.identifier);
+  if (!bytes) {
+    complain(asset.identifier + ": " + bytes.error().text);
+    return false;
+  }
+  if (!writeFile(file, *bytes)) {
+    complain(file.string() + ": it cannot be written; check the folder's permissions and space");
+    return false;
+  }
+  std::cout << file.string() << std::endl;
+  return true;
+}
+
+bool isConfirmed(const fs::path& home, std::size_t count) {
+  std::cerr << "Remove all " << count << " assets of the photo library in " << home.string()
+            << "? [y/N] " << std::flush;
+  std::string reply;
+  std::getline(std::cin, reply);
+  return reply == "y" || reply == "Y" || reply == "yes";
+}
+
+}  // namespace
+
+ExitStatus addToLibrary(const fs::path& home, const std::vector<fs::path>& files) {
+  std::vector<device::FileToImport> imports;
+  for (const auto& file : files) {
+    if (const auto problem = problemWithFile(file)) return refuse(*problem);
+    imports.push_back({file, std::nullopt});
+  }
+  if (!device::ApplicationHome::open(home.string()))
+    return refuse(home.string() + ": it cannot be used as a home; name a folder of your own");
+  const auto library = openLibrary(home);
+  if (!library) return ExitStatus::failure;
+  const auto report = library->importFiles(imports, device::SystemClock().now(), showProgress);
+  for (const auto& asset : report.imported) std::cout << asset.identifier << std::endl;
+  for (const auto& error : report.refused) complain(error.text);
+  return report.refused.empty() ? ExitStatus::success : ExitStatus::failure;
+}
+
+ExitStatus listLibrary(const fs::path& home, ListForm form) {
+  if (!hasLibrary(home)) return ExitStatus::usage;
+  const auto library = openLibrary(home);
+  if (!library) return ExitStatus::failure;
+  const auto assets = chosenAssets(*library, {});
+  if (!assets) return ExitStatus::failure;
+  if (form == ListForm::table)
+    printTable(*assets);
+  else
+    for (const auto& asset : *assets) printLine(asset);
+  return ExitStatus::success;
+}
+
+ExitStatus exportLibrary(const fs::path& home, const ExportOptions& options) {
+  if (!hasLibrary(home)) return ExitStatus::usage;
+  std::error_code error;
+  fs::create_directories(options.folder, error);
+  if (!fs::is_directory(options.folder, error))
+    return refuse(options.folder.string() + ": the folder cannot be made; name another with --to");
+  const auto library = openLibrary(home);
+  if (!library) return ExitStatus::failure;
+  const auto assets = chosenAssets(*library, options.identifiers);
+  if (!assets) return ExitStatus::failure;
+
+  auto status = ExitStatus::success;
+  std::set<std::string> names;
+  for (const auto& asset : *assets) {
+    // Two assets never share a file, whatever their identifiers have in common.
+    auto name = fileNameOf(asset, "");
+    for (int number = 2; !names.insert(name).second; ++number)
+      name = fileNameOf(asset, "-" + std::to_string(number));
+    if (!exportAsset(*library, asset, options.folder / name, options.force))
+      status = ExitStatus::failure;
+  }
+  return status;
+}
+
+ExitStatus clearLibrary(const fs::path& home, Confirmation confirmation) {
+  if (!hasLibrary(home)) return ExitStatus::usage;
+  const bool asks = confirmation == Confirmation::ask;
+  if (asks && isatty(STDIN_FILENO) == 0)
+    return refuse("clear removes every asset for good; say --yes where nobody can be asked");
+  const auto library = openLibrary(home);
+  if (!library) return ExitStatus::failure;
+  const auto assets = chosenAssets(*library, {});
+  if (!assets) return ExitStatus::failure;
+  if (asks && !assets->empty() && !isConfirmed(home, assets->size()))
+    return fail("nothing was removed");
+  if (const auto error = library->clear())
+    return fail("the photo library cannot be emptied: " + error->text);
+  return ExitStatus::success;
+}
+
+}  // namespace vecamera::app

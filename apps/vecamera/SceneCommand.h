@@ -1,0 +1,21 @@
+#pragma once
+
+#include <filesystem>
+
+#include "VECamera/platform/CoreGraphics.h"
+#include "apps/vecamera/Terminal.h"
+
+namespace vecamera::app {
+
+struct SceneOptions {
+  std::filesystem::path file;
+  /// In whole pixels, as seen.
+  CGSize size{1600, 1200};
+  /// An Exif orientation, 1 to 8.
+  int orientation = 1;
+};
+
+/// Writes a generated photograph.
+ExitStatus writeScene(const SceneOptions& options);
+
+}  // namespace vecamera::app
