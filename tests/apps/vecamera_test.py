@@ -1,0 +1,287 @@
+#!/usr/bin/env python3
+"""vecamera_test.py PROGRAM: the command line, from the outside."""
+
+import base64
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+PROGRAM = ""
+COMPLETIONS = pathlib.Path(__file__).parents[2] / "apps" / "vecamera" / "completions"
+COMMANDS = [["run"], ["take"], ["library"], ["library", "add"], ["library", "list"],
+            ["library", "export"], ["library", "clear"], ["demo"], ["scene"], ["completion"]]
+
+
+def jpeg_sides(data):
+    """Width and height as stored, from the frame header."""
+    at = 2
+    while data[at + 1] not in range(0xC0, 0xC3):
+        at += 2 + int.from_bytes(data[at + 2:at + 4], "big")
+    return (int.from_bytes(data[at + 7:at + 9], "big"), int.from_bytes(data[at + 5:at + 7], "big"))
+
+
+class CommandLine(unittest.TestCase):
+    @classmethod
+    def setUpClass(cls):
+        scenes = tempfile.TemporaryDirectory()
+        cls.addClassCleanup(scenes.cleanup)
+        cls.photo = pathlib.Path(scenes.name, "photo.jpg")
+        subprocess.run([PROGRAM, "scene", cls.photo, "--size", "64x48"], check=True)
+
+    def setUp(self):
+        folder = tempfile.TemporaryDirectory()
+        self.addCleanup(folder.cleanup)
+        self.folder = pathlib.Path(folder.name)
+
+    def call(self, *arguments, status=0, text=""):
+        """Standard output and standard error of a call that must end with the status."""
+        done = subprocess.run([PROGRAM, *map(str, arguments)], input=text, cwd=self.folder,
+                              capture_output=True, text=True, check=False)
+        self.assertEqual(done.returncode, status, f"{arguments}\n{done.stdout}\n{done.stderr}")
+        return done.stdout, done.stderr
+
+    def take(self, *options):
+        """The result that the page gets."""
+        out, _ = self.call("take", self.photo, *options)
+        answer = json.loads(out)
+        self.assertEqual((answer["event"], answer["result"]), ("answer", "success"))
+        return answer["data"]["callbackURI"]
+
+
+class Usage(CommandLine):
+    def test_wrong_usage_is_told_in_one_line_and_does_nothing(self):
+        (self.folder / "note.txt").write_text("no picture", encoding="utf-8")
+        cases = [
+            ([], "subcommand is required"),
+            (["fly"], "unknown command \"fly\"; known here: \"run\""),
+            (["library", "lst", "--home", "h"], "unknown command \"lst\"; did you mean \"list\"?"),
+            (["take", "--qualty"], "unknown option \"--qualty\"; did you mean \"--quality\"?"),
+            (["run", "a.json", "b.json"], "b.json"),
+            (["run"], "SCRIPT is required"),
+            (["run", "none.json"], "none.json: there is no such file"),
+            (["run", "x.json", "--limit", "0"], "--limit"),
+            (["run", "x.json", "--limit", "nan"], "--limit"),
+            (["take"], "PHOTO is required"),
+            (["take", "none.jpg"], "none.jpg: there is no such file"),
+            (["take", "."], ".: it is a folder"),
+            (["take", "note.txt"], "note.txt: it is no picture"),
+            (["take", "note.txt", "--quality", "101"], "--quality"),
+            (["take", "note.txt", "--size", "640"], "write it as WIDTHxHEIGHT"),
+            (["take", "note.txt", "--size", "0x5"], "write it as WIDTHxHEIGHT"),
+            (["take", "note.txt", "--edit", "1,2,3"], "write it as X,Y,WIDTH,HEIGHT"),
+            (["take", "note.txt", "--location", "91,0"], "write it as LAT,LON[,ALT]"),
+            (["take", "note.txt", "--destination", "file"], "data-url|file-uri|native-uri"),
+            (["library", "list"], "--home is required"),
+            (["library", "list", "--home", "none"], "none: there is no photo library"),
+            (["library", "add", "none.jpg", "--home", "h"], "none.jpg: there is no such file"),
+            (["library", "export", "--home", "h"], "--to is required"),
+            (["scene", "a.jpg", "--orientation", "9"], "--orientation"),
+            (["scene", "a.jpg", "--size", "1.5x2"], "--size"),
+            (["completion", "fish"], "fish"),
+        ]
+        for arguments, told in cases:
+            with self.subTest(arguments=arguments):
+                out, err = self.call(*arguments, status=2)
+                self.assertEqual(out, "")
+                self.assertIn(told, err)
+                self.assertEqual(err.count("\n"), 1, err)
+        self.assertEqual([path.name for path in self.folder.iterdir()], ["note.txt"])
+
+    def test_the_help_of_each_command_shows_an_example(self):
+        for command in COMMANDS:
+            out, _ = self.call(*command, "--help")
+            self.assertIn("\n  vecamera " + command[0], out)
+
+    def test_the_version_is_printed(self):
+        self.assertRegex(self.call("--version")[0], r"^vecamera \d+\.\d+\.\d+\n$")
+
+    def test_completions_know_every_option_that_the_help_knows(self):
+        for shell, name in (("bash", "vecamera.bash"), ("zsh", "_vecamera")):
+            completion, _ = self.call("completion", shell)
+            self.assertEqual(completion, (COMPLETIONS / name).read_text(encoding="utf-8"))
+            for command in COMMANDS:
+                for option in re.findall(r"--[a-z-]+", self.call(*command, "--help")[0]):
+                    self.assertIn(option, completion, f"{shell}: {command}")
+
+    def test_the_completion_for_bash_completes(self):
+        script = ('source "$0"; COMP_WORDS=(vecamera take x --destination f); COMP_CWORD=4; '
+                  '_vecamera; echo "${COMPREPLY[@]}"')
+        done = subprocess.run(["bash", "-c", script, COMPLETIONS / "vecamera.bash"],
+                              capture_output=True, text=True, check=True)
+        self.assertEqual(done.stdout, "file-uri\n")
+
+
+class Run(CommandLine):
+    def test_events_go_to_standard_output_one_a_line(self):
+        script = {"steps": [{"do": "takePicture", "as": "a", "arguments": [50, 0, 1]},
+                            {"do": "capture", "photo": str(self.photo)}]}
+        (self.folder / "flow.json").write_text(json.dumps(script), encoding="utf-8")
+        out, _ = self.call("run", "flow.json")
+        events = [json.loads(line) for line in out.splitlines()]
+        self.assertIn("present", [event["event"] for event in events])
+        self.assertEqual([event["to"] for event in events if event["event"] == "answer"], ["a"])
+
+    def test_standard_input_is_relative_to_the_working_folder(self):
+        (self.folder / "p.jpg").write_bytes(self.photo.read_bytes())
+        out, _ = self.call("run", "-", text=json.dumps({"steps": [
+            {"do": "takePicture", "as": "a"}, {"do": "capture", "photo": "p.jpg"}]}))
+        self.assertIn('"answer"', out)
+
+    def test_a_step_that_cannot_be_played_is_the_last_line(self):
+        out, _ = self.call("run", "-", status=1, text='{"steps": [{"do": "files"}, {"do": "cancel"}, '
+                                                      '{"do": "files"}]}')
+        last = json.loads(out.splitlines()[-1])
+        self.assertEqual((last["event"], last["step"]), ("failed", 1))
+        self.assertEqual(len(out.splitlines()), 2)
+
+    def test_what_is_no_script_is_told_its_place(self):
+        out, err = self.call("run", "-", status=2,
+                             text='{"steps": [{"do": "files"}, {"do": "capture", "photo": "x.jpg"}]}')
+        self.assertEqual(out, "")
+        self.assertIn("standard input: steps[1].photo: there is no file \"x.jpg\" in "
+                      f"{self.folder.resolve()}", err)
+
+
+class Take(CommandLine):
+    def test_the_output_holds_the_bytes_of_a_data_url(self):
+        prefix, text = self.take("--destination", "data-url", "--output", "o.jpg").split(",")
+        self.assertEqual(prefix, "data:image/jpeg;base64")
+        self.assertEqual((self.folder / "o.jpg").read_bytes(), base64.b64decode(text))
+
+    def test_the_output_holds_the_bytes_of_a_file(self):
+        self.take("--destination", "file-uri", "--encoding", "png", "--output", "plain.png")
+        self.assertTrue((self.folder / "plain.png").read_bytes().startswith(b"\x89PNG"))
+        self.take("--destination", "file-uri", "--location", "-33.86,151.2,10", "--output", "o.jpg")
+        self.assertEqual(jpeg_sides((self.folder / "o.jpg").read_bytes()), (64, 48))
+
+    def test_the_output_holds_the_bytes_of_a_data_url_with_a_location(self):
+        result = self.take("--destination", "data-url", "--location", "48.85,2.35", "--output",
+                           "o.jpg")
+        once = base64.b64decode(result["bytes"])
+        self.assertEqual((self.folder / "o.jpg").read_bytes(), base64.b64decode(once))
+
+    def test_the_output_holds_the_bytes_of_a_library_asset(self):
+        self.take("--home", "phone", "--output", "o.png")
+        self.call("library", "export", "--to", "copies", "--home", "phone")
+        (copy,) = (self.folder / "copies").iterdir()
+        self.assertEqual((self.folder / "o.png").read_bytes(), copy.read_bytes())
+
+    def test_options_reach_the_command(self):
+        self.take("--destination", "data-url", "--size", "32x32", "--output", "fitted.jpg")
+        self.assertEqual(jpeg_sides((self.folder / "fitted.jpg").read_bytes()), (32, 24))
+        self.take("--destination", "data-url", "--edit", "8,8,20,10", "--output", "cut.jpg")
+        self.assertEqual(jpeg_sides((self.folder / "cut.jpg").read_bytes()), (20, 10))
+        low = self.take("--destination", "data-url")
+        self.assertGreater(len(self.take("--destination", "data-url", "--quality", "100")), len(low))
+
+    def test_a_picture_can_come_from_a_library(self):
+        for source in ("photo-library", "saved-photos"):
+            with self.subTest(source):
+                result = self.take("--source", source, "--home", source)
+                listed = json.loads(
+                    self.call("library", "list", "--json", "--home", source)[0].strip())
+                self.assertIn(listed["id"].removesuffix("/L0/001"), result)
+                self.assertEqual((listed["width"], listed["height"]), (64, 48))
+
+    def test_a_home_keeps_the_file_and_without_one_it_is_said_to_go_away(self):
+        path = self.take("--destination", "file-uri", "--home", "phone")
+        self.assertTrue(pathlib.Path(path.removeprefix("file://")).is_file())
+        _, err = self.call("take", self.photo, "--destination", "file-uri")
+        self.assertIn("--home", err)
+        _, err = self.call("take", self.photo, "--destination", "file-uri", "--output", "o.jpg")
+        self.assertEqual(err, "")
+
+    def test_an_error_is_answered_printed_and_told(self):
+        out, err = self.call("take", self.photo, "--media", "video", status=1)
+        self.assertEqual(json.loads(out)["result"], "error")
+        self.assertIn("vecamera: the command was answered with an error: ", err)
+
+    def test_a_command_that_stays_open_is_told_why(self):
+        out, err = self.call("take", self.photo, "--destination", "file-uri", "--encoding", "png",
+                             "--location", "1,2", status=1)
+        self.assertEqual(out, "")
+        self.assertRegex(err, "^vecamera: the command was not answered: .*location")
+
+    def test_an_output_that_cannot_be_written_is_named(self):
+        _, err = self.call("take", self.photo, "--destination", "data-url", "--output", "no/o.jpg",
+                           status=1)
+        self.assertIn("no/o.jpg: it cannot be written", err)
+
+
+class Library(CommandLine):
+    def add(self, *files, status=0):
+        out, err = self.call("library", "add", *files, "--home", "phone", status=status)
+        return out.split(), err
+
+    def listed(self):
+        out, _ = self.call("library", "list", "--json", "--home", "phone")
+        return [json.loads(line) for line in out.splitlines()]
+
+    def test_added_pictures_are_listed_and_come_out_as_they_went_in(self):
+        ids, _ = self.add(self.photo, self.photo)
+        self.assertEqual([asset["id"] for asset in self.listed()], ids)
+        table, _ = self.call("library", "--home", "phone", "list")
+        self.assertEqual(len(table.splitlines()), 3)
+        out, _ = self.call("library", "export", ids[1], "--to", "copies", "--home", "phone")
+        copy = self.folder / out.strip()
+        self.assertEqual(copy.read_bytes(), self.photo.read_bytes())
+
+    def test_a_file_that_is_no_picture_does_not_keep_the_others_out(self):
+        note = self.folder / "note.txt"
+        note.write_text("no picture", encoding="utf-8")
+        ids, err = self.add(note, self.photo, status=1)
+        self.assertEqual(len(ids), 1)
+        self.assertIn("note.txt", err)
+        self.assertEqual(len(self.listed()), 1)
+
+    def test_an_export_replaces_files_only_by_force(self):
+        self.add(self.photo)
+        name, _ = self.call("library", "export", "--to", "copies", "--home", "phone")
+        copy = self.folder / name.strip()
+        copy.write_bytes(b"mine")
+        _, err = self.call("library", "export", "--to", "copies", "--home", "phone", status=1)
+        self.assertIn("--force", err)
+        self.assertEqual(copy.read_bytes(), b"mine")
+        self.call("library", "export", "--to", "copies", "--force", "--home", "phone")
+        self.assertEqual(copy.read_bytes(), self.photo.read_bytes())
+
+    def test_an_unknown_identifier_is_named(self):
+        self.add(self.photo)
+        _, err = self.call("library", "export", "nobody", "--to", "c", "--home", "phone", status=1)
+        self.assertIn("nobody", err)
+
+    def test_clearing_wants_a_yes(self):
+        self.add(self.photo)
+        _, err = self.call("library", "clear", "--home", "phone", status=2)
+        self.assertIn("--yes", err)
+        self.assertEqual(len(self.listed()), 1)
+        self.call("library", "clear", "--yes", "--home", "phone")
+        self.assertEqual(self.listed(), [])
+
+
+class Scenes(CommandLine):
+    def test_a_scene_has_the_size_as_seen_and_is_always_the_same(self):
+        for name in ("a.jpg", "b.jpg"):
+            self.call("scene", name, "--size", "40x30", "--orientation", "6")
+        scene = (self.folder / "a.jpg").read_bytes()
+        self.assertEqual(jpeg_sides(scene), (30, 40))
+        self.assertEqual(scene, (self.folder / "b.jpg").read_bytes())
+
+    def test_the_demo_leaves_the_picture_before_and_after(self):
+        out, err = self.call("demo", "steps")
+        for line in out.splitlines():
+            self.assertIn("event", json.loads(line))
+        after = (self.folder / "steps" / "after.jpg").read_bytes()
+        self.assertEqual(jpeg_sides((self.folder / "steps" / "before.jpg").read_bytes()),
+                         (1600, 1200))
+        self.assertEqual(jpeg_sides(after), (360, 480))
+        self.assertIn(str(self.folder.resolve() / "steps" / "after.jpg"), err)
+
+
+if __name__ == "__main__":
+    PROGRAM = str(pathlib.Path(sys.argv.pop(1)).resolve())
+    unittest.main()

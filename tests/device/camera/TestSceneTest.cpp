@@ -1,0 +1,97 @@
+#include "device/camera/TestScene.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+
+#include "device/imaging/Canvas.h"
+#include "device/imaging/Images.h"
+#include "device/imaging/Metadata.h"
+#include "device/imaging/Pictures.h"
+
+namespace vecamera::device {
+namespace {
+
+/// The picture as it is seen, no larger than 60 pixels.
+Bitmap shownSmall(const Data& scene) {
+  const auto image = Images().imageWithData(thumbnail(scene, 60).value());
+  return pixelsOf(*image).value();
+}
+
+TEST(TestScene, LooksTheSameHoweverItIsStored) {
+  const Bitmap expected = shownSmall(generateTestScene(240, 320, UIImageOrientation::up, 1, {}));
+  ASSERT_EQ(expected.height(), 60u);
+  // Bright sky above, dark meadow below.
+  EXPECT_GT(expected.bytesOfRow(30)[2], expected.bytesOfRow(59)[2] + 40);
+  for (int value = 1; value < 8; ++value) {
+    const auto orientation = static_cast<UIImageOrientation>(value);
+    const bool onSide = value % 4 >= 2;
+    const Data scene =
+        generateTestScene(onSide ? 320 : 240, onSide ? 240 : 320, orientation, 1, {});
+    ASSERT_EQ(probe(scene)->orientation, orientation);
+    const Bitmap shown = shownSmall(scene);
+    ASSERT_EQ(shown.width(), expected.width());
+    double difference = 0;
+    for (std::size_t i = 0; i < shown.strideBytes() * shown.height(); ++i)
+      difference += std::abs(shown.bytesOfRow(0)[i] - expected.bytesOfRow(0)[i]);
+    EXPECT_LT(difference / static_cast<double>(shown.strideBytes() * shown.height()), 2) << value;
+  }
+}
+
+TEST(TestScene, IsTheSameForTheSameSeedOnly) {
+  const auto scene = [](std::uint32_t seed) {
+    return generateTestScene(64, 48, UIImageOrientation::right, seed, {});
+  };
+  EXPECT_EQ(scene(5), scene(5));
+  EXPECT_NE(scene(5), scene(6));
+}
+
+TEST(TestScene, CarriesTheCamerasMetadataAndTheGiven) {
+  const Data scene = generateTestScene(
+      64, 48, UIImageOrientation::right, 1,
+      {{"{Exif}", Dictionary{{"DateTimeOriginal", "2024:05:01 14:03:20"}, {"FNumber", 2.4}}}});
+  const Dictionary properties = readProperties(scene).value();
+  const Dictionary& exif = *properties.at("{Exif}").dictionary();
+  EXPECT_EQ(properties.at("Orientation"), Value(6));
+  EXPECT_EQ(properties.at("{TIFF}").dictionary()->at("Make"), Value("VECamera"));
+  EXPECT_EQ(exif.at("PixelXDimension"), Value(64));
+  EXPECT_EQ(exif.at("ExposureTime"), Value(1.0 / 120));
+  EXPECT_EQ(exif.at("DateTimeOriginal"), Value("2024:05:01 14:03:20"));
+  EXPECT_EQ(exif.at("FNumber"), Value(2.4));
+}
+
+TEST(TestScene, SidesThatNoJpegHasGiveNothing) {
+  EXPECT_TRUE(generateTestScene(0, 10, UIImageOrientation::up, 1, {}).empty());
+  EXPECT_TRUE(generateTestScene(10, 65501, UIImageOrientation::up, 1, {}).empty());
+}
+
+/// samples/PHOTO.jpg is made by this call. Other versions of the JPEG library may write other
+/// bytes, so the pixels are compared.
+TEST(TestScene, MakesTheSamplePhoto) {
+  const Dictionary exif{{"DateTimeDigitized", "2024:03:01 16:20:05"},
+                        {"DateTimeOriginal", "2024:03:01 16:20:05"},
+                        {"OffsetTimeOriginal", "+01:00"}};
+  const Dictionary gps{{"Altitude", 1608.5},  {"AltitudeRef", 0},       {"DateStamp", "2024:03:01"},
+                       {"Latitude", 46.0207}, {"LatitudeRef", "N"},     {"Longitude", 7.7491},
+                       {"LongitudeRef", "E"}, {"TimeStamp", "15:20:05"}};
+  const Data made = generateTestScene(2016, 1512, UIImageOrientation::right, 0,
+                                      {{"{Exif}", exif}, {"{GPS}", gps}});
+  std::ifstream file(VECAMERA_SOURCE_DIR "/samples/PHOTO.jpg", std::ios::binary);
+  const Data sample(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(file), {}));
+  EXPECT_LT(sample.size(), 600'000u);
+  EXPECT_EQ(readProperties(sample), readProperties(made));
+  const auto pixels = [](const Data& data) {
+    return pixelsOf(*Images().imageWithData(data)).value();
+  };
+  const Bitmap expected = pixels(made);
+  const Bitmap actual = pixels(sample);
+  int largest = 0;
+  for (std::size_t y = 0; y < expected.height(); ++y)
+    for (std::size_t i = 0; i < expected.strideBytes(); ++i)
+      largest = std::max(largest, std::abs(expected.bytesOfRow(y)[i] - actual.bytesOfRow(y)[i]));
+  EXPECT_LE(largest, 16);
+}
+
+}  // namespace
+}  // namespace vecamera::device

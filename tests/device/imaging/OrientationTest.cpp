@@ -1,0 +1,112 @@
+#include "VECamera/imaging/ScalingAndOrientation.h"
+#include "device/imaging/Canvas.h"
+#include "device/imaging/Pictures.h"
+#include "tests/device/imaging/TestPictures.h"
+
+namespace vecamera::device {
+namespace {
+
+constexpr std::string_view stored = "RGB/CMY";
+
+struct Case {
+  UIImageOrientation orientation;
+  std::string_view shown;
+  /// What the module's orientation correction leaves, which draws the bare bitmap; empty where that
+  /// stretches it.
+  std::string_view corrected;
+};
+
+constexpr Case cases[] = {
+    {UIImageOrientation::up, "RGB/CMY", "RGB/CMY"},
+    {UIImageOrientation::down, "YMC/BGR", "YMC/BGR"},
+    {UIImageOrientation::left, "BY/GM/RC", "BY/GM/RC"},
+    {UIImageOrientation::right, "CR/MG/YB", "CR/MG/YB"},
+    {UIImageOrientation::upMirrored, "BGR/YMC", "RGB/CMY"},
+    {UIImageOrientation::downMirrored, "CMY/RGB", "RGB/CMY"},
+};
+
+std::shared_ptr<UIImage> drawnAtOwnSize(const std::shared_ptr<UIImage>& image) {
+  Graphics graphics;
+  const auto context = graphics.beginImageContext(image->size());
+  context->drawInRect(image, {0, 0, image->size().width, image->size().height});
+  return context->imageFromCurrentImageContext();
+}
+
+class Orientation : public testing::TestWithParam<Case> {};
+
+TEST_P(Orientation, DrawInRectShowsThePictureUpright) {
+  const auto image = opened(pngOf(bitmapOfLetters(stored), GetParam().orientation));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(image->imageOrientation(), GetParam().orientation);
+  EXPECT_EQ(lettersOf(image), stored);
+  EXPECT_EQ(lettersOf(drawnAtOwnSize(image)), GetParam().shown);
+}
+
+TEST_P(Orientation, JpegsAreTurnedTheSameWay) {
+  constexpr std::size_t square = 16;
+  const auto image = opened(jpegOf(bitmapOfLetters(stored, square), GetParam().orientation));
+  ASSERT_TRUE(image);
+  EXPECT_EQ(lettersOf(drawnAtOwnSize(image), square), GetParam().shown);
+}
+
+TEST_P(Orientation, CorrectionOfTheBareBitmapTurnsItButNeverMirrors) {
+  const auto image = opened(pngOf(bitmapOfLetters(stored), GetParam().orientation));
+  Graphics graphics;
+  const auto corrected =
+      imageCorrectedForCaptureOrientation(graphics, image, image->imageOrientation());
+  ASSERT_TRUE(corrected);
+  EXPECT_EQ(corrected->imageOrientation(), UIImageOrientation::up);
+  EXPECT_EQ(corrected->size(), image->size());
+  if (!GetParam().corrected.empty()) {
+    EXPECT_EQ(lettersOf(corrected), GetParam().corrected);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, Orientation, testing::ValuesIn(cases));
+
+// These two show their sides exchanged, but are drawn bare into the shown size, and so stretched.
+INSTANTIATE_TEST_SUITE_P(MirroredOnTheSide, Orientation,
+                         testing::Values(Case{UIImageOrientation::leftMirrored, "RC/GM/BY", {}},
+                                         Case{UIImageOrientation::rightMirrored, "YB/MG/CR", {}}));
+
+TEST(Orientation, ABitmapDrawnBareIsUpsideDown) {
+  const auto image = opened(pngOf(bitmapOfLetters(stored), UIImageOrientation::right));
+  Graphics graphics;
+  const auto context = graphics.beginImageContext({3, 2});
+  context->currentContext()->drawImage(image->cgImage(), {0, 0, 3, 2});
+  EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), "CMY/RGB");
+}
+
+TEST(Orientation, PositiveRotationIsClockwiseAndTransformsApplyToLaterDrawingOnly) {
+  const auto image = opened(pngOf(bitmapOfLetters("RG")));
+  Graphics graphics;
+  const auto context = graphics.beginImageContext({3, 3});
+  context->drawInRect(image, {0, 0, 2, 1});
+  context->currentContext()->translateBy(3, 1);
+  context->currentContext()->rotateBy(1.5707963267948966);
+  context->drawInRect(image, {0, 0, 2, 1});
+  EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), "RG./..R/..G");
+}
+
+TEST(Orientation, TurnsOfTurnsAreExactAndComeBack) {
+  for (const auto& [turn, back] : {std::pair{UIImageOrientation::left, UIImageOrientation::right},
+                                   std::pair{UIImageOrientation::down, UIImageOrientation::down}}) {
+    // A picture that was turned has orientation up; the turn back is asked for by a flag again.
+    const auto turnedOnce = drawnAtOwnSize(opened(pngOf(bitmapOfLetters(stored), turn)));
+    const auto turnedBack = drawnAtOwnSize(opened(pngOf(pixelsOfImage(turnedOnce), back)));
+    EXPECT_EQ(lettersOf(turnedBack), stored);
+  }
+}
+
+TEST(Orientation, SizeIsTheShownOneAndTheBitmapKeepsTheStoredOne) {
+  for (const auto orientation : allOrientations) {
+    const auto image = opened(pngOf(bitmapOfLetters(stored), orientation));
+    const bool onSide = turnFor(orientation).swapsAxes;
+    EXPECT_EQ(image->size(), onSide ? (CGSize{2, 3}) : (CGSize{3, 2}));
+    EXPECT_EQ(image->cgImage()->width(), 3u);
+    EXPECT_EQ(image->cgImage()->height(), 2u);
+  }
+}
+
+}  // namespace
+}  // namespace vecamera::device

@@ -1,0 +1,106 @@
+#include "device/script/Lanes.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+namespace vecamera::device {
+namespace {
+
+using Log = std::vector<std::string>;
+
+void runAll(Lanes& lanes) {
+  while (lanes.step()) {
+  }
+}
+
+TEST(Lanes, RunInOneFixedOrderWhateverTheOrderOfPosting) {
+  Log log;
+  Lanes lanes;
+  lanes.platform().post([&] { log.push_back("platform"); });
+  lanes.background().post([&] {
+    log.push_back("background");
+    lanes.main().post([&] { log.push_back("main, posted from background"); });
+  });
+  lanes.main().post([&] { log.push_back("main"); });
+  EXPECT_TRUE(log.empty());
+  runAll(lanes);
+  EXPECT_EQ(log, (Log{"main", "background", "main, posted from background", "platform"}));
+}
+
+TEST(Lanes, OneJobRunsForEachStep) {
+  int ran = 0;
+  Lanes lanes;
+  lanes.main().post([&] { ++ran; });
+  lanes.main().post([&] { ++ran; });
+  EXPECT_TRUE(lanes.step());
+  EXPECT_EQ(ran, 1);
+  EXPECT_TRUE(lanes.step());
+  EXPECT_FALSE(lanes.step());
+  EXPECT_EQ(ran, 2);
+}
+
+TEST(Lanes, AWaitingLaneHandsBackAndTheOthersGoOn) {
+  bool free = false;
+  Log log;
+  Lanes lanes;
+  lanes.background().post([&] {
+    while (!free) lanes.yieldWaiting();
+    log.push_back("freed");
+  });
+  lanes.background().post([&] { log.push_back("next"); });
+  EXPECT_TRUE(lanes.step());
+  EXPECT_TRUE(lanes.isWaiting(lanes.background()));
+  lanes.main().post([&] { log.push_back("main"); });
+  runAll(lanes);
+  EXPECT_EQ(log, Log{"main"}) << "what stands behind the waiting job waits too";
+  EXPECT_FALSE(lanes.retryWaiting());
+  free = true;
+  EXPECT_TRUE(lanes.retryWaiting());
+  runAll(lanes);
+  EXPECT_EQ(log, (Log{"main", "freed", "next"}));
+  EXPECT_FALSE(lanes.anyWaiting());
+}
+
+TEST(Lanes, StopUnwindsAWaitingJobAndDropsTheRest) {
+  struct Sentinel {
+    explicit Sentinel(int& live) : count(live) { ++count; }
+    ~Sentinel() { --count; }
+    int& count;
+  };
+  int live = 0;
+  bool wentOn = false;
+  Lanes lanes;
+  lanes.main().post([&, held = std::make_shared<Sentinel>(live)] {
+    const Sentinel onTheStack(live);
+    lanes.yieldWaiting();
+    wentOn = true;
+  });
+  lanes.main().post([&, held = std::make_shared<Sentinel>(live)] { wentOn = true; });
+  lanes.step();
+  EXPECT_EQ(live, 3);
+  lanes.stop();
+  EXPECT_EQ(live, 0);
+  EXPECT_FALSE(wentOn);
+  EXPECT_TRUE(lanes.fatalError().empty());
+}
+
+TEST(Lanes, AFatalErrorIsNotedAndEndsItsJobOnly) {
+  bool later = false;
+  Lanes lanes;
+  lanes.main().post([] { throw FatalError("no location"); });
+  lanes.main().post([&] { later = true; });
+  runAll(lanes);
+  EXPECT_EQ(lanes.fatalError(), "no location");
+  EXPECT_TRUE(later);
+}
+
+TEST(Lanes, YieldingOutsideOfALaneDoesNothing) {
+  Lanes lanes;
+  lanes.yieldWaiting();
+  EXPECT_FALSE(lanes.anyWaiting());
+}
+
+}  // namespace
+}  // namespace vecamera::device

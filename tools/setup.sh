@@ -1,0 +1,74 @@
+# Shared by ./run and ./test, which source it with `root` set to the repository's root. It installs
+# what is missing and configures and builds a preset. Standard output is left to the program and to
+# the tests: everything said here goes to standard error.
+
+say() { printf '%s\n' "$*" >&2; }
+die() {
+  say "$0: $*"
+  exit 1
+}
+
+# install_packages GROUP...: installs the packages of these groups of tools/packages.txt that are
+# missing. Costs one query where nothing is.
+install_packages() {
+  local group wanted=() installed missing=() name
+  for group in "$@"; do
+    while read -r name; do wanted+=("$name"); done \
+      < <(sed -n "s/^$group //p" "$root/tools/packages.txt")
+  done
+  if ! command -v dpkg-query >/dev/null; then
+    [ -e "$root/build" ] ||
+      say "Not a Debian system; these packages, or what they hold, must be there: ${wanted[*]}"
+    return
+  fi
+  installed=$(dpkg-query -W -f '${db:Status-Status} ${Package}\n' "${wanted[@]}" 2>/dev/null |
+    sed -n 's/^installed //p') || true
+  for name in "${wanted[@]}"; do
+    grep -qxF -- "$name" <<<"$installed" || missing+=("$name")
+  done
+  [ ${#missing[@]} -gt 0 ] || return 0
+
+  local as_root=()
+  if [ "$(id -u)" -ne 0 ]; then
+    sudo -n true 2>/dev/null || { command -v sudo >/dev/null && [ -t 0 ]; } ||
+      die "these packages are missing, and only root can install them:
+  apt-get install --no-install-recommends ${missing[*]}"
+    as_root=(sudo)
+  fi
+  say "Installing: ${missing[*]}"
+  as_root+=(env DEBIAN_FRONTEND=noninteractive apt-get -y -q)
+  "${as_root[@]}" update >&2 </dev/null || say "apt-get update failed; trying with the lists there are"
+  "${as_root[@]}" install --no-install-recommends "${missing[@]}" >&2 </dev/null ||
+    die "these packages could not be installed: ${missing[*]}"
+}
+
+# build_preset PRESET TARGET [CMAKE-CACHE-ARGUMENT...]: configures where that is due, then builds
+# the target ("all" for everything). Quiet, unless something fails; builds of one preset at the
+# same time wait for each other.
+build_preset() {
+  local preset=$1 target=$2 folder=$root/build/$1
+  shift 2
+  mkdir -p "$folder"
+  (
+    flock 9
+    cd "$root" || exit 1
+    log=$folder/build.log
+    logged() {
+      "$@" >"$log" 2>&1 </dev/null && return
+      cat "$log" >&2
+      exit 1
+    }
+    [ -e "$folder/.built-$target" ] ||
+      say "Building $preset for the first time, which takes some minutes (log: build/$preset/build.log) ..."
+    # Ninja configures again by itself when a CMakeLists.txt changes, but does not know about the
+    # presets and these arguments.
+    settings="$*"
+    if [ ! -e "$folder/build.ninja" ] || [ CMakePresets.json -nt "$folder/build.ninja" ] ||
+      [ "$settings" != "$(cat "$folder/.settings" 2>/dev/null)" ]; then
+      logged cmake --preset "$preset" "$@"
+      printf '%s\n' "$settings" >"$folder/.settings"
+    fi
+    logged cmake --build "$folder" --target "$target"
+    touch "$folder/.built-$target"
+  ) 9>"$folder/.lock" || die "the build of preset $preset failed"
+}
