@@ -23,6 +23,8 @@ class DeviceObserver {
   virtual ~DeviceObserver() = default;
   /// The callback's record holds the answer.
   virtual void answered(const Callback& /*callback*/) {}
+  /// The plug-in answered the callback again; the container refused that.
+  virtual void answerRefused(const Callback& /*callback*/) {}
   virtual void loggedDebug(std::string_view /*msg*/) {}
   virtual void loggedError(std::string_view /*tag*/, std::string_view /*msg*/,
                            std::string_view /*filename*/, int /*line*/,

@@ -49,17 +49,24 @@ void Callback::error(CommandStatus status, Dictionary data, bool keepCallback) {
 }
 
 void Callback::take(Answer answer) {
+  bool refused = false;
   {
     const std::lock_guard lock(mutex_);
-    if (!answer_) {
+    refused = answer_.has_value();
+    if (refused)
+      ++refusedAnswers_;
+    else
       answer_ = std::move(answer);
-    } else {
-      observer_.loggedError("", "The callback \"" + name_ + "\" was answered a second time.",
-                            "container", 0, selector_);
-      return;
-    }
   }
-  observer_.answered(*this);
+  if (refused)
+    observer_.answerRefused(*this);
+  else
+    observer_.answered(*this);
+}
+
+int Callback::refusedAnswers() const {
+  const std::lock_guard lock(mutex_);
+  return refusedAnswers_;
 }
 
 std::vector<std::shared_ptr<Callback>> Ledger::open() const {

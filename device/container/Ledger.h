@@ -35,7 +35,7 @@ struct Answer {
 };
 
 /// One page command in flight, and its record afterwards. Takes its answer on any thread, once; a
-/// second one is refused and logged as a fault of the plug-in.
+/// second one is a fault of the plug-in: it is refused, counted and told to the observer.
 class Callback : public CallBackManager {
  public:
   using DelegateSource = std::function<std::shared_ptr<CommandDelegate>()>;
@@ -51,6 +51,8 @@ class Callback : public CallBackManager {
   int pluginNumber() const { return pluginNumber_; }
   Date givenAt() const { return givenAt_; }
   std::optional<Answer> answer() const;
+  /// How many answers came after the first.
+  int refusedAnswers() const;
 
   const VelmoraCommand& command() const override { return command_; }
   void success(bool keepCallback) override;
@@ -72,6 +74,7 @@ class Callback : public CallBackManager {
   const Date givenAt_;
   mutable std::mutex mutex_;
   std::optional<Answer> answer_;
+  int refusedAnswers_ = 0;
 };
 
 /// Every callback that the container has handed out, in order. Used on one thread at a time.

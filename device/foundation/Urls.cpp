@@ -4,7 +4,6 @@
 #include <unicode/utf8.h>
 
 #include <algorithm>
-#include <filesystem>
 #include <system_error>
 
 namespace vecamera::device {
@@ -190,14 +189,8 @@ std::optional<URL> Urls::URLWithString(std::string_view text) const {
 }
 
 URL Urls::fileURLWithPath(std::string_view path) const {
-  std::string absolute(path);
-  if (!path.starts_with('/')) {
-    std::error_code ignored;
-    absolute = std::filesystem::current_path(ignored).string();
-    if (!absolute.ends_with('/')) absolute += '/';
-    absolute += path;
-  }
-  return URL("file://" + escapedPath(absolute));
+  return URL("file://" +
+             escapedPath(path.starts_with('/') ? std::string(path) : "/" + std::string(path)));
 }
 
 URL Urls::appendingPathComponent(const URL& url, std::string_view component) const {

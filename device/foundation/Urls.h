@@ -15,8 +15,8 @@ class Urls : public NSURLs {
   /// without two hexadecimal digits, a second "#", a bracket outside of an IP literal, and a bad
   /// scheme, host or port. The text of the URL is the text given.
   std::optional<URL> URLWithString(std::string_view text) const override;
-  /// A relative path is taken from the working directory. The file system is not asked, so the URL
-  /// ends in a slash only where the path does.
+  /// A relative path starts at "/", an application's working directory on the platform. The file
+  /// system is not asked, so the URL ends in a slash only where the path does.
   URL fileURLWithPath(std::string_view path) const override;
   /// One slash stands between the path and the component; a query or fragment stays behind them.
   URL appendingPathComponent(const URL& url, std::string_view component) const override;

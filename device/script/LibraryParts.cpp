@@ -24,7 +24,7 @@ LibraryStore::Parts libraryParts() {
   LibraryStore::Parts parts;
   parts.probePicture = probePicture;
   parts.makeThumbnail = [](const Data& original, int maxSide) {
-    return thumbnail(original, maxSide);
+    return thumbnail(original, static_cast<std::size_t>(maxSide));
   };
   return parts;
 }

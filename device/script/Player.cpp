@@ -34,12 +34,20 @@ std::string quoted(const std::string& text) {
 /// Notes the events that the reasons of open callbacks need.
 class PlayerEvents : public EventWriter {
  public:
-  using EventWriter::EventWriter;
+  PlayerEvents(const EventSink& sink, std::ostream& diagnostics)
+      : EventWriter(sink), diagnostics_(diagnostics) {}
+  void answerRefused(const Callback& callback) override {
+    diagnostics_ << "fault: the callback " << quoted(callback.name())
+                 << " was answered again; the container refused that answer\n";
+  }
   void openedURL(const URL& url) override {
     settingsOpened = true;
     EventWriter::openedURL(url);
   }
   bool settingsOpened = false;
+
+ private:
+  std::ostream& diagnostics_;
 };
 
 class Player {
@@ -364,7 +372,7 @@ PlayOutcome playScript(const Script& script, const PlayerOptions& options, const
   const EventSink whilePlaying = [&](const std::string& line) {
     if (playing) sink(line);
   };
-  PlayerEvents events(whilePlaying);
+  PlayerEvents events(whilePlaying, diagnostics);
   auto made = ScriptedDevice::make(script.device, events);
   if (const auto* error = std::get_if<std::string>(&made)) {
     diagnostics << script.name << ": " << *error << '\n';

@@ -4,8 +4,7 @@
 #include <filesystem>
 
 #include "device/foundation/PosixFiles.h"
-#include "device/imaging/Pictures.h"
-#include "device/imaging/Turn.h"
+#include "device/script/LibraryParts.h"
 #include "device/script/Samples.h"
 
 namespace vecamera::device {
@@ -24,14 +23,6 @@ std::optional<std::string> putFiles(const std::map<std::string, std::string>& fi
       return "device.files: \"" + name + "\" cannot be written in " + directory;
   }
   return std::nullopt;
-}
-
-std::optional<ProbedPicture> probePicture(const Data& data) {
-  const auto info = probe(data);
-  if (!info) return std::nullopt;
-  return ProbedPicture{info->extension, info->type, static_cast<int>(info->displayedWidth),
-                       static_cast<int>(info->displayedHeight),
-                       static_cast<CGImagePropertyOrientation>(exifOrientation(info->orientation))};
 }
 
 std::optional<std::string> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Foundation& made) {
@@ -67,16 +58,11 @@ Made prepare(const DeviceSetup& setup) {
     return "device.temporaryDirectory: " + made.temporaryDirectory +
            " is shared with others, and cleanup would empty it; name a folder of its own";
 
-  LibraryStore::Parts parts;
-  parts.probePicture = probePicture;
-  parts.makeThumbnail = [](const Data& original, int maxSide) {
-    return thumbnail(original, static_cast<std::size_t>(maxSide));
-  };
+  auto parts = libraryParts();
   parts.identifiers = [random = std::make_shared<RandomIdentifiers>(setup.seed)] {
     return (*random)();
   };
-  auto opened =
-      LibraryStore::open(fs::path(made.home->path()) / "Library" / "Photos", std::move(parts));
+  auto opened = LibraryStore::open(libraryFolder(made.home->path()), std::move(parts));
   if (!opened) return "the photo library cannot be opened: " + opened.error().text;
   made.store = std::move(*opened);
 

@@ -7,10 +7,12 @@
 Beside NAME.json stands NAME.expected, with one JSON object a line, in order. A text "<any>" matches
 any value, and "<any>" within a text matches any piece of it. A first line without "event" tells
 about the whole play: {"exit": N} the exit status (0 when left out), {"stderr": TEXT} a text that
-standard error matches, {"deterministic": false} that two plays may differ.
+standard error matches, {"deterministic": false} that two plays may differ (each matches what is
+expected all the same), {"options": [...]} options of `vecamera run`, {"temporaryFolder": NAME} the
+name of the folder in which private folders are made.
 
-Every script is played twice, with different time zones, languages and home folders, and must print
-the same bytes both times.
+Every script is played twice, with different time zones, languages, home folders and working folders,
+and must print the same bytes both times.
 
 --update writes the expected files from what is printed, to be read by a person before they are
 kept. Lines that match already stay as they are, so wildcards survive.
@@ -59,7 +61,7 @@ def read_expected(path):
             raise SystemExit(f"{path}, line {number} of those that are not empty: {error}")
     if lines and "event" not in json.loads(lines[0]):
         header = json.loads(lines.pop(0))
-        odd = header.keys() - {"exit", "stderr", "deterministic"}
+        odd = header.keys() - {"exit", "stderr", "deterministic", "options", "temporaryFolder"}
         if odd:
             raise SystemExit(f"{path}: the first line knows no {', '.join(sorted(odd))}")
         return header, lines
@@ -94,11 +96,14 @@ def aligned(expected, actual):
     return pairs
 
 
-def play(program, script, surroundings):
+def play(program, script, surroundings, header):
     with tempfile.TemporaryDirectory() as home:
+        temporary = pathlib.Path(home, header.get("temporaryFolder", "tmp"))
+        temporary.mkdir()
         return subprocess.run(
-            [program, "run", script], stdin=subprocess.DEVNULL, capture_output=True,
-            env={**os.environ, **surroundings, "HOME": home}, check=False)
+            [program, "run", *header.get("options", []), script], stdin=subprocess.DEVNULL,
+            capture_output=True, check=False,
+            env={**os.environ, **surroundings, "HOME": home, "TMPDIR": str(temporary)})
 
 
 def text(output):
@@ -116,13 +121,15 @@ def difference(pairs):
 def problems(program, script):
     """What is wrong with the script's play, as texts."""
     header, expected = read_expected(script.with_suffix(".expected"))
-    first, second = (play(program, script, each) for each in SURROUNDINGS)
+    first, second = (play(program, script, each, header) for each in SURROUNDINGS)
     found = []
     if first.returncode != header.get("exit", 0):
         found.append(f"exit status {first.returncode}, expected {header.get('exit', 0)}")
-    wrong = difference(aligned(expected, text(first.stdout).splitlines()))
-    if wrong:
-        found.append(f"printed (+) and expected (-) differ:\n{wrong}")
+    for result in (first, second):
+        wrong = difference(aligned(expected, text(result.stdout).splitlines()))
+        if wrong:
+            found.append(f"printed (+) and expected (-) differ:\n{wrong}")
+            break
     if not matches(header.get("stderr", ANY), text(first.stderr).strip()):
         found.append(f"standard error is not {header['stderr']!r}")
     if header.get("deterministic", True) and (
@@ -138,7 +145,7 @@ def problems(program, script):
 def update(program, script):
     path = script.with_suffix(".expected")
     header, expected = read_expected(path) if path.exists() else ({}, [])
-    result = play(program, script, SURROUNDINGS[0])
+    result = play(program, script, SURROUNDINGS[0], header)
     header.pop("exit", None)
     if result.returncode != 0:
         header = {"exit": result.returncode, **header}
@@ -151,7 +158,7 @@ def update(program, script):
 
 def main():
     parser = argparse.ArgumentParser()
-    parser.add_argument("--program", required=True)
+    parser.add_argument("--program", required=True, type=pathlib.Path)
     parser.add_argument("--update", action="store_true")
     parser.add_argument("scripts", nargs="+", type=pathlib.Path)
     arguments = parser.parse_args()
