@@ -11,7 +11,9 @@ target_compile_options(vecamera_settings INTERFACE
   $<$<BOOL:${VECAMERA_WERROR}>:-Werror>)
 if(VECAMERA_SANITIZE)
   target_compile_options(vecamera_settings INTERFACE
-    -fsanitize=${VECAMERA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer)
+    -fsanitize=${VECAMERA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer
+    # g++ sees uninitialized values in what the sanitizers insert.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(vecamera_settings INTERFACE -fsanitize=${VECAMERA_SANITIZE})
 endif()
 

@@ -43,8 +43,7 @@ std::shared_ptr<CLLocationManager> VECameraPlugin::locationManager() {
   if (!manager) return nullptr;
   manager->setDesiredAccuracy(kCLLocationAccuracyNearestTenMeters);
   manager->setDelegate(weak_from_this());
-  locationManager_.store(manager);
-  return manager;
+  return locationManager_.storeIfEmpty(std::move(manager));
 }
 
 void VECameraPlugin::setLocationManager(std::shared_ptr<CLLocationManager> manager) {

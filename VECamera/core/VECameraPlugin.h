@@ -52,7 +52,8 @@ class VECameraPlugin : public SelectorTarget,
   void setVWebView(std::shared_ptr<VelmoraWebView> webView) override;
   /// Drops the web view and the view controller and leaves everything else as it is.
   void dispose() override;
-  /// The location manager, made on the first read of an empty field. Never starts updates.
+  /// The location manager, made on the first read of an empty field. Never starts updates. Any
+  /// executor.
   std::shared_ptr<CLLocationManager> locationManager();
   void setLocationManager(std::shared_ptr<CLLocationManager> manager);
 
@@ -73,7 +74,7 @@ class VECameraPlugin : public SelectorTarget,
   /// executor.
   void imagePickerControllerReturnImageResult();
 
-  // Delegates of the platform.
+  // Delegates of the platform. Location updates may come on any thread that the platform chooses.
 
   void imagePickerControllerDidFinishPickingMediaWithInfo(
       std::shared_ptr<UIImagePickerController> picker, Dictionary info) override;
@@ -114,7 +115,7 @@ class VECameraPlugin : public SelectorTarget,
   void addCameraVC(const std::shared_ptr<PictureOptions>& options);
 
   // result/
-  static Task<void> finishPicking(std::weak_ptr<VECameraPlugin> weakSelf, Executor& mainActor,
+  static Task<void> finishPicking(std::weak_ptr<VECameraPlugin> weakSelf,
                                   std::shared_ptr<UIImagePickerController> picker, Dictionary info);
   static Task<ResultPair> resultForImage(std::shared_ptr<VECameraPlugin> self,
                                          std::shared_ptr<PictureOptions> options, Dictionary info);
@@ -136,8 +137,9 @@ class VECameraPlugin : public SelectorTarget,
   std::optional<Data> processImage(const std::shared_ptr<UIImage>& image, const Dictionary& info,
                                    const PictureOptions& options);
   void keepForLocation(const std::optional<Data>& bytes, const Dictionary& info);
-  void mergeMetadata(const std::shared_ptr<const CGImage>& bitmap);
+  void mergeMetadata(const std::shared_ptr<UIImage>& image);
   ResultPair heldBackFile(const PictureOptions& options, const std::shared_ptr<const Data>& data);
+  void saveHeldBackPicture(const PictureOptions& options);
   void answer(const ResultPair& result);
   void answerCancel(const UIImagePickerController& picker);
   void resetToIdle();

@@ -23,7 +23,7 @@ class CameraPicker : public UIImagePickerController {
   /// The options of the command; null before `setup`.
   const std::shared_ptr<PictureOptions>& pictureOptions() const { return pictureOptions_; }
 
-  // Fields that the container's pages may find on a picker; the plug-in does not use them.
+  // Part of the picker's record; the plug-in does not use them.
   const std::string& postUrl() const { return postUrl_; }
   bool cropToSize() const { return cropToSize_; }
   const std::shared_ptr<UIView>& webView() const { return webView_; }

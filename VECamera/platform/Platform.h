@@ -14,7 +14,9 @@
 namespace vecamera {
 
 /// Everything that the plug-in asks of container and platform. The host owns what stands behind the
-/// references and keeps it alive until `tasks` has been joined and the plug-in is gone.
+/// references and keeps it alive until the plug-in is gone, `tasks` has been joined, and nothing
+/// that was handed out can run any more: jobs of the executors, actions of alerts, completions,
+/// handlers of permissions, change blocks. These hold references to it, not always the plug-in.
 struct Platform {
   // The container.
   VELog& log;

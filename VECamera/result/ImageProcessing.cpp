@@ -59,10 +59,12 @@ void VECameraPlugin::keepForLocation(const std::optional<Data>& bytes, const Dic
   if (const auto manager = locationManager()) manager->startUpdatingLocation();
 }
 
-void VECameraPlugin::mergeMetadata(const std::shared_ptr<const CGImage>& bitmap) {
+void VECameraPlugin::mergeMetadata(const std::shared_ptr<UIImage>& image) {
   const auto data = data_.load();
   const auto metadata = metadata_.load();
-  if (!data || !metadata || !bitmap) return;
+  if (!data || !metadata || !image) return;
+  const auto bitmap = image->cgImage();
+  if (!bitmap) return;
   const auto source = platform_.imageIO.CGImageSourceCreateWithData(*data);
   const auto type = source ? source->type() : std::nullopt;
   if (!type) return;

@@ -10,10 +10,6 @@ ResultPair success(Value callbackUri) {
   return {std::nullopt, Dictionary{{"callbackURI", std::move(callbackUri)}}};
 }
 
-ResultPair writeFailure(std::string message) {
-  return {CommandStatus::UNABLE_FILE_WRITE, Dictionary{{"errorMsg", std::move(message)}}};
-}
-
 std::optional<URL> urlIn(const Dictionary& info, std::string_view key) {
   const Value* value = find(info, key);
   return value && value->url() ? std::optional(*value->url()) : std::nullopt;
@@ -119,7 +115,7 @@ Task<ResultPair> VECameraPlugin::libraryAssetResult(std::shared_ptr<VECameraPlug
   if (!original) co_return writeFailure(failure);
   if (auto properties = platform.imageIO.CIImageProperties(original->data))
     self->metadata_.store(std::make_shared<const Dictionary>(*std::move(properties)));
-  if (const auto image = imageSlot->load()) self->mergeMetadata(image->cgImage());
+  self->mergeMetadata(imageSlot->load());
 
   const auto url = platform.urls.URLWithString(path);
   if (!url) co_return ResultPair{};

@@ -4,25 +4,25 @@ namespace vecamera {
 
 void VECameraPlugin::imagePickerControllerDidFinishPickingMediaWithInfo(
     std::shared_ptr<UIImagePickerController> picker, Dictionary info) {
-  platform_.mainQueue.post([self = shared_from_this(), picker = std::move(picker),
-                            info = std::move(info)] {
-    if (!std::dynamic_pointer_cast<CameraPicker>(picker)) return;
-    const auto presenting = picker->presentingViewController();
-    if (!presenting) return;
-    // The scope and the main actor are the platform's and outlive the plug-in.
-    presenting->dismissViewControllerAnimated(
-        true, [weakSelf = std::weak_ptr(self), &tasks = self->platform_.tasks,
-               &mainActor = self->platform_.mainActor, picker,
-               info] { tasks.start(mainActor, finishPicking(weakSelf, mainActor, picker, info)); });
-  });
+  platform_.mainQueue.post(
+      [self = shared_from_this(), picker = std::move(picker), info = std::move(info)] {
+        if (!std::dynamic_pointer_cast<CameraPicker>(picker)) return;
+        const auto presenting = picker->presentingViewController();
+        if (!presenting) return;
+        // The scope and the main actor are the platform's and outlive the plug-in.
+        presenting->dismissViewControllerAnimated(
+            true, [weakSelf = std::weak_ptr(self), &tasks = self->platform_.tasks,
+                   &mainActor = self->platform_.mainActor, picker,
+                   info] { tasks.start(mainActor, finishPicking(weakSelf, picker, info)); });
+      });
 }
 
 Task<void> VECameraPlugin::finishPicking(std::weak_ptr<VECameraPlugin> weakSelf,
-                                         Executor& mainActor,
                                          std::shared_ptr<UIImagePickerController> picker,
                                          Dictionary info) {
   const auto self = weakSelf.lock();
   if (!self) co_return;
+  Executor& mainActor = self->platform_.mainActor;
   const auto options = std::static_pointer_cast<CameraPicker>(picker)->pictureOptions();
   const Value* mediaType = find(info, UIImagePickerControllerMediaType);
   const bool isImage = mediaType && mediaType->text() && *mediaType->text() == kUTTypeImage;

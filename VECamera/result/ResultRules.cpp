@@ -11,6 +11,10 @@ bool isPng(const PictureOptions& options) {
 
 }  // namespace
 
+ResultPair writeFailure(std::string message) {
+  return {CommandStatus::UNABLE_FILE_WRITE, Dictionary{{"errorMsg", std::move(message)}}};
+}
+
 double compressionQuality(const PictureOptions& options) {
   const bool unsized =
       !options.targetSize || (options.targetSize->width <= 0 && options.targetSize->height <= 0);

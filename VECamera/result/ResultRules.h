@@ -4,6 +4,7 @@
 #include <string_view>
 
 #include "VECamera/options/PictureOptions.h"
+#include "VECamera/platform/VideoResult.h"
 
 namespace vecamera {
 
@@ -14,6 +15,8 @@ inline constexpr std::string_view photoPrefix = "velmora_photo_";
 /// The date pattern of a temporary file's name. Settled: a twelve-hour clock without a marker.
 inline constexpr std::string_view temporaryFileDateFormat = "yyyyMMddhhmmss";
 
+/// The result of a picture that could not be written.
+ResultPair writeFailure(std::string message);
 /// The quality, from 0.0, that a JPEG is encoded at. May exceed 1.0; encoders clamp it.
 double compressionQuality(const PictureOptions& options);
 /// Whether the picture is to be scaled: both sides of the target must be positive.

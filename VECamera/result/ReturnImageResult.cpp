@@ -7,10 +7,7 @@ void VECameraPlugin::imagePickerControllerReturnImageResult() {
   const auto picker = pickerController_.load();
   const auto options = picker ? picker->pictureOptions() : nullptr;
   const auto data = data_.load();
-  if (data && metadata_.load()) {
-    const auto image = platform_.images.imageWithData(*data);
-    mergeMetadata(image ? image->cgImage() : nullptr);
-  }
+  if (data && metadata_.load()) mergeMetadata(platform_.images.imageWithData(*data));
 
   std::optional<ResultPair> result;
   if (options && options->destinationType == DestinationType::destinationTypeFileUri) {
@@ -28,21 +25,37 @@ void VECameraPlugin::imagePickerControllerReturnImageResult() {
   resetToIdle();
   data_.store(nullptr);
   metadata_.store(nullptr);
-  // Settled: a save to the album stood here behind a test for `data`, which is gone by now, so
-  // nothing reaches the photo library from this operation.
+  // Settled: `data` is gone by now, so nothing reaches the photo library from this operation.
+  if (options) saveHeldBackPicture(*options);
+}
+
+void VECameraPlugin::saveHeldBackPicture(const PictureOptions& options) {
+  const auto data = data_.load();
+  if (!data || !options.saveToPhotoAlbum ||
+      options.destinationType == DestinationType::destinationTypeDataUrl)
+    return;
+  const auto image = platform_.images.imageWithData(*data);
+  const auto png = image ? platform_.images.UIImagePNGRepresentation(image) : std::nullopt;
+  if (!png) return;
+  platform_.photoLibrary.performChanges(
+      [&library = platform_.photoLibrary, png] {
+        library.creationRequestForAsset().addResource(PHAssetResourceType::photo, *png, {});
+      },
+      [&process = platform_.process](bool success, const std::optional<NSError>& error) {
+        if (success)
+          process.print("save photoAlbum success");
+        else if (error)
+          process.print("error : " + error->localizedDescription());
+      });
 }
 
 ResultPair VECameraPlugin::heldBackFile(const PictureOptions& options,
                                         const std::shared_ptr<const Data>& data) {
-  const auto failure = [](std::string message) {
-    return ResultPair{CommandStatus::UNABLE_FILE_WRITE,
-                      Dictionary{{"errorMsg", std::move(message)}}};
-  };
   const auto url = platform_.urls.URLWithString(tempFilePath(temporaryFileExtension(options)));
-  if (!url) return failure("Invalid file path");
+  if (!url) return writeFailure("Invalid file path");
   if (data) {
     if (const auto error = platform_.fileManager.writeAtomically(*data, *url))
-      return failure(error->localizedDescription());
+      return writeFailure(error->localizedDescription());
   }
   return {std::nullopt, Dictionary{{"callbackURI", urlTransformer(*url)}}};
 }

@@ -10,7 +10,8 @@
 
 namespace vecamera {
 
-/// One piece of work for an executor. A job must not throw.
+/// One piece of work for an executor. A job does not throw, but for what a host's own
+/// `NSProcess::fatalError` throws.
 using Job = std::function<void()>;
 
 /// Where code runs. `post` may be called on any thread; it returns at once and never runs the job

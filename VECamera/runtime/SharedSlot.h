@@ -12,8 +12,10 @@ class SharedSlot {
  public:
   std::shared_ptr<T> load() const { return std::atomic_load(&held_); }
   void store(std::shared_ptr<T> value) { std::atomic_store(&held_, std::move(value)); }
-  std::shared_ptr<T> exchange(std::shared_ptr<T> value) {
-    return std::atomic_exchange(&held_, std::move(value));
+  /// Stores the value unless the slot holds one; gives what it holds now.
+  std::shared_ptr<T> storeIfEmpty(std::shared_ptr<T> value) {
+    std::shared_ptr<T> held;
+    return std::atomic_compare_exchange_strong(&held_, &held, value) ? value : held;
   }
 
  private:

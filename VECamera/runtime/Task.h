@@ -8,9 +8,6 @@
 
 namespace vecamera {
 
-class Executor;
-class TaskScope;
-
 namespace detail {
 
 class TaskRoot;

@@ -11,6 +11,8 @@
 
 namespace vecamera {
 
+class TaskScope;
+
 namespace detail {
 
 struct ScopeState;
@@ -32,7 +34,6 @@ class TaskRoot : public std::enable_shared_from_this<TaskRoot> {
 
  private:
   friend class vecamera::TaskScope;
-  friend struct ScopeState;
   friend struct RootPromise;
 
   enum class Phase { queued, running, waiting, ended };

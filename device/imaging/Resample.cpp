@@ -9,6 +9,9 @@
 
 #define STB_IMAGE_RESIZE_IMPLEMENTATION
 #define STB_IMAGE_RESIZE_STATIC
+// It asserts that no weight is exactly 0, which is not so where a picture is enlarged by a whole
+// number, and does no harm.
+#define STBIR_ASSERT(condition) static_cast<void>(0)
 #include <stb/stb_image_resize.h>
 
 namespace vecamera::device {
