@@ -4,6 +4,7 @@
 #include <iostream>
 #include <iterator>
 
+#include "apps/vecamera/Signals.h"
 #include "device/script/Player.h"
 #include "device/script/ScriptReader.h"
 
@@ -35,7 +36,7 @@ ExitStatus run(const RunOptions& options) {
     return ExitStatus::usage;
   }
   const auto outcome = device::playScript(
-      std::get<device::Script>(script), {options.limit},
+      std::get<device::Script>(script), {options.limit, wasInterrupted},
       [](const std::string& line) { std::cout << line << std::endl; }, std::cerr);
   if (!std::cout) return fail("standard output cannot be written, so events are missing from it");
   return statusOf(outcome);

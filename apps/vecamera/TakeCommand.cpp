@@ -1,13 +1,16 @@
 #include "apps/vecamera/TakeCommand.h"
 
+#include <chrono>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <string>
+#include <thread>
 
 #include "VECamera/platform/UIKit.h"
 #include "apps/vecamera/Answer.h"
 #include "apps/vecamera/Files.h"
+#include "apps/vecamera/Signals.h"
 #include "device/foundation/ApplicationHome.h"
 #include "device/imaging/Pictures.h"
 #include "device/photos/RandomIdentifiers.h"
@@ -23,6 +26,7 @@ using Media = device::CaptureStep::Media;
 
 // Raw values of the page's arguments that decide something here.
 constexpr std::int64_t kDataUrl = 0;
+constexpr std::int64_t kFileUri = 1;
 constexpr std::int64_t kNativeUri = 2;
 constexpr std::int64_t kPicture = 0;
 constexpr std::int64_t kVideo = 1;
@@ -71,7 +75,9 @@ bool opensCamera(const TakeOptions& options) {
 /// Why the request cannot be played, or nothing.
 std::optional<std::string> problemWith(const TakeOptions& options) {
   if (auto problem = problemWithFile(options.photo)) return problem;
-  if (mediaOf(options) == Media::photo && !isPicture(options.photo))
+  if (options.home && !device::ApplicationHome::open(options.home->string()))
+    return options.home->string() + ": it cannot be a device's home; name a folder of its own";
+  if ((mediaOf(options) == Media::photo || !opensCamera(options)) && !isPicture(options.photo))
     return options.photo.string() +
            ": it is no picture that the device can open; give it a JPEG, PNG, HEIC or WebP file";
   return std::nullopt;
@@ -115,6 +121,17 @@ ExitStatus writeOutput(const TakeOptions& options, const nlohmann::ordered_json&
     return fail("the answer holds no picture that could be written to " + options.output->string());
   if (writeFile(*options.output, *bytes)) return ExitStatus::success;
   return fail(options.output->string() + ": it cannot be written; check folder and permissions");
+}
+
+/// Two photos of one second would have the same name, and the plug-in would wait for the first to
+/// be removed.
+void waitForNextSecond(const fs::path& home) {
+  using namespace std::chrono;
+  std::error_code ignored;
+  const auto written = fs::last_write_time(home / "tmp", ignored);
+  if (ignored) return;
+  const auto now = fs::file_time_type::clock::now();
+  if (now - written < seconds(1)) std::this_thread::sleep_until(floor<seconds>(now) + seconds(1));
 }
 
 void warnOfWhatGoesAway(const TakeOptions& options) {
@@ -163,9 +180,11 @@ ExitStatus take(const TakeOptions& options) {
     used.home = home->path();
   }
 
+  if (options.home && options.destination == kFileUri) waitForNextSecond(*options.home);
+
   Outcome outcome;
   const auto played = device::playScript(
-      scriptFor(used), {options.limit},
+      scriptFor(used), {options.limit, wasInterrupted},
       [&outcome](const std::string& line) { note(line, outcome); }, std::cerr);
   if (played == device::PlayOutcome::notPlayable) return ExitStatus::usage;
   if (outcome.answer.is_null())
@@ -177,7 +196,11 @@ ExitStatus take(const TakeOptions& options) {
   if (outcome.answer.value("result", "") != "success")
     return fail("the command was answered with an error: " + messageOf(outcome.answer));
   if (played == device::PlayOutcome::failed) return fail(outcome.why);
-  warnOfWhatGoesAway(options);
+  if (resultOf(outcome.answer).isNull())
+    complain(options.photo.string() +
+             ": the answer holds no picture, because the file cannot be decoded to its end");
+  else
+    warnOfWhatGoesAway(options);
   return options.output ? writeOutput(options, outcome.answer, *used.home) : ExitStatus::success;
 }
 

@@ -10,6 +10,7 @@
 #include "apps/vecamera/LibraryCommands.h"
 #include "apps/vecamera/RunCommand.h"
 #include "apps/vecamera/SceneCommand.h"
+#include "apps/vecamera/Signals.h"
 #include "apps/vecamera/TakeCommand.h"
 #include "device/script/JsonFields.h"
 #include "device/script/StrictJson.h"
@@ -91,9 +92,7 @@ void addTake(CLI::App& app, Action& action) {
       .add_option("PHOTO", options->photo, "What the camera sees, or what stands in the library")
       ->type_name("")
       ->required();
-  command.add_option("--quality", options->quality, "JPEG quality [50]")
-      ->type_name("0..100")
-      ->check(CLI::Range(0, 100).description(""));
+  command.add_option("--quality", options->quality, "JPEG quality [50]")->type_name("N");
   addChoice(command, "--destination", options->destination,
             {{"data-url", 0}, {"file-uri", 1}, {"native-uri", 2}},
             "The form of the result [native-uri]");
@@ -325,6 +324,7 @@ ExitStatus act(int argc, char** argv) {
 }  // namespace vecamera::app
 
 int main(int argc, char** argv) {
+  vecamera::app::catchSignals();
   try {
     return static_cast<int>(vecamera::app::act(argc, argv));
   } catch (const std::exception& error) {

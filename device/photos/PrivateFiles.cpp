@@ -48,8 +48,10 @@ bool writeAll(int descriptor, std::span<const std::uint8_t> bytes) {
 std::optional<std::string> makePrivateFolder(const std::filesystem::path& folder) {
   std::error_code error;
   if (std::filesystem::is_directory(folder, error)) return std::nullopt;
-  std::filesystem::create_directories(folder.parent_path(), error);
-  if (error) return error.message();
+  const auto parent = folder.parent_path();
+  if (!parent.empty() && parent != folder) {
+    if (auto problem = makePrivateFolder(parent)) return problem;
+  }
   if (::mkdir(folder.c_str(), 0700) != 0) {
     const int reason = errno;
     // Another process may have been quicker.

@@ -1,5 +1,6 @@
 #include "device/script/Faults.h"
 
+#include <algorithm>
 #include <cerrno>
 
 #include "device/foundation/FileErrors.h"
@@ -27,11 +28,12 @@ void FaultBook::set(std::vector<Fault> faults) {
   faults_ = std::move(faults);
 }
 
-std::optional<Fault> FaultBook::strike(FaultPoint point, std::string_view path) {
+std::optional<Fault> FaultBook::strike(FaultPoint point,
+                                       std::initializer_list<std::string_view> paths) {
   const std::lock_guard lock(mutex_);
   for (auto& fault : faults_) {
     if (fault.at != point || (fault.times && *fault.times <= 0)) continue;
-    if (fault.path && *fault.path != path) continue;
+    if (fault.path && std::find(paths.begin(), paths.end(), *fault.path) == paths.end()) continue;
     if (fault.times) --*fault.times;
     return fault;
   }
@@ -50,7 +52,9 @@ std::unique_ptr<NSDirectoryEnumerator> FaultyFileManager::enumeratorAtPath(std::
 std::optional<NSError> FaultyFileManager::removeItemAtPath(std::string_view path) {
   const std::string directory = real_.temporaryDirectory().value_or("");
   const std::string_view name = path.starts_with(directory) ? path.substr(directory.size()) : path;
-  if (const auto fault = faults_.strike(FaultPoint::removeItem, name))
+  // The plug-in asks under the name that a URL gives the file; a script may use either.
+  const auto plain = removingPercentEncoding(name).value_or(std::string(name));
+  if (const auto fault = faults_.strike(FaultPoint::removeItem, {name, plain}))
     return described(removalError(path, EIO), fault->error);
   return real_.removeItemAtPath(path);
 }
@@ -94,7 +98,7 @@ class FaultyPhotoLibrary::WithoutPlaceholder : public PHAssetCreationRequest {
 
 void FaultyPhotoLibrary::performChanges(ChangeBlock changes, CompletionHandler completion) {
   const auto fault = faults_.strike(FaultPoint::performChanges);
-  if (fault && fault->noPlaceholder) {
+  if (fault && fault->noPlaceholder && !fault->error && !fault->returnsFalse) {
     auto hiding = [this, changes = std::move(changes)] {
       hidesPlaceholders_ = true;
       changes();
@@ -104,7 +108,8 @@ void FaultyPhotoLibrary::performChanges(ChangeBlock changes, CompletionHandler c
     real_.performChanges(std::move(hiding), std::move(completion));
   } else if (fault) {
     std::optional<NSError> error;
-    if (!fault->returnsFalse) error = described({"PHPhotosErrorDomain", -1, {}}, fault->error);
+    if (fault->error || !fault->returnsFalse)
+      error = described({"PHPhotosErrorDomain", -1, {}}, fault->error);
     queue_.post([completion = std::move(completion), error] { completion(false, error); });
   } else {
     real_.performChanges(std::move(changes), std::move(completion));

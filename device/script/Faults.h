@@ -1,5 +1,6 @@
 #pragma once
 
+#include <initializer_list>
 #include <memory>
 #include <mutex>
 #include <optional>
@@ -20,8 +21,8 @@ class FaultBook {
  public:
   void set(std::vector<Fault> faults);
   /// The first fault at the point that still strikes, with one strike used up; nothing where there
-  /// is none. `path` is the relative name that the operation is about.
-  std::optional<Fault> strike(FaultPoint point, std::string_view path = {});
+  /// is none. A fault that is about one path strikes only where that is among `paths`.
+  std::optional<Fault> strike(FaultPoint point, std::initializer_list<std::string_view> paths = {});
 
  private:
   std::mutex mutex_;

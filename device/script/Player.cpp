@@ -5,12 +5,14 @@
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
+#include <sstream>
 #include <thread>
 
 #include "device/camera/PickerInfo.h"
 #include "device/script/EventWriter.h"
 #include "device/script/JsonValue.h"
 #include "device/script/OpenReason.h"
+#include "device/script/StrictJson.h"
 
 namespace vecamera::device {
 namespace {
@@ -27,8 +29,10 @@ std::optional<Data> readWholeFile(const std::filesystem::path& path) {
   return Data(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {}));
 }
 
-std::string quoted(const std::string& text) {
-  return "\"" + text + "\"";
+std::string secondsText(std::chrono::milliseconds duration) {
+  std::ostringstream text;
+  text << std::chrono::duration<double>(duration).count() << " s";
+  return text.str();
 }
 
 /// Notes the events that the reasons of open callbacks need.
@@ -37,7 +41,7 @@ class PlayerEvents : public EventWriter {
   PlayerEvents(const EventSink& sink, std::ostream& diagnostics)
       : EventWriter(sink), diagnostics_(diagnostics) {}
   void answerRefused(const Callback& callback) override {
-    diagnostics_ << "fault: the callback " << quoted(callback.name())
+    diagnostics_ << "fault: the callback " << inQuotes(callback.name())
                  << " was answered again; the container refused that answer\n";
   }
   void openedURL(const URL& url) override {
@@ -84,6 +88,7 @@ class Player {
       if (!device_.lanes.fatalError().empty()) return std::nullopt;
       const bool moved = device_.lanes.step() || device_.lanes.retryWaiting();
       if (!moved && !device_.lanes.anyWaiting()) return std::nullopt;
+      if (options_.interrupted && options_.interrupted()) return "interrupted";
       if (Clock::now() >= deadline) return notSettled();
       // Only the world outside can free the name that the module waits for.
       if (!moved) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -91,12 +96,9 @@ class Player {
   }
 
   std::string notSettled() const {
-    std::string why =
-        "not settled in " +
-        std::to_string(std::chrono::duration_cast<std::chrono::seconds>(options_.limit).count()) +
-        " seconds";
+    std::string why = "not settled in " + secondsText(options_.limit);
     if (device_.lanes.anyWaiting())
-      why += ": the module waits for a temporary file of the wanted name to go away";
+      why += ": the module waits until no file " + inQuotes(device_.takenName) + " exists";
     return why;
   }
 
@@ -145,7 +147,9 @@ class Player {
       if (!takes(*picker, kUTTypeImage, step.info)) return "the camera on screen takes no photos";
       const auto photo = readWholeFile(step.file);
       if (!photo) return "the photo " + step.file.string() + " cannot be read";
-      info = pictureInfo(device_.images, *photo, editOn(*picker, step.crop));
+      const auto edit = editOn(*picker, step.crop);
+      info = pictureInfo(device_.images, *photo, edit);
+      noteMissedCrop(edit, info);
       if (step.metadata) addCaptureMetadata(info, *photo);
     }
     return finish(picker, std::move(info), step.info);
@@ -156,10 +160,12 @@ class Player {
     if (!picker || picker->sourceType() == UIImagePickerControllerSourceType::camera)
       return "there is no library picker on screen";
     const auto asset = device_.photoLibrary.assetWithIdentifier(step.asset);
-    if (!asset) return "the photo library has no asset " + quoted(step.asset);
+    if (!asset) return "the photo library has no asset " + inQuotes(step.asset);
     const auto original = device_.base.store->readOriginal(step.asset);
     if (!original) return original.error().text;
-    Dictionary info = pictureInfo(device_.images, *original, editOn(*picker, step.crop));
+    const auto edit = editOn(*picker, step.crop);
+    Dictionary info = pictureInfo(device_.images, *original, edit);
+    noteMissedCrop(edit, info);
     if (step.referenceURL)
       info.emplace(UIImagePickerControllerReferenceURL, URL(referenceURLText(*asset)));
     if (step.phAsset) info.emplace(UIImagePickerControllerPHAsset, asset);
@@ -182,15 +188,15 @@ class Player {
         if (action.handler) action.handler(alert);
         return std::nullopt;
       }
-      offered += (offered.empty() ? "" : ", ") + quoted(action.title);
+      offered += (offered.empty() ? "" : ", ") + inQuotes(action.title);
     }
-    return "the alert on screen has no action " + quoted(step.action) + "; it offers " + offered;
+    return "the alert on screen has no action " + inQuotes(step.action) + "; it offers " + offered;
   }
 
   StepFailure step(const AnswerStep& step) {
     const auto permission = permissionOf(step.prompt);
     if (!device_.screen.prompts().contains(permission))
-      return "there is no system prompt for " + quoted(std::string(nameOf(permission))) +
+      return "there is no system prompt for " + inQuotes(std::string(nameOf(permission))) +
              " on screen";
     switch (step.prompt) {
       case AnswerStep::Prompt::camera:
@@ -341,6 +347,11 @@ class Player {
     if (crop && !picker.allowsEditing())
       diagnostics_ << "note: the picker offers no edit step, so \"crop\" is not applied\n";
     return {picker.allowsEditing() ? crop : std::nullopt};
+  }
+
+  void noteMissedCrop(const PickerEdit& edit, const Dictionary& info) {
+    if (edit.crop && !info.contains(UIImagePickerControllerEditedImage))
+      diagnostics_ << "note: \"crop\" lies outside of the picture, so nothing was edited\n";
   }
 
   /// The user uses what was taken or picked, after the script has had its say about the info.

@@ -12,6 +12,8 @@ namespace vecamera::device {
 struct PlayerOptions {
   /// How long one settling may take.
   std::chrono::milliseconds limit{30000};
+  /// Asked between jobs; true ends the play as a failure, with everything cleaned up. Empty: never.
+  std::function<bool()> interrupted;
 };
 
 /// Takes one event: a JSON object on one line, without its line end.

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <charconv>
 #include <cmath>
 #include <fstream>
@@ -110,8 +111,8 @@ const Keys kFixKeys = {"latitude", "longitude", "altitude", "timestamp"};
 
 Fix readFixFields(const JsonFields& fields) {
   Fix fix;
-  if (const auto node = fields.require("latitude")) fix.latitude = node->numberBetween(-90, 90);
-  if (const auto node = fields.require("longitude")) fix.longitude = node->numberBetween(-180, 180);
+  if (const auto node = fields.find("latitude")) fix.latitude = node->number();
+  if (const auto node = fields.find("longitude")) fix.longitude = node->number();
   if (const auto node = fields.find("altitude")) fix.altitude = readAltitude(*node);
   if (const auto node = fields.find("timestamp")) fix.timestamp = readDate(*node);
   return fix;
@@ -208,7 +209,7 @@ const Kind* readKind(const JsonNode& node, const std::vector<Kind>& kinds) {
 void readReturns(const JsonNode& node, Fault& fault) {
   if (fault.at != FaultPoint::performChanges) {
     // These give nothing in any case; the key only says so.
-    node.choice(Keys{"nothing"});
+    node.choice(Keys{"nothing", "none"});
     return;
   }
   if (node.boolean()) node.fail("it can only be false");
@@ -225,14 +226,22 @@ Fault readFault(const JsonNode& node) {
   fields.allowOnly(joined({"at", "times"}, kind->keys));
   if (const auto times = fields.find("times")) {
     fault.times = times->integer();
-    if (*fault.times < 1) times->fail("it must be 1 or more");
+    if (*fault.times < 0) times->fail("it must be 0 or more");
   }
   if (const auto error = fields.find("error")) fault.error = error->text();
   if (const auto returns = fields.find("returns")) readReturns(*returns, fault);
   if (const auto flag = fields.find("noPlaceholder")) fault.noPlaceholder = flag->boolean();
-  if (const auto path = fields.find("path")) fault.path = readInnerName(*path);
-  if (fault.at == FaultPoint::performChanges && !fault.error && !fault.noPlaceholder)
-    fault.returnsFalse = true;
+  if (const auto path = fields.find("path")) {
+    fault.path = readInnerName(*path);
+    if (fault.path->ends_with('/')) fault.path->pop_back();
+  }
+  const bool isBare =
+      !fields.has("error") && !fields.has("returns") && !fields.has("noPlaceholder");
+  if (fault.at == FaultPoint::performChanges && isBare) fault.returnsFalse = true;
+  // A fault that is told not to be one never strikes.
+  const bool isNone = fault.at == FaultPoint::performChanges && !fault.error &&
+                      !fault.returnsFalse && !fault.noPlaceholder;
+  if (isNone) fault.times = 0;
   return fault;
 }
 
@@ -281,8 +290,10 @@ std::string readLocale(const JsonNode& node) {
 
 std::uint64_t readSeed(const JsonNode& node) {
   if (node.json().is_number_unsigned()) return node.json().get<std::uint64_t>();
-  if (node.integer() < 0) node.fail("it must be 0 or more");
-  return 0;
+  if (node.json().is_number_integer()) return static_cast<std::uint64_t>(node.integer());
+  const double number = node.number();
+  const bool isWhole = std::trunc(number) == number && number >= 0 && number < 0x1p64;
+  return isWhole ? static_cast<std::uint64_t>(number) : std::bit_cast<std::uint64_t>(number);
 }
 
 std::map<std::int64_t, std::optional<std::vector<std::string>>> readMediaTypes(
@@ -491,7 +502,7 @@ std::optional<JsonNode> findWhole(const JsonFields& fields, const Keys& keys) {
 }
 
 Step readLocation(const JsonFields& fields) {
-  if (const auto whole = findWhole(fields, {"to", "location"}))
+  if (const auto whole = findWhole(fields, {"to", "location", "fix"}))
     return LocationStep{readNullable(*whole, readFix)};
   const bool isSpread = std::any_of(kFixKeys.begin(), kFixKeys.end(),
                                     [&](std::string_view key) { return fields.has(key); });
@@ -536,7 +547,8 @@ Step readCall(const JsonFields& fields) {
   step.selector = selector->text();
   const auto argument = fields.find("argument");
   if (!step.selector.ends_with(':')) {
-    if (argument) argument->fail("the selector " + inQuotes(step.selector) + " takes no argument");
+    if (argument && !argument->isNull())
+      argument->fail("the selector " + inQuotes(step.selector) + " takes no argument");
   } else if (!argument) {
     fields.require("argument");
   } else if (argument->isNull()) {
@@ -583,7 +595,7 @@ const std::vector<StepKind>& stepKinds() {
       {"cancel", {}, readBare<CancelStep>},
       {"tap", {"action"}, readTap},
       {"answer", {"prompt", "with"}, readAnswer},
-      {"location", joined(kFixKeys, {"to", "location"}), readLocation},
+      {"location", joined(kFixKeys, {"to", "location", "fix"}), readLocation},
       {"authorize", joined(kAuthorizationKeys, {"to", "authorization"}), readAuthorize},
       {"viewController", {"to"}, readTo<ViewControllerStep, readBoolean>},
       {"urlTransformer", {"to"}, readTo<UrlTransformerStep, readUrlTransformer>},
@@ -651,7 +663,7 @@ std::variant<Script, ScriptError> parseScript(std::string_view text, std::string
 std::variant<Script, ScriptError> readScript(const fs::path& path) {
   auto text = readText(path);
   if (auto* error = std::get_if<ScriptError>(&text)) return std::move(*error);
-  return parseScript(std::get<std::string>(text), path.string(), path.parent_path());
+  return parseScript(std::get<std::string>(text), path.string(), fs::absolute(path).parent_path());
 }
 
 }  // namespace vecamera::device

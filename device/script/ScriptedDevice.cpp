@@ -136,7 +136,10 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.note(thrown); }),
       container(*base.clock, observer) {
-  files.setPollHook([this](std::string_view) { lanes.yieldWaiting(); });
+  files.setPollHook([this](std::string_view path) {
+    takenName = path.substr(path.rfind('/') + 1);
+    lanes.yieldWaiting();
+  });
   faults.set(setup.faults);
   if (setup.prompts.camera)
     cameraPermission.answerPromptsWith(*setup.prompts.camera ? AVAuthorizationStatus::authorized

@@ -147,6 +147,8 @@ struct ScriptedDevice {
   MainActor mainActor;
   TaskScope tasks;
   Container container;
+  /// The file name that the module last found taken while it waited for a free one.
+  std::string takenName;
 };
 
 }  // namespace vecamera::device

@@ -69,7 +69,7 @@ class Usage(CommandLine):
             (["take", "none.jpg"], "none.jpg: there is no such file"),
             (["take", "."], ".: it is a folder"),
             (["take", "note.txt"], "note.txt: it is no picture"),
-            (["take", "note.txt", "--quality", "101"], "--quality"),
+            (["take", "note.txt", "--quality", "fine"], "--quality"),
             (["take", "note.txt", "--size", "640"], "write it as WIDTHxHEIGHT"),
             (["take", "note.txt", "--size", "0x5"], "write it as WIDTHxHEIGHT"),
             (["take", "note.txt", "--edit", "1,2,3"], "write it as X,Y,WIDTH,HEIGHT"),
