@@ -94,8 +94,10 @@ void note(const std::string& line, Outcome& outcome) {
   auto event = nlohmann::ordered_json::parse(line, nullptr, false);
   if (!event.is_object()) return;
   const auto name = event.value("event", "");
-  if (name == "answer") outcome.answer = std::move(event);
-  if (name == "open" || name == "failed") outcome.why = event.value("why", "");
+  if (name == "open" || name == "failed")
+    outcome.why = event.value("why", "");
+  else if (name == "answer")
+    outcome.answer = std::move(event);
 }
 
 /// The value under "callbackURI" of the answer's data.
