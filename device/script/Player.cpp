@@ -148,9 +148,10 @@ class Player {
       const auto photo = readWholeFile(step.file);
       if (!photo) return "the photo " + step.file.string() + " cannot be read";
       const auto edit = editOn(*picker, step.crop);
-      info = pictureInfo(device_.images, *photo, edit);
+      device_.camera.pointAt(picker->cameraDevice(), *photo);
+      info = device_.camera.capture(device_.images, picker->cameraDevice(), edit);
       noteMissedCrop(edit, info);
-      if (step.metadata) addCaptureMetadata(info, *photo);
+      if (!step.metadata) info.erase(std::string(UIImagePickerControllerMediaMetadata));
     }
     return finish(picker, std::move(info), step.info);
   }

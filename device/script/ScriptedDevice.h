@@ -5,6 +5,7 @@
 #include <string>
 #include <variant>
 
+#include "device/camera/StillCamera.h"
 #include "device/container/Container.h"
 #include "device/foundation/ApplicationHome.h"
 #include "device/foundation/Base64.h"
@@ -135,6 +136,7 @@ struct ScriptedDevice {
   FaultyGraphics faultyGraphics;
   ImageFiles imageFiles;
 
+  StillCamera camera;
   CaptureDevice captureDevice;
   GatedPhotoAuthorization photoAuthorization;
   PhotoLibrary photoLibrary;

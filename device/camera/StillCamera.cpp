@@ -1,0 +1,28 @@
+#include "device/camera/StillCamera.h"
+
+#include "device/camera/TestScene.h"
+
+namespace vecamera::device {
+
+void StillCamera::pointAt(std::int64_t cameraDevice, Data picture) {
+  pictures_.insert_or_assign(cameraDevice, std::move(picture));
+}
+
+Data StillCamera::view(std::int64_t cameraDevice) const {
+  const auto found = pictures_.find(cameraDevice);
+  if (found != pictures_.end()) return found->second;
+  // Stored lying on its side, as a phone that is held upright stores it; the seed tells the cameras
+  // apart.
+  return generateTestScene(1024, 768, UIImageOrientation::right,
+                           static_cast<std::uint32_t>(cameraDevice + 1), {});
+}
+
+Dictionary StillCamera::capture(UIImages& images, std::int64_t cameraDevice,
+                                const PickerEdit& edit) const {
+  const Data picture = view(cameraDevice);
+  Dictionary info = pictureInfo(images, picture, edit);
+  addCaptureMetadata(info, picture);
+  return info;
+}
+
+}  // namespace vecamera::device
