@@ -1,0 +1,80 @@
+import type {
+  Bridge,
+  BridgeCommand,
+  BridgeDictionary,
+  BridgeFailure,
+  BridgeValue,
+} from "./bridge.js";
+import { CameraError } from "./camera-error.js";
+import type { CallOptions } from "./options.js";
+
+/** One command on its way, answered at most once. */
+export interface Call {
+  readonly answer: Promise<BridgeDictionary | undefined>;
+  isOpen(): boolean;
+  /** Fails the call with that error, if it is still open. */
+  giveUp(error: CameraError): void;
+}
+
+function failureOf({ status, message, data }: BridgeFailure): CameraError {
+  const told = data?.errorMsg;
+  const text = message ?? (typeof told === "string" ? told : data && JSON.stringify(data));
+  return new CameraError("plugin", text ?? String(status), { status, data });
+}
+
+export function abortedBy(signal: AbortSignal): CameraError {
+  return new CameraError("aborted", "the page no longer waits for the answer", {
+    cause: signal.reason,
+  });
+}
+
+export function startCall(
+  bridge: Bridge,
+  command: BridgeCommand,
+  list: readonly BridgeValue[],
+  { signal, timeLimit }: CallOptions,
+): Call {
+  let open = true;
+  let forget: (() => void) | void;
+  let timer: ReturnType<typeof setTimeout> | undefined;
+  let resolve!: (data: BridgeDictionary | undefined) => void;
+  let reject!: (error: CameraError) => void;
+  const answer = new Promise<BridgeDictionary | undefined>((whenAnswered, whenFailed) => {
+    resolve = whenAnswered;
+    reject = whenFailed;
+  });
+
+  /** Whether this was the first end of the call. */
+  const end = (): boolean => {
+    if (!open) return false;
+    open = false;
+    clearTimeout(timer);
+    signal?.removeEventListener("abort", abort);
+    forget?.();
+    return true;
+  };
+  const giveUp = (error: CameraError) => {
+    if (end()) reject(error);
+  };
+  const abort = () => giveUp(abortedBy(signal as AbortSignal));
+
+  signal?.addEventListener("abort", abort);
+  if (timeLimit != null)
+    timer = setTimeout(
+      () => giveUp(new CameraError("timedOut", `no answer within ${timeLimit} ms`)),
+      timeLimit,
+    );
+  try {
+    forget = bridge.call(command, list, {
+      success: (success) => {
+        if (end()) resolve(success.data);
+      },
+      error: (failure) => giveUp(failureOf(failure)),
+      lost: (why) => giveUp(new CameraError("bridge", why)),
+    });
+    if (!open) forget?.();
+  } catch (cause) {
+    giveUp(new CameraError("bridge", "the container cannot be reached", { cause }));
+  }
+  return { answer, isOpen: () => open, giveUp };
+}

@@ -1,0 +1,73 @@
+import type { Bridge } from "./bridge.js";
+import { type Call, abortedBy, startCall } from "./call.js";
+import { CameraError } from "./camera-error.js";
+import {
+  type CallOptions,
+  type PictureOptions,
+  argumentsOf,
+  checkCallOptions,
+  warningsAbout,
+} from "./options.js";
+import { type Picture, inlineLength, pictureOf } from "./picture.js";
+
+/** From this length on, an answer that holds the whole picture is worth a warning. */
+const hugeLength = 4 * 1024 * 1024;
+
+/** The plug-in, as a page sees it. The operations need no `this`. */
+export interface Camera {
+  /**
+   * Takes a photo or a movie, or lets the user pick one from the photo library. Fails with a
+   * `CameraError`. One call at a time, see `PictureOptions.replacePending`.
+   */
+  takePicture(options?: PictureOptions): Promise<Picture>;
+  /**
+   * Empties the application's temporary directory, of everything and not only of pictures. It stops
+   * at the first item that cannot be removed and fails with `UNABLE_FILE_REMOVE`.
+   */
+  cleanup(options?: CallOptions): Promise<void>;
+  /** Hears, once each, of options that do not do what they say. Replace it at will. */
+  warn: (message: string) => void;
+}
+
+/** A camera behind that bridge. A page makes one and keeps it, as there is one plug-in. */
+export function createCamera(bridge: Bridge): Camera {
+  const told = new Set<string>();
+  let current: Call | undefined;
+
+  const warnOnce = (message: string) => {
+    if (told.has(message)) return;
+    told.add(message);
+    camera.warn(`vecamera: ${message}`);
+  };
+
+  const camera: Camera = {
+    async takePicture(options = {}) {
+      const list = argumentsOf(options);
+      if (options.signal?.aborted) throw abortedBy(options.signal);
+      if (current?.isOpen()) {
+        if (!options.replacePending)
+          throw new CameraError(
+            "busy",
+            "a picture is already being taken: wait for it, or give replacePending: true",
+          );
+        current.giveUp(new CameraError("replaced", "a later takePicture took the place of this"));
+      }
+      warningsAbout(options).forEach(warnOnce);
+      current = startCall(bridge, "takePicture", list, options);
+
+      const picture = pictureOf(await current.answer, options.destination);
+      if (inlineLength(picture) >= hugeLength)
+        warnOnce('an answer came with more than 4 MB inside: give a targetSize, or take "fileUrl"');
+      return picture;
+    },
+
+    async cleanup(options = {}) {
+      checkCallOptions(options);
+      if (options.signal?.aborted) throw abortedBy(options.signal);
+      await startCall(bridge, "cleanup", [], options).answer;
+    },
+
+    warn: (message) => console.warn(message),
+  };
+  return camera;
+}

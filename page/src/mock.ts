@@ -1,0 +1,107 @@
+import type {
+  Bridge,
+  BridgeCallbacks,
+  BridgeCommand,
+  BridgeDictionary,
+  BridgeFailure,
+  BridgeSuccess,
+  BridgeValue,
+} from "./bridge.js";
+
+/** What the mock does with a call. `after` delays it until that promise is settled. */
+export type MockAnswer = (
+  | ({ readonly result: "success" } & BridgeSuccess)
+  | ({ readonly result: "error" } & BridgeFailure)
+  | { readonly result: "lost"; readonly why: string }
+  | { readonly result: "open" }
+) & { readonly after?: Promise<unknown> };
+
+/** A call that reached the mock. */
+export interface MockCall {
+  readonly command: BridgeCommand;
+  readonly arguments: readonly BridgeValue[];
+  /** Whether the client waits no longer. */
+  readonly forgotten: boolean;
+  /** Answers it now, also when it was answered before or is forgotten. */
+  answer(answer: MockAnswer): void;
+}
+
+/** A container for unit tests: it answers what it was told to, and remembers what it was asked. */
+export interface MockBridge extends Bridge {
+  /** Every call so far, the oldest first. */
+  readonly calls: readonly MockCall[];
+  /**
+   * Adds answers for the next calls of that command, one each. A call without an answer fails with
+   * the code `bridge`.
+   */
+  script(command: BridgeCommand, ...answers: MockAnswer[]): void;
+}
+
+/** Success with that payload, or with none. */
+export function succeed(data?: BridgeDictionary): MockAnswer {
+  return { result: "success", data };
+}
+
+/** Success with that picture: an address as text or URL, or bytes. */
+export function deliver(callbackURI: BridgeValue): MockAnswer {
+  return succeed({ callbackURI });
+}
+
+/** A failure with a plain text, or with a dictionary. */
+export function fail(status: string, told: string | BridgeDictionary): MockAnswer {
+  return typeof told === "string"
+    ? { result: "error", status, message: told }
+    : { result: "error", status, data: told };
+}
+
+/** The user backs out of the picker. */
+export function cancel(): MockAnswer {
+  return fail("NO_PERMISSION", { errorMsg: "no image selected" });
+}
+
+/** No answer: the call stays open until its `answer` is called, or for ever. */
+export function stayOpen(): MockAnswer {
+  return { result: "open" };
+}
+
+function give(answer: MockAnswer, callbacks: BridgeCallbacks): void {
+  if (answer.result === "success") callbacks.success(answer);
+  else if (answer.result === "error") callbacks.error(answer);
+  else if (answer.result === "lost") callbacks.lost(answer.why);
+}
+
+export function mockBridge(): MockBridge {
+  const calls: MockCall[] = [];
+  const scripted: Record<BridgeCommand, MockAnswer[]> = { takePicture: [], cleanup: [] };
+  return {
+    calls,
+    script(command, ...answers) {
+      scripted[command].push(...answers);
+    },
+    call(command, list, callbacks) {
+      let forgotten = false;
+      const call: MockCall = {
+        command,
+        arguments: list,
+        get forgotten() {
+          return forgotten;
+        },
+        answer(answer) {
+          const now = () => give(answer, callbacks);
+          if (answer.after) answer.after.then(now, now);
+          else now();
+        },
+      };
+      calls.push(call);
+      call.answer(
+        scripted[command].shift() ?? {
+          result: "lost",
+          why: `the mock has no answer left for ${command}: add one with script()`,
+        },
+      );
+      return () => {
+        forgotten = true;
+      };
+    },
+  };
+}

@@ -1,0 +1,242 @@
+import { afterEach, describe, expect, it, vi } from "vitest";
+import { type BridgeValue, CameraError, type PictureOptions, createCamera } from "../src/index.js";
+import { cancel, deliver, fail, mockBridge, stayOpen, succeed } from "../src/mock.js";
+
+function openCamera() {
+  const bridge = mockBridge();
+  const camera = createCamera(bridge);
+  const warn = vi.fn();
+  camera.warn = warn;
+  return { bridge, camera, warn };
+}
+
+const ascii = (text: string) => new TextEncoder().encode(text);
+
+describe("an answer becomes a picture", () => {
+  it.each<[string, PictureOptions["destination"], BridgeValue, object]>([
+    ["a data URL", "dataUrl", "data:image/png;base64,AA", { kind: "dataUrl" }],
+    ["a movie inside", "dataUrl", "data:video/mp4;base64,AA", { kind: "dataUrl" }],
+    ["a bare path", "fileUrl", "/tmp/velmora_photo_1.jpg", { kind: "fileUrl" }],
+    [
+      "a native URL",
+      undefined,
+      "assets-library://asset/asset.JPG?id=1%26ext=JPG",
+      { kind: "nativeUrl" },
+    ],
+    ["a native URL that was rewritten", "nativeUrl", "app://asset/1", { kind: "nativeUrl" }],
+    ["the answer of an earlier call", "fileUrl", "assets-library://asset/1", { kind: "nativeUrl" }],
+  ])("%s", async (_, destination, text, picture) => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", deliver(text));
+    expect(await camera.takePicture({ destination })).toEqual({ ...picture, url: text });
+  });
+
+  it.each([{ href: "file:///tmp/1.jpg" }, new URL("file:///tmp/1.jpg")])(
+    "a URL value is a file, whatever was asked for",
+    async (url) => {
+      const { bridge, camera } = openCamera();
+      bridge.script("takePicture", deliver(url));
+      expect(await camera.takePicture()).toEqual({ kind: "fileUrl", url: "file:///tmp/1.jpg" });
+    },
+  );
+
+  it.each([
+    ["Base64 of a JPEG", ascii("/9j/"), [0xff, 0xd8, 0xff], "image/jpeg"],
+    ["Base64 of a PNG", ascii("iVBORw=="), [0x89, 0x50, 0x4e, 0x47], "image/png"],
+    ["a JPEG as it is", Uint8Array.of(0xff, 0xd8, 0xff), [0xff, 0xd8, 0xff], "image/jpeg"],
+  ])("bytes that are %s", async (_, buffer, bytes, mimeType) => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", deliver(buffer));
+    const picture = await camera.takePicture();
+    expect(picture).toEqual({ kind: "bytes", bytes: Uint8Array.from(bytes), mimeType });
+    // A page makes a blob of them, which also has to compile.
+    if (picture.kind === "bytes")
+      expect(new Blob([picture.bytes], { type: mimeType }).size).toBe(bytes.length);
+  });
+
+  it.each([succeed(), succeed({}), deliver(null)])("nothing delivered is told", async (answer) => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", answer);
+    expect(await camera.takePicture()).toEqual({ kind: "nothing" });
+  });
+
+  it.each<BridgeValue>([7, true, [], { other: "x" }])("%j is not understood", async (value) => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", deliver(value));
+    await expect(camera.takePicture()).rejects.toMatchObject({
+      code: "bridge",
+      data: { callbackURI: value },
+    });
+  });
+
+  it("that is huge is warned about, and still given", async () => {
+    const { bridge, camera, warn } = openCamera();
+    const url = "data:image/png;base64,".padEnd(4 * 1024 * 1024, "A");
+    bridge.script("takePicture", deliver(url.slice(0, -1)), deliver(url));
+    await camera.takePicture();
+    expect(warn).not.toHaveBeenCalled();
+    expect(await camera.takePicture()).toEqual({ kind: "dataUrl", url });
+    expect(warn).toHaveBeenCalledWith(expect.stringContaining("4 MB"));
+  });
+});
+
+describe("a failure becomes a CameraError", () => {
+  const write = "UNABLE_FILE_WRITE";
+  it.each([
+    [
+      "its text",
+      fail("INVALID_PARAM", "Not supported mediaType"),
+      "INVALID_PARAM",
+      "Not supported mediaType",
+    ],
+    ["its errorMsg", fail(write, { errorMsg: "No room." }), write, "No room."],
+    ["its payload", fail(write, { why: 1 }), write, '{"why":1}'],
+  ])("with %s", async (_, answer, status, message) => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", answer);
+    const error = await camera.takePicture().catch((reason: unknown) => reason);
+    expect(error).toBeInstanceOf(CameraError);
+    expect(error).toMatchObject({ code: "plugin", status, message, cancelled: false });
+  });
+
+  it("that tells a user who backs out from a refused permission", async () => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", cancel(), fail("NO_PERMISSION", "has no access to PhotoLibrary."));
+    const status = "NO_PERMISSION";
+    await expect(camera.takePicture()).rejects.toMatchObject({ status, cancelled: true });
+    await expect(camera.takePicture()).rejects.toMatchObject({ status, cancelled: false });
+  });
+
+  it("where the bridge throws, and the next call is not busy", async () => {
+    const cause = new Error("no such function");
+    const camera = createCamera({
+      call() {
+        throw cause;
+      },
+    });
+    await expect(camera.takePicture()).rejects.toMatchObject({ code: "bridge", cause });
+    await expect(camera.takePicture()).rejects.toMatchObject({ code: "bridge", cause });
+  });
+});
+
+describe("a call that is left open", () => {
+  afterEach(() => {
+    vi.useRealTimers();
+  });
+
+  it("can be aborted, with the reason, and a late answer is ignored", async () => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", stayOpen(), deliver("/tmp/second.jpg"));
+    const controller = new AbortController();
+    const first = camera.takePicture({ signal: controller.signal });
+    controller.abort("left the page");
+    // The next one may follow at once.
+    const second = camera.takePicture({ destination: "fileUrl", quality: 100 });
+    await expect(first).rejects.toMatchObject({ code: "aborted", cause: "left the page" });
+    expect(bridge.calls[0]?.forgotten).toBe(true);
+    bridge.calls[0]?.answer(deliver("/tmp/late.jpg"));
+    expect(await second).toEqual({ kind: "fileUrl", url: "/tmp/second.jpg" });
+  });
+
+  it.each(["takePicture", "cleanup"] as const)(
+    "is not even made when %s is aborted",
+    async (command) => {
+      const { bridge, camera } = openCamera();
+      const signal = AbortSignal.abort("before");
+      await expect(camera[command]({ signal })).rejects.toMatchObject({
+        code: "aborted",
+        cause: "before",
+      });
+      expect(bridge.calls).toEqual([]);
+    },
+  );
+
+  it.each(["takePicture", "cleanup"] as const)("ends %s at its time limit", async (command) => {
+    vi.useFakeTimers();
+    const { bridge, camera } = openCamera();
+    bridge.script(command, stayOpen());
+    const failed = vi.fn();
+    const call = camera[command]({ timeLimit: 500 }).catch(failed);
+    await vi.advanceTimersByTimeAsync(499);
+    expect(failed).not.toHaveBeenCalled();
+    await vi.advanceTimersByTimeAsync(1);
+    await call;
+    expect(failed.mock.calls[0]?.[0]).toMatchObject({
+      code: "timedOut",
+      message: "no answer within 500 ms",
+    });
+    bridge.calls[0]?.answer(succeed());
+  });
+
+  it("leaves no timer and no listener once it is answered", async () => {
+    vi.useFakeTimers();
+    const { bridge, camera } = openCamera();
+    const { signal } = new AbortController();
+    const removed = vi.spyOn(signal, "removeEventListener");
+    bridge.script("takePicture", stayOpen());
+    const call = camera.takePicture({ timeLimit: 500, signal });
+    bridge.calls[0]?.answer(deliver("assets-library://asset/1"));
+    expect(await call).toMatchObject({ kind: "nativeUrl" });
+    expect(vi.getTimerCount()).toBe(0);
+    expect(removed).toHaveBeenCalledOnce();
+    expect(bridge.calls[0]?.forgotten).toBe(true);
+  });
+});
+
+describe("calls that overlap", () => {
+  it("are refused, and the first one goes on", async () => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", stayOpen());
+    const first = camera.takePicture();
+    await expect(camera.takePicture()).rejects.toMatchObject({ code: "busy" });
+    const bad = camera.takePicture({ replacePending: true, quality: 1000 });
+    await expect(bad).rejects.toMatchObject({ code: "badOption" });
+    expect(bridge.calls).toHaveLength(1);
+    bridge.calls[0]?.answer(deliver("assets-library://asset/1"));
+    expect(await first).toMatchObject({ kind: "nativeUrl" });
+  });
+
+  it("replace the first one where that is asked for", async () => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", stayOpen(), stayOpen());
+    const first = camera.takePicture();
+    const second = camera.takePicture({ replacePending: true });
+    await expect(first).rejects.toMatchObject({ code: "replaced" });
+    // The end of the first one must not make the way free.
+    await expect(camera.takePicture()).rejects.toMatchObject({ code: "busy" });
+    bridge.calls[0]?.answer(fail("NO_PERMISSION", "late"));
+    bridge.calls[1]?.answer(deliver("assets-library://asset/2"));
+    expect(await second).toMatchObject({ url: "assets-library://asset/2" });
+  });
+
+  it("do not count cleanup", async () => {
+    const { bridge, camera } = openCamera();
+    bridge.script("takePicture", stayOpen());
+    bridge.script("cleanup", succeed(), fail("UNABLE_FILE_REMOVE", "One or more files failed."));
+    void camera.takePicture();
+    expect(await camera.cleanup()).toBeUndefined();
+    await expect(camera.cleanup()).rejects.toMatchObject({ status: "UNABLE_FILE_REMOVE" });
+  });
+});
+
+describe("the mock", () => {
+  it("delays an answer until its promise is settled, also where that fails", async () => {
+    const { bridge, camera } = openCamera();
+    let release = (_: Error) => {};
+    const after = new Promise((_, reject) => (release = reject));
+    bridge.script("takePicture", { ...deliver("assets-library://asset/1"), after });
+    const call = camera.takePicture();
+    await expect(camera.takePicture()).rejects.toMatchObject({ code: "busy" });
+    release(new Error("whatever it was"));
+    expect(await call).toMatchObject({ kind: "nativeUrl" });
+  });
+
+  it("says what is missing where it has no answer", async () => {
+    const { bridge, camera } = openCamera();
+    bridge.script("cleanup", succeed());
+    await expect(camera.takePicture()).rejects.toMatchObject({
+      code: "bridge",
+      message: expect.stringContaining("no answer left for takePicture"),
+    });
+  });
+});
