@@ -1,5 +1,10 @@
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
+#include <span>
+#include <string_view>
+
 #include "VECamera/platform/Foundation.h"
 
 namespace vecamera::device {
@@ -8,6 +13,19 @@ namespace vecamera::device {
 class Base64 : public NSDataBase64 {
  public:
   std::string base64EncodedString(std::string_view prefix, const Data& data) const override;
+  void appendBase64(std::string& text, const Data& data) const override;
 };
+
+/// Encodes whole groups of three bytes from the front of `bytes` and tells how many bytes that
+/// were; fewer than 64 stay behind. `text` has room for four characters a group.
+using Base64Encoder = std::size_t (*)(const std::uint8_t* bytes, std::size_t count, char* text);
+
+struct NamedBase64Encoder {
+  std::string_view name;
+  Base64Encoder encode;
+};
+
+/// The encoders that this processor can run, the fastest first; the last is portable code.
+std::span<const NamedBase64Encoder> base64Encoders();
 
 }  // namespace vecamera::device

@@ -1,5 +1,6 @@
 #include "device/imaging/Bitmap.h"
 
+#include <algorithm>
 #include <limits>
 #include <new>
 
@@ -47,6 +48,15 @@ void Bitmap::premultiply() {
       for (int channel = 0; channel < 3; ++channel)
         bytes[channel] = multiplied(bytes[channel], alpha);
     }
+  }
+}
+
+void Bitmap::limitColorsToAlpha() {
+  for (std::size_t y = 0; y < height_; ++y) {
+    std::uint8_t* bytes = bytesOfRow(y);
+    for (std::size_t x = 0; x < width_; ++x, bytes += 4)
+      for (int channel = 0; channel < 3; ++channel)
+        bytes[channel] = std::min(bytes[channel], bytes[3]);
   }
 }
 

@@ -44,6 +44,8 @@ class Bitmap {
 
   /// Multiplies the colours, which were read unmultiplied, by their alpha.
   void premultiply();
+  /// Filters overshoot; no colour may exceed its alpha.
+  void limitColorsToAlpha();
 
  private:
   Bitmap(std::size_t width, std::size_t height, std::unique_ptr<std::uint32_t[]> pixels)

@@ -7,6 +7,8 @@
 #include "device/imaging/HeifCodec.h"
 #include "device/imaging/JpegCodec.h"
 #include "device/imaging/PngCodec.h"
+#include "device/imaging/PngRows.h"
+#include "device/imaging/Scratch.h"
 #include "device/imaging/WebpCodec.h"
 
 namespace vecamera::device {
@@ -41,6 +43,25 @@ std::optional<Bitmap> decodeWhole(Bytes bytes, const PictureHeader& header) {
     case PictureFormat::webp: return decodeWebp(bytes, header);
     default: return std::nullopt;
   }
+}
+
+std::optional<DecodedPicture> decodeRows(RowSource& rows, const Turn& turn) {
+  constexpr std::size_t stripRows = 16;
+  const std::size_t width = rows.width();
+  const std::size_t height = rows.height();
+  auto bitmap =
+      Bitmap::uninitialized(turn.swapsAxes ? height : width, turn.swapsAxes ? width : height);
+  const Scratch strip(width * stripRows * sizeof(std::uint32_t));
+  if (!bitmap || !strip) return std::nullopt;
+  auto* pixels = reinterpret_cast<std::uint32_t*>(strip.data());
+  for (std::size_t y = 0; y < height; y += stripRows) {
+    const std::size_t count = std::min(stripRows, height - y);
+    if (!rows.read(pixels, count)) return std::nullopt;
+    placeTurned(pixels, width, height, y, count, turn, *bitmap);
+  }
+  if (!rows.finish()) return std::nullopt;
+  bitmap->setKnownOpaque(rows.isOpaque());
+  return DecodedPicture{std::move(*bitmap), rows.sourcePixels()};
 }
 
 }  // namespace
@@ -89,10 +110,19 @@ std::optional<PictureHeader> readHeader(Bytes bytes) {
   return header;
 }
 
+std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, double coverWidth,
+                                    double coverHeight, unsigned threads) {
+  switch (header.format) {
+    case PictureFormat::jpeg: return openJpegRows(bytes, header, coverWidth, coverHeight);
+    case PictureFormat::png: return openPngRows(bytes, header, threads);
+    default: return nullptr;
+  }
+}
+
 std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,
-                                     double coverWidth, double coverHeight) {
-  if (header.format == PictureFormat::jpeg)
-    return decodeJpeg(bytes, header, turn, coverWidth, coverHeight);
+                                     double coverWidth, double coverHeight, unsigned threads) {
+  if (const auto rows = openRows(bytes, header, coverWidth, coverHeight, threads))
+    return decodeRows(*rows, turn);
   auto whole = decodeWhole(bytes, header);
   if (!whole) return std::nullopt;
   whole->setKnownOpaque(!header.hasAlpha);

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "device/imaging/PngCodec.h"
+#include "device/imaging/PngWriter.h"
 
 namespace vecamera::device {
 namespace {

@@ -1,12 +1,12 @@
 #include "device/imaging/ImageFiles.h"
 
 #include "device/imaging/Codecs.h"
+#include "device/imaging/Helpers.h"
 #include "device/imaging/Images.h"
-#include "device/imaging/JpegCodec.h"
+#include "device/imaging/JpegRoad.h"
 #include "device/imaging/Metadata.h"
 #include "device/imaging/Picture.h"
-#include "device/imaging/PngCodec.h"
-#include "device/imaging/Render.h"
+#include "device/imaging/PngRoad.h"
 
 namespace vecamera::device {
 namespace {
@@ -40,10 +40,9 @@ class Destination final : public CGImageDestination {
 
  private:
   std::optional<Data> encoded() const {
-    auto bitmap = render(*source_);
-    if (!bitmap) return std::nullopt;
-    auto bytes = format_ == PictureFormat::jpeg ? encodeJpeg(*bitmap, quality(), {})
-                                                : encodePng(std::move(*bitmap));
+    auto bytes = format_ == PictureFormat::jpeg
+                     ? jpegOf(source_, quality(), {}, usualPictureThreads())
+                     : pngOf(source_, usualPictureThreads());
     if (!bytes) return std::nullopt;
     return Data(std::move(*bytes));
   }

@@ -4,10 +4,9 @@
 #include <cmath>
 
 #include "device/imaging/ExifBlock.h"
-#include "device/imaging/JpegCodec.h"
+#include "device/imaging/JpegRoad.h"
 #include "device/imaging/Picture.h"
-#include "device/imaging/PngCodec.h"
-#include "device/imaging/Render.h"
+#include "device/imaging/PngRoad.h"
 
 namespace vecamera::device {
 namespace {
@@ -32,20 +31,16 @@ std::optional<Data> Images::UIImageJPEGRepresentation(const std::shared_ptr<UIIm
                                                       double compressionQuality) {
   const auto source = sourceOf(image.get());
   if (!source) return std::nullopt;
-  const auto bitmap = render(*source);
-  if (!bitmap) return std::nullopt;
   std::vector<std::uint8_t> exif;
   if (image->imageOrientation() != UIImageOrientation::up)
     exif = exifWithOrientation(exifOrientation(image->imageOrientation()));
-  return asData(encodeJpeg(*bitmap, jpegQuality(compressionQuality), exif));
+  return asData(jpegOf(source, jpegQuality(compressionQuality), exif, threads_));
 }
 
 std::optional<Data> Images::UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) {
   const auto source = sourceOf(image.get());
   if (!source) return std::nullopt;
-  auto bitmap = render(*source);
-  if (!bitmap) return std::nullopt;
-  return asData(encodePng(std::move(*bitmap)));
+  return asData(pngOf(source, threads_));
 }
 
 }  // namespace vecamera::device

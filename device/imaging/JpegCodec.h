@@ -1,19 +1,29 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <optional>
-#include <span>
 #include <vector>
 
 #include "device/imaging/Codecs.h"
+#include "device/imaging/RowSource.h"
 
 namespace vecamera::device {
 
 // JPEG through libjpeg-turbo: grey, RGB, YCbCr, CMYK and YCCK, sequential and progressive.
 
 std::optional<PictureHeader> readJpegHeader(Bytes bytes);
-std::optional<DecodedPicture> decodeJpeg(Bytes bytes, const PictureHeader& header, const Turn& turn,
-                                         double coverWidth, double coverHeight);
+/// The rows at the coarsest scale that still gives that many pixels; null where the bytes are
+/// damaged.
+std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header, double coverWidth,
+                                        double coverHeight);
+
+/// The coarsest of libjpeg's fast scales (1/8, 1/4, 1/2, 1) that still gives that many pixels.
+unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight);
+/// Whether so few bytes can be a picture of the claimed size at all.
+bool jpegCanHold(Bytes bytes, const PictureHeader& header);
+/// Pixels per stored sample of the colours, both ways, in a picture that is written at the quality.
+int jpegChromaStep(int quality);
 
 /// Sequential JPEG with alpha composed over white, chroma at half resolution both ways below
 /// quality 100 and at full resolution at 100. `quality` is libjpeg's, 0 to 100. An Exif block is

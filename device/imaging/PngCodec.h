@@ -9,17 +9,17 @@
 
 namespace vecamera::device {
 
-// PNG: read through libspng (every colour type, depth and interlacing), written here, because a
-// photograph is stored many times faster with one fixed filter and libdeflate.
+// PNG as a whole: read through libspng (every colour type, depth and interlacing), written by
+// PngWriter.h. The usual kinds are read row by row in PngRows.h.
+
+/// The most plain bytes that a byte of a deflate stream can stand for.
+inline constexpr std::uint64_t bestDeflateRatio = 1032;
 
 std::optional<PictureHeader> readPngHeader(Bytes bytes);
 std::optional<Bitmap> decodePng(Bytes bytes, const PictureHeader& header);
 
 /// Eight bits a channel; RGB where every pixel is opaque, else RGBA with the premultiplication
-/// undone. Takes the bitmap, so that its memory is free again before the compression needs more.
-std::optional<std::vector<std::uint8_t>> encodePng(Bitmap bitmap);
-
-/// Appends a chunk, with its length and checksum.
-void appendPngChunk(std::vector<std::uint8_t>& png, const char (&type)[5], Bytes contents);
+/// undone. On up to `threads` threads, which do not change the bytes.
+std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap, unsigned threads = 1);
 
 }  // namespace vecamera::device

@@ -5,20 +5,12 @@
 #include <cmath>
 
 #include "device/imaging/Codecs.h"
-#include "device/imaging/Resample.h"
-#include "device/imaging/Turn.h"
+#include "device/imaging/Layout.h"
+#include "device/imaging/PlaneScaler.h"
+#include "device/imaging/Scratch.h"
 
 namespace vecamera::device {
 namespace {
-
-/// Differences in place below this, in pixels, cannot be seen.
-constexpr double tolerance = 1e-3;
-
-/// The part of a canvas axis that a picture covers, in pixels and fractions.
-struct Extent {
-  double low = 0;
-  double high = 0;
-};
 
 /// What one drawing leaves on the canvas.
 struct Layer {
@@ -27,114 +19,29 @@ struct Layer {
   PixelRange rows;
 };
 
-/// How a drawing lies on its canvas.
-struct Placement {
-  Extent x;
-  Extent y;
-  PixelRange columns;
-  PixelRange rows;
-};
-
-double snapped(double at) {
-  const double whole = std::round(at);
-  return std::abs(at - whole) < tolerance ? whole : at;
-}
-
-/// The pixels of the canvas that the extent touches.
-PixelRange touched(const Extent& extent, std::size_t length) {
-  const double first = std::floor(std::max(extent.low, 0.0));
-  const double last = std::ceil(std::min(extent.high, static_cast<double>(length)));
-  if (!(last > first)) return {};
-  return {static_cast<std::size_t>(first), static_cast<std::size_t>(last - first)};
-}
-
-Placement placementOf(const Drawing& drawing, std::size_t width, std::size_t height) {
-  const auto w = static_cast<double>(drawing.source->width());
-  const auto h = static_cast<double>(drawing.source->height());
-  Placement result;
-  result.x = {INFINITY, -INFINITY};
-  result.y = {INFINITY, -INFINITY};
-  for (const Point corner : {Point{0, 0}, Point{w, 0}, Point{0, h}, Point{w, h}}) {
-    const Point on = drawing.map.apply(corner);
-    result.x = {std::min(result.x.low, on.x), std::max(result.x.high, on.x)};
-    result.y = {std::min(result.y.low, on.y), std::max(result.y.high, on.y)};
-  }
-  result.x = {snapped(result.x.low), snapped(result.x.high)};
-  result.y = {snapped(result.y.low), snapped(result.y.high)};
-  result.columns = touched(result.x, width);
-  result.rows = touched(result.y, height);
-  return result;
-}
-
-/// The turn that an axis-aligned map contains, or nothing for any other map.
-std::optional<Turn> turnIn(const AffineMap& map, const Source& source) {
-  const auto w = static_cast<double>(source.width());
-  const auto h = static_cast<double>(source.height());
-  // What the off-axis terms move across the whole picture.
-  if (std::abs(map.b) * w < tolerance && std::abs(map.c) * h < tolerance)
-    return Turn{false, map.a < 0, map.d < 0};
-  if (std::abs(map.a) * w < tolerance && std::abs(map.d) * h < tolerance)
-    return Turn{true, map.c < 0, map.b < 0};
-  return std::nullopt;
-}
-
-/// True where the drawing lays every pixel of its source on one pixel of the canvas, and the canvas
-/// holds nothing else.
-bool isMereTurn(const Recording& canvas) {
-  if (canvas.drawings.size() != 1) return false;
-  const Drawing& only = canvas.drawings.front();
-  const auto turn = turnIn(only.map, *only.source);
-  if (!turn) return false;
-  const auto [width, height] = turn->swapsAxes
-                                   ? std::array{only.source->height(), only.source->width()}
-                                   : std::array{only.source->width(), only.source->height()};
-  if (width != canvas.width || height != canvas.height) return false;
-  const Placement placement = placementOf(only, canvas.width, canvas.height);
-  return placement.x.low == 0 && placement.x.high == static_cast<double>(width) &&
-         placement.y.low == 0 && placement.y.high == static_cast<double>(height);
-}
-
-/// Passes through canvases that only turn a picture, so that the turn joins this drawing.
-Drawing simplified(Drawing drawing) {
-  for (const Recording* inner = drawing.source->recording(); inner && isMereTurn(*inner);
-       inner = drawing.source->recording()) {
-    const Drawing& only = inner->drawings.front();
-    drawing = {only.source, compose(drawing.map, only.map)};
-  }
-  return drawing;
+ColorProfile profileOf(const Encoded& encoded) {
+  if (encoded.header.profile.empty()) return nullptr;
+  return std::make_shared<const std::vector<std::uint8_t>>(encoded.header.profile);
 }
 
 std::optional<DecodedPicture> turnedPixels(const Source& source, const Turn& turn,
-                                           double coverWidth, double coverHeight) {
+                                           double coverWidth, double coverHeight,
+                                           unsigned threads) {
   if (const Encoded* encoded = source.encoded()) {
-    auto decoded = decode(encoded->bytes.bytes(), encoded->header, turn, coverWidth, coverHeight);
-    if (decoded && !encoded->header.profile.empty())
-      decoded->bitmap.setProfile(
-          std::make_shared<const std::vector<std::uint8_t>>(encoded->header.profile));
+    auto decoded =
+        decode(encoded->bytes.bytes(), encoded->header, turn, coverWidth, coverHeight, threads);
+    if (decoded) decoded->bitmap.setProfile(profileOf(*encoded));
     return decoded;
   }
-  auto pixels = render(source);
+  auto pixels = render(source, threads);
   if (pixels) pixels = turned(std::move(*pixels), turn);
   if (!pixels) return std::nullopt;
   return DecodedPicture{std::move(*pixels), 1};
 }
 
-/// The share of each pixel of the range that the extent covers; empty where it is all of all.
-std::vector<double> coverage(const Extent& extent, const PixelRange& range) {
-  const auto first = static_cast<double>(range.first);
-  const auto last = first + static_cast<double>(range.count);
-  if (extent.low <= first && extent.high >= last) return {};
-  std::vector<double> shares(range.count, 1.0);
-  for (std::size_t i : {std::size_t{0}, range.count - 1}) {
-    const double low = first + static_cast<double>(i);
-    shares[i] = std::clamp(std::min(extent.high, low + 1) - std::max(extent.low, low), 0.0, 1.0);
-  }
-  return shares;
-}
-
-void fadeEdges(Bitmap& bitmap, const Placement& placement) {
-  const auto across = coverage(placement.x, placement.columns);
-  const auto down = coverage(placement.y, placement.rows);
+void fadeEdges(Bitmap& bitmap, const Layout& layout) {
+  const auto across = coverage(layout.x, layout.columns);
+  const auto down = coverage(layout.y, layout.rows);
   if (across.empty() && down.empty()) return;
   const auto fade = [&](std::size_t x, std::size_t y) {
     const double share = (across.empty() ? 1 : across[x]) * (down.empty() ? 1 : down[y]);
@@ -164,46 +71,108 @@ AxisMap axisMap(double stretch, double shift, const DecodedPicture& pixels, std:
   return {-scale, shift + scale * static_cast<double>(length)};
 }
 
-std::optional<Bitmap> drawnAligned(const Drawing& drawing, const Turn& turn,
-                                   const Placement& placement) {
-  const AffineMap& map = drawing.map;
-  const double stretchX = turn.swapsAxes ? map.c : map.a;
-  const double stretchY = turn.swapsAxes ? map.b : map.d;
-  const double shownWidth = placement.x.high - placement.x.low;
-  const double shownHeight = placement.y.high - placement.y.low;
-  auto pixels = turnedPixels(*drawing.source, turn, turn.swapsAxes ? shownHeight : shownWidth,
-                             turn.swapsAxes ? shownWidth : shownHeight);
-  if (!pixels) return std::nullopt;
-  const AxisMap x = axisMap(stretchX, map.tx, *pixels, pixels->bitmap.width());
-  const AxisMap y = axisMap(stretchY, map.ty, *pixels, pixels->bitmap.height());
-  auto result = resampled(std::move(pixels->bitmap), x, y, placement.columns, placement.rows);
-  if (result) fadeEdges(*result, placement);
+/// The usable stored pixels as pixels of the turned, perhaps coarser bitmap, which has `length` of
+/// them along the axis.
+PixelRange usableTurned(const PixelRange& stored, std::size_t step, std::size_t length,
+                        bool mirrored) {
+  const std::size_t first = stored.first / step;
+  const std::size_t end = std::min((stored.end() + step - 1) / step, length);
+  return {mirrored ? length - end : first, end - first};
+}
+
+/// The colours of a source that is decoded row by row go straight to the resampler, which turns
+/// them as well: neither the decoded nor the turned picture ever stands in memory. Nothing where
+/// that cannot be done, or fails.
+std::optional<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double shownHeight,
+                                    unsigned threads) {
+  const Encoded* encoded = layout.source->encoded();
+  if (!encoded) return std::nullopt;
+  const bool swaps = layout.turn->swapsAxes;
+  const auto source =
+      openRows(encoded->bytes.bytes(), encoded->header, swaps ? shownHeight : shownWidth,
+               swaps ? shownWidth : shownHeight, threads);
+  if (!source) return std::nullopt;
+  const AffineMap& map = layout.map;
+  const double step = source->sourcePixels();
+  const AxisMap across{(swaps ? map.b : map.a) * step, swaps ? map.ty : map.tx};
+  const AxisMap down{(swaps ? map.c : map.d) * step, swaps ? map.tx : map.ty};
+  if (std::min(std::abs(across.scale), std::abs(down.scale)) < AxisWeights::leastScale)
+    return std::nullopt;
+  const auto wholeStep = static_cast<std::size_t>(source->sourcePixels());
+  const Usable& usable = layout.usable;
+  constexpr std::size_t bandRows = 16;
+  constexpr std::size_t pixelBytes = 4;
+  PlaneScaler scaler({AxisWeights(across, swaps ? layout.rows : layout.columns,
+                                  usableTurned(usable.columns, wholeStep, source->width(), false)),
+                      AxisWeights(down, swaps ? layout.columns : layout.rows,
+                                  usableTurned(usable.rows, wholeStep, source->height(), false)),
+                      swaps},
+                     source->width(), pixelBytes, bandRows);
+  const Scratch band(source->width() * bandRows * pixelBytes);
+  if (!scaler.ready() || !band) return std::nullopt;
+  std::array<const std::uint8_t*, bandRows> rows;
+  for (std::size_t i = 0; i < bandRows; ++i)
+    rows[i] = band.data() + i * source->width() * pixelBytes;
+  for (std::size_t y = 0; y < source->height(); y += bandRows) {
+    const std::size_t count = std::min(bandRows, source->height() - y);
+    if (!source->read(reinterpret_cast<std::uint32_t*>(band.data()), count)) return std::nullopt;
+    scaler.push(rows.data(), count);
+  }
+  auto result = Bitmap::uninitialized(layout.columns.count, layout.rows.count);
+  if (!result || !source->finish() ||
+      !scaler.finish(
+          {result->width(), result->height(), result->strideBytes(), result->bytesOfRow(0)}))
+    return std::nullopt;
+  result->setKnownOpaque(source->isOpaque());
+  if (!source->isOpaque()) result->limitColorsToAlpha();
+  result->setProfile(profileOf(*encoded));
   return result;
 }
 
-std::optional<Bitmap> drawnFreely(const Drawing& drawing, const Placement& placement) {
+std::optional<Bitmap> drawnAligned(const Layout& layout, unsigned threads) {
+  const AffineMap& map = layout.map;
+  const Turn& turn = *layout.turn;
+  const double stretchX = turn.swapsAxes ? map.c : map.a;
+  const double stretchY = turn.swapsAxes ? map.b : map.d;
+  const double shownWidth =
+      std::abs(stretchX) *
+      static_cast<double>(turn.swapsAxes ? layout.source->height() : layout.source->width());
+  const double shownHeight =
+      std::abs(stretchY) *
+      static_cast<double>(turn.swapsAxes ? layout.source->width() : layout.source->height());
+  if (std::abs(stretchX) != 1 || std::abs(stretchY) != 1) {
+    auto result = drawnFromRows(layout, shownWidth, shownHeight, threads);
+    if (result) fadeEdges(*result, layout);
+    if (result) return result;
+  }
+  auto pixels = turnedPixels(*layout.source, turn, turn.swapsAxes ? shownHeight : shownWidth,
+                             turn.swapsAxes ? shownWidth : shownHeight, threads);
+  if (!pixels) return std::nullopt;
+  const std::size_t width = pixels->bitmap.width();
+  const std::size_t height = pixels->bitmap.height();
+  const AxisMap x = axisMap(stretchX, map.tx, *pixels, width);
+  const AxisMap y = axisMap(stretchY, map.ty, *pixels, height);
+  const auto step = static_cast<std::size_t>(pixels->sourcePixels);
+  const Usable& usable = layout.usable;
+  const Usable usableHere{
+      usableTurned(turn.swapsAxes ? usable.rows : usable.columns, step, width, turn.mirrorsX),
+      usableTurned(turn.swapsAxes ? usable.columns : usable.rows, step, height, turn.mirrorsY)};
+  auto result = resampled(std::move(pixels->bitmap), x, y, layout.columns, layout.rows, usableHere);
+  if (result) fadeEdges(*result, layout);
+  return result;
+}
+
+std::optional<Bitmap> drawnFreely(const Layout& layout, unsigned threads) {
   const auto cover = [](double first, double second, std::size_t length) {
     return std::hypot(first, second) * static_cast<double>(length);
   };
-  auto pixels = turnedPixels(*drawing.source, {},
-                             cover(drawing.map.a, drawing.map.b, drawing.source->width()),
-                             cover(drawing.map.c, drawing.map.d, drawing.source->height()));
+  auto pixels =
+      turnedPixels(*layout.source, {}, cover(layout.map.a, layout.map.b, layout.source->width()),
+                   cover(layout.map.c, layout.map.d, layout.source->height()), threads);
   if (!pixels) return std::nullopt;
   const double step = pixels->sourcePixels;
-  return transformed(std::move(pixels->bitmap),
-                     compose(drawing.map, AffineMap::scaling(step, step)), placement.columns,
-                     placement.rows);
-}
-
-/// A drawing that does not show on the canvas has no layer, which is no failure.
-bool shows(const Drawing& drawing, const Placement& placement) {
-  return drawing.map.isFinite() && std::abs(drawing.map.determinant()) > 0 &&
-         placement.columns.count > 0 && placement.rows.count > 0;
-}
-
-std::optional<Bitmap> drawn(const Drawing& drawing, const Placement& placement) {
-  const auto turn = turnIn(drawing.map, *drawing.source);
-  return turn ? drawnAligned(drawing, *turn, placement) : drawnFreely(drawing, placement);
+  return transformed(std::move(pixels->bitmap), compose(layout.map, AffineMap::scaling(step, step)),
+                     layout.columns, layout.rows);
 }
 
 void composeOver(const Layer& layer, Bitmap& canvas) {
@@ -245,14 +214,14 @@ bool lay(Layer layer, const Recording& recording, std::optional<Bitmap>& canvas)
   return true;
 }
 
-std::optional<Bitmap> carriedOut(const Recording& recording) {
+std::optional<Bitmap> carriedOut(const Recording& recording, unsigned threads) {
   std::optional<Bitmap> canvas;
-  for (const Drawing& recorded : recording.drawings) {
-    const Drawing drawing = simplified(recorded);
-    const Placement placement = placementOf(drawing, recording.width, recording.height);
-    if (!shows(drawing, placement)) continue;
-    auto bitmap = drawn(drawing, placement);
-    if (!bitmap || !lay({std::move(*bitmap), placement.columns, placement.rows}, recording, canvas))
+  for (const Drawing& drawing : recording.drawings) {
+    // A drawing that does not show on the canvas has no layer, which is no failure.
+    const Layout layout = layoutOf(drawing, recording.width, recording.height);
+    if (!layout.shows()) continue;
+    auto bitmap = layout.turn ? drawnAligned(layout, threads) : drawnFreely(layout, threads);
+    if (!bitmap || !lay({std::move(*bitmap), layout.columns, layout.rows}, recording, canvas))
       return std::nullopt;
   }
   if (!canvas) canvas = Bitmap::transparent(recording.width, recording.height);
@@ -261,11 +230,11 @@ std::optional<Bitmap> carriedOut(const Recording& recording) {
 
 }  // namespace
 
-std::optional<Bitmap> render(const Source& source) {
-  if (const Recording* recording = source.recording()) return carriedOut(*recording);
+std::optional<Bitmap> render(const Source& source, unsigned threads) {
+  if (const Recording* recording = source.recording()) return carriedOut(*recording, threads);
   const auto width = static_cast<double>(source.width());
   const auto height = static_cast<double>(source.height());
-  auto pixels = turnedPixels(source, {}, width, height);
+  auto pixels = turnedPixels(source, {}, width, height, threads);
   if (!pixels) return std::nullopt;
   return std::move(pixels->bitmap);
 }

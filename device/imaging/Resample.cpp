@@ -3,16 +3,12 @@
 #include <pixman.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <memory>
 #include <vector>
 
-#define STB_IMAGE_RESIZE_IMPLEMENTATION
-#define STB_IMAGE_RESIZE_STATIC
-// It asserts that no weight is exactly 0, which is not so where a picture is enlarged by a whole
-// number, and does no harm.
-#define STBIR_ASSERT(condition) static_cast<void>(0)
-#include <stb/stb_image_resize.h>
+#include "device/imaging/PlaneScaler.h"
 
 namespace vecamera::device {
 namespace {
@@ -21,26 +17,22 @@ namespace {
 constexpr double tolerance = 1e-3;
 
 /// Where the window starts in the source, when the map moves by whole pixels and the window lies
-/// inside of the source.
+/// inside of what is usable of the source.
 std::optional<std::size_t> wholeShift(const AxisMap& map, const PixelRange& window,
-                                      std::size_t length) {
+                                      const PixelRange& usable) {
   const double offset = std::round(map.offset);
-  if (std::abs(map.scale - 1) * static_cast<double>(length) >= tolerance ||
+  if (std::abs(map.scale - 1) * static_cast<double>(usable.end()) >= tolerance ||
       std::abs(map.offset - offset) >= tolerance)
     return std::nullopt;
   const double start = static_cast<double>(window.first) - offset;
-  if (start < 0 || start + static_cast<double>(window.count) > static_cast<double>(length))
+  if (start < static_cast<double>(usable.first) ||
+      start + static_cast<double>(window.count) > static_cast<double>(usable.end()))
     return std::nullopt;
   return static_cast<std::size_t>(start);
 }
 
-/// The resampler counts its memory in 32 bits and keeps as many rows as one result row needs. A
-/// least scale and a longest side keep that far from overflowing.
-constexpr double leastScale = 1.0 / 16;
-constexpr std::size_t longestSide = 500'000;
-
 std::size_t boxLength(const AxisMap& map, std::size_t length) {
-  if (map.scale >= leastScale) return 1;
+  if (map.scale >= AxisWeights::leastScale) return 1;
   // Twice as fine as the result, so that the filter proper still decides how it looks.
   return static_cast<std::size_t>(
       std::clamp(std::floor(0.5 / map.scale), 1.0, static_cast<double>(length)));
@@ -72,22 +64,6 @@ std::optional<Bitmap> averaged(const Bitmap& source, std::size_t boxWidth, std::
   return result;
 }
 
-/// The source pixels that a window of the canvas needs, with room for the filter around them.
-/// Working on this part only keeps the resampler's single-precision offsets small.
-PixelRange neededPixels(const AxisMap& map, const PixelRange& window, std::size_t length) {
-  const double filterReach = 2 * std::max(1.0, 1 / map.scale) + 2;
-  const auto clamped = [&](double at) {
-    return static_cast<std::size_t>(std::clamp(at, 0.0, static_cast<double>(length)));
-  };
-  const double low = (static_cast<double>(window.first) - map.offset) / map.scale;
-  const double high = (static_cast<double>(window.first + window.count) - map.offset) / map.scale;
-  std::size_t first = clamped(std::floor(low - filterReach));
-  std::size_t last = clamped(std::ceil(high + filterReach));
-  first = std::min(first, length - 1);
-  last = std::max(last, first + 1);
-  return {first, last - first};
-}
-
 std::optional<Bitmap> copied(Bitmap source, std::size_t left, std::size_t top,
                              const PixelRange& columns, const PixelRange& rows) {
   if (columns.count == source.width() && rows.count == source.height()) return source;
@@ -100,49 +76,39 @@ std::optional<Bitmap> copied(Bitmap source, std::size_t left, std::size_t top,
   return result;
 }
 
-/// Filters overshoot; no colour may exceed its alpha.
-void limitColorsToAlpha(Bitmap& bitmap) {
-  for (std::size_t y = 0; y < bitmap.height(); ++y) {
-    std::uint8_t* bytes = bitmap.bytesOfRow(y);
-    for (std::size_t x = 0; x < bitmap.width(); ++x, bytes += 4)
-      for (int channel = 0; channel < 3; ++channel)
-        bytes[channel] = std::min(bytes[channel], bytes[3]);
-  }
-}
-
-float shiftInWindow(const AxisMap& map, const PixelRange& needed, const PixelRange& window) {
-  return static_cast<float>(static_cast<double>(window.first) - map.offset -
-                            map.scale * static_cast<double>(needed.first));
+PixelRange coarser(const PixelRange& range, std::size_t boxLength) {
+  const std::size_t first = range.first / boxLength;
+  return {first, (range.end() + boxLength - 1) / boxLength - first};
 }
 
 std::optional<Bitmap> filtered(const Bitmap& source, const AxisMap& x, const AxisMap& y,
-                               const PixelRange& columns, const PixelRange& rows) {
+                               const PixelRange& columns, const PixelRange& rows,
+                               const Usable& usable) {
   const std::size_t boxWidth = boxLength(x, source.width());
   const std::size_t boxHeight = boxLength(y, source.height());
   if (boxWidth > 1 || boxHeight > 1) {
     const auto coarse = averaged(source, boxWidth, boxHeight);
     if (!coarse) return std::nullopt;
     return filtered(*coarse, {x.scale * static_cast<double>(boxWidth), x.offset},
-                    {y.scale * static_cast<double>(boxHeight), y.offset}, columns, rows);
+                    {y.scale * static_cast<double>(boxHeight), y.offset}, columns, rows,
+                    {coarser(usable.columns, boxWidth), coarser(usable.rows, boxHeight)});
   }
-  if (std::max({source.width(), source.height(), columns.count, rows.count}) > longestSide)
-    return std::nullopt;
   auto result = Bitmap::uninitialized(columns.count, rows.count);
   if (!result) return std::nullopt;
-  const PixelRange across = neededPixels(x, columns, source.width());
-  const PixelRange down = neededPixels(y, rows, source.height());
-  constexpr int channels = 4;
-  constexpr int alphaChannel = 3;
-  const int done = stbir_resize_subpixel(
-      source.row(down.first) + across.first, static_cast<int>(across.count),
-      static_cast<int>(down.count), static_cast<int>(source.strideBytes()), result->row(0),
-      static_cast<int>(columns.count), static_cast<int>(rows.count),
-      static_cast<int>(result->strideBytes()), STBIR_TYPE_UINT8, channels, alphaChannel,
-      STBIR_FLAG_ALPHA_PREMULTIPLIED, STBIR_EDGE_CLAMP, STBIR_EDGE_CLAMP, STBIR_FILTER_DEFAULT,
-      STBIR_FILTER_DEFAULT, STBIR_COLORSPACE_LINEAR, nullptr, static_cast<float>(x.scale),
-      static_cast<float>(y.scale), shiftInWindow(x, across, columns), shiftInWindow(y, down, rows));
-  if (!done) return std::nullopt;
-  if (!source.knownOpaque()) limitColorsToAlpha(*result);
+  constexpr std::size_t bandRows = 32;
+  constexpr std::size_t pixelBytes = 4;
+  PlaneScaler scaler({AxisWeights(x, columns, usable.columns), AxisWeights(y, rows, usable.rows)},
+                     source.width(), pixelBytes, bandRows);
+  if (!scaler.ready()) return std::nullopt;
+  std::array<const std::uint8_t*, bandRows> band;
+  for (std::size_t top = 0; top < source.height(); top += bandRows) {
+    const std::size_t count = std::min(bandRows, source.height() - top);
+    for (std::size_t i = 0; i < count; ++i) band[i] = source.bytesOfRow(top + i);
+    scaler.push(band.data(), count);
+  }
+  if (!scaler.finish({columns.count, rows.count, result->strideBytes(), result->bytesOfRow(0)}))
+    return std::nullopt;
+  if (!source.knownOpaque()) result->limitColorsToAlpha();
   return result;
 }
 
@@ -182,22 +148,28 @@ std::optional<Bitmap> shrunkFor(Bitmap source, AffineMap& map) {
   map = compose(map, AffineMap::scaling(1 / x, 1 / y));
   const PixelRange columns{0, pixels(x, source.width())};
   const PixelRange rows{0, pixels(y, source.height())};
-  return resampled(std::move(source), {x, 0}, {y, 0}, columns, rows);
+  const Usable all = allOf(source);
+  return resampled(std::move(source), {x, 0}, {y, 0}, columns, rows, all);
 }
 
 }  // namespace
 
+Usable allOf(const Bitmap& bitmap) {
+  return {{0, bitmap.width()}, {0, bitmap.height()}};
+}
+
 std::optional<Bitmap> resampled(Bitmap source, const AxisMap& x, const AxisMap& y,
-                                const PixelRange& columns, const PixelRange& rows) {
+                                const PixelRange& columns, const PixelRange& rows,
+                                const Usable& usable) {
   const bool opaque = source.knownOpaque();
   const ColorProfile profile = source.profile();
   std::optional<Bitmap> result;
-  const auto left = wholeShift(x, columns, source.width());
-  const auto top = wholeShift(y, rows, source.height());
+  const auto left = wholeShift(x, columns, usable.columns);
+  const auto top = wholeShift(y, rows, usable.rows);
   if (left && top) {
     result = copied(std::move(source), *left, *top, columns, rows);
   } else {
-    result = filtered(source, x, y, columns, rows);
+    result = filtered(source, x, y, columns, rows, usable);
   }
   if (!result) return std::nullopt;
   result->setKnownOpaque(opaque);

@@ -2,8 +2,11 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <span>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace vecamera::device {
 namespace {
@@ -25,11 +28,17 @@ TEST(Base64, EncodesTheStandardVectorsBehindThePrefix) {
   }
 }
 
-TEST(Base64, EveryByteKeepsItsBitsInALongBuffer) {
+std::vector<std::uint8_t> bytesOf(std::size_t count) {
   std::vector<std::uint8_t> bytes;
-  for (int i = 0; i < 1000; ++i) bytes.push_back(static_cast<std::uint8_t>(i * 7));
+  for (std::size_t i = 0; i < count; ++i)
+    bytes.push_back(static_cast<std::uint8_t>(i * 7 + i / 256 * 13));
+  return bytes;
+}
+
+TEST(Base64, EveryByteKeepsItsBitsInALongBuffer) {
+  const auto bytes = bytesOf(20000);
   const std::string text = Base64().base64EncodedString("", Data(bytes));
-  ASSERT_EQ(text.size(), 1336u);
+  ASSERT_EQ(text.size(), 26668u);
   const std::string alphabet = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
   for (std::size_t i = 0; i < bytes.size(); ++i) {
     // Each byte lies across two neighbouring characters of six bits each.
@@ -38,6 +47,32 @@ TEST(Base64, EveryByteKeepsItsBitsInALongBuffer) {
     const auto both = high | alphabet.find(text[bit / 6 + 1]);
     ASSERT_EQ(both >> (4 - bit % 6) & 0xFF, bytes[i]) << i;
   }
+}
+
+TEST(Base64, EveryEncoderOfThisProcessorGivesWhatThePortableOneGives) {
+  const auto portable = base64Encoders().back();
+  for (const auto& [name, encode] : base64Encoders())
+    for (std::size_t count = 0; count < 200; ++count) {
+      // Exactly as long as what is read, so that reading past the end shows.
+      const auto bytes = bytesOf(count);
+      std::string expected(count / 3 * 4, '?');
+      std::string text = expected;
+      portable.encode(bytes.data(), count, expected.data());
+      const std::size_t done = encode(bytes.data(), count, text.data());
+      ASSERT_EQ(done % 3, 0u) << name;
+      ASSERT_GT(done + 64, count) << name;
+      ASSERT_EQ(text.substr(0, done / 3 * 4), expected.substr(0, done / 3 * 4)) << name;
+    }
+}
+
+TEST(Base64, PiecesOfWholeGroupsGiveTheTextOfTheWhole) {
+  const auto bytes = bytesOf(20000);
+  std::string text = "x";
+  for (std::size_t at = 0; at < bytes.size(); at += 6003) {
+    const auto piece = std::span(bytes).subspan(at, std::min<std::size_t>(6003, bytes.size() - at));
+    Base64().appendBase64(text, Data::copyOf(piece));
+  }
+  EXPECT_EQ(text, Base64().base64EncodedString("x", Data(bytes)));
 }
 
 }  // namespace

@@ -17,6 +17,7 @@
 #include "device/imaging/JpegCodec.h"
 #include "device/imaging/Pictures.h"
 #include "device/imaging/PngCodec.h"
+#include "device/imaging/PngWriter.h"
 #include "tests/device/imaging/TestPictures.h"
 
 namespace vecamera::device {
@@ -272,13 +273,17 @@ TEST(Codecs, TheColourProfileGoesAlong) {
   Images images;
   Graphics graphics;
   for (const auto& source : {encodeJpeg(bitmap, 90, {}), encodePng(std::move(bitmap))}) {
+    const auto stored = images.imageWithData(Data(*source));
     const auto context = graphics.beginImageContext({10, 10});
-    context->drawInRect(images.imageWithData(Data(*source)), {0, 0, 10, 10});
-    const auto image = context->imageFromCurrentImageContext();
-    const auto jpeg = readHeader(images.UIImageJPEGRepresentation(image, 0.5)->bytes());
-    const auto png = readHeader(images.UIImagePNGRepresentation(image)->bytes());
-    EXPECT_EQ(jpeg->profile, bytes);
-    EXPECT_EQ(png->profile, bytes);
+    context->drawInRect(stored, {0, 0, 10, 10});
+    for (const auto& image : {stored, context->imageFromCurrentImageContext()}) {
+      for (const double quality : {0.5, 1.0}) {
+        const auto jpeg = images.UIImageJPEGRepresentation(image, quality);
+        EXPECT_EQ(readHeader(jpeg->bytes())->profile, bytes);
+      }
+      const auto png = images.UIImagePNGRepresentation(image);
+      EXPECT_EQ(readHeader(png->bytes())->profile, bytes);
+    }
   }
 }
 

@@ -48,6 +48,11 @@ bool survives(const Data& data) {
   if (!image || info->storedWidth * info->storedHeight > largest) return false;
   const auto pixels = pixelsOf(*image);
   const auto small = thumbnail(data, 16);
+  // Turned without being decoded, scaled as planes, and written row by row.
+  Images images;
+  for (const double quality : {1.0, 0.5})
+    EXPECT_EQ(images.UIImageJPEGRepresentation(image, quality).has_value(), pixels.has_value());
+  EXPECT_EQ(images.UIImagePNGRepresentation(image).has_value(), pixels.has_value());
   if (!pixels) return false;
   EXPECT_EQ(pixels->width(), info->storedWidth);
   EXPECT_EQ(pixels->height(), info->storedHeight);

@@ -1,6 +1,8 @@
 #include "device/imaging/Resample.h"
+#include "device/imaging/RowMixing.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <random>
 
@@ -34,13 +36,55 @@ TEST(Resample, AFlatPictureStaysFlatAtAnyScaleAndPlace) {
     const PixelRange rows = touched(y, height);
     if (columns.count == 0 || rows.count == 0) continue;
     ++drawn;
-    const auto result = resampled(bitmapOf(width, height, flat), x, y, columns, rows);
+    const auto result =
+        resampled(bitmapOf(width, height, flat), x, y, columns, rows, {{0, width}, {0, height}});
     ASSERT_TRUE(result);
     ASSERT_LE(largestDifference(*result, bitmapOf(columns.count, rows.count, flat)), 1)
         << width << " x " << height << ", " << x.scale << " + " << x.offset << ", " << y.scale
         << " + " << y.offset;
   }
   EXPECT_GT(drawn, 300);
+}
+
+TEST(Resample, EveryProcessorMixesRowsAlike) {
+  std::mt19937 random(11);
+  const AxisWeights weights({0.3, 0}, {0, 12}, {0, 40});
+  std::vector<std::uint8_t> rows(40 * tileBytes);
+  for (auto& byte : rows) byte = static_cast<std::uint8_t>(random());
+  constexpr std::size_t pairs = 32;
+  std::vector<std::vector<std::uint8_t>> results;
+  for (const RowMixing& mixing : rowMixings()) {
+    alignas(64) std::array<std::int16_t, pairs * tilePairNumbers> numbers{};
+    const TileRing ring{numbers.data(), pairs - 1};
+    for (std::size_t y = 0; y < 40; y += 2)
+      mixing.interleave(rows.data() + y * tileBytes, rows.data() + (y + 1) * tileBytes,
+                        ring.pair(y / 2));
+    std::vector<std::uint8_t> tiles(12 * tileBytes);
+    mixing.mix(ring, weights, 0, 12, tiles.data(), tileBytes);
+    results.push_back(std::move(tiles));
+  }
+  for (const auto& result : results) EXPECT_EQ(result, results.back());
+}
+
+TEST(Resample, WeightsAddUpToOneAndStayInsideOfWhatIsUsable) {
+  for (const double scale : {0.02, 0.3, 0.77, 1.0, 1.5, 9.0, -0.4, -1.0, -3.3})
+    for (const double offset : {0.0, 0.37, 12.0}) {
+      const PixelRange usable{5, 31};
+      const AxisWeights weights({scale, offset + (scale < 0 ? -scale * 40 : 0)}, {0, 12}, usable);
+      for (std::size_t i = 0; i < weights.count(); ++i) {
+        int sum = 0;
+        std::size_t pixel = 2 * weights.firstPair(i);
+        for (const std::uint32_t pair : weights.pairs(i))
+          for (const int weight :
+               {static_cast<std::int16_t>(pair & 0xFFFF), static_cast<std::int16_t>(pair >> 16)}) {
+            sum += weight;
+            EXPECT_TRUE(weight == 0 || (pixel >= usable.first && pixel < usable.end()))
+                << scale << " at " << pixel;
+            ++pixel;
+          }
+        EXPECT_EQ(sum, AxisWeights::one);
+      }
+    }
 }
 
 }  // namespace

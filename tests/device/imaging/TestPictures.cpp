@@ -37,11 +37,6 @@ char letterOf(const Rgba& color) {
   return '?';
 }
 
-Bitmap copyOf(const Bitmap& bitmap) {
-  return bitmapOf(bitmap.width(), bitmap.height(),
-                  [&](std::size_t x, std::size_t y) { return pixelAt(bitmap, x, y); });
-}
-
 std::vector<std::uint8_t> orientationBlock(UIImageOrientation orientation) {
   if (orientation == UIImageOrientation::up) return {};
   return exifWithOrientation(exifOrientation(orientation));
@@ -97,7 +92,7 @@ std::string lettersOf(const std::shared_ptr<UIImage>& image, std::size_t pixelsP
 }
 
 Data pngOf(const Bitmap& bitmap, UIImageOrientation orientation) {
-  auto png = encodePng(copyOf(bitmap)).value();
+  auto png = encodePng(bitmap).value();
   if (orientation != UIImageOrientation::up)
     png = withExif(png, PictureFormat::png, orientationBlock(orientation)).value();
   return Data(std::move(png));

@@ -1,0 +1,28 @@
+#pragma once
+
+#include <cstdint>
+
+#include "VECamera/platform/Value.h"
+
+namespace vecamera::bench {
+
+/// Pixels as the codecs' own interfaces take them: three bytes each, red, green, blue.
+struct Raster {
+  unsigned width = 0;
+  unsigned height = 0;
+  std::vector<std::uint8_t> rgb;
+
+  std::uint8_t* row(std::size_t y) { return rgb.data() + y * width * 3; }
+  const std::uint8_t* row(std::size_t y) const { return rgb.data() + y * width * 3; }
+};
+
+/// The device's test scene with the noise of a sensor over it, which is what makes real photographs
+/// cost their time: as a JPEG of quality 92 with halved colours, stored on its side (orientation
+/// 6).
+Data photograph(unsigned width, unsigned height);
+
+/// The same picture upright as PNG, its rows filtered as most encoders do: each with the filter
+/// that leaves the least sum of differences.
+Data filteredPng(unsigned width, unsigned height);
+
+}  // namespace vecamera::bench

@@ -1,0 +1,146 @@
+#include "bench/Reference.h"
+
+// jpeglib.h needs what stands before it.
+#include <cstddef>
+#include <cstdio>
+
+#include <jpeglib.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <numbers>
+
+#include "bench/Photographs.h"
+#include "device/imaging/Codecs.h"
+
+namespace vecamera::bench {
+namespace {
+
+Colors decoded(const std::uint8_t* bytes, std::size_t size) {
+  jpeg_decompress_struct info{};
+  jpeg_error_mgr errors;
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_decompress(&info);
+  jpeg_mem_src(&info, bytes, size);
+  jpeg_read_header(&info, TRUE);
+  info.out_color_space = JCS_YCbCr;
+  jpeg_start_decompress(&info);
+  Colors colors{info.output_width, info.output_height, {}};
+  colors.values.reserve(colors.width * colors.height * 3);
+  std::vector<std::uint8_t> row(colors.width * 3);
+  while (info.output_scanline < info.output_height) {
+    JSAMPROW pointer = row.data();
+    jpeg_read_scanlines(&info, &pointer, 1);
+    colors.values.insert(colors.values.end(), row.begin(), row.end());
+  }
+  jpeg_finish_decompress(&info);
+  jpeg_destroy_decompress(&info);
+  return colors;
+}
+
+std::vector<std::uint8_t> encoded(const Colors& colors, int quality) {
+  jpeg_compress_struct info{};
+  jpeg_error_mgr errors;
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&info);
+  unsigned char* buffer = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&info, &buffer, &size);
+  info.image_width = static_cast<JDIMENSION>(colors.width);
+  info.image_height = static_cast<JDIMENSION>(colors.height);
+  info.input_components = 3;
+  info.in_color_space = JCS_YCbCr;
+  jpeg_set_defaults(&info);
+  jpeg_set_quality(&info, quality, TRUE);
+  jpeg_start_compress(&info, TRUE);
+  std::vector<std::uint8_t> row(colors.width * 3);
+  while (info.next_scanline < info.image_height) {
+    for (std::size_t i = 0; i < row.size(); ++i)
+      row[i] = static_cast<std::uint8_t>(std::lround(
+          std::clamp(colors.values[info.next_scanline * row.size() + i], 0.0F, 255.0F)));
+    JSAMPROW pointer = row.data();
+    jpeg_write_scanlines(&info, &pointer, 1);
+  }
+  jpeg_finish_compress(&info);
+  jpeg_destroy_compress(&info);
+  std::vector<std::uint8_t> bytes(buffer, buffer + size);
+  std::free(buffer);
+  return bytes;
+}
+
+/// As orientation 6 shows it: the stored bottom left corner comes to the top left.
+Colors upright(const Colors& stored) {
+  Colors result{stored.height, stored.width, std::vector<float>(stored.values.size())};
+  for (std::size_t y = 0; y < result.height; ++y)
+    for (std::size_t x = 0; x < result.width; ++x)
+      std::copy_n(&stored.values[((stored.height - 1 - x) * stored.width + y) * 3], 3,
+                  &result.values[(y * result.width + x) * 3]);
+  return result;
+}
+
+double lanczos(double x) {
+  if (std::abs(x) < 1e-9) return 1;
+  if (std::abs(x) >= 3) return 0;
+  const double angle = std::numbers::pi * x;
+  return 3 * std::sin(angle) * std::sin(angle / 3) / (angle * angle);
+}
+
+/// Shrinks the height and exchanges the sides; twice, it shrinks both.
+Colors shrunkAndTurned(const Colors& from, std::size_t height) {
+  Colors to{height, from.width, std::vector<float>(height * from.width * 3)};
+  const double factor = static_cast<double>(height) / static_cast<double>(from.height);
+  const auto last = static_cast<long>(from.height) - 1;
+  std::vector<double> sums(from.width * 3);
+  for (std::size_t y = 0; y < height; ++y) {
+    std::fill(sums.begin(), sums.end(), 0);
+    const double centre = (static_cast<double>(y) + 0.5) / factor;
+    double total = 0;
+    for (long at = std::lround(centre - 3 / factor - 1); at <= std::lround(centre + 3 / factor + 1);
+         ++at) {
+      const double weight = lanczos((static_cast<double>(at) + 0.5 - centre) * factor);
+      total += weight;
+      if (weight == 0) continue;
+      const float* row =
+          &from.values[static_cast<std::size_t>(std::clamp(at, 0L, last)) * sums.size()];
+      for (std::size_t i = 0; i < sums.size(); ++i) sums[i] += weight * row[i];
+    }
+    for (std::size_t x = 0; x < from.width; ++x)
+      for (std::size_t channel = 0; channel < 3; ++channel)
+        to.values[(x * height + y) * 3 + channel] =
+            static_cast<float>(sums[x * 3 + channel] / total);
+  }
+  return to;
+}
+
+}  // namespace
+
+Colors carefulReference(const Data& jpeg, unsigned side) {
+  const auto header = vecamera::device::readHeader(jpeg.bytes());
+  Colors colors = decoded(jpeg.bytes().data(), jpeg.size());
+  if (header && header->orientation == UIImageOrientation::right) colors = upright(colors);
+  const double factor =
+      static_cast<double>(side) / static_cast<double>(std::max(colors.width, colors.height));
+  const auto shrunk = [&](std::size_t length) {
+    return static_cast<std::size_t>(std::lround(static_cast<double>(length) * factor));
+  };
+  const std::size_t width = shrunk(colors.width);
+  return shrunkAndTurned(shrunkAndTurned(colors, shrunk(colors.height)), width);
+}
+
+double decibels(const Colors& reference, const std::vector<std::uint8_t>& jpeg) {
+  const Colors actual = decoded(jpeg.data(), jpeg.size());
+  if (actual.width != reference.width || actual.height != reference.height) return -1;
+  double sum = 0;
+  for (std::size_t i = 0; i < actual.values.size(); ++i) {
+    const double difference = actual.values[i] - std::clamp(reference.values[i], 0.0F, 255.0F);
+    sum += difference * difference;
+  }
+  return 10 * std::log10(255.0 * 255.0 * static_cast<double>(actual.values.size()) / sum);
+}
+
+double ceilingDecibels(const Colors& reference, int quality) {
+  return decibels(reference, encoded(reference, quality));
+}
+
+}  // namespace vecamera::bench

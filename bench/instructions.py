@@ -1,0 +1,64 @@
+#!/usr/bin/env python3
+"""Counts the instructions of the works on a small picture and compares them with the record.
+
+    instructions.py PROGRAM [--record]
+
+Fails where a work needs over 5 percent more than instructions.json says; --record writes that file
+anew. The counts are those of a processor with AVX2, which is the most that the counter itself knows,
+and of the libraries in Debian 12.
+"""
+
+import concurrent.futures
+import json
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+
+RECORD = pathlib.Path(__file__).with_name("instructions.json")
+WORKS = ["W1", "W2", "W3", "W4", "W5"]
+ALLOWED_GROWTH = 1.05
+SKIPPED = 77
+
+
+def count(program, work, folder):
+    source = pathlib.Path(folder) / ("photo.png" if work == "W5" else "photo.jpg")
+    run = subprocess.run(
+        ["valgrind", "--tool=callgrind", "--collect-atstart=no", "--toggle-collect=measured",
+         "--callgrind-out-file=/dev/null", program, work, str(source)],
+        capture_output=True, text=True)
+    found = re.search(r"Collected : (\d+)", run.stderr)
+    if run.returncode != 0 or not found:
+        sys.exit(f"{work} could not be counted:\n{run.stderr}")
+    return int(found.group(1))
+
+
+def main():
+    program = sys.argv[1]
+    if "avx2" not in pathlib.Path("/proc/cpuinfo").read_text().split():
+        print("The record is of a processor with AVX2, which this one is not.")
+        sys.exit(SKIPPED)
+    with tempfile.TemporaryDirectory() as folder:
+        # The pictures, made outside of the slow counter.
+        for work in ("W1", "W5"):
+            name = "photo.png" if work == "W5" else "photo.jpg"
+            subprocess.run([program, work, str(pathlib.Path(folder) / name)], check=True)
+        with concurrent.futures.ThreadPoolExecutor(2) as pool:
+            counts = dict(zip(WORKS, pool.map(lambda work: count(program, work, folder), WORKS)))
+    if "--record" in sys.argv:
+        RECORD.write_text(json.dumps(counts, indent=2) + "\n")
+        return
+    recorded = json.loads(RECORD.read_text())
+    grown = []
+    for work, instructions in counts.items():
+        share = instructions / recorded[work]
+        print(f"{work}: {instructions:>12,} instructions, {share:.3f} of the record")
+        if share > ALLOWED_GROWTH:
+            grown.append(work)
+    if grown:
+        sys.exit(f"{', '.join(grown)} need over 5 percent more instructions than recorded. "
+                 "Where that is meant, record them anew: instructions.py PROGRAM --record")
+
+
+main()

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "device/imaging/Codecs.h"
+#include "device/imaging/PlanarCanvas.h"
+
+namespace vecamera::device {
+
+/// The planes of a canvas that the JPEG fills, as a JPEG is decoded and encoded without ever being
+/// pixels: at the coarsest scale that still covers the canvas, and in bands. Empty where the JPEG
+/// is damaged or stores other colours than grey and YCbCr.
+std::vector<CanvasPlane> planesOfJpeg(Bytes bytes, const PictureHeader& header,
+                                      const Layout& layout, std::size_t width, std::size_t height,
+                                      int chromaStep);
+
+/// Writes planes that `PlanarCanvas` made with the quality's own chroma step. `quality` is
+/// libjpeg's, 0 to 100.
+std::optional<std::vector<std::uint8_t>> encodePlanes(const std::vector<CanvasPlane>& planes,
+                                                      int quality, Bytes exif,
+                                                      const std::vector<std::uint8_t>& profile);
+
+}  // namespace vecamera::device

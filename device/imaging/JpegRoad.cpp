@@ -1,0 +1,61 @@
+#include "device/imaging/JpegRoad.h"
+
+#include "device/imaging/Helpers.h"
+#include "device/imaging/JpegCodec.h"
+#include "device/imaging/JpegPlanes.h"
+#include "device/imaging/JpegTurn.h"
+#include "device/imaging/Layout.h"
+#include "device/imaging/Render.h"
+
+namespace vecamera::device {
+namespace {
+
+using Encoding = std::optional<std::vector<std::uint8_t>>;
+
+constexpr int bestQuality = 100;
+
+/// The one drawing on the canvas as it lies there. A stored picture lies on a canvas of its size.
+std::optional<Layout> onlyLayout(const std::shared_ptr<const Source>& source) {
+  const Recording* recording = source->recording();
+  if (!recording) return layoutOf({source, {}}, source->width(), source->height());
+  if (recording->drawings.size() != 1) return std::nullopt;
+  return layoutOf(recording->drawings.front(), recording->width, recording->height);
+}
+
+bool isMereTurn(const Layout& layout, std::size_t width, std::size_t height) {
+  const bool swaps = layout.turn->swapsAxes;
+  const std::size_t storedWidth = layout.source->width();
+  const std::size_t storedHeight = layout.source->height();
+  return layout.usable.columns == PixelRange{0, storedWidth} &&
+         layout.usable.rows == PixelRange{0, storedHeight} &&
+         width == (swaps ? storedHeight : storedWidth) &&
+         height == (swaps ? storedWidth : storedHeight) && layout.x.low == 0 &&
+         layout.x.high == static_cast<double>(width) && layout.y.low == 0 &&
+         layout.y.high == static_cast<double>(height);
+}
+
+Encoding shortWay(const std::shared_ptr<const Source>& source, int quality, Bytes exif) {
+  const auto layout = onlyLayout(source);
+  if (!layout || !PlanarCanvas::takes(*layout, source->width(), source->height())) return {};
+  const Encoded* stored = layout->source->encoded();
+  if (!stored || stored->header.format != PictureFormat::jpeg) return {};
+  const Bytes bytes = stored->bytes.bytes();
+  if (quality == bestQuality && isMereTurn(*layout, source->width(), source->height()))
+    if (auto turned = turnedJpeg(bytes, stored->header, *layout->turn, exif)) return turned;
+  const auto planes = planesOfJpeg(bytes, stored->header, *layout, source->width(),
+                                   source->height(), jpegChromaStep(quality));
+  if (planes.empty()) return {};
+  return encodePlanes(planes, quality, exif, stored->header.profile);
+}
+
+}  // namespace
+
+Encoding jpegOf(const std::shared_ptr<const Source>& source, int quality, Bytes exif,
+                unsigned threads) {
+  const PictureAtWork atWork;
+  if (auto encoded = shortWay(source, quality, exif)) return encoded;
+  const auto bitmap = render(*source, threads);
+  return bitmap ? encodeJpeg(*bitmap, quality, exif) : std::nullopt;
+}
+
+}  // namespace vecamera::device

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "device/imaging/Codecs.h"
+#include "device/imaging/Picture.h"
+
+namespace vecamera::device {
+
+/// The source as JPEG, `quality` being libjpeg's, with the Exif block where it is not empty. It
+/// goes the shortest way that the picture's record allows:
+///
+/// - a JPEG that is only turned, at the best quality, has its blocks of coefficients moved;
+/// - one stored picture that fills the canvas, turned, scaled and cut, stays in the planes in which
+///   JPEGs store their components, and no bitmap is made;
+/// - anything else is drawn on a canvas of pixels first.
+///
+/// All give the same picture within the rounding of their steps. Nothing where a picture that shows
+/// cannot be decoded, the sides are over the format's or the memory cannot be had. Any thread.
+std::optional<std::vector<std::uint8_t>> jpegOf(const std::shared_ptr<const Source>& source,
+                                                int quality, Bytes exif, unsigned threads);
+
+}  // namespace vecamera::device

@@ -1,0 +1,283 @@
+#include "device/imaging/JpegStreams.h"
+
+#include <jerror.h>
+
+#include <algorithm>
+#include <cstdlib>
+
+#include "device/imaging/JpegCodec.h"
+
+namespace vecamera::device {
+namespace {
+
+constexpr int app1 = JPEG_APP0 + 1;
+constexpr int app2 = JPEG_APP0 + 2;
+
+/// Real pictures have about ten scans; a hostile one has thousands, each costing a pass over the
+/// whole picture.
+constexpr int maxScans = 100;
+/// For the coefficients of progressive pictures, which the library keeps whole.
+constexpr long maxDecoderBytes = 1L << 30;
+
+JpegErrors& errorsOf(j_common_ptr info) {
+  return *reinterpret_cast<JpegErrors*>(info->err);
+}
+
+[[noreturn]] void errorExit(j_common_ptr info) {
+  std::longjmp(errorsOf(info).jump, 1);
+}
+
+void emitMessage(j_common_ptr info, int level) {
+  if (level < 0 && info->err->msg_code == JWRN_HIT_MARKER) errorsOf(info).dataEndedEarly = true;
+}
+
+void outputMessage(j_common_ptr) {}
+
+void install(JpegErrors& errors, jpeg_error_mgr*& slot) {
+  slot = jpeg_std_error(&errors.manager);
+  errors.manager.error_exit = errorExit;
+  errors.manager.emit_message = emitMessage;
+  errors.manager.output_message = outputMessage;
+}
+
+boolean failAtEnd(j_decompress_ptr info) {
+  ERREXIT(info, JERR_INPUT_EOF);
+  return FALSE;
+}
+
+void skip(j_decompress_ptr info, long count) {
+  if (count <= 0) return;
+  if (static_cast<std::size_t>(count) > info->src->bytes_in_buffer) ERREXIT(info, JERR_INPUT_EOF);
+  info->src->next_input_byte += count;
+  info->src->bytes_in_buffer -= static_cast<std::size_t>(count);
+}
+
+void nothingToDo(j_decompress_ptr) {}
+
+void limitScans(j_common_ptr info) {
+  if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > maxScans)
+    ERREXIT(info, JERR_BAD_PROGRESSION);
+}
+
+}  // namespace
+
+JpegReader::JpegReader(Bytes bytes) {
+  install(error_, info_.err);
+  source_.next_input_byte = bytes.data();
+  source_.bytes_in_buffer = bytes.size();
+  source_.init_source = nothingToDo;
+  source_.fill_input_buffer = failAtEnd;
+  source_.skip_input_data = skip;
+  source_.resync_to_restart = jpeg_resync_to_restart;
+  source_.term_source = nothingToDo;
+  progress_.progress_monitor = limitScans;
+}
+
+JpegReader::~JpegReader() {
+  if (created_) jpeg_destroy_decompress(&info_);
+}
+
+bool JpegReader::isCmyk() const {
+  return info_.jpeg_color_space == JCS_CMYK || info_.jpeg_color_space == JCS_YCCK;
+}
+
+bool JpegReader::readHeader(Markers markers) {
+  if (setjmp(error_.jump)) return false;
+  jpeg_create_decompress(&info_);
+  created_ = true;
+  info_.src = &source_;
+  info_.progress = &progress_;
+  info_.mem->max_memory_to_use = maxDecoderBytes;
+  if (markers == Markers::keep) {
+    jpeg_save_markers(&info_, app1, 0xFFFF);
+    jpeg_save_markers(&info_, app2, 0xFFFF);
+  }
+  jpeg_read_header(&info_, TRUE);
+  return !info_.arith_code && info_.jpeg_color_space != JCS_UNKNOWN;
+}
+
+JOCTET* JpegReader::readProfile(unsigned& size) {
+  JOCTET* profile = nullptr;
+  if (setjmp(error_.jump)) return nullptr;
+  return jpeg_read_icc_profile(&info_, &profile, &size) ? profile : nullptr;
+}
+
+bool JpegReader::start(unsigned denominator, J_COLOR_SPACE colors) {
+  if (setjmp(error_.jump)) return false;
+  info_.scale_num = 1;
+  info_.scale_denom = denominator;
+  info_.out_color_space = colors;
+  info_.dct_method = JDCT_ISLOW;
+  return jpeg_start_decompress(&info_);
+}
+
+std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
+  if (setjmp(error_.jump)) return 0;
+  std::size_t done = 0;
+  while (done < count && info_.output_scanline < info_.output_height) {
+    JSAMPROW row = to + done * info_.output_width * static_cast<unsigned>(info_.output_components);
+    done += jpeg_read_scanlines(&info_, &row, 1);
+  }
+  return done;
+}
+
+/// The library has laid the components out, and has chosen nothing by their sizes yet.
+void JpegReader::scaleColorsAlike(j_common_ptr common) {
+  auto& reader = *static_cast<JpegReader*>(common->client_data);
+  jpeg_decompress_struct& info = reader.info_;
+  for (int i = 1; i < info.num_components; ++i) {
+    jpeg_component_info& component = info.comp_info[i];
+    component.DCT_scaled_size = info.min_DCT_scaled_size;
+    const auto samples = [&](JDIMENSION pixels, int factor, int most) {
+      const auto groupPixels = static_cast<unsigned long>(most * DCTSIZE);
+      const auto groupSamples = static_cast<unsigned long>(factor * component.DCT_scaled_size);
+      return static_cast<JDIMENSION>((pixels * groupSamples + groupPixels - 1) / groupPixels);
+    };
+    component.downsampled_width =
+        samples(info.image_width, component.h_samp_factor, info.max_h_samp_factor);
+    component.downsampled_height =
+        samples(info.image_height, component.v_samp_factor, info.max_v_samp_factor);
+  }
+  reader.realizeArrays_(common);
+}
+
+bool JpegReader::startPlanes(unsigned denominator, Colors colors) {
+  if (setjmp(error_.jump)) return false;
+  if (colors == Colors::scaledAlike) {
+    info_.client_data = this;
+    realizeArrays_ = info_.mem->realize_virt_arrays;
+    info_.mem->realize_virt_arrays = scaleColorsAlike;
+  }
+  info_.scale_num = 1;
+  info_.scale_denom = denominator;
+  info_.out_color_space = info_.jpeg_color_space;
+  info_.raw_data_out = TRUE;
+  info_.dct_method = JDCT_ISLOW;
+  return jpeg_start_decompress(&info_);
+}
+
+bool JpegReader::readPlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
+  if (setjmp(error_.jump)) return false;
+  return jpeg_read_raw_data(&info_, rows, rowCount) == rowCount;
+}
+
+jvirt_barray_ptr* JpegReader::readCoefficients() {
+  if (setjmp(error_.jump)) return nullptr;
+  return jpeg_read_coefficients(&info_);
+}
+
+bool JpegReader::finish() {
+  if (setjmp(error_.jump)) return false;
+  return jpeg_finish_decompress(&info_) && !error_.dataEndedEarly;
+}
+
+JpegWriter::JpegWriter() {
+  install(error_, info_.err);
+}
+
+JpegWriter::~JpegWriter() {
+  if (created_) jpeg_destroy_compress(&info_);
+  std::free(buffer_);
+}
+
+void JpegWriter::create() {
+  jpeg_create_compress(&info_);
+  created_ = true;
+  jpeg_mem_dest(&info_, &buffer_, &size_);
+}
+
+void JpegWriter::describe(const JpegLayout& layout) {
+  info_.image_width = static_cast<JDIMENSION>(layout.width);
+  info_.image_height = static_cast<JDIMENSION>(layout.height);
+  jpeg_set_defaults(&info_);
+  if (layout.gray) jpeg_set_colorspace(&info_, JCS_GRAYSCALE);
+  jpeg_set_quality(&info_, layout.quality, TRUE);
+  info_.comp_info[0].h_samp_factor = layout.gray ? 1 : layout.chromaStep;
+  info_.comp_info[0].v_samp_factor = layout.gray ? 1 : layout.chromaStep;
+}
+
+bool JpegWriter::start(const JpegLayout& layout) {
+  if (setjmp(error_.jump)) return false;
+  create();
+  info_.input_components = 4;
+  info_.in_color_space = JCS_EXT_RGBX;
+  describe(layout);
+  jpeg_start_compress(&info_, TRUE);
+  return true;
+}
+
+bool JpegWriter::writeRow(const std::uint8_t* bytes) {
+  if (setjmp(error_.jump)) return false;
+  JSAMPROW row = const_cast<JSAMPROW>(bytes);
+  return jpeg_write_scanlines(&info_, &row, 1) == 1;
+}
+
+bool JpegWriter::startPlanes(const JpegLayout& layout) {
+  if (setjmp(error_.jump)) return false;
+  create();
+  info_.input_components = layout.gray ? 1 : 3;
+  info_.in_color_space = layout.gray ? JCS_GRAYSCALE : JCS_YCbCr;
+  describe(layout);
+  info_.raw_data_in = TRUE;
+  jpeg_start_compress(&info_, TRUE);
+  return true;
+}
+
+bool JpegWriter::writePlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
+  if (setjmp(error_.jump)) return false;
+  return jpeg_write_raw_data(&info_, rows, rowCount) == rowCount;
+}
+
+void JpegWriter::describeTurned(const jpeg_decompress_struct& from, bool swapsAxes) {
+  jpeg_copy_critical_parameters(const_cast<j_decompress_ptr>(&from), &info_);
+  if (!swapsAxes) return;
+  std::swap(info_.image_width, info_.image_height);
+  for (int i = 0; i < info_.num_components; ++i)
+    std::swap(info_.comp_info[i].h_samp_factor, info_.comp_info[i].v_samp_factor);
+  for (JQUANT_TBL* table : info_.quant_tbl_ptrs) {
+    if (!table) continue;
+    for (int y = 0; y < DCTSIZE; ++y)
+      for (int x = 0; x < y; ++x)
+        std::swap(table->quantval[y * DCTSIZE + x], table->quantval[x * DCTSIZE + y]);
+  }
+}
+
+bool JpegWriter::startCoefficients(const JpegReader& reader, jvirt_barray_ptr* coefficients,
+                                   bool swapsAxes, BlockRows rows, void* context) {
+  if (setjmp(error_.jump)) return false;
+  create();
+  describeTurned(reader.info(), swapsAxes);
+  info_.client_data = context;
+  info_.mem->access_virt_barray = rows;
+  jpeg_write_coefficients(&info_, coefficients);
+  return true;
+}
+
+bool JpegWriter::writeExif(const std::uint8_t* block, std::size_t size) {
+  if (setjmp(error_.jump)) return false;
+  jpeg_write_marker(&info_, app1, block, static_cast<unsigned>(size));
+  return true;
+}
+
+bool JpegWriter::writeProfile(const std::vector<std::uint8_t>& profile) {
+  if (setjmp(error_.jump)) return false;
+  jpeg_write_icc_profile(&info_, profile.data(), static_cast<unsigned>(profile.size()));
+  return true;
+}
+
+bool JpegWriter::writeMetadata(Bytes exif, const std::vector<std::uint8_t>* profile) {
+  if (!exif.empty()) {
+    std::vector<std::uint8_t> block(jpegExifMarker.begin(), jpegExifMarker.end());
+    block.insert(block.end(), exif.begin(), exif.end());
+    if (!writeExif(block.data(), block.size())) return false;
+  }
+  return !profile || profile->empty() || writeProfile(*profile);
+}
+
+bool JpegWriter::finish() {
+  if (setjmp(error_.jump)) return false;
+  jpeg_finish_compress(&info_);
+  return true;
+}
+
+}  // namespace vecamera::device

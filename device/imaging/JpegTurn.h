@@ -1,0 +1,21 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "device/imaging/Codecs.h"
+#include "device/imaging/Turn.h"
+
+namespace vecamera::device {
+
+/// The JPEG turned without decoding its pixels: blocks of coefficients change places, so that no
+/// quality is lost and the file grows by nothing. Its metadata is left out but for the profile; an
+/// Exif block is written where it is not empty.
+///
+/// Nothing where the bytes are damaged, or where an axis that is mirrored ends inside of a block:
+/// what fills such a block up would come to lie before the picture.
+std::optional<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
+                                                    const Turn& turn, Bytes exif);
+
+}  // namespace vecamera::device

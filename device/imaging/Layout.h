@@ -1,0 +1,43 @@
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "device/imaging/Picture.h"
+#include "device/imaging/Resample.h"
+#include "device/imaging/Turn.h"
+
+namespace vecamera::device {
+
+/// The part of a canvas axis that a picture covers, in pixels and fractions.
+struct Extent {
+  double low = 0;
+  double high = 0;
+};
+
+/// How a drawing lies on its canvas. Canvases that only turn, mirror and cut a picture are passed
+/// through, so that what was asked for one after the other becomes one map from stored pixels.
+struct Layout {
+  std::shared_ptr<const Source> source;
+  AffineMap map;
+  /// Of the stored pixels.
+  Usable usable;
+  /// What an axis-aligned map turns; nothing for any other map.
+  std::optional<Turn> turn;
+  Extent x;
+  Extent y;
+  /// The pixels of the canvas that the picture touches.
+  PixelRange columns;
+  PixelRange rows;
+
+  /// False for what leaves nothing on the canvas.
+  bool shows() const;
+};
+
+Layout layoutOf(const Drawing& drawing, std::size_t canvasWidth, std::size_t canvasHeight);
+
+/// The share of each pixel of the range that the extent covers; empty where it is all of all.
+std::vector<double> coverage(const Extent& extent, const PixelRange& range);
+
+}  // namespace vecamera::device

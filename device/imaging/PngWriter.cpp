@@ -1,0 +1,290 @@
+#include "device/imaging/PngWriter.h"
+
+#include <isa-l/igzip_lib.h>
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <condition_variable>
+#include <cstring>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string_view>
+#include <system_error>
+#include <thread>
+
+#include "device/imaging/Helpers.h"
+#include "device/imaging/RowFilters.h"
+#include "device/imaging/Scratch.h"
+
+namespace vecamera::device {
+namespace {
+
+constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
+constexpr std::string_view profileName = "ICC profile";
+constexpr std::uint8_t filterPaethByte = 4;
+constexpr std::size_t maxChunkLength = 0x7FFFFFFF;
+/// Long enough that starting afresh costs little, short enough to share the work evenly.
+constexpr std::size_t usualStripBytes = std::size_t{1} << 18;
+
+void appendBigEndian(std::vector<std::uint8_t>& bytes, std::uint32_t number) {
+  for (int shift = 24; shift >= 0; shift -= 8)
+    bytes.push_back(static_cast<std::uint8_t>(number >> shift));
+}
+
+/// A piece of a deflate stream that ends on a whole byte and refers to nothing before it.
+std::vector<std::uint8_t> deflatedPiece(Bytes plain) {
+  // The highest level that gives the same bytes with AVX-512 as without.
+  constexpr std::uint32_t level = 2;
+  const Scratch table(ISAL_DEF_LVL2_DEFAULT);
+  // What is left as it is costs five bytes for each 65535, and the flush five more.
+  const Scratch packed(plain.size() + plain.size() / 1000 + 64);
+  if (!table || !packed || plain.size() > UINT32_MAX / 2) return {};
+  isal_zstream stream;
+  isal_deflate_init(&stream);
+  stream.level = level;
+  stream.level_buf = table.data();
+  stream.level_buf_size = ISAL_DEF_LVL2_DEFAULT;
+  stream.flush = FULL_FLUSH;
+  stream.next_in = const_cast<std::uint8_t*>(plain.data());
+  stream.avail_in = static_cast<std::uint32_t>(plain.size());
+  stream.next_out = packed.data();
+  stream.avail_out = static_cast<std::uint32_t>(packed.size());
+  if (isal_deflate(&stream) != COMP_OK || stream.avail_in != 0 || stream.avail_out == 0) return {};
+  return {packed.data(), packed.data() + stream.total_out};
+}
+
+/// The Adler-32 checksum of two pieces from the checksums of each.
+std::uint32_t joinedChecksum(std::uint32_t first, std::uint32_t second, std::size_t secondLength) {
+  constexpr std::uint64_t modulus = 65521;
+  const std::uint64_t firstLow = first & 0xFFFF;
+  const std::uint64_t low = (firstLow + (second & 0xFFFF) + modulus - 1) % modulus;
+  const std::uint64_t high =
+      ((first >> 16) + (second >> 16) + secondLength % modulus * (firstLow + modulus - 1)) %
+      modulus;
+  return static_cast<std::uint32_t>(high << 16 | low);
+}
+
+/// Rows of the picture on their way into the file. Led by the row above them, but for the first.
+struct Strip {
+  Scratch rows;
+  std::size_t count = 0;
+  bool hasAbove = false;
+  // What compressing gives.
+  std::vector<std::uint8_t> packed;
+  std::uint32_t checksum = 1;
+  std::size_t filteredBytes = 0;
+};
+
+/// Filters and compresses; the rows are let go of. Without memory, what is packed stays empty.
+void compress(Strip& strip, std::size_t rowBytes, std::size_t unit) {
+  strip.filteredBytes = (rowBytes + 1) * strip.count;
+  const Scratch filtered(strip.filteredBytes);
+  if (!filtered) return;
+  const std::uint8_t* row = strip.rows.data() + (strip.hasAbove ? rowBytes : 0);
+  std::uint8_t* to = filtered.data();
+  for (std::size_t y = 0; y < strip.count; ++y, row += rowBytes, to += rowBytes) {
+    *to++ = filterPaethByte;
+    filterPaeth(row, strip.hasAbove || y > 0 ? row - rowBytes : nullptr, rowBytes, unit, to);
+  }
+  strip.rows = Scratch();
+  strip.checksum = libdeflate_adler32(1, filtered.data(), strip.filteredBytes);
+  strip.packed = deflatedPiece({filtered.data(), strip.filteredBytes});
+}
+
+/// The strips that wait for a thread. The thread that reads rows adds them and compresses, too,
+/// when enough of them wait; a helper takes them as they come.
+class Compression {
+ public:
+  Compression(std::size_t rowBytes, std::size_t unit, unsigned threads)
+      : rowBytes_(rowBytes), unit_(unit), threads_(threads) {}
+  ~Compression() {
+    end();
+    for (std::thread& helper : helpers_) helper.join();
+  }
+  Compression(const Compression&) = delete;
+  Compression& operator=(const Compression&) = delete;
+
+  void add(Strip& strip) {
+    constexpr std::size_t mostWaiting = 3;
+    {
+      const std::lock_guard lock(mutex_);
+      waiting_.push_back(&strip);
+    }
+    changed_.notify_one();
+    getHelper();
+    while (waitingCount() > (helpers_.empty() ? 0 : mostWaiting)) compressNext();
+  }
+
+  /// Returns when all strips are compressed.
+  void finish() {
+    end();
+    while (compressNext()) continue;
+    for (std::thread& helper : helpers_) helper.join();
+    helpers_.clear();
+  }
+
+ private:
+  void getHelper() {
+    if (helpers_.size() + 1 >= threads_ || !PictureAtWork::leavesRoom(threads_)) return;
+    try {
+      helpers_.emplace_back([this] { help(); });
+    } catch (const std::system_error&) {
+      // This thread does it all, then.
+      threads_ = 1;
+    }
+  }
+
+  void help() {
+    while (PictureAtWork::leavesRoom(threads_)) {
+      Strip* strip = nullptr;
+      {
+        std::unique_lock lock(mutex_);
+        changed_.wait(lock, [&] { return ended_ || !waiting_.empty(); });
+        strip = takeFirst();
+      }
+      if (!strip) return;
+      compress(*strip, rowBytes_, unit_);
+    }
+  }
+
+  bool compressNext() {
+    Strip* strip = nullptr;
+    {
+      const std::lock_guard lock(mutex_);
+      strip = takeFirst();
+    }
+    if (strip) compress(*strip, rowBytes_, unit_);
+    return strip != nullptr;
+  }
+
+  Strip* takeFirst() {
+    if (waiting_.empty()) return nullptr;
+    Strip* strip = waiting_.front();
+    waiting_.pop_front();
+    return strip;
+  }
+
+  std::size_t waitingCount() {
+    const std::lock_guard lock(mutex_);
+    return waiting_.size();
+  }
+
+  void end() {
+    {
+      const std::lock_guard lock(mutex_);
+      ended_ = true;
+    }
+    changed_.notify_all();
+  }
+
+  const std::size_t rowBytes_;
+  const std::size_t unit_;
+  unsigned threads_;
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  std::deque<Strip*> waiting_;
+  bool ended_ = false;
+  std::vector<std::thread> helpers_;
+};
+
+std::vector<std::uint8_t> headerChunk(const PngPixels& pixels) {
+  constexpr std::uint8_t grayType = 0;
+  constexpr std::uint8_t rgbType = 2;
+  constexpr std::uint8_t rgbaType = 6;
+  std::vector<std::uint8_t> contents;
+  appendBigEndian(contents, static_cast<std::uint32_t>(pixels.width));
+  appendBigEndian(contents, static_cast<std::uint32_t>(pixels.height));
+  const std::uint8_t type = pixels.channels == 1   ? grayType
+                            : pixels.channels == 3 ? rgbType
+                                                   : rgbaType;
+  contents.insert(contents.end(), {8, type, 0, 0, 0});
+  return contents;
+}
+
+constexpr std::uint8_t zlibHead[] = {0x78, 0x01};
+/// An empty last block.
+constexpr std::uint8_t deflateEnd[] = {0x03, 0x00};
+
+std::vector<std::uint8_t> profileChunk(const std::vector<std::uint8_t>& profile) {
+  std::vector<std::uint8_t> contents(profileName.begin(), profileName.end());
+  contents.push_back(0);  // ends the name
+  contents.push_back(0);  // the compression method: zlib
+  const auto packed = deflatedPiece(profile);
+  contents.insert(contents.end(), std::begin(zlibHead), std::end(zlibHead));
+  contents.insert(contents.end(), packed.begin(), packed.end());
+  contents.insert(contents.end(), std::begin(deflateEnd), std::end(deflateEnd));
+  appendBigEndian(contents, libdeflate_adler32(1, profile.data(), profile.size()));
+  return contents;
+}
+
+std::size_t rowsPerStrip(std::size_t rowBytes) {
+  return std::max<std::size_t>(1, usualStripBytes / (rowBytes + 1));
+}
+
+/// Reads the rows strip by strip and has them compressed.
+bool compressStrips(const PngPixels& pixels, unsigned threads, std::vector<Strip>& strips) {
+  const std::size_t rowBytes = pixels.width * pixels.channels;
+  const std::size_t most = rowsPerStrip(rowBytes);
+  Scratch above(rowBytes);
+  if (!above) return false;
+  Compression compression(rowBytes, pixels.channels, threads);
+  std::size_t y = 0;
+  for (Strip& strip : strips) {
+    strip.count = std::min(most, pixels.height - y);
+    strip.hasAbove = y > 0;
+    strip.rows = Scratch(rowBytes * (strip.count + 1));
+    if (!strip.rows) return false;
+    std::uint8_t* rows = strip.rows.data();
+    if (strip.hasAbove) {
+      std::memcpy(rows, above.data(), rowBytes);
+      rows += rowBytes;
+    }
+    if (!pixels.nextRows(rows, strip.count)) return false;
+    std::memcpy(above.data(), rows + (strip.count - 1) * rowBytes, rowBytes);
+    y += strip.count;
+    compression.add(strip);
+  }
+  compression.finish();
+  return std::none_of(strips.begin(), strips.end(),
+                      [](const Strip& strip) { return strip.packed.empty(); });
+}
+
+}  // namespace
+
+void appendPngChunk(std::vector<std::uint8_t>& png, const char (&type)[5], Bytes contents) {
+  appendBigEndian(png, static_cast<std::uint32_t>(contents.size()));
+  const std::size_t checkedFrom = png.size();
+  png.insert(png.end(), type, type + 4);
+  png.insert(png.end(), contents.begin(), contents.end());
+  appendBigEndian(png, libdeflate_crc32(0, png.data() + checkedFrom, png.size() - checkedFrom));
+}
+
+std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels, unsigned threads) {
+  const std::size_t rowBytes = pixels.width * pixels.channels;
+  const std::size_t perStrip = rowsPerStrip(rowBytes);
+  if (rowBytes >= maxChunkLength / 2) return std::nullopt;
+  std::vector<Strip> strips((pixels.height + perStrip - 1) / perStrip);
+  if (!compressStrips(pixels, threads, strips)) return std::nullopt;
+
+  std::size_t packedBytes = 0;
+  for (const Strip& strip : strips) packedBytes += strip.packed.size() + 12;
+  std::vector<std::uint8_t> png(signature.begin(), signature.end());
+  png.reserve(packedBytes + 1024 + (pixels.profile ? pixels.profile->size() : 0));
+  appendPngChunk(png, "IHDR", headerChunk(pixels));
+  if (pixels.profile) appendPngChunk(png, "iCCP", profileChunk(*pixels.profile));
+  appendPngChunk(png, "IDAT", zlibHead);
+  std::uint32_t checksum = 1;
+  for (Strip& strip : strips) {
+    appendPngChunk(png, "IDAT", strip.packed);
+    checksum = joinedChecksum(checksum, strip.checksum, strip.filteredBytes);
+    strip.packed = {};
+  }
+  std::vector<std::uint8_t> end(std::begin(deflateEnd), std::end(deflateEnd));
+  appendBigEndian(end, checksum);
+  appendPngChunk(png, "IDAT", end);
+  appendPngChunk(png, "IEND", {});
+  return png;
+}
+
+}  // namespace vecamera::device

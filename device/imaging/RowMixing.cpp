@@ -1,0 +1,189 @@
+#include "device/imaging/RowMixing.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <vector>
+
+#if defined(__x86_64__)
+#include <immintrin.h>
+#endif
+
+namespace vecamera::device {
+namespace {
+
+constexpr int half = AxisWeights::one / 2;
+
+void interleavePortably(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
+  for (std::size_t i = 0; i < tileBytes; ++i) {
+    pair[2 * i] = upper[i];
+    pair[2 * i + 1] = lower[i];
+  }
+}
+
+void mixPortably(const TileRing& ring, const AxisWeights& weights, std::size_t first,
+                 std::size_t last, std::uint8_t* tile, std::ptrdiff_t stride) {
+  for (std::size_t result = first; result < last; ++result, tile += stride) {
+    std::array<int, tileBytes> sums;
+    sums.fill(half);
+    std::size_t index = weights.firstPair(result);
+    for (const std::uint32_t both : weights.pairs(result)) {
+      const int even = static_cast<std::int16_t>(both & 0xFFFF);
+      const int odd = static_cast<std::int16_t>(both >> 16);
+      const std::int16_t* pair = ring.pair(index++);
+      for (std::size_t i = 0; i < tileBytes; ++i)
+        sums[i] += pair[2 * i] * even + pair[2 * i + 1] * odd;
+    }
+    for (std::size_t i = 0; i < tileBytes; ++i)
+      tile[i] = static_cast<std::uint8_t>(std::clamp(sums[i] >> AxisWeights::oneBits, 0, 255));
+  }
+}
+
+#if defined(__x86_64__)
+
+void interleaveSse2(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
+  const __m128i zero = _mm_setzero_si128();
+  auto* to = reinterpret_cast<__m128i*>(pair);
+  for (std::size_t i = 0; i < tileBytes; i += 16, to += 4) {
+    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + i));
+    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + i));
+    const __m128i low = _mm_unpacklo_epi8(a, b);
+    const __m128i high = _mm_unpackhi_epi8(a, b);
+    _mm_store_si128(to, _mm_unpacklo_epi8(low, zero));
+    _mm_store_si128(to + 1, _mm_unpackhi_epi8(low, zero));
+    _mm_store_si128(to + 2, _mm_unpacklo_epi8(high, zero));
+    _mm_store_si128(to + 3, _mm_unpackhi_epi8(high, zero));
+  }
+}
+
+/// A quarter of a tile's result: sixteen bytes.
+void mixQuarterSse2(const TileRing& ring, const AxisWeights& weights, std::size_t result,
+                    std::size_t quarter, std::uint8_t* to) {
+  __m128i sums[4];
+  for (__m128i& sum : sums) sum = _mm_set1_epi32(half);
+  std::size_t index = weights.firstPair(result);
+  for (const std::uint32_t both : weights.pairs(result)) {
+    const __m128i factor = _mm_set1_epi32(static_cast<int>(both));
+    const auto* pair = reinterpret_cast<const __m128i*>(ring.pair(index++)) + 4 * quarter;
+    for (int i = 0; i < 4; ++i)
+      sums[i] = _mm_add_epi32(sums[i], _mm_madd_epi16(_mm_load_si128(pair + i), factor));
+  }
+  for (__m128i& sum : sums) sum = _mm_srai_epi32(sum, AxisWeights::oneBits);
+  _mm_storeu_si128(
+      reinterpret_cast<__m128i*>(to),
+      _mm_packus_epi16(_mm_packs_epi32(sums[0], sums[1]), _mm_packs_epi32(sums[2], sums[3])));
+}
+
+void mixSse2(const TileRing& ring, const AxisWeights& weights, std::size_t first, std::size_t last,
+             std::uint8_t* tile, std::ptrdiff_t stride) {
+  for (std::size_t result = first; result < last; ++result, tile += stride)
+    for (std::size_t quarter = 0; quarter < 4; ++quarter)
+      mixQuarterSse2(ring, weights, result, quarter, tile + 16 * quarter);
+}
+
+__attribute__((target("avx2"))) void interleaveAvx2(const std::uint8_t* upper,
+                                                    const std::uint8_t* lower, std::int16_t* pair) {
+  auto* to = reinterpret_cast<__m256i*>(pair);
+  for (std::size_t i = 0; i < tileBytes; i += 32, to += 4) {
+    const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + i));
+    const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + i));
+    const __m256i low = _mm256_unpacklo_epi8(a, b);
+    const __m256i high = _mm256_unpackhi_epi8(a, b);
+    _mm256_store_si256(to, _mm256_cvtepu8_epi16(_mm256_castsi256_si128(low)));
+    _mm256_store_si256(to + 1, _mm256_cvtepu8_epi16(_mm256_castsi256_si128(high)));
+    _mm256_store_si256(to + 2, _mm256_cvtepu8_epi16(_mm256_extracti128_si256(low, 1)));
+    _mm256_store_si256(to + 3, _mm256_cvtepu8_epi16(_mm256_extracti128_si256(high, 1)));
+  }
+}
+
+__attribute__((target("avx2"))) void mixAvx2(const TileRing& ring, const AxisWeights& weights,
+                                             std::size_t first, std::size_t last,
+                                             std::uint8_t* tile, std::ptrdiff_t stride) {
+  const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
+  for (std::size_t result = first; result < last; ++result, tile += stride) {
+    __m256i sums[8];
+    for (__m256i& sum : sums) sum = _mm256_set1_epi32(half);
+    std::size_t index = weights.firstPair(result);
+    for (const std::uint32_t both : weights.pairs(result)) {
+      const __m256i factor = _mm256_set1_epi32(static_cast<int>(both));
+      const auto* pair = reinterpret_cast<const __m256i*>(ring.pair(index++));
+      for (int i = 0; i < 8; ++i)
+        sums[i] = _mm256_add_epi32(sums[i], _mm256_madd_epi16(_mm256_load_si256(pair + i), factor));
+    }
+    for (__m256i& sum : sums) sum = _mm256_srai_epi32(sum, AxisWeights::oneBits);
+    for (int i = 0; i < 8; i += 4) {
+      const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(sums[i], sums[i + 1]),
+                                                _mm256_packs_epi32(sums[i + 2], sums[i + 3]));
+      _mm256_storeu_si256(reinterpret_cast<__m256i*>(tile + 8 * i),
+                          _mm256_permutevar8x32_epi32(bytes, order));
+    }
+  }
+}
+
+#endif
+
+std::vector<RowMixing> mixingsHere() {
+  std::vector<RowMixing> mixings;
+#if defined(__x86_64__)
+  if (__builtin_cpu_supports("avx2")) mixings.push_back({interleaveAvx2, mixAvx2});
+  mixings.push_back({interleaveSse2, mixSse2});
+#endif
+  mixings.push_back({interleavePortably, mixPortably});
+  return mixings;
+}
+
+using Pixels4 = std::uint32_t __attribute__((vector_size(16)));
+using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
+
+Bytes16 interleavedLow(Bytes16 a, Bytes16 b) {
+  return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
+}
+
+Bytes16 interleavedHigh(Bytes16 a, Bytes16 b) {
+  return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15,
+                                 31);
+}
+
+}  // namespace
+
+std::span<const RowMixing> rowMixings() {
+  static const std::vector<RowMixing> mixings = mixingsHere();
+  return mixings;
+}
+
+const RowMixing& rowMixing() {
+  return rowMixings().front();
+}
+
+void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+                 std::size_t toStride) {
+  Bytes16 rows[16];
+  Bytes16 mixed[16];
+  for (std::size_t i = 0; i < 16; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  // Each round interleaves rows that are half of the block apart; after four, rows are columns.
+  for (int round = 0; round < 4; ++round) {
+    for (std::size_t i = 0; i < 8; ++i) {
+      mixed[2 * i] = interleavedLow(rows[i], rows[i + 8]);
+      mixed[2 * i + 1] = interleavedHigh(rows[i], rows[i + 8]);
+    }
+    std::copy(std::begin(mixed), std::end(mixed), std::begin(rows));
+  }
+  for (std::size_t i = 0; i < 16; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
+}
+
+void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+                      std::size_t toStride) {
+  Pixels4 rows[4];
+  for (std::size_t i = 0; i < 4; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  const Pixels4 even = __builtin_shufflevector(rows[0], rows[2], 0, 4, 1, 5);
+  const Pixels4 odd = __builtin_shufflevector(rows[1], rows[3], 0, 4, 1, 5);
+  const Pixels4 evenHigh = __builtin_shufflevector(rows[0], rows[2], 2, 6, 3, 7);
+  const Pixels4 oddHigh = __builtin_shufflevector(rows[1], rows[3], 2, 6, 3, 7);
+  const Pixels4 columns[] = {__builtin_shufflevector(even, odd, 0, 4, 1, 5),
+                             __builtin_shufflevector(even, odd, 2, 6, 3, 7),
+                             __builtin_shufflevector(evenHigh, oddHigh, 0, 4, 1, 5),
+                             __builtin_shufflevector(evenHigh, oddHigh, 2, 6, 3, 7)};
+  for (std::size_t i = 0; i < 4; ++i) std::memcpy(to + i * toStride, &columns[i], 16);
+}
+
+}  // namespace vecamera::device

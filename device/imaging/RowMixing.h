@@ -1,0 +1,46 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <span>
+
+#include "device/imaging/AxisWeights.h"
+
+namespace vecamera::device {
+
+// The inner loops of resampling. They work on tiles: 64 neighbouring bytes of many rows. Rows come
+// in pairs, and a tile keeps a pair as 64 times two 16-bit numbers, the upper row's first, which is
+// how the processor multiplies and adds two rows at once.
+
+inline constexpr std::size_t tileBytes = 64;
+inline constexpr std::size_t tilePairNumbers = 2 * tileBytes;
+
+/// The pairs of one tile in a ring of a power of two.
+struct TileRing {
+  std::int16_t* numbers;
+  std::size_t mask;
+
+  std::int16_t* pair(std::size_t index) const { return numbers + (index & mask) * tilePairNumbers; }
+};
+
+struct RowMixing {
+  /// Puts 64 bytes of two rows into one pair.
+  void (*interleave)(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair);
+  /// Makes the tile of results `first` to `last` (not included); one result's is `stride` bytes
+  /// behind that of the one before.
+  void (*mix)(const TileRing& ring, const AxisWeights& weights, std::size_t first, std::size_t last,
+              std::uint8_t* tile, std::ptrdiff_t stride);
+};
+
+/// The fastest that this processor can run, and every one that it can. All give the same bytes.
+const RowMixing& rowMixing();
+std::span<const RowMixing> rowMixings();
+
+/// Lays 16 rows of 16 bytes as columns: byte j of row i becomes byte i of row j.
+void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+                 std::size_t toStride);
+/// The same for 4 rows of 4 pixels of four bytes.
+void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+                      std::size_t toStride);
+
+}  // namespace vecamera::device
