@@ -1,6 +1,7 @@
 #pragma once
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -8,6 +9,7 @@
 #include <string_view>
 
 #include "VECamera/core/CameraDelegate.h"
+#include "VECamera/core/ResultPair.h"
 #include "VECamera/options/PictureOptions.h"
 #include "VECamera/picker/CameraPicker.h"
 #include "VECamera/platform/Platform.h"
@@ -125,10 +127,18 @@ class VECameraPlugin : public SelectorTarget,
   static Task<ResultPair> libraryAssetResult(std::shared_ptr<VECameraPlugin> self, Dictionary info,
                                              std::shared_ptr<ImageSlot> imageSlot, Data bytes,
                                              std::string path);
+  /// Adds the resource of a new asset, in a change block; false where there is none to add.
+  using AddResource = std::function<bool(PHAssetCreationRequest&)>;
   static Task<ResultPair> newAssetResult(std::shared_ptr<VECameraPlugin> self,
-                                         std::shared_ptr<PictureOptions> options,
-                                         std::shared_ptr<ImageSlot> imageSlot);
-  static Task<void> saveToAlbum(Platform platform, Data png);
+                                         AddResource addResource, std::string extension);
+  static Task<void> saveToAlbum(Platform platform, AddResource addResource);
+  static Task<ResultPair> resultForVideo(std::shared_ptr<VECameraPlugin> self,
+                                         std::shared_ptr<PictureOptions> options, Dictionary info);
+  /// The path of the exported movie; nothing where there is none.
+  static Task<std::optional<std::string>> exportedMovie(std::shared_ptr<VECameraPlugin> self,
+                                                        Dictionary info);
+  /// The movie is saved from its file, which is removed afterwards where nothing else needs it.
+  static Task<void> saveMovieToAlbum(Platform platform, std::string path, bool fileIsNeeded);
 
   ResultPair dataUrlResult(const PictureOptions& options, const Dictionary& info,
                            ImageSlot& imageSlot);
@@ -140,7 +150,7 @@ class VECameraPlugin : public SelectorTarget,
   void mergeMetadata(const std::shared_ptr<UIImage>& image);
   ResultPair heldBackFile(const PictureOptions& options, const std::shared_ptr<const Data>& data);
   void saveHeldBackPicture(const PictureOptions& options);
-  void answer(const ResultPair& result);
+  void answer(ResultPair result);
   void answerCancel(const UIImagePickerController& picker);
   void resetToIdle();
 

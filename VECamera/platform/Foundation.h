@@ -80,6 +80,17 @@ class NSDirectoryEnumerator {
   virtual std::optional<Value> nextObject() = 0;
 };
 
+/// An open file, read from its start on. Used on one executor at a time.
+class NSFileHandle {
+ public:
+  virtual ~NSFileHandle() = default;
+  /// The file's size in bytes when it was opened.
+  virtual std::uint64_t size() const = 0;
+  /// The next bytes: as many as asked for, fewer only at the end of the file, none after it.
+  /// Nothing where the file cannot be read.
+  virtual std::optional<Data> readDataUpToLength(std::size_t length) = 0;
+};
+
 /// Files of the application. Called on any executor; each call is complete when it returns.
 class NSFileManager {
  public:
@@ -93,6 +104,8 @@ class NSFileManager {
   virtual bool createFileAtPath(std::string_view path, const Data& contents) = 0;
   /// Null when the directory cannot be enumerated.
   virtual std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) = 0;
+  /// Null when the file cannot be opened for reading.
+  virtual std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view path) = 0;
   /// Removes a file, or a folder with all it holds. Nothing on success.
   virtual std::optional<NSError> removeItemAtPath(std::string_view path) = 0;
   /// Writes all or nothing to the file that the URL names; a URL without a scheme is taken as a
@@ -123,6 +136,9 @@ class NSDataBase64 {
   virtual ~NSDataBase64() = default;
   /// The prefix followed by the Base64 text, built in one buffer.
   virtual std::string base64EncodedString(std::string_view prefix, const Data& data) const = 0;
+  /// Puts the Base64 text of the bytes behind `text`. Pieces whose lengths are multiples of three
+  /// give together the text of the whole.
+  virtual void appendBase64(std::string& text, const Data& data) const = 0;
 };
 
 /// A resource bundle. Used on one executor at a time.

@@ -43,6 +43,9 @@ class PHAssetCreationRequest {
   virtual ~PHAssetCreationRequest() = default;
   virtual void addResource(PHAssetResourceType type, const Data& data,
                            const PHAssetResourceCreationOptions& options) = 0;
+  /// The same with a file's contents, read when the change is committed. The file stays.
+  virtual void addResource(PHAssetResourceType type, const URL& fileURL,
+                           const PHAssetResourceCreationOptions& options) = 0;
   /// The identifier that the asset will have, or nothing where the library gives no placeholder.
   virtual std::optional<std::string> placeholderLocalIdentifier() const = 0;
 };

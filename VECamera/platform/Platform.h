@@ -7,7 +7,6 @@
 #include "VECamera/platform/ImageIO.h"
 #include "VECamera/platform/Photos.h"
 #include "VECamera/platform/UIKit.h"
-#include "VECamera/platform/VideoResult.h"
 #include "VECamera/runtime/Executor.h"
 #include "VECamera/runtime/TaskScope.h"
 
@@ -37,14 +36,14 @@ struct Platform {
   UIImages& images;
   ImageIO& imageIO;
 
+  // Movies.
+  AVAssetExports& assetExports;
+
   // Services behind permissions.
   AVCaptureDevice& captureDevice;
   PHPhotoLibrary& photoLibrary;
   PHImageManager& imageManager;
   CoreLocation& coreLocation;
-
-  // What a movie becomes.
-  VideoResult& videoResult;
 
   // Executors. The main actor runs its jobs on the main queue.
   Executor& mainQueue;

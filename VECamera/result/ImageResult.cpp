@@ -6,17 +6,19 @@ namespace {
 
 using TextSlot = SharedSlot<const std::string>;
 
-ResultPair success(Value callbackUri) {
-  return {std::nullopt, Dictionary{{"callbackURI", std::move(callbackUri)}}};
-}
-
-std::optional<URL> urlIn(const Dictionary& info, std::string_view key) {
-  const Value* value = find(info, key);
-  return value && value->url() ? std::optional(*value->url()) : std::nullopt;
-}
-
 std::string textOf(bool flag) {
   return flag ? "true" : "false";
+}
+
+/// Adds the slot's picture to a library asset; false where there is none.
+auto addPicture(UIImages& images, std::shared_ptr<SharedSlot<UIImage>> imageSlot) {
+  return [&images, imageSlot = std::move(imageSlot)](PHAssetCreationRequest& request) {
+    const auto image = imageSlot->load();
+    // Settled: the library always gets PNG, whatever encoding the page asked for.
+    const auto png = image ? images.UIImagePNGRepresentation(image) : std::nullopt;
+    if (png) request.addResource(PHAssetResourceType::photo, *png, {});
+    return png.has_value();
+  };
 }
 
 }  // namespace
@@ -41,7 +43,8 @@ Task<ResultPair> VECameraPlugin::resultForImage(std::shared_ptr<VECameraPlugin> 
       savesToAlbum = false;
     } else {
       imageSlot->store(self->retrieveImage(info, *options));
-      result = co_await newAssetResult(self, options, imageSlot);
+      result = co_await newAssetResult(self, addPicture(platform.images, imageSlot),
+                                       std::string(nativeUriExtension(*options)));
     }
   }
 
@@ -49,8 +52,13 @@ Task<ResultPair> VECameraPlugin::resultForImage(std::shared_ptr<VECameraPlugin> 
   if (savesToAlbum) {
     // Settled: a new library asset is saved a second time here.
     if (const auto image = imageSlot->load()) {
-      if (auto png = platform.images.UIImagePNGRepresentation(image))
-        platform.tasks.start(platform.background, saveToAlbum(platform, *std::move(png)));
+      if (auto png = platform.images.UIImagePNGRepresentation(image)) {
+        const auto addPng = [png = *std::move(png)](PHAssetCreationRequest& request) {
+          request.addResource(PHAssetResourceType::photo, png, {});
+          return true;
+        };
+        platform.tasks.start(platform.background, saveToAlbum(platform, addPng));
+      }
     }
   }
   co_return result;
@@ -125,18 +133,12 @@ Task<ResultPair> VECameraPlugin::libraryAssetResult(std::shared_ptr<VECameraPlug
 }
 
 Task<ResultPair> VECameraPlugin::newAssetResult(std::shared_ptr<VECameraPlugin> self,
-                                                std::shared_ptr<PictureOptions> options,
-                                                std::shared_ptr<ImageSlot> imageSlot) {
+                                                AddResource addResource, std::string extension) {
   const Platform& platform = self->platform_;
   const auto identifierSlot = std::make_shared<TextSlot>();
-  const auto change = [&library = platform.photoLibrary, &images = platform.images, imageSlot,
-                       identifierSlot] {
+  const auto change = [&library = platform.photoLibrary, addResource, identifierSlot] {
     auto& request = library.creationRequestForAsset();
-    const auto image = imageSlot->load();
-    // Settled: the library always gets PNG, whatever encoding the page asked for.
-    const auto png = image ? images.UIImagePNGRepresentation(image) : std::nullopt;
-    if (!png) return;
-    request.addResource(PHAssetResourceType::photo, *png, {});
+    if (!addResource(request)) return;
     identifierSlot->store(std::make_shared<const std::string>(
         request.placeholderLocalIdentifier().value_or(std::string())));
   };
@@ -152,7 +154,7 @@ Task<ResultPair> VECameraPlugin::newAssetResult(std::shared_ptr<VECameraPlugin> 
   const auto identifier = identifierSlot->load();
   if (!changed || !identifier || identifier->empty()) co_return ResultPair{};
 
-  const std::string address = nativeUri(*options, *identifier);
+  const std::string address = nativeUri(extension, *identifier);
   const auto url = platform.urls.URLWithString(address);
   if (!url) co_return writeFailure("URL PathIsWrong " + address);
   const auto encoded =
@@ -162,9 +164,9 @@ Task<ResultPair> VECameraPlugin::newAssetResult(std::shared_ptr<VECameraPlugin> 
   co_return success(*encoded);
 }
 
-Task<void> VECameraPlugin::saveToAlbum(Platform platform, Data png) {
-  const auto change = [&library = platform.photoLibrary, png] {
-    library.creationRequestForAsset().addResource(PHAssetResourceType::photo, png, {});
+Task<void> VECameraPlugin::saveToAlbum(Platform platform, AddResource addResource) {
+  const auto change = [&library = platform.photoLibrary, addResource] {
+    addResource(library.creationRequestForAsset());
   };
   bool saved = false;
   std::optional<std::string> failure;

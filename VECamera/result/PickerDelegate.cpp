@@ -37,10 +37,10 @@ Task<void> VECameraPlugin::finishPicking(std::weak_ptr<VECameraPlugin> weakSelf,
       co_return;
   } else {
     // Settled: a picture whose picker has no options goes this way too.
-    result = co_await self->platform_.videoResult.resultForVideo(options, std::move(info));
+    result = co_await resultForVideo(self, options, std::move(info));
     co_await resumeOn(mainActor);
   }
-  self->answer(result);
+  self->answer(std::move(result));
   self->resetToIdle();
 }
 
@@ -70,10 +70,10 @@ void VECameraPlugin::answerCancel(const UIImagePickerController& picker) {
     callback->error(CommandStatus::NO_PERMISSION, Dictionary{{"errorMsg", message}}, false);
 }
 
-void VECameraPlugin::answer(const ResultPair& result) {
+void VECameraPlugin::answer(ResultPair result) {
   const auto callback = currentCallBack_.load();
   if (!callback) return;
-  auto payload = result.payload.value_or(Dictionary());
+  auto payload = std::move(result.payload).value_or(Dictionary());
   if (result.status)
     callback->error(*result.status, std::move(payload), false);
   else

@@ -11,6 +11,13 @@ bool isPng(const PictureOptions& options) {
 
 }  // namespace
 
+ResultPair success(Value callbackUri) {
+  // Not from a list of pairs, which would copy a long text.
+  Dictionary payload;
+  payload.emplace("callbackURI", std::move(callbackUri));
+  return {std::nullopt, std::move(payload)};
+}
+
 ResultPair writeFailure(std::string message) {
   return {CommandStatus::UNABLE_FILE_WRITE, Dictionary{{"errorMsg", std::move(message)}}};
 }
@@ -38,10 +45,19 @@ std::string_view temporaryFileExtension(const PictureOptions& options) {
   return isPng(options) ? "png" : "jpg";
 }
 
-std::string nativeUri(const PictureOptions& options, std::string_view localIdentifier) {
-  const std::string extension = isPng(options) ? "PNG" : "JPG";
-  return "assets-library://asset/asset." + extension + "?id=" + std::string(localIdentifier) +
-         "&ext=" + extension;
+std::optional<URL> urlIn(const Dictionary& info, std::string_view key) {
+  const Value* value = find(info, key);
+  return value && value->url() ? std::optional(*value->url()) : std::nullopt;
+}
+
+std::string_view nativeUriExtension(const PictureOptions& options) {
+  return isPng(options) ? "PNG" : "JPG";
+}
+
+std::string nativeUri(std::string_view extension, std::string_view localIdentifier) {
+  const std::string text(extension);
+  return "assets-library://asset/asset." + text + "?id=" + std::string(localIdentifier) +
+         "&ext=" + text;
 }
 
 }  // namespace vecamera

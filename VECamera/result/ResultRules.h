@@ -1,10 +1,11 @@
 #pragma once
 
+#include <optional>
 #include <string>
 #include <string_view>
 
+#include "VECamera/core/ResultPair.h"
 #include "VECamera/options/PictureOptions.h"
-#include "VECamera/platform/VideoResult.h"
 
 namespace vecamera {
 
@@ -15,8 +16,15 @@ inline constexpr std::string_view photoPrefix = "velmora_photo_";
 /// The date pattern of a temporary file's name. Settled: a twelve-hour clock without a marker.
 inline constexpr std::string_view temporaryFileDateFormat = "yyyyMMddhhmmss";
 
-/// The result of a picture that could not be written.
+/// What a movie's data URL begins with.
+inline constexpr std::string_view movieDataUrlPrefix = "data:video/mp4;base64,";
+
+/// A result with its one value.
+ResultPair success(Value callbackUri);
+/// The result of a picture or movie that could not be written.
 ResultPair writeFailure(std::string message);
+/// The URL under the key of a picker's info; nothing for a value of another type.
+std::optional<URL> urlIn(const Dictionary& info, std::string_view key);
 /// The quality, from 0.0, that a JPEG is encoded at. May exceed 1.0; encoders clamp it.
 double compressionQuality(const PictureOptions& options);
 /// Whether the picture is to be scaled: both sides of the target must be positive.
@@ -25,7 +33,9 @@ bool hasUsableTargetSize(const PictureOptions& options);
 std::string_view dataUrlPrefix(const PictureOptions& options);
 /// "png" or "jpg".
 std::string_view temporaryFileExtension(const PictureOptions& options);
+/// The extension in the address of a new library picture: "PNG" or "JPG".
+std::string_view nativeUriExtension(const PictureOptions& options);
 /// The address of a new library asset.
-std::string nativeUri(const PictureOptions& options, std::string_view localIdentifier);
+std::string nativeUri(std::string_view extension, std::string_view localIdentifier);
 
 }  // namespace vecamera

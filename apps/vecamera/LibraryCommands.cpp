@@ -74,14 +74,10 @@ void printLine(const AssetRecord& asset) {
   std::cout << device::toLine(line) << std::endl;
 }
 
-/// A bar on a terminal, which is gone when the work is done.
-void showProgress(std::size_t done, std::size_t total) {
-  constexpr std::size_t width = 30;
-  if (total < 2 || isatty(STDERR_FILENO) == 0) return;
-  const auto filled = done * width / total;
-  std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << done
-            << " of " << total << std::flush;
-  if (done == total) std::cerr << "\r\033[K" << std::flush;
+void showImported(std::size_t done, std::size_t total) {
+  if (total >= 2)
+    showProgress(static_cast<double>(done) / static_cast<double>(total),
+                 std::to_string(done) + " of " + std::to_string(total));
 }
 
 /// A file name for the asset: its identifier's own part, with nothing in it that could lead out of
@@ -158,7 +154,7 @@ ExitStatus addToLibrary(const fs::path& home, const std::vector<fs::path>& files
     return refuse(home.string() + ": it cannot be used as a home; name a folder of your own");
   const auto library = openLibrary(home);
   if (!library) return ExitStatus::failure;
-  const auto report = library->importFiles(imports, device::SystemClock().now(), showProgress);
+  const auto report = library->importFiles(imports, device::SystemClock().now(), showImported);
   for (const auto& asset : report.imported) std::cout << asset.identifier << std::endl;
   for (const auto& error : report.refused) complain(error.text);
   return report.refused.empty() ? ExitStatus::success : ExitStatus::failure;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 
 #include "VECamera/platform/CoreGraphics.h"
 #include "apps/vecamera/Terminal.h"
@@ -13,9 +14,11 @@ struct SceneOptions {
   CGSize size{1600, 1200};
   /// An Exif orientation, 1 to 8.
   int orientation = 1;
+  /// The movie's length; nothing: a photograph.
+  std::optional<double> seconds;
 };
 
-/// Writes a generated photograph.
+/// Writes a generated photograph, or a movie where it has a length.
 ExitStatus writeScene(const SceneOptions& options);
 
 }  // namespace vecamera::app

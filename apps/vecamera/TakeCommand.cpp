@@ -4,6 +4,7 @@
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <sstream>
 #include <string>
 #include <thread>
 
@@ -13,6 +14,7 @@
 #include "apps/vecamera/Signals.h"
 #include "device/foundation/ApplicationHome.h"
 #include "device/imaging/Pictures.h"
+#include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
 #include "device/script/JsonValue.h"
 #include "device/script/Player.h"
@@ -77,8 +79,15 @@ std::optional<std::string> problemWith(const TakeOptions& options) {
   if (auto problem = problemWithFile(options.photo)) return problem;
   if (options.home && !device::ApplicationHome::open(options.home->string()))
     return options.home->string() + ": it cannot be a device's home; name a folder of its own";
-  if ((mediaOf(options) == Media::photo || !opensCamera(options)) && !isPicture(options.photo))
-    return options.photo.string() +
+  const bool isMovie = device::probeMovieFile(options.photo).has_value();
+  const std::string name = options.photo.string();
+  if (mediaOf(options) == Media::movie && !isMovie)
+    return name +
+           ": it is no movie that the device can open; give it an MP4, QuickTime or WebM file";
+  if (mediaOf(options) == Media::photo && isMovie)
+    return name + ": it is a movie; say so with --media video";
+  if (mediaOf(options) == Media::photo && !isPicture(options.photo))
+    return name +
            ": it is no picture that the device can open; give it a JPEG, PNG, HEIC or WebP file";
   return std::nullopt;
 }
@@ -120,7 +129,7 @@ ExitStatus writeOutput(const TakeOptions& options, const nlohmann::ordered_json&
                        const fs::path& home) {
   const auto bytes = bytesOfResult(resultOf(answer), home);
   if (!bytes)
-    return fail("the answer holds no picture that could be written to " + options.output->string());
+    return fail("the answer holds nothing that could be written to " + options.output->string());
   if (writeFile(*options.output, *bytes)) return ExitStatus::success;
   return fail(options.output->string() + ": it cannot be written; check folder and permissions");
 }
@@ -136,12 +145,16 @@ void waitForNextSecond(const fs::path& home) {
   if (now - written < seconds(1)) std::this_thread::sleep_until(floor<seconds>(now) + seconds(1));
 }
 
+void showExport(float share) {
+  showProgress(share, std::to_string(static_cast<int>(share * 100)) + " %");
+}
+
 void warnOfWhatGoesAway(const TakeOptions& options) {
   const auto destination = options.destination.value_or(kNativeUri);
   if (options.home || options.output || destination == kDataUrl) return;
   complain(std::string(destination == kNativeUri ? "the photo library" : "the file") +
            " of the answer goes away now, with its device; keep the device with --home DIR, or the "
-           "picture with --output FILE");
+           "result with --output FILE");
 }
 
 }  // namespace
@@ -182,12 +195,16 @@ ExitStatus take(const TakeOptions& options) {
     used.home = home->path();
   }
 
-  if (options.home && options.destination == kFileUri) waitForNextSecond(*options.home);
+  const bool leavesFile = options.destination == kFileUri || mediaOf(options) == Media::movie;
+  if (options.home && leavesFile) waitForNextSecond(*options.home);
 
   Outcome outcome;
+  std::ostringstream notes;
   const auto played = device::playScript(
-      scriptFor(used), {options.limit, wasInterrupted},
-      [&outcome](const std::string& line) { note(line, outcome); }, std::cerr);
+      scriptFor(used), {options.limit, wasInterrupted, showExport},
+      [&outcome](const std::string& line) { note(line, outcome); }, notes);
+  endProgress();
+  std::cerr << notes.str();
   if (played == device::PlayOutcome::notPlayable) return ExitStatus::usage;
   if (outcome.answer.is_null())
     return fail("the command was not answered: " +

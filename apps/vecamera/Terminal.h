@@ -20,4 +20,10 @@ void complain(std::string_view why);
 ExitStatus refuse(std::string_view why);
 ExitStatus fail(std::string_view why);
 
+/// On a terminal, a bar on standard error that shows the share done, from 0 to 1, and is gone at 1;
+/// elsewhere nothing.
+void showProgress(double share, std::string_view text);
+/// Takes away a bar that did not come to its end.
+void endProgress();
+
 }  // namespace vecamera::app

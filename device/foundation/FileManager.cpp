@@ -66,6 +66,19 @@ class DirectoryEnumerator : public NSDirectoryEnumerator {
   std::vector<Level> levels_;
 };
 
+class FileHandle : public NSFileHandle {
+ public:
+  FileHandle(Descriptor file, std::uint64_t size) : file_(std::move(file)), size_(size) {}
+  std::uint64_t size() const override { return size_; }
+  std::optional<Data> readDataUpToLength(std::size_t length) override {
+    return readUpTo(file_, length);
+  }
+
+ private:
+  const Descriptor file_;
+  const std::uint64_t size_;
+};
+
 /// Removes the item; 0 or an `errno` value. Works on the folder that was found to lie within the
 /// temporary directory, not on its path, so that no link put there meanwhile leads elsewhere.
 int removeWithin(const std::string& temporaryDirectory, std::string_view path) {
@@ -145,6 +158,12 @@ std::unique_ptr<NSDirectoryEnumerator> FileManager::enumeratorAtPath(std::string
   auto names = entryNames(root);
   if (!names) return nullptr;
   return std::make_unique<DirectoryEnumerator>(std::move(root), std::move(*names));
+}
+
+std::unique_ptr<NSFileHandle> FileManager::fileHandleForReadingAtPath(std::string_view path) {
+  auto file = openFileForReading(path);
+  if (!file) return nullptr;
+  return std::make_unique<FileHandle>(std::move(file->descriptor), file->size);
 }
 
 std::optional<NSError> FileManager::removeItemAtPath(std::string_view path) {

@@ -30,6 +30,7 @@ class FileManager : public NSFileManager {
   bool createFileAtPath(std::string_view path, const Data& contents) override;
   /// Entries of one folder come in the order of their names' bytes.
   std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) override;
+  std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view path) override;
   /// A link is removed itself. What lies outside of the temporary directory, and the directory
   /// itself, may not be removed.
   std::optional<NSError> removeItemAtPath(std::string_view path) override;

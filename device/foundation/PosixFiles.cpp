@@ -177,27 +177,36 @@ int replaceFile(std::string_view path, const Data& contents) {
   return replaceFileAt(folder, name, contents);
 }
 
-std::optional<Data> readFile(std::string_view path, std::size_t maxBytes) {
+std::optional<OpenedFile> openFileForReading(std::string_view path) {
   // Without O_NONBLOCK, opening a pipe would wait for its other end.
-  const Descriptor file = openAt(AT_FDCWD, path, O_RDONLY | O_NONBLOCK);
+  Descriptor file = openAt(AT_FDCWD, path, O_RDONLY | O_NONBLOCK);
   const auto status = file ? statusOf(file) : std::nullopt;
   if (!status || !S_ISREG(status->st_mode)) return std::nullopt;
-  if (static_cast<std::uintmax_t>(status->st_size) > maxBytes) return std::nullopt;
-  std::vector<std::uint8_t> bytes;
+  return OpenedFile{std::move(file), static_cast<std::uint64_t>(status->st_size)};
+}
+
+std::optional<Data> readUpTo(const Descriptor& file, std::size_t length) {
+  std::vector<std::uint8_t> bytes(length);
   std::size_t size = 0;
-  // One byte more than the file had, so that its end is seen without growing the buffer again.
-  bytes.resize(static_cast<std::size_t>(status->st_size) + 1);
-  for (;;) {
-    if (size == bytes.size()) bytes.resize(size * 2);
-    const ssize_t got = read(file.number(), bytes.data() + size, bytes.size() - size);
+  while (size < length) {
+    const ssize_t got = read(file.number(), bytes.data() + size, length - size);
     if (got < 0 && errno == EINTR) continue;
     if (got < 0) return std::nullopt;
-    size += static_cast<std::size_t>(got);
-    if (size > maxBytes) return std::nullopt;
     if (got == 0) break;
+    size += static_cast<std::size_t>(got);
   }
   bytes.resize(size);
   return Data(std::move(bytes));
+}
+
+std::optional<Data> readFile(std::string_view path, std::size_t maxBytes) {
+  const auto file = openFileForReading(path);
+  if (!file || file->size > maxBytes) return std::nullopt;
+  // One byte more than the limit, so that a file that has grown is seen.
+  const auto atMost = std::min<std::uint64_t>(maxBytes, file->size + (1U << 16));
+  auto data = readUpTo(file->descriptor, static_cast<std::size_t>(atMost) + 1);
+  if (!data || data->size() > atMost) return std::nullopt;
+  return data;
 }
 
 bool writeFile0600(std::string_view path, const Data& contents) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -54,6 +55,17 @@ int removeTreeAt(const Descriptor& folder, const std::string& name);
 /// returns. Nobody sees it half-written, and a failed write leaves nothing behind. A link at the
 /// path is replaced, not followed.
 int replaceFile(std::string_view path, const Data& contents);
+
+struct OpenedFile {
+  Descriptor descriptor;
+  /// In bytes, when it was opened.
+  std::uint64_t size = 0;
+};
+/// The regular file, open for reading; nothing for anything else.
+std::optional<OpenedFile> openFileForReading(std::string_view path);
+/// The next bytes: fewer than asked for only at the end of the file; nothing where it cannot be
+/// read.
+std::optional<Data> readUpTo(const Descriptor& file, std::size_t length);
 
 /// The contents of the regular file; nothing where it cannot be read or holds more bytes.
 std::optional<Data> readFile(std::string_view path, std::size_t maxBytes);

@@ -106,32 +106,31 @@ std::optional<std::int64_t> singleNumber(Database& database, const char* sql) {
   return statement.integer(0);
 }
 
-/// Files of a change that is under way; removed again unless it is kept.
-class ChangeFiles {
- public:
-  ChangeFiles() = default;
-  ~ChangeFiles() {
-    std::error_code ignored;
-    for (const fs::path& file : files_) fs::remove(file, ignored);
-  }
-  ChangeFiles(const ChangeFiles&) = delete;
-  ChangeFiles& operator=(const ChangeFiles&) = delete;
+std::optional<Data> dataOf(const AssetContent& content) {
+  if (const auto* data = std::get_if<Data>(&content)) return *data;
+  auto read = photos::readFile(std::get<fs::path>(content));
+  auto* data = std::get_if<Data>(&read);
+  return data ? std::optional(std::move(*data)) : std::nullopt;
+}
 
-  void add(fs::path file) { files_.push_back(std::move(file)); }
-  void keep() { files_.clear(); }
-
- private:
-  std::vector<fs::path> files_;
-};
+/// Nothing on success.
+std::optional<std::string> write(const AssetContent& content, const fs::path& file) {
+  if (const auto* data = std::get_if<Data>(&content)) return photos::writePrivateFile(file, *data);
+  return photos::copyToPrivateFile(std::get<fs::path>(content), file);
+}
 
 constexpr std::string_view kPictureFormats = "JPEG, PNG, HEIC, WebP";
-constexpr std::string_view kMovieFormats = "MP4, QuickTime";
+constexpr std::string_view kMovieFormats = "MP4, QuickTime, WebM";
 
 StoreError invalidResource(const std::string& name, std::string_view kind,
                            std::string_view formats) {
   return {StoreError::Kind::invalidResource, name + " is no " + std::string(kind) +
                                                  " that the library takes (" +
                                                  std::string(formats) + ")"};
+}
+
+StoreError writeError(const std::string& why) {
+  return {StoreError::Kind::storage, "The original cannot be written: " + why};
 }
 
 StoreError unknownAsset(std::string_view identifier) {
@@ -261,7 +260,9 @@ void LibraryStore::sweep() {
     originals.insert(originalName(record));
     sequences.insert(record.sequence);
   }
-  removeFiles(originals_, [&](const std::string& name) { return !originals.contains(name); });
+  removeFiles(originals_, [&](const std::string& name) {
+    return !originals.contains(name) && !photos::isPartialInUse(name);
+  });
   removeFiles(thumbnails_, [&](const std::string& name) {
     const auto sequence = sequenceInThumbnailName(name);
     return !sequence || !sequences.contains(*sequence);
@@ -269,6 +270,24 @@ void LibraryStore::sweep() {
 }
 
 // Adding
+
+/// Files of a change that is under way; removed again unless it is kept.
+class LibraryStore::ChangeFiles {
+ public:
+  ChangeFiles() = default;
+  ~ChangeFiles() {
+    std::error_code ignored;
+    for (const fs::path& file : files_) fs::remove(file, ignored);
+  }
+  ChangeFiles(const ChangeFiles&) = delete;
+  ChangeFiles& operator=(const ChangeFiles&) = delete;
+
+  void add(fs::path file) { files_.push_back(std::move(file)); }
+  void keep() { files_.clear(); }
+
+ private:
+  std::vector<fs::path> files_;
+};
 
 std::string LibraryStore::drawIdentifier() {
   const std::lock_guard lock(mutex_);
@@ -285,7 +304,6 @@ std::string LibraryStore::drawIdentifier() {
 std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
   AssetRecord record;
   record.type = asset.type;
-  record.byteCount = asset.data.size();
   record.created = asset.created;
   if (asset.identifier) record.identifier = *asset.identifier;
 
@@ -296,14 +314,15 @@ std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
     record.height = probed.height;
   };
   if (asset.type == PHAssetResourceType::photo && parts_.probePicture) {
-    if (const auto probed = parts_.probePicture(asset.data)) {
+    const auto data = dataOf(asset.content);
+    if (const auto probed = data ? parts_.probePicture(*data) : std::nullopt) {
       take(*probed);
       record.orientation = probed->orientation;
       return record;
     }
   }
   if (asset.type == PHAssetResourceType::video && parts_.probeMovie) {
-    if (const auto probed = parts_.probeMovie(asset.data)) {
+    if (const auto probed = parts_.probeMovie(asset.content)) {
       take(*probed);
       record.durationSeconds = probed->durationSeconds;
       return record;
@@ -313,47 +332,29 @@ std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
 }
 
 StoreOutcome<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAsset>& assets) {
-  std::vector<AssetRecord> records;
-  for (const NewAsset& asset : assets) {
-    auto record = describe(asset);
-    if (!record) {
-      return asset.type == PHAssetResourceType::photo
-                 ? invalidResource("The resource", "picture", kPictureFormats)
-                 : invalidResource("The resource", "movie", kMovieFormats);
-    }
-    if (!asset.identifier) record->identifier = drawIdentifier();
-    records.push_back(*std::move(record));
-  }
-  if (records.empty()) return records;
-  const std::lock_guard lock(mutex_);
-  return addLocked(assets, std::move(records));
-}
-
-StoreOutcome<std::vector<AssetRecord>> LibraryStore::addLocked(const std::vector<NewAsset>& assets,
-                                                               std::vector<AssetRecord> records) {
-  // Declared before the transaction, so that unneeded files go after it is rolled back.
+  // Copying a movie takes its time, so that the library is not held meanwhile.
   ChangeFiles files;
+  std::vector<StagedAsset> staged;
+  for (const NewAsset& asset : assets) {
+    auto one = stage(asset, files);
+    if (!one) return one.error();
+    staged.push_back(*std::move(one));
+  }
+  std::vector<AssetRecord> records;
+  if (staged.empty()) return records;
+  const std::lock_guard lock(mutex_);
   Transaction change(*database_);
   if (!change.begun()) return storageError();
   reach(Stage::changeBegun);
-
-  const auto writeError = [](const std::string& why) {
-    return StoreError{StoreError::Kind::storage, "The original cannot be written: " + why};
-  };
-  for (std::size_t i = 0; i < records.size(); ++i) {
-    if (auto error = insertLocked(records[i])) return *std::move(error);
-    const fs::path file = originalFile(records[i]);
-    const fs::path partial = photos::partialName(file);
-    files.add(partial);
-    if (const auto why = photos::writePrivateFile(partial, assets[i].data)) {
-      return writeError(*why);
-    }
-    reach(Stage::fileWritten);
+  for (StagedAsset& each : staged) {
+    if (auto error = insertLocked(each.record)) return *std::move(error);
+    const fs::path file = originalFile(each.record);
     files.add(file);
     std::error_code error;
-    fs::rename(partial, file, error);
+    fs::rename(each.file, file, error);
     if (error) return writeError(error.message());
     reach(Stage::fileRenamed);
+    records.push_back(std::move(each.record));
   }
   if (const auto why = photos::syncFolder(originals_)) return writeError(*why);
   reach(Stage::folderSynced);
@@ -364,6 +365,33 @@ StoreOutcome<std::vector<AssetRecord>> LibraryStore::addLocked(const std::vector
   if (!change.commit()) return storageError();
   reach(Stage::changeCommitted);
   return records;
+}
+
+StoreOutcome<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset,
+                                                            ChangeFiles& files) {
+  const bool isPhoto = asset.type == PHAssetResourceType::photo;
+  const auto refused = [isPhoto] {
+    return isPhoto ? invalidResource("The resource", "picture", kPictureFormats)
+                   : invalidResource("The resource", "movie", kMovieFormats);
+  };
+  StagedAsset staged{{}, photos::partialName(originals_ / "new")};
+  const auto* source = std::get_if<fs::path>(&asset.content);
+  if (source && photos::problemWithReading(*source)) return refused();
+  if (!source && !describe(asset)) return refused();
+  files.add(staged.file);
+  if (const auto why = write(asset.content, staged.file)) return writeError(*why);
+  reach(Stage::fileWritten);
+  // A file is looked at as it was copied.
+  auto copied = asset;
+  if (source) copied.content = staged.file;
+  auto record = describe(copied);
+  if (!record) return refused();
+  staged.record = *std::move(record);
+  std::error_code error;
+  staged.record.byteCount = fs::file_size(staged.file, error);
+  if (error) return writeError(error.message());
+  if (!asset.identifier) staged.record.identifier = drawIdentifier();
+  return staged;
 }
 
 std::optional<StoreError> LibraryStore::insertLocked(AssetRecord& record) {
@@ -401,26 +429,25 @@ std::optional<StoreError> LibraryStore::insertLocked(AssetRecord& record) {
 
 StoreOutcome<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
   const std::string name = file.path.filename().string();
-  auto read = photos::readFile(file.path);
-  if (const auto* why = std::get_if<std::string>(&read)) {
+  if (const auto why = photos::problemWithReading(file.path))
     return StoreError{StoreError::Kind::unreadable, name + " cannot be read: " + *why};
+  // Whether it is a movie is told by its first bytes, a picture is read whole.
+  NewAsset asset{file.identifier, PHAssetResourceType::video, file.path, created};
+  bool isKnown = describe(asset).has_value();
+  if (!isKnown) {
+    auto read = photos::readFile(file.path);
+    if (const auto* why = std::get_if<std::string>(&read))
+      return StoreError{StoreError::Kind::unreadable, name + " cannot be read: " + *why};
+    asset.type = PHAssetResourceType::photo;
+    asset.content = std::get<Data>(std::move(read));
+    isKnown = describe(asset).has_value();
   }
-  NewAsset asset{file.identifier, PHAssetResourceType::photo, std::get<Data>(std::move(read)),
-                 created};
-  auto record = describe(asset);
-  if (!record) {
-    if (!parts_.probeMovie) return invalidResource(name, "picture", kPictureFormats);
-    asset.type = PHAssetResourceType::video;
-    record = describe(asset);
-  }
-  if (!record) {
+  if (!isKnown && !parts_.probeMovie) return invalidResource(name, "picture", kPictureFormats);
+  if (!isKnown) {
     return invalidResource(name, "picture or movie",
                            std::string(kPictureFormats) + ", " + std::string(kMovieFormats));
   }
-  if (!asset.identifier) record->identifier = drawIdentifier();
-
-  const std::lock_guard lock(mutex_);
-  auto added = addLocked({asset}, {*std::move(record)});
+  auto added = add({asset});
   if (!added) return StoreError{added.error().kind, name + ": " + added.error().text};
   return std::move(added->front());
 }
@@ -505,6 +532,24 @@ StoreOutcome<Data> LibraryStore::readOriginal(const AssetRecord& record) const {
                     "The original of \"" + record.identifier + "\" cannot be read: " + why};
 }
 
+StoreOutcome<fs::path> LibraryStore::originalFile(std::string_view identifier) {
+  const auto record = fetchByIdentifier(identifier);
+  if (!record) return record.error();
+  return originalFile(*record);
+}
+
+std::optional<Data> LibraryStore::makeSmall(const AssetRecord& record, int maxSide,
+                                            std::optional<StoreError>& error) const {
+  if (maxSide <= 0) return std::nullopt;
+  if (record.type == PHAssetResourceType::video)
+    return parts_.makePoster ? parts_.makePoster(originalFile(record), maxSide) : std::nullopt;
+  if (!parts_.makeThumbnail) return std::nullopt;
+  const auto original = readOriginal(record);
+  if (original) return parts_.makeThumbnail(*original, maxSide);
+  error = original.error();
+  return std::nullopt;
+}
+
 StoreOutcome<Data> LibraryStore::thumbnail(std::string_view identifier, int maxSide) {
   const auto record = fetchByIdentifier(identifier);
   if (!record) return record.error();
@@ -512,10 +557,9 @@ StoreOutcome<Data> LibraryStore::thumbnail(std::string_view identifier, int maxS
   auto cached = photos::readFile(file);
   if (auto* data = std::get_if<Data>(&cached)) return std::move(*data);
 
-  const auto original = readOriginal(*record);
-  if (!original) return original.error();
-  std::optional<Data> made;
-  if (parts_.makeThumbnail && maxSide > 0) made = parts_.makeThumbnail(*original, maxSide);
+  std::optional<StoreError> problem;
+  const auto made = makeSmall(*record, maxSide, problem);
+  if (problem) return *std::move(problem);
   if (!made) {
     return StoreError{StoreError::Kind::invalidResource,
                       "No thumbnail can be made of \"" + record->identifier + "\""};

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "VECamera/platform/Foundation.h"
@@ -34,7 +35,7 @@ struct ProbedPicture {
 };
 
 struct ProbedMovie {
-  /// Lower case, without a dot: "mp4", "mov".
+  /// Lower case, without a dot: "mp4", "mov", "webm".
   std::string extension;
   std::string uti;
   /// In pixels, as displayed.
@@ -64,11 +65,14 @@ struct AssetRecord {
 /// The format's everyday name: "jpeg" for "jpg", otherwise the extension.
 std::string formatName(const AssetRecord& record);
 
+/// The bytes, or the file that holds them; it is copied and stays.
+using AssetContent = std::variant<Data, std::filesystem::path>;
+
 struct NewAsset {
   /// Nothing: one is drawn.
   std::optional<std::string> identifier;
   PHAssetResourceType type = PHAssetResourceType::photo;
-  Data data;
+  AssetContent content;
   Date created;
 };
 
@@ -90,14 +94,15 @@ struct ImportReport {
 /// or not at all. Several processes may have one library open.
 ///
 /// Every operation may be called on any thread. One mutex guards the one database connection; it is
-/// held while a change writes its files, but not while files are read, probed or made smaller.
+/// not held while files are written, read, probed or made smaller.
 class LibraryStore {
  public:
   /// The steps of a change, in their order.
   enum class Stage {
-    changeBegun,
-    /// For each asset: its file is written under another name, and then has its own.
+    /// For each asset: its file is written under another name.
     fileWritten,
+    changeBegun,
+    /// For each asset: its file has its own name.
     fileRenamed,
     folderSynced,
     changeCommitted,
@@ -111,13 +116,15 @@ class LibraryStore {
     /// Nothing where the bytes are no picture that the library takes. Without the function, none
     /// is.
     std::function<std::optional<ProbedPicture>(const Data&)> probePicture;
-    std::function<std::optional<ProbedMovie>(const Data&)> probeMovie;
+    std::function<std::optional<ProbedMovie>(const AssetContent&)> probeMovie;
     /// A JPEG of the original, upright, whose longer side is at most `maxSide` pixels; nothing
-    /// where it cannot be made.
+    /// where it cannot be made. Of a movie, it is a JPEG of one of its first pictures.
     std::function<std::optional<Data>(const Data& original, int maxSide)> makeThumbnail;
+    std::function<std::optional<Data>(const std::filesystem::path& original, int maxSide)>
+        makePoster;
     /// Draws UUIDs; the library appends "/L0/001". Without the function they are random.
     std::function<std::string()> identifiers;
-    /// Called at each step with the library held: it must not call the library. For tests.
+    /// Called at each step, mostly with the library held: it must not call the library. For tests.
     std::function<void(Stage)> atStage;
   };
 
@@ -150,6 +157,8 @@ class LibraryStore {
   /// assets with the same UUID the oldest is given.
   StoreOutcome<AssetRecord> fetchByAddress(std::string_view address);
   StoreOutcome<Data> readOriginal(std::string_view identifier);
+  /// The file that holds the asset's bytes, to be read only.
+  StoreOutcome<std::filesystem::path> originalFile(std::string_view identifier);
   /// From the cache, or made now.
   StoreOutcome<Data> thumbnail(std::string_view identifier, int maxSide);
 
@@ -167,14 +176,23 @@ class LibraryStore {
   std::optional<std::string> migrate();
   void sweep();
 
+  /// Files of a change that is under way; removed again unless the change keeps them.
+  class ChangeFiles;
+  /// An asset whose bytes stand in a file of the library's already, under another name.
+  struct StagedAsset {
+    AssetRecord record;
+    std::filesystem::path file;
+  };
+
   std::optional<AssetRecord> describe(const NewAsset& asset) const;
   StoreOutcome<AssetRecord> findLocked(std::string_view identifierOrUuid);
   std::optional<StoreError> insertLocked(AssetRecord& record);
-  StoreOutcome<std::vector<AssetRecord>> addLocked(const std::vector<NewAsset>& assets,
-                                                   std::vector<AssetRecord> records);
+  StoreOutcome<StagedAsset> stage(const NewAsset& asset, ChangeFiles& files);
   std::optional<StoreError> removeAssets(std::optional<std::string_view> identifier);
   StoreOutcome<std::vector<AssetRecord>> listLocked();
   StoreOutcome<Data> readOriginal(const AssetRecord& record) const;
+  std::optional<Data> makeSmall(const AssetRecord& record, int maxSide,
+                                std::optional<StoreError>& error) const;
   StoreError storageError() const;
   void reach(Stage stage) const;
   std::filesystem::path originalFile(const AssetRecord& record) const;

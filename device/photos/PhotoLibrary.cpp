@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "device/foundation/Urls.h"
 #include "device/photos/AssetAddress.h"
 
 namespace vecamera::device {
@@ -45,19 +46,24 @@ class PhotoLibrary::Request : public PHAssetCreationRequest {
                    const PHAssetResourceCreationOptions&) override {
     resources_.emplace_back(type, data);
   }
+  void addResource(PHAssetResourceType type, const URL& fileURL,
+                   const PHAssetResourceCreationOptions&) override {
+    // What names no file is refused when it is read, as a file that is not there.
+    resources_.emplace_back(type, std::filesystem::path(filePathOf(fileURL).value_or("")));
+  }
   std::optional<std::string> placeholderLocalIdentifier() const override { return identifier_; }
 
   bool isEmpty() const { return resources_.empty(); }
   /// Nothing where the request does not have exactly one resource.
   std::optional<NewAsset> asset(Date created) const {
     if (resources_.size() != 1) return std::nullopt;
-    const auto& [type, data] = resources_.front();
-    return NewAsset{identifier_, type, data, created};
+    const auto& [type, content] = resources_.front();
+    return NewAsset{identifier_, type, content, created};
   }
 
  private:
   const std::string identifier_;
-  std::vector<std::pair<PHAssetResourceType, Data>> resources_;
+  std::vector<std::pair<PHAssetResourceType, AssetContent>> resources_;
 };
 
 /// What one change asks for.
@@ -99,6 +105,8 @@ thread_local PhotoLibrary::Change* PhotoLibrary::Change::current_ = nullptr;
 class PhotoLibrary::DroppedRequest : public PHAssetCreationRequest {
  public:
   void addResource(PHAssetResourceType, const Data&,
+                   const PHAssetResourceCreationOptions&) override {}
+  void addResource(PHAssetResourceType, const URL&,
                    const PHAssetResourceCreationOptions&) override {}
   std::optional<std::string> placeholderLocalIdentifier() const override { return std::nullopt; }
 };

@@ -36,7 +36,7 @@ struct SavedAsset {
   /// "photo" or "video".
   std::string type;
   std::uint64_t bytes = 0;
-  /// "jpeg", "png", "heic", "webp", "mp4", "mov".
+  /// "jpeg", "png", "heic", "webp", "mp4", "mov", "webm".
   std::string format;
 };
 
@@ -50,8 +50,8 @@ struct SavedAsset {
 /// a change block of this library; elsewhere one is handed out that does nothing.
 ///
 /// Errors are of the domain "PHPhotosErrorDomain": 3300 for a request with several
-/// resources, 3302 for bytes that are no picture, 3311 for a library that may not be changed, and
-/// -1, with a description, where the store fails.
+/// resources, 3302 for bytes that are no picture or movie, 3311 for a library that may not be
+/// changed, and -1, with a description, where the store fails.
 class PhotoLibrary : public PHPhotoLibrary {
  public:
   /// Called on the queue for each new asset, after its change is committed and before the change's

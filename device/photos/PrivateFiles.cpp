@@ -1,12 +1,14 @@
 #include "device/photos/PrivateFiles.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
+#include <cstdio>
 #include <system_error>
 #include <vector>
 
@@ -74,6 +76,25 @@ std::optional<std::string> writePrivateFile(const std::filesystem::path& file, c
   return std::nullopt;
 }
 
+std::optional<std::string> copyToPrivateFile(const std::filesystem::path& from,
+                                             const std::filesystem::path& file) {
+  const Descriptor source(::open(from.c_str(), O_RDONLY | O_CLOEXEC));
+  if (!source.open()) return textOf(errno);
+  const Descriptor made(::open(file.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600));
+  if (!made.open()) return textOf(errno);
+  std::vector<std::uint8_t> piece(1U << 20);
+  while (true) {
+    const ssize_t got = ::read(source.number(), piece.data(), piece.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) return textOf(errno);
+    if (got == 0) break;
+    if (!writeAll(made.number(), {piece.data(), static_cast<std::size_t>(got)}))
+      return textOf(errno);
+  }
+  if (::fsync(made.number()) != 0) return textOf(errno);
+  return std::nullopt;
+}
+
 std::optional<std::string> syncFolder(const std::filesystem::path& folder) {
   const Descriptor opened(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
   if (!opened.open() || ::fsync(opened.number()) != 0) return textOf(errno);
@@ -101,10 +122,26 @@ std::variant<Data, std::string> readFile(const std::filesystem::path& file) {
   return Data(std::move(bytes));
 }
 
+std::optional<std::string> problemWithReading(const std::filesystem::path& file) {
+  const Descriptor opened(::open(file.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+  struct stat status {};
+  if (!opened.open() || ::fstat(opened.number(), &status) != 0) return textOf(errno);
+  if (S_ISDIR(status.st_mode)) return textOf(EISDIR);
+  if (!S_ISREG(status.st_mode)) return "It is no regular file";
+  return std::nullopt;
+}
+
 std::filesystem::path partialName(const std::filesystem::path& file) {
   static std::atomic<unsigned> count = 0;
   return file.parent_path() / (".part-" + std::to_string(::getpid()) + "-" +
                                std::to_string(++count) + "-" + file.filename().string());
+}
+
+bool isPartialInUse(const std::string& fileName) {
+  int process = 0;
+  if (std::sscanf(fileName.c_str(), ".part-%d-", &process) != 1 || process <= 0) return false;
+  // A process of another user refuses the question, and so is there.
+  return ::kill(process, 0) == 0 || errno == EPERM;
 }
 
 FolderLock::FolderLock(const std::filesystem::path& folder)

@@ -22,14 +22,24 @@ std::optional<std::string> makePrivateFile(const std::filesystem::path& file);
 /// success.
 std::optional<std::string> writePrivateFile(const std::filesystem::path& file, const Data& data);
 
+/// The same with the bytes of another file.
+std::optional<std::string> copyToPrivateFile(const std::filesystem::path& from,
+                                             const std::filesystem::path& file);
+
 /// Makes the names in a folder survive a loss of power. Nothing on success.
 std::optional<std::string> syncFolder(const std::filesystem::path& folder);
 
 /// The bytes of a file, or why it cannot be read.
 std::variant<Data, std::string> readFile(const std::filesystem::path& file);
 
+/// Why the path is no regular file that can be read; nothing where it is.
+std::optional<std::string> problemWithReading(const std::filesystem::path& file);
+
 /// A name beside the file for writing it, such as no other thread or process uses.
 std::filesystem::path partialName(const std::filesystem::path& file);
+
+/// Whether the file's name is one that `partialName` gave to a process that still runs.
+bool isPartialInUse(const std::string& fileName);
 
 /// Holds a folder against other holders, in this process and others, as long as it lives.
 class FolderLock {

@@ -11,7 +11,7 @@ namespace vecamera::device {
 /// Writes what a scripted device tells as the events of a script's output.
 class EventWriter : public ScriptObserver {
  public:
-  explicit EventWriter(const EventSink& sink) : sink_(sink) {}
+  explicit EventWriter(EventSink sink) : sink_(std::move(sink)) {}
 
   void answered(const Callback& callback) override;
   void loggedDebug(std::string_view msg) override;
@@ -31,7 +31,7 @@ class EventWriter : public ScriptObserver {
   void write(const nlohmann::ordered_json& event);
 
  private:
-  const EventSink& sink_;
+  const EventSink sink_;
 };
 
 }  // namespace vecamera::device

@@ -1,6 +1,7 @@
 #include "device/script/Faults.h"
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 
 #include "device/foundation/FileErrors.h"
@@ -21,6 +22,30 @@ class NoContext : public UIGraphicsImageContext {
   std::shared_ptr<UIImage> imageFromCurrentImageContext() override { return nullptr; }
 };
 
+/// An export that fails as soon as it is started.
+class FailingExport : public AVAssetExportSession {
+ public:
+  FailingExport(NSError error, Executor& queue) : error_(std::move(error)), queue_(queue) {}
+  void setOutputFileType(std::string_view) override {}
+  void setOutputURL(const URL&) override {}
+  void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) override {
+    if (!started_.exchange(true)) queue_.post(std::move(handler));
+  }
+  void cancelExport() override {}
+  AVAssetExportSessionStatus status() const override {
+    return started_ ? AVAssetExportSessionStatus::failed : AVAssetExportSessionStatus::unknown;
+  }
+  float progress() const override { return 0; }
+  std::optional<NSError> error() const override {
+    return started_ ? std::optional(error_) : std::nullopt;
+  }
+
+ private:
+  const NSError error_;
+  Executor& queue_;
+  std::atomic<bool> started_{false};
+};
+
 }  // namespace
 
 void FaultBook::set(std::vector<Fault> faults) {
@@ -38,6 +63,13 @@ std::optional<Fault> FaultBook::strike(FaultPoint point,
     return fault;
   }
   return std::nullopt;
+}
+
+std::vector<std::optional<std::int64_t>> FaultBook::strikesLeft() const {
+  const std::lock_guard lock(mutex_);
+  std::vector<std::optional<std::int64_t>> left;
+  for (const auto& fault : faults_) left.push_back(fault.times);
+  return left;
 }
 
 bool FaultyFileManager::createFileAtPath(std::string_view path, const Data& contents) {
@@ -90,6 +122,10 @@ class FaultyPhotoLibrary::WithoutPlaceholder : public PHAssetCreationRequest {
                    const PHAssetResourceCreationOptions& options) override {
     real_.addResource(type, data, options);
   }
+  void addResource(PHAssetResourceType type, const URL& fileURL,
+                   const PHAssetResourceCreationOptions& options) override {
+    real_.addResource(type, fileURL, options);
+  }
   std::optional<std::string> placeholderLocalIdentifier() const override { return std::nullopt; }
 
  private:
@@ -132,6 +168,14 @@ void FaultyImageManager::requestImageDataAndOrientationForAsset(
     return;
   }
   real_.requestImageDataAndOrientationForAsset(asset, options, std::move(handler));
+}
+
+std::shared_ptr<AVAssetExportSession> FaultyAssetExports::exportSessionWithAsset(
+    const std::shared_ptr<AVAsset>& asset, std::string_view presetName) {
+  if (const auto fault = faults_.strike(FaultPoint::exportMovie))
+    return std::make_shared<FailingExport>(
+        described({"AVFoundationErrorDomain", -11800, {}}, fault->error), queue_);
+  return real_.exportSessionWithAsset(asset, presetName);
 }
 
 std::optional<URL> ScriptedApplication::openSettingsURL() {

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <vector>
 
+#include "VECamera/platform/AVFoundation.h"
 #include "VECamera/platform/Foundation.h"
 #include "VECamera/platform/Photos.h"
 #include "VECamera/platform/UIKit.h"
@@ -23,9 +24,12 @@ class FaultBook {
   /// The first fault at the point that still strikes, with one strike used up; nothing where there
   /// is none. A fault that is about one path strikes only where that is among `paths`.
   std::optional<Fault> strike(FaultPoint point, std::initializer_list<std::string_view> paths = {});
+  /// How often each of the faults will strike yet, in the order in which they were set; nothing:
+  /// always.
+  std::vector<std::optional<std::int64_t>> strikesLeft() const;
 
  private:
-  std::mutex mutex_;
+  mutable std::mutex mutex_;
   std::vector<Fault> faults_;
 };
 
@@ -42,6 +46,9 @@ class FaultyFileManager : public NSFileManager {
   bool fileExistsAtPath(std::string_view path) override { return real_.fileExistsAtPath(path); }
   bool createFileAtPath(std::string_view path, const Data& contents) override;
   std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) override;
+  std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view path) override {
+    return real_.fileHandleForReadingAtPath(path);
+  }
   std::optional<NSError> removeItemAtPath(std::string_view path) override;
   std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override;
 
@@ -112,6 +119,21 @@ class FaultyImageManager : public PHImageManager {
 
  private:
   PHImageManager& real_;
+  FaultBook& faults_;
+  Executor& queue_;
+};
+
+class FaultyAssetExports : public AVAssetExports {
+ public:
+  /// Handlers of exports that a fault strikes run on `queue`.
+  FaultyAssetExports(AVAssetExports& real, FaultBook& faults, Executor& queue)
+      : real_(real), faults_(faults), queue_(queue) {}
+  std::shared_ptr<AVAsset> assetWithURL(const URL& url) override { return real_.assetWithURL(url); }
+  std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(
+      const std::shared_ptr<AVAsset>& asset, std::string_view presetName) override;
+
+ private:
+  AVAssetExports& real_;
   FaultBook& faults_;
   Executor& queue_;
 };

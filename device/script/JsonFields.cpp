@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "device/script/JsonValue.h"
 #include "device/script/StrictJson.h"
 
 namespace vecamera::device {
@@ -75,6 +76,18 @@ std::optional<std::string_view> nearest(std::string_view text,
     best = choice;
   }
   return best;
+}
+
+/// Whether the path, with all its links followed, lies in the folder.
+bool isWithin(const fs::path& path, const fs::path& folder) {
+  std::error_code error;
+  const auto real = fs::canonical(path, error);
+  if (error) return false;
+  const auto realFolder = fs::canonical(folder, error);
+  if (error) return false;
+  const auto [end, rest] =
+      std::mismatch(realFolder.begin(), realFolder.end(), real.begin(), real.end());
+  return end == realFolder.end() && rest != real.end();
 }
 
 /// What is wrong with a path as a file or folder that must be there; empty where nothing is.
@@ -190,12 +203,34 @@ std::optional<std::size_t> JsonNode::choice(std::span<const std::string_view> ch
 fs::path JsonNode::path() const {
   const auto text = nonEmptyText();
   if (text.find('\0') != std::string::npos) fail("a path cannot hold the character U+0000");
-  return (reading_->folder() / text).lexically_normal();
+  return (reading_->files().folder / text).lexically_normal();
+}
+
+fs::path JsonNode::inlineFile(std::string_view url) const {
+  const auto comma = url.find(',');
+  const auto head = url.substr(0, comma);
+  const auto bytes = comma != std::string_view::npos && head.ends_with(";base64")
+                         ? decodeBase64(url.substr(comma + 1))
+                         : std::nullopt;
+  if (!bytes) {
+    fail("it is no data URL of Base64; write it like \"data:image/jpeg;base64,...\"");
+    return {};
+  }
+  const auto& keep = reading_->files().keep;
+  const auto file = keep ? keep(*bytes) : std::nullopt;
+  if (!file) fail("its bytes cannot be kept in a temporary file; check TMPDIR");
+  return file.value_or(fs::path());
 }
 
 fs::path JsonNode::existingFile() const {
+  if (const auto* text = json_->get_ptr<const std::string*>(); text && text->starts_with("data:"))
+    return inlineFile(*text);
   auto path = this->path();
   if (reading_->error()) return path;
+  if (reading_->files().confined && !isWithin(path, reading_->files().folder)) {
+    fail("only files that were uploaded can be named");
+    return path;
+  }
   if (const auto problem = problemWith(path, fs::file_type::regular); !problem.empty())
     fail(problem);
   return path;

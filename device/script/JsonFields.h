@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
@@ -10,22 +11,33 @@
 #include <utility>
 #include <vector>
 
+#include "VECamera/platform/Value.h"
+
 namespace vecamera::device {
+
+/// The files that a document may name.
+struct ReadingFiles {
+  /// Relative paths start from here.
+  std::filesystem::path folder;
+  /// Whether only files inside of the folder may be named.
+  bool confined = false;
+  /// Puts the bytes of a data URL into a file of its own; nothing where that cannot be.
+  std::function<std::optional<std::filesystem::path>(const Data&)> keep;
+};
 
 /// One strict reading of a document. It keeps the first thing that is wrong; after that, what is
 /// read does not matter any more, and readers go on with empty values.
 class JsonReading {
  public:
-  /// `folder` is the one that relative paths start from.
-  explicit JsonReading(std::filesystem::path folder) : folder_(std::move(folder)) {}
+  explicit JsonReading(ReadingFiles files) : files_(std::move(files)) {}
 
   void fail(const std::string& place, const std::string& why);
   /// "PLACE: WHY", or nothing as long as all is well.
   const std::optional<std::string>& error() const { return error_; }
-  const std::filesystem::path& folder() const { return folder_; }
+  const ReadingFiles& files() const { return files_; }
 
  private:
-  std::filesystem::path folder_;
+  const ReadingFiles files_;
   std::optional<std::string> error_;
 };
 
@@ -57,13 +69,14 @@ class JsonNode {
 
   /// An absolute path, made from one that may be relative to the reading's folder.
   std::filesystem::path path() const;
-  /// The same, of a regular file that can be read.
+  /// The same, of a regular file that can be read. A data URL stands for a file with its bytes.
   std::filesystem::path existingFile() const;
   std::filesystem::path existingFolder() const;
 
  private:
   friend class JsonFields;
   void failType(std::string_view wanted) const;
+  std::filesystem::path inlineFile(std::string_view url) const;
 
   JsonReading* reading_;
   const nlohmann::json* json_;

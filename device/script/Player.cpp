@@ -1,399 +1,43 @@
 #include "device/script/Player.h"
 
-#include <algorithm>
-#include <fstream>
-#include <nlohmann/json.hpp>
 #include <ostream>
-#include <set>
-#include <sstream>
-#include <thread>
 
-#include "device/camera/PickerInfo.h"
-#include "device/script/EventWriter.h"
-#include "device/script/JsonValue.h"
-#include "device/script/OpenReason.h"
-#include "device/script/StrictJson.h"
+#include "device/script/PlaySession.h"
 
 namespace vecamera::device {
 namespace {
 
-using Json = nlohmann::ordered_json;
-using Clock = std::chrono::steady_clock;
-
-/// Why a step could not be played; nothing: it was.
-using StepFailure = std::optional<std::string>;
-
-std::optional<Data> readWholeFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  return Data(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {}));
-}
-
-std::string secondsText(std::chrono::milliseconds duration) {
-  std::ostringstream text;
-  text << std::chrono::duration<double>(duration).count() << " s";
-  return text.str();
-}
-
-/// Notes the events that the reasons of open callbacks need.
-class PlayerEvents : public EventWriter {
- public:
-  PlayerEvents(const EventSink& sink, std::ostream& diagnostics)
-      : EventWriter(sink), diagnostics_(diagnostics) {}
-  void answerRefused(const Callback& callback) override {
-    diagnostics_ << "fault: the callback " << inQuotes(callback.name())
-                 << " was answered again; the container refused that answer\n";
-  }
-  void openedURL(const URL& url) override {
-    settingsOpened = true;
-    EventWriter::openedURL(url);
-  }
-  bool settingsOpened = false;
-
- private:
-  std::ostream& diagnostics_;
+/// Why the steps could not all be played, and where that was; nothing: they were.
+struct Failure {
+  std::size_t step = 0;
+  std::string why;
 };
 
-class Player {
- public:
-  Player(ScriptedDevice& device, PlayerEvents& events, const PlayerOptions& options,
-         std::ostream& diagnostics)
-      : device_(device), events_(events), options_(options), diagnostics_(diagnostics) {}
-
-  /// Plays all steps; the first failure ends it.
-  PlayOutcome play(const std::vector<ScriptStep>& steps) {
-    for (std::size_t i = 0; i < steps.size(); ++i) {
-      auto failure =
-          std::visit([this](const auto& step) { return this->step(step); }, steps[i].step);
-      if (!failure && steps[i].settle) failure = settle();
-      if (!failure && !device_.lanes.fatalError().empty())
-        failure = "the module ended the process: " + device_.lanes.fatalError();
-      if (failure) {
-        events_.write({{"event", "failed"}, {"step", i}, {"why", *failure}});
-        return PlayOutcome::failed;
-      }
-    }
-    for (const auto& callback : device_.container.ledger().open())
-      events_.write({{"event", "open"},
-                     {"callback", callback->name()},
-                     {"why", reasonForOpen(*callback, device_, events_.settingsOpened)}});
-    return PlayOutcome::finished;
+std::optional<Failure> playAll(PlaySession& session, const std::vector<ScriptStep>& steps) {
+  for (std::size_t i = 0; i < steps.size(); ++i) {
+    auto why = session.play(steps[i].step);
+    if (!why) why = steps[i].settle ? session.settle() : session.fatalError();
+    if (why) return Failure{i, *std::move(why)};
   }
-
- private:
-  /// Runs jobs until none is left to run and none waits.
-  StepFailure settle() {
-    const auto deadline = Clock::now() + options_.limit;
-    for (;;) {
-      if (!device_.lanes.fatalError().empty()) return std::nullopt;
-      const bool moved = device_.lanes.step() || device_.lanes.retryWaiting();
-      if (!moved && !device_.lanes.anyWaiting()) return std::nullopt;
-      if (options_.interrupted && options_.interrupted()) return "interrupted";
-      if (Clock::now() >= deadline) return notSettled();
-      // Only the world outside can free the name that the module waits for.
-      if (!moved) std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-  }
-
-  std::string notSettled() const {
-    std::string why = "not settled in " + secondsText(options_.limit);
-    if (device_.lanes.anyWaiting())
-      why += ": the module waits until no file " + inQuotes(device_.takenName) + " exists";
-    return why;
-  }
-
-  /// Calls the selector on the container's command thread, before anything else runs.
-  StepFailure perform(const std::string& selector, Array arguments, bool reports) {
-    const auto refused = std::make_shared<StepFailure>();
-    auto& command = device_.lanes.command();
-    command.post([this, selector, arguments = std::move(arguments), reports, refused] {
-      const auto result = device_.container.perform(selector, arguments);
-      if (const auto* refusal = std::get_if<Container::Refusal>(&result))
-        *refused = refusal->why;
-      else if (reports)
-        events_.write({{"event", "returned"},
-                       {"selector", selector},
-                       {"value", toJson(std::get<Value>(result))}});
-    });
-    if (!device_.lanes.isWaiting(command)) device_.lanes.stepOnly(command);
-    return *refused;
-  }
-
-  StepFailure performCommand(const std::string& selector, const std::string& name,
-                             Array arguments) {
-    if (!device_.container.plugin())
-      return "there is no plug-in object; a \"create\" step makes one";
-    return perform(selector,
-                   {Value(device_.container.makeCallback(name, selector, std::move(arguments)))},
-                   false);
-  }
-
-  StepFailure step(const TakePictureStep& step) {
-    events_.settingsOpened = false;
-    return performCommand("takePicture:", step.as, step.arguments);
-  }
-
-  StepFailure step(const CleanupStep& step) { return performCommand("cleanup:", step.as, {}); }
-
-  StepFailure step(const CaptureStep& step) {
-    const auto picker = device_.screen.picker();
-    if (!picker || picker->sourceType() != UIImagePickerControllerSourceType::camera)
-      return "there is no camera picker on screen";
-    Dictionary info;
-    if (step.media == CaptureStep::Media::movie) {
-      if (!takes(*picker, kUTTypeMovie, step.info)) return "the camera on screen takes no movies";
-      info = movieInfo(device_.urls.fileURLWithPath(step.file.string()));
-    } else {
-      if (!takes(*picker, kUTTypeImage, step.info)) return "the camera on screen takes no photos";
-      const auto photo = readWholeFile(step.file);
-      if (!photo) return "the photo " + step.file.string() + " cannot be read";
-      const auto edit = editOn(*picker, step.crop);
-      device_.camera.pointAt(picker->cameraDevice(), *photo);
-      info = device_.camera.capture(device_.images, picker->cameraDevice(), edit);
-      noteMissedCrop(edit, info);
-      if (!step.metadata) info.erase(std::string(UIImagePickerControllerMediaMetadata));
-    }
-    return finish(picker, std::move(info), step.info);
-  }
-
-  StepFailure step(const PickStep& step) {
-    const auto picker = device_.screen.picker();
-    if (!picker || picker->sourceType() == UIImagePickerControllerSourceType::camera)
-      return "there is no library picker on screen";
-    const auto asset = device_.photoLibrary.assetWithIdentifier(step.asset);
-    if (!asset) return "the photo library has no asset " + inQuotes(step.asset);
-    const auto original = device_.base.store->readOriginal(step.asset);
-    if (!original) return original.error().text;
-    const auto edit = editOn(*picker, step.crop);
-    Dictionary info = pictureInfo(device_.images, *original, edit);
-    noteMissedCrop(edit, info);
-    if (step.referenceURL)
-      info.emplace(UIImagePickerControllerReferenceURL, URL(referenceURLText(*asset)));
-    if (step.phAsset) info.emplace(UIImagePickerControllerPHAsset, asset);
-    return finish(picker, std::move(info), step.info);
-  }
-
-  StepFailure step(const CancelStep&) {
-    const auto picker = device_.screen.picker();
-    if (!picker) return "there is no picker on screen";
-    if (const auto delegate = picker->delegate()) delegate->imagePickerControllerDidCancel(picker);
-    return std::nullopt;
-  }
-
-  StepFailure step(const TapStep& step) {
-    const auto alert = device_.screen.alert();
-    if (!alert) return "there is no alert on screen";
-    std::string offered;
-    for (const auto& action : alert->actions()) {
-      if (action.title == step.action) {
-        if (action.handler) action.handler(alert);
-        return std::nullopt;
-      }
-      offered += (offered.empty() ? "" : ", ") + inQuotes(action.title);
-    }
-    return "the alert on screen has no action " + inQuotes(step.action) + "; it offers " + offered;
-  }
-
-  StepFailure step(const AnswerStep& step) {
-    const auto permission = permissionOf(step.prompt);
-    if (!device_.screen.prompts().contains(permission))
-      return "there is no system prompt for " + inQuotes(std::string(nameOf(permission))) +
-             " on screen";
-    switch (step.prompt) {
-      case AnswerStep::Prompt::camera:
-        device_.cameraPermission.decide(step.allow ? AVAuthorizationStatus::authorized
-                                                   : AVAuthorizationStatus::denied);
-        break;
-      case AnswerStep::Prompt::photoLibrary:
-        device_.photoPermission.decide(step.photoLibrary);
-        break;
-      case AnswerStep::Prompt::location:
-        device_.locationPermission.decide(step.allow ? LocationAuthorization::authorized
-                                                     : LocationAuthorization::denied);
-        break;
-    }
-    return std::nullopt;
-  }
-
-  StepFailure step(const LocationStep& step) {
-    std::optional<CLLocation> fix;
-    if (step.fix) fix = device_.locationOf(*step.fix);
-    device_.location.update(fix);
-    return std::nullopt;
-  }
-
-  StepFailure step(const AuthorizeStep& step) {
-    if (step.camera) device_.cameraPermission.decide(*step.camera);
-    if (step.photoLibrary) device_.photoPermission.decide(*step.photoLibrary);
-    if (step.location) {
-      const bool wasAllowed =
-          device_.locationPermission.status() == LocationAuthorization::authorized;
-      device_.locationPermission.decide(*step.location);
-      if (!wasAllowed) device_.location.allowed();
-    }
-    return std::nullopt;
-  }
-
-  StepFailure step(const ViewControllerStep& step) {
-    device_.setViewController(step.to);
-    return std::nullopt;
-  }
-
-  StepFailure step(const UrlTransformerStep& step) {
-    device_.setUrlTransformer(step.to);
-    return std::nullopt;
-  }
-
-  StepFailure step(const FaultsStep& step) {
-    device_.faults.set(step.to);
-    return std::nullopt;
-  }
-
-  StepFailure step(const CallStep& step) {
-    return perform(step.selector, step.argument ? Array{*step.argument} : Array{}, true);
-  }
-
-  StepFailure step(const AdvanceStep& step) {
-    if (!device_.base.manualClock)
-      return "the clock runs by itself; give device.clock to make it stand still";
-    device_.base.manualClock->advance(step.by);
-    return std::nullopt;
-  }
-
-  StepFailure step(const RemoveStep& step) {
-    const auto path = device_.base.temporaryDirectory + "/" + step.file;
-    if (const auto error = device_.files.removeItemAtPath(path))
-      return error->localizedDescription();
-    return std::nullopt;
-  }
-
-  StepFailure step(const ReleaseStep&) {
-    device_.container.release();
-    return std::nullopt;
-  }
-
-  StepFailure step(const CreateStep&) {
-    device_.createPlugin();
-    return std::nullopt;
-  }
-
-  StepFailure step(const StateStep&) {
-    const auto& plugin = device_.container.plugin();
-    if (!plugin) return "there is no plug-in object; a \"create\" step makes one";
-    const auto seen = plugin->inspect();
-    const auto callback = std::dynamic_pointer_cast<Callback>(seen.currentCallBack);
-    events_.write({{"event", "state"},
-                   {"hasPendingOperation", seen.hasPendingOperation},
-                   {"currentCallBack", callback ? Json(callback->name()) : Json()},
-                   {"pickerController", seen.pickerController != nullptr},
-                   {"data", seen.data ? Json(seen.data->size()) : Json()},
-                   {"metadata", seen.metadata ? toJson(Value(*seen.metadata)) : Json()},
-                   {"locationManager", seen.hasLocationManager},
-                   {"webView", plugin->webView() != nullptr},
-                   {"viewController", plugin->viewController() != nullptr},
-                   {"usesGeolocation", plugin->usesGeolocation()}});
-    return std::nullopt;
-  }
-
-  StepFailure step(const FilesStep&) {
-    const std::string directory = device_.base.temporaryDirectory;
-    std::set<std::string> names;
-    if (const auto entries = device_.files.enumeratorAtPath(directory)) {
-      while (const auto entry = entries->nextObject()) {
-        const std::string name = *entry->text();
-        std::error_code ignored;
-        const bool isFolder = std::filesystem::is_directory(
-            std::filesystem::symlink_status(directory + "/" + name, ignored));
-        names.insert(isFolder ? name + "/" : name);
-      }
-    }
-    events_.write({{"event", "files"}, {"names", names}});
-    return std::nullopt;
-  }
-
-  StepFailure step(const LibraryStep&) {
-    const auto records = device_.base.store->list();
-    if (!records) return records.error().text;
-    Json assets = Json::array();
-    for (const auto& record : *records)
-      assets.push_back({{"id", record.identifier},
-                        {"type", record.type == PHAssetResourceType::video ? "video" : "photo"},
-                        {"bytes", record.byteCount},
-                        {"width", record.width},
-                        {"height", record.height},
-                        {"format", formatName(record)}});
-    events_.write({{"event", "library"}, {"assets", assets}});
-    return std::nullopt;
-  }
-
-  /// A script that sets the media type itself knows what it does.
-  static bool takes(const UIImagePickerController& picker, std::string_view type,
-                    const Dictionary& changes) {
-    if (changes.contains(UIImagePickerControllerMediaType)) return true;
-    const auto& types = picker.mediaTypes();
-    return std::find(types.begin(), types.end(), type) != types.end();
-  }
-
-  static Permission permissionOf(AnswerStep::Prompt prompt) {
-    switch (prompt) {
-      case AnswerStep::Prompt::camera: return Permission::camera;
-      case AnswerStep::Prompt::photoLibrary: return Permission::photoLibrary;
-      case AnswerStep::Prompt::location: return Permission::location;
-    }
-    return Permission::camera;
-  }
-
-  /// The edit step is there only where the picker offers it.
-  PickerEdit editOn(const UIImagePickerController& picker, const std::optional<CGRect>& crop) {
-    if (crop && !picker.allowsEditing())
-      diagnostics_ << "note: the picker offers no edit step, so \"crop\" is not applied\n";
-    return {picker.allowsEditing() ? crop : std::nullopt};
-  }
-
-  void noteMissedCrop(const PickerEdit& edit, const Dictionary& info) {
-    if (edit.crop && !info.contains(UIImagePickerControllerEditedImage))
-      diagnostics_ << "note: \"crop\" lies outside of the picture, so nothing was edited\n";
-  }
-
-  /// The user uses what was taken or picked, after the script has had its say about the info.
-  StepFailure finish(const std::shared_ptr<UIImagePickerController>& picker, Dictionary info,
-                     const Dictionary& changes) {
-    for (const auto& [key, value] : changes) {
-      if (value.isNull())
-        info.erase(key);
-      else
-        info.insert_or_assign(key, value);
-    }
-    if (const auto delegate = picker->delegate())
-      delegate->imagePickerControllerDidFinishPickingMediaWithInfo(picker, std::move(info));
-    return std::nullopt;
-  }
-
-  ScriptedDevice& device_;
-  PlayerEvents& events_;
-  const PlayerOptions options_;
-  std::ostream& diagnostics_;
-};
+  return std::nullopt;
+}
 
 }  // namespace
 
 PlayOutcome playScript(const Script& script, const PlayerOptions& options, const EventSink& sink,
                        std::ostream& diagnostics) {
-  // The end of the device is no part of the script.
-  bool playing = true;
-  const EventSink whilePlaying = [&](const std::string& line) {
-    if (playing) sink(line);
-  };
-  PlayerEvents events(whilePlaying, diagnostics);
-  auto made = ScriptedDevice::make(script.device, events);
+  auto made = PlaySession::make(script.device, options, sink, diagnostics);
   if (const auto* error = std::get_if<std::string>(&made)) {
     diagnostics << script.name << ": " << *error << '\n';
     return PlayOutcome::notPlayable;
   }
-  const auto& device = std::get<std::unique_ptr<ScriptedDevice>>(made);
-  const auto outcome = Player(*device, events, options, diagnostics).play(script.steps);
-  playing = false;
-  return outcome;
+  const auto& session = std::get<std::unique_ptr<PlaySession>>(made);
+  if (const auto failure = playAll(*session, script.steps)) {
+    session->reportFailure(failure->step, failure->why);
+    return PlayOutcome::failed;
+  }
+  session->reportOpenCallbacks();
+  return PlayOutcome::finished;
 }
 
 }  // namespace vecamera::device

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "device/script/Script.h"
+#include "device/script/Tracing.h"
 
 namespace vecamera::device {
 
@@ -13,7 +14,13 @@ struct PlayerOptions {
   /// How long one settling may take.
   std::chrono::milliseconds limit{30000};
   /// Asked between jobs; true ends the play as a failure, with everything cleaned up. Empty: never.
-  std::function<bool()> interrupted;
+  std::function<bool()> interrupted{};
+  /// Told how far the running export of a movie is, from 0 to 1, on one thread at a time. May be
+  /// empty.
+  std::function<void(float)> exporting{};
+  /// Told of the services that the plug-in used, on one thread at a time. May be empty; it changes
+  /// no event.
+  TraceSink trace{};
 };
 
 /// Takes one event: a JSON object on one line, without its line end.

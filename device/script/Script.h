@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <limits>
 #include <map>
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -163,8 +164,10 @@ struct CleanupStep {
 struct CaptureStep {
   enum class Media { photo, movie };
   Media media = Media::photo;
-  /// An existing file.
+  /// An existing file; empty: the camera makes a movie of a scene of its own.
   std::filesystem::path file;
+  /// How long that movie is.
+  double seconds = 1;
   /// In pixels of the upright picture, for the edit step.
   std::optional<CGRect> crop;
   /// False leaves the media metadata out of the info.
@@ -245,6 +248,19 @@ struct RemoveStep {
   std::string file;
 };
 
+/// A picture or movie comes into the photo library by another way than the plug-in.
+struct AddAssetStep {
+  /// An existing file.
+  std::filesystem::path file;
+  /// Nothing: one is drawn.
+  std::optional<std::string> id;
+};
+
+/// The user removes an asset from the photo library.
+struct RemoveAssetStep {
+  std::string asset;
+};
+
 /// The container lets its plug-in object go.
 struct ReleaseStep {};
 
@@ -256,10 +272,11 @@ struct StateStep {};
 struct FilesStep {};
 struct LibraryStep {};
 
-using Step = std::variant<TakePictureStep, CleanupStep, CaptureStep, PickStep, CancelStep, TapStep,
-                          AnswerStep, LocationStep, AuthorizeStep, ViewControllerStep,
-                          UrlTransformerStep, FaultsStep, CallStep, AdvanceStep, RemoveStep,
-                          ReleaseStep, CreateStep, StateStep, FilesStep, LibraryStep>;
+using Step =
+    std::variant<TakePictureStep, CleanupStep, CaptureStep, PickStep, CancelStep, TapStep,
+                 AnswerStep, LocationStep, AuthorizeStep, ViewControllerStep, UrlTransformerStep,
+                 FaultsStep, CallStep, AdvanceStep, RemoveStep, AddAssetStep, RemoveAssetStep,
+                 ReleaseStep, CreateStep, StateStep, FilesStep, LibraryStep>;
 
 struct ScriptStep {
   Step step;
@@ -272,6 +289,8 @@ struct Script {
   std::string name;
   DeviceSetup device;
   std::vector<ScriptStep> steps;
+  /// What holds the files whose bytes stand in the script itself; may be null.
+  std::shared_ptr<const void> inlineFiles;
 };
 
 }  // namespace vecamera::device

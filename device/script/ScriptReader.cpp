@@ -13,6 +13,7 @@
 
 #include "device/foundation/ApplicationHome.h"
 #include "device/foundation/Dates.h"
+#include "device/foundation/PosixFiles.h"
 #include "device/script/JsonFields.h"
 #include "device/script/JsonValue.h"
 #include "device/script/StrictJson.h"
@@ -23,7 +24,8 @@ namespace {
 namespace fs = std::filesystem;
 using Keys = std::vector<std::string_view>;
 
-constexpr std::uintmax_t kLongestScript = 64U << 20;
+/// A recording holds its pictures and movies.
+constexpr std::uintmax_t kLongestScript = 512U << 20;
 
 /// The text of each case of an enumeration.
 template <class E>
@@ -450,6 +452,14 @@ Step readCleanup(const JsonFields& fields) {
   return CleanupStep{requiredText(fields, "as")};
 }
 
+/// The length of a generated movie, {"seconds": N}.
+double readSceneSeconds(const JsonNode& node) {
+  const JsonFields fields(node);
+  fields.allowOnly(Keys{"seconds"});
+  const auto seconds = fields.require("seconds");
+  return seconds ? seconds->numberBetween(0.1, 600) : 1;
+}
+
 Step readCapture(const JsonFields& fields) {
   CaptureStep step;
   const auto photo = fields.find("photo");
@@ -457,7 +467,12 @@ Step readCapture(const JsonFields& fields) {
   if (photo.has_value() == movie.has_value())
     fields.node().fail("it needs exactly one of \"photo\" and \"movie\"");
   step.media = movie ? CaptureStep::Media::movie : CaptureStep::Media::photo;
-  if (const auto& file = movie ? movie : photo) step.file = file->existingFile();
+  if (const auto& file = movie ? movie : photo) {
+    if (movie && file->isObject())
+      step.seconds = readSceneSeconds(*file);
+    else
+      step.file = file->existingFile();
+  }
   step.crop = readCrop(fields);
   step.metadata = readFlag(fields, "metadata");
   step.info = readInfo(fields);
@@ -574,6 +589,17 @@ Step readRemove(const JsonFields& fields) {
   return RemoveStep{file ? readInnerName(*file) : std::string()};
 }
 
+Step readAddAsset(const JsonFields& fields) {
+  AddAssetStep step;
+  if (const auto file = fields.require("file")) step.file = file->existingFile();
+  if (const auto id = fields.find("id")) step.id = id->nonEmptyText();
+  return step;
+}
+
+Step readRemoveAsset(const JsonFields& fields) {
+  return RemoveAssetStep{requiredText(fields, "asset")};
+}
+
 template <class T>
 Step readBare(const JsonFields&) {
   return T{};
@@ -603,6 +629,8 @@ const std::vector<StepKind>& stepKinds() {
       {"call", {"selector", "argument"}, readCall},
       {"advance", {"seconds"}, readAdvance},
       {"remove", {"file"}, readRemove},
+      {"addAsset", {"file", "id"}, readAddAsset},
+      {"removeAsset", {"asset"}, readRemoveAsset},
       {"release", {}, readBare<ReleaseStep>},
       {"create", {}, readBare<CreateStep>},
       {"state", {}, readBare<StateStep>},
@@ -621,6 +649,23 @@ ScriptStep readStep(const JsonNode& node) {
   return {kind->read(fields), readFlag(fields, "settle")};
 }
 
+/// The files of data URLs, in a private folder that is made for the first.
+class InlineFiles {
+ public:
+  std::optional<fs::path> keep(const Data& bytes) {
+    if (!folder_) folder_ = ApplicationHome::makePrivate();
+    if (!folder_) return std::nullopt;
+    const fs::path file = fs::path(folder_->path()) / std::to_string(count_++);
+    if (!writeFile0600(file.string(), bytes)) return std::nullopt;
+    return file;
+  }
+  std::shared_ptr<const void> folder() const { return folder_; }
+
+ private:
+  std::shared_ptr<ApplicationHome> folder_;
+  int count_ = 0;
+};
+
 /// The file's text, or why there is none.
 std::variant<std::string, ScriptError> readText(const fs::path& path) {
   const auto name = path.string();
@@ -634,7 +679,7 @@ std::variant<std::string, ScriptError> readText(const fs::path& path) {
   while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
     text.append(buffer.data(), static_cast<std::size_t>(file.gcount()));
     if (text.size() > kLongestScript)
-      return ScriptError{name + ": it is longer than 64 MiB, so it is hardly a script"};
+      return ScriptError{name + ": it is longer than 512 MiB, so it is hardly a script"};
   }
   if (!file.eof()) return ScriptError{name + ": it cannot be read; check its permissions"};
   return text;
@@ -643,13 +688,16 @@ std::variant<std::string, ScriptError> readText(const fs::path& path) {
 }  // namespace
 
 std::variant<Script, ScriptError> parseScript(std::string_view text, std::string name,
-                                              const fs::path& folder) {
+                                              const fs::path& folder, FileScope scope) {
   auto parsed = parseStrictJson(text);
   if (const auto* error = std::get_if<JsonError>(&parsed))
     return ScriptError{name + ": " + (error->place.empty() ? "" : error->place + ": ") +
                        error->why};
+  InlineFiles inlineFiles;
   std::error_code ignored;
-  JsonReading reading(fs::absolute(folder, ignored));
+  ReadingFiles files{fs::absolute(folder, ignored), scope == FileScope::folder,
+                     [&inlineFiles](const Data& bytes) { return inlineFiles.keep(bytes); }};
+  JsonReading reading(std::move(files));
   const JsonFields fields(JsonNode(reading, std::get<nlohmann::json>(parsed), ""));
   fields.allowOnly(Keys{"device", "steps"});
   Script script;
@@ -657,6 +705,7 @@ std::variant<Script, ScriptError> parseScript(std::string_view text, std::string
   if (const auto steps = fields.require("steps")) script.steps = readList(*steps, readStep);
   if (reading.error()) return ScriptError{name + ": " + *reading.error()};
   script.name = std::move(name);
+  script.inlineFiles = inlineFiles.folder();
   return script;
 }
 

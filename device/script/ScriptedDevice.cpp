@@ -49,6 +49,8 @@ Made prepare(const DeviceSetup& setup) {
   if (!made.home)
     return "the application's home" + (setup.home ? " " + setup.home->string() : std::string()) +
            " cannot be made; name a folder of your own that may be written";
+  made.recordings = ApplicationHome::makePrivate();
+  if (!made.recordings) return "no temporary folder can be made; check TMPDIR";
   made.temporaryDirectory = setup.temporaryDirectory ? setup.temporaryDirectory->string()
                                                      : made.home->temporaryDirectory();
   if (!makePrivateFolder(made.temporaryDirectory))
@@ -94,14 +96,15 @@ std::optional<std::vector<std::string>> ScriptedPickerSources::availableMediaTyp
 }
 
 std::variant<std::unique_ptr<ScriptedDevice>, std::string> ScriptedDevice::make(
-    const DeviceSetup& setup, ScriptObserver& observer) {
+    const DeviceSetup& setup, ScriptObserver& observer, TraceSink trace) {
   auto made = prepare(setup);
   if (auto* error = std::get_if<std::string>(&made)) return std::move(*error);
-  return std::make_unique<ScriptedDevice>(setup, std::move(std::get<Foundation>(made)), observer);
+  return std::make_unique<ScriptedDevice>(setup, std::move(std::get<Foundation>(made)), observer,
+                                          std::move(trace));
 }
 
 ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
-                               ScriptObserver& observer)
+                               ScriptObserver& observer, TraceSink trace)
     : base(std::move(foundation)),
       screen(observer),
       root(std::make_shared<RootViewController>(screen, lanes.main())),
@@ -125,6 +128,10 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
           [&observer](std::string_view type, const Dictionary& properties, std::size_t bytes) {
             observer.finalizedImageDestination(type, properties, bytes);
           }),
+      exports(lanes.platform(), [&observer](float progress) { observer.exporting(progress); },
+              {[&observer] { return observer.interrupted(); },
+               [&observer](const NSError& error) { observer.exportFailed(error); }}),
+      faultyExports(exports, faults, lanes.platform()),
       captureDevice(cameraPermission),
       photoAuthorization(photoPermission),
       photoLibrary(*base.store, *base.clock, lanes.platform(), photoAuthorization,
@@ -136,6 +143,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.note(thrown); }),
       container(*base.clock, observer) {
+  if (trace) traces = std::make_unique<TracedServices>(services(), std::move(trace));
   files.setPollHook([this](std::string_view path) {
     takenName = path.substr(path.rfind('/') + 1);
     lanes.yieldWaiting();
@@ -179,6 +187,11 @@ void ScriptedDevice::setUrlTransformer(const UrlTransformerSetup& setup) {
       if (!text.starts_with(from)) return std::nullopt;
       return URL(to + text.substr(from.size()));
     };
+  setUrlTransformer(std::move(offer));
+}
+
+void ScriptedDevice::setUrlTransformer(UrlTransformerOffer offer) {
+  if (traces) offer.transformer = traces->traced(std::move(offer.transformer));
   container.setUrlTransformer(std::move(offer));
 }
 
@@ -193,7 +206,7 @@ CLLocation ScriptedDevice::locationOf(const Fix& fix) const {
           fix.timestamp ? *fix.timestamp : base.clock->now()};
 }
 
-Platform ScriptedDevice::platform() {
+Platform ScriptedDevice::services() {
   return Platform{.log = log,
                   .clock = *base.clock,
                   .dateFormatters = dateFormatters,
@@ -207,11 +220,11 @@ Platform ScriptedDevice::platform() {
                   .graphics = faultyGraphics,
                   .images = faultyImages,
                   .imageIO = imageFiles,
+                  .assetExports = faultyExports,
                   .captureDevice = captureDevice,
                   .photoLibrary = faultyLibrary,
                   .imageManager = faultyImageManager,
                   .coreLocation = location,
-                  .videoResult = videoResult,
                   .mainQueue = lanes.main(),
                   .mainActor = mainActor,
                   .background = lanes.background(),

@@ -18,6 +18,7 @@
 #include "device/imaging/ImageFiles.h"
 #include "device/imaging/Images.h"
 #include "device/location/LocationService.h"
+#include "device/media/ExportSessions.h"
 #include "device/photos/LibraryStore.h"
 #include "device/photos/PhotoLibrary.h"
 #include "device/photos/RandomIdentifiers.h"
@@ -27,6 +28,7 @@
 #include "device/script/Faults.h"
 #include "device/script/Lanes.h"
 #include "device/script/Script.h"
+#include "device/script/Tracing.h"
 
 namespace vecamera::device {
 
@@ -36,6 +38,11 @@ class ScriptObserver : public DeviceObserver {
   virtual void saved(const SavedAsset& asset) = 0;
   virtual void finalizedImageDestination(std::string_view type, const Dictionary& properties,
                                          std::size_t bytes) = 0;
+  /// How far the running export is, from 0 to 1. Called on the platform's lane.
+  virtual void exporting(float progress) = 0;
+  /// Asked often while an export runs, on the platform's lane; true cancels it.
+  virtual bool interrupted() = 0;
+  virtual void exportFailed(const NSError& error) = 0;
 };
 
 /// The photo library's permission, as the library asks for it.
@@ -88,25 +95,32 @@ struct ScriptedDevice {
     /// The clock where it stands still, else null.
     ManualClock* manualClock = nullptr;
     std::unique_ptr<ApplicationHome> home;
+    /// Where the camera keeps the movies that it makes.
+    std::unique_ptr<ApplicationHome> recordings;
     std::string temporaryDirectory;
     std::unique_ptr<LibraryStore> store;
   };
 
-  /// The device, or why it cannot be set up: one line that names the place.
+  /// The device, or why it cannot be set up: one line that names the place. `trace` is told of
+  /// every use of a service, where it is not empty.
   static std::variant<std::unique_ptr<ScriptedDevice>, std::string> make(const DeviceSetup& setup,
-                                                                         ScriptObserver& observer);
-  ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer);
+                                                                         ScriptObserver& observer,
+                                                                         TraceSink trace = {});
+  ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer,
+                 TraceSink trace);
   /// Ends everything that is still under way, and removes a private home.
   ~ScriptedDevice();
 
   /// A new plug-in object, wired like the first.
   void createPlugin();
   void setUrlTransformer(const UrlTransformerSetup& setup);
+  void setUrlTransformer(UrlTransformerOffer offer);
   /// Gives the plug-in a view controller, or takes it away; also from objects that come later.
   void setViewController(bool given);
   /// The fix as the platform's value; without a time stamp of its own it is of now.
   CLLocation locationOf(const Fix& fix) const;
-  Platform platform();
+  /// As the plug-in gets it.
+  Platform platform() { return traces ? traces->platform() : services(); }
 
   Foundation base;
   Lanes lanes;
@@ -135,6 +149,8 @@ struct ScriptedDevice {
   Graphics graphics;
   FaultyGraphics faultyGraphics;
   ImageFiles imageFiles;
+  ExportSessions exports;
+  FaultyAssetExports faultyExports;
 
   StillCamera camera;
   CaptureDevice captureDevice;
@@ -144,13 +160,18 @@ struct ScriptedDevice {
   ImageManager imageManager;
   FaultyImageManager faultyImageManager;
   LocationService location;
-  NoVideoResult videoResult;
 
   MainActor mainActor;
   TaskScope tasks;
+  /// Null where nobody is told.
+  std::unique_ptr<TracedServices> traces;
   Container container;
   /// The file name that the module last found taken while it waited for a free one.
   std::string takenName;
+  int recordedScenes = 0;
+
+ private:
+  Platform services();
 };
 
 }  // namespace vecamera::device

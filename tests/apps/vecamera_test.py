@@ -5,15 +5,18 @@ import base64
 import json
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import tempfile
 import unittest
+import urllib.request
 
 PROGRAM = ""
 COMPLETIONS = pathlib.Path(__file__).parents[2] / "apps" / "vecamera" / "completions"
 COMMANDS = [["run"], ["take"], ["library"], ["library", "add"], ["library", "list"],
-            ["library", "export"], ["library", "clear"], ["demo"], ["scene"], ["completion"]]
+            ["library", "export"], ["library", "clear"], ["demo"], ["scene"], ["serve"],
+            ["completion"]]
 
 
 def jpeg_sides(data):
@@ -65,7 +68,7 @@ class Usage(CommandLine):
             (["run", "none.json"], "none.json: there is no such file"),
             (["run", "x.json", "--limit", "0"], "--limit"),
             (["run", "x.json", "--limit", "nan"], "--limit"),
-            (["take"], "PHOTO is required"),
+            (["take"], "FILE is required"),
             (["take", "none.jpg"], "none.jpg: there is no such file"),
             (["take", "."], ".: it is a folder"),
             (["take", "note.txt"], "note.txt: it is no picture"),
@@ -81,6 +84,10 @@ class Usage(CommandLine):
             (["library", "export", "--home", "h"], "--to is required"),
             (["scene", "a.jpg", "--orientation", "9"], "--orientation"),
             (["scene", "a.jpg", "--size", "1.5x2"], "--size"),
+            (["serve", "--app", "none"], "none: it is no folder"),
+            (["serve", "--device", "note.txt"], "note.txt: line 1"),
+            (["serve", "--record", "none/flow.json"], "none/flow.json: its folder"),
+            (["serve", "--port", "65536"], "--port"),
             (["completion", "fish"], "fish"),
         ]
         for arguments, told in cases:
@@ -195,10 +202,48 @@ class Take(CommandLine):
         _, err = self.call("take", self.photo, "--destination", "file-uri", "--output", "o.jpg")
         self.assertEqual(err, "")
 
+    def movie(self):
+        movie = self.folder / "clip.mov"
+        if not movie.exists():
+            self.call("scene", movie, "--seconds", "0.5", "--size", "120x160", "--orientation", "6")
+        return movie
+
+    def test_a_movie_comes_out_as_an_mpeg4_file_with_its_index_in_front(self):
+        out, err = self.call("take", self.movie(), "--media", "video", "--destination", "file-uri",
+                             "--output", "o.mp4")
+        self.assertRegex(json.loads(out)["data"]["callbackURI"], "^file:///.*[.]mp4$")
+        self.assertEqual(err, "", "no progress where nobody looks")
+        data = (self.folder / "o.mp4").read_bytes()
+        self.assertLess(data.index(b"moov"), data.index(b"mdat"))
+
+    def test_a_movie_is_picked_from_a_library_and_saved_to_it(self):
+        self.call("take", self.movie(), "--media", "all", "--source", "photo-library", "--home",
+                  "phone", "--output", "o.mp4")
+        listed = [json.loads(line) for line in
+                  self.call("library", "list", "--json", "--home", "phone")[0].splitlines()]
+        self.assertEqual([(asset["type"], asset["format"], asset["width"], asset["height"])
+                          for asset in listed],
+                         [("video", "mov", 120, 160), ("video", "mp4", 120, 160)])
+        self.assertEqual((self.folder / "o.mp4").stat().st_size, listed[1]["bytes"])
+
+    def test_the_media_must_be_what_is_asked_for(self):
+        for file, options, why in [
+                (self.photo, ["--media", "video"], "it is no movie that the device can open"),
+                (self.movie(), [], "it is a movie; say so with --media video"),
+                (self.movie(), ["--source", "saved-photos"], "it is a movie")]:
+            out, err = self.call("take", file, *options, status=2)
+            self.assertEqual(out, "")
+            self.assertIn(why, err)
+
     def test_an_error_is_answered_printed_and_told(self):
-        out, err = self.call("take", self.photo, "--media", "video", status=1)
+        self.call("take", self.movie(), "--media", "video", "--output", "whole.mp4")
+        whole = (self.folder / "whole.mp4").read_bytes()
+        (self.folder / "cut.mp4").write_bytes(whole[:len(whole) * 2 // 3])
+        out, err = self.call("take", "cut.mp4", "--media", "video", status=1)
         self.assertEqual(json.loads(out)["result"], "error")
-        self.assertIn("vecamera: the command was answered with an error: ", err)
+        self.assertRegex(err, "export failed: ")
+        self.assertIn("vecamera: the command was answered with an error: "
+                      "FAIL_TAKE_PICTURE: Fail take picture", err)
 
     def test_a_command_that_stays_open_is_told_why(self):
         out, err = self.call("take", self.photo, "--destination", "file-uri", "--encoding", "png",
@@ -280,6 +325,21 @@ class Scenes(CommandLine):
                          (1600, 1200))
         self.assertEqual(jpeg_sides(after), (360, 480))
         self.assertIn(str(self.folder.resolve() / "steps" / "after.jpg"), err)
+
+
+class Serve(CommandLine):
+    def test_it_serves_as_soon_as_the_address_is_printed_and_ends_cleanly(self):
+        with subprocess.Popen([PROGRAM, "serve"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              text=True, cwd=self.folder) as server:
+            try:
+                address = server.stdout.readline().strip()
+                self.assertRegex(address, r"^http://127\.0\.0\.1:\d+/[0-9a-f]{32}/$")
+                with urllib.request.urlopen(address) as page:
+                    self.assertEqual(page.status, 200)
+            finally:
+                server.send_signal(signal.SIGINT)
+            self.assertEqual(server.stdout.read(), "")
+            self.assertEqual(server.wait(), 0)
 
 
 if __name__ == "__main__":

@@ -14,6 +14,25 @@ std::string padded(std::int64_t number, std::size_t width) {
   return std::string(width > text.size() ? width - text.size() : 0, '0') + text;
 }
 
+class FileHandle : public NSFileHandle {
+ public:
+  FileHandle(Data contents, std::optional<int> goodReads)
+      : contents_(std::move(contents)), goodReads_(goodReads) {}
+  std::uint64_t size() const override { return contents_.size(); }
+  std::optional<Data> readDataUpToLength(std::size_t length) override {
+    if (goodReads_ && (*goodReads_)-- <= 0) return std::nullopt;
+    const auto rest = contents_.bytes().subspan(position_);
+    const auto piece = rest.first(std::min(length, rest.size()));
+    position_ += piece.size();
+    return Data::copyOf(piece);
+  }
+
+ private:
+  const Data contents_;
+  std::optional<int> goodReads_;
+  std::size_t position_ = 0;
+};
+
 class Formatter : public NSDateFormatter {
  public:
   void setDateFormat(std::string_view pattern) override { pattern_ = pattern; }
@@ -231,9 +250,16 @@ std::unique_ptr<NSDirectoryEnumerator> FakeFiles::enumeratorAtPath(std::string_v
   return entries ? std::make_unique<Enumerator>(*entries) : nullptr;
 }
 
+std::unique_ptr<NSFileHandle> FakeFiles::fileHandleForReadingAtPath(std::string_view path) {
+  const auto found = files.find(path);
+  if (found == files.end()) return nullptr;
+  return std::make_unique<FileHandle>(found->second, goodReads);
+}
+
 std::optional<NSError> FakeFiles::removeItemAtPath(std::string_view path) {
   if (unremovable.contains(path)) return errorSaying("locked");
   removed.add(std::string(path));
+  if (const auto found = files.find(path); found != files.end()) files.erase(found);
   return std::nullopt;
 }
 
@@ -271,6 +297,10 @@ std::optional<std::string> FakeURLs::addingPercentEncoding(std::string_view text
 
 std::string FakeBase64::base64EncodedString(std::string_view prefix, const Data& data) const {
   return std::string(prefix) + "b64:" + textOf(data);
+}
+
+void FakeBase64::appendBase64(std::string& text, const Data& data) const {
+  text += "b64:" + textOf(data);
 }
 
 std::unique_ptr<NSBundle> FakeBundles::mainBundle() {
@@ -318,6 +348,10 @@ class FakePhotoLibrary::Request : public PHAssetCreationRequest {
   void addResource(PHAssetResourceType type, const Data& data,
                    const PHAssetResourceCreationOptions&) override {
     library_.added.add("type " + std::to_string(int(type)) + " " + textOf(data));
+  }
+  void addResource(PHAssetResourceType type, const URL& fileURL,
+                   const PHAssetResourceCreationOptions&) override {
+    library_.added.add("type " + std::to_string(int(type)) + " of " + fileURL.absoluteString());
   }
   std::optional<std::string> placeholderLocalIdentifier() const override {
     return library_.placeholder;
@@ -381,17 +415,24 @@ std::shared_ptr<CLLocationManager> FakeCoreLocation::makeLocationManager() {
   return std::make_shared<LocationManager>(*this);
 }
 
-Task<ResultPair> FakeVideoResult::resultForVideo(std::shared_ptr<PictureOptions> options,
-                                                 Dictionary info) {
-  calls.add((options ? "with options " : "without options ") + describe(info));
-  co_return result;
+std::shared_ptr<AVAsset> FakeAssetExports::assetWithURL(const URL& url) {
+  calls.add("asset " + url.absoluteString());
+  return std::make_shared<AVAsset>();
+}
+
+std::shared_ptr<AVAssetExportSession> FakeAssetExports::exportSessionWithAsset(
+    const std::shared_ptr<AVAsset>&, std::string_view preset) {
+  calls.add("export with " + std::string(preset));
+  if (!makesSessions) return nullptr;
+  sessions.push_back(std::make_shared<FakeExportSession>());
+  return sessions.back();
 }
 
 Platform FakePlatform::platform() {
-  return {log,       clock,         dateFormatters, files,        urls,         base64,
-          bundles,   process,       application,    imagePickers, graphics,     images,
-          imageIO,   captureDevice, photoLibrary,   imageManager, coreLocation, videoResult,
-          mainQueue, mainActor,     background,     tasks};
+  return {log,       clock,        dateFormatters, files,        urls,         base64,
+          bundles,   process,      application,    imagePickers, graphics,     images,
+          imageIO,   assetExports, captureDevice,  photoLibrary, imageManager, coreLocation,
+          mainQueue, mainActor,    background,     tasks};
 }
 
 void FakePlatform::settle() {

@@ -31,6 +31,7 @@ class FakeFiles : public NSFileManager {
   bool fileExistsAtPath(std::string_view path) override;
   bool createFileAtPath(std::string_view path, const Data& contents) override;
   std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) override;
+  std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view path) override;
   std::optional<NSError> removeItemAtPath(std::string_view path) override;
   std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override;
 
@@ -38,6 +39,8 @@ class FakeFiles : public NSFileManager {
   std::map<std::string, Data, std::less<>> files;
   std::map<std::string, int, std::less<>> pollsUntilFree;
   bool createFails = false;
+  /// Reads of an open file that succeed before one fails.
+  std::optional<int> goodReads;
   std::optional<NSError> writeError;
   /// What enumeration gives; nothing where the directory cannot be enumerated.
   std::optional<Array> entries = Array();
@@ -60,6 +63,7 @@ class FakeURLs : public NSURLs {
 class FakeBase64 : public NSDataBase64 {
  public:
   std::string base64EncodedString(std::string_view prefix, const Data& data) const override;
+  void appendBase64(std::string& text, const Data& data) const override;
 };
 
 /// The bundle "Velmora.bundle" of the main bundle.
@@ -238,11 +242,39 @@ class FakeCoreLocation : public CoreLocation {
   Lines calls;
 };
 
-class FakeVideoResult : public VideoResult {
+/// An export that waits until the test, or the executor that the exports answer on, ends it.
+class FakeExportSession : public AVAssetExportSession {
  public:
-  Task<ResultPair> resultForVideo(std::shared_ptr<PictureOptions> options,
-                                  Dictionary info) override;
-  ResultPair result;
+  void setOutputFileType(std::string_view type) override { fileType = type; }
+  void setOutputURL(const URL& url) override { output = url.absoluteString(); }
+  void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) override {
+    handler_ = std::move(handler);
+  }
+  void cancelExport() override {}
+  AVAssetExportSessionStatus status() const override { return status_; }
+  float progress() const override { return 0; }
+  std::optional<NSError> error() const override { return error_; }
+
+  void end(AVAssetExportSessionStatus status, std::optional<NSError> error = std::nullopt) {
+    status_ = status;
+    error_ = std::move(error);
+    handler_();
+  }
+  std::string fileType, output;
+
+ private:
+  std::function<void()> handler_;
+  AVAssetExportSessionStatus status_ = AVAssetExportSessionStatus::unknown;
+  std::optional<NSError> error_;
+};
+
+class FakeAssetExports : public AVAssetExports {
+ public:
+  std::shared_ptr<AVAsset> assetWithURL(const URL& url) override;
+  std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(const std::shared_ptr<AVAsset>&,
+                                                               std::string_view preset) override;
+  bool makesSessions = true;
+  std::deque<std::shared_ptr<FakeExportSession>> sessions;
   Lines calls;
 };
 
@@ -275,7 +307,7 @@ struct FakePlatform {
   FakePhotoLibrary photoLibrary;
   FakeImageManager imageManager;
   FakeCoreLocation coreLocation;
-  FakeVideoResult videoResult;
+  FakeAssetExports assetExports;
   QueueExecutor mainQueue;
   MainActor mainActor{mainQueue};
   QueueExecutor manualBackground;

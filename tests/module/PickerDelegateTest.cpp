@@ -34,16 +34,12 @@ TEST_F(PickerDelegate, WhatIsNoPictureOrHasNoOptionsGoesToTheVideoResult) {
   const struct {
     bool hasOptions;
     Value type;
-    std::string call;
-  } rows[] = {
-      {true, "public.movie", "with options {UIImagePickerControllerMediaType: 'public.movie'}"},
-      {true, "public.image.x", "with options {UIImagePickerControllerMediaType: 'public.image.x'}"},
-      {true, {}, "with options {UIImagePickerControllerMediaType: null}"},
-      {true, 5, "with options {UIImagePickerControllerMediaType: 5}"},
-      {false, "public.image", "without options {UIImagePickerControllerMediaType: 'public.image'}"},
-  };
+  } rows[] = {{true, "public.movie"},
+              {true, "public.image.x"},
+              {true, {}},
+              {true, 5},
+              {false, "public.image"}};
   for (const auto& row : rows) {
-    fake.videoResult.calls.clear();
     const auto callback = take({{geolocation, true}});
     auto shown = picker();
     if (!row.hasOptions) {
@@ -53,24 +49,10 @@ TEST_F(PickerDelegate, WhatIsNoPictureOrHasNoOptionsGoesToTheVideoResult) {
     }
     plugin->imagePickerControllerDidFinishPickingMediaWithInfo(shown, {{key, row.type}});
     fake.settle();
-    EXPECT_THAT(fake.videoResult.calls.all(), ElementsAre(row.call));
-    EXPECT_THAT(callback->answers(), ElementsAre("success {}")) << "no location is waited for";
+    EXPECT_THAT(callback->answers(),
+                ElementsAre("FAIL_TAKE_PICTURE {errorMsg: 'Fail take picture'}"))
+        << "no location is waited for";
     EXPECT_EQ(picker(), nullptr);
-  }
-}
-
-TEST_F(PickerDelegate, ResultPairsAreAnsweredWithAnEmptyDictionaryForAMissingPayload) {
-  const Dictionary payload{{"errorMsg", "m"}};
-  const std::pair<ResultPair, std::string> rows[] = {
-      {{{}, {}}, "success {}"},
-      {{{}, payload}, "success {errorMsg: 'm'}"},
-      {{CommandStatus::FAIL_TAKE_PICTURE, {}}, "FAIL_TAKE_PICTURE {}"},
-      {{CommandStatus::FAIL_TAKE_PICTURE, payload}, "FAIL_TAKE_PICTURE {errorMsg: 'm'}"}};
-  for (const auto& [result, answer] : rows) {
-    fake.videoResult.result = result;
-    const auto callback = take({});
-    finish({{std::string(UIImagePickerControllerMediaType), "public.movie"}});
-    EXPECT_THAT(callback->answers(), ElementsAre(answer));
   }
 }
 
@@ -85,8 +67,6 @@ TEST_F(PickerDelegate, PickersThatCannotBeDismissedLeaveTheCommandOpen) {
   fake.settle();
   EXPECT_THAT(callback->answers(), IsEmpty());
   EXPECT_NE(picker(), nullptr);
-  EXPECT_THAT(fake.videoResult.calls.all(), IsEmpty());
-
   foreign->setSourceType(camera);
   plugin->imagePickerControllerDidCancel(foreign);
   fake.settle();

@@ -5,7 +5,7 @@ _vecamera() {
   local command=${COMP_WORDS[1]} inner=${COMP_WORDS[2]} words=
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    words='run take library demo scene completion --help --version'
+    words='run take library demo scene serve completion --help --version'
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     return
   fi
@@ -15,15 +15,15 @@ _vecamera() {
     --encoding) words='jpeg png' ;;
     --media) words='picture video all' ;;
     --orientation) words='1 2 3 4 5 6 7 8' ;;
-    --home | --to)
+    --home | --to | --app)
       mapfile -t COMPREPLY < <(compgen -d -- "$cur")
       return
       ;;
-    --output)
+    --output | --record | --device)
       mapfile -t COMPREPLY < <(compgen -f -- "$cur")
       return
       ;;
-    --limit | --quality | --size | --edit | --location) return ;;
+    --limit | --port | --quality | --seconds | --size | --edit | --location) return ;;
   esac
   if [ -n "$words" ]; then
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
@@ -45,7 +45,8 @@ _vecamera() {
       esac
       ;;
     demo) words='--help' ;;
-    scene) words='--size --orientation --help' ;;
+    scene) words='--size --orientation --seconds --help' ;;
+    serve) words='--app --home --port --open --record --device --help' ;;
     completion) words='bash zsh --help' ;;
   esac
   if [[ $cur == -* ]]; then
@@ -60,6 +61,7 @@ _vecamera() {
         *) mapfile -t COMPREPLY < <(compgen -W 'add list export clear' -- "$cur") ;;
       esac
       ;;
+    serve) ;;
     completion) mapfile -t COMPREPLY < <(compgen -W 'bash zsh' -- "$cur") ;;
     demo) mapfile -t COMPREPLY < <(compgen -d -- "$cur") ;;
     *) mapfile -t COMPREPLY < <(compgen -f -- "$cur") ;;

@@ -140,6 +140,17 @@ TEST_P(FileManagerContract, FailedAtomicWriteTellsWhyInThePlatformsWords) {
   EXPECT_EQ(entries(inside()), std::vector<std::string>{"folder"});
 }
 
+TEST_P(FileManagerContract, AFileIsReadInPiecesToItsEnd) {
+  put(inside("a"), "12345");
+  const auto file = files_->fileHandleForReadingAtPath(inside("a"));
+  ASSERT_NE(file, nullptr);
+  EXPECT_EQ(file->size(), 5U);
+  for (const std::string_view piece : {"12", "34", "5", ""})
+    EXPECT_EQ(file->readDataUpToLength(2), Data::copyOf(piece));
+  for (const auto& path : {inside("missing"), inside(), std::string()})
+    EXPECT_EQ(files_->fileHandleForReadingAtPath(path), nullptr);
+}
+
 TEST_P(FileManagerContract, EnumerationGoesDeepInOrderAndDoesNotFollowLinks) {
   for (const char* name : {"b.txt", ".hidden", "sub/z", "sub/a/deep", "a.txt"}) put(inside(name));
   put(outside("other/kept.txt"));

@@ -93,7 +93,7 @@ TEST_F(LibraryStoreTest, ARefusedAssetKeepsTheWholeChangeOut) {
   const auto store = openLibrary(folder());
   ASSERT_TRUE(store->add({testPicture("old", "OLD/L0/001")}));
   NewAsset text = testPicture("");
-  text.data = Data::copyOf("text");
+  text.content = Data::copyOf("text");
 
   const struct {
     NewAsset bad;
@@ -173,7 +173,7 @@ TEST_F(LibraryStoreTest, ImportTakesWhatItCanAndTellsOfTheRest) {
   for (const StoreError& error : report.refused) refused.push_back(error.text);
   EXPECT_THAT(refused,
               ElementsAre("x.txt is no picture or movie that the library takes (JPEG, PNG, HEIC, "
-                          "WebP, MP4, QuickTime)",
+                          "WebP, MP4, QuickTime, WebM)",
                           "none.jpg cannot be read: No such file or directory",
                           "library cannot be read: Is a directory",
                           "again.jpg: The library already holds an asset \"TAKEN/L0/001\""));
@@ -203,6 +203,30 @@ TEST_F(LibraryStoreTest, DamagedOriginalIsUnreadableButListed) {
     EXPECT_EQ(data.error().kind, StoreError::Kind::unreadable);
     EXPECT_THAT(data.error().text, HasSubstr(words));
   }
+}
+
+TEST_F(LibraryStoreTest, AMoviesFileIsCopiedAndItsThumbnailIsItsPoster) {
+  LibraryStore::Parts parts = testParts();
+  parts.makePoster = [](const fs::path& movie, int maxSide) {
+    return Data::copyOf(movie.filename().string() + " at " + std::to_string(maxSide));
+  };
+  const auto store = openLibrary(folder(), parts);
+  const fs::path source = file("source", "MOVIE:64x48:2.5");
+  const NewAsset movie{"M/L0/001", PHAssetResourceType::video, source, Date()};
+  ASSERT_TRUE(store->add({movie}));
+  EXPECT_TRUE(fs::exists(source));
+  fs::remove(source);
+  const auto record = store->fetchByIdentifier("M/L0/001");
+  ASSERT_TRUE(record);
+  EXPECT_EQ(record->byteCount, 15u);
+  EXPECT_EQ(*store->originalFile("M/L0/001"), originals() / "1.mp4");
+  EXPECT_EQ(textOf(*store->thumbnail("M/L0/001", 64)), "1.mp4 at 64");
+
+  const NewAsset gone{"N/L0/001", PHAssetResourceType::video, source, Date()};
+  const auto refused = store->add({gone});
+  ASSERT_FALSE(refused);
+  EXPECT_EQ(refused.error().kind, StoreError::Kind::invalidResource);
+  EXPECT_THAT(namesIn(originals()), ElementsAre("1.mp4"));
 }
 
 TEST_F(LibraryStoreTest, RemovalTakesTheFilesAlongAndNumbersAreNotUsedAgain) {

@@ -43,7 +43,7 @@ class StoredPhotos : public PhotosUnderTest {
     while (queue.runAll() + prompts.runAll() > 0) {
     }
   }
-  Data picture() override { return testPicture("contract").data; }
+  Data picture() override { return std::get<Data>(testPicture("contract").content); }
   std::string pictureUTI() override { return "public.jpeg"; }
   std::size_t assetCount() override { return identifiersIn(*store).size(); }
 
@@ -148,7 +148,7 @@ TEST(PhotoLibrary, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {
 TEST(ImageManager, HandsOutTheStoredOrientation) {
   StoredPhotos photos;
   NewAsset turned = testPicture("", "T/L0/001");
-  turned.data = Data::copyOf("JPEG:30x40:6");
+  turned.content = Data::copyOf("JPEG:30x40:6");
   ASSERT_TRUE(photos.store->add({turned}));
   CGImagePropertyOrientation seen = 0;
   photos.images().requestImageDataAndOrientationForAsset(

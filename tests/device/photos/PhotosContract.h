@@ -161,6 +161,11 @@ TEST_P(PhotosContract, ABadRequestFailsTheWholeChange) {
        3300},
       {"no picture", adding(Data::copyOf("this is text")), 3302},
       {"no bytes", adding(Data()), 3302},
+      {"no file",
+       [](PHAssetCreationRequest& request) {
+         request.addResource(PHAssetResourceType::video, URL("file:///none.mp4"), {});
+       },
+       3302},
       {"a picture for a movie", adding(photos_->picture(), PHAssetResourceType::video), 3302},
   };
   for (const auto& bad : cases) {

@@ -64,9 +64,13 @@ inline std::optional<ProbedPicture> probeTestPicture(const Data& data) {
 }
 
 /// Movies are texts, too: "MOVIE:64x48:2.5".
-inline std::optional<ProbedMovie> probeTestMovie(const Data& data) {
+inline std::optional<ProbedMovie> probeTestMovie(const AssetContent& content) {
+  const auto* bytes = std::get_if<Data>(&content);
+  std::ifstream file(bytes ? std::filesystem::path() : std::get<std::filesystem::path>(content));
+  const std::string text =
+      bytes ? textOf(*bytes) : std::string(std::istreambuf_iterator<char>(file), {});
   ProbedMovie probed{"mp4", "public.mpeg-4", 0, 0, 0.0};
-  if (std::sscanf(textOf(data).c_str(), "MOVIE:%dx%d:%lf", &probed.width, &probed.height,
+  if (std::sscanf(text.c_str(), "MOVIE:%dx%d:%lf", &probed.width, &probed.height,
                   &*probed.durationSeconds) < 3) {
     return std::nullopt;
   }

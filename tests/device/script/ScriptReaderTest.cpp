@@ -222,8 +222,47 @@ TEST_F(ScriptReader, CaptureAndPickSayWhatStandsInTheInfo) {
   EXPECT_FALSE(pick.referenceURL);
   EXPECT_TRUE(pick.phAsset);
   EXPECT_FALSE(pick.crop.has_value());
-  EXPECT_EQ(step<CaptureStep>(R"("do": "capture", "movie": "photo.jpg")").media,
-            CaptureStep::Media::movie);
+  const auto movie = step<CaptureStep>(R"("do": "capture", "movie": "photo.jpg")");
+  EXPECT_EQ(movie.media, CaptureStep::Media::movie);
+  EXPECT_EQ(movie.file, folder_ / "photo.jpg");
+  const auto scene = step<CaptureStep>(R"("do": "capture", "movie": {"seconds": 2.5})");
+  EXPECT_EQ(scene.media, CaptureStep::Media::movie);
+  EXPECT_TRUE(scene.file.empty());
+  EXPECT_EQ(scene.seconds, 2.5);
+}
+
+TEST_F(ScriptReader, ADataUrlIsAFileThatLivesAsLongAsTheScript) {
+  fs::path file;
+  {
+    const auto script = parsed(
+        R"({"steps": [{"do": "addAsset", "id": "A", "file": "data:text/plain;base64,AAEC"},
+                      {"do": "capture", "photo": "data:;base64,"}]})");
+    const auto& added = std::get<AddAssetStep>(script.steps[0].step);
+    EXPECT_EQ(added.id, "A");
+    file = added.file;
+    EXPECT_EQ(fs::file_size(file), 3U);
+    EXPECT_NE(std::get<CaptureStep>(script.steps[1].step).file, file);
+  }
+  EXPECT_FALSE(fs::exists(file));
+  for (const std::string url : {"data:image/jpeg,AAEC", "data:image/jpeg;base64,?", "data:"})
+    EXPECT_THAT(errorOf(R"({"steps": [{"do": "capture", "photo": ")" + url + R"("}]})"),
+                HasSubstr("steps[0].photo: it is no data URL of Base64"));
+}
+
+TEST_F(ScriptReader, AConfinedScriptNamesOnlyFilesOfItsFolder) {
+  fs::create_directory(folder_ / "inner");
+  std::ofstream(folder_ / "inner" / "in.jpg") << "bytes";
+  fs::create_symlink(folder_ / "photo.jpg", folder_ / "inner" / "link.jpg");
+  const auto isTaken = [this](const std::string& name) {
+    const auto text = R"({"steps": [{"do": "capture", "photo": ")" + name + R"("}]})";
+    const auto read = parseScript(text, "flow.json", folder_ / "inner", FileScope::folder);
+    return std::holds_alternative<Script>(read);
+  };
+  EXPECT_TRUE(isTaken("in.jpg"));
+  EXPECT_TRUE(isTaken("data:;base64,AAEC"));
+  for (const std::string& name :
+       {std::string("../photo.jpg"), (folder_ / "photo.jpg").string(), std::string("link.jpg")})
+    EXPECT_FALSE(isTaken(name)) << name;
 }
 
 TEST_F(ScriptReader, AnswersAndSettingsMeanTheirOwnPermission) {

@@ -27,7 +27,7 @@ class BareDevice : public VELog,
                    public PHPhotoLibrary,
                    public PHImageManager,
                    public CoreLocation,
-                   public NoVideoResult {
+                   public AVAssetExports {
  public:
   // VELog
   void debug(std::string_view msg) override { std::cerr << msg << '\n'; }
@@ -49,6 +49,9 @@ class BareDevice : public VELog,
   std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view) override {
     return nullptr;
   }
+  std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view) override {
+    return nullptr;
+  }
   std::optional<NSError> removeItemAtPath(std::string_view) override { return NSError{}; }
   std::optional<NSError> writeAtomically(const Data&, const URL&) override { return NSError{}; }
   std::optional<URL> URLWithString(std::string_view) const override { return {}; }
@@ -61,6 +64,7 @@ class BareDevice : public VELog,
   std::string base64EncodedString(std::string_view prefix, const Data&) const override {
     return std::string(prefix);
   }
+  void appendBase64(std::string&, const Data&) const override {}
   std::unique_ptr<NSBundle> mainBundle() override { return nullptr; }
   std::unique_ptr<NSBundle> bundleWithPath(std::string_view) override { return nullptr; }
   void print(std::string_view line) override { std::cerr << line << '\n'; }
@@ -90,6 +94,13 @@ class BareDevice : public VELog,
     return nullptr;
   }
   std::optional<Dictionary> CIImageProperties(const Data&) override { return {}; }
+
+  // Movies
+  std::shared_ptr<AVAsset> assetWithURL(const URL&) override { return nullptr; }
+  std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(const std::shared_ptr<AVAsset>&,
+                                                               std::string_view) override {
+    return nullptr;
+  }
 
   // Services behind permissions
   AVAuthorizationStatus authorizationStatusForMediaType(std::string_view) override {
@@ -160,11 +171,11 @@ int main() {
       .graphics = device,
       .images = device,
       .imageIO = device,
+      .assetExports = device,
       .captureDevice = device,
       .photoLibrary = device,
       .imageManager = device,
       .coreLocation = device,
-      .videoResult = device,
       .mainQueue = mainQueue,
       .mainActor = mainActor,
       .background = background,

@@ -1,0 +1,146 @@
+#include "device/media/ExportSessions.h"
+
+#include <atomic>
+#include <exception>
+#include <filesystem>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "device/foundation/Urls.h"
+#include "device/media/MediaErrors.h"
+#include "device/media/MovieExport.h"
+
+namespace vecamera::device {
+namespace {
+
+class FileAsset final : public AVAsset {
+ public:
+  explicit FileAsset(URL url) : url_(std::move(url)) {}
+  const URL& url() const { return url_; }
+
+ private:
+  const URL url_;
+};
+
+class FileExportSession final : public AVAssetExportSession,
+                                public std::enable_shared_from_this<FileExportSession> {
+ public:
+  FileExportSession(std::shared_ptr<FileAsset> asset, Executor& queue,
+                    ExportSessions::ProgressObserver observer,
+                    ExportSessions::Supervision supervision)
+      : asset_(std::move(asset)),
+        queue_(queue),
+        observer_(std::move(observer)),
+        supervision_(std::move(supervision)) {}
+
+  void setOutputFileType(std::string_view type) override {
+    const std::lock_guard lock(mutex_);
+    outputFileType_ = type;
+  }
+  void setOutputURL(const URL& url) override {
+    const std::lock_guard lock(mutex_);
+    outputURL_ = url;
+  }
+  void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) override {
+    {
+      const std::lock_guard lock(mutex_);
+      if (status_ != AVAssetExportSessionStatus::unknown) return;
+      status_ = AVAssetExportSessionStatus::waiting;
+    }
+    queue_.post([self = shared_from_this(), handler = std::move(handler)] {
+      self->run();
+      if (handler) handler();
+    });
+  }
+  void cancelExport() override { isCancelled_ = true; }
+  AVAssetExportSessionStatus status() const override {
+    const std::lock_guard lock(mutex_);
+    return status_;
+  }
+  float progress() const override { return progress_; }
+  std::optional<NSError> error() const override {
+    const std::lock_guard lock(mutex_);
+    return error_;
+  }
+
+ private:
+  void run() {
+    std::string type;
+    std::optional<URL> target;
+    {
+      const std::lock_guard lock(mutex_);
+      status_ = AVAssetExportSessionStatus::exporting;
+      type = outputFileType_;
+      target = outputURL_;
+    }
+    std::optional<NSError> error;
+    try {
+      error = exported(type, target);
+    } catch (const std::exception& thrown) {
+      error = mediaError(thrown);
+    }
+    end(error);
+    if (error && supervision_.failed) supervision_.failed(*error);
+  }
+
+  std::optional<NSError> exported(const std::string& type, const std::optional<URL>& target) {
+    if (isCancelled_) return mediaError(AVError::operationCancelled, "Cancelled.");
+    if (type != AVFileTypeMPEG4)
+      return mediaError(AVError::exportFailed,
+                        "The output file type \"" + type + "\" cannot be written.");
+    const auto source = filePathOf(asset_->url());
+    if (!source) return mediaError(AVError::unknown, "The movie's address is not that of a file.");
+    const auto path = target ? filePathOf(*target) : std::nullopt;
+    if (!path) return mediaError(AVError::unknown, "The output address is not that of a file.");
+    ExportOptions options;
+    options.cancelled = [this] {
+      return isCancelled_ || (supervision_.interrupted && supervision_.interrupted());
+    };
+    options.progress = [this](float progress) {
+      progress_ = progress;
+      if (observer_) observer_(progress);
+    };
+    return exportMovie(*source, *path, options);
+  }
+
+  void end(std::optional<NSError> error) {
+    const std::lock_guard lock(mutex_);
+    error_ = std::move(error);
+    if (!error_)
+      status_ = AVAssetExportSessionStatus::completed;
+    else if (isMediaError(*error_, AVError::operationCancelled))
+      status_ = AVAssetExportSessionStatus::cancelled;
+    else
+      status_ = AVAssetExportSessionStatus::failed;
+  }
+
+  const std::shared_ptr<FileAsset> asset_;
+  Executor& queue_;
+  const ExportSessions::ProgressObserver observer_;
+  const ExportSessions::Supervision supervision_;
+  std::atomic<bool> isCancelled_ = false;
+  std::atomic<float> progress_ = 0;
+  /// Guards what follows.
+  mutable std::mutex mutex_;
+  std::string outputFileType_;
+  std::optional<URL> outputURL_;
+  AVAssetExportSessionStatus status_ = AVAssetExportSessionStatus::unknown;
+  std::optional<NSError> error_;
+};
+
+}  // namespace
+
+std::shared_ptr<AVAsset> ExportSessions::assetWithURL(const URL& url) {
+  return std::make_shared<FileAsset>(url);
+}
+
+std::shared_ptr<AVAssetExportSession> ExportSessions::exportSessionWithAsset(
+    const std::shared_ptr<AVAsset>& asset, std::string_view presetName) {
+  auto file = std::dynamic_pointer_cast<FileAsset>(asset);
+  if (!file || presetName != AVAssetExportPresetHighestQuality) return nullptr;
+  return std::make_shared<FileExportSession>(std::move(file), queue_, observer_, supervision_);
+}
+
+}  // namespace vecamera::device

@@ -1,0 +1,44 @@
+#pragma once
+
+#include <functional>
+#include <utility>
+
+#include "VECamera/platform/AVFoundation.h"
+#include "VECamera/runtime/Executor.h"
+
+namespace vecamera::device {
+
+/// The device's exports, made by `exportMovie`. Any thread.
+///
+/// A session runs as one job of the queue, which also runs the handler; the queue outlives the
+/// sessions and the handlers. One that is cancelled before its job runs ends as cancelled and reads
+/// nothing. A second start of a session is ignored.
+class ExportSessions final : public AVAssetExports {
+ public:
+  /// Told of the rising progress of every running export, on the queue's thread.
+  using ProgressObserver = std::function<void(float)>;
+  /// Both on the queue's thread; each may be empty.
+  struct Supervision {
+    /// Asked often while an export runs; true cancels it.
+    std::function<bool()> interrupted;
+    /// Told why an export failed or was cancelled, before its handler runs.
+    std::function<void(const NSError&)> failed;
+  };
+
+  explicit ExportSessions(Executor& queue, ProgressObserver observer = {},
+                          Supervision supervision = {})
+      : queue_(queue), observer_(std::move(observer)), supervision_(std::move(supervision)) {}
+
+  std::shared_ptr<AVAsset> assetWithURL(const URL& url) override;
+  /// Null for an asset of another maker and for every preset but the highest quality. The file is
+  /// not looked at.
+  std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(
+      const std::shared_ptr<AVAsset>& asset, std::string_view presetName) override;
+
+ private:
+  Executor& queue_;
+  const ProgressObserver observer_;
+  const Supervision supervision_;
+};
+
+}  // namespace vecamera::device

@@ -1,0 +1,23 @@
+#include "device/media/MediaErrors.h"
+
+#include <new>
+#include <utility>
+
+namespace vecamera::device {
+
+NSError mediaError(AVError code, std::string description) {
+  return {std::string(AVFoundationErrorDomain), static_cast<std::int64_t>(code),
+          Dictionary{{std::string(NSLocalizedDescriptionKey), std::move(description)}}};
+}
+
+NSError mediaError(const std::exception& thrown) {
+  const bool lacksMemory = dynamic_cast<const std::bad_alloc*>(&thrown);
+  return mediaError(lacksMemory ? AVError::outOfMemory : AVError::unknown,
+                    std::string("The movie cannot be worked on: ") + thrown.what() + ".");
+}
+
+bool isMediaError(const NSError& error, AVError code) {
+  return error.domain == AVFoundationErrorDomain && error.code == static_cast<std::int64_t>(code);
+}
+
+}  // namespace vecamera::device

@@ -1,0 +1,188 @@
+#include "device/media/ExportSessions.h"
+
+#include <stdexcept>
+
+#include "device/foundation/Urls.h"
+#include "device/media/MediaErrors.h"
+#include "tests/device/media/Workshop.h"
+
+namespace vecamera::device {
+namespace {
+
+using testing::ElementsAre;
+using Status = AVAssetExportSessionStatus;
+
+class Sessions : public Workshop {
+ protected:
+  std::shared_ptr<AVAssetExportSession> session(const URL& source) {
+    return exports.exportSessionWithAsset(exports.assetWithURL(source),
+                                          AVAssetExportPresetHighestQuality);
+  }
+  /// One of the movie to "out.mp4".
+  std::shared_ptr<AVAssetExportSession> ready() {
+    auto made = session(urlOf("in.mp4"));
+    made->setOutputFileType(AVFileTypeMPEG4);
+    made->setOutputURL(urlOf("out.mp4"));
+    return made;
+  }
+  void start(const std::shared_ptr<AVAssetExportSession>& session) {
+    session->exportAsynchronouslyWithCompletionHandler([this] { ++handled; });
+  }
+  URL urlOf(std::string_view name) const { return Urls().fileURLWithPath(path(name).string()); }
+
+  QueueExecutor queue;
+  std::function<void(float)> observer;
+  ExportSessions exports{queue, [this](float progress) {
+                           if (observer) observer(progress);
+                         }};
+  int handled = 0;
+  std::filesystem::path movie = make("in.mp4", pictures + asPhones);
+};
+
+TEST_F(Sessions, AnExportRunsOnItsQueueAndTellsItsEndOnce) {
+  const auto export_ = ready();
+  EXPECT_EQ(export_->status(), Status::unknown);
+  std::vector<float> told;
+  observer = [&](float progress) {
+    told.push_back(progress);
+    EXPECT_EQ(export_->status(), Status::exporting);
+    EXPECT_EQ(export_->progress(), progress);
+  };
+  start(export_);
+  start(export_);
+  EXPECT_EQ(export_->status(), Status::waiting);
+  EXPECT_EQ(handled, 0);
+  EXPECT_THAT(names(), ElementsAre("in.mp4"));
+  queue.runAll();
+  EXPECT_EQ(handled, 1);
+  EXPECT_EQ(export_->status(), Status::completed);
+  EXPECT_EQ(export_->progress(), 1);
+  EXPECT_EQ(told.back(), 1);
+  EXPECT_FALSE(export_->error().has_value());
+  EXPECT_EQ(judged(path("out.mp4")).complaints, "");
+
+  export_->cancelExport();
+  EXPECT_EQ(export_->status(), Status::completed);
+}
+
+TEST_F(Sessions, ACancelledExportEndsAsCancelledAndLeavesNoFile) {
+  enum class When { beforeStart, whileWaiting, whileExporting };
+  for (const When when : {When::beforeStart, When::whileWaiting, When::whileExporting}) {
+    const auto export_ = ready();
+    handled = 0;
+    if (when == When::beforeStart) export_->cancelExport();
+    start(export_);
+    if (when == When::whileWaiting) export_->cancelExport();
+    observer = [&](float) { export_->cancelExport(); };
+    queue.runAll();
+    EXPECT_EQ(handled, 1);
+    EXPECT_EQ(export_->status(), Status::cancelled);
+    ASSERT_TRUE(export_->error().has_value());
+    EXPECT_TRUE(isMediaError(*export_->error(), AVError::operationCancelled));
+    EXPECT_LT(export_->progress(), 1);
+    EXPECT_THAT(names(), ElementsAre("in.mp4"));
+  }
+}
+
+TEST_F(Sessions, AnExportThatCannotBeDoneFailsWithTheReason) {
+  write(path("taken.mp4"), "kept");
+  struct Case {
+    const char* name;
+    URL source;
+    std::string_view type;
+    std::optional<URL> target;
+    AVError code;
+  };
+  const Case cases[] = {
+      {"type", urlOf("in.mp4"), "com.apple.quicktime-movie", urlOf("out.mp4"),
+       AVError::exportFailed},
+      {"no type", urlOf("in.mp4"), "", urlOf("out.mp4"), AVError::exportFailed},
+      {"no target", urlOf("in.mp4"), AVFileTypeMPEG4, std::nullopt, AVError::unknown},
+      {"remote target", urlOf("in.mp4"), AVFileTypeMPEG4, URL("https://a.test/out.mp4"),
+       AVError::unknown},
+      {"remote source", URL("https://a.test/in.mp4"), AVFileTypeMPEG4, urlOf("out.mp4"),
+       AVError::unknown},
+      {"missing source", urlOf("none.mp4"), AVFileTypeMPEG4, urlOf("out.mp4"), AVError::unknown},
+      {"missing folder", urlOf("in.mp4"), AVFileTypeMPEG4, urlOf("none/out.mp4"), AVError::unknown},
+      {"taken target", urlOf("in.mp4"), AVFileTypeMPEG4, urlOf("taken.mp4"),
+       AVError::fileAlreadyExists},
+  };
+  for (const Case& each : cases) {
+    const auto export_ = session(each.source);
+    export_->setOutputFileType(each.type);
+    if (each.target) export_->setOutputURL(*each.target);
+    handled = 0;
+    start(export_);
+    queue.runAll();
+    EXPECT_EQ(handled, 1) << each.name;
+    EXPECT_EQ(export_->status(), Status::failed) << each.name;
+    ASSERT_TRUE(export_->error().has_value()) << each.name;
+    EXPECT_TRUE(isMediaError(*export_->error(), each.code))
+        << each.name << ": " << export_->error()->localizedDescription();
+    EXPECT_THAT(names(), ElementsAre("in.mp4", "taken.mp4")) << each.name;
+  }
+  EXPECT_EQ(vecamera::device::textOf(read(path("taken.mp4"))), "kept");
+}
+
+TEST_F(Sessions, AnExportIsSupervised) {
+  std::vector<std::string> told;
+  bool isInterrupted = false;
+  const ExportSessions::Supervision supervision{
+      [&] { return isInterrupted; },
+      [&](const NSError& error) { told.push_back(error.localizedDescription()); }};
+  ExportSessions supervised(
+      queue,
+      [this](float progress) {
+        if (observer) observer(progress);
+      },
+      supervision);
+  const auto statusOfOne = [&] {
+    told.clear();
+    std::filesystem::remove(path("out.mp4"));
+    const auto export_ = supervised.exportSessionWithAsset(supervised.assetWithURL(urlOf("in.mp4")),
+                                                           AVAssetExportPresetHighestQuality);
+    export_->setOutputFileType(AVFileTypeMPEG4);
+    export_->setOutputURL(urlOf("out.mp4"));
+    export_->exportAsynchronouslyWithCompletionHandler([&] { told.push_back("handled"); });
+    queue.runAll();
+    return export_->status();
+  };
+  EXPECT_EQ(statusOfOne(), Status::completed);
+  EXPECT_THAT(told, ElementsAre("handled"));
+
+  observer = [&](float) { isInterrupted = true; };
+  EXPECT_EQ(statusOfOne(), Status::cancelled);
+  EXPECT_THAT(told, ElementsAre("Cancelled.", "handled"));
+
+  isInterrupted = false;
+  observer = [](float) { throw std::length_error("too long"); };
+  EXPECT_EQ(statusOfOne(), Status::failed);
+  EXPECT_THAT(told, ElementsAre(testing::HasSubstr("too long"), "handled"));
+  EXPECT_THAT(names(), ElementsAre("in.mp4"));
+}
+
+TEST_F(Sessions, ASessionThatIsLetGoGoesOnToItsEnd) {
+  const auto spaced = path("a b%20c.mp4");
+  std::filesystem::rename(movie, spaced);
+  auto export_ = session(urlOf("a b%20c.mp4"));
+  export_->setOutputFileType(AVFileTypeMPEG4);
+  export_->setOutputURL(urlOf("out.mp4"));
+  start(export_);
+  export_.reset();
+  queue.runAll();
+  EXPECT_EQ(handled, 1);
+  EXPECT_TRUE(std::filesystem::exists(path("out.mp4")));
+}
+
+TEST_F(Sessions, OnlyItsOwnAssetsAndTheHighestQualityHaveASession) {
+  class Foreign : public AVAsset {};
+  const auto asset = exports.assetWithURL(urlOf("in.mp4"));
+  EXPECT_EQ(exports.exportSessionWithAsset(asset, "AVAssetExportPresetLowQuality"), nullptr);
+  EXPECT_EQ(exports.exportSessionWithAsset(nullptr, AVAssetExportPresetHighestQuality), nullptr);
+  EXPECT_EQ(exports.exportSessionWithAsset(std::make_shared<Foreign>(),
+                                           AVAssetExportPresetHighestQuality),
+            nullptr);
+}
+
+}  // namespace
+}  // namespace vecamera::device
