@@ -42,6 +42,34 @@ install_packages() {
     die "these packages could not be installed: ${missing[*]}"
 }
 
+# build_web: builds the TypeScript packages, which the program carries within it, where that is due.
+# Installs Node.js where there is none.
+build_web() {
+  command -v node >/dev/null && command -v npm >/dev/null || install_packages web
+  local folder stamp log
+  mkdir -p "$root/build/web"
+  for folder in page simulator/web; do
+    stamp=$root/build/web/${folder//\//-}.stamp
+    log=${stamp%.stamp}.log
+    (
+      flock 9
+      cd "$root/$folder" || exit 1
+      [ ! -e "$stamp" ] || [ ! -d dist ] || [ ! -d node_modules ] ||
+        [ -n "$(find . -type f -newer "$stamp" -not -path './node_modules/*' -not -path './dist/*' \
+          -print -quit)" ] || exit 0
+      say "Building $folder (log: build/web/${log##*/}) ..."
+      {
+        [ -e node_modules/.package-lock.json ] &&
+          [ ! package-lock.json -nt node_modules/.package-lock.json ] || npm ci
+      } >"$log" 2>&1 </dev/null && npm run build >>"$log" 2>&1 </dev/null || {
+        cat "$log" >&2
+        exit 1
+      }
+      touch "$stamp"
+    ) 9>"$stamp.lock" || die "the build of $folder failed"
+  done
+}
+
 # build_preset PRESET TARGET [CMAKE-CACHE-ARGUMENT...]: configures where that is due, then builds
 # the target ("all" for everything). Quiet, unless something fails; builds of one preset at the
 # same time wait for each other.

@@ -10,6 +10,7 @@
 #include "apps/vecamera/LibraryCommands.h"
 #include "apps/vecamera/RunCommand.h"
 #include "apps/vecamera/SceneCommand.h"
+#include "apps/vecamera/Serve.h"
 #include "apps/vecamera/Signals.h"
 #include "apps/vecamera/TakeCommand.h"
 #include "device/script/JsonFields.h"
@@ -87,9 +88,11 @@ void addRun(CLI::App& app, Action& action) {
 
 void addTake(CLI::App& app, Action& action) {
   auto options = std::make_shared<TakeOptions>();
-  auto& command = *app.add_subcommand("take", "Take one picture and print the command's answer");
+  auto& command =
+      *app.add_subcommand("take", "Take one picture or movie and print the command's answer");
   command
-      .add_option("PHOTO", options->photo, "What the camera sees, or what stands in the library")
+      .add_option("FILE", options->photo,
+                  "The picture or movie that the camera takes, or that stands in the library")
       ->type_name("")
       ->required();
   command.add_option("--quality", options->quality, "JPEG quality [50]")->type_name("N");
@@ -115,7 +118,7 @@ void addTake(CLI::App& app, Action& action) {
             "Where the device is; the picture gets GPS metadata");
   command.add_option("--home", options->home, "Keep the device (library, temporary files) there")
       ->type_name("DIR");
-  command.add_option("--output", options->output, "Write the resulting picture there")
+  command.add_option("--output", options->output, "Write the resulting picture or movie there")
       ->type_name("FILE");
   addLimit(command, options->limit);
   command.footer(
@@ -127,6 +130,7 @@ void addTake(CLI::App& app, Action& action) {
       "Examples:\n"
       "  vecamera take beach.jpg --size 640x480 --destination file-uri --output small.jpg\n"
       "  vecamera take beach.jpg --destination data-url --encoding png\n"
+      "  vecamera take clip.webm --media video --destination file-uri --output clip.mp4\n"
       "  vecamera take beach.jpg --location 48.85,2.35,35 --destination file-uri --home phone\n");
   command.callback([options, &action] { action = [options] { return take(*options); }; });
 }
@@ -152,8 +156,9 @@ void addLibrary(CLI::App& app, Action& action) {
       "  vecamera library list --home phone\n"
       "  vecamera library export --to copies --home phone\n");
 
-  auto& add = *command.add_subcommand("add", "Add pictures and print their identifiers");
-  add.add_option("FILE", options->files, "JPEG, PNG, HEIC or WebP files")
+  auto& add = *command.add_subcommand("add", "Add pictures and movies and print their identifiers");
+  add.add_option("FILE", options->files,
+                 "JPEG, PNG, HEIC or WebP pictures; MP4, QuickTime or WebM movies")
       ->type_name("")
       ->required();
   add.footer("Example:\n  vecamera library add holiday/*.jpg --home phone\n");
@@ -205,20 +210,52 @@ void addDemo(CLI::App& app, Action& action) {
 
 void addScene(CLI::App& app, Action& action) {
   auto options = std::make_shared<SceneOptions>();
-  auto& command = *app.add_subcommand("scene", "Write a photograph to try things with");
-  command.add_option("FILE", options->file, "The JPEG file to write")->type_name("")->required();
+  auto& command = *app.add_subcommand("scene", "Write a photograph or movie to try things with");
+  command.add_option("FILE", options->file, "The JPEG file to write, or the .mp4 or .mov file")
+      ->type_name("")
+      ->required();
   auto size = std::make_shared<std::optional<CGSize>>();
   addParsed(command, "--size", *size, parseSize, "WIDTHxHEIGHT", "In pixels, as seen [1600x1200]");
   command.add_option("--orientation", options->orientation, "How the camera was held (Exif) [1]")
       ->type_name("1..8")
       ->check(CLI::Range(1, 8).description(""));
+  auto seconds = std::make_shared<double>(0);
+  auto* length =
+      command.add_option("--seconds", *seconds, "Write a movie of that length, with a tone")
+          ->type_name("N")
+          ->check(CLI::Range(0.1, 3600.0).description(""));
   command.footer(
       "The same call always writes the same picture.\n\n"
-      "Example:\n  vecamera scene upside-down.jpg --size 800x600 --orientation 3\n");
-  command.callback([options, size, &action] {
+      "Examples:\n"
+      "  vecamera scene upside-down.jpg --size 800x600 --orientation 3\n"
+      "  vecamera scene clip.mov --seconds 5 --size 480x640 --orientation 6\n");
+  command.callback([options, size, seconds, length, &action] {
+    if (length->count() > 0) options->seconds = *seconds;
     if (*size) options->size = **size;
     action = [options] { return writeScene(*options); };
   });
+}
+
+void addServe(CLI::App& app, Action& action) {
+  auto options = std::make_shared<ServeOptions>();
+  auto& command = *app.add_subcommand("serve", "Show a phone in the browser, with your page in it");
+  command.add_option("--app", options->app, "The folder with your index.html [a demo app]")
+      ->type_name("DIR");
+  command.add_option("--home", options->home, "Keep the photo library there [a fresh one each]")
+      ->type_name("DIR");
+  command.add_option("--port", options->port, "The port to listen on [a free one]")->type_name("N");
+  command.add_flag("--open", options->opensBrowser, "Open the browser");
+  command.add_option("--record", options->record, "Keep a device script of what was done there")
+      ->type_name("FILE");
+  command.add_option("--device", options->device, "Begin with the device part of this script")
+      ->type_name("FILE");
+  command.footer(
+      "The address is printed as soon as browsers can come; Ctrl-C ends it. Only this machine is\n"
+      "served.\n\n"
+      "Examples:\n"
+      "  vecamera serve --open\n"
+      "  vecamera serve --app www --record flow.json\n");
+  command.callback([options, &action] { action = [options] { return serve(*options); }; });
 }
 
 void addCompletion(CLI::App& app, Action& action) {
@@ -297,7 +334,8 @@ ExitStatus act(int argc, char** argv) {
   app.footer(
       "Start here:\n"
       "  vecamera demo                  takes a first picture and tells what happens\n"
-      "  vecamera take PHOTO            one picture, with the options of a page's command\n"
+      "  vecamera take FILE             one picture or movie, with the options of a page's "
+      "command\n"
       "  vecamera run SCRIPT            whole flows: permissions, alerts, faults\n"
       "Each command has its own help: vecamera take --help\n");
   Action action;
@@ -306,6 +344,7 @@ ExitStatus act(int argc, char** argv) {
   addLibrary(app, action);
   addDemo(app, action);
   addScene(app, action);
+  addServe(app, action);
   addCompletion(app, action);
   try {
     app.parse(argc, argv);

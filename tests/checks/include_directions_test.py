@@ -44,7 +44,7 @@ BAD = [
     ("device/photos/A.cpp", '#include "../imaging/Codec.h"'),
     ("device/photos/A.cpp", '#include "simulator/server/Server.h"'),
     ("simulator/server/A.cpp", '#include "apps/vecamera/Commands.h"'),
-    ("apps/vecamera/A.cpp", '#include "simulator/server/Server.h"'),
+    ("apps/vecamera/A.cpp", '#include "simulator/server/Phone.h"'),
 ]
 
 

@@ -1,0 +1,96 @@
+#include "apps/vecamera/Serve.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "apps/vecamera/Signals.h"
+#include "device/foundation/ApplicationHome.h"
+#include "simulator/server/Server.h"
+
+namespace vecamera::app {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Why the options cannot be served, or nothing.
+std::optional<std::string> problemWith(const ServeOptions& options) {
+  std::error_code ignored;
+  if (options.app && !fs::is_directory(*options.app, ignored))
+    return options.app->string() + ": it is no folder; --app names the one with your index.html";
+  if (options.home && !device::ApplicationHome::open(options.home->string()))
+    return options.home->string() + ": it cannot be a device's home; name a folder of its own";
+  if (options.record) {
+    const auto folder = fs::absolute(*options.record, ignored).parent_path();
+    if (!fs::is_directory(folder, ignored) || access(folder.c_str(), W_OK) != 0)
+      return options.record->string() +
+             ": its folder cannot be written; choose another for --record";
+  }
+  return std::nullopt;
+}
+
+/// Has the desktop's browser open the address; false where there is none.
+bool openBrowser(const std::string& address) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  // What a browser has to say is nothing that the output's reader waits for.
+  for (const int output : {STDOUT_FILENO, STDERR_FILENO})
+    posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
+  std::string program = "xdg-open";
+  std::string argument = address;
+  char* const arguments[] = {program.data(), argument.data(), nullptr};
+  pid_t child = 0;
+  const bool started =
+      posix_spawnp(&child, program.c_str(), &actions, nullptr, arguments, environ) == 0;
+  posix_spawn_file_actions_destroy(&actions);
+  return started;
+}
+
+std::optional<fs::path> absolute(const std::optional<fs::path>& path) {
+  std::error_code ignored;
+  return path ? std::optional(fs::absolute(*path, ignored)) : std::nullopt;
+}
+
+}  // namespace
+
+ExitStatus serve(const ServeOptions& options) {
+  if (const auto problem = problemWith(options)) return refuse(*problem);
+  simulator::ServerSetup setup;
+  setup.app = absolute(options.app);
+  setup.home = absolute(options.home);
+  setup.record = absolute(options.record);
+  setup.port = options.port;
+  setup.interrupted = wasInterrupted;
+  setup.diagnose = [](const std::string& line) {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    complain(line);
+  };
+  if (options.device) {
+    auto part = simulator::readDevicePart(*options.device);
+    if (const auto* why = std::get_if<std::string>(&part)) return refuse(*why);
+    setup.device = std::move(std::get<simulator::DevicePart>(part));
+  } else {
+    // A new phone has not been asked anything yet.
+    for (const auto* permission : {"camera", "photoLibrary", "location"})
+      setup.device.asked["authorization"][permission] = "notDetermined";
+  }
+
+  auto made = simulator::Server::make(std::move(setup));
+  if (const auto* why = std::get_if<std::string>(&made)) return fail(*why);
+  const auto& server = std::get<std::unique_ptr<simulator::Server>>(made);
+  std::cout << server->address() << std::endl;
+  if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
+  std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
+  if (options.opensBrowser && !openBrowser(server->address()))
+    complain("no browser can be opened: xdg-open is missing; open the address yourself");
+  server->run();
+  return ExitStatus::success;
+}
+
+}  // namespace vecamera::app

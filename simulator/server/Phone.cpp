@@ -1,0 +1,481 @@
+#include "simulator/server/Phone.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <set>
+#include <system_error>
+#include <utility>
+
+#include "device/foundation/Dates.h"
+#include "device/foundation/PosixFiles.h"
+#include "device/foundation/Urls.h"
+#include "device/script/JsonValue.h"
+#include "device/script/LibraryParts.h"
+#include "device/script/ScriptReader.h"
+#include "simulator/server/ContentTypes.h"
+#include "simulator/server/SampleMedia.h"
+#include "simulator/server/Secrets.h"
+
+namespace vecamera::simulator {
+namespace {
+
+namespace fs = std::filesystem;
+using Json = nlohmann::ordered_json;
+using std::chrono::microseconds;
+
+constexpr std::chrono::milliseconds kRunOnEvery{50};
+/// What takes the place of "file://" where a recording is played, and no server is there.
+constexpr const char* kRecordedPrefix = "velmora-file://";
+/// Events longer than this do not tell of a file's address.
+constexpr std::size_t kLongestFileAnswer = 65536;
+
+/// The key under which a step names a file of media; empty where it does not.
+std::string mediaKeyOf(const Json& step) {
+  const auto found = step.find("do");
+  const auto name = found != step.end() && found->is_string() ? found->get<std::string>() : "";
+  if (name == "addAsset") return "file";
+  if (name != "capture") return {};
+  return step.contains("photo") ? "photo" : "movie";
+}
+
+/// The same step with "do" in front, for people who read the recording.
+Json withNameInFront(const Json& step) {
+  Json sorted = Json::object();
+  if (step.contains("do")) sorted["do"] = step["do"];
+  for (const auto& [key, value] : step.items()) sorted[key] = value;
+  return sorted;
+}
+
+std::variant<device::ScriptStep, std::string> parseStep(const Json& step, const fs::path& folder) {
+  const Json script = {{"steps", Json::array({step})}};
+  auto parsed =
+      device::parseScript(device::toLine(script), "step", folder, device::FileScope::folder);
+  if (auto* error = std::get_if<device::ScriptError>(&parsed)) {
+    // The place is told from the step on.
+    constexpr std::string_view prefix = "step: steps[0]";
+    auto why = std::move(error->message);
+    if (why.starts_with(prefix)) why.erase(0, prefix.size());
+    if (why.starts_with('.')) why.erase(0, 1);
+    if (why.starts_with(": ")) why.erase(0, 2);
+    return why;
+  }
+  return std::move(std::get<device::Script>(parsed).steps.front());
+}
+
+void emptyFolder(const std::string& path) {
+  const auto folder = device::openFolderAt(AT_FDCWD, path, device::LastLink::refuse);
+  if (!folder) return;
+  for (const auto& name : device::entryNames(folder).value_or(std::vector<std::string>()))
+    device::removeTreeAt(folder, name);
+}
+
+/// The file under another name too, so that it stays when the first is removed.
+bool keepFile(const fs::path& file, const fs::path& as) {
+  std::error_code failed;
+  fs::create_hard_link(file, as, failed);
+  // Between two disks there are no such links.
+  if (failed) fs::copy_file(file, as, failed);
+  return !failed;
+}
+
+}  // namespace
+
+Phone::Phone(PhoneSetup setup, std::unique_ptr<device::ApplicationHome> home)
+    : setup_(std::move(setup)),
+      home_(std::move(home)),
+      media_(home_->path(), setup_.media),
+      thread_([this] { run(); }) {}
+
+Phone::~Phone() {
+  finish();
+}
+
+void Phone::finish() {
+  stop();
+  if (thread_.joinable()) thread_.join();
+}
+
+void Phone::receive(std::string message) {
+  const std::lock_guard lock(mutex_);
+  received_.push_back(std::move(message));
+  changed_.notify_one();
+}
+
+void Phone::stop() {
+  const std::lock_guard lock(mutex_);
+  stopping_ = true;
+  changed_.notify_one();
+}
+
+std::shared_ptr<device::LibraryStore> Phone::library() const {
+  const std::lock_guard lock(mutex_);
+  return library_;
+}
+
+void Phone::run() {
+  if (const auto why = begin(setup_.device, true)) {
+    broken_ = *why;
+    setup_.diagnose("the phone cannot begin: " + *why);
+  }
+  sendState();
+  std::unique_lock lock(mutex_);
+  while (!stopping_) {
+    const bool waits = session_ && !isUnsettled_ && session_->waitingFor();
+    const auto isCalled = [this] { return stopping_ || !received_.empty(); };
+    if (received_.empty() && isRecordingDirty_) {
+      lock.unlock();
+      writeRecording();
+      lock.lock();
+    } else if (waits) {
+      changed_.wait_for(lock, kRunOnEvery, isCalled);
+    } else {
+      changed_.wait(lock, isCalled);
+    }
+    if (stopping_) break;
+    std::optional<std::string> message;
+    if (!received_.empty()) {
+      message = std::move(received_.front());
+      received_.pop_front();
+    }
+    lock.unlock();
+    if (message)
+      handle(*message);
+    else if (waits)
+      runOn();
+    lock.lock();
+  }
+  lock.unlock();
+  session_.reset();
+  writeRecording();
+}
+
+void Phone::handle(const std::string& message) {
+  const auto parsed = parseRequest(message);
+  Json id;
+  Failure failure;
+  if (const auto* refusal = std::get_if<RequestRefusal>(&parsed)) {
+    id = refusal->id;
+    failure = refusal->why;
+  } else {
+    const auto& request = std::get<PhoneRequest>(parsed);
+    id = request.id;
+    failure = std::visit([this](const auto& what) { return carryOut(what); }, request.what);
+    sendState();
+  }
+  if (!diagnostics_.view().empty()) {
+    setup_.diagnose(std::exchange(diagnostics_, std::ostringstream()).str());
+  }
+  Json reply{{"type", failure ? "failed" : "done"}, {"id", id}};
+  if (failure) reply["why"] = *failure;
+  setup_.send({PhoneMessage::Kind::reply, device::toLine(reply)});
+}
+
+Phone::Failure Phone::carryOut(const StepRequest& request) {
+  return play(request.step);
+}
+
+Phone::Failure Phone::carryOut(const RestartRequest& request) {
+  if (auto why = problemWithAskedPart(request.device)) return why;
+  DevicePart part{request.device, part_.kept, Json::array()};
+  if (const auto library = part.asked.find("library"); library != part.asked.end()) {
+    part.library = std::move(*library);
+    part.asked.erase("library");
+    if (!part.library->is_array()) return "library: it must be a list";
+    for (auto& asset : *part.library) {
+      Recording::File file;
+      if (!asset.is_object() || !asset.contains("file"))
+        return "library: an asset is an object with \"id\" and \"file\"";
+      file.key = "file";
+      if (auto why = replaceFile(asset, file)) return why;
+      asset["file"] = file.path.string();
+    }
+  }
+  if (const auto script = scriptOf(part); const auto* why = std::get_if<std::string>(&script))
+    return *why;
+  return begin(part, request.keepLibrary);
+}
+
+Phone::Failure Phone::carryOut(const RestoreSamplesRequest&) {
+  const auto store = library();
+  if (!store) return broken_;
+  for (const auto& sample : sampleMedia()) {
+    if (store->fetchByIdentifier(sample.identifier)) continue;
+    const auto file = keep(sample.contents, sample.fileName);
+    if (!file) return "the samples cannot be written; is the disk full?";
+    if (auto why = play({{"do", "addAsset"}, {"id", sample.identifier}, {"file", *file}}))
+      return why;
+  }
+  return std::nullopt;
+}
+
+Phone::Failure Phone::openLibrary(bool keepLibrary) {
+  const fs::path home = setup_.home ? *setup_.home : fs::path(home_->path());
+  if (!library()) {
+    if (!device::ApplicationHome::open(home.string()))
+      return home.string() + ": it cannot be a device's home; name a folder of your own";
+    auto store = device::LibraryStore::open(device::libraryFolder(home), device::libraryParts());
+    if (!store) return "the photo library cannot be opened: " + store.error().text;
+    const std::lock_guard lock(mutex_);
+    library_ = std::move(*store);
+  }
+  if (keepLibrary) return std::nullopt;
+  const auto error = library()->clear();
+  return error ? Failure(error->text) : std::nullopt;
+}
+
+/// The part without the assets that stand in the library already, and with the samples where it is
+/// the phone's own and nothing else is asked for.
+DevicePart Phone::withFreshLibrary(DevicePart part) const {
+  Json wanted = part.library.value_or(Json::array());
+  if (!part.library && !setup_.home) {
+    device::makePrivateFolder(folder() + "/samples");
+    for (const auto& sample : sampleMedia()) {
+      const auto path = folder() + "/samples/" + sample.fileName;
+      if (device::writeFile0600(path, sample.contents))
+        wanted.push_back({{"id", sample.identifier}, {"file", path}});
+    }
+  }
+  part.library = Json::array();
+  for (const auto& asset : wanted)
+    if (!library()->fetchByIdentifier(asset["id"].get<std::string>()))
+      part.library->push_back(asset);
+  return part;
+}
+
+Phone::Failure Phone::begin(const DevicePart& part, bool keepLibrary) {
+  session_.reset();
+  emptyFolder(temporaryDirectory());
+  if (auto why = openLibrary(keepLibrary)) return broken_ = *why;
+  auto read = scriptOf(withFreshLibrary(part));
+  if (const auto* why = std::get_if<std::string>(&read)) return broken_ = *why;
+  auto& setup = std::get<device::Script>(read).device;
+  setup.home = setup_.home ? *setup_.home : fs::path(home_->path());
+  setup.temporaryDirectory = temporaryDirectory();
+  isClockFixed_ = setup.clock.has_value();
+  if (!setup.clock) setup.clock = setup_.realTime();
+  if (!setup.seed) setup.seed = randomSeed();
+  setup.urlTransformer = {device::UrlTransformerSetup::Kind::replace, "file://", kRecordedPrefix};
+
+  part_ = part;
+  screens_ = PresentedScreens();
+  owners_ = FileOwners();
+  faults_ = part.asked.value("faults", Json::array());
+  clockOffset_ = microseconds(0);
+  isUnsettled_ = false;
+  step_ = 0;
+  setup_.send({PhoneMessage::Kind::restarted, device::toLine(part.asked)});
+
+  device::PlayerOptions options;
+  options.interrupted = [this] {
+    const std::lock_guard lock(mutex_);
+    return stopping_;
+  };
+  options.trace = [this](const device::TraceSpan& span) { noteTrace(span); };
+  options.exporting = [this](float progress) {
+    setup_.send(
+        {PhoneMessage::Kind::passing,
+         device::toLine({{"type", "progress"}, {"what", "export"}, {"fraction", progress}})});
+  };
+  auto made = device::PlaySession::make(
+      setup, options, [this](const std::string& line) { noteEvent(line); }, diagnostics_);
+  if (const auto* why = std::get_if<std::string>(&made)) return broken_ = *why;
+  session_ = std::move(std::get<std::unique_ptr<device::PlaySession>>(made));
+  broken_.clear();
+  session_->device().setUrlTransformer({true, urlTransformer()});
+  beginRecording(setup);
+  session_->runOn();
+  noteLibrary();
+  return std::nullopt;
+}
+
+/// The one of the recording, but that what it answers for a temporary file can be fetched.
+URLTransformer Phone::urlTransformer() const {
+  const auto files = device::Urls().fileURLWithPath(temporaryDirectory() + "/").absoluteString();
+  return [files, address = setup_.filesAddress](const URL& url) -> std::optional<URL> {
+    constexpr std::string_view prefix = "file://";
+    const auto& text = url.absoluteString();
+    if (text.starts_with(files)) return URL(address + text.substr(files.size()));
+    if (text.starts_with(prefix)) return URL(kRecordedPrefix + text.substr(prefix.size()));
+    return std::nullopt;
+  };
+}
+
+void Phone::beginRecording(const device::DeviceSetup& setup) {
+  Json device = part_.asked;
+  for (const auto& [key, value] : part_.kept.items()) device[key] = value;
+  device["clock"] = device::formatISO8601(*setup.clock);
+  device["seed"] = *setup.seed;
+  device["urlTransformer"] = {{"replace", {"file://", kRecordedPrefix}}};
+
+  const auto kept = fs::path(folder()) / "library";
+  device::makePrivateFolder(kept.string());
+  std::vector<Recording::Asset> assets;
+  if (const auto records = library()->list()) {
+    for (const auto& record : *records) {
+      const auto original = library()->originalFile(record.identifier);
+      auto path = kept / (randomToken() + "." + record.extension);
+      if (original && keepFile(*original, path))
+        assets.push_back({record.identifier, std::move(path)});
+    }
+  }
+  recording_.begin(std::move(device), std::move(assets));
+  isRecordingDirty_ = true;
+}
+
+Phone::Failure Phone::play(Json step) {
+  if (!session_) return "there is no device: " + broken_;
+  if (auto dead = session_->fatalError()) return *dead + "; restart the device";
+  step = withNameInFront(step);
+  Recording::File file{mediaKeyOf(step), {}};
+  if (auto why = replaceFile(step, file)) return why;
+  auto parsed = parseStep(step, media_.folder());
+  if (const auto* why = std::get_if<std::string>(&parsed)) return *why;
+  const auto& scriptStep = std::get<device::ScriptStep>(parsed);
+
+  moveClock();
+  step_ = recording_.steps();
+  if (auto why = session_->play(scriptStep.step)) return why;
+  Failure failure = scriptStep.settle ? session_->runOn() : session_->fatalError();
+  isUnsettled_ = !scriptStep.settle;
+  if (const auto* advance = std::get_if<device::AdvanceStep>(&scriptStep.step))
+    clockOffset_ += advance->by;
+  if (std::holds_alternative<device::FaultsStep>(scriptStep.step)) faults_ = step["to"];
+  // One that waits for the world outside goes on only when a later step has changed that.
+  if (session_->waitingFor()) step["settle"] = false;
+  if (!file.key.empty()) step.erase(file.key);
+  recording_.add(std::move(step), std::move(file));
+  isRecordingDirty_ = true;
+  if (failure && session_->fatalError()) session_->reportFailure(step_, *failure);
+  noteLibrary();
+  return failure;
+}
+
+/// Puts a file of the session in the place of what the step names: a data URL, or such a file.
+Phone::Failure Phone::replaceFile(Json& step, Recording::File& file) {
+  const auto found = file.key.empty() ? step.end() : step.find(file.key);
+  if (found == step.end() || !found->is_string()) {
+    file.key.clear();
+    return std::nullopt;
+  }
+  auto name = found->get<std::string>();
+  if (name.starts_with("data:")) {
+    constexpr std::string_view marker = ";base64,";
+    const auto comma = name.find(marker);
+    const auto bytes =
+        comma == std::string::npos
+            ? std::nullopt
+            : device::decodeBase64(std::string_view(name).substr(comma + marker.size()));
+    if (!bytes) return file.key + ": a data URL is written \"data:TYPE;base64,BASE64\"";
+    const auto type = std::string_view(name).substr(5, comma - 5);
+    const auto kept = keep(*bytes, "data." + extensionOfType(type));
+    if (!kept) return file.key + ": the file cannot be written";
+    name = *kept;
+  }
+  if (!media_.has(name))
+    return file.key + ": there is no such file; upload it first, or give a data URL";
+  *found = name;
+  file.path = media_.folder() / name;
+  return std::nullopt;
+}
+
+std::optional<std::string> Phone::keep(const Data& contents, std::string_view name) {
+  const auto writer = media_.begin(name);
+  const auto bytes = contents.bytes();
+  const std::span<const char> characters(reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!writer || writer->write(characters)) return std::nullopt;
+  return writer->finish();
+}
+
+/// Where nobody gave the phone a time, its clock stands still during a step and is taken to the
+/// real time before it, by a step of its own. While the device is in the middle of something the
+/// clock stays, because a script that is played again comes to these steps at once.
+void Phone::moveClock() {
+  if (isClockFixed_ || isUnsettled_ || session_->waitingFor()) return;
+  const auto by = setup_.realTime() + clockOffset_ - session_->device().base.clock->now();
+  if (by <= microseconds(0)) return;
+  step_ = recording_.steps();
+  if (session_->play(device::AdvanceStep{by})) return;
+  const double seconds = static_cast<double>(by.count()) / 1e6;
+  recording_.add({{"do", "advance"}, {"seconds", seconds}}, {});
+}
+
+void Phone::runOn() {
+  if (const auto failure = session_->runOn(); failure && session_->fatalError())
+    session_->reportFailure(step_, *failure);
+  noteLibrary();
+  sendState();
+}
+
+void Phone::noteLibrary() {
+  std::vector<std::int64_t> assets;
+  if (const auto records = library()->list())
+    for (const auto& record : *records) assets.push_back(record.sequence);
+  if (assets == assets_ && libraryVersion_ > 0) return;
+  assets_ = std::move(assets);
+  ++libraryVersion_;
+}
+
+void Phone::noteEvent(const std::string& line) {
+  if (line.size() <= kLongestFileAnswer) {
+    const auto event = Json::parse(line, nullptr, false);
+    screens_.note(event);
+    if (event.value("event", "") == "answer") {
+      const auto address = line.find(setup_.filesAddress);
+      if (address != std::string::npos) {
+        const auto begin = address + setup_.filesAddress.size();
+        const auto name = line.substr(begin, line.find('"', begin) - begin);
+        owners_.set(device::removingPercentEncoding(name).value_or(name), event.value("to", ""));
+      }
+    }
+  }
+  sendLogged("event", ",\"event\":" + line);
+}
+
+void Phone::noteTrace(const device::TraceSpan& span) {
+  Json trace{{"what", span.what}, {"ms", span.ms}};
+  if (span.bytes) trace["bytes"] = *span.bytes;
+  if (span.width) trace["width"] = *span.width;
+  if (span.height) trace["height"] = *span.height;
+  if (span.path) trace["path"] = *span.path;
+  if (span.error) trace["error"] = *span.error;
+  auto rest = device::toLine(trace);
+  rest.front() = ',';
+  rest.pop_back();
+  sendLogged("trace", rest);
+}
+
+void Phone::sendLogged(std::string_view type, const std::string& rest) {
+  setup_.send({PhoneMessage::Kind::logged, "{\"type\":\"" + std::string(type) +
+                                               "\",\"n\":" + std::to_string(messages_++) +
+                                               ",\"at\":" + std::to_string(millisecondsSoFar()) +
+                                               ",\"step\":" + std::to_string(step_) + rest + "}"});
+}
+
+void Phone::sendState() {
+  if (!session_) return;
+  auto& device = session_->device();
+  std::vector<std::string> present;
+  for (const auto& file : temporaryFiles(device.base.temporaryDirectory))
+    present.push_back(file.name);
+  owners_.settle(present, currentCallback(device));
+  auto state = device::toLine(stateMessage(
+      *session_, {screens_, owners_, faults_, isClockFixed_, libraryVersion_, recording_.steps()}));
+  if (state == lastState_) return;
+  lastState_ = state;
+  setup_.send({PhoneMessage::Kind::state, std::move(state)});
+}
+
+void Phone::writeRecording() {
+  if (!std::exchange(isRecordingDirty_, false) || !setup_.record) return;
+  if (!recording_.writeTo(*setup_.record))
+    setup_.diagnose("the recording cannot be written to " + setup_.record->string());
+}
+
+std::int64_t Phone::millisecondsSoFar() const {
+  using namespace std::chrono;
+  return duration_cast<milliseconds>(steady_clock::now() - begun_).count();
+}
+
+}  // namespace vecamera::simulator

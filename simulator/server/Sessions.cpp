@@ -1,0 +1,105 @@
+#include "simulator/server/Sessions.h"
+
+#include <utility>
+
+#include "device/foundation/ApplicationHome.h"
+#include "device/script/JsonValue.h"
+#include "simulator/server/Secrets.h"
+
+namespace vecamera::simulator {
+namespace {
+
+/// Says why there is no session.
+class Refusal : public MessageReceiver {
+ public:
+  explicit Refusal(std::string why) : why_(std::move(why)) {}
+  void opened(const std::shared_ptr<Peer>& peer) override { peer->sendLast(byeMessage(why_)); }
+  bool received(Peer&, std::string) override { return false; }
+  void closed(Peer&) override {}
+
+ private:
+  const std::string why_;
+};
+
+}  // namespace
+
+std::shared_ptr<MessageReceiver> Sessions::open(std::string_view id, std::string_view host) {
+  if (auto found = find(id)) return found;
+  if (sessions_.size() >= setup_.maxSessions)
+    return std::make_shared<Refusal>("there are " + std::to_string(sessions_.size()) +
+                                     " phones already; close a tab and wait, or start again");
+  if (auto made = make(host)) return made;
+  return std::make_shared<Refusal>("no temporary folder can be made; check TMPDIR");
+}
+
+std::shared_ptr<Session> Sessions::find(std::string_view id) const {
+  const auto found = sessions_.find(id);
+  return found == sessions_.end() ? nullptr : found->second;
+}
+
+std::shared_ptr<Session> Sessions::findByFileToken(std::string_view token) const {
+  for (const auto& [id, session] : sessions_)
+    if (sameSecret(token, session->identity().fileToken)) return session;
+  return nullptr;
+}
+
+std::shared_ptr<Session> Sessions::make(std::string_view host) {
+  auto home = device::ApplicationHome::makePrivate();
+  if (!home) return nullptr;
+  const auto origin = "http://" + std::string(host) + ":" + std::to_string(setup_.appPort);
+  Session::Identity identity{randomToken(), randomToken(),
+                             origin + "/.vecamera/enter?token=" + setup_.appToken, origin};
+
+  PhoneSetup phone;
+  phone.device = setup_.device;
+  phone.home = setup_.home;
+  phone.filesAddress = origin + "/.vecamera/files/" + identity.fileToken + "/";
+  phone.record = nextRecord();
+  phone.media = setup_.media;
+  phone.realTime = setup_.realTime;
+  phone.diagnose = setup_.diagnose;
+  const auto session = std::make_shared<Session>(std::move(identity), setup_.limits, setup_.now);
+  phone.send = [post = setup_.post, weak = std::weak_ptr<Session>(session)](PhoneMessage message) {
+    post([weak, message = std::move(message)]() mutable {
+      if (const auto told = weak.lock()) told->take(std::move(message));
+    });
+  };
+  session->begin(std::make_unique<Phone>(std::move(phone), std::move(home)),
+                 device::toLine(setup_.device.asked));
+  sessions_.emplace(session->identity().id, session);
+  return session;
+}
+
+/// "flow.json" for the first session, then "flow-2.json", so that no recording is lost.
+std::optional<std::filesystem::path> Sessions::nextRecord() {
+  ++number_;
+  if (!setup_.record || number_ == 1) return setup_.record;
+  auto path = *setup_.record;
+  path.replace_filename(path.stem().string() + "-" + std::to_string(number_) +
+                        path.extension().string());
+  return path;
+}
+
+void Sessions::tellAll(const std::string& message) {
+  for (const auto& [id, session] : sessions_) session->tell(message);
+}
+
+void Sessions::endIdle() {
+  for (auto next = sessions_.begin(); next != sessions_.end();) {
+    const auto current = next++;
+    if (!current->second->isIdle()) continue;
+    auto session = std::move(current->second);
+    sessions_.erase(current);
+    session->end("nobody was there for a long time");
+    setup_.letGo(std::move(session));
+  }
+}
+
+void Sessions::endAll(std::string_view why) {
+  for (auto& [id, session] : std::exchange(sessions_, {})) {
+    session->end(why);
+    setup_.letGo(std::move(session));
+  }
+}
+
+}  // namespace vecamera::simulator

@@ -1,0 +1,96 @@
+"use strict";
+
+const picture = document.getElementById("picture");
+const outcome = document.getElementById("outcome");
+const form = document.getElementById("options");
+
+function options() {
+  const side = Number(form.elements.side.value);
+  return {
+    destination: form.elements.destination.value,
+    encoding: form.elements.encoding.value,
+    quality: form.elements.quality.value === "" ? undefined : Number(form.elements.quality.value),
+    targetSize: side > 0 ? { width: side, height: side } : undefined,
+    correctOrientation: form.elements.correctOrientation.checked,
+    allowsEditing: form.elements.allowsEditing.checked,
+    cameraDirection: form.elements.front.checked ? "front" : "rear",
+    saveToPhotoAlbum: form.elements.saveToPhotoAlbum.checked,
+    // A call that was left open must not keep the next one from the camera.
+    replacePending: true,
+  };
+}
+
+const actions = {
+  photo: () => takePicture({}),
+  library: () => takePicture({ source: "photoLibrary", media: "all" }),
+  movie: () => takePicture({ media: "video" }),
+  place: () => takePicture({ usesGeolocation: true }),
+  cleanup: async () => {
+    await vecamera.cleanup();
+    picture.replaceChildren(placeholder("Your picture appears here."));
+    tell("The temporary files are gone.");
+  },
+};
+
+async function takePicture(more) {
+  tell("Waiting for the picture…", "busy");
+  const got = await vecamera.takePicture({ ...options(), ...more });
+  if (got.kind === "nothing") {
+    tell("The plug-in says success, and gives nothing.", "bad");
+    return;
+  }
+  if (got.kind === "nativeUrl") {
+    picture.replaceChildren(placeholder("It is in the photo library."));
+    tell(`Library address: ${got.url}`);
+    return;
+  }
+  const address =
+    got.kind === "bytes"
+      ? URL.createObjectURL(new Blob([got.bytes], { type: got.mimeType }))
+      : got.url;
+  const isMovie = more.media === "video" || /^data:video|\.mp4$/.test(address);
+  const view = document.createElement(isMovie ? "video" : "img");
+  if (isMovie) view.controls = true;
+  else view.alt = "The picture you took";
+  view.onerror = () => tell("The picture cannot be shown.", "bad");
+  view.src = address;
+  picture.replaceChildren(view);
+  tell(
+    got.kind === "dataUrl"
+      ? `Data URL of ${Math.round(got.url.length / 1024)} KiB`
+      : got.kind === "bytes"
+        ? `${Math.round(got.bytes.length / 1024)} KiB, with the place looked up`
+        : `File ${got.url.split("/").pop()}`,
+  );
+}
+
+function placeholder(text) {
+  const paragraph = document.createElement("p");
+  paragraph.className = "placeholder";
+  paragraph.textContent = text;
+  return paragraph;
+}
+
+function tell(text, look = "") {
+  outcome.textContent = text;
+  outcome.className = look;
+}
+
+for (const button of document.querySelectorAll("[data-action]")) {
+  button.addEventListener("click", async () => {
+    try {
+      await actions[button.dataset.action]();
+    } catch (error) {
+      if (error.code === "replaced") return;
+      tell(
+        error.cancelled
+          ? "You took no picture."
+          : `${error.status ?? error.code}: ${error.message}`,
+        "bad",
+      );
+    }
+  });
+}
+
+// Options change nothing by themselves.
+form.addEventListener("submit", (event) => event.preventDefault());

@@ -1,0 +1,299 @@
+import { type ChildProcess, spawn } from "node:child_process";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { createInterface } from "node:readline";
+import {
+  type Browser,
+  type BrowserContext,
+  chromium,
+  type FrameLocator,
+  type Locator,
+  type Page,
+} from "playwright-core";
+import { expect } from "vitest";
+
+function programPath(): string {
+  const path = process.env.VECAMERA_PROGRAM;
+  if (!path) throw new Error("Set VECAMERA_PROGRAM to the path of the vecamera program.");
+  return path;
+}
+
+export const program = programPath();
+
+// Pages of a build that is not in the program yet, to try them without building that again.
+const overlay = process.env.VECAMERA_WEB;
+
+export const undecided = {
+  authorization: {
+    camera: "notDetermined",
+    photoLibrary: "notDetermined",
+    location: "notDetermined",
+  },
+};
+
+export type Event = { event: string } & Record<string, unknown>;
+
+/** A running `vecamera serve`. */
+export class Simulator {
+  private constructor(
+    private readonly process: ChildProcess,
+    private readonly folder: string,
+    readonly address: string,
+  ) {}
+
+  static async start(device: object = undecided): Promise<Simulator> {
+    const folder = mkdtempSync(join(tmpdir(), "vecamera-e2e-"));
+    const file = join(folder, "device.json");
+    writeFileSync(file, JSON.stringify({ device }));
+    const child = spawn(program, ["serve", "--port", "0", "--device", file], {
+      stdio: ["ignore", "pipe", "inherit"],
+    });
+    const lines = createInterface({ input: child.stdout });
+    const address = await new Promise<string>((resolve, reject) => {
+      lines.once("line", resolve);
+      child.once("exit", (code) => reject(new Error(`vecamera serve ended with ${code}`)));
+    });
+    return new Simulator(child, folder, address);
+  }
+
+  async stop(): Promise<void> {
+    const ended = new Promise((resolve) => this.process.once("exit", resolve));
+    this.process.kill("SIGINT");
+    await ended;
+    rmSync(this.folder, { recursive: true, force: true });
+  }
+}
+
+/** Debian's browser, with a camera, a microphone and a place of its own. */
+export function launchBrowser(): Promise<Browser> {
+  return chromium.launch({
+    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
+    args: [
+      "--no-sandbox",
+      "--use-fake-device-for-media-stream",
+      "--use-fake-ui-for-media-stream",
+      "--autoplay-policy=no-user-gesture-required",
+      // The browser takes a page that is laid over for one from elsewhere.
+      ...(overlay ? ["--disable-features=LocalNetworkAccessChecks"] : []),
+    ],
+  });
+}
+
+const contentTypes: Record<string, string> = {
+  html: "text/html; charset=utf-8",
+  js: "text/javascript",
+  css: "text/css",
+  svg: "image/svg+xml",
+};
+
+async function layOver(page: Page, address: string, folder: string): Promise<void> {
+  await page.route(`${address}**`, async (route) => {
+    const { pathname } = new URL(route.request().url());
+    const rest = pathname.slice(new URL(address).pathname.length);
+    if (rest !== "" && !rest.startsWith("assets/")) return route.fallback();
+    const name = rest === "" ? "index.html" : rest;
+    // The headers of the start page stay the server's, its policy above all.
+    const headers = rest === "" ? (await route.fetch()).headers() : {};
+    delete headers["content-length"];
+    const contentType = contentTypes[name.split(".").at(-1) ?? ""] ?? "application/octet-stream";
+    await route.fulfill({
+      headers: { ...headers, "content-type": contentType },
+      body: readFileSync(join(folder, name)),
+    });
+  });
+}
+
+export interface DeskOptions {
+  dark?: boolean;
+  viewport?: { width: number; height: number };
+  /** Photos and movies of the program's own. */
+  samples?: boolean;
+}
+
+/** A browser tab with the simulator, and what its user does there. */
+export class Desk {
+  readonly app: FrameLocator;
+  /** What the server told, from the first connection on. */
+  readonly events: Event[] = [];
+  private readonly problems: string[] = [];
+
+  private constructor(
+    private readonly context: BrowserContext,
+    readonly page: Page,
+  ) {
+    this.app = page.frameLocator("iframe");
+    page.on("websocket", (socket) => {
+      socket.on("framereceived", ({ payload }) => {
+        const message = JSON.parse(String(payload)) as { type: string; event: Event };
+        if (message.type === "event") this.events.push(message.event);
+      });
+    });
+    page.on("pageerror", (error) => this.problems.push(error.message));
+    page.on("console", (message) => {
+      const { url } = message.location();
+      // The browser's player looks past the end of a recording, which does not tell its length.
+      if (message.type() !== "error" || url.startsWith("blob:")) return;
+      this.problems.push(`${message.text()} ${url}`);
+    });
+  }
+
+  static async open(
+    browser: Browser,
+    simulator: Simulator,
+    options: DeskOptions = {},
+  ): Promise<Desk> {
+    const context = await browser.newContext({
+      viewport: options.viewport ?? { width: 1440, height: 900 },
+      colorScheme: options.dark ? "dark" : "light",
+      reducedMotion: "reduce",
+      geolocation: { latitude: 48.85, longitude: 2.35 },
+      permissions: ["camera", "microphone", "geolocation"],
+      acceptDownloads: true,
+    });
+    context.setDefaultTimeout(15_000);
+    const page = await context.newPage();
+    const desk = new Desk(context, page);
+    if (overlay) await layOver(page, simulator.address, overlay);
+    await page.goto(simulator.address);
+    await desk.app.getByRole("button", { name: "Take a photo" }).waitFor();
+    if (options.samples) {
+      await page.getByRole("button", { name: "Samples" }).click();
+      await page.locator(".strip img").first().waitFor();
+    }
+    return desk;
+  }
+
+  /** Closes the tab, which must have had nothing to complain of. */
+  async close(): Promise<void> {
+    await this.context.close();
+    expect(this.problems).toEqual([]);
+  }
+
+  async press(name: string): Promise<void> {
+    await this.app.getByRole("button", { name, exact: true }).click();
+  }
+
+  async options(fill: (form: FrameLocator) => Promise<void>): Promise<void> {
+    const summary = this.app.locator("summary");
+    if ((await this.app.locator("details[open]").count()) === 0) await summary.click();
+    await fill(this.app);
+  }
+
+  button(name: string | RegExp): Locator {
+    return this.page.getByRole("button", { name, exact: typeof name === "string" });
+  }
+
+  get dialog(): Locator {
+    return this.page.getByRole("alertdialog");
+  }
+
+  async answerPrompt(text: RegExp, answer: string): Promise<void> {
+    await this.dialog
+      .filter({ hasText: text })
+      .getByRole("button", { name: answer, exact: true })
+      .click();
+  }
+
+  async takePhoto(): Promise<void> {
+    await this.shutterReady("Take photo");
+    await this.button("Take photo").click();
+    await this.button(/^Use photo/).waitFor();
+  }
+
+  async usePhoto(): Promise<void> {
+    await this.takePhoto();
+    await this.button("Use photo").click();
+  }
+
+  /** A movie of a second or more. */
+  async recordMovie(): Promise<void> {
+    await this.shutterReady("Start recording");
+    await this.button("Start recording").click();
+    await this.page
+      .getByRole("timer")
+      .filter({ hasText: /0:0[1-9]/ })
+      .waitFor();
+    await this.button("Stop recording").click();
+    await this.button("Use movie").waitFor();
+  }
+
+  async shutterReady(name: string): Promise<void> {
+    const shutter = this.page.getByRole("button", { name, exact: true, disabled: false });
+    await shutter.waitFor();
+  }
+
+  /** What the app tells of its last call. */
+  async outcome(text: RegExp): Promise<void> {
+    await this.app.locator("#outcome").filter({ hasText: text }).waitFor();
+  }
+
+  /** The size of the picture that the app shows, once it does. */
+  async shownSize(): Promise<{ width: number; height: number }> {
+    const image = this.app.locator("#picture img");
+    await image.waitFor();
+    const size = () =>
+      image.evaluate((element) => {
+        const { naturalWidth: width, naturalHeight: height } = element as HTMLImageElement;
+        return { width, height };
+      });
+    await expect.poll(size).toMatchObject({ width: expect.any(Number) });
+    await expect.poll(async () => (await size()).width).toBeGreaterThan(0);
+    return size();
+  }
+
+  /** The colour of the picture that the app shows, at a point from 0 to 1 each way. */
+  async shownColour(u: number, v: number): Promise<{ red: number; green: number; blue: number }> {
+    await this.shownSize();
+    return this.app.locator("#picture img").evaluate(
+      (element, point) => {
+        const image = element as HTMLImageElement;
+        const canvas = document.createElement("canvas");
+        canvas.width = image.naturalWidth;
+        canvas.height = image.naturalHeight;
+        const context = canvas.getContext("2d");
+        context?.drawImage(image, 0, 0);
+        const at = [canvas.width * point.u, canvas.height * point.v].map(Math.floor);
+        const [red = 0, green = 0, blue = 0] =
+          context?.getImageData(at[0] ?? 0, at[1] ?? 0, 1, 1).data ?? [];
+        return { red, green, blue };
+      },
+      { u, v },
+    );
+  }
+
+  async chooseScene(): Promise<void> {
+    await this.openSection("Cameras and sources");
+    await this.page.getByLabel("The camera sees").selectOption("scene");
+  }
+
+  /** The newest command in the inspector. */
+  get command(): Locator {
+    return this.page.locator(".command").first();
+  }
+
+  async tab(name: string | RegExp): Promise<void> {
+    await this.page.getByRole("tab", { name }).click();
+  }
+
+  async openSection(title: string): Promise<void> {
+    const exactly = this.page.locator(".section-title", { hasText: new RegExp(`^${title}$`) });
+    const section = this.page.locator("details.section", { has: exactly });
+    if ((await section.getAttribute("open")) === null) await section.locator("summary").click();
+  }
+
+  async setPermission(name: "Camera" | "Photos" | "Location", to: string): Promise<void> {
+    await this.page.getByLabel(`${name} now`).selectOption(to);
+  }
+
+  answers(): Event[] {
+    return this.events.filter((event) => event.event === "answer");
+  }
+
+  async download(): Promise<string> {
+    await this.tab("Record and replay");
+    const waiting = this.page.waitForEvent("download");
+    await this.page.getByRole("link", { name: "Download the recording" }).click();
+    return (await waiting).path();
+  }
+}

@@ -1,0 +1,138 @@
+import { execFile } from "node:child_process";
+import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { promisify } from "node:util";
+import type { Browser } from "playwright-core";
+import { afterAll, afterEach, beforeAll, beforeEach, expect, it } from "vitest";
+import { Desk, type Event, launchBrowser, program, Simulator } from "./desk";
+
+let browser: Browser;
+let simulator: Simulator;
+let desk: Desk;
+let folder: string;
+
+beforeAll(async () => {
+  [browser, simulator] = await Promise.all([launchBrowser(), Simulator.start()]);
+});
+afterAll(async () => {
+  await browser?.close();
+  await simulator?.stop();
+});
+beforeEach(async () => {
+  folder = mkdtempSync(join(tmpdir(), "vecamera-replay-"));
+  desk = await Desk.open(browser, simulator, { samples: true });
+});
+afterEach(async () => {
+  await desk.close();
+  rmSync(folder, { recursive: true, force: true });
+});
+
+/** Events with the addresses of temporary files made the same, whatever the container makes of them. */
+const comparable = (events: Event[]): unknown[] =>
+  JSON.parse(
+    JSON.stringify(events).replace(/"[^"]*\/(?=velmora_photo_\d+\.\w+")/g, '"TEMPORARY/'),
+  ) as unknown[];
+
+const played = async (script: string): Promise<Event[]> => {
+  const { stdout } = await promisify(execFile)(program, ["run", script], { maxBuffer: 2 ** 28 });
+  return stdout
+    .trim()
+    .split("\n")
+    .map((line) => JSON.parse(line) as Event);
+};
+
+const session = async () => {
+  await desk.press("Take a photo");
+  await desk.answerPrompt(/camera/, "Allow");
+  await desk.usePhoto();
+  await desk.outcome(/^File/);
+
+  // Files of one kind need seconds of their own, as their names tell the time.
+  await desk.options((form) => form.getByLabel("Get it as").selectOption("dataUrl").then());
+  await desk.press("From the library");
+  await desk.answerPrompt(/photos/, "Allow all photos");
+  await desk.page
+    .getByRole("button", { name: /^Photo/ })
+    .first()
+    .click();
+  await desk.outcome(/^Data URL/);
+
+  await desk.press("Photo with place");
+  await desk.usePhoto();
+  await desk.answerPrompt(/where you are/, "Allow while using");
+  await desk.outcome(/with the place looked up$/);
+
+  await desk.options((form) => form.getByLabel("Get it as").selectOption("nativeUrl").then());
+  await desk.press("Take a photo");
+  await desk.usePhoto();
+  await desk.outcome(/^Library address/);
+
+  await desk.options((form) => form.getByLabel("Get it as").selectOption("fileUrl").then());
+  await desk.press("Record a movie");
+  await desk.recordMovie();
+  await desk.button("Use movie").click();
+  await desk.outcome(/^File .*mp4$/);
+
+  await desk.setPermission("Camera", "denied");
+  await desk.press("Take a photo");
+  await desk.dialog.getByRole("button", { name: "Cancel" }).click();
+  await desk.outcome(/^NO_PERMISSION/);
+  await desk.press("Clean up");
+  await desk.outcome(/temporary files are gone/);
+};
+
+it("plays a recording with the program to the same events, one by one", async () => {
+  await session();
+  const script = join(folder, "session.json");
+  writeFileSync(script, readFileSync(await desk.download()));
+  const events = await played(script);
+  expect(desk.answers()).toHaveLength(7);
+  expect(comparable(events)).toEqual(comparable(desk.events));
+});
+
+it("plays a recording on the phone", async () => {
+  await desk.press("Take a photo");
+  await desk.answerPrompt(/camera/, "Don’t allow");
+  await desk.dialog.getByRole("button", { name: "Cancel" }).click();
+  await desk.outcome(/^NO_PERMISSION/);
+  await desk.setPermission("Camera", "authorized");
+  await desk.press("Take a photo");
+  await desk.usePhoto();
+  await desk.outcome(/^File/);
+  const live = desk.events.splice(0);
+
+  await desk.page.setInputFiles("input[accept='.json,application/json']", {
+    name: "session.json",
+    mimeType: "application/json",
+    buffer: readFileSync(await desk.download()),
+  });
+  await desk.page.getByLabel("Speed").selectOption("8");
+  await desk.button("Play").click();
+  await desk.page.getByText("The script was played to its end.").waitFor();
+  expect(comparable(desk.events)).toEqual(comparable(live));
+});
+
+it("asks for the files that a script only names, and stops where it cannot go on", async () => {
+  const steps = [
+    { do: "takePicture", as: "a", arguments: [100, 0, 0] },
+    { do: "capture", photo: "pictures/beach.jpg" },
+  ];
+  await desk.tab("Record and replay");
+  await desk.page.setInputFiles("input[accept='.json,application/json']", {
+    name: "flow.json",
+    mimeType: "application/json",
+    buffer: Buffer.from(JSON.stringify({ steps })),
+  });
+  await desk.page.locator(".missing", { hasText: "pictures/beach.jpg" }).waitFor();
+  await desk.page.setInputFiles(".missing input", {
+    name: "beach.jpg",
+    mimeType: "image/jpeg",
+    buffer: Buffer.from("no picture"),
+  });
+  await desk.button("Step").click();
+  await desk.page.getByText("1 of 2 steps").waitFor();
+  await desk.page.getByRole("dialog", { name: "Photo library" }).waitFor();
+  await desk.button("Step").click();
+  await desk.page.getByText("Step 2 of 2: there is no camera picker on screen").waitFor();
+});

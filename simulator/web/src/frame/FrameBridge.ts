@@ -1,0 +1,83 @@
+import type { AnswerEvent, Json } from "../protocol/messages";
+
+/** What is used of a window, so that the bridge can be tried without one. */
+export interface MessageSource {
+  addEventListener(type: "message", listener: (event: MessageEvent) => void): void;
+  removeEventListener(type: "message", listener: (event: MessageEvent) => void): void;
+}
+
+export interface FrameBridgeOptions {
+  listenTo: MessageSource;
+  /** The window of the app's frame, as it is now. */
+  frame: () => Window | null;
+  appOrigin: () => string;
+  /** Runs a page command and gives its callback's name. */
+  run: (command: string, args: Json[]) => string;
+}
+
+interface PageCommand {
+  id: number;
+  command: "takePicture" | "cleanup";
+  arguments: Json[];
+}
+
+const isPageCommand = (data: unknown): data is PageCommand => {
+  const command = data as Partial<PageCommand> | null;
+  return (
+    typeof command?.id === "number" &&
+    (command.command === "takePicture" || command.command === "cleanup") &&
+    Array.isArray(command.arguments)
+  );
+};
+
+/** Speaks with the app's page: takes its commands, and hands their answers back. */
+export class FrameBridge {
+  private readonly waiting = new Map<string, { port: MessagePort; id: number }>();
+  private port: MessagePort | null = null;
+
+  constructor(private readonly options: FrameBridgeOptions) {
+    options.listenTo.addEventListener("message", this.onMessage);
+  }
+
+  close(): void {
+    this.options.listenTo.removeEventListener("message", this.onMessage);
+    this.port?.close();
+    this.port = null;
+    this.waiting.clear();
+  }
+
+  /** True where the answer was for the page that is in the frame now. */
+  answer(event: AnswerEvent): boolean {
+    const asked = this.waiting.get(event.to);
+    if (!asked) return false;
+    if (event.keepCallback !== true) this.waiting.delete(event.to);
+    const { event: _, to: __, ...answer } = event;
+    asked.port.postMessage({ id: asked.id, ...answer });
+    return true;
+  }
+
+  /** Tells the page that nothing it waits for will come. */
+  lose(why: string): void {
+    this.waiting.clear();
+    this.port?.postMessage({ lost: why });
+  }
+
+  private readonly onMessage = (event: MessageEvent) => {
+    if (event.source === null || event.source !== this.options.frame()) return;
+    if (event.origin !== this.options.appOrigin()) return;
+    const data = event.data as { vecamera?: unknown; version?: unknown } | null;
+    if (data?.vecamera !== "hello" || data.version !== 1) return;
+    // A page that says hello again has lost its port, by a reload for instance, and with it
+    // everything that it waited for.
+    this.port?.close();
+    this.waiting.clear();
+    const { port1, port2 } = new MessageChannel();
+    this.port = port1;
+    port1.onmessage = (message: MessageEvent) => {
+      if (!isPageCommand(message.data)) return;
+      const { id, command, arguments: args } = message.data;
+      this.waiting.set(this.options.run(command, args), { port: port1, id });
+    };
+    (event.source as Window).postMessage({ vecamera: "port" }, event.origin, [port2]);
+  };
+}

@@ -1,0 +1,125 @@
+import { useState } from "preact/hooks";
+import { useSimulator } from "../ui/context";
+import { Icon } from "../ui/icons";
+import { AnswerView } from "./AnswerView";
+import type { CommandRow } from "./commands";
+import { notesOf } from "./notes";
+import { TimelineView } from "./TimelineView";
+
+const statusOf = (row: CommandRow, open: boolean): { text: string; look: string } => {
+  if (row.answer)
+    return row.answer.result === "success"
+      ? { text: "success", look: "good" }
+      : { text: row.answer.status ?? "error", look: "bad" };
+  if (row.replacedBy) return { text: "replaced", look: "muted" };
+  return open ? { text: "open", look: "live" } : { text: "unanswered", look: "muted" };
+};
+
+export function CommandsTab({ commands }: { commands: CommandRow[] }) {
+  // Newest first; the newest stands open until somebody folds it.
+  const [folded, setFolded] = useState<Record<string, boolean>>({});
+  const newest = commands.at(-1)?.name;
+  if (commands.length === 0)
+    return (
+      <div class="empty">
+        <Icon name="camera" size={36} />
+        <p>Press a button of the app on the phone.</p>
+        <p class="hint">Each command of the page appears here, with every step and why.</p>
+      </div>
+    );
+  return (
+    <ol class="commands">
+      {[...commands].reverse().map((row) => {
+        const open = !(folded[row.name] ?? row.name !== newest);
+        return (
+          <CommandView
+            key={row.name}
+            row={row}
+            open={open}
+            onToggle={(shown) => setFolded((before) => ({ ...before, [row.name]: !shown }))}
+          />
+        );
+      })}
+    </ol>
+  );
+}
+
+function CommandView(props: { row: CommandRow; open: boolean; onToggle: (open: boolean) => void }) {
+  const { row, open, onToggle } = props;
+  const { model } = useSimulator();
+  const isOpen = model.state?.callbacks.some((callback) => callback.name === row.name) ?? false;
+  const status = statusOf(row, isOpen);
+  return (
+    <li class="command">
+      <h3>
+        <button
+          type="button"
+          class="command-head"
+          aria-expanded={open}
+          onClick={() => onToggle(!open)}
+        >
+          <span class="section-mark">
+            <Icon name="chevron" size={16} />
+          </span>
+          <code class="command-title">
+            {row.command}
+            <span class="command-name">{row.name}</span>
+          </code>
+          <span class={`chip ${status.look}`}>{status.text}</span>
+        </button>
+      </h3>
+      {open && (
+        <div class="command-body">
+          {isOpen && model.state?.waiting && (
+            <p class="note">
+              <Icon name="note" size={16} />
+              <span>The plug-in waits: {model.state.waiting}</span>
+            </p>
+          )}
+          {notesOf(row).map((note) => (
+            <p class="note" key={note.rule}>
+              <Icon name="note" size={16} />
+              <span>{note.text}</span>
+            </p>
+          ))}
+          {row.answer && <AnswerView answer={row.answer} />}
+          <TimelineView steps={row.timeline} />
+          {row.decoded && <OptionsView row={row} />}
+          {!row.arguments && <p class="hint">Its arguments are not known here.</p>}
+        </div>
+      )}
+    </li>
+  );
+}
+
+function OptionsView({ row }: { row: CommandRow }) {
+  const decoded = row.decoded;
+  if (!decoded) return null;
+  return (
+    <table class="options">
+      <caption>Options</caption>
+      <thead>
+        <tr>
+          <th scope="col">Argument</th>
+          <th scope="col">Option</th>
+          <th scope="col">Value</th>
+        </tr>
+      </thead>
+      <tbody>
+        {decoded.rows.map((option) => (
+          <tr key={option.name} class={option.given ? "given" : "default"}>
+            <td>{option.position}</td>
+            <th scope="row">
+              <code>{option.name}</code>
+            </th>
+            <td>
+              {option.value}
+              {!option.given && <small>default</small>}
+              {option.remark && <p class="remark">{option.remark}</p>}
+            </td>
+          </tr>
+        ))}
+      </tbody>
+    </table>
+  );
+}

@@ -1,0 +1,41 @@
+import { useMemo, useState } from "preact/hooks";
+import { RecordTab } from "../replay/RecordTab";
+import { useSimulator } from "../ui/context";
+import { Tabs } from "../ui/controls";
+import { commandsOf } from "./commands";
+import { CommandsTab } from "./CommandsTab";
+import { LedgerTab } from "./LedgerTab";
+import { LogTab } from "./LogTab";
+
+export function Inspector() {
+  const { model } = useSimulator();
+  const [tab, setTab] = useState("commands");
+  const commands = useMemo(() => commandsOf(model.entries), [model.entries]);
+  const open = model.state?.callbacks.length ?? 0;
+  return (
+    <section class="inspector" aria-label="Inspector">
+      <h2 class="visually-hidden">Inspector</h2>
+      <Tabs
+        label="Inspector"
+        active={tab}
+        onChange={setTab}
+        items={[
+          {
+            key: "commands",
+            label: "Commands",
+            count: commands.length,
+            content: () => <CommandsTab commands={commands} />,
+          },
+          {
+            key: "open",
+            label: "Open callbacks",
+            count: open,
+            content: () => <LedgerTab commands={commands} />,
+          },
+          { key: "log", label: "Log", content: () => <LogTab /> },
+          { key: "record", label: "Record and replay", content: () => <RecordTab /> },
+        ]}
+      />
+    </section>
+  );
+}

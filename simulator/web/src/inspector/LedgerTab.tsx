@@ -1,0 +1,40 @@
+import { useSimulator } from "../ui/context";
+import { Icon } from "../ui/icons";
+import type { CommandRow } from "./commands";
+import { whatWouldClose } from "./ledger";
+
+export function LedgerTab({ commands }: { commands: CommandRow[] }) {
+  const { model } = useSimulator();
+  const { state } = model;
+  if (!state || state.callbacks.length === 0)
+    return (
+      <div class="empty">
+        <Icon name="check" size={36} />
+        <p>Every callback has its answer.</p>
+        <p class="hint">
+          A callback that waits, or that nobody will ever call, appears here with the reason.
+        </p>
+      </div>
+    );
+  const isReplaced = (name: string) =>
+    commands.some((row) => row.name === name && row.replacedBy !== null);
+  return (
+    <ul class="ledger">
+      {state.callbacks.map((callback) => (
+        <li key={callback.name}>
+          <h3>
+            <code>
+              {callback.command} <span class="command-name">{callback.name}</span>
+            </code>
+          </h3>
+          <dl>
+            <dt>Why it is open</dt>
+            <dd>{callback.why}</dd>
+            <dt>What would close it</dt>
+            <dd>{whatWouldClose(callback, state, isReplaced(callback.name))}</dd>
+          </dl>
+        </li>
+      ))}
+    </ul>
+  );
+}

@@ -1,0 +1,85 @@
+import { useEffect, useRef, useState } from "preact/hooks";
+import type { Entry } from "../model/model";
+import { useSimulator } from "../ui/context";
+import { Switch } from "../ui/controls";
+import { shortened } from "./answer";
+
+const shown = 500;
+
+interface Line {
+  n: number;
+  at: number | null;
+  kind: string;
+  text: string;
+}
+
+const rest = (value: object, ...without: string[]): string =>
+  Object.entries(value)
+    .filter(([key, one]) => !without.includes(key) && one !== undefined)
+    .map(
+      ([key, one]) =>
+        `${key} ${typeof one === "string" ? shortened(one) : JSON.stringify(shortened(one))}`,
+    )
+    .join(", ");
+
+const lineOf = (entry: Entry): Line => {
+  if (entry.type === "command")
+    return {
+      n: entry.n,
+      at: null,
+      kind: "page",
+      text: `${entry.command} ${entry.name} ${JSON.stringify(entry.arguments)}`,
+    };
+  if (entry.type === "trace")
+    return {
+      n: entry.n,
+      at: entry.at,
+      kind: "trace",
+      text: `${entry.what} ${rest(entry, "type", "n", "at", "step", "what")}`,
+    };
+  const { event } = entry;
+  if (event.event === "log")
+    return { n: entry.n, at: entry.at, kind: String(event.level), text: String(event.msg) };
+  return { n: entry.n, at: entry.at, kind: event.event, text: rest(event, "event") };
+};
+
+/** Everything that was told of the device, in order. */
+export function LogTab() {
+  const { model } = useSimulator();
+  const [traces, setTraces] = useState(false);
+  const list = useRef<HTMLOListElement>(null);
+  const entries = model.entries.filter((entry) => traces || entry.type !== "trace");
+  const lines = entries.slice(-shown).map(lineOf);
+  useEffect(() => {
+    const box = list.current?.parentElement;
+    if (box) box.scrollTop = box.scrollHeight;
+  }, [lines.length]);
+  return (
+    <div class="log-tab">
+      <Switch label="Show the device’s services at work" checked={traces} onChange={setTraces} />
+      {entries.length > shown && (
+        <p class="hint">
+          The newest {shown} of {entries.length} lines.
+        </p>
+      )}
+      <div
+        class="log-scroll"
+        tabIndex={0}
+        role="log"
+        aria-label="Log of the device"
+        aria-live="polite"
+      >
+        {lines.length === 0 && <p class="hint">Nothing has happened yet.</p>}
+        <ol class="log" ref={list}>
+          {lines.map((line) => (
+            <li key={line.n} class={`log-${line.kind}`}>
+              <span class="log-time">{line.at === null ? "" : (line.at / 1000).toFixed(2)}</span>
+              <span class="log-kind">{line.kind}</span>
+              <span class="log-text">{line.text}</span>
+            </li>
+          ))}
+        </ol>
+      </div>
+    </div>
+  );
+}

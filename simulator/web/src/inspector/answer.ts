@@ -1,0 +1,67 @@
+import type { AnswerEvent, Json, JsonObject } from "../protocol/messages";
+
+/** Where the picture or movie of an answer is to be had; one of the three is set. */
+export interface AnswerPicture {
+  url: string | null;
+  /** A name in the temporary directory. */
+  file: string | null;
+  /** An identifier in the photo library. */
+  asset: string | null;
+  movie: boolean;
+  bytes: number | null;
+}
+
+const isObject = (value: Json | undefined): value is JsonObject =>
+  typeof value === "object" && value !== null && !Array.isArray(value);
+
+const bytesOfBase64 = (text: string): number =>
+  Math.floor((text.length * 3) / 4) - (text.endsWith("==") ? 2 : text.endsWith("=") ? 1 : 0);
+
+const none = { url: null, file: null, asset: null, movie: false, bytes: null };
+
+const ofAddress = (address: string): AnswerPicture | null => {
+  if (address.startsWith("data:")) {
+    const comma = address.indexOf(",");
+    return {
+      ...none,
+      url: address,
+      movie: address.startsWith("data:video/"),
+      bytes: bytesOfBase64(address.slice(comma + 1)),
+    };
+  }
+  // A container may have made a file's address of it.
+  if (address.includes("assets-library:")) {
+    const asset = /(?:[?&]|%3F|%26)id=([^&%]+)/.exec(address)?.[1];
+    return asset ? { ...none, asset } : null;
+  }
+  const file = /([^/?#]+)$/.exec(address)?.[1];
+  return file ? { ...none, file: decodeURIComponent(file), movie: /\.mp4$/i.test(file) } : null;
+};
+
+/** The picture or movie of an answer, in whatever form the page got it. */
+export function pictureOf(answer: AnswerEvent): AnswerPicture | null {
+  if (answer.result !== "success" || !isObject(answer.data)) return null;
+  const uri = answer.data.callbackURI;
+  if (typeof uri === "string") return ofAddress(uri);
+  if (!isObject(uri)) return null;
+  if (typeof uri.url === "string") return ofAddress(uri.url);
+  if (typeof uri.bytes !== "string") return null;
+  // The bytes are the Base64 text of the picture, which the event writes as Base64 once more.
+  const text = atob(uri.bytes);
+  const type = text.startsWith("iVBOR") ? "png" : "jpeg";
+  return { ...none, url: `data:image/${type};base64,${text}`, bytes: bytesOfBase64(text) };
+}
+
+const longest = 160;
+
+/** The same value with its long texts cut, to be read. */
+export function shortened(value: Json): Json {
+  if (typeof value === "string")
+    return value.length > longest
+      ? `${value.slice(0, longest)}… (${value.length} characters)`
+      : value;
+  if (Array.isArray(value)) return value.map(shortened);
+  if (isObject(value))
+    return Object.fromEntries(Object.entries(value).map(([key, one]) => [key, shortened(one)]));
+  return value;
+}

@@ -1,0 +1,121 @@
+import type { Fix } from "../protocol/messages";
+
+export type LocationMode = "none" | "fix" | "late" | "browser" | "track";
+
+export interface LocationSettings {
+  mode: LocationMode;
+  fix: Fix;
+  /** For `late`: how many seconds the fix lets itself be waited for. */
+  delay: number;
+}
+
+export interface LocationEnvironment {
+  send(fix: Fix): void;
+  /** Where the browser is. */
+  browserFix(): Promise<Fix>;
+  failed(why: string): void;
+  /** Milliseconds of a clock that only goes on. */
+  now(): number;
+  setTimer(work: () => void, milliseconds: number): number;
+  clearTimer(timer: number): void;
+}
+
+/** How far round the track a minute leads. */
+const roundsPerMinute = 0.5;
+const trackRadius = 0.006;
+const trackInterval = 1000;
+
+/** A point of a walk around the fix, after so many seconds. */
+export function pointOfTrack(around: Fix, seconds: number): Fix {
+  const angle = (seconds / 60) * roundsPerMinute * 2 * Math.PI;
+  const widening = Math.max(0.05, Math.cos((around.latitude * Math.PI) / 180));
+  const rounded = (value: number) => Math.round(value * 1e6) / 1e6;
+  return {
+    ...around,
+    latitude: rounded(around.latitude + trackRadius * Math.sin(angle)),
+    longitude: rounded(around.longitude + (trackRadius / widening) * Math.cos(angle)),
+  };
+}
+
+/** Gives the device its fixes, as soon as it looks for one and may have it. */
+export class LocationDriver {
+  private looking = false;
+  private timer: number | null = null;
+  private turn = 0;
+  private readonly setOff: number;
+
+  constructor(
+    private settings: LocationSettings,
+    private readonly environment: LocationEnvironment,
+  ) {
+    this.setOff = environment.now();
+  }
+
+  configure(settings: LocationSettings): void {
+    this.settings = settings;
+    if (this.looking) this.begin();
+  }
+
+  /** Whether a location manager is running that the user lets know where the device is. */
+  setLooking(looking: boolean): void {
+    if (looking === this.looking) return;
+    this.looking = looking;
+    if (looking) this.begin();
+    else this.end();
+  }
+
+  end(): void {
+    this.turn += 1;
+    if (this.timer !== null) this.environment.clearTimer(this.timer);
+    this.timer = null;
+  }
+
+  private begin(): void {
+    this.end();
+    const { mode, fix, delay } = this.settings;
+    if (mode === "fix") this.environment.send(fix);
+    if (mode === "late") this.later(() => this.environment.send(fix), delay * 1000);
+    if (mode === "track") this.walk();
+    if (mode === "browser") void this.ask();
+  }
+
+  private walk(): void {
+    const seconds = (this.environment.now() - this.setOff) / 1000;
+    this.environment.send(pointOfTrack(this.settings.fix, seconds));
+    this.later(() => this.walk(), trackInterval);
+  }
+
+  private async ask(): Promise<void> {
+    const turn = this.turn;
+    try {
+      const fix = await this.environment.browserFix();
+      if (turn === this.turn) this.environment.send(fix);
+    } catch (error) {
+      if (turn === this.turn) this.environment.failed((error as Error).message);
+    }
+  }
+
+  private later(work: () => void, milliseconds: number): void {
+    this.timer = this.environment.setTimer(() => {
+      this.timer = null;
+      work();
+    }, milliseconds);
+  }
+}
+
+/** The browser's own location as a fix. */
+export function browserFix(): Promise<Fix> {
+  return new Promise((resolve, reject) => {
+    navigator.geolocation.getCurrentPosition(
+      ({ coords, timestamp }) =>
+        resolve({
+          latitude: coords.latitude,
+          longitude: coords.longitude,
+          altitude: coords.altitude ?? "NaN",
+          timestamp: new Date(timestamp).toISOString(),
+        }),
+      (error) => reject(new Error(`The browser does not tell where it is: ${error.message}`)),
+      { timeout: 15_000 },
+    );
+  });
+}

@@ -1,0 +1,93 @@
+import type { DeviceSetup, DeviceState, Fault } from "../protocol/messages";
+
+/** Parts of a device that a session's server keeps to itself. */
+const serversOwn = ["temporaryDirectory", "mainBundle", "files", "urlTransformer", "seed"];
+
+export const withoutServersOwn = (device: DeviceSetup): DeviceSetup =>
+  Object.fromEntries(Object.entries(device).filter(([key]) => !serversOwn.includes(key)));
+
+export const serversOwnIn = (device: DeviceSetup): string[] =>
+  Object.keys(device).filter((key) => serversOwn.includes(key));
+
+/** The device as it stands now with some of it changed, for a restart that keeps the rest. */
+export function changedDevice(
+  device: DeviceSetup,
+  state: DeviceState,
+  changes: DeviceSetup,
+): DeviceSetup {
+  const { library: _, ...rest } = withoutServersOwn(device);
+  const changed: DeviceSetup = {
+    ...rest,
+    authorization: state.permissions,
+    faults: state.faults as never,
+    ...changes,
+  };
+  // A key that a change sets to nothing goes back to what is the rule.
+  return Object.fromEntries(Object.entries(changed).filter(([, value]) => value !== undefined));
+}
+
+export interface FaultField {
+  key: "error" | "path";
+  label: string;
+}
+
+export interface FaultPoint {
+  at: string;
+  label: string;
+  /** What a fault there may say, one of several ways. */
+  ways: { label: string; keys: Partial<Fault> }[];
+  fields: FaultField[];
+}
+
+const text: FaultField = { key: "error", label: "Error text" };
+
+/** The places where a device script can make something go wrong. */
+export const faultPoints: FaultPoint[] = [
+  {
+    at: "performChanges",
+    label: "Photo library refuses a change",
+    ways: [
+      { label: "with an error", keys: {} },
+      { label: "without an error", keys: { returns: false } },
+      { label: "gives no placeholder", keys: { noPlaceholder: true } },
+    ],
+    fields: [text],
+  },
+  {
+    at: "requestImageData",
+    label: "Picture's bytes cannot be had",
+    ways: [{ label: "gives nothing", keys: { returns: "nothing" } }],
+    fields: [],
+  },
+  { at: "createFile", label: "File is not created", ways: [], fields: [] },
+  { at: "writeFile", label: "File is not written", ways: [], fields: [text] },
+  {
+    at: "removeItem",
+    label: "File is not removed",
+    ways: [],
+    fields: [{ key: "path", label: "Only this name" }, text],
+  },
+  { at: "enumerator", label: "Folder cannot be listed", ways: [], fields: [] },
+  { at: "jpegEncoder", label: "JPEG encoder fails", ways: [], fields: [] },
+  { at: "pngEncoder", label: "PNG encoder fails", ways: [], fields: [] },
+  { at: "bitmapContext", label: "No bitmap to draw on", ways: [], fields: [] },
+  { at: "settingsURL", label: "Settings have no address", ways: [], fields: [] },
+  { at: "export", label: "Movie export fails", ways: [], fields: [text] },
+];
+
+/** Without fields that were left empty, as they would say something else than nothing. */
+export function tidyFault(fault: Fault): Fault {
+  const tidy: Fault = { at: fault.at };
+  if (fault.error) tidy.error = fault.error;
+  if (fault.returns !== undefined) tidy.returns = fault.returns;
+  if (fault.noPlaceholder) tidy.noPlaceholder = true;
+  if (fault.path) tidy.path = fault.path;
+  if (fault.times !== undefined && fault.times > 0) tidy.times = fault.times;
+  return tidy;
+}
+
+/** The list with this fault in force at its place, or with none there. */
+export function withFault(faults: Fault[], at: string, fault: Fault | null): Fault[] {
+  const others = faults.filter((other) => other.at !== at);
+  return fault ? [...others, tidyFault(fault)] : others;
+}

@@ -1,0 +1,172 @@
+import type {
+  DeviceSetup,
+  DeviceState,
+  EventMessage,
+  HelloMessage,
+  Json,
+  ServerMessage,
+  TraceMessage,
+} from "../protocol/messages";
+import type { TransportStatus } from "../protocol/Transport";
+
+/** A page command that went out from here. The server's messages do not repeat its arguments. */
+export interface CommandEntry {
+  type: "command";
+  /** Stands between the messages' own numbers, where the command was sent. */
+  n: number;
+  name: string;
+  command: string;
+  arguments: Json[];
+}
+
+export type Entry = EventMessage | TraceMessage | CommandEntry;
+
+/** What is known of the session. Everything that the phone shows follows from it. */
+export interface Model {
+  connection: TransportStatus;
+  session: string | null;
+  app: string;
+  appOrigin: string;
+  device: DeviceSetup;
+  state: DeviceState | null;
+  /** In the order of their numbers. */
+  entries: Entry[];
+  /** How much of a movie is exported, from 0 to 1; null: no export is under way. */
+  exporting: number | null;
+  /** Grows when the app's files have changed. */
+  appVersion: number;
+  settingsOpen: boolean;
+  /** What could not be done, for the user. */
+  notice: string | null;
+}
+
+export const emptyModel: Model = {
+  connection: { kind: "connecting" },
+  session: null,
+  app: "",
+  appOrigin: "",
+  device: {},
+  state: null,
+  entries: [],
+  exporting: null,
+  appVersion: 0,
+  settingsOpen: false,
+  notice: null,
+};
+
+export type Action =
+  | { kind: "connection"; status: TransportStatus }
+  | { kind: "message"; message: ServerMessage }
+  | { kind: "sent"; name: string; command: string; arguments: Json[] }
+  /** Commands of this tab before it was loaded anew; `session` tells whether they belong here. */
+  | { kind: "remembered"; session: string; commands: CommandEntry[] }
+  | { kind: "restarted"; device: DeviceSetup }
+  | { kind: "settings"; open: boolean }
+  | { kind: "notice"; text: string | null };
+
+const kept = 4000;
+
+const ordered = (entries: Entry[]): Entry[] =>
+  [...entries].sort((one, other) => one.n - other.n).slice(-kept);
+
+const withEntry = (model: Model, entry: Entry): Entry[] => {
+  const last = model.entries.at(-1);
+  if (last && last.n >= entry.n)
+    return ordered([...model.entries.filter((other) => other.n !== entry.n), entry]);
+  const entries = model.entries.length < kept ? model.entries : model.entries.slice(1);
+  return [...entries, entry];
+};
+
+const nextPlace = (entries: Entry[]): number => {
+  const last = entries.at(-1);
+  if (!last) return -0.5;
+  return last.type === "command" ? last.n + 0.001 : last.n + 0.5;
+};
+
+const greeted = (model: Model, hello: HelloMessage): Model => {
+  const same = hello.session === model.session;
+  const commands = same ? model.entries.filter((entry) => entry.type === "command") : [];
+  return {
+    ...model,
+    session: hello.session,
+    app: hello.app,
+    appOrigin: hello.appOrigin,
+    device: hello.device,
+    state: null,
+    entries: ordered([...hello.messages, ...commands]),
+    exporting: null,
+    settingsOpen: same && model.settingsOpen,
+  };
+};
+
+const received = (model: Model, message: ServerMessage): Model => {
+  switch (message.type) {
+    case "hello":
+      return greeted(model, message);
+    case "event":
+      return {
+        ...model,
+        entries: withEntry(model, message),
+        exporting: message.event.event === "answer" ? null : model.exporting,
+        settingsOpen: model.settingsOpen || message.event.event === "openURL",
+      };
+    case "trace":
+      return {
+        ...model,
+        entries: withEntry(model, message),
+        exporting: message.what === "export" ? null : model.exporting,
+      };
+    case "state": {
+      const { type: _, ...state } = message;
+      return { ...model, state };
+    }
+    case "progress":
+      return { ...model, exporting: message.fraction < 1 ? message.fraction : null };
+    case "reload":
+      return { ...model, appVersion: model.appVersion + 1 };
+    default:
+      return model;
+  }
+};
+
+export function reduce(model: Model, action: Action): Model {
+  switch (action.kind) {
+    case "connection":
+      return { ...model, connection: action.status };
+    case "message":
+      return received(model, action.message);
+    case "sent":
+      return {
+        ...model,
+        entries: withEntry(model, {
+          type: "command",
+          n: nextPlace(model.entries),
+          name: action.name,
+          command: action.command,
+          arguments: action.arguments,
+        }),
+      };
+    case "remembered": {
+      if (action.session !== model.session) return model;
+      const known = new Set(
+        model.entries.flatMap((entry) => (entry.type === "command" ? [entry.name] : [])),
+      );
+      const added = action.commands.filter((command) => !known.has(command.name));
+      return { ...model, entries: ordered([...model.entries, ...added]) };
+    }
+    case "restarted":
+      // The new device begins a new recording, and what the old one did is no part of it.
+      return {
+        ...model,
+        device: action.device,
+        entries: [],
+        exporting: null,
+        settingsOpen: false,
+        appVersion: model.appVersion + 1,
+      };
+    case "settings":
+      return { ...model, settingsOpen: action.open };
+    case "notice":
+      return { ...model, notice: action.text };
+  }
+}

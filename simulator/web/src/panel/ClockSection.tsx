@@ -1,0 +1,109 @@
+import { useState } from "preact/hooks";
+import { changedDevice } from "../model/device";
+import type { DeviceSetup } from "../protocol/messages";
+import { useSimulator } from "../ui/context";
+import { Button, Field, Section, Select } from "../ui/controls";
+
+const zones = [
+  "UTC",
+  "Europe/Paris",
+  "Europe/London",
+  "America/New_York",
+  "America/Los_Angeles",
+  "Asia/Kathmandu",
+  "Asia/Tokyo",
+  "Australia/Sydney",
+];
+const locales = [
+  "en_US",
+  "en_GB",
+  "de_DE",
+  "fr_FR",
+  "ar_EG",
+  "th_TH@calendar=buddhist",
+  "ja_JP@calendar=japanese",
+];
+
+const text = (value: unknown, otherwise: string) => (typeof value === "string" ? value : otherwise);
+
+export function ClockSection() {
+  const { client, model } = useSimulator();
+  const { device, state } = model;
+  const [seconds, setSeconds] = useState("3600");
+  const fixed = state?.clock.mode === "fixed";
+  const zone = text(device.timeZone, "UTC");
+  const locale = text(device.locale, "en_US");
+  const languages = Array.isArray(device.languages) ? device.languages.join(", ") : "en";
+
+  const restart = (changes: { [key: string]: DeviceSetup[string] | undefined }) => {
+    if (!state) return;
+    const changed = changedDevice(device, state, changes as DeviceSetup);
+    void client.noticing(() => client.restart(changed));
+  };
+  return (
+    <Section title="Clock and language" icon="auto">
+      <Select
+        label="Clock"
+        value={fixed ? "fixed" : "real"}
+        choices={[
+          ["real", "Goes with the real time"],
+          ["fixed", "Stands still"],
+        ]}
+        disabled={!state}
+        onChange={(mode) =>
+          restart({ clock: mode === "fixed" ? new Date().toISOString() : undefined })
+        }
+      />
+      {fixed && state && (
+        <>
+          <Field
+            label="Instant (ISO 8601)"
+            value={state.clock.now}
+            onCommit={(now) => {
+              const instant = new Date(now);
+              if (!Number.isNaN(instant.valueOf())) restart({ clock: instant.toISOString() });
+            }}
+          />
+          <div class="field-row end">
+            <Field label="Seconds" type="number" step="1" value={seconds} onCommit={setSeconds} />
+            <Button
+              label="Move on"
+              icon="next"
+              onClick={() => void client.act({ do: "advance", seconds: Number(seconds) || 0 })}
+            />
+          </div>
+        </>
+      )}
+      <p class="group-title">
+        Region <small>(starts the device anew)</small>
+      </p>
+      <Field
+        label="Time zone"
+        value={zone}
+        suggestions={zones}
+        disabled={!state}
+        onCommit={(timeZone) => timeZone !== zone && timeZone && restart({ timeZone })}
+      />
+      <Field
+        label="Locale"
+        value={locale}
+        suggestions={locales}
+        disabled={!state}
+        onCommit={(next) => next !== locale && next && restart({ locale: next })}
+      />
+      <Field
+        label="Languages, best first"
+        value={languages}
+        suggestions={["en", "de", "fr, en", "ja"]}
+        disabled={!state}
+        onCommit={(list) => {
+          const next = list
+            .split(",")
+            .map((one) => one.trim())
+            .filter(Boolean);
+          if (next.length > 0 && next.join(", ") !== languages) restart({ languages: next });
+        }}
+      />
+    </Section>
+  );
+}

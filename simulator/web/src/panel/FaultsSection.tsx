@@ -1,0 +1,91 @@
+import { type FaultPoint, faultPoints, withFault } from "../model/device";
+import type { Fault } from "../protocol/messages";
+import { useSimulator } from "../ui/context";
+import { Field, Section, Select, Switch } from "../ui/controls";
+
+const wayOf = (point: FaultPoint, fault: Fault): number => {
+  const at = point.ways.findIndex(({ keys }) =>
+    Object.entries(keys).some(([key, value]) => fault[key as keyof Fault] === value),
+  );
+  return Math.max(0, at);
+};
+
+export function FaultsSection() {
+  const { client, model } = useSimulator();
+  const faults = model.state?.faults ?? [];
+  const set = (at: string, fault: Fault | null) =>
+    void client.act({ do: "faults", to: withFault(faults, at, fault) as never });
+  return (
+    <Section
+      title="Faults"
+      icon="note"
+      aside={faults.length > 0 ? <span class="live">{faults.length}</span> : undefined}
+    >
+      {faultPoints.map((point) => {
+        const fault = faults.find((other) => other.at === point.at) ?? null;
+        return (
+          <div class="fault" key={point.at}>
+            <Switch
+              label={point.label}
+              checked={fault !== null}
+              disabled={!model.state}
+              onChange={(on) =>
+                set(point.at, on ? { at: point.at, ...(point.ways[0]?.keys ?? {}) } : null)
+              }
+            />
+            {fault && <FaultFields point={point} fault={fault} set={set} />}
+          </div>
+        );
+      })}
+    </Section>
+  );
+}
+
+function FaultFields(props: {
+  point: FaultPoint;
+  fault: Fault;
+  set: (at: string, fault: Fault) => void;
+}) {
+  const { point, fault, set } = props;
+  const way = wayOf(point, fault);
+  const { at, times, path, error } = fault;
+  const base: Fault = { at, ...(times !== undefined ? { times } : {}) };
+  const withError =
+    point.ways.length === 0 || Object.keys(point.ways[way]?.keys ?? {}).length === 0;
+  return (
+    <div class="fault-fields">
+      {point.ways.length > 1 && (
+        <Select
+          label="How"
+          value={String(way)}
+          choices={point.ways.map(({ label }, index) => [String(index), label] as const)}
+          onChange={(index) => set(at, { ...base, ...point.ways[Number(index)]?.keys })}
+        />
+      )}
+      {withError &&
+        point.fields.map((field) => (
+          <Field
+            key={field.key}
+            label={field.label}
+            value={(field.key === "error" ? error : path) ?? ""}
+            placeholder={field.key === "error" ? "the platform’s own" : "any"}
+            onCommit={(value) => set(at, { ...fault, [field.key]: value })}
+          />
+        ))}
+      <Select
+        label="How often"
+        value={times === undefined ? "always" : times === 1 ? "1" : times === 2 ? "2" : "more"}
+        choices={[
+          ["always", "Always"],
+          ["1", "Once"],
+          ["2", "Twice"],
+          ...(times !== undefined && times > 2 ? [["more", `${times} times`] as const] : []),
+        ]}
+        onChange={(often) => {
+          const { times: _, ...rest } = fault;
+          set(at, often === "always" ? rest : { ...rest, times: Number(often) || times || 1 });
+        }}
+      />
+    </div>
+  );
+}

@@ -1,0 +1,49 @@
+import { useEffect, useState } from "preact/hooks";
+import { useSimulator } from "../ui/context";
+import { Button, Section } from "../ui/controls";
+import { ageText, bytesText } from "../ui/format";
+import { Icon } from "../ui/icons";
+
+export function FilesSection() {
+  const { client, model } = useSimulator();
+  const files = model.state?.files ?? [];
+  const [now, setNow] = useState(Date.now());
+  useEffect(() => {
+    setNow(Date.now());
+    const timer = setInterval(() => setNow(Date.now()), 10_000);
+    return () => clearInterval(timer);
+  }, [model.state]);
+  return (
+    <Section title="Temporary files" icon="file" aside={files.length || undefined}>
+      {files.length === 0 && <p class="hint">The temporary directory is empty.</p>}
+      <ul class="files">
+        {files.map((file) => (
+          <li key={file.name}>
+            <div class="file-text">
+              <a href={client.file(file.name)} target="_blank" rel="noreferrer">
+                {file.name}
+              </a>
+              <small>
+                {[bytesText(file.bytes), ageText(file.modified, now), file.command]
+                  .filter(Boolean)
+                  .join(" · ")}
+              </small>
+            </div>
+            <Button
+              label={`Delete ${file.name}`}
+              icon="trash"
+              iconOnly
+              look="quiet"
+              onClick={() => void client.act({ do: "remove", file: file.name })}
+            />
+          </li>
+        ))}
+      </ul>
+      {model.state?.waiting && (
+        <p class="note">
+          <Icon name="note" size={16} /> {model.state.waiting}
+        </p>
+      )}
+    </Section>
+  );
+}

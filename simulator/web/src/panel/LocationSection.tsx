@@ -1,0 +1,75 @@
+import type { LocationMode } from "../media/LocationDriver";
+import { useSimulator } from "../ui/context";
+import { Field, Section, Select } from "../ui/controls";
+
+const modes: readonly (readonly [LocationMode, string])[] = [
+  ["fix", "At this place"],
+  ["late", "At this place, late"],
+  ["track", "Walking around this place"],
+  ["browser", "Where the browser is"],
+  ["none", "Never found"],
+];
+
+export function LocationSection() {
+  const { model, preferences, prefer } = useSimulator();
+  const { location } = preferences;
+  const { fix } = location;
+  const change = (changes: Partial<typeof location>) =>
+    prefer({ location: { ...location, ...changes } });
+  const coordinate = (key: "latitude" | "longitude", limit: number) => (text: string) => {
+    const value = Number(text);
+    if (text.trim() !== "" && Math.abs(value) <= limit) change({ fix: { ...fix, [key]: value } });
+  };
+  const placed = location.mode !== "none" && location.mode !== "browser";
+  return (
+    <Section
+      title="Location"
+      icon="pin"
+      aside={model.state?.location.running ? <span class="live">asked for</span> : undefined}
+    >
+      <Select
+        label="The device finds itself"
+        value={location.mode}
+        choices={modes}
+        onChange={(mode) => change({ mode })}
+      />
+      {placed && (
+        <div class="field-row">
+          <Field
+            label="Latitude"
+            type="number"
+            step="any"
+            value={String(fix.latitude)}
+            onCommit={coordinate("latitude", 90)}
+          />
+          <Field
+            label="Longitude"
+            type="number"
+            step="any"
+            value={String(fix.longitude)}
+            onCommit={coordinate("longitude", 180)}
+          />
+          <Field
+            label="Altitude, m"
+            type="number"
+            step="any"
+            placeholder="unknown"
+            value={typeof fix.altitude === "number" ? String(fix.altitude) : ""}
+            onCommit={(text) =>
+              change({ fix: { ...fix, altitude: text.trim() === "" ? "NaN" : Number(text) } })
+            }
+          />
+        </div>
+      )}
+      {location.mode === "late" && (
+        <Field
+          label="After so many seconds"
+          type="number"
+          step="1"
+          value={String(location.delay)}
+          onCommit={(text) => change({ delay: Math.min(600, Math.max(0, Number(text) || 0)) })}
+        />
+      )}
+    </Section>
+  );
+}

@@ -1,0 +1,53 @@
+import { useId } from "preact/hooks";
+import { useModal } from "../ui/modal";
+
+export interface AlertButton {
+  label: string;
+  key: string;
+  strong?: boolean;
+  cued?: boolean;
+}
+
+/** A question that has to be answered: an alert of the plug-in, or a prompt of the system. */
+export function Alert(props: {
+  title: string;
+  message: string;
+  buttons: AlertButton[];
+  system?: boolean;
+  onChoose: (key: string) => void;
+}) {
+  const { title, message, buttons, system, onChoose } = props;
+  const ref = useModal<HTMLDivElement>();
+  const id = useId();
+  return (
+    <div class="alert-backdrop">
+      <div
+        ref={ref}
+        class={`alert${system ? " system" : ""}${buttons.length > 2 ? " stacked" : ""}`}
+        role="alertdialog"
+        aria-modal="true"
+        aria-labelledby={title ? `${id}-title` : `${id}-message`}
+        aria-describedby={title && message ? `${id}-message` : undefined}
+        tabIndex={-1}
+      >
+        <div class="alert-text">
+          {title && <h2 id={`${id}-title`}>{title}</h2>}
+          {message && <p id={`${id}-message`}>{message}</p>}
+          {!title && !message && <p id={`${id}-message`}>(The alert has no text.)</p>}
+        </div>
+        <div class="alert-buttons">
+          {buttons.map((button) => (
+            <button
+              key={button.key}
+              type="button"
+              class={`${button.strong ? "strong" : ""}${button.cued ? " cued" : ""}`}
+              onClick={() => onChoose(button.key)}
+            >
+              {button.label || "(no text)"}
+            </button>
+          ))}
+        </div>
+      </div>
+    </div>
+  );
+}

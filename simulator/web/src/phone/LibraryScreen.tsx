@@ -1,0 +1,159 @@
+import { useEffect, useLayoutEffect, useRef, useState } from "preact/hooks";
+import type { LibraryAsset, PickerScreen } from "../protocol/messages";
+import { useSimulator } from "../ui/context";
+import { clockText } from "../ui/format";
+import { useLibrary } from "../ui/library";
+import { useModal } from "../ui/modal";
+import { EditStep } from "./EditStep";
+import { Review } from "./Review";
+
+const isMovie = (asset: LibraryAsset) => asset.type === "video";
+// As many as the grid has.
+const columnsOf = (landscape: boolean) => (landscape ? 5 : 3);
+
+const wants = (mediaTypes: string[], asset: LibraryAsset): boolean =>
+  isMovie(asset)
+    ? mediaTypes.some((type) => type === "public.movie" || type === "public.video")
+    : mediaTypes.includes("public.image");
+
+const describe = (asset: LibraryAsset, place: number): string => {
+  const created = new Date(asset.created);
+  const when = Number.isNaN(created.valueOf())
+    ? ""
+    : `, ${created.toLocaleDateString(undefined, { dateStyle: "medium" })}`;
+  return isMovie(asset)
+    ? `Movie ${place}${when}, ${clockText(asset.duration ?? 0)} long`
+    : `Photo ${place}${when}, ${asset.width} by ${asset.height}`;
+};
+
+export function LibraryScreen({ screen, covered }: { screen: PickerScreen; covered: boolean }) {
+  const { client, preferences, cue } = useSimulator();
+  const columns = columnsOf(preferences.landscape);
+  const modal = useModal<HTMLDivElement>();
+  const { assets, failed } = useLibrary();
+  const [chosen, setChosen] = useState<LibraryAsset | null>(null);
+  const [busy, setBusy] = useState(false);
+  const offered = [...(assets ?? [])].reverse().filter((asset) => wants(screen.mediaTypes, asset));
+
+  useEffect(() => {
+    if (assets) modal.current?.querySelector<HTMLElement>(".thumbnail")?.focus();
+  }, [assets === null]);
+
+  // Who comes back from a picture is where it was chosen.
+  const lastChosen = useRef<string | null>(null);
+  useLayoutEffect(() => {
+    if (!chosen && lastChosen.current !== null)
+      modal.current?.querySelector<HTMLElement>(".thumbnail[data-chosen]")?.focus();
+    lastChosen.current = chosen?.id ?? lastChosen.current;
+  }, [chosen]);
+
+  const pick = async (asset: LibraryAsset, crop?: [number, number, number, number]) => {
+    if (busy) return;
+    setBusy(true);
+    const picked = await client.act({ do: "pick", asset: asset.id, ...(crop ? { crop } : {}) });
+    setBusy(false);
+    if (!picked) setChosen(null);
+  };
+  const choose = (asset: LibraryAsset) => {
+    if (isMovie(asset) || screen.allowsEditing) setChosen(asset);
+    else void pick(asset);
+  };
+  const back = () => setChosen(null);
+  const cancel = () => void client.act({ do: "cancel" });
+
+  const onKeyDown = (event: KeyboardEvent) => {
+    if (event.key === "Escape") {
+      event.stopPropagation();
+      if (chosen) back();
+      else cancel();
+      return;
+    }
+    const steps: Record<string, number> = {
+      ArrowLeft: -1,
+      ArrowRight: 1,
+      ArrowUp: -columns,
+      ArrowDown: columns,
+    };
+    const by = steps[event.key];
+    if (by === undefined || chosen) return;
+    const all = [...(modal.current?.querySelectorAll<HTMLElement>(".thumbnail") ?? [])];
+    const at = all.indexOf(document.activeElement as HTMLElement);
+    if (at < 0) return;
+    event.preventDefault();
+    all[at + by]?.focus();
+  };
+
+  const cued = cue?.step.do === "pick" ? cue.step.asset : null;
+  return (
+    <div
+      ref={modal}
+      class="picker library"
+      role="dialog"
+      aria-modal="true"
+      aria-label={screen.sourceType === 2 ? "Saved photos" : "Photo library"}
+      tabIndex={-1}
+      inert={covered}
+      onKeyDown={onKeyDown}
+    >
+      <div class="library-list" inert={chosen !== null}>
+        <header class="library-head">
+          <h2>{screen.sourceType === 2 ? "Saved photos" : "Photos"}</h2>
+          <button
+            type="button"
+            class={`text-button${cue?.step.do === "cancel" ? " cued" : ""}`}
+            onClick={cancel}
+          >
+            Cancel
+          </button>
+        </header>
+        {failed && <p class="library-empty">{failed}</p>}
+        {assets && offered.length === 0 && (
+          <p class="library-empty">
+            {assets.length === 0
+              ? "The photo library is empty. Add photos in the panel beside the phone."
+              : "The photo library holds nothing of the kind that was asked for."}
+          </p>
+        )}
+        <ul class="library-grid">
+          {offered.map((asset, index) => (
+            <li key={asset.id}>
+              <button
+                type="button"
+                class={`thumbnail${asset.id === cued ? " cued" : ""}`}
+                data-chosen={asset.id === lastChosen.current ? "" : undefined}
+                aria-label={describe(asset, index + 1)}
+                disabled={busy}
+                onClick={() => choose(asset)}
+              >
+                <img src={client.thumbnail(asset.id, 256)} alt="" loading="lazy" />
+                {isMovie(asset) && <span class="length">{clockText(asset.duration ?? 0)}</span>}
+              </button>
+            </li>
+          ))}
+        </ul>
+      </div>
+      {chosen && !isMovie(chosen) && (
+        <EditStep
+          picture={client.original(chosen.id)}
+          cancelLabel="Back"
+          useLabel="Choose"
+          busy={busy}
+          onUse={(crop) => void pick(chosen, crop)}
+          onCancel={back}
+        />
+      )}
+      {chosen && isMovie(chosen) && (
+        <Review
+          url={client.original(chosen.id)}
+          kind="movie"
+          poster={client.thumbnail(chosen.id, 512)}
+          leaveLabel="Back"
+          useLabel="Choose"
+          busy={busy}
+          onUse={() => void pick(chosen)}
+          onLeave={back}
+        />
+      )}
+    </div>
+  );
+}

@@ -1,0 +1,99 @@
+import type { ClientRequest, LibraryAsset, ServerMessage } from "./messages";
+import type { Transport, TransportListener } from "./Transport";
+
+const firstDelay = 250;
+const longestDelay = 4000;
+
+/** The server that handed out this page. A lost connection is made again, to the same session. */
+export class ServerTransport implements Transport {
+  private socket: WebSocket | null = null;
+  private delay = firstDelay;
+
+  constructor(private readonly base: URL) {}
+
+  connect(session: string | null, listener: TransportListener): void {
+    let current = session;
+    let ended = false;
+    const open = () => {
+      listener.status({ kind: "connecting" });
+      const address = new URL("ws", this.base);
+      address.protocol = this.base.protocol === "https:" ? "wss:" : "ws:";
+      if (current !== null) address.searchParams.set("session", current);
+      const socket = new WebSocket(address);
+      this.socket = socket;
+      socket.onopen = () => {
+        this.delay = firstDelay;
+        listener.status({ kind: "open" });
+      };
+      socket.onmessage = (received: MessageEvent<string>) => {
+        const message = JSON.parse(received.data) as ServerMessage;
+        if (message.type === "hello") current = message.session;
+        if (message.type === "bye") {
+          ended = true;
+          listener.status({ kind: "ended", why: message.why });
+        }
+        listener.message(message);
+      };
+      socket.onclose = () => {
+        this.socket = null;
+        if (ended) return;
+        listener.status({ kind: "lost" });
+        setTimeout(open, this.delay);
+        this.delay = Math.min(this.delay * 2, longestDelay);
+      };
+    };
+    open();
+  }
+
+  send(request: ClientRequest & { id: number }): boolean {
+    if (this.socket?.readyState !== WebSocket.OPEN) return false;
+    this.socket.send(JSON.stringify(request));
+    return true;
+  }
+
+  async upload(
+    session: string,
+    bytes: Blob,
+    name: string,
+  ): Promise<{ file: string; bytes: number }> {
+    const address = this.address(session, "media");
+    address.searchParams.set("name", name);
+    return this.ask(await fetch(address, { method: "POST", body: bytes }));
+  }
+
+  async library(session: string): Promise<LibraryAsset[]> {
+    const answer = await fetch(this.address(session, "library"));
+    return (await this.ask<{ assets: LibraryAsset[] }>(answer)).assets;
+  }
+
+  thumbnail(session: string, asset: string, side: number): string {
+    const address = this.address(session, "library/thumbnail");
+    address.searchParams.set("id", asset);
+    address.searchParams.set("side", String(side));
+    return address.href;
+  }
+
+  original(session: string, asset: string): string {
+    const address = this.address(session, "library/original");
+    address.searchParams.set("id", asset);
+    return address.href;
+  }
+
+  file(session: string, name: string): string {
+    return this.address(session, `files/${name.split("/").map(encodeURIComponent).join("/")}`).href;
+  }
+
+  script(session: string): string {
+    return this.address(session, "script").href;
+  }
+
+  private address(session: string, rest: string): URL {
+    return new URL(`session/${encodeURIComponent(session)}/${rest}`, this.base);
+  }
+
+  private async ask<T>(response: Response): Promise<T> {
+    const body = (await response.json().catch(() => ({}))) as T & { error?: string };
+    if (!response.ok) throw new Error(body.error ?? `The server answered ${response.status}.`);
+    return body;
+  }
+}

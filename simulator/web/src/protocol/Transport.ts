@@ -1,0 +1,29 @@
+import type { ClientRequest, LibraryAsset, ServerMessage } from "./messages";
+
+export type TransportStatus =
+  | { kind: "connecting" }
+  | { kind: "open" }
+  | { kind: "lost" }
+  | { kind: "ended"; why: string };
+
+export interface TransportListener {
+  message(message: ServerMessage): void;
+  status(status: TransportStatus): void;
+}
+
+/** The way to a simulator server: the real one, or one that lives in the page. */
+export interface Transport {
+  /** Connects; with a session's identifier, to that session. */
+  connect(session: string | null, listener: TransportListener): void;
+  /** False where there is no connection, and then nothing was sent. */
+  send(request: ClientRequest & { id: number }): boolean;
+  /** Makes the bytes a file of the session. Rejects with the server's own words. */
+  upload(session: string, bytes: Blob, name: string): Promise<{ file: string; bytes: number }>;
+  library(session: string): Promise<LibraryAsset[]>;
+  thumbnail(session: string, asset: string, side: number): string;
+  original(session: string, asset: string): string;
+  /** The address of a file in the temporary directory. */
+  file(session: string, name: string): string;
+  /** The address of the recording. */
+  script(session: string): string;
+}

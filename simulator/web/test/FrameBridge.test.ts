@@ -1,0 +1,147 @@
+import { afterEach, beforeEach, describe, expect, it } from "vitest";
+import { FrameBridge } from "../src/frame/FrameBridge";
+import type { AnswerEvent, Json } from "../src/protocol/messages";
+
+const appOrigin = "http://127.0.0.1:4000";
+
+class FakePage {
+  port: MessagePort | null = null;
+  readonly received: unknown[] = [];
+  postMessage(data: unknown, origin: string, ports: MessagePort[]): void {
+    expect(data).toEqual({ vecamera: "port" });
+    expect(origin).toBe(appOrigin);
+    this.port = ports[0] ?? null;
+    if (this.port) this.port.onmessage = (event) => this.received.push(event.data);
+  }
+}
+
+class FakeWindow {
+  private listener: ((event: MessageEvent) => void) | null = null;
+  addEventListener(_: string, listener: (event: MessageEvent) => void): void {
+    this.listener = listener;
+  }
+  removeEventListener(): void {
+    this.listener = null;
+  }
+  post(data: unknown, source: unknown, origin: string): void {
+    this.listener?.({ data, source, origin } as MessageEvent);
+  }
+}
+
+// Ports deliver in tasks of their own.
+const delivered = async (ready: () => boolean) => {
+  while (!ready()) await new Promise((resolve) => setImmediate(resolve));
+};
+
+describe("FrameBridge", () => {
+  const page = () => framed;
+  let framed: FakePage;
+  const stranger = new FakePage();
+  let parent: FakeWindow;
+  let ran: { command: string; args: Json[] }[];
+  let bridge: FrameBridge;
+  const answer = (to: string, more: Partial<AnswerEvent> = {}): AnswerEvent => ({
+    event: "answer",
+    to,
+    result: "success",
+    data: { callbackURI: "x" },
+    keepCallback: false,
+    ...more,
+  });
+  const greet = () => parent.post({ vecamera: "hello", version: 1 }, framed, appOrigin);
+
+  beforeEach(() => {
+    framed = new FakePage();
+    parent = new FakeWindow();
+    ran = [];
+    bridge = new FrameBridge({
+      listenTo: parent,
+      frame: () => page() as unknown as Window,
+      appOrigin: () => appOrigin,
+      run: (command, args) => {
+        ran.push({ command, args });
+        return `call${ran.length}`;
+      },
+    });
+  });
+  afterEach(() => {
+    bridge.close();
+    framed.port?.close();
+  });
+
+  it("runs the page's commands and hands each answer to its own", async () => {
+    greet();
+    framed.port?.postMessage({ id: 7, command: "takePicture", arguments: [50, null] });
+    framed.port?.postMessage({ id: 8, command: "cleanup", arguments: [] });
+    await delivered(() => ran.length === 2);
+    expect(ran[0]).toEqual({ command: "takePicture", args: [50, null] });
+    expect(bridge.answer(answer("call2", { data: {} }))).toBe(true);
+    expect(bridge.answer(answer("call1", { result: "error", status: "NO_PERMISSION" }))).toBe(true);
+    await delivered(() => framed.received.length === 2);
+    expect(framed.received).toEqual([
+      { id: 8, result: "success", data: {}, keepCallback: false },
+      {
+        id: 7,
+        result: "error",
+        status: "NO_PERMISSION",
+        data: { callbackURI: "x" },
+        keepCallback: false,
+      },
+    ]);
+  });
+
+  it("answers a callback once, and more often only where it is kept", async () => {
+    greet();
+    framed.port?.postMessage({ id: 1, command: "takePicture", arguments: [] });
+    await delivered(() => ran.length === 1);
+    expect(bridge.answer(answer("call1", { keepCallback: true }))).toBe(true);
+    expect(bridge.answer(answer("call1"))).toBe(true);
+    expect(bridge.answer(answer("call1"))).toBe(false);
+    expect(bridge.answer(answer("nobody"))).toBe(false);
+  });
+
+  it.each([
+    ["another window", () => parent.post({ vecamera: "hello", version: 1 }, stranger, appOrigin)],
+    [
+      "another origin",
+      () => parent.post({ vecamera: "hello", version: 1 }, framed, "http://evil.example"),
+    ],
+    ["another version", () => parent.post({ vecamera: "hello", version: 2 }, framed, appOrigin)],
+    ["something else", () => parent.post("hello", framed, appOrigin)],
+    ["nothing", () => parent.post(null, framed, appOrigin)],
+  ])("gives no port to %s", (_, post) => {
+    post();
+    expect([framed.port, stranger.port]).toEqual([null, null]);
+  });
+
+  it("ignores what is no command", async () => {
+    greet();
+    for (const data of [
+      null,
+      "takePicture",
+      { id: "1", command: "takePicture", arguments: [] },
+      { id: 1, command: "dispose", arguments: [] },
+      { id: 1, command: "cleanup" },
+    ])
+      framed.port?.postMessage(data);
+    framed.port?.postMessage({ id: 2, command: "cleanup", arguments: [] });
+    await delivered(() => ran.length > 0);
+    expect(ran).toEqual([{ command: "cleanup", args: [] }]);
+  });
+
+  it("forgets what the page waited for before it was loaded anew", async () => {
+    greet();
+    framed.port?.postMessage({ id: 1, command: "takePicture", arguments: [] });
+    await delivered(() => ran.length === 1);
+    framed.port?.close();
+    greet();
+    expect(bridge.answer(answer("call1"))).toBe(false);
+  });
+
+  it("tells the page when nothing will come any more", async () => {
+    greet();
+    bridge.lose("the phone has ended");
+    await delivered(() => framed.received.length === 1);
+    expect(framed.received).toEqual([{ lost: "the phone has ended" }]);
+  });
+});

@@ -1,0 +1,177 @@
+import { beforeEach, describe, expect, it } from "vitest";
+import type { Step } from "../src/protocol/messages";
+import {
+  ReplayPlayer,
+  type ReplayStage,
+  type ReplayState,
+  watchingTime,
+} from "../src/replay/ReplayPlayer";
+import { fileOfDataUrl, filesToAskFor, parseScript, withFiles } from "../src/replay/script";
+
+class HeldStage implements ReplayStage {
+  readonly log: string[] = [];
+  readonly cues: (string | null)[] = [];
+  failing: string | null = null;
+  private readonly timers = new Map<number, { work: () => void; milliseconds: number }>();
+  private nextTimer = 1;
+
+  async restart(): Promise<void> {
+    this.log.push("restart");
+  }
+  async step(step: Step): Promise<void> {
+    if (step.do === this.failing) throw new Error("there is no picker on screen");
+    this.log.push(step.do);
+  }
+  cue(step: Step | null): void {
+    this.cues.push(step?.do ?? null);
+  }
+  setTimer(work: () => void, milliseconds: number): number {
+    this.timers.set(this.nextTimer, { work, milliseconds });
+    return this.nextTimer++;
+  }
+  clearTimer(timer: number): void {
+    this.timers.delete(timer);
+  }
+  get waits(): number[] {
+    return [...this.timers.values()].map(({ milliseconds }) => milliseconds);
+  }
+  /** Lets the time pass that is waited for. */
+  async pass(): Promise<void> {
+    const [first] = this.timers;
+    if (!first) return;
+    this.timers.delete(first[0]);
+    first[1].work();
+    await new Promise((resolve) => setImmediate(resolve));
+  }
+}
+
+describe("ReplayPlayer", () => {
+  const steps: Step[] = [{ do: "takePicture" }, { do: "advance" }, { do: "capture" }];
+  let stage: HeldStage;
+  let states: ReplayState[];
+  let player: ReplayPlayer;
+
+  beforeEach(() => {
+    stage = new HeldStage();
+    states = [];
+    player = new ReplayPlayer({ device: {}, steps }, stage, (state) => states.push(state));
+  });
+
+  it("plays every step in order on a device made anew, at watching speed", async () => {
+    player.play();
+    await stage.pass();
+    expect(stage.waits).toEqual([watchingTime({ do: "takePicture" })]);
+    await stage.pass();
+    expect(stage.waits).toEqual([0]);
+    await stage.pass();
+    player.setSpeed(4);
+    expect(stage.waits).toEqual([watchingTime({ do: "capture" }) / 4]);
+    await stage.pass();
+    expect(stage.log).toEqual(["restart", "takePicture", "advance", "capture"]);
+    expect(player.state).toMatchObject({ phase: "finished", next: 3, total: 3 });
+    expect(stage.waits).toEqual([]);
+  });
+
+  it("shows each step before it plays it", async () => {
+    player.play();
+    await stage.pass();
+    await stage.pass();
+    expect(stage.cues.filter((cue) => cue !== null)).toEqual(["takePicture", "advance"]);
+  });
+
+  it("pauses between steps and goes on from there", async () => {
+    player.play();
+    await stage.pass();
+    await stage.pass();
+    player.pause();
+    expect(stage.waits).toEqual([]);
+    expect(stage.cues.at(-1)).toBeNull();
+    player.play();
+    await stage.pass();
+    expect(stage.log).toEqual(["restart", "takePicture", "advance"]);
+  });
+
+  it("plays one step at a time", async () => {
+    await player.stepOnce();
+    await player.stepOnce();
+    expect(stage.log).toEqual(["restart", "takePicture", "advance"]);
+    expect(player.state).toMatchObject({ phase: "paused", next: 2 });
+    await player.stepOnce();
+    expect(player.state.phase).toBe("finished");
+    await player.stepOnce();
+    expect(stage.log).toHaveLength(4);
+  });
+
+  it("stops at a step that cannot be played, and says which and why", async () => {
+    stage.failing = "capture";
+    player.play();
+    for (let turn = 0; turn < 5; turn++) await stage.pass();
+    expect(player.state).toMatchObject({
+      phase: "failed",
+      next: 2,
+      why: "Step 3 of 3: there is no picker on screen",
+    });
+    player.play();
+    expect(player.state.phase).toBe("failed");
+  });
+
+  it("plays again from the beginning", async () => {
+    for (let turn = 0; turn < 3; turn++) await player.stepOnce();
+    player.play();
+    await stage.pass();
+    expect(stage.log.at(-1)).toBe("restart");
+    expect(player.state.next).toBe(0);
+    player.rewind();
+    expect(player.state.phase).toBe("ready");
+  });
+});
+
+describe("parseScript", () => {
+  it.each([
+    ["no JSON", "{", /not JSON/],
+    ["no object", "[]", /no list of steps/],
+    ["no steps", '{"device": {}}', /no list of steps/],
+    ["a step without a deed", '{"steps": [{"do": "cancel"}, {}]}', /steps\[1\]/],
+    ["a device that is no object", '{"device": 1, "steps": []}', /device/],
+  ])("refuses %s", (_, text, why) => {
+    expect(() => parseScript(text)).toThrow(why);
+  });
+
+  it("takes a script without a device", () => {
+    expect(parseScript('{"steps": [{"do": "cancel"}]}')).toEqual({
+      device: {},
+      steps: [{ do: "cancel" }],
+    });
+  });
+});
+
+describe("a script's files", () => {
+  const script = {
+    device: { library: [{ id: "1", file: "beach.jpg" }], locale: "en_US" },
+    steps: [
+      { do: "capture", photo: "data:image/png;base64,AAAA" },
+      { do: "capture", movie: "flows/walk.mp4", crop: [0, 0, 1, 1] },
+      { do: "addAsset", file: "beach.jpg" },
+      { do: "remove", file: "velmora_photo_1.jpg" },
+    ] as Step[],
+  };
+
+  it("asks for those that it names and does not hold, each once", async () => {
+    expect(await filesToAskFor(script)).toEqual(["flows/walk.mp4", "beach.jpg"]);
+  });
+
+  it("replaces media, and not the names of temporary files", async () => {
+    const replaced = await withFiles(script, async (file) => `media/${file.length}`);
+    expect(replaced.device.library).toEqual([{ id: "1", file: "media/9" }]);
+    expect(replaced.steps[1]).toEqual({ do: "capture", movie: "media/14", crop: [0, 0, 1, 1] });
+    expect(replaced.steps[3]).toEqual(script.steps[3]);
+  });
+
+  it("makes bytes of a data URL", async () => {
+    const { bytes, name } = fileOfDataUrl(
+      `data:video/webm;codecs=vp8;base64,${btoa("\x00\xffab")}`,
+    );
+    expect(name).toBe("media.webm");
+    expect([...new Uint8Array(await bytes.arrayBuffer())]).toEqual([0, 255, 97, 98]);
+  });
+});

@@ -1,0 +1,81 @@
+import type { CommandEntry } from "../src/model/model";
+import type {
+  DeviceEvent,
+  DeviceState,
+  EventMessage,
+  HelloMessage,
+  Json,
+  TraceMessage,
+} from "../src/protocol/messages";
+
+/** Numbers and times what it is given, as a server does. */
+export class Stream {
+  private n = 0;
+  constructor(private at = 0) {}
+
+  later(milliseconds: number): this {
+    this.at += milliseconds;
+    return this;
+  }
+
+  event(event: DeviceEvent): EventMessage {
+    return { type: "event", n: this.n++, at: this.at, step: 0, event };
+  }
+
+  trace(what: string, ms: number, more: Partial<TraceMessage> = {}): TraceMessage {
+    this.at += ms;
+    return { type: "trace", n: this.n++, at: this.at, step: 0, what, ms, ...more };
+  }
+
+  command(name: string, args: Json[] = [], command = "takePicture"): CommandEntry {
+    return { type: "command", n: this.n - 0.5, name, command, arguments: args };
+  }
+}
+
+export const picker = (sourceType = 1, more: DeviceEvent | object = {}): DeviceEvent => ({
+  event: "present",
+  kind: "picker",
+  sourceType,
+  mediaTypes: ["public.image"],
+  allowsEditing: false,
+  cameraDevice: 0,
+  cameraCaptureMode: "photo",
+  animated: true,
+  ...more,
+});
+
+export const dismissed: DeviceEvent = { event: "dismiss", kind: "picker", animated: true };
+
+export const success = (to: string, callbackURI?: Json): DeviceEvent => ({
+  event: "answer",
+  to,
+  result: "success",
+  data: callbackURI === undefined ? {} : { callbackURI },
+  keepCallback: false,
+});
+
+export const stateOf = (changes: Partial<DeviceState> = {}): DeviceState => ({
+  screen: [],
+  prompts: [],
+  permissions: { camera: "authorized", photoLibrary: "authorized", location: "authorized" },
+  callbacks: [],
+  files: [],
+  faults: [],
+  clock: { mode: "real", now: "2026-05-01T12:00:00Z" },
+  location: { running: false },
+  library: 0,
+  waiting: null,
+  recorded: 0,
+  ...changes,
+});
+
+export const hello = (changes: Partial<HelloMessage> = {}): HelloMessage => ({
+  type: "hello",
+  session: "s1",
+  version: 1,
+  app: "http://127.0.0.1:2/.vecamera/enter?token=t",
+  appOrigin: "http://127.0.0.1:2",
+  device: {},
+  messages: [],
+  ...changes,
+});

@@ -1,0 +1,162 @@
+#include "simulator/server/Http.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include "simulator/server/FolderWatch.h"
+#include "simulator/server/MediaFolder.h"
+#include "simulator/server/RequestTarget.h"
+#include "simulator/server/Secrets.h"
+#include "tests/simulator/server/TestFolder.h"
+
+namespace vecamera::simulator {
+namespace {
+
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::Optional;
+
+TEST(RequestTargets, AreDecodedOnce) {
+  const auto target = parseTarget("/a%20b/%2541/?q=1+2%2B3&empty");
+  ASSERT_TRUE(target);
+  EXPECT_THAT(target->segments, ElementsAre("a b", "%41"));
+  EXPECT_TRUE(target->isFolder);
+  EXPECT_EQ(target->queryValue("q"), "1 2+3");
+  EXPECT_TRUE(target->query.contains("empty"));
+}
+
+TEST(RequestTargets, ThatAreNoPlainPathsAreNone) {
+  for (const auto* target : {"",
+                             "a",
+                             "http://127.0.0.1/",
+                             "//",
+                             "/a//b",
+                             "/.",
+                             "/..",
+                             "/../etc/passwd",
+                             "/a/../../b",
+                             "/%2e%2e/b",
+                             "/%2E./b",
+                             "/a%2fb",
+                             "/..%2f..",
+                             "/a%5cb",
+                             "/a\\b",
+                             "/a%00b",
+                             "/a%0ab",
+                             "/%7f",
+                             "/%",
+                             "/%4",
+                             "/%zz",
+                             "/a?%",
+                             "*"})
+    EXPECT_FALSE(parseTarget(target)) << target;
+}
+
+TEST(Ranges, OfOnePartAreTakenAndOthersLeftAlone) {
+  const auto parts = [](std::string_view header) -> std::optional<std::pair<int, int>> {
+    const auto range = parseRange(header, 10);
+    if (!range) return std::nullopt;
+    return std::pair(static_cast<int>(range->begin), static_cast<int>(range->length));
+  };
+  EXPECT_THAT(parts("bytes=0-3"), Optional(std::pair(0, 4)));
+  EXPECT_THAT(parts("bytes=4-"), Optional(std::pair(4, 6)));
+  EXPECT_THAT(parts("bytes=-3"), Optional(std::pair(7, 3)));
+  EXPECT_THAT(parts("bytes=8-99"), Optional(std::pair(8, 2)));
+  EXPECT_THAT(parts("bytes=-99"), Optional(std::pair(0, 10)));
+  for (const auto* other :
+       {"", "bytes=", "bytes=-", "bytes=-0", "bytes=10-", "bytes=5-4", "bytes=0-1,3-4", "bytes=a-b",
+        "items=0-1", "bytes=99999999999999999999-"})
+    EXPECT_FALSE(parts(other)) << other;
+}
+
+TEST(Hosts, OfOthersAreNotOurs) {
+  EXPECT_TRUE(isOwnHost("127.0.0.1:8080", 8080));
+  EXPECT_TRUE(isOwnHost("localhost:8080", 8080));
+  EXPECT_TRUE(isOwnHost("localhost", 80));
+  for (const auto* host : {"", "127.0.0.1", "127.0.0.1:8081", "evil.example:8080",
+                           "localhost:8080.evil.example", "127.0.0.1:8080@evil", "LOCALHOST.:8080"})
+    EXPECT_FALSE(isOwnHost(host, 8080)) << host;
+}
+
+TEST(Secrets, AreLongAndDifferEachTime) {
+  const auto token = randomToken();
+  EXPECT_EQ(token.size(), 32U);
+  EXPECT_NE(token, randomToken());
+  EXPECT_TRUE(sameSecret(token, std::string(token)));
+  EXPECT_FALSE(sameSecret(token, token.substr(1)));
+  EXPECT_FALSE(sameSecret("", token));
+  EXPECT_LT(randomSeed(), std::uint64_t{1} << 53U);
+}
+
+TEST(FilesBeneathAFolder, AreRegularOnesThatNoLinkLeadsOutTo) {
+  const TestFolder folder;
+  const auto root = folder.path() / "root";
+  folder.write("root/sub/a.txt", "abc");
+  folder.write("secret.txt", "secret");
+  std::filesystem::create_symlink("../secret.txt", root / "out.txt");
+  std::filesystem::create_directory_symlink("..", root / "up");
+  std::filesystem::create_symlink("/etc/passwd", root / "absolute");
+  ASSERT_EQ(mkfifo((root / "pipe").c_str(), 0600), 0);
+
+  using Names = std::vector<std::string>;
+  const auto file = openBeneath(root, Names{"sub", "a.txt"});
+  ASSERT_TRUE(file);
+  EXPECT_EQ(file->bytes, 3U);
+  EXPECT_TRUE(isFolderBeneath(root, Names{"sub"}));
+  for (const auto& names :
+       {Names{"out.txt"}, Names{"up", "secret.txt"}, Names{"absolute"}, Names{"pipe"}, Names{"sub"},
+        Names{"missing"}, Names{"..", "secret.txt"}, Names{"/etc/passwd"},
+        Names{std::string("sub\0/a.txt", 10)}, Names{}})
+    EXPECT_FALSE(openBeneath(root, names)) << testing::PrintToString(names);
+  EXPECT_FALSE(isFolderBeneath(root, Names{"up"}));
+}
+
+TEST(MediaFolders, GiveFilesNamesOfTheirOwn) {
+  const TestFolder folder;
+  MediaFolder media(folder.path(), {});
+  const auto name = [&media](std::string_view original) { return media.begin(original)->finish(); };
+  EXPECT_EQ(name("beach.JPG"), "media/1.jpg");
+  EXPECT_EQ(name("../../x.sh/y"), "media/2");
+  EXPECT_EQ(name("a.b;c"), "media/3");
+  EXPECT_TRUE(media.has("media/1.jpg"));
+  EXPECT_FALSE(media.has("media/../media/1.jpg"));
+}
+
+TEST(MediaFolders, TakeNoMoreThanTheirLimits) {
+  const TestFolder folder;
+  MediaFolder media(folder.path(), {.fileBytes = 10, .totalBytes = 15, .files = 4});
+  {
+    const auto tooLong = media.begin("a.jpg");
+    EXPECT_FALSE(tooLong->write(std::string(10, 'x')));
+    EXPECT_THAT(tooLong->write(std::string("x")), Optional(HasSubstr("a file has at most")));
+  }
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / "media/1.jpg"))
+      << "an unfinished file is removed";
+  const auto first = media.begin("b.jpg");
+  EXPECT_FALSE(first->write(std::string(10, 'x'))) << "what was removed does not count";
+  EXPECT_EQ(first->finish(), "media/2.jpg");
+  const auto second = media.begin("c.jpg");
+  EXPECT_THAT(second->write(std::string(6, 'x')), Optional(HasSubstr("media already")));
+  media.remove("media/2.jpg");
+  EXPECT_FALSE(second->write(std::string(6, 'x')));
+  EXPECT_TRUE(media.begin("d.jpg"));
+  EXPECT_FALSE(media.begin("e.jpg")) << "the fifth file";
+}
+
+TEST(FolderFingerprints, TellOfChangesOfTheAppOnly) {
+  const TestFolder folder;
+  folder.write("index.html", "a");
+  const auto first = folderFingerprint(folder.path());
+  folder.write("node_modules/x.js", "a");
+  folder.write(".git/HEAD", "a");
+  EXPECT_EQ(folderFingerprint(folder.path()), first);
+  folder.write("index.html", "ab");
+  const auto second = folderFingerprint(folder.path());
+  EXPECT_NE(second, first);
+  folder.write("sub/new.css", "");
+  EXPECT_NE(folderFingerprint(folder.path()), second);
+}
+
+}  // namespace
+}  // namespace vecamera::simulator

@@ -1,0 +1,402 @@
+#include "simulator/server/Phone.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "device/foundation/Base64.h"
+#include "device/foundation/PosixFiles.h"
+#include "device/script/Samples.h"
+#include "device/script/ScriptReader.h"
+#include "simulator/server/SampleMedia.h"
+#include "tests/simulator/server/TestFolder.h"
+#include "tests/simulator/server/TestPhone.h"
+
+namespace vecamera::simulator {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using testing::Contains;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::IsSupersetOf;
+
+std::string photoAsDataUrl() {
+  return device::Base64().base64EncodedString("data:image/jpeg;base64,",
+                                              sampleMedia().front().contents);
+}
+
+Json takePicture(const std::string& name, const std::string& arguments = "[50,1,1]") {
+  return {{"do", "takePicture"}, {"as", name}, {"arguments", Json::parse(arguments)}};
+}
+
+/// Every place of `from` in the text becomes `to`.
+std::string replaced(std::string text, const std::string& from, const std::string& to) {
+  for (auto at = text.find(from); at != std::string::npos; at = text.find(from, at + to.size()))
+    text.replace(at, from.size(), to);
+  return text;
+}
+
+/// The events of a recording that is played as `vecamera run` plays it, but for the callbacks that
+/// are open at the end, which a phone tells as its state.
+std::vector<std::string> replayed(const std::filesystem::path& recording) {
+  auto read = device::readScript(recording);
+  if (const auto* error = std::get_if<device::ScriptError>(&read))
+    throw std::runtime_error(error->message);
+  auto& script = std::get<device::Script>(read);
+  const TestFolder folder;
+  const auto temporary = (folder.path() / "tmp").string();
+  script.device.temporaryDirectory = temporary;
+  std::vector<std::string> events;
+  std::ostringstream diagnostics;
+  device::playScript(
+      script, {},
+      [&](const std::string& line) {
+        if (line.find(R"({"event":"open")") == 0) return;
+        events.push_back(
+            Json::parse(replaced(replaced(line, "velmora-file://" + temporary + "/", "FILES/"),
+                                 temporary, "TMP"))
+                .dump());
+      },
+      diagnostics);
+  return events;
+}
+
+/// Plays the phone's recording again and expects what the phone told.
+void expectSameReplay(TestPhone& phone) {
+  const TestFolder folder;
+  const auto file = folder.path() / "recording.json";
+  ASSERT_TRUE(phone.phone().recording().writeTo(file));
+  std::vector<std::string> told;
+  for (const auto& line : phone.events())
+    told.push_back(replaced(replaced(line, TestPhone::kFiles, "FILES/"),
+                            phone.phone().temporaryDirectory(), "TMP"));
+  const auto again = replayed(file);
+  for (std::size_t i = 0; i < std::min(told.size(), again.size()); ++i)
+    ASSERT_EQ(again[i], told[i]) << "event " << i;
+  EXPECT_EQ(again.size(), told.size());
+}
+
+TEST(Phones, PlayARecordingToTheSameEvents) {
+  TestPhone phone;
+  const auto asset = sampleMedia()[1].identifier;
+  const Json steps[] = {
+      takePicture("file"),
+      {{"do", "capture"}, {"photo", photoAsDataUrl()}},
+      takePicture("bytes", "[100,0,1,64,64,1,0,true]"),
+      {{"do", "capture"}, {"photo", photoAsDataUrl()}, {"crop", {10, 10, 200, 200}}},
+      takePicture("cancelled"),
+      {{"do", "cancel"}},
+      takePicture("library", "[50,2,0]"),
+      {{"do", "pick"}, {"asset", asset}},
+      Json::parse(R"({"do":"faults","to":[{"at":"writeFile","error":"the disk is full"}]})"),
+      takePicture("fault"),
+      {{"do", "capture"}, {"photo", photoAsDataUrl()}},
+      {{"do", "addAsset"}, {"id", "NEW/L0/001"}, {"file", photoAsDataUrl()}},
+      {{"do", "removeAsset"}, {"asset", asset}},
+      {{"do", "library"}},
+      {{"do", "call"}, {"selector", "tempFilePath:"}, {"argument", "jpg"}},
+      {{"do", "advance"}, {"seconds", 3600}},
+      takePicture("located", "[50,1,1,null,null,0,0,false,false,true,null,0,true]"),
+      {{"do", "capture"}, {"photo", photoAsDataUrl()}},
+      {{"do", "location"}, {"latitude", 48.1}, {"longitude", 11.6}},
+      {{"do", "files"}},
+      {{"do", "state"}},
+      {{"do", "cleanup"}, {"as", "clean"}},
+  };
+  for (const auto& step : steps) EXPECT_EQ(phone.whyNot(step), "") << step.dump();
+  EXPECT_GT(phone.events().size(), 30U);
+  expectSameReplay(phone);
+}
+
+TEST(Phones, PlayARecordingToTheSameEndWhereTheModuleEndsTheProcess) {
+  TestPhone phone;
+  phone.step(takePicture("a", "[50,1,1,null,null,0,0,false,false,false,null,0,true]"));
+  phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  EXPECT_THAT(phone.whyNot({{"do", "location"}, {"to", nullptr}}), HasSubstr("ended the process"));
+  EXPECT_THAT(phone.whyNot({{"do", "state"}}), HasSubstr("restart the device"));
+  expectSameReplay(phone);
+  EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", Json::object()}})["type"], "done");
+  EXPECT_EQ(phone.whyNot({{"do", "state"}}), "");
+}
+
+TEST(Phones, RecordWhatWaitsForATakenNameAndGoOnWhenItIsFree) {
+  TestPhone phone;
+  ASSERT_EQ(
+      phone.ask({{"type", "restart"}, {"device", {{"clock", "2024-05-01T12:30:00Z"}}}})["type"],
+      "done");
+  phone.step(takePicture("a"));
+  phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  phone.step(takePicture("b"));
+  phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  ASSERT_TRUE(phone.state()["waiting"].is_string());
+  const auto& files = phone.state()["files"];
+  ASSERT_EQ(files.size(), 1U);
+  EXPECT_EQ(files[0]["command"], "a");
+  EXPECT_EQ(phone.whyNot({{"do", "remove"}, {"file", files[0]["name"]}}), "");
+  EXPECT_TRUE(phone.state()["waiting"].is_null());
+  EXPECT_EQ(phone.state()["files"][0]["command"], "b");
+  expectSameReplay(phone);
+}
+
+TEST(Phones, GoOnByThemselvesWhenATakenNameIsFreedFromOutside) {
+  TestPhone phone;
+  phone.ask({{"type", "restart"}, {"device", {{"clock", "2024-05-01T12:30:00Z"}}}});
+  for (const auto* name : {"a", "b"}) {
+    phone.step(takePicture(name));
+    phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  }
+  const std::string name = phone.state()["files"][0]["name"];
+  std::filesystem::remove(phone.phone().temporaryDirectory() + "/" + name);
+  while (!phone.state()["waiting"].is_null()) phone.readUntil(PhoneMessage::Kind::state);
+  EXPECT_THAT(phone.events().back(), HasSubstr(R"("to":"b")"));
+}
+
+TEST(Phones, TellTheirStateInFull) {
+  TestPhone phone;
+  phone.ask(Json::parse(R"({"type":"restart","device":{
+      "authorization":{"camera":"notDetermined","location":"denied"},
+      "faults":[{"at":"jpegEncoder"},{"at":"settingsURL","times":0},{"at":"export","times":2}]}})"));
+  phone.step(takePicture("a"));
+  EXPECT_EQ(phone.state()["prompts"], Json::array({"camera"}));
+  EXPECT_EQ(phone.state()["permissions"]["camera"], "notDetermined");
+  EXPECT_EQ(phone.state()["permissions"]["location"], "denied");
+  EXPECT_EQ(phone.state()["callbacks"][0]["name"], "a");
+  EXPECT_EQ(phone.state()["callbacks"][0]["command"], "takePicture");
+  EXPECT_THAT(phone.state()["callbacks"][0]["why"], HasSubstr("system prompt"));
+  EXPECT_EQ(phone.state()["faults"],
+            Json::parse(R"([{"at":"jpegEncoder"},{"at":"export","times":2}])"));
+  EXPECT_EQ(phone.state()["clock"]["mode"], "real");
+  EXPECT_EQ(phone.state()["location"]["running"], false);
+  phone.step({{"do", "answer"}, {"prompt", "camera"}, {"with", "allow"}});
+  const auto picker = phone.state()["screen"];
+  ASSERT_EQ(picker.size(), 1U);
+  EXPECT_EQ(picker[0]["kind"], "picker");
+  EXPECT_TRUE(picker[0].contains("id"));
+  EXPECT_THAT(phone.state()["prompts"], IsEmpty());
+  phone.step({{"do", "cancel"}});
+  EXPECT_THAT(phone.state()["screen"], IsEmpty());
+  EXPECT_THAT(phone.state()["callbacks"], IsEmpty());
+  // Two moves of the clock for three steps that were played, since one came first.
+  EXPECT_EQ(phone.state()["recorded"], phone.phone().recording().steps());
+}
+
+TEST(Phones, TraceTheServicesThatTheModuleUsed) {
+  TestPhone phone;
+  const auto traced = [&phone](const Json& options, std::string_view what) {
+    EXPECT_EQ(phone.whyNot(options), "");
+    EXPECT_EQ(phone.whyNot({{"do", "capture"}, {"photo", photoAsDataUrl()}}), "");
+    for (const auto& message : phone.messages())
+      if (message["type"] == "trace" && message["what"] == what) return message;
+    return Json::object();
+  };
+  const auto encoded =
+      traced(takePicture("a", "[50,1,1,32,32,0,0,false,false,true]"), "encodeJPEG");
+  EXPECT_EQ(encoded["width"], 32);
+  EXPECT_EQ(encoded["height"], 24);
+  EXPECT_TRUE(encoded["ms"].is_number());
+  EXPECT_EQ(encoded["bytes"], phone.state()["files"][0]["bytes"]);
+  std::set<std::string> whats;
+  std::int64_t n = 0;
+  for (const auto& message : phone.messages()) {
+    EXPECT_EQ(message["n"], n++) << "traces and events have one count";
+    if (message["type"] == "trace") whats.insert(message["what"]);
+  }
+  EXPECT_THAT(
+      whats, IsSupersetOf({"draw", "encodeJPEG", "writeFile", "performChanges", "urlTransformer"}));
+  phone.step(Json::parse(R"({"do":"faults","to":[{"at":"writeFile","error":"full"}]})"));
+  phone.step(takePicture("b", "[50,1,1,null,null,0,0,false,false,false,null,0,true]"));
+  phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  phone.step({{"do", "location"}, {"latitude", 1}, {"longitude", 2}});
+  EXPECT_EQ(phone.state()["faults"].size(), 1U);
+  const auto failed = phone.messages();
+  EXPECT_TRUE(std::any_of(failed.begin(), failed.end(), [](const Json& message) {
+    return message.value("what", "") == "writeFile" && message.value("error", "") == "full";
+  }));
+}
+
+TEST(Phones, RefuseStepsAndStayAsTheyAre) {
+  TestPhone phone;
+  const auto recorded = phone.phone().recording().steps();
+  const struct {
+    Json step;
+    std::string_view why;
+  } cases[] = {
+      {{{"do", "dance"}}, "dance"},
+      {{{"do", "capture"}, {"photo", "/etc/passwd"}}, "no such file"},
+      {{{"do", "capture"}, {"photo", "../../etc/passwd"}}, "no such file"},
+      {{{"do", "capture"}, {"photo", "media/1.jpg"}}, "no such file"},
+      {{{"do", "addAsset"}, {"file", "media/../library.sqlite"}}, "no such file"},
+      {{{"do", "capture"}, {"photo", "data:image/jpeg,AAAA"}}, "data URL"},
+      {{{"do", "capture"}, {"photo", "data:image/jpeg;base64,A%A"}}, "data URL"},
+      {{{"do", "capture"}, {"photo", 5}}, "text"},
+      {{{"do", "remove"}, {"file", "../x"}}, "no name inside"},
+      {{{"do", "tap"}, {"action", "x"}}, "no alert"},
+  };
+  for (const auto& [step, why] : cases)
+    EXPECT_THAT(phone.whyNot(step), HasSubstr(why)) << step.dump();
+  EXPECT_THAT(phone.events(), IsEmpty());
+  // The last one could be read, so its moment came.
+  EXPECT_EQ(phone.phone().recording().steps(), recorded + 1);
+}
+
+TEST(Phones, RefuseToRestartWithWhatIsTheServersOwn) {
+  TestPhone phone;
+  for (const auto* key : {"temporaryDirectory", "mainBundle", "files", "urlTransformer", "seed"}) {
+    const auto reply = phone.ask({{"type", "restart"}, {"device", {{key, nullptr}}}});
+    EXPECT_EQ(reply["type"], "failed");
+    EXPECT_THAT(reply["why"], HasSubstr(key));
+  }
+  const auto reply = phone.ask({{"type", "restart"}, {"device", {{"locale", "xx_nowhere"}}}});
+  EXPECT_EQ(reply["type"], "failed");
+  const auto outside = phone.ask(
+      Json::parse(R"({"type":"restart","device":{"library":[{"id":"A","file":"/etc/passwd"}]}})"));
+  EXPECT_THAT(outside["why"], HasSubstr("no such file"));
+  for (const auto* library : {"5", "[5]", R"([{"file":5,"id":"A"}])", R"([{"id":"A"}])"}) {
+    const Json device = {{"library", Json::parse(library)}};
+    EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", device}})["type"], "failed") << library;
+  }
+  const Json unnamed = {{"file", photoAsDataUrl()}, {"id", 5}};
+  const Json device = {{"library", Json::array({unnamed})}};
+  EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", device}})["type"], "failed");
+  EXPECT_EQ(phone.whyNot({{"do", "state"}}), "") << "the device is still there";
+}
+
+TEST(Phones, KeepOrForgetTheLibraryWithARestart) {
+  TestPhone phone;
+  const auto assets = [&phone] { return phone.phone().library()->list()->size(); };
+  EXPECT_EQ(assets(), sampleMedia().size()) << "a fresh phone has the samples";
+  phone.step({{"do", "removeAsset"}, {"asset", sampleMedia()[0].identifier}});
+  phone.ask({{"type", "restart"}, {"device", Json::object()}});
+  EXPECT_EQ(assets(), sampleMedia().size() - 1);
+  phone.ask({{"type", "restart"}, {"device", Json::object()}, {"keepLibrary", false}});
+  EXPECT_EQ(assets(), 0U);
+  const auto before = phone.state()["library"].get<int>();
+  EXPECT_EQ(phone.ask({{"type", "restoreSamples"}})["type"], "done");
+  EXPECT_EQ(assets(), sampleMedia().size());
+  EXPECT_GT(phone.state()["library"].get<int>(), before);
+  const auto steps = phone.phone().recording().steps();
+  phone.ask({{"type", "restoreSamples"}});
+  EXPECT_EQ(phone.phone().recording().steps(), steps) << "all of them are there";
+  expectSameReplay(phone);
+}
+
+TEST(Phones, RemoveWhatWasTheirOwn) {
+  const TestFolder folder;
+  const auto record = folder.path() / "flow.json";
+  PhoneSetup setup;
+  setup.record = record;
+  TestPhone phone(std::move(setup));
+  phone.step(takePicture("a"));
+  ASSERT_TRUE(std::filesystem::exists(phone.home()));
+  phone.end();
+  EXPECT_FALSE(std::filesystem::exists(phone.home()));
+  EXPECT_TRUE(std::holds_alternative<device::Script>(device::readScript(record)));
+}
+
+TEST(Phones, OfOneHomeShareItsLibraryAndNothingElse) {
+  const TestFolder folder;
+  PhoneSetup setup;
+  setup.home = folder.path();
+  setup.device.library = Json::array();
+  setup.device.library->push_back(
+      {{"id", "A/L0/001"}, {"file", device::samplesFolder() + "/first-photo.jpg"}});
+  TestPhone first(setup);
+  TestPhone second(setup);
+  first.step({{"do", "addAsset"}, {"id", "B/L0/001"}, {"file", photoAsDataUrl()}});
+  second.step({{"do", "library"}});
+  EXPECT_THAT(second.events().back(), testing::AllOf(HasSubstr("A/L0"), HasSubstr("B/L0")));
+  first.step(takePicture("a"));
+  first.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  EXPECT_EQ(first.state()["files"].size(), 1U);
+  EXPECT_THAT(second.state()["files"], IsEmpty());
+  second.end();
+  expectSameReplay(first);
+}
+
+TEST(DeviceParts, ComeFromAWholeScriptOrItsDevicePart) {
+  const TestFolder folder;
+  folder.write("photo.jpg", "not looked at before it is imported");
+  const auto file = folder.write("device.json", R"({"device":{
+    "locale":"de_DE","seed":7,"files":{"a.txt":""},"urlTransformer":null,
+    "temporaryDirectory":"tmp","library":[{"id":"A","file":"photo.jpg"}]}})");
+  const auto read = readDevicePart(file);
+  ASSERT_TRUE(std::holds_alternative<DevicePart>(read)) << std::get<std::string>(read);
+  const auto& part = std::get<DevicePart>(read);
+  EXPECT_EQ(part.asked, Json::parse(R"({"locale":"de_DE"})"));
+  EXPECT_TRUE(part.kept.contains("seed") && part.kept.contains("files"));
+  EXPECT_EQ((*part.library)[0]["file"], (folder.path() / "photo.jpg").string());
+
+  for (const auto& [text, why] :
+       {std::pair("{\"steps\":[]}", "no \"device\""), std::pair("{\"device\":{\"odd\":1}}", "odd"),
+        std::pair("{", "line 1")}) {
+    const auto refused = readDevicePart(folder.write("bad.json", text));
+    ASSERT_TRUE(std::holds_alternative<std::string>(refused)) << text;
+    EXPECT_THAT(std::get<std::string>(refused), HasSubstr(why));
+  }
+}
+
+/// A step with one thing about it changed.
+Json mutated(Json step, std::mt19937& random) {
+  const Json values[] = {nullptr,
+                         true,
+                         -1,
+                         1e300,
+                         "",
+                         "media/1.jpg",
+                         "../x",
+                         Json::array(),
+                         Json::array({1, 2, 3, 4}),
+                         Json::object({{"seconds", 1e9}}),
+                         photoAsDataUrl().substr(0, 400)};
+  const char* keys[] = {"do",   "as",   "arguments", "photo", "asset",   "crop",  "info",
+                        "with", "file", "to",        "id",    "seconds", "settle"};
+  switch (random() % 3) {
+    case 0: step[keys[random() % std::size(keys)]] = values[random() % std::size(values)]; break;
+    case 1: step.erase(keys[random() % std::size(keys)]); break;
+    default: break;
+  }
+  return step;
+}
+
+TEST(Phones, AnswerEveryStepHoweverOdd) {
+  TestPhone phone;
+  const Json steps[] = {
+      takePicture("a"),
+      takePicture("b", "[50,0,0]"),
+      {{"do", "capture"}, {"photo", photoAsDataUrl()}},
+      {{"do", "pick"}, {"asset", sampleMedia()[0].identifier}},
+      {{"do", "cancel"}},
+      {{"do", "tap"}, {"action", "OK"}},
+      {{"do", "answer"}, {"prompt", "camera"}, {"with", "allow"}},
+      {{"do", "authorize"}, {"camera", "notDetermined"}},
+      {{"do", "location"}, {"latitude", 1}, {"longitude", 2}},
+      Json::parse(R"({"do":"faults","to":[{"at":"bitmapContext","times":1}]})"),
+      {{"do", "call"}, {"selector", "dispose"}},
+      {{"do", "release"}},
+      {{"do", "create"}},
+      {{"do", "cleanup"}, {"as", "c"}},
+  };
+  std::mt19937 random(7);
+  int done = 0;
+  for (int i = 0; i < 400; ++i) {
+    const auto step = mutated(steps[random() % std::size(steps)], random);
+    const auto reply = phone.step(step);
+    if (reply["type"] == "done") {
+      ++done;
+    } else {
+      EXPECT_NE(reply["why"], "") << step.dump();
+      if (std::string(reply["why"]).find("restart the device") != std::string::npos)
+        phone.ask({{"type", "restart"}, {"device", Json::object()}});
+    }
+  }
+  EXPECT_GT(done, 50);
+  expectSameReplay(phone);
+}
+
+}  // namespace
+}  // namespace vecamera::simulator

@@ -1,0 +1,91 @@
+#include "simulator/server/Requests.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <random>
+
+namespace vecamera::simulator {
+namespace {
+
+using testing::HasSubstr;
+
+std::string whyRefused(std::string_view message) {
+  const auto parsed = parseRequest(message);
+  const auto* refusal = std::get_if<RequestRefusal>(&parsed);
+  return refusal ? refusal->why : "";
+}
+
+TEST(Requests, AStepKeepsItsKeysForTheScriptReader) {
+  const auto parsed = parseRequest(R"({"type":"step","id":7,"step":{"do":"tap","odd":[1]}})");
+  const auto& request = std::get<PhoneRequest>(parsed);
+  EXPECT_EQ(request.id, 7);
+  EXPECT_EQ(std::get<StepRequest>(request.what).step,
+            nlohmann::ordered_json::parse(R"({"do":"tap","odd":[1]})"));
+}
+
+TEST(Requests, ARestartKeepsTheLibraryUnlessToldOtherwise) {
+  const auto keeps = [](std::string_view text) {
+    return std::get<RestartRequest>(std::get<PhoneRequest>(parseRequest(text)).what).keepLibrary;
+  };
+  EXPECT_TRUE(keeps(R"({"type":"restart","id":1,"device":{}})"));
+  EXPECT_FALSE(keeps(R"({"type":"restart","id":1,"device":{},"keepLibrary":false})"));
+}
+
+TEST(Requests, WhatIsNoRequestIsRefusedWithItsIdAndAReason) {
+  const struct {
+    std::string_view message;
+    std::string_view why;
+  } cases[] = {
+      {"", "line 1"},
+      {"[]", "a JSON object"},
+      {R"({"type":"step","step":{}})", "number \"id\""},
+      {R"({"id":"1","type":"step","step":{}})", "number \"id\""},
+      {R"({"id":1})", "text \"type\""},
+      {R"({"id":1,"type":"steps"})", "step"},
+      {R"({"id":1,"type":"step"})", "an object \"step\""},
+      {R"({"id":1,"type":"step","step":{},"more":1})", "more"},
+      {R"({"id":1,"type":"step","step":{},"step":{}})", "step"},
+      {R"({"id":1,"type":"restart","device":3})", "\"device\" must be an object"},
+      {R"({"id":1,"type":"restart","keepLibrary":1})", "true or false"},
+      {R"({"id":1,"type":"restoreSamples","step":{}})", "step"},
+  };
+  for (const auto& [message, why] : cases) EXPECT_THAT(whyRefused(message), HasSubstr(why));
+  const auto parsed = parseRequest(R"({"id":1.5,"type":"other"})");
+  EXPECT_EQ(std::get<RequestRefusal>(parsed).id, 1.5);
+}
+
+TEST(Requests, DamagedMessagesAreRequestsOrRefusedWithAReason) {
+  const std::string whole[] = {
+      R"({"type":"step","id":7,"step":{"do":"takePicture","as":"a","arguments":[50,0,null,-1e9]}})",
+      R"({"type":"restart","id":2,"device":{"authorization":{"camera":"denied"}},"keepLibrary":true})",
+      R"({"type":"restoreSamples","id":3})",
+  };
+  std::mt19937 random(20240501);
+  const auto below = [&random](std::size_t limit) { return random() % limit; };
+  int refused = 0;
+  for (int i = 0; i < 20000; ++i) {
+    auto text = whole[below(std::size(whole))];
+    for (auto changes = 1 + below(4); changes > 0 && !text.empty(); --changes) {
+      const auto at = below(text.size());
+      switch (below(4)) {
+        case 0: text[at] = static_cast<char>(random()); break;
+        case 1: text.erase(at, 1 + below(5)); break;
+        case 2: text.insert(at, text.substr(below(text.size()), 8)); break;
+        default: text.insert(at, 1, "{}[]\":,\\0e-"[below(11)]); break;
+      }
+    }
+    const auto parsed = parseRequest(text);
+    if (const auto* refusal = std::get_if<RequestRefusal>(&parsed)) {
+      ++refused;
+      EXPECT_FALSE(refusal->why.empty()) << text;
+      EXPECT_TRUE(refusal->id.is_null() || refusal->id.is_number()) << text;
+    } else {
+      EXPECT_TRUE(std::get<PhoneRequest>(parsed).id.is_number()) << text;
+    }
+  }
+  EXPECT_GT(refused, 10000);
+}
+
+}  // namespace
+}  // namespace vecamera::simulator

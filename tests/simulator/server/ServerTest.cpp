@@ -1,0 +1,401 @@
+#include "simulator/server/Server.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+
+#include "device/foundation/PosixFiles.h"
+#include "device/script/Samples.h"
+#include "device/script/ScriptReader.h"
+#include "tests/simulator/server/TestBrowser.h"
+#include "tests/simulator/server/TestFolder.h"
+
+namespace vecamera::simulator {
+namespace {
+
+using Json = nlohmann::ordered_json;
+using testing::HasSubstr;
+
+Json takePicture(const std::string& name) {
+  return {{"do", "takePicture"}, {"as", name}, {"arguments", {50, 1, 1}}};
+}
+
+std::string photoBytes() {
+  const auto photo = device::readFile(device::samplesFolder() + "/first-photo.jpg", 1U << 20U);
+  const auto bytes = photo->bytes();
+  return {bytes.begin(), bytes.end()};
+}
+
+/// The app's origin, as a browser comes to know it, and its cookie.
+struct App {
+  explicit App(const Json& hello) {
+    const std::string address = hello["app"];
+    const std::string origin = hello["appOrigin"];
+    port = static_cast<std::uint16_t>(std::stoi(origin.substr(origin.rfind(':') + 1)));
+    const auto entered = request(port, "GET", address.substr(origin.size()));
+    if (entered->status != 303) throw std::runtime_error(entered->body);
+    cookie = entered->header("Set-Cookie");
+    cookie = cookie.substr(0, cookie.find(';'));
+  }
+  Answer get(const std::string& target, Fields fields = {}) const {
+    fields.emplace_back("Cookie", cookie);
+    return *request(port, "GET", target, fields);
+  }
+  std::uint16_t port = 0;
+  std::string cookie;
+};
+
+TEST(Servers, RefuseWhoeverIsNotTheirOwnPage) {
+  RunningServer running;
+  TestSocket socket(running);
+  const std::string session = socket.readUntil("hello")["session"];
+  // It has begun.
+  socket.readUntil("state");
+  const auto& root = running.root();
+  const auto media = root + "session/" + session + "/media?name=a.jpg";
+  const auto own = running.origin();
+  const struct {
+    const char* what;
+    const char* method;
+    std::string target;
+    Fields fields;
+    int status;
+  } cases[] = {
+      {"another host", "GET", root, {{"Host", "evil.example"}}, 403},
+      {"a host of another port", "GET", root, {{"Host", "127.0.0.1:1"}}, 403},
+      {"two hosts", "GET", root, {{"Host", running.host()}, {"Host", "evil.example"}}, 400},
+      {"two origins", "POST", media, {{"Origin", own}, {"Origin", "http://evil.example"}}, 400},
+      {"no secret", "GET", "/", {}, 404},
+      {"another secret", "GET", "/" + std::string(root.size() - 2, '0') + "/", {}, 404},
+      {"part of the secret", "GET", root.substr(0, root.size() - 2) + "/", {}, 404},
+      {"a way up", "GET", root + "../" + root, {}, 400},
+      {"a written way up", "GET", root + "%2e%2e/x", {}, 400},
+      {"a slash in a name", "GET", root + "assets%2f..%2f..%2fetc", {}, 400},
+      {"no path", "GET", "*", {}, 400},
+      {"another method", "PUT", root, {{"Origin", own}}, 405},
+      {"a change of what is read only", "DELETE", root, {{"Origin", own}}, 405},
+      {"an upload without an origin", "POST", media, {}, 403},
+      {"an upload from elsewhere", "POST", media, {{"Origin", "http://evil.example"}}, 403},
+      {"an upload from the app", "POST", media, {{"Origin", "http://127.0.0.1:1"}}, 403},
+      {"an upload from nowhere", "POST", media, {{"Origin", "null"}}, 403},
+      {"media that are read", "GET", media, {}, 405},
+      {"no such session", "GET", root + "session/0/library", {}, 404},
+      {"a file outside", "GET", root + "session/" + session + "/files/..%2fx", {}, 400},
+      {"no WebSocket", "GET", root + "ws", {}, 426},
+      {"a picture of no size",
+       "GET",
+       root + "session/" + session + "/library/thumbnail?id=x",
+       {},
+       400},
+      {"a picture that is not there",
+       "GET",
+       root + "session/" + session + "/library/thumbnail?id=x&side=9",
+       {},
+       404},
+  };
+  for (const auto& one : cases) {
+    const auto answer = request(running.port(), one.method, one.target, one.fields);
+    ASSERT_TRUE(answer) << one.what;
+    EXPECT_EQ(answer->status, one.status) << one.what << ": " << answer->body;
+    EXPECT_TRUE(Json::parse(answer->body)["error"].is_string()) << one.what;
+    EXPECT_THAT(answer->header("Content-Security-Policy"), HasSubstr("default-src 'none'"));
+    EXPECT_EQ(answer->header("X-Content-Type-Options"), "nosniff");
+  }
+  for (const auto* origin : {"http://evil.example", "null", ""}) {
+    Fields upgrade = {{"Connection", "Upgrade"},
+                      {"Upgrade", "websocket"},
+                      {"Sec-WebSocket-Version", "13"},
+                      {"Sec-WebSocket-Key", "AAAAAAAAAAAAAAAAAAAAAA=="}};
+    if (*origin) upgrade.emplace_back("Origin", origin);
+    EXPECT_EQ(request(running.port(), "GET", root + "ws", upgrade)->status, 403) << origin;
+  }
+  EXPECT_EQ(request(running.port(), "GET", root)->status, 200);
+  EXPECT_EQ(request(running.port(), "GET", root.substr(0, root.size() - 1))->header("Location"),
+            root + "");
+}
+
+TEST(Servers, GiveUpRequestsThatAreTooLongOrNoRequests) {
+  ServerSetup setup;
+  setup.media.fileBytes = 1000;
+  setup.messageBytes = 2000;
+  RunningServer running(std::move(setup));
+  TestSocket socket(running);
+  const std::string session = socket.readUntil("hello")["session"];
+  const auto media = running.root() + "session/" + session + "/media?name=a.jpg";
+  const Fields own = {{"Origin", running.origin()}};
+
+  EXPECT_EQ(request(running.port(), "GET", running.root() + std::string(20000, 'x'))->status, 431);
+  EXPECT_EQ(talk(running.port(), "nonsense\r\n\r")->status, 400);
+  EXPECT_EQ(request(running.port(), "POST", media, own, std::string(1001, 'x'))->status, 413);
+  Fields chunked = own;
+  chunked.emplace_back("Transfer-Encoding", "chunked");
+  chunked.emplace_back("Connection", "close");
+  const auto head = [&] {
+    std::string text = "POST " + media + " HTTP/1.1\r\nHost: " + running.host() + "\r\n";
+    for (const auto& [name, value] : chunked) text += name + ": " + value + "\r\n";
+    return text + "\r\n";
+  }();
+  const auto chunk = "200\r\n" + std::string(512, 'x') + "\r\n";
+  EXPECT_EQ(talk(running.port(), head + chunk + chunk + "0\r\n\r\n")->status, 413);
+  EXPECT_EQ(talk(running.port(), head + chunk + "0\r\n\r\n")->status, 200);
+
+  EXPECT_EQ(socket.step({{"do", "library"}})["type"], "done");
+  socket.send(Json{{"id", 9}, {"type", std::string(3000, 'x')}}.dump());
+  while (socket.read()) {
+  }
+  TestSocket again(running, session);
+  EXPECT_EQ(again.readUntil("hello")["session"], session) << "the phone is still there";
+}
+
+TEST(Servers, TakeMediaAndPlayThem) {
+  RunningServer running;
+  TestSocket socket(running);
+  const std::string session = socket.readUntil("hello")["session"];
+  const auto base = running.root() + "session/" + session;
+  const auto body = photoBytes();
+  const auto upload = request(running.port(), "POST", base + "/media?name=a%20b.JPG",
+                              {{"Origin", running.origin()}}, body);
+  ASSERT_EQ(upload->status, 200) << upload->body;
+  const auto media = Json::parse(upload->body);
+  EXPECT_EQ(media["bytes"], body.size());
+
+  EXPECT_EQ(socket.step(takePicture("a"))["type"], "done");
+  EXPECT_EQ(socket.step({{"do", "capture"}, {"photo", media["file"]}})["type"], "done");
+  EXPECT_EQ(socket.step({{"do", "addAsset"}, {"id", "X/L0/001"}, {"file", media["file"]}})["type"],
+            "done");
+
+  const auto list = Json::parse(request(running.port(), "GET", base + "/library")->body)["assets"];
+  EXPECT_EQ(list.back()["id"], "X/L0/001");
+  EXPECT_EQ(list.back()["bytes"], body.size());
+  EXPECT_TRUE(list.back()["duration"].is_null());
+  const auto original = request(running.port(), "GET", base + "/library/original?id=X%2FL0%2F001");
+  EXPECT_EQ(original->body, body);
+  EXPECT_THAT(original->header("Content-Security-Policy"), HasSubstr("sandbox"));
+  const auto part = request(running.port(), "GET", base + "/library/original?id=X%2FL0%2F001",
+                            {{"Range", "bytes=2-5"}});
+  EXPECT_EQ(part->status, 206);
+  EXPECT_EQ(part->body, body.substr(2, 4));
+  const auto small =
+      request(running.port(), "GET", base + "/library/thumbnail?id=X%2FL0%2F001&side=32");
+  EXPECT_EQ(small->header("Content-Type"), "image/jpeg");
+  EXPECT_LT(small->body.size(), body.size());
+
+  const auto script = request(running.port(), "GET", base + "/script");
+  EXPECT_THAT(script->header("Content-Disposition"), HasSubstr("attachment"));
+  const auto parsed = device::parseScript(script->body, "recording", "/nonexistent");
+  ASSERT_TRUE(std::holds_alternative<device::Script>(parsed))
+      << std::get<device::ScriptError>(parsed).message;
+}
+
+TEST(Servers, GiveThePageWhatTheModuleAnsweredAndNothingElse) {
+  const TestFolder folder;
+  folder.write("app/index.html", "<h1>mine</h1>");
+  folder.write("app/sub dir/index.html", "inner");
+  folder.write("app/.env", "PASSWORD=1");
+  folder.write("secret.txt", "secret");
+  std::filesystem::create_symlink("../secret.txt", folder.path() / "app/out.txt");
+  ServerSetup setup;
+  setup.app = folder.path() / "app";
+  RunningServer running(std::move(setup));
+  TestSocket socket(running);
+  const auto hello = socket.readUntil("hello");
+  const App app(hello);
+
+  const auto index = app.get("/");
+  EXPECT_EQ(index.body, "<h1>mine</h1>");
+  EXPECT_EQ(index.header("Content-Type"), "text/html; charset=utf-8");
+  EXPECT_EQ(index.header("Content-Security-Policy"), "frame-ancestors " + running.origin() + "");
+  const auto tag = index.header("ETag");
+  EXPECT_EQ(app.get("/", {{"If-None-Match", tag}}).status, 304);
+  EXPECT_EQ(app.get("/sub%20dir").header("Location"), "/sub%20dir/");
+  EXPECT_EQ(app.get("/sub%20dir/").body, "inner");
+  for (const auto* target :
+       {"/out.txt", "/.env", "/missing", "/.vecamera/", "/.vecamera/files/x/y", "/.vecamera/other"})
+    EXPECT_EQ(app.get(target).status, 404) << target;
+  EXPECT_EQ(app.get("/..%2fsecret.txt").status, 400);
+  EXPECT_EQ(app.get("/", {{"Host", "evil.example"}}).status, 403);
+  EXPECT_EQ(request(app.port, "GET", "/")->status, 403) << "without the cookie";
+  EXPECT_EQ(request(app.port, "GET", "/", {{"Cookie", app.cookie + "0"}})->status, 403);
+  EXPECT_EQ(request(app.port, "GET", "/.vecamera/enter?token=0")->status, 403);
+  EXPECT_EQ(request(app.port, "POST", "/", {{"Cookie", app.cookie}})->status, 405);
+  EXPECT_EQ(request(app.port, "GET", running.root(), {{"Cookie", app.cookie}})->status, 404)
+      << "the simulator's pages are on its own origin";
+
+  socket.step(takePicture("a"));
+  const auto media = request(
+      running.port(), "POST",
+      running.root() + "session/" + hello["session"].get<std::string>() + "/media?name=a.jpg",
+      {{"Origin", running.origin()}}, photoBytes());
+  const Json capture = {{"do", "capture"}, {"photo", Json::parse(media->body)["file"]}};
+  socket.send(Json{{"id", 91}, {"type", "step"}, {"step", capture}}.dump());
+  std::string uri;
+  for (auto message = socket.read(); message && (*message)["type"] != "done";
+       message = socket.read())
+    if ((*message)["type"] == "event" && (*message)["event"]["event"] == "answer")
+      uri = (*message)["event"]["data"]["callbackURI"];
+  const std::string origin = hello["appOrigin"];
+  ASSERT_TRUE(uri.starts_with(origin + "/.vecamera/files/")) << uri;
+  const auto answered = app.get(uri.substr(origin.size()));
+  EXPECT_EQ(answered.status, 200);
+  EXPECT_EQ(answered.header("Content-Type"), "image/jpeg");
+  EXPECT_TRUE(answered.body.starts_with("\xff\xd8"));
+}
+
+TEST(Servers, TellTheDevicePartThatAPhoneBeginsWith) {
+  ServerSetup setup;
+  setup.device.asked = {{"locale", "de_DE"}, {"authorization", {{"camera", "denied"}}}};
+  setup.device.kept = {{"seed", 7}};
+  const auto asked = setup.device.asked;
+  RunningServer running(std::move(setup));
+  TestSocket socket(running);
+  EXPECT_EQ(socket.readUntil("hello")["device"], asked);
+  EXPECT_EQ(socket.readUntil("state")["permissions"]["camera"], "denied");
+}
+
+TEST(Servers, TellBrowsersThatTheAppHasChanged) {
+  const TestFolder folder;
+  folder.write("index.html", "a");
+  ServerSetup setup;
+  setup.app = folder.path();
+  RunningServer running(std::move(setup));
+  TestSocket socket(running);
+  socket.readUntil("state");
+  folder.write("index.html", "changed");
+  running.server().lookForChanges();
+  EXPECT_EQ(socket.readUntil("reload")["type"], "reload");
+}
+
+TEST(Servers, KeepAPhoneForABrowserThatComesBack) {
+  RunningServer running;
+  auto first = std::make_unique<TestSocket>(running);
+  const std::string session = first->readUntil("hello")["session"];
+  first->step(takePicture("a"));
+  first->drop();
+  TestSocket second(running, session);
+  const auto hello = second.readUntil("hello");
+  EXPECT_EQ(hello["session"], session);
+  EXPECT_FALSE(hello["messages"].empty());
+  EXPECT_EQ(second.readUntil("state")["screen"][0]["kind"], "picker");
+  EXPECT_EQ(second.step({{"do", "cancel"}})["type"], "done");
+  TestSocket unknown(running, "0123");
+  EXPECT_NE(unknown.readUntil("hello")["session"], session);
+}
+
+TEST(Servers, EndPhonesThatNobodyComesBackTo) {
+  std::atomic<std::int64_t> seconds{0};
+  ServerSetup setup;
+  setup.now = [&seconds] {
+    return std::chrono::steady_clock::time_point(std::chrono::seconds(seconds.load()));
+  };
+  setup.maxSessions = 1;
+  RunningServer running(std::move(setup));
+  TestSocket first(running);
+  const std::string session = first.readUntil("hello")["session"];
+  {
+    TestSocket second(running);
+    const auto bye = second.read();
+    EXPECT_EQ((*bye)["type"], "bye");
+    EXPECT_THAT((*bye)["why"], HasSubstr("phones already"));
+    EXPECT_FALSE(second.read());
+  }
+  seconds = 10000;
+  running.server().endIdleSessions();
+  EXPECT_EQ(first.step({{"do", "library"}})["type"], "done") << "somebody is there";
+  first.drop();
+  // Until the server has seen that, the only phone is taken.
+  for (;;) {
+    TestSocket next(running);
+    const auto message = next.read();
+    if ((*message)["type"] == "hello") {
+      EXPECT_NE((*message)["session"], session);
+      break;
+    }
+    seconds += 1000;
+    running.server().endIdleSessions();
+  }
+  EXPECT_EQ(
+      request(running.port(), "GET", running.root() + "session/" + session + "/library")->status,
+      404);
+}
+
+TEST(Servers, LetGoOfABrowserThatDoesNotTakeItsMessages) {
+  ServerSetup setup;
+  setup.waitingBytes = 100'000;
+  setup.session.loggedBytes = 50'000;
+  RunningServer running(std::move(setup));
+  TestSocket socket(running);
+  const std::string session = socket.readUntil("hello")["session"];
+  // Each answer is an event of some 10 kB. The system's own buffers take megabytes of them.
+  const auto text = Json{{"id", 1},
+                         {"type", "step"},
+                         {"step",
+                          {{"do", "call"},
+                           {"selector", "getLocalizingString:"},
+                           {"argument", std::string(10'000, 'x')}}}}
+                        .dump();
+  int sent = 0;
+  while (sent < 100'000 && socket.send(text)) ++sent;
+  EXPECT_LT(sent, 100'000) << "the server let the messages pile up";
+  TestSocket again(running, session);
+  EXPECT_EQ(again.readUntil("hello")["session"], session);
+  EXPECT_EQ(again.step({{"do", "library"}})["type"], "done");
+}
+
+TEST(Servers, SayGoodbyeWhenTheyAreStopped) {
+  const TestFolder folder;
+  const auto record = folder.path() / "flow.json";
+  ServerSetup setup;
+  setup.record = record;
+  RunningServer running(std::move(setup));
+  TestSocket first(running);
+  TestSocket second(running);
+  first.readUntil("state");
+  second.readUntil("state");
+  first.step(takePicture("a"));
+  running.stop();
+  EXPECT_EQ(first.readUntil("bye")["why"], "vecamera was stopped");
+  EXPECT_FALSE(first.read());
+  for (const auto* name : {"flow.json", "flow-2.json"})
+    EXPECT_TRUE(std::holds_alternative<device::Script>(device::readScript(folder.path() / name)))
+        << name;
+}
+
+TEST(Servers, ServeFiftyPhonesAtOnce) {
+  constexpr int phones = 50;
+  RunningServer running;
+  std::vector<std::unique_ptr<TestSocket>> sockets;
+  for (int i = 0; i < phones; ++i) sockets.push_back(std::make_unique<TestSocket>(running));
+  // Every request is on its way before the first reply is read.
+  for (auto& socket : sockets) {
+    ASSERT_TRUE(socket->isOpen());
+    for (const auto& step : {takePicture("a"), Json{{"do", "cancel"}}, Json{{"do", "files"}}})
+      ASSERT_TRUE(socket->send(Json{{"id", 1}, {"type", "step"}, {"step", step}}.dump()));
+  }
+  EXPECT_EQ(request(running.port(), "GET", running.root())->status, 200);
+  for (auto& socket : sockets)
+    for (int reply = 0; reply < 3; ++reply) EXPECT_EQ(socket->readUntil("done")["id"], 1);
+}
+
+TEST(Servers, HaveNoRoomForMoreConnectionsThanTheyAreTold) {
+  ServerSetup setup;
+  setup.maxConnections = 2;
+  RunningServer running(std::move(setup));
+  TestSocket first(running);
+  TestSocket second(running);
+  second.readUntil("state");
+  EXPECT_FALSE(request(running.port(), "GET", running.root()));
+  EXPECT_EQ(first.step({{"do", "library"}})["type"], "done");
+}
+
+TEST(Servers, CannotShareAPort) {
+  RunningServer running;
+  ServerSetup setup;
+  setup.port = running.port();
+  const auto made = Server::make(std::move(setup));
+  ASSERT_TRUE(std::holds_alternative<std::string>(made));
+  EXPECT_THAT(std::get<std::string>(made), HasSubstr("--port"));
+}
+
+}  // namespace
+}  // namespace vecamera::simulator

@@ -1,0 +1,123 @@
+#include "simulator/server/Session.h"
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+
+namespace vecamera::simulator {
+namespace {
+
+using Json = nlohmann::json;
+using testing::ElementsAre;
+
+class FakePeer : public Peer {
+ public:
+  void send(std::shared_ptr<const std::string> message) override {
+    messages.push_back(Json::parse(*message));
+  }
+  void sendLast(std::string message) override {
+    messages.push_back(Json::parse(message));
+    isEnded = true;
+  }
+  void readOn() override { ++readOns; }
+
+  std::vector<Json> messages;
+  bool isEnded = false;
+  int readOns = 0;
+};
+
+class SessionTest : public testing::Test {
+ protected:
+  std::shared_ptr<Session> makeSession(SessionLimits limits = {}) {
+    return std::make_shared<Session>(Session::Identity{"S", "F", "http://app/enter", "http://app"},
+                                     limits, [this] { return now_; });
+  }
+  static PhoneMessage logged(int number) {
+    return {PhoneMessage::Kind::logged, "{\"n\":" + std::to_string(number) + "}"};
+  }
+
+  Session::Clock::time_point now_{};
+};
+
+TEST_F(SessionTest, ABrowserThatComesBackIsToldWhatItMissed) {
+  const auto session = makeSession();
+  session->take({PhoneMessage::Kind::restarted, R"({"locale":"de_DE"})"});
+  const auto first = std::make_shared<FakePeer>();
+  session->opened(first);
+  session->take(logged(0));
+  session->closed(*first);
+  session->take(logged(1));
+  session->take({PhoneMessage::Kind::state, R"({"type":"state","recorded":3})"});
+  EXPECT_EQ(first->messages.size(), 2U);
+
+  const auto second = std::make_shared<FakePeer>();
+  session->opened(second);
+  ASSERT_EQ(second->messages.size(), 2U);
+  const auto& hello = second->messages[0];
+  EXPECT_EQ(hello["type"], "hello");
+  EXPECT_EQ(hello["session"], "S");
+  EXPECT_EQ(hello["version"], 1);
+  EXPECT_EQ(hello["app"], "http://app/enter");
+  EXPECT_EQ(hello["appOrigin"], "http://app");
+  EXPECT_EQ(hello["device"]["locale"], "de_DE");
+  EXPECT_EQ(hello["messages"], Json::parse(R"([{"n":0},{"n":1}])"));
+  EXPECT_EQ(second->messages[1]["recorded"], 3);
+}
+
+TEST_F(SessionTest, OnlyTheNewestMessagesAreKept) {
+  const auto kept = [this](SessionLimits limits, int messages) {
+    const auto session = makeSession(limits);
+    for (int i = 0; i < messages; ++i) session->take(logged(i));
+    const auto peer = std::make_shared<FakePeer>();
+    session->opened(peer);
+    return peer->messages[0]["messages"];
+  };
+  EXPECT_EQ(kept({.loggedMessages = 2}, 5), Json::parse(R"([{"n":3},{"n":4}])"));
+  EXPECT_EQ(kept({.loggedBytes = 16}, 5), Json::parse(R"([{"n":3},{"n":4}])"));
+  EXPECT_EQ(kept({.loggedBytes = 1}, 5), Json::parse(R"([{"n":4}])"))
+      << "the newest stays, however long it is";
+}
+
+TEST_F(SessionTest, ANewerTabTakesThePlaceOfAnOlderOne) {
+  const auto session = makeSession();
+  const auto first = std::make_shared<FakePeer>();
+  const auto second = std::make_shared<FakePeer>();
+  session->opened(first);
+  session->opened(second);
+  EXPECT_TRUE(first->isEnded);
+  EXPECT_EQ(first->messages.back()["type"], "bye");
+  session->closed(*first);
+  session->take(logged(0));
+  EXPECT_EQ(second->messages.back()["n"], 0) << "the end of the older one changes nothing";
+}
+
+TEST_F(SessionTest, IsIdleOnlyWhenNobodyIsThere) {
+  const auto session = makeSession({.idle = std::chrono::seconds(10)});
+  EXPECT_FALSE(session->isIdle());
+  now_ += std::chrono::seconds(10);
+  EXPECT_TRUE(session->isIdle());
+  const auto peer = std::make_shared<FakePeer>();
+  session->opened(peer);
+  now_ += std::chrono::hours(10);
+  EXPECT_FALSE(session->isIdle());
+  session->closed(*peer);
+  now_ += std::chrono::seconds(9);
+  EXPECT_FALSE(session->isIdle());
+  now_ += std::chrono::seconds(1);
+  EXPECT_TRUE(session->isIdle());
+}
+
+TEST_F(SessionTest, AnEndedOneSaysSoAndTakesNobodyMore) {
+  const auto session = makeSession();
+  const auto first = std::make_shared<FakePeer>();
+  session->opened(first);
+  session->end("enough");
+  EXPECT_EQ(first->messages.back(), Json::parse(R"({"type":"bye","why":"enough"})"));
+  const auto second = std::make_shared<FakePeer>();
+  session->opened(second);
+  EXPECT_TRUE(second->isEnded);
+}
+
+}  // namespace
+}  // namespace vecamera::simulator

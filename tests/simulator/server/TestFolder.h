@@ -1,0 +1,30 @@
+#pragma once
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <string_view>
+
+#include "device/foundation/ApplicationHome.h"
+
+namespace vecamera::simulator {
+
+/// A folder for one test, removed at its end.
+class TestFolder {
+ public:
+  TestFolder() : home_(device::ApplicationHome::makePrivate()) {
+    std::filesystem::create_directory(path());
+  }
+  std::filesystem::path path() const { return home_->path() + "/test"; }
+  std::filesystem::path write(const std::string& name, std::string_view text) const {
+    const auto file = path() / name;
+    std::filesystem::create_directories(file.parent_path());
+    std::ofstream(file, std::ios::binary) << text;
+    return file;
+  }
+
+ private:
+  const std::unique_ptr<device::ApplicationHome> home_;
+};
+
+}  // namespace vecamera::simulator
