@@ -29,6 +29,8 @@ class Band {
       least = std::min(least, blockRows_[i]);
     }
     groups_ = (leastBandRows + least - 1) / least;
+    // The resampler takes rows in pairs, and a component may have an odd number of them in a group.
+    groups_ += groups_ % 2;
     readRows_ = static_cast<std::size_t>(info.max_v_samp_factor) * blocks;
     for (std::size_t i = 0; i < count(info); ++i) {
       const jpeg_component_info& component = info.comp_info[i];

@@ -171,19 +171,58 @@ bool JpegReader::finish() {
   return jpeg_finish_decompress(&info_) && !error_.dataEndedEarly;
 }
 
+namespace {
+
+JpegOutput& outputOf(j_compress_ptr info) {
+  return *reinterpret_cast<JpegOutput*>(info->dest);
+}
+
+/// More room for the output, behind what it holds.
+void growOutput(j_compress_ptr info, std::size_t held) {
+  constexpr std::size_t first = 1U << 16;
+  JpegOutput& output = outputOf(info);
+  const std::size_t capacity = std::max(first, output.capacity * 2);
+  auto* const bytes = static_cast<unsigned char*>(std::realloc(output.bytes, capacity));
+  if (!bytes) ERREXIT1(info, JERR_OUT_OF_MEMORY, 0);
+  output.bytes = bytes;
+  output.capacity = capacity;
+  output.manager.next_output_byte = bytes + held;
+  output.manager.free_in_buffer = capacity - held;
+}
+
+void startOutput(j_compress_ptr info) {
+  growOutput(info, 0);
+}
+
+boolean emptyOutput(j_compress_ptr info) {
+  // All of it is full, whatever the pointers say.
+  growOutput(info, outputOf(info).capacity);
+  return TRUE;
+}
+
+void endOutput(j_compress_ptr info) {
+  JpegOutput& output = outputOf(info);
+  output.size = output.capacity - output.manager.free_in_buffer;
+}
+
+}  // namespace
+
 JpegWriter::JpegWriter() {
   install(error_, info_.err);
 }
 
 JpegWriter::~JpegWriter() {
   if (created_) jpeg_destroy_compress(&info_);
-  std::free(buffer_);
+  std::free(output_.bytes);
 }
 
 void JpegWriter::create() {
   jpeg_create_compress(&info_);
   created_ = true;
-  jpeg_mem_dest(&info_, &buffer_, &size_);
+  output_.manager.init_destination = startOutput;
+  output_.manager.empty_output_buffer = emptyOutput;
+  output_.manager.term_destination = endOutput;
+  info_.dest = &output_.manager;
 }
 
 void JpegWriter::describe(const JpegLayout& layout) {

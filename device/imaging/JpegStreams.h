@@ -84,6 +84,15 @@ struct JpegLayout {
   int chromaStep = 1;
 };
 
+/// Where a writer's bytes go: a buffer that grows and has one owner, also after an error.
+struct JpegOutput {
+  /// First, so that libjpeg's pointer to it is one to the whole.
+  jpeg_destination_mgr manager{};
+  unsigned char* bytes = nullptr;
+  std::size_t capacity = 0;
+  std::size_t size = 0;
+};
+
 class JpegWriter {
  public:
   JpegWriter();
@@ -116,7 +125,8 @@ class JpegWriter {
   bool writeMetadata(Bytes exif, const std::vector<std::uint8_t>* profile);
   bool finish();
 
-  Bytes written() const { return {buffer_, size_}; }
+  /// After `finish`.
+  Bytes written() const { return {output_.bytes, output_.size}; }
 
  private:
   bool writeExif(const std::uint8_t* block, std::size_t size);
@@ -127,8 +137,7 @@ class JpegWriter {
 
   jpeg_compress_struct info_{};
   JpegErrors error_{};
-  unsigned char* buffer_ = nullptr;
-  unsigned long size_ = 0;
+  JpegOutput output_;
   bool created_ = false;
 };
 

@@ -24,8 +24,9 @@ Row interleavedHigh(Row a, Row b) {
 
 constexpr std::size_t mostComponents = 3;
 
-/// Mirroring a block changes the sign of its odd frequencies.
-void turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
+/// Mirroring a block changes the sign of its odd frequencies. False where a frequency is larger
+/// than 8-bit pictures have it: the usual codes have none for it.
+bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
   Row rows[DCTSIZE];
   std::memcpy(rows, from, sizeof rows);
   if (turn.swapsAxes) {
@@ -46,6 +47,13 @@ void turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
     for (int i = 1; i < DCTSIZE; i += 2) rows[i] = -rows[i];
   }
   std::memcpy(to, rows, sizeof rows);
+  // The mean of a black block.
+  if (rows[0][0] == -1024) rows[0][0] = 0;
+  Row isTooLarge{};
+  for (const Row& row : rows) isTooLarge |= (row > 1023) | (row < -1023);
+  JCOEF any = 0;
+  for (int i = 0; i < DCTSIZE; ++i) any |= isTooLarge[i];
+  return any == 0;
 }
 
 /// What the writer needs to turn a component's blocks row by row when libjpeg asks for them. It is
@@ -59,6 +67,7 @@ struct BlockTurner {
   /// Libjpeg asks for all components before it looks at what it got.
   std::array<JBLOCK*, mostComponents> blocks{};
   std::array<std::array<JBLOCKROW, MAX_SAMP_FACTOR>, mostComponents> rowsOf{};
+  bool canBeWritten = true;
 
   JBLOCKARRAY turned(std::size_t component, JDIMENSION first, JDIMENSION count);
 };
@@ -81,12 +90,13 @@ JBLOCKARRAY BlockTurner::turned(std::size_t component, JDIMENSION first, JDIMENS
     for (JDIMENSION x = 0; x < width; ++x) {
       const JBLOCKROW column = rowAt(targetX(x));
       for (JDIMENSION y = 0; y < there; ++y)
-        turnBlock(column[targetY(first + y)], turn, rows[y][x]);
+        canBeWritten &= turnBlock(column[targetY(first + y)], turn, rows[y][x]);
     }
   } else {
     for (JDIMENSION y = 0; y < there; ++y) {
       const JBLOCKROW row = rowAt(targetY(first + y));
-      for (JDIMENSION x = 0; x < width; ++x) turnBlock(row[targetX(x)], turn, rows[y][x]);
+      for (JDIMENSION x = 0; x < width; ++x)
+        canBeWritten &= turnBlock(row[targetX(x)], turn, rows[y][x]);
     }
   }
   return rows.data();
@@ -137,7 +147,8 @@ std::optional<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHe
     turner.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
   }
   if (!writer.startCoefficients(reader, coefficients, turn.swapsAxes, turnedRows, &turner) ||
-      !writer.writeMetadata(exif, &header.profile) || !writer.finish() || !reader.finish())
+      !writer.writeMetadata(exif, &header.profile) || !writer.finish() || !reader.finish() ||
+      !turner.canBeWritten)
     return std::nullopt;
   const Bytes written = writer.written();
   return std::vector<std::uint8_t>(written.begin(), written.end());

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cctype>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -43,14 +44,17 @@ class Chunks {
  public:
   explicit Chunks(Bytes bytes) : left_(bytes.subspan(std::min(signatureLength, bytes.size()))) {}
 
-  /// Nothing where the bytes end or the chunk's checksum is wrong.
+  /// Nothing where the bytes end or the checksum of a chunk that counts is wrong. The others, whose
+  /// names begin in lower case, are not used.
   std::optional<Chunk> next() {
     if (left_.size() < chunkFrame) return std::nullopt;
     const std::size_t length = bigEndianAt(left_.data());
     if (length > left_.size() - chunkFrame) return std::nullopt;
     const Chunk chunk{{reinterpret_cast<const char*>(left_.data()) + 4, 4},
                       left_.subspan(8, length)};
-    if (libdeflate_crc32(0, left_.data() + 4, length + 4) != bigEndianAt(left_.data() + 8 + length))
+    const bool counts = std::isupper(static_cast<unsigned char>(chunk.type.front())) != 0;
+    if (counts &&
+        libdeflate_crc32(0, left_.data() + 4, length + 4) != bigEndianAt(left_.data() + 8 + length))
       return std::nullopt;
     left_ = left_.subspan(length + chunkFrame);
     return chunk;
@@ -79,13 +83,13 @@ class Inflater {
     return true;
   }
 
-  /// True where nothing but the end and the checksum of the compressed stream is left, and the file
-  /// goes on to its own end. `spare` is a byte to write to.
+  /// True where the compressed stream comes to its end, or holds more than the rows, which then
+  /// does not count, and the file goes on to its own end. `spare` is a byte to write to.
   bool finish(std::uint8_t* spare) {
     state()->next_out = spare;
     state()->avail_out = 1;
-    while (state()->block_state != ISAL_BLOCK_FINISH)
-      if (!inflateMore() || state()->avail_out == 0) return false;
+    while (state()->block_state != ISAL_BLOCK_FINISH && state()->avail_out > 0)
+      if (!inflateMore()) return false;
     while (const auto chunk = chunks_.next())
       if (chunk->type == "IEND") return true;
     return false;

@@ -343,5 +343,19 @@ TEST(Roads, ADamagedPngGivesNoRowsToTheEnd) {
   }
 }
 
+TEST(Roads, WhatDoesNotCountInAPngMayBeDamaged) {
+  const Data whole = pngOfAllFilters(60, 40, 3);
+  const PictureHeader header = readHeader(whole.bytes()).value();
+  // A comment with a wrong checksum, behind the header.
+  const Raw comment{0, 0, 0, 2, 't', 'E', 'X', 't', 'a', 0, 1, 2, 3, 4};
+  Raw bytes(whole.bytes().begin(), whole.bytes().end());
+  bytes.insert(bytes.begin() + 33, comment.begin(), comment.end());
+  const auto rows = openPngRows(bytes, header, 1);
+  ASSERT_NE(rows, nullptr);
+  Raw pixels(60 * 40 * 4);
+  EXPECT_TRUE(rows->read(reinterpret_cast<std::uint32_t*>(pixels.data()), 40));
+  EXPECT_TRUE(rows->finish());
+}
+
 }  // namespace
 }  // namespace vecamera::device

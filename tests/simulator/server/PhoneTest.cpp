@@ -20,7 +20,6 @@ namespace vecamera::simulator {
 namespace {
 
 using Json = nlohmann::ordered_json;
-using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;

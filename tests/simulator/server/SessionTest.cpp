@@ -9,7 +9,6 @@ namespace vecamera::simulator {
 namespace {
 
 using Json = nlohmann::json;
-using testing::ElementsAre;
 
 class FakePeer : public Peer {
  public:
