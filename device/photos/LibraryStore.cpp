@@ -569,7 +569,7 @@ StoreOutcome<Data> LibraryStore::thumbnail(std::string_view identifier, int maxS
   std::error_code error;
   if (!photos::writePrivateFile(partial, *made)) fs::rename(partial, file, error);
   fs::remove(partial, error);
-  return *std::move(made);
+  return *made;
 }
 
 // Removing

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <boost/asio/io_context.hpp>
 #include <boost/asio/thread_pool.hpp>
 #include <boost/beast/core/tcp_stream.hpp>
@@ -39,7 +40,8 @@ struct Network {
   /// For work that would hold the server's thread up.
   boost::asio::thread_pool& workers;
   const NetworkLimits limits;
-  std::size_t connections = 0;
+  /// A connection may end on a worker, which was the last to need it.
+  std::atomic<std::size_t> connections = 0;
 };
 
 /// Counts a connection as long as it lives.
