@@ -220,7 +220,8 @@ Phone::Failure Phone::openLibrary(bool keepLibrary) {
     const std::lock_guard lock(mutex_);
     library_ = std::move(*store);
   }
-  if (keepLibrary) return std::nullopt;
+  // The library of a home belongs to its developer, and other phones use it too.
+  if (keepLibrary || setup_.home) return std::nullopt;
   const auto error = library()->clear();
   return error ? Failure(error->text) : std::nullopt;
 }
