@@ -245,9 +245,10 @@ json dataUrl(const Options& options) {
 /// Many pictures on two threads that may each have a helper, beside the same where they may not.
 json streams() {
   const std::string path = picture("small.jpg", [] { return photograph(2016, 1512); });
-  const auto hundred = [&](unsigned threads) {
+  ThreadPoolExecutor helper(1);
+  const auto hundred = [&](const vecamera::device::PictureThreads& threads) {
     const auto stream = [&] {
-      const auto worker = device(threads);
+      const auto worker = deviceOn(threads, "a stream");
       for (int i = 0; i < 25; ++i) {
         worker->result(works[0], path);
         worker->result(works[3], path);
@@ -261,8 +262,8 @@ json streams() {
   };
   std::vector<double> ratios;
   for (int round = 0; round < 3; ++round) {
-    const double alone = hundred(1);
-    ratios.push_back(hundred(2) / alone);
+    const double alone = hundred({});
+    ratios.push_back(hundred({2, helper}) / alone);
   }
   printf("\n100 pictures in two streams\n");
   tell(median(ratios), mostStreamShare, "with helpers to without");

@@ -12,7 +12,15 @@
 
 namespace vecamera::bench {
 
-Raster bareDecode(const Data& jpeg, unsigned denominator) {
+namespace {
+
+J_COLOR_SPACE spaceOf(RasterColors colors) {
+  return colors == RasterColors::rgb ? JCS_RGB : JCS_YCbCr;
+}
+
+}  // namespace
+
+Raster bareDecode(const Data& jpeg, unsigned denominator, RasterColors colors) {
   jpeg_decompress_struct info{};
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);
@@ -21,10 +29,10 @@ Raster bareDecode(const Data& jpeg, unsigned denominator) {
   jpeg_read_header(&info, TRUE);
   info.scale_num = 1;
   info.scale_denom = denominator;
-  info.out_color_space = JCS_RGB;
+  info.out_color_space = spaceOf(colors);
   jpeg_start_decompress(&info);
   Raster raster{info.output_width, info.output_height, {}};
-  raster.rgb.resize(std::size_t{raster.width} * raster.height * 3);
+  raster.bytes.resize(std::size_t{raster.width} * raster.height * 3);
   while (info.output_scanline < info.output_height) {
     JSAMPROW row = raster.row(info.output_scanline);
     jpeg_read_scanlines(&info, &row, 1);
@@ -34,7 +42,8 @@ Raster bareDecode(const Data& jpeg, unsigned denominator) {
   return raster;
 }
 
-std::vector<std::uint8_t> bareEncode(const Raster& raster, int quality, int orientation) {
+std::vector<std::uint8_t> bareEncode(const Raster& raster, int quality, int orientation,
+                                     RasterColors colors) {
   jpeg_compress_struct info{};
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);
@@ -45,7 +54,7 @@ std::vector<std::uint8_t> bareEncode(const Raster& raster, int quality, int orie
   info.image_width = raster.width;
   info.image_height = raster.height;
   info.input_components = 3;
-  info.in_color_space = JCS_RGB;
+  info.in_color_space = spaceOf(colors);
   jpeg_set_defaults(&info);
   jpeg_set_quality(&info, quality, TRUE);
   if (quality == 100) info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = 1;

@@ -10,9 +10,12 @@ namespace vecamera::bench {
 
 // libjpeg-turbo's bare work, on one thread and with nothing around it.
 
-Raster bareDecode(const Data& jpeg, unsigned denominator);
+enum class RasterColors { rgb, asStored };
+
+Raster bareDecode(const Data& jpeg, unsigned denominator, RasterColors colors = RasterColors::rgb);
 /// Colours at half resolution both ways below quality 100 and at full resolution at 100, as the
 /// device writes them. An Exif block with the orientation where it is not 1.
-std::vector<std::uint8_t> bareEncode(const Raster& raster, int quality, int orientation = 1);
+std::vector<std::uint8_t> bareEncode(const Raster& raster, int quality, int orientation = 1,
+                                     RasterColors colors = RasterColors::rgb);
 
 }  // namespace vecamera::bench

@@ -1,5 +1,16 @@
-// One work on a small picture, for counting its instructions: `vecamera_instructions W1`. The
-// counter collects within `measured` only.
+// One work on a small picture, for counting its instructions: `vecamera_instructions W1 FILE`. The
+// counter collects within `measured` only. `vecamera_instructions --environment` tells what the
+// counts depend on beside the project.
+
+#include <gnu/libc-version.h>
+#include <isa-l.h>
+#include <libdeflate.h>
+
+// jpeglib.h needs what stands before it.
+#include <cstddef>
+#include <cstdio>
+
+#include <jpeglib.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -22,8 +33,19 @@ extern "C" __attribute__((noinline)) void measured(const vecamera::bench::Work& 
   result = worker->result(work, path);
 }
 
+#define VECAMERA_TEXT_OF(words) #words
+#define VECAMERA_TEXT(macro) VECAMERA_TEXT_OF(macro)
+
 int main(int count, char** arguments) {
   using namespace vecamera::bench;
+  if (count == 2 && arguments[1] == std::string_view("--environment")) {
+    printf(
+        "{\"compiler\": \"g++ %s\", \"libjpeg-turbo\": \"%s\", \"ISA-L\": \"%d.%d.%d\", "
+        "\"libdeflate\": \"%s\", \"glibc\": \"%s\"}\n",
+        __VERSION__, VECAMERA_TEXT(LIBJPEG_TURBO_VERSION), ISAL_MAJOR_VERSION, ISAL_MINOR_VERSION,
+        ISAL_PATCH_VERSION, LIBDEFLATE_VERSION_STRING, gnu_get_libc_version());
+    return 0;
+  }
   if (count != 3) return 2;
   const auto* work = std::find_if(std::begin(works), std::end(works),
                                   [&](const Work& each) { return each.name == arguments[1]; });

@@ -39,11 +39,11 @@ Raster noisyScene(unsigned width, unsigned height) {
       device::generateTestScene(width, height, UIImageOrientation::right, 0, Dictionary());
   Raster raster = bareDecode(scene, 1);
   Noise noise;
-  for (std::size_t i = 0; i < raster.rgb.size(); i += 3) {
+  for (std::size_t i = 0; i < raster.bytes.size(); i += 3) {
     const int gray = noise.next();
     for (std::size_t channel = 0; channel < 3; ++channel)
-      raster.rgb[i + channel] = static_cast<std::uint8_t>(
-          std::clamp(raster.rgb[i + channel] + gray + noise.next() / 2, 0, 255));
+      raster.bytes[i + channel] = static_cast<std::uint8_t>(
+          std::clamp(raster.bytes[i + channel] + gray + noise.next() / 2, 0, 255));
   }
   return raster;
 }

@@ -6,14 +6,15 @@
 
 namespace vecamera::bench {
 
-/// Pixels as the codecs' own interfaces take them: three bytes each, red, green, blue.
+/// Pixels as the codecs' own interfaces take them: three bytes each, red, green, blue, or what a
+/// JPEG stores.
 struct Raster {
   unsigned width = 0;
   unsigned height = 0;
-  std::vector<std::uint8_t> rgb;
+  std::vector<std::uint8_t> bytes;
 
-  std::uint8_t* row(std::size_t y) { return rgb.data() + y * width * 3; }
-  const std::uint8_t* row(std::size_t y) const { return rgb.data() + y * width * 3; }
+  std::uint8_t* row(std::size_t y) { return bytes.data() + y * width * 3; }
+  const std::uint8_t* row(std::size_t y) const { return bytes.data() + y * width * 3; }
 };
 
 /// The device's test scene with the noise of a sensor over it, which is what makes real photographs

@@ -1,72 +1,25 @@
 #include "bench/Reference.h"
 
-// jpeglib.h needs what stands before it.
-#include <cstddef>
-#include <cstdio>
-
-#include <jpeglib.h>
-
 #include <algorithm>
 #include <cmath>
-#include <cstdlib>
 #include <numbers>
 
-#include "bench/Photographs.h"
+#include "bench/Floor.h"
 #include "device/imaging/Codecs.h"
 
 namespace vecamera::bench {
 namespace {
 
-Colors decoded(const std::uint8_t* bytes, std::size_t size) {
-  jpeg_decompress_struct info{};
-  jpeg_error_mgr errors;
-  info.err = jpeg_std_error(&errors);
-  jpeg_create_decompress(&info);
-  jpeg_mem_src(&info, bytes, size);
-  jpeg_read_header(&info, TRUE);
-  info.out_color_space = JCS_YCbCr;
-  jpeg_start_decompress(&info);
-  Colors colors{info.output_width, info.output_height, {}};
-  colors.values.reserve(colors.width * colors.height * 3);
-  std::vector<std::uint8_t> row(colors.width * 3);
-  while (info.output_scanline < info.output_height) {
-    JSAMPROW pointer = row.data();
-    jpeg_read_scanlines(&info, &pointer, 1);
-    colors.values.insert(colors.values.end(), row.begin(), row.end());
-  }
-  jpeg_finish_decompress(&info);
-  jpeg_destroy_decompress(&info);
-  return colors;
+Colors decoded(const Data& jpeg) {
+  const Raster raster = bareDecode(jpeg, 1, RasterColors::asStored);
+  return {raster.width, raster.height, {raster.bytes.begin(), raster.bytes.end()}};
 }
 
 std::vector<std::uint8_t> encoded(const Colors& colors, int quality) {
-  jpeg_compress_struct info{};
-  jpeg_error_mgr errors;
-  info.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&info);
-  unsigned char* buffer = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&info, &buffer, &size);
-  info.image_width = static_cast<JDIMENSION>(colors.width);
-  info.image_height = static_cast<JDIMENSION>(colors.height);
-  info.input_components = 3;
-  info.in_color_space = JCS_YCbCr;
-  jpeg_set_defaults(&info);
-  jpeg_set_quality(&info, quality, TRUE);
-  jpeg_start_compress(&info, TRUE);
-  std::vector<std::uint8_t> row(colors.width * 3);
-  while (info.next_scanline < info.image_height) {
-    for (std::size_t i = 0; i < row.size(); ++i)
-      row[i] = static_cast<std::uint8_t>(std::lround(
-          std::clamp(colors.values[info.next_scanline * row.size() + i], 0.0F, 255.0F)));
-    JSAMPROW pointer = row.data();
-    jpeg_write_scanlines(&info, &pointer, 1);
-  }
-  jpeg_finish_compress(&info);
-  jpeg_destroy_compress(&info);
-  std::vector<std::uint8_t> bytes(buffer, buffer + size);
-  std::free(buffer);
-  return bytes;
+  Raster raster{static_cast<unsigned>(colors.width), static_cast<unsigned>(colors.height), {}};
+  for (const float value : colors.values)
+    raster.bytes.push_back(static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0F, 255.0F))));
+  return bareEncode(raster, quality, 1, RasterColors::asStored);
 }
 
 /// As orientation 6 shows it: the stored bottom left corner comes to the top left.
@@ -117,7 +70,7 @@ Colors shrunkAndTurned(const Colors& from, std::size_t height) {
 
 Colors carefulReference(const Data& jpeg, unsigned side) {
   const auto header = vecamera::device::readHeader(jpeg.bytes());
-  Colors colors = decoded(jpeg.bytes().data(), jpeg.size());
+  Colors colors = decoded(jpeg);
   if (header && header->orientation == UIImageOrientation::right) colors = upright(colors);
   const double factor =
       static_cast<double>(side) / static_cast<double>(std::max(colors.width, colors.height));
@@ -129,7 +82,7 @@ Colors carefulReference(const Data& jpeg, unsigned side) {
 }
 
 double decibels(const Colors& reference, const std::vector<std::uint8_t>& jpeg) {
-  const Colors actual = decoded(jpeg.data(), jpeg.size());
+  const Colors actual = decoded(Data(jpeg));
   if (actual.width != reference.width || actual.height != reference.height) return -1;
   double sum = 0;
   for (std::size_t i = 0; i < actual.values.size(); ++i) {

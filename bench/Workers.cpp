@@ -9,6 +9,27 @@
 #include "device/imaging/Images.h"
 
 namespace vecamera::bench {
+namespace {
+
+LocalWorker::Function travelOn(const vecamera::device::PictureThreads& threads) {
+  return [threads](const Work& work, const Data& source) {
+    vecamera::device::Images images({}, threads);
+    vecamera::device::Graphics graphics;
+    auto image = images.imageWithData(source);
+    // The album keeps what the camera stored.
+    if (work.quality > 0)
+      image = imageCorrectedForCaptureOrientation(graphics, image, image->imageOrientation());
+    const double side = work.side;
+    if (work.side > 0) image = imageByScalingNotCroppingForSize(graphics, image, {side, side});
+    const auto bytes = work.quality > 0
+                           ? images.UIImageJPEGRepresentation(image, work.quality / 100.0)
+                           : images.UIImagePNGRepresentation(image);
+    if (!bytes) return Bytes();
+    return Bytes(bytes->bytes().begin(), bytes->bytes().end());
+  };
+}
+
+}  // namespace
 
 Data readFile(const std::string& path) {
   std::error_code none;
@@ -42,24 +63,19 @@ Bytes LocalWorker::result(const Work& work, const std::string& path) {
   return function_(work, load(path));
 }
 
+std::unique_ptr<Worker> deviceOn(const vecamera::device::PictureThreads& threads,
+                                 std::string name) {
+  return std::make_unique<LocalWorker>(std::move(name), "", travelOn(threads));
+}
+
 std::unique_ptr<Worker> device(unsigned threads) {
-  const auto travel = [threads](const Work& work, const Data& source) {
-    vecamera::device::Images images({}, threads);
-    vecamera::device::Graphics graphics;
-    auto image = images.imageWithData(source);
-    // The album keeps what the camera stored.
-    if (work.quality > 0)
-      image = imageCorrectedForCaptureOrientation(graphics, image, image->imageOrientation());
-    const double side = work.side;
-    if (work.side > 0) image = imageByScalingNotCroppingForSize(graphics, image, {side, side});
-    const auto bytes = work.quality > 0
-                           ? images.UIImageJPEGRepresentation(image, work.quality / 100.0)
-                           : images.UIImagePNGRepresentation(image);
-    if (!bytes) return Bytes();
-    return Bytes(bytes->bytes().begin(), bytes->bytes().end());
-  };
+  const std::string name =
+      "device, " + std::to_string(threads) + " thread" + (threads == 1 ? "" : "s");
+  const auto helpers = std::make_shared<ThreadPoolExecutor>(threads - 1);
+  const auto travel = travelOn({threads, *helpers});
   return std::make_unique<LocalWorker>(
-      "device, " + std::to_string(threads) + " thread" + (threads == 1 ? "" : "s"), "", travel);
+      name, "",
+      [helpers, travel](const Work& work, const Data& source) { return travel(work, source); });
 }
 
 }  // namespace vecamera::bench

@@ -5,13 +5,15 @@
 
 Fails where a work needs over 5 percent more than instructions.json says; --record writes that file
 anew. The counts are those of a processor with AVX2, which is the most that the counter itself knows,
-and of the libraries in Debian 12.
+and of the compiler and the libraries that the file names: with others nothing can be compared, so
+that the check is skipped and says so.
 """
 
 import concurrent.futures
 import json
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -20,6 +22,13 @@ RECORD = pathlib.Path(__file__).with_name("instructions.json")
 WORKS = ["W1", "W2", "W3", "W4", "W5"]
 ALLOWED_GROWTH = 1.05
 SKIPPED = 77
+
+
+def environment(program):
+    """The compiler and the libraries of the program, and the counter."""
+    told = subprocess.run([program, "--environment"], capture_output=True, text=True, check=True)
+    counter = subprocess.run(["valgrind", "--version"], capture_output=True, text=True, check=True)
+    return {**json.loads(told.stdout), "counter": counter.stdout.strip()}
 
 
 def count(program, work, folder):
@@ -36,8 +45,17 @@ def count(program, work, folder):
 
 def main():
     program = sys.argv[1]
+    if not shutil.which("valgrind"):
+        sys.exit("valgrind, which counts the instructions, is not installed.")
     if "avx2" not in pathlib.Path("/proc/cpuinfo").read_text().split():
         print("The record is of a processor with AVX2, which this one is not.")
+        sys.exit(SKIPPED)
+    here = environment(program)
+    record = json.loads(RECORD.read_text())
+    others = [f"{name} is {here.get(name)}, was {version} when the counts were recorded."
+              for name, version in record["environment"].items() if here.get(name) != version]
+    if others and "--record" not in sys.argv:
+        print("Counts cannot be compared here:", *others, sep="\n")
         sys.exit(SKIPPED)
     with tempfile.TemporaryDirectory() as folder:
         # The pictures, made outside of the slow counter.
@@ -47,12 +65,12 @@ def main():
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
             counts = dict(zip(WORKS, pool.map(lambda work: count(program, work, folder), WORKS)))
     if "--record" in sys.argv:
-        RECORD.write_text(json.dumps(counts, indent=2) + "\n")
+        record = {"environment": here, "instructions": counts}
+        RECORD.write_text(json.dumps(record, indent=2) + "\n")
         return
-    recorded = json.loads(RECORD.read_text())
     grown = []
     for work, instructions in counts.items():
-        share = instructions / recorded[work]
+        share = instructions / record["instructions"][work]
         print(f"{work}: {instructions:>12,} instructions, {share:.3f} of the record")
         if share > ALLOWED_GROWTH:
             grown.append(work)

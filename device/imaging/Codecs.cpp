@@ -103,7 +103,9 @@ std::optional<PictureHeader> readHeader(Bytes bytes) {
   auto header = readHeaderAs(*format, bytes);
   if (!header || header->width == 0 || header->height == 0) return std::nullopt;
   header->format = *format;
-  if (!describesRgb(header->profile)) header->profile.clear();
+  // Colour profiles say nothing of grey pixels and inks, whatever the file claims.
+  if (header->colorModel != ColorModel::rgb || !describesRgb(header->profile))
+    header->profile.clear();
   // The pixels of a HEIC picture come out upright: its container turns them, not its Exif block.
   if (*format != PictureFormat::heic)
     header->orientation = orientationOfExif(orientationInExif(header->exif).value_or(1));
@@ -111,7 +113,7 @@ std::optional<PictureHeader> readHeader(Bytes bytes) {
 }
 
 std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, double coverWidth,
-                                    double coverHeight, unsigned threads) {
+                                    double coverHeight, const PictureThreads& threads) {
   switch (header.format) {
     case PictureFormat::jpeg: return openJpegRows(bytes, header, coverWidth, coverHeight);
     case PictureFormat::png: return openPngRows(bytes, header, threads);
@@ -120,7 +122,8 @@ std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, do
 }
 
 std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,
-                                     double coverWidth, double coverHeight, unsigned threads) {
+                                     double coverWidth, double coverHeight,
+                                     const PictureThreads& threads) {
   if (const auto rows = openRows(bytes, header, coverWidth, coverHeight, threads))
     return decodeRows(*rows, turn);
   auto whole = decodeWhole(bytes, header);

@@ -4,8 +4,11 @@
 #include <memory>
 #include <optional>
 #include <span>
+#include <utility>
+#include <vector>
 
 #include "device/imaging/Bitmap.h"
+#include "device/imaging/Helpers.h"
 #include "device/imaging/PictureFormat.h"
 #include "device/imaging/RowSource.h"
 #include "device/imaging/Turn.h"
@@ -14,16 +17,31 @@ namespace vecamera::device {
 
 using Bytes = std::span<const std::uint8_t>;
 
+/// The bytes of an encoded picture, or nothing where it could not be made.
+using Encoding = std::optional<std::vector<std::uint8_t>>;
+
+/// What a way gives that is not for every picture: nothing where it is not for this one, so that
+/// another may be tried, and else what came of it. The other ways do no better with bytes that are
+/// damaged.
+template <class Result>
+using Attempt = std::optional<std::optional<Result>>;
+
+/// The way was for this picture, but failed.
+template <class Result>
+Attempt<Result> failedAttempt() {
+  return Attempt<Result>(std::in_place, std::nullopt);
+}
+
 /// The format that the first bytes announce, or nothing.
 std::optional<PictureFormat> formatOf(Bytes bytes);
 /// Reads the head only. Nothing where the bytes are no known picture; safe on hostile bytes.
 std::optional<PictureHeader> readHeader(Bytes bytes);
 
 /// Starts to decode a JPEG, at the coarsest scale (1/8, 1/4, 1/2) that still gives `coverWidth` by
-/// `coverHeight` pixels, or a PNG of the most usual kinds, on up to `threads` threads. Null for
+/// `coverHeight` pixels, or a PNG of the most usual kinds, perhaps with a helper. Null for
 /// other pictures and for damaged bytes.
 std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, double coverWidth,
-                                    double coverHeight, unsigned threads);
+                                    double coverHeight, const PictureThreads& threads);
 
 /// Decoded pixels, already turned, one for `sourcePixels` by `sourcePixels` stored pixels.
 struct DecodedPicture {
@@ -35,6 +53,7 @@ struct DecodedPicture {
 /// that still gives `coverWidth` by `coverHeight` pixels before the turn; other formats are decoded
 /// whole. Nothing where the bytes are damaged or end early.
 std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,
-                                     double coverWidth, double coverHeight, unsigned threads);
+                                     double coverWidth, double coverHeight,
+                                     const PictureThreads& threads);
 
 }  // namespace vecamera::device

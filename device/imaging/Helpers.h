@@ -1,22 +1,73 @@
 #pragma once
 
+#include <functional>
+#include <memory>
+
+#include "VECamera/runtime/Executor.h"
+
 namespace vecamera::device {
 
-/// How many threads a picture may use where nobody says otherwise.
+/// How many threads a device uses for its pictures where nobody says otherwise: one for each
+/// processor, but no more than two.
 unsigned usualPictureThreads();
 
-/// Counts this thread among those at work on a picture while it lives. Threads that help a picture
-/// leave when as many pictures are at work as one of them may use threads, so that none waits for
-/// the helpers of another.
-class PictureAtWork {
- public:
-  PictureAtWork();
-  ~PictureAtWork();
-  PictureAtWork(const PictureAtWork&) = delete;
-  PictureAtWork& operator=(const PictureAtWork&) = delete;
+/// The threads that the pictures of a device may use: those that ask for pictures, and helpers,
+/// which run on an executor. A helper starts only while fewer than the most threads are at work,
+/// and leaves where more are, so that pictures that are made at the same time do without helpers
+/// rather than wait for each other's. Copies stand for the same threads. Any thread.
+class PictureThreads {
+  struct Budget;
 
-  /// Whether there is a place for a helper beside the pictures at work. Any thread.
-  static bool leavesRoom(unsigned threads);
+ public:
+  /// The calling thread alone.
+  PictureThreads() = default;
+  /// Helpers run on `helpers`, which outlives the use of the pictures. Jobs that it drops or runs
+  /// late do no harm.
+  PictureThreads(unsigned most, Executor& helpers);
+
+  /// Counts the thread that makes it among those at work while it lives.
+  class AtWork {
+   public:
+    explicit AtWork(const PictureThreads& threads);
+    ~AtWork();
+    AtWork(const AtWork&) = delete;
+    AtWork& operator=(const AtWork&) = delete;
+
+   private:
+    const std::shared_ptr<Budget> budget_;
+  };
+
+ private:
+  friend class SharedWork;
+
+  std::shared_ptr<Budget> budget_;
+};
+
+/// Work in pieces that helpers may do beside the thread that owns it. The owner does pieces itself
+/// and waits only for pieces that a helper has begun, so that it may itself run on the helpers'
+/// executor.
+class SharedWork {
+ public:
+  /// `doPiece` does a piece that nobody has begun, and gives false where there is none now. Owner
+  /// and helpers call it at the same time.
+  SharedWork(const PictureThreads& threads, std::function<bool()> doPiece);
+  ~SharedWork();
+  SharedWork(const SharedWork&) = delete;
+  SharedWork& operator=(const SharedWork&) = delete;
+
+  /// Asks for one helper more, which does pieces until there is none. True where a helper is at
+  /// work or may come.
+  bool callHelper();
+  /// Waits for the pieces that helpers have begun; no helper starts another. False where one of
+  /// them threw, as for want of memory.
+  bool end();
+
+ private:
+  struct Shared;
+  static void help(Shared& shared, PictureThreads::Budget& budget);
+
+  std::shared_ptr<PictureThreads::Budget> budget_;
+  std::shared_ptr<Shared> shared_;
 };
 
 }  // namespace vecamera::device

@@ -1,7 +1,6 @@
 #include "device/imaging/ImageFiles.h"
 
 #include "device/imaging/Codecs.h"
-#include "device/imaging/Helpers.h"
 #include "device/imaging/Images.h"
 #include "device/imaging/JpegRoad.h"
 #include "device/imaging/Metadata.h"
@@ -13,8 +12,12 @@ namespace {
 
 class Destination final : public CGImageDestination {
  public:
-  Destination(Data data, PictureFormat format, ImageFiles::Observer observer)
-      : data_(std::move(data)), format_(format), observer_(std::move(observer)) {}
+  Destination(Data data, PictureFormat format, ImageFiles::Observer observer,
+              PictureThreads threads)
+      : data_(std::move(data)),
+        format_(format),
+        observer_(std::move(observer)),
+        threads_(std::move(threads)) {}
 
   void addImage(const std::shared_ptr<const CGImage>& image,
                 const Dictionary& properties) override {
@@ -40,9 +43,8 @@ class Destination final : public CGImageDestination {
 
  private:
   std::optional<Data> encoded() const {
-    auto bytes = format_ == PictureFormat::jpeg
-                     ? jpegOf(source_, quality(), {}, usualPictureThreads())
-                     : pngOf(source_, usualPictureThreads());
+    auto bytes = format_ == PictureFormat::jpeg ? jpegOf(source_, quality(), {}, threads_)
+                                                : pngOf(source_, threads_);
     if (!bytes) return std::nullopt;
     return Data(std::move(*bytes));
   }
@@ -56,6 +58,7 @@ class Destination final : public CGImageDestination {
   Data data_;
   PictureFormat format_;
   ImageFiles::Observer observer_;
+  PictureThreads threads_;
   std::size_t added_ = 0;
   std::shared_ptr<const Source> source_;
   Dictionary properties_;
@@ -86,7 +89,7 @@ std::unique_ptr<CGImageDestination> ImageFiles::CGImageDestinationCreateWithData
   if (count != 1) return nullptr;
   for (const auto format : {PictureFormat::jpeg, PictureFormat::png})
     if (type == typeIdentifier(format))
-      return std::make_unique<Destination>(data, format, observer_);
+      return std::make_unique<Destination>(data, format, observer_, threads_);
   return nullptr;
 }
 

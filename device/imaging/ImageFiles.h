@@ -5,8 +5,10 @@
 #include <memory>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "VECamera/platform/ImageIO.h"
+#include "device/imaging/Helpers.h"
 
 namespace vecamera::device {
 
@@ -19,7 +21,9 @@ class ImageFiles final : public ImageIO {
   using Observer =
       std::function<void(std::string_view type, const Dictionary& properties, std::size_t bytes)>;
 
-  explicit ImageFiles(Observer observer = {}) : observer_(std::move(observer)) {}
+  /// `threads` are those that the device has for its pictures.
+  explicit ImageFiles(Observer observer = {}, PictureThreads threads = {})
+      : observer_(std::move(observer)), threads_(std::move(threads)) {}
 
   /// Null for empty bytes only; a source of unknown bytes has no type.
   std::unique_ptr<CGImageSource> CGImageSourceCreateWithData(const Data& data) override;
@@ -33,6 +37,7 @@ class ImageFiles final : public ImageIO {
 
  private:
   Observer observer_;
+  PictureThreads threads_;
 };
 
 }  // namespace vecamera::device

@@ -2,6 +2,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "VECamera/platform/UIKit.h"
 #include "device/imaging/Helpers.h"
@@ -12,9 +13,9 @@ namespace vecamera::device {
 /// Opens JPEG, PNG, HEIC and WebP; writes JPEG and PNG. Stateless, so any thread may use it.
 class Images final : public UIImages {
  public:
-  /// `threads` is how many threads a picture that is worth it may use, with the calling one.
-  explicit Images(PictureLimits limits = {}, unsigned threads = usualPictureThreads())
-      : limits_(limits), threads_(threads) {}
+  /// `threads` are those that the device has for its pictures.
+  explicit Images(PictureLimits limits = {}, PictureThreads threads = {})
+      : limits_(limits), threads_(std::move(threads)) {}
 
   std::shared_ptr<UIImage> imageWithData(const Data& data) override;
   /// The quality from 0 to 1 becomes libjpeg's from 0 to 100, rounded; what is no number counts as
@@ -26,7 +27,7 @@ class Images final : public UIImages {
 
  private:
   PictureLimits limits_;
-  unsigned threads_;
+  PictureThreads threads_;
 };
 
 /// libjpeg's quality (0 to 100) for the platform's (0.0 to 1.0).

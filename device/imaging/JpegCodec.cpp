@@ -110,6 +110,10 @@ int jpegChromaStep(int quality) {
   return quality < 100 ? 2 : 1;
 }
 
+bool fitsIntoJpeg(std::size_t width, std::size_t height) {
+  return width <= JPEG_MAX_DIMENSION && height <= JPEG_MAX_DIMENSION;
+}
+
 bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
   // No Huffman-coded JPEG holds more: a flat block of 64 pixels takes at least a bit.
   constexpr std::uint64_t maxPixelsPerByte = 1024;
@@ -135,8 +139,7 @@ std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header
 }
 
 std::optional<std::vector<std::uint8_t>> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif) {
-  if (bitmap.width() > JPEG_MAX_DIMENSION || bitmap.height() > JPEG_MAX_DIMENSION)
-    return std::nullopt;
+  if (!fitsIntoJpeg(bitmap.width(), bitmap.height())) return std::nullopt;
   JpegWriter writer;
   if (!writer.start({bitmap.width(), bitmap.height(), quality, false, jpegChromaStep(quality)}) ||
       !writer.writeMetadata(exif, bitmap.profile().get()))

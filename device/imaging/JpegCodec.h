@@ -20,6 +20,8 @@ std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header
 
 /// The coarsest of libjpeg's fast scales (1/8, 1/4, 1/2, 1) that still gives that many pixels.
 unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight);
+/// Whether the format has such sides.
+bool fitsIntoJpeg(std::size_t width, std::size_t height);
 /// Whether so few bytes can be a picture of the claimed size at all.
 bool jpegCanHold(Bytes bytes, const PictureHeader& header);
 /// Pixels per stored sample of the colours, both ways, in a picture that is written at the quality.

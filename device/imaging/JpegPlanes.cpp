@@ -144,12 +144,14 @@ bool writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
 
 }  // namespace
 
-std::vector<CanvasPlane> planesOfJpeg(Bytes bytes, const PictureHeader& header,
-                                      const Layout& layout, std::size_t width, std::size_t height,
-                                      int chromaStep) {
-  if (!jpegCanHold(bytes, header)) return {};
+Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader& header,
+                                               const Layout& layout, std::size_t width,
+                                               std::size_t height, int chromaStep) {
+  constexpr auto failed = failedAttempt<std::vector<CanvasPlane>>;
+  if (!jpegCanHold(bytes, header)) return failed();
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::ignore) || !storesPlanes(reader.info())) return {};
+  if (!reader.readHeader(JpegReader::Markers::ignore)) return failed();
+  if (!storesPlanes(reader.info())) return std::nullopt;
   const AffineMap& map = layout.map;
   const bool swaps = layout.turn->swapsAxes;
   const double stretchX = std::abs(swaps ? map.b : map.a);
@@ -160,30 +162,30 @@ std::vector<CanvasPlane> planesOfJpeg(Bytes bytes, const PictureHeader& header,
                                             stretchY * denominator / chromaStep)
                           ? JpegReader::Colors::scaledAlike
                           : JpegReader::Colors::asFineAsBrightness;
-  if (!reader.startPlanes(denominator, colors)) return {};
+  if (!reader.startPlanes(denominator, colors)) return failed();
   const jpeg_decompress_struct& info = reader.info();
   Band band(info);
-  if (!band.ready()) return {};
+  if (!band.ready()) return failed();
   const auto components = storedComponents(info);
   PlanarCanvas canvas(layout, width, height, components, chromaStep, band.mostRows());
-  if (!canvas.ready()) return {};
+  if (!canvas.ready()) return std::nullopt;
   for (std::size_t bands = 0; info.output_scanline < info.output_height; ++bands) {
-    if (!band.read(reader)) return {};
+    if (!band.read(reader)) return failed();
     for (std::size_t i = 0; i < components.size(); ++i) {
       const std::size_t first = std::min(bands * band.rowCount(i), components[i].height);
       canvas.push(i, band.rows(i), std::min(band.rowCount(i), components[i].height - first));
     }
   }
-  if (!reader.finish()) return {};
-  return canvas.finish();
+  if (!reader.finish()) return failed();
+  auto planes = canvas.finish();
+  if (planes.empty()) return failed();
+  return planes;
 }
 
 std::optional<std::vector<std::uint8_t>> encodePlanes(const std::vector<CanvasPlane>& planes,
                                                       int quality, Bytes exif,
                                                       const std::vector<std::uint8_t>& profile) {
   const PlaneView& brightness = planes.front().view;
-  if (brightness.width > JPEG_MAX_DIMENSION || brightness.height > JPEG_MAX_DIMENSION)
-    return std::nullopt;
   for (const CanvasPlane& plane : planes) fillLastBlocks(plane.view);
   JpegWriter writer;
   if (!writer.startPlanes({brightness.width, brightness.height, quality, planes.size() == 1,

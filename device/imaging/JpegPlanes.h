@@ -10,11 +10,11 @@
 namespace vecamera::device {
 
 /// The planes of a canvas that the JPEG fills, as a JPEG is decoded and encoded without ever being
-/// pixels: at the coarsest scale that still covers the canvas, and in bands. Empty where the JPEG
-/// is damaged or stores other colours than grey and YCbCr.
-std::vector<CanvasPlane> planesOfJpeg(Bytes bytes, const PictureHeader& header,
-                                      const Layout& layout, std::size_t width, std::size_t height,
-                                      int chromaStep);
+/// pixels: at the coarsest scale that still covers the canvas, and in bands. Not for JPEGs that
+/// store other colours than grey and YCbCr, nor for scales that are too coarse for the resampler.
+Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader& header,
+                                               const Layout& layout, std::size_t width,
+                                               std::size_t height, int chromaStep);
 
 /// Writes planes that `PlanarCanvas` made with the quality's own chroma step. `quality` is
 /// libjpeg's, 0 to 100.

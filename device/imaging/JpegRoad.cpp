@@ -1,6 +1,7 @@
 #include "device/imaging/JpegRoad.h"
 
-#include "device/imaging/Helpers.h"
+#include <new>
+
 #include "device/imaging/JpegCodec.h"
 #include "device/imaging/JpegPlanes.h"
 #include "device/imaging/JpegTurn.h"
@@ -9,8 +10,6 @@
 
 namespace vecamera::device {
 namespace {
-
-using Encoding = std::optional<std::vector<std::uint8_t>>;
 
 constexpr int bestQuality = 100;
 
@@ -34,28 +33,34 @@ bool isMereTurn(const Layout& layout, std::size_t width, std::size_t height) {
          layout.y.high == static_cast<double>(height);
 }
 
-Encoding shortWay(const std::shared_ptr<const Source>& source, int quality, Bytes exif) {
+Attempt<std::vector<std::uint8_t>> shortWay(const std::shared_ptr<const Source>& source,
+                                            int quality, Bytes exif) {
   const auto layout = onlyLayout(source);
-  if (!layout || !PlanarCanvas::takes(*layout, source->width(), source->height())) return {};
+  if (!layout || !PlanarCanvas::takes(*layout, source->width(), source->height()))
+    return std::nullopt;
   const Encoded* stored = layout->source->encoded();
-  if (!stored || stored->header.format != PictureFormat::jpeg) return {};
+  if (!stored || stored->header.format != PictureFormat::jpeg) return std::nullopt;
   const Bytes bytes = stored->bytes.bytes();
   if (quality == bestQuality && isMereTurn(*layout, source->width(), source->height()))
     if (auto turned = turnedJpeg(bytes, stored->header, *layout->turn, exif)) return turned;
   const auto planes = planesOfJpeg(bytes, stored->header, *layout, source->width(),
                                    source->height(), jpegChromaStep(quality));
-  if (planes.empty()) return {};
-  return encodePlanes(planes, quality, exif, stored->header.profile);
+  if (!planes) return std::nullopt;
+  if (!*planes) return failedAttempt<std::vector<std::uint8_t>>();
+  return encodePlanes(**planes, quality, exif, stored->header.profile);
 }
 
 }  // namespace
 
 Encoding jpegOf(const std::shared_ptr<const Source>& source, int quality, Bytes exif,
-                unsigned threads) {
-  const PictureAtWork atWork;
-  if (auto encoded = shortWay(source, quality, exif)) return encoded;
+                const PictureThreads& threads) try {
+  if (!fitsIntoJpeg(source->width(), source->height())) return std::nullopt;
+  const PictureThreads::AtWork atWork(threads);
+  if (auto encoded = shortWay(source, quality, exif)) return *encoded;
   const auto bitmap = render(*source, threads);
   return bitmap ? encodeJpeg(*bitmap, quality, exif) : std::nullopt;
+} catch (const std::bad_alloc&) {
+  return std::nullopt;
 }
 
 }  // namespace vecamera::device

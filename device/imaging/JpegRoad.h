@@ -1,10 +1,7 @@
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <vector>
-
 #include "device/imaging/Codecs.h"
+#include "device/imaging/Helpers.h"
 #include "device/imaging/Picture.h"
 
 namespace vecamera::device {
@@ -19,7 +16,7 @@ namespace vecamera::device {
 ///
 /// All give the same picture within the rounding of their steps. Nothing where a picture that shows
 /// cannot be decoded, the sides are over the format's or the memory cannot be had. Any thread.
-std::optional<std::vector<std::uint8_t>> jpegOf(const std::shared_ptr<const Source>& source,
-                                                int quality, Bytes exif, unsigned threads);
+Encoding jpegOf(const std::shared_ptr<const Source>& source, int quality, Bytes exif,
+                const PictureThreads& threads);
 
 }  // namespace vecamera::device

@@ -121,6 +121,9 @@ std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
   return done;
 }
 
+// Later versions of the interface name the scaled sizes of blocks otherwise.
+static_assert(JPEG_LIB_VERSION < 70);
+
 /// The library has laid the components out, and has chosen nothing by their sizes yet.
 void JpegReader::scaleColorsAlike(j_common_ptr common) {
   auto& reader = *static_cast<JpegReader*>(common->client_data);

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <utility>
 
 #include "device/imaging/JpegCodec.h"
 #include "device/imaging/JpegStreams.h"
@@ -49,11 +50,16 @@ bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
   std::memcpy(to, rows, sizeof rows);
   // The mean of a black block.
   if (rows[0][0] == -1024) rows[0][0] = 0;
-  Row isTooLarge{};
-  for (const Row& row : rows) isTooLarge |= (row > 1023) | (row < -1023);
-  JCOEF any = 0;
-  for (int i = 0; i < DCTSIZE; ++i) any |= isTooLarge[i];
-  return any == 0;
+  Row highest = rows[0];
+  Row lowest = rows[0];
+  for (const Row& row : rows) {
+    highest = row > highest ? row : highest;
+    lowest = row < lowest ? row : lowest;
+  }
+  const Row isTooLarge = (highest > 1023) | (lowest < -1023);
+  std::uint64_t halves[2];
+  std::memcpy(halves, &isTooLarge, sizeof halves);
+  return (halves[0] | halves[1]) == 0;
 }
 
 /// What the writer needs to turn a component's blocks row by row when libjpeg asks for them. It is
@@ -63,7 +69,7 @@ struct BlockTurner {
   jvirt_barray_ptr* coefficients;
   Turn turn;
   /// Of the turned components, which the writer lays out.
-  const jpeg_compress_struct* to = nullptr;
+  const jpeg_compress_struct* to;
   /// Libjpeg asks for all components before it looks at what it got.
   std::array<JBLOCK*, mostComponents> blocks{};
   std::array<std::array<JBLOCKROW, MAX_SAMP_FACTOR>, mostComponents> rowsOf{};
@@ -107,7 +113,12 @@ JBLOCKARRAY turnedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSION fi
   auto& turner = *static_cast<BlockTurner*>(info->client_data);
   std::size_t component = 0;
   while (turner.coefficients[component] != wanted) ++component;
-  return turner.turned(component, first, count);
+  // The call that is under way is the writer's, so that it is the one to end where the reader
+  // fails.
+  jpeg_error_mgr* const ownErrors = std::exchange(turner.from->err, info->err);
+  const JBLOCKARRAY rows = turner.turned(component, first, count);
+  turner.from->err = ownErrors;
+  return rows;
 }
 
 bool endsInBlocks(const jpeg_decompress_struct& info, const Turn& turn) {
@@ -125,15 +136,16 @@ bool hasUsualColors(const jpeg_decompress_struct& info) {
 
 }  // namespace
 
-std::optional<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
-                                                    const Turn& turn, Bytes exif) {
-  if (!jpegCanHold(bytes, header)) return std::nullopt;
+Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
+                                              const Turn& turn, Bytes exif) {
+  constexpr auto failed = failedAttempt<std::vector<std::uint8_t>>;
+  if (!jpegCanHold(bytes, header)) return failed();
   JpegReader reader(bytes);
   if (!reader.readHeader(JpegReader::Markers::ignore) || !hasUsualColors(reader.info()) ||
       !endsInBlocks(reader.info(), turn))
     return std::nullopt;
   jvirt_barray_ptr* coefficients = reader.readCoefficients();
-  if (!coefficients) return std::nullopt;
+  if (!coefficients) return failed();
   const jpeg_decompress_struct& from = reader.info();
   JpegWriter writer;
   BlockTurner turner{const_cast<jpeg_decompress_struct*>(&from), coefficients, turn,
@@ -143,15 +155,15 @@ std::optional<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHe
     const jpeg_component_info& component = from.comp_info[i];
     const std::size_t longest = std::max(component.width_in_blocks, component.height_in_blocks);
     memory[i] = Scratch(longest * MAX_SAMP_FACTOR * sizeof(JBLOCK));
-    if (!memory[i]) return std::nullopt;
+    if (!memory[i]) return failed();
     turner.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
   }
   if (!writer.startCoefficients(reader, coefficients, turn.swapsAxes, turnedRows, &turner) ||
-      !writer.writeMetadata(exif, &header.profile) || !writer.finish() || !reader.finish() ||
-      !turner.canBeWritten)
-    return std::nullopt;
+      !writer.writeMetadata(exif, &header.profile) || !writer.finish() || !reader.finish())
+    return failed();
+  if (!turner.canBeWritten) return std::nullopt;
   const Bytes written = writer.written();
-  return std::vector<std::uint8_t>(written.begin(), written.end());
+  return Encoding(std::in_place, written.begin(), written.end());
 }
 
 }  // namespace vecamera::device

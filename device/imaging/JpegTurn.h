@@ -13,9 +13,10 @@ namespace vecamera::device {
 /// quality is lost and the file grows by nothing. Its metadata is left out but for the profile; an
 /// Exif block is written where it is not empty.
 ///
-/// Nothing where the bytes are damaged, or where an axis that is mirrored ends inside of a block:
-/// what fills such a block up would come to lie before the picture.
-std::optional<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
-                                                    const Turn& turn, Bytes exif);
+/// Not for pictures of which an axis that is mirrored ends inside of a block: what fills such a
+/// block up would come to lie before the picture. Nor for coefficients that are larger than any
+/// 8-bit picture has them.
+Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
+                                              const Turn& turn, Bytes exif);
 
 }  // namespace vecamera::device

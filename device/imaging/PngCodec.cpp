@@ -107,7 +107,8 @@ std::optional<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
   return bitmap;
 }
 
-std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap, unsigned threads) {
+std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap,
+                                                   const PictureThreads& threads) {
   const bool opaque = bitmap.isOpaque();
   std::size_t y = 0;
   const auto put = opaque ? putOpaque : putColors;

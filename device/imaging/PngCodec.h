@@ -6,6 +6,7 @@
 
 #include "device/imaging/Bitmap.h"
 #include "device/imaging/Codecs.h"
+#include "device/imaging/Helpers.h"
 
 namespace vecamera::device {
 
@@ -19,7 +20,8 @@ std::optional<PictureHeader> readPngHeader(Bytes bytes);
 std::optional<Bitmap> decodePng(Bytes bytes, const PictureHeader& header);
 
 /// Eight bits a channel; RGB where every pixel is opaque, else RGBA with the premultiplication
-/// undone. On up to `threads` threads, which do not change the bytes.
-std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap, unsigned threads = 1);
+/// undone. The threads do not change the bytes.
+std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap,
+                                                   const PictureThreads& threads = {});
 
 }  // namespace vecamera::device

@@ -11,8 +11,6 @@
 #include <mutex>
 #include <optional>
 #include <string_view>
-#include <system_error>
-#include <thread>
 
 #include "device/imaging/Bitmap.h"
 #include "device/imaging/Helpers.h"
@@ -24,7 +22,8 @@ namespace vecamera::device {
 namespace {
 
 constexpr std::size_t signatureLength = 8;
-/// The length, the type and the checksum.
+/// The length and the type; with the checksum.
+constexpr std::size_t chunkHead = 8;
 constexpr std::size_t chunkFrame = 12;
 /// As many rows are unpacked at a time as fit in here, but one at least.
 constexpr std::size_t bandBytes = std::size_t{1} << 18;
@@ -39,29 +38,53 @@ struct Chunk {
   Bytes contents;
 };
 
-/// The chunks one after the other.
+/// The chunks one after the other, as strictly as libspng takes them.
 class Chunks {
  public:
   explicit Chunks(Bytes bytes) : left_(bytes.subspan(std::min(signatureLength, bytes.size()))) {}
 
-  /// Nothing where the bytes end or the checksum of a chunk that counts is wrong. The others, whose
-  /// names begin in lower case, are not used.
+  /// Nothing where the bytes end, or a chunk that counts has a wrong checksum or no business to be
+  /// where it is. The others, whose names begin in lower case, are not used. The end, which has no
+  /// contents to check, may lack its checksum.
   std::optional<Chunk> next() {
-    if (left_.size() < chunkFrame) return std::nullopt;
+    if (left_.size() < chunkHead) return std::nullopt;
     const std::size_t length = bigEndianAt(left_.data());
-    if (length > left_.size() - chunkFrame) return std::nullopt;
-    const Chunk chunk{{reinterpret_cast<const char*>(left_.data()) + 4, 4},
-                      left_.subspan(8, length)};
+    Chunk chunk{{reinterpret_cast<const char*>(left_.data()) + 4, 4}, {}};
+    if (chunk.type == "IEND" && length == 0 && left_.size() < chunkFrame) {
+      left_ = {};
+      return chunk;
+    }
+    if (left_.size() < chunkFrame || length > left_.size() - chunkFrame) return std::nullopt;
+    chunk.contents = left_.subspan(chunkHead, length);
     const bool counts = std::isupper(static_cast<unsigned char>(chunk.type.front())) != 0;
-    if (counts &&
-        libdeflate_crc32(0, left_.data() + 4, length + 4) != bigEndianAt(left_.data() + 8 + length))
+    if (counts && (!fits(chunk) || libdeflate_crc32(0, left_.data() + 4, length + 4) !=
+                                       bigEndianAt(left_.data() + chunkHead + length)))
       return std::nullopt;
+    if (chunk.type == "IDAT")
+      stage_ = Stage::data;
+    else if (stage_ == Stage::data)
+      stage_ = Stage::behind;
     left_ = left_.subspan(length + chunkFrame);
     return chunk;
   }
 
  private:
+  enum class Stage { start, header, data, behind };
+
+  bool fits(const Chunk& chunk) {
+    const std::size_t length = chunk.contents.size();
+    if (stage_ == Stage::start) {
+      stage_ = Stage::header;
+      return chunk.type == "IHDR";
+    }
+    if (chunk.type == "PLTE")
+      return stage_ == Stage::header && length > 0 && length <= 768 && length % 3 == 0;
+    if (chunk.type == "IDAT") return stage_ != Stage::behind;
+    return chunk.type == "IEND" && length == 0;
+  }
+
   Bytes left_;
+  Stage stage_ = Stage::start;
 };
 
 /// Unpacks the filtered rows, band by band.
@@ -79,47 +102,55 @@ class Inflater {
     state()->next_out = to;
     state()->avail_out = static_cast<std::uint32_t>(count);
     while (state()->avail_out > 0)
-      if (state()->block_state == ISAL_BLOCK_FINISH || !inflateMore()) return false;
+      if (inflateMore() != Progress::some) return false;
     return true;
   }
 
-  /// True where the compressed stream comes to its end, or holds more than the rows, which then
-  /// does not count, and the file goes on to its own end. `spare` is a byte to write to.
+  /// True where what is left of the compressed stream is in order and the file goes on to its own
+  /// end. The stream may lack its end, and may hold more than the rows, which then does not count.
+  /// `spare` is a byte to write to.
   bool finish(std::uint8_t* spare) {
     state()->next_out = spare;
     state()->avail_out = 1;
-    while (state()->block_state != ISAL_BLOCK_FINISH && state()->avail_out > 0)
-      if (!inflateMore()) return false;
-    while (const auto chunk = chunks_.next())
+    Progress progress = Progress::some;
+    while (progress == Progress::some && state()->avail_out > 0) progress = inflateMore();
+    if (progress == Progress::damaged) return false;
+    for (auto chunk = behindData_ ? behindData_ : chunks_.next(); chunk; chunk = chunks_.next())
       if (chunk->type == "IEND") return true;
     return false;
   }
 
  private:
+  enum class Progress { some, ended, damaged };
+
   inflate_state* state() { return reinterpret_cast<inflate_state*>(state_.data()); }
 
-  /// Unpacks further; false where there is nothing more to unpack or it is damaged.
-  bool inflateMore() {
-    if (state()->avail_in == 0) {
+  /// Unpacks further, first of all what is left of bytes that were taken in earlier.
+  Progress inflateMore() {
+    while (state()->block_state != ISAL_BLOCK_FINISH) {
+      const std::uint32_t in = state()->avail_in;
+      const std::uint32_t out = state()->avail_out;
+      if (begun_ && isal_inflate(state()) < 0) return Progress::damaged;
+      if (state()->avail_in < in || state()->avail_out < out) return Progress::some;
+      if (in > 0) return Progress::damaged;
       const auto contents = nextData();
-      if (!contents) return false;
+      if (!contents) break;
+      begun_ = true;
       state()->next_in = const_cast<std::uint8_t*>(contents->data());
       state()->avail_in = static_cast<std::uint32_t>(contents->size());
     }
-    const std::uint32_t in = state()->avail_in;
-    const std::uint32_t out = state()->avail_out;
-    return isal_inflate(state()) == ISAL_DECOMP_OK &&
-           (state()->avail_in < in || state()->avail_out < out ||
-            state()->block_state == ISAL_BLOCK_FINISH);
+    return Progress::ended;
   }
 
   std::optional<Bytes> nextData() {
-    while (const auto chunk = chunks_.next()) {
+    while (!behindData_) {
+      const auto chunk = chunks_.next();
+      if (!chunk || chunk->type == "tRNS") return std::nullopt;
       if (chunk->type == "IDAT") {
         inData_ = true;
         if (!chunk->contents.empty()) return chunk->contents;
-      } else if (inData_ || chunk->type == "tRNS") {
-        return std::nullopt;
+      } else if (inData_) {
+        behindData_ = chunk;
       }
     }
     return std::nullopt;
@@ -127,47 +158,29 @@ class Inflater {
 
   Chunks chunks_;
   Scratch state_;
+  bool begun_ = false;
   bool inData_ = false;
+  /// The first chunk behind the pixels, once it was met.
+  std::optional<Chunk> behindData_;
 };
 
 /// Bands of filtered rows, unpacked by a helper ahead of the reader where there is a place for one.
 class Bands {
  public:
-  Bands(Bytes bytes, std::size_t rowBytes, std::size_t rows)
+  Bands(Bytes bytes, std::size_t rowBytes, std::size_t rows, const PictureThreads& threads)
       : inflater_(bytes),
         rowBytes_(rowBytes),
         rows_(rows),
         bandRows_(std::clamp<std::size_t>(bandBytes / rowBytes, 1, rows)),
-        count_((rows + bandRows_ - 1) / bandRows_) {
+        count_((rows + bandRows_ - 1) / bandRows_),
+        work_(threads, [this] { return fillNext(); }) {
     // A pixel of three bytes is read as one of four.
     for (Scratch& band : memory_) band = Scratch(bandRows_ * rowBytes + 1);
   }
-  ~Bands() {
-    {
-      const std::lock_guard lock(mutex_);
-      ended_ = true;
-    }
-    changed_.notify_all();
-    if (helper_.joinable()) helper_.join();
-  }
-  Bands(const Bands&) = delete;
-  Bands& operator=(const Bands&) = delete;
 
   bool ready() const {
     return inflater_.ready() && std::all_of(memory_.begin(), memory_.end(),
                                             [](const Scratch& band) { return bool(band); });
-  }
-
-  void getHelper(unsigned threads) {
-    // Threads cost about what such a number of bands does.
-    constexpr std::size_t worthIt = 8;
-    if (threads < 2 || count_ < worthIt || !PictureAtWork::leavesRoom(threads)) return;
-    try {
-      helping_ = true;
-      helper_ = std::thread([this, threads] { help(threads); });
-    } catch (const std::system_error&) {
-      helping_ = false;
-    }
   }
 
   /// The filtered bytes of the next row, valid until the next call; null where they are damaged.
@@ -180,9 +193,7 @@ class Bands {
 
   bool finish() {
     // After the last row the helper, too, has nothing left to do.
-    if (row_ != rows_) return false;
-    if (helper_.joinable()) helper_.join();
-    return inflater_.finish(memory_[0].data());
+    return row_ == rows_ && work_.end() && inflater_.finish(memory_[0].data());
   }
 
  private:
@@ -192,38 +203,45 @@ class Bands {
     return inflater_.fill(bandAt(band), std::min(bandRows_, rows_ - band * bandRows_) * rowBytes_);
   }
 
-  /// Waits for the helper's band, or unpacks it here.
-  bool nextBand() {
+  /// Unpacks the next band, if nobody does and there is a place: not that of the one that is read.
+  bool fillNext() {
     std::unique_lock lock(mutex_);
-    reading_ = row_ / bandRows_;
+    if (filling_ || damaged_ || filled_ == count_ || filled_ - reading_ >= memory_.size())
+      return false;
+    filling_ = true;
+    const std::size_t band = filled_;
+    lock.unlock();
+    const bool done = fill(band);
+    lock.lock();
+    filling_ = false;
+    if (done)
+      ++filled_;
+    else
+      damaged_ = true;
     changed_.notify_all();
-    changed_.wait(lock, [&] { return filled_ > reading_ || !helping_; });
-    if (filled_ > reading_) return true;
-    if (damaged_ || !fill(reading_)) return false;
-    filled_ = reading_ + 1;
-    return true;
+    return done;
   }
 
-  void help(unsigned threads) {
-    std::unique_lock lock(mutex_);
-    while (!ended_ && !damaged_ && filled_ < count_ && PictureAtWork::leavesRoom(threads)) {
-      // All bands but the one that is being read may be filled.
-      if (filled_ - reading_ >= memory_.size()) {
-        changed_.wait(lock);
-        continue;
+  /// Unpacks the band here, unless a helper has begun to.
+  bool nextBand() {
+    {
+      std::unique_lock lock(mutex_);
+      reading_ = row_ / bandRows_;
+      while (filled_ <= reading_ && !damaged_) {
+        if (filling_) {
+          changed_.wait(lock);
+        } else {
+          lock.unlock();
+          fillNext();
+          lock.lock();
+        }
       }
-      const std::size_t band = filled_;
-      lock.unlock();
-      const bool done = fill(band);
-      lock.lock();
-      if (done)
-        ++filled_;
-      else
-        damaged_ = true;
-      changed_.notify_all();
+      if (filled_ <= reading_) return false;
     }
-    helping_ = false;
-    changed_.notify_all();
+    // Waking a helper costs about what such a number of bands does.
+    constexpr std::size_t worthIt = 8;
+    if (count_ >= worthIt) work_.callHelper();
+    return true;
   }
 
   Inflater inflater_;
@@ -238,28 +256,24 @@ class Bands {
   std::condition_variable changed_;
   std::size_t reading_ = 0;
   std::size_t filled_ = 0;
+  bool filling_ = false;
   bool damaged_ = false;
-  bool ended_ = false;
-  bool helping_ = false;
-  std::thread helper_;
+  /// Last, so that no helper is at work when the others go.
+  SharedWork work_;
 };
 
 class PngRows final : public RowSource {
  public:
-  PngRows(Bytes bytes, const PictureHeader& header)
+  PngRows(Bytes bytes, const PictureHeader& header, const PictureThreads& threads)
       : width_(header.width),
         height_(header.height),
         unit_(header.hasAlpha ? 4 : 3),
-        bands_(bytes, width_ * unit_ + 1, height_),
+        bands_(bytes, width_ * unit_ + 1, height_, threads),
         above_(width_ * 4) {
     if (above_) std::memset(above_.data(), 0, width_ * 4);
   }
 
-  bool start(unsigned threads) {
-    if (!bands_.ready() || !above_) return false;
-    bands_.getHelper(threads);
-    return true;
-  }
+  bool ready() const { return bands_.ready() && above_; }
   std::size_t width() const override { return width_; }
   std::size_t height() const override { return height_; }
   bool isOpaque() const override { return unit_ == 3; }
@@ -313,11 +327,12 @@ bool canHold(Bytes bytes, const PictureHeader& header) {
 
 }  // namespace
 
-std::unique_ptr<RowSource> openPngRows(Bytes bytes, const PictureHeader& header, unsigned threads) {
+std::unique_ptr<RowSource> openPngRows(Bytes bytes, const PictureHeader& header,
+                                       const PictureThreads& threads) {
   constexpr std::size_t widest = std::size_t{1} << 28;
   if (!isUsual(bytes, header) || header.width > widest || !canHold(bytes, header)) return nullptr;
-  auto rows = std::make_unique<PngRows>(bytes, header);
-  return rows->start(threads) ? std::move(rows) : nullptr;
+  auto rows = std::make_unique<PngRows>(bytes, header, threads);
+  return rows->ready() ? std::move(rows) : nullptr;
 }
 
 }  // namespace vecamera::device

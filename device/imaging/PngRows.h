@@ -3,14 +3,16 @@
 #include <memory>
 
 #include "device/imaging/Codecs.h"
+#include "device/imaging/Helpers.h"
 #include "device/imaging/RowSource.h"
 
 namespace vecamera::device {
 
 /// The rows of the most usual PNGs: eight bits a channel, RGB with or without alpha, not interlaced
 /// and without a transparent colour. Null for others, and where the bytes cannot hold the picture.
-/// A large one is unpacked by a second thread, where `threads` allows. Chunks and their checksums
+/// A helper unpacks a large one ahead of the reader. Chunks and their checksums
 /// are checked; a PNG that fails here fails as a whole.
-std::unique_ptr<RowSource> openPngRows(Bytes bytes, const PictureHeader& header, unsigned threads);
+std::unique_ptr<RowSource> openPngRows(Bytes bytes, const PictureHeader& header,
+                                       const PictureThreads& threads);
 
 }  // namespace vecamera::device

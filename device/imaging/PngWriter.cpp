@@ -4,14 +4,10 @@
 #include <libdeflate.h>
 
 #include <algorithm>
-#include <condition_variable>
 #include <cstring>
 #include <deque>
-#include <memory>
 #include <mutex>
 #include <string_view>
-#include <system_error>
-#include <thread>
 
 #include "device/imaging/Helpers.h"
 #include "device/imaging/RowFilters.h"
@@ -22,7 +18,7 @@ namespace {
 
 constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
 constexpr std::string_view profileName = "ICC profile";
-constexpr std::uint8_t filterPaethByte = 4;
+enum class PngFilter : std::uint8_t { none = 0, paeth = 4 };
 constexpr std::size_t maxChunkLength = 0x7FFFFFFF;
 /// Long enough that starting afresh costs little, short enough to share the work evenly.
 constexpr std::size_t usualStripBytes = std::size_t{1} << 18;
@@ -76,34 +72,71 @@ struct Strip {
   std::size_t filteredBytes = 0;
 };
 
-/// Filters and compresses; the rows are let go of. Without memory, what is packed stays empty.
-void compress(Strip& strip, std::size_t rowBytes, std::size_t unit) {
-  strip.filteredBytes = (rowBytes + 1) * strip.count;
+struct RowShape {
+  std::size_t bytes = 0;
+  /// Bytes from a pixel to the next.
+  std::size_t unit = 0;
+};
+
+/// Whether at least half of the bytes in some of the rows are as in the pixel to their left, as in
+/// drawings and pages of text. The noise of a photograph leaves few of them alike.
+bool looksFlat(const Strip& strip, const RowShape& shape) {
+  constexpr std::size_t step = 8;
+  std::size_t alike = 0;
+  std::size_t seen = 0;
+  for (std::size_t y = strip.hasAbove ? 1 : 0; y < strip.count; y += step) {
+    const std::uint8_t* row = strip.rows.data() + y * shape.bytes;
+    for (std::size_t i = shape.unit; i < shape.bytes; ++i) alike += row[i] == row[i - shape.unit];
+    seen += shape.bytes - shape.unit;
+  }
+  return alike * 2 >= seen;
+}
+
+void filterRows(const Strip& strip, const RowShape& shape, PngFilter filter, std::uint8_t* to) {
+  const std::uint8_t* row = strip.rows.data() + (strip.hasAbove ? shape.bytes : 0);
+  for (std::size_t y = 0; y < strip.count; ++y, row += shape.bytes, to += shape.bytes) {
+    *to++ = static_cast<std::uint8_t>(filter);
+    if (filter == PngFilter::paeth)
+      filterPaeth(row, strip.hasAbove || y > 0 ? row - shape.bytes : nullptr, shape.bytes,
+                  shape.unit, to);
+    else
+      std::memcpy(to, row, shape.bytes);
+  }
+}
+
+/// Filters and compresses. Without memory, what is packed stays empty.
+void compress(Strip& strip, const RowShape& shape) {
+  strip.filteredBytes = (shape.bytes + 1) * strip.count;
   const Scratch filtered(strip.filteredBytes);
   if (!filtered) return;
-  const std::uint8_t* row = strip.rows.data() + (strip.hasAbove ? rowBytes : 0);
-  std::uint8_t* to = filtered.data();
-  for (std::size_t y = 0; y < strip.count; ++y, row += rowBytes, to += rowBytes) {
-    *to++ = filterPaethByte;
-    filterPaeth(row, strip.hasAbove || y > 0 ? row - rowBytes : nullptr, rowBytes, unit, to);
-  }
-  strip.rows = Scratch();
-  strip.checksum = libdeflate_adler32(1, filtered.data(), strip.filteredBytes);
-  strip.packed = deflatedPiece({filtered.data(), strip.filteredBytes});
+  const Bytes plain(filtered.data(), strip.filteredBytes);
+  filterRows(strip, shape, PngFilter::paeth, filtered.data());
+  strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
+  strip.packed = deflatedPiece(plain);
+  if (strip.packed.empty() || !looksFlat(strip, shape)) return;
+  // What repeats itself is often smaller as it is, and quickly compressed twice.
+  filterRows(strip, shape, PngFilter::none, filtered.data());
+  auto unfiltered = deflatedPiece(plain);
+  if (unfiltered.empty() || unfiltered.size() >= strip.packed.size()) return;
+  strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
+  strip.packed = std::move(unfiltered);
 }
 
 /// The strips that wait for a thread. The thread that reads rows adds them and compresses, too,
-/// when enough of them wait; a helper takes them as they come.
+/// when enough of them wait; helpers take them as they come.
 class Compression {
  public:
-  Compression(std::size_t rowBytes, std::size_t unit, unsigned threads)
-      : rowBytes_(rowBytes), unit_(unit), threads_(threads) {}
-  ~Compression() {
-    end();
-    for (std::thread& helper : helpers_) helper.join();
+  Compression(const RowShape& shape, const PictureThreads& threads)
+      : shape_(shape), work_(threads, [this] { return compressNext(); }) {}
+
+  /// Memory for so many rows, perhaps that of a strip that is done: always ask for as many.
+  Scratch memoryFor(std::size_t rows) {
+    const std::lock_guard lock(mutex_);
+    if (spare_.empty()) return Scratch(rows * shape_.bytes);
+    Scratch last = std::move(spare_.back());
+    spare_.pop_back();
+    return last;
   }
-  Compression(const Compression&) = delete;
-  Compression& operator=(const Compression&) = delete;
 
   void add(Strip& strip) {
     constexpr std::size_t mostWaiting = 3;
@@ -111,58 +144,29 @@ class Compression {
       const std::lock_guard lock(mutex_);
       waiting_.push_back(&strip);
     }
-    changed_.notify_one();
-    getHelper();
-    while (waitingCount() > (helpers_.empty() ? 0 : mostWaiting)) compressNext();
+    const std::size_t leave = work_.callHelper() ? mostWaiting : 0;
+    while (waitingCount() > leave) compressNext();
   }
 
-  /// Returns when all strips are compressed.
-  void finish() {
-    end();
+  /// Returns when all strips are compressed; false where that failed.
+  bool finish() {
     while (compressNext()) continue;
-    for (std::thread& helper : helpers_) helper.join();
-    helpers_.clear();
+    return work_.end();
   }
 
  private:
-  void getHelper() {
-    if (helpers_.size() + 1 >= threads_ || !PictureAtWork::leavesRoom(threads_)) return;
-    try {
-      helpers_.emplace_back([this] { help(); });
-    } catch (const std::system_error&) {
-      // This thread does it all, then.
-      threads_ = 1;
-    }
-  }
-
-  void help() {
-    while (PictureAtWork::leavesRoom(threads_)) {
-      Strip* strip = nullptr;
-      {
-        std::unique_lock lock(mutex_);
-        changed_.wait(lock, [&] { return ended_ || !waiting_.empty(); });
-        strip = takeFirst();
-      }
-      if (!strip) return;
-      compress(*strip, rowBytes_, unit_);
-    }
-  }
-
   bool compressNext() {
     Strip* strip = nullptr;
     {
       const std::lock_guard lock(mutex_);
-      strip = takeFirst();
+      if (waiting_.empty()) return false;
+      strip = waiting_.front();
+      waiting_.pop_front();
     }
-    if (strip) compress(*strip, rowBytes_, unit_);
-    return strip != nullptr;
-  }
-
-  Strip* takeFirst() {
-    if (waiting_.empty()) return nullptr;
-    Strip* strip = waiting_.front();
-    waiting_.pop_front();
-    return strip;
+    compress(*strip, shape_);
+    const std::lock_guard lock(mutex_);
+    spare_.push_back(std::move(strip->rows));
+    return true;
   }
 
   std::size_t waitingCount() {
@@ -170,22 +174,12 @@ class Compression {
     return waiting_.size();
   }
 
-  void end() {
-    {
-      const std::lock_guard lock(mutex_);
-      ended_ = true;
-    }
-    changed_.notify_all();
-  }
-
-  const std::size_t rowBytes_;
-  const std::size_t unit_;
-  unsigned threads_;
+  const RowShape shape_;
   std::mutex mutex_;
-  std::condition_variable changed_;
   std::deque<Strip*> waiting_;
-  bool ended_ = false;
-  std::vector<std::thread> helpers_;
+  std::vector<Scratch> spare_;
+  /// Last, so that no helper is at work when the others go.
+  SharedWork work_;
 };
 
 std::vector<std::uint8_t> headerChunk(const PngPixels& pixels) {
@@ -206,11 +200,13 @@ constexpr std::uint8_t zlibHead[] = {0x78, 0x01};
 /// An empty last block.
 constexpr std::uint8_t deflateEnd[] = {0x03, 0x00};
 
+/// Empty without memory.
 std::vector<std::uint8_t> profileChunk(const std::vector<std::uint8_t>& profile) {
   std::vector<std::uint8_t> contents(profileName.begin(), profileName.end());
   contents.push_back(0);  // ends the name
   contents.push_back(0);  // the compression method: zlib
   const auto packed = deflatedPiece(profile);
+  if (packed.empty()) return {};
   contents.insert(contents.end(), std::begin(zlibHead), std::end(zlibHead));
   contents.insert(contents.end(), packed.begin(), packed.end());
   contents.insert(contents.end(), std::begin(deflateEnd), std::end(deflateEnd));
@@ -223,17 +219,18 @@ std::size_t rowsPerStrip(std::size_t rowBytes) {
 }
 
 /// Reads the rows strip by strip and has them compressed.
-bool compressStrips(const PngPixels& pixels, unsigned threads, std::vector<Strip>& strips) {
+bool compressStrips(const PngPixels& pixels, const PictureThreads& threads,
+                    std::vector<Strip>& strips) {
   const std::size_t rowBytes = pixels.width * pixels.channels;
-  const std::size_t most = rowsPerStrip(rowBytes);
+  const std::size_t most = std::min(rowsPerStrip(rowBytes), pixels.height);
   Scratch above(rowBytes);
   if (!above) return false;
-  Compression compression(rowBytes, pixels.channels, threads);
+  Compression compression({rowBytes, pixels.channels}, threads);
   std::size_t y = 0;
   for (Strip& strip : strips) {
     strip.count = std::min(most, pixels.height - y);
     strip.hasAbove = y > 0;
-    strip.rows = Scratch(rowBytes * (strip.count + 1));
+    strip.rows = compression.memoryFor(most + 1);
     if (!strip.rows) return false;
     std::uint8_t* rows = strip.rows.data();
     if (strip.hasAbove) {
@@ -245,9 +242,9 @@ bool compressStrips(const PngPixels& pixels, unsigned threads, std::vector<Strip
     y += strip.count;
     compression.add(strip);
   }
-  compression.finish();
-  return std::none_of(strips.begin(), strips.end(),
-                      [](const Strip& strip) { return strip.packed.empty(); });
+  return compression.finish() && std::none_of(strips.begin(), strips.end(), [](const Strip& strip) {
+           return strip.packed.empty();
+         });
 }
 
 }  // namespace
@@ -260,19 +257,23 @@ void appendPngChunk(std::vector<std::uint8_t>& png, const char (&type)[5], Bytes
   appendBigEndian(png, libdeflate_crc32(0, png.data() + checkedFrom, png.size() - checkedFrom));
 }
 
-std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels, unsigned threads) {
+std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels,
+                                                  const PictureThreads& threads) {
   const std::size_t rowBytes = pixels.width * pixels.channels;
   const std::size_t perStrip = rowsPerStrip(rowBytes);
   if (rowBytes >= maxChunkLength / 2) return std::nullopt;
   std::vector<Strip> strips((pixels.height + perStrip - 1) / perStrip);
-  if (!compressStrips(pixels, threads, strips)) return std::nullopt;
+  std::vector<std::uint8_t> profile;
+  if (pixels.profile) profile = profileChunk(*pixels.profile);
+  if ((pixels.profile && profile.empty()) || !compressStrips(pixels, threads, strips))
+    return std::nullopt;
 
   std::size_t packedBytes = 0;
   for (const Strip& strip : strips) packedBytes += strip.packed.size() + 12;
   std::vector<std::uint8_t> png(signature.begin(), signature.end());
-  png.reserve(packedBytes + 1024 + (pixels.profile ? pixels.profile->size() : 0));
+  png.reserve(packedBytes + 1024 + profile.size());
   appendPngChunk(png, "IHDR", headerChunk(pixels));
-  if (pixels.profile) appendPngChunk(png, "iCCP", profileChunk(*pixels.profile));
+  if (pixels.profile) appendPngChunk(png, "iCCP", profile);
   appendPngChunk(png, "IDAT", zlibHead);
   std::uint32_t checksum = 1;
   for (Strip& strip : strips) {

@@ -8,6 +8,7 @@
 
 #include "device/imaging/Bitmap.h"
 #include "device/imaging/Codecs.h"
+#include "device/imaging/Helpers.h"
 
 namespace vecamera::device {
 
@@ -25,9 +26,10 @@ struct PngPixels {
 };
 
 /// The PNG, with the bytes that any number of threads gives. Rows are filtered and compressed in
-/// strips, each by itself, on up to `threads` threads together with the calling one; those beyond
-/// it are left alone where other pictures are at work. Nothing where rows or memory are lacking.
-std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels, unsigned threads);
+/// strips, each by itself, by the calling thread and its helpers. The filter is Paeth's, but in
+/// strips that are flat and come out smaller without. Nothing where rows or memory are lacking.
+std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels,
+                                                  const PictureThreads& threads);
 
 /// Appends a chunk, with its length and checksum.
 void appendPngChunk(std::vector<std::uint8_t>& png, const char (&type)[5], Bytes contents);

@@ -26,7 +26,7 @@ ColorProfile profileOf(const Encoded& encoded) {
 
 std::optional<DecodedPicture> turnedPixels(const Source& source, const Turn& turn,
                                            double coverWidth, double coverHeight,
-                                           unsigned threads) {
+                                           const PictureThreads& threads) {
   if (const Encoded* encoded = source.encoded()) {
     auto decoded =
         decode(encoded->bytes.bytes(), encoded->header, turn, coverWidth, coverHeight, threads);
@@ -81,10 +81,10 @@ PixelRange usableTurned(const PixelRange& stored, std::size_t step, std::size_t 
 }
 
 /// The colours of a source that is decoded row by row go straight to the resampler, which turns
-/// them as well: neither the decoded nor the turned picture ever stands in memory. Nothing where
-/// that cannot be done, or fails.
-std::optional<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double shownHeight,
-                                    unsigned threads) {
+/// them as well: neither the decoded nor the turned picture ever stands in memory. Not for pictures
+/// that have no rows to read, nor for scales that are too coarse for the resampler.
+Attempt<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double shownHeight,
+                              const PictureThreads& threads) {
   const Encoded* encoded = layout.source->encoded();
   if (!encoded) return std::nullopt;
   const bool swaps = layout.turn->swapsAxes;
@@ -109,27 +109,28 @@ std::optional<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, dou
                       swaps},
                      source->width(), pixelBytes, bandRows);
   const Scratch band(source->width() * bandRows * pixelBytes);
-  if (!scaler.ready() || !band) return std::nullopt;
+  if (!scaler.ready() || !band) return failedAttempt<Bitmap>();
   std::array<const std::uint8_t*, bandRows> rows;
   for (std::size_t i = 0; i < bandRows; ++i)
     rows[i] = band.data() + i * source->width() * pixelBytes;
   for (std::size_t y = 0; y < source->height(); y += bandRows) {
     const std::size_t count = std::min(bandRows, source->height() - y);
-    if (!source->read(reinterpret_cast<std::uint32_t*>(band.data()), count)) return std::nullopt;
+    if (!source->read(reinterpret_cast<std::uint32_t*>(band.data()), count))
+      return failedAttempt<Bitmap>();
     scaler.push(rows.data(), count);
   }
   auto result = Bitmap::uninitialized(layout.columns.count, layout.rows.count);
   if (!result || !source->finish() ||
       !scaler.finish(
           {result->width(), result->height(), result->strideBytes(), result->bytesOfRow(0)}))
-    return std::nullopt;
+    return failedAttempt<Bitmap>();
   result->setKnownOpaque(source->isOpaque());
   if (!source->isOpaque()) result->limitColorsToAlpha();
   result->setProfile(profileOf(*encoded));
   return result;
 }
 
-std::optional<Bitmap> drawnAligned(const Layout& layout, unsigned threads) {
+std::optional<Bitmap> drawnAligned(const Layout& layout, const PictureThreads& threads) {
   const AffineMap& map = layout.map;
   const Turn& turn = *layout.turn;
   const double stretchX = turn.swapsAxes ? map.c : map.a;
@@ -141,9 +142,9 @@ std::optional<Bitmap> drawnAligned(const Layout& layout, unsigned threads) {
       std::abs(stretchY) *
       static_cast<double>(turn.swapsAxes ? layout.source->width() : layout.source->height());
   if (std::abs(stretchX) != 1 || std::abs(stretchY) != 1) {
-    auto result = drawnFromRows(layout, shownWidth, shownHeight, threads);
-    if (result) fadeEdges(*result, layout);
-    if (result) return result;
+    auto attempt = drawnFromRows(layout, shownWidth, shownHeight, threads);
+    if (attempt && *attempt) fadeEdges(**attempt, layout);
+    if (attempt) return std::move(*attempt);
   }
   auto pixels = turnedPixels(*layout.source, turn, turn.swapsAxes ? shownHeight : shownWidth,
                              turn.swapsAxes ? shownWidth : shownHeight, threads);
@@ -162,7 +163,7 @@ std::optional<Bitmap> drawnAligned(const Layout& layout, unsigned threads) {
   return result;
 }
 
-std::optional<Bitmap> drawnFreely(const Layout& layout, unsigned threads) {
+std::optional<Bitmap> drawnFreely(const Layout& layout, const PictureThreads& threads) {
   const auto cover = [](double first, double second, std::size_t length) {
     return std::hypot(first, second) * static_cast<double>(length);
   };
@@ -214,7 +215,7 @@ bool lay(Layer layer, const Recording& recording, std::optional<Bitmap>& canvas)
   return true;
 }
 
-std::optional<Bitmap> carriedOut(const Recording& recording, unsigned threads) {
+std::optional<Bitmap> carriedOut(const Recording& recording, const PictureThreads& threads) {
   std::optional<Bitmap> canvas;
   for (const Drawing& drawing : recording.drawings) {
     // A drawing that does not show on the canvas has no layer, which is no failure.
@@ -230,7 +231,7 @@ std::optional<Bitmap> carriedOut(const Recording& recording, unsigned threads) {
 
 }  // namespace
 
-std::optional<Bitmap> render(const Source& source, unsigned threads) {
+std::optional<Bitmap> render(const Source& source, const PictureThreads& threads) {
   if (const Recording* recording = source.recording()) return carriedOut(*recording, threads);
   const auto width = static_cast<double>(source.width());
   const auto height = static_cast<double>(source.height());

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "device/imaging/Bitmap.h"
+#include "device/imaging/Helpers.h"
 #include "device/imaging/Picture.h"
 
 namespace vecamera::device {
@@ -10,7 +11,7 @@ namespace vecamera::device {
 /// Makes the pixels of a source, as stored: decodes what is encoded, carries out what is recorded.
 /// A drawing that only turns, mirrors, scales and moves is one pass from the encoded bytes: decoded
 /// no finer than needed, turned exactly, resampled once. Nothing where a picture that shows cannot
-/// be decoded or the memory cannot be had. Any thread; `threads` is how many may work on it.
-std::optional<Bitmap> render(const Source& source, unsigned threads = 1);
+/// be decoded or the memory cannot be had. Any thread.
+std::optional<Bitmap> render(const Source& source, const PictureThreads& threads = {});
 
 }  // namespace vecamera::device

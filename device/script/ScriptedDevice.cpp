@@ -122,12 +122,14 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       log(observer),
       application(faults, observer),
       pickerSources(setup),
+      images({}, pictureThreads),
       faultyImages(images, faults),
       faultyGraphics(graphics, faults),
       imageFiles(
           [&observer](std::string_view type, const Dictionary& properties, std::size_t bytes) {
             observer.finalizedImageDestination(type, properties, bytes);
-          }),
+          },
+          pictureThreads),
       exports(lanes.platform(), [&observer](float progress) { observer.exporting(progress); },
               {[&observer] { return observer.interrupted(); },
                [&observer](const NSError& error) { observer.exportFailed(error); }}),

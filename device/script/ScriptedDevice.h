@@ -5,6 +5,7 @@
 #include <string>
 #include <variant>
 
+#include "VECamera/runtime/Executor.h"
 #include "device/camera/StillCamera.h"
 #include "device/container/Container.h"
 #include "device/foundation/ApplicationHome.h"
@@ -15,6 +16,7 @@
 #include "device/foundation/FileManager.h"
 #include "device/foundation/Urls.h"
 #include "device/imaging/Canvas.h"
+#include "device/imaging/Helpers.h"
 #include "device/imaging/ImageFiles.h"
 #include "device/imaging/Images.h"
 #include "device/location/LocationService.h"
@@ -144,6 +146,9 @@ struct ScriptedDevice {
 
   ScriptedApplication application;
   ScriptedPickerSources pickerSources;
+  /// Beside the lanes: what helpers do for a picture shows in no order of events.
+  ThreadPoolExecutor pictureHelpers{usualPictureThreads() - 1};
+  PictureThreads pictureThreads{usualPictureThreads(), pictureHelpers};
   Images images;
   FaultyImages faultyImages;
   Graphics graphics;

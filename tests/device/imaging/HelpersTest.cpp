@@ -1,0 +1,143 @@
+#include "device/imaging/Helpers.h"
+
+#include <future>
+#include <new>
+#include <random>
+
+#include "device/imaging/Images.h"
+#include "device/imaging/PngCodec.h"
+#include "device/imaging/PngRows.h"
+#include "tests/device/imaging/TestPictures.h"
+
+namespace vecamera::device {
+namespace {
+
+/// Pieces of work that are counted.
+struct Pieces {
+  int left = 0;
+  int done = 0;
+
+  std::function<bool()> doOne() {
+    return [this] {
+      if (left == 0) return false;
+      --left;
+      ++done;
+      return true;
+    };
+  }
+};
+
+TEST(Helpers, AHelperComesOnlyWhereFewerThreadsAreAtWork) {
+  QueueExecutor queue;
+  const PictureThreads two(2, queue);
+  const PictureThreads::AtWork one(two);
+  Pieces pieces{3};
+  SharedWork work(two, pieces.doOne());
+  EXPECT_TRUE(work.callHelper());
+  EXPECT_TRUE(work.callHelper());
+  EXPECT_EQ(queue.pending(), 1u);
+  {
+    // It was called, but another picture was faster.
+    const PictureThreads::AtWork other(two);
+    queue.runAll();
+    EXPECT_EQ(pieces.done, 0);
+    EXPECT_FALSE(work.callHelper());
+    EXPECT_EQ(queue.pending(), 0u);
+  }
+  EXPECT_TRUE(work.callHelper());
+  queue.runAll();
+  EXPECT_EQ(pieces.done, 3);
+  EXPECT_TRUE(work.end());
+}
+
+TEST(Helpers, AHelperLeavesWhereAnotherPictureComes) {
+  QueueExecutor queue;
+  const PictureThreads two(2, queue);
+  const PictureThreads::AtWork one(two);
+  std::optional<PictureThreads::AtWork> other;
+  int done = 0;
+  SharedWork work(two, [&] {
+    other.emplace(two);
+    return ++done < 3;
+  });
+  work.callHelper();
+  queue.runAll();
+  EXPECT_EQ(done, 1);
+}
+
+TEST(Helpers, AHelperThatComesTooLateDoesNothing) {
+  QueueExecutor queue;
+  Pieces pieces{3};
+  {
+    SharedWork work({2, queue}, pieces.doOne());
+    work.callHelper();
+    EXPECT_TRUE(work.end());
+    EXPECT_FALSE(work.callHelper());
+  }
+  queue.runAll();
+  EXPECT_EQ(pieces.done, 0);
+}
+
+TEST(Helpers, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
+  QueueExecutor queue;
+  SharedWork work({2, queue}, []() -> bool { throw std::bad_alloc(); });
+  work.callHelper();
+  queue.runAll();
+  EXPECT_TRUE(work.callHelper());
+  EXPECT_FALSE(work.end());
+}
+
+TEST(Helpers, MoreHelpersComeWhereMoreThreadsAreAllowed) {
+  QueueExecutor queue;
+  const PictureThreads four(4, queue);
+  const PictureThreads::AtWork one(four);
+  Pieces pieces;
+  SharedWork work(four, pieces.doOne());
+  for (int i = 0; i < 5; ++i) work.callHelper();
+  EXPECT_EQ(queue.pending(), 3u);
+}
+
+Bitmap noise(std::size_t width, std::size_t height) {
+  std::mt19937 random(3);
+  return bitmapOf(width, height, [&](std::size_t x, std::size_t y) {
+    return Rgba{static_cast<int>(random() % 256), static_cast<int>((x + random() % 9) % 256),
+                static_cast<int>(y % 256)};
+  });
+}
+
+bool readsAll(const std::vector<std::uint8_t>& png, const PictureThreads& threads) {
+  const auto header = readHeader(png).value();
+  const auto rows = openPngRows(png, header, threads);
+  Bitmap pixels = Bitmap::uninitialized(header.width, header.height).value();
+  return rows && rows->read(pixels.row(0), header.height) && rows->finish();
+}
+
+TEST(Helpers, PicturesDoNotWaitForHelpersThatNeverCome) {
+  QueueExecutor never;
+  const PictureThreads two(2, never);
+  const auto png = encodePng(noise(1200, 900)).value();
+  EXPECT_EQ(encodePng(noise(1200, 900), two), png);
+  EXPECT_TRUE(readsAll(png, two));
+  EXPECT_GE(never.pending(), 2u);
+  // All of what they would have worked on is gone.
+  never.runAll();
+}
+
+TEST(Helpers, PicturesMayBeMadeOnTheHelpersOwnExecutor) {
+  const auto png = encodePng(noise(1200, 900)).value();
+  ThreadPoolExecutor pool(3);
+  const PictureThreads three(3, pool);
+  std::vector<std::future<bool>> results;
+  for (int i = 0; i < 6; ++i) {
+    const auto made = std::make_shared<std::promise<bool>>();
+    results.push_back(made->get_future());
+    pool.post([&, made] {
+      const PictureThreads::AtWork atWork(three);
+      made->set_value(encodePng(noise(1200, 900), three) == png && readsAll(png, three));
+    });
+  }
+  for (auto& result : results) EXPECT_TRUE(result.get());
+}
+
+}  // namespace
+}  // namespace vecamera::device
