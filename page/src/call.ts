@@ -6,7 +6,7 @@ import type {
   BridgeValue,
 } from "./bridge.js";
 import { CameraError } from "./camera-error.js";
-import type { CallOptions } from "./options.js";
+import { type CallOptions, abortedBy } from "./options.js";
 
 /** One command on its way, answered at most once. */
 export interface Call {
@@ -20,12 +20,6 @@ function failureOf({ status, message, data }: BridgeFailure): CameraError {
   const told = data?.errorMsg;
   const text = message ?? (typeof told === "string" ? told : data && JSON.stringify(data));
   return new CameraError("plugin", text ?? String(status), { status, data });
-}
-
-export function abortedBy(signal: AbortSignal): CameraError {
-  return new CameraError("aborted", "the page no longer waits for the answer", {
-    cause: signal.reason,
-  });
 }
 
 export function startCall(
@@ -44,18 +38,16 @@ export function startCall(
     reject = whenFailed;
   });
 
-  /** Whether this was the first end of the call. */
-  const end = (): boolean => {
-    if (!open) return false;
+  /** The first end of the call counts. */
+  const end = (tell: () => void) => {
+    if (!open) return;
     open = false;
     clearTimeout(timer);
     signal?.removeEventListener("abort", abort);
     forget?.();
-    return true;
+    tell();
   };
-  const giveUp = (error: CameraError) => {
-    if (end()) reject(error);
-  };
+  const giveUp = (error: CameraError) => end(() => reject(error));
   const abort = () => giveUp(abortedBy(signal as AbortSignal));
 
   signal?.addEventListener("abort", abort);
@@ -66,9 +58,7 @@ export function startCall(
     );
   try {
     forget = bridge.call(command, list, {
-      success: (success) => {
-        if (end()) resolve(success.data);
-      },
+      success: ({ data }) => end(() => resolve(data)),
       error: (failure) => giveUp(failureOf(failure)),
       lost: (why) => giveUp(new CameraError("bridge", why)),
     });

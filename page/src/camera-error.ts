@@ -30,7 +30,7 @@ export class CameraError extends Error {
   readonly data: BridgeDictionary | undefined;
 
   constructor(code: CameraErrorCode, message: string, details: CameraErrorDetails = {}) {
-    super(message, "cause" in details ? { cause: details.cause } : undefined);
+    super(message, details);
     this.code = code;
     this.status = details.status;
     this.data = details.data;

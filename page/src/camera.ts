@@ -1,5 +1,5 @@
 import type { Bridge } from "./bridge.js";
-import { type Call, abortedBy, startCall } from "./call.js";
+import { type Call, startCall } from "./call.js";
 import { CameraError } from "./camera-error.js";
 import {
   type CallOptions,
@@ -8,10 +8,10 @@ import {
   checkCallOptions,
   warningsAbout,
 } from "./options.js";
-import { type Picture, inlineLength, pictureOf } from "./picture.js";
+import { type Picture, lengthOf, pictureOf } from "./picture.js";
 
 /** From this length on, an answer that holds the whole picture is worth a warning. */
-const hugeLength = 4 * 1024 * 1024;
+const hugeLength = 4e6;
 
 /** The plug-in, as a page sees it. The operations need no `this`. */
 export interface Camera {
@@ -43,27 +43,25 @@ export function createCamera(bridge: Bridge): Camera {
   const camera: Camera = {
     async takePicture(options = {}) {
       const list = argumentsOf(options);
-      if (options.signal?.aborted) throw abortedBy(options.signal);
       if (current?.isOpen()) {
         if (!options.replacePending)
           throw new CameraError(
             "busy",
-            "a picture is already being taken: wait for it, or give replacePending: true",
+            "a picture is being taken: wait for it, or give replacePending: true",
           );
-        current.giveUp(new CameraError("replaced", "a later takePicture took the place of this"));
+        current.giveUp(new CameraError("replaced", "a later takePicture took its place"));
       }
       warningsAbout(options).forEach(warnOnce);
       current = startCall(bridge, "takePicture", list, options);
 
       const picture = pictureOf(await current.answer, options.destination);
-      if (inlineLength(picture) >= hugeLength)
+      if (lengthOf(picture) >= hugeLength)
         warnOnce('an answer came with more than 4 MB inside: give a targetSize, or take "fileUrl"');
       return picture;
     },
 
     async cleanup(options = {}) {
       checkCallOptions(options);
-      if (options.signal?.aborted) throw abortedBy(options.signal);
       await startCall(bridge, "cleanup", [], options).answer;
     },
 

@@ -21,7 +21,10 @@ export interface FrameCall {
   readonly arguments: readonly BridgeValue[];
 }
 
-/** From the parent, over the port: an answer, or that no answer will come any more. */
+/**
+ * From the parent, over the port: an answer, or that no answer will come any more. An error without
+ * a `status` is the parent's own word for one call: it did not reach the plug-in.
+ */
 export type FrameMessage =
   | {
       readonly id: number;
@@ -38,23 +41,24 @@ function fromWire(value: unknown): BridgeValue {
   if (Array.isArray(value)) return value.map(fromWire);
   if (typeof value !== "object" || value === null) return value as BridgeValue;
   const entries = Object.entries(value);
-  const [key, only] = entries[0] ?? [];
-  if (entries.length === 1 && typeof only === "string") {
-    if (key === "bytes") return bytesOfBase64(only);
-    if (key === "url") return { href: only };
+  if (entries.length === 1) {
+    const { bytes, url } = value as { bytes?: unknown; url?: unknown };
+    if (typeof bytes === "string") return bytesOfBase64(bytes);
+    if (typeof url === "string") return { href: url };
   }
   return Object.fromEntries(entries.map(([name, each]) => [name, fromWire(each)]));
 }
 
 function deliver(message: Exclude<FrameMessage, { lost: string }>, callbacks: BridgeCallbacks) {
-  const { result, status = "", message: text, keepCallback = false } = message;
+  const { result, status, message: text, keepCallback } = message;
   let data: BridgeDictionary | undefined;
   try {
     data = message.data == null ? undefined : (fromWire(message.data) as BridgeDictionary);
   } catch {
-    return callbacks.lost("the answer holds bytes that are not Base64");
+    return callbacks.lost("the answer holds no Base64");
   }
   if (result === "success") callbacks.success({ data, keepCallback });
+  else if (status == null) callbacks.lost(text ?? "refused");
   else callbacks.error({ status, message: text, data, keepCallback });
 }
 
@@ -68,50 +72,52 @@ function deliver(message: Exclude<FrameMessage, { lost: string }>, callbacks: Br
  */
 export function frameBridge(page: FramedPage = window): Bridge {
   const open = new Map<number, BridgeCallbacks>();
-  const waiting: FrameCall[] = [];
-  let port: MessagePort | undefined;
   let lost: string | undefined;
   let lastId = 0;
 
   const lose = (why: string) => {
     lost = why;
-    const callbacks = [...open.values()];
+    open.forEach((callbacks) => callbacks.lost(why));
     open.clear();
-    for (const each of callbacks) each.lost(why);
   };
 
   const onAnswer = ({ data: message }: MessageEvent<FrameMessage>) => {
     if ("lost" in message) return lose(message.lost);
     const callbacks = open.get(message.id);
-    if (!callbacks) return;
     if (!message.keepCallback) open.delete(message.id);
-    deliver(message, callbacks);
+    if (callbacks) deliver(message, callbacks);
   };
 
-  const onMessage = (event: MessageEvent) => {
-    if (event.source !== page.parent || event.data?.vecamera !== "port" || !event.ports[0]) return;
-    page.removeEventListener("message", onMessage);
-    port = event.ports[0];
-    port.onmessage = onAnswer;
-    // A call that was given up meanwhile must not open a picker.
-    for (const call of waiting.splice(0)) if (open.has(call.id)) port.postMessage(call);
-  };
-
-  if (page.parent === (page as unknown)) {
-    lost = "the page is not inside a frame of the simulator";
-  } else {
+  const ready = new Promise<MessagePort>((given) => {
+    const onMessage = (event: MessageEvent) => {
+      const port = event.ports[0];
+      if (event.source !== page.parent || event.data?.vecamera !== "port" || !port) return;
+      // Another bridge of this page waits for a port of its own.
+      event.stopImmediatePropagation();
+      page.removeEventListener("message", onMessage);
+      port.onmessage = onAnswer;
+      given(port);
+    };
     page.addEventListener("message", onMessage);
-    page.parent.postMessage({ vecamera: "hello", version: 1 }, "*");
-  }
+  });
+
+  if (page.parent === (page as unknown)) lose("the page is not inside a frame of the simulator");
+  else page.parent.postMessage({ vecamera: "hello", version: 1 }, "*");
 
   return {
     call(command, list, callbacks) {
-      if (lost !== undefined) return callbacks.lost(lost);
+      if (lost != null) return callbacks.lost(lost);
       const id = ++lastId;
       const call: FrameCall = { id, command, arguments: list };
       open.set(id, callbacks);
-      if (port) port.postMessage(call);
-      else waiting.push(call);
+      ready
+        // A call that was given up meanwhile must not open a picker.
+        .then((port) => open.has(id) && port.postMessage(call))
+        .catch(() => {
+          // A function among the arguments, for example, cannot be passed on.
+          open.delete(id);
+          callbacks.lost("the arguments cannot be sent");
+        });
       return () => open.delete(id);
     },
   };

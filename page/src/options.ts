@@ -74,31 +74,28 @@ export interface PictureOptions extends CallOptions {
   replacePending?: boolean | undefined;
 }
 
-const sources = { photoLibrary: 0, camera: 1, savedPhotosAlbum: 2 };
-const destinations = { dataUrl: 0, fileUrl: 1, nativeUrl: 2 };
-const encodings = { jpeg: 0, png: 1 };
-const mediaKinds = { picture: 0, video: 1, all: 2 };
-/** The plug-in reads "the front camera" as a boolean. */
-const directions = { rear: false, front: true };
+/** Options that are one of some names, with what the plug-in takes for each. */
+const cases = {
+  source: { photoLibrary: 0, camera: 1, savedPhotosAlbum: 2 },
+  destination: { dataUrl: 0, fileUrl: 1, nativeUrl: 2 },
+  encoding: { jpeg: 0, png: 1 },
+  media: { picture: 0, video: 1, all: 2 },
+  /** The plug-in reads "the front camera" as a boolean. */
+  cameraDirection: { rear: false, front: true },
+};
+
+const flags = [
+  "allowsEditing",
+  "correctOrientation",
+  "saveToPhotoAlbum",
+  "usesGeolocation",
+  "replacePending",
+] as const;
 
 const longestTimer = 2 ** 31 - 1;
 
 const callNames = ["signal", "timeLimit"];
-const pictureNames = [
-  ...callNames,
-  "source",
-  "destination",
-  "quality",
-  "targetSize",
-  "encoding",
-  "media",
-  "allowsEditing",
-  "correctOrientation",
-  "saveToPhotoAlbum",
-  "cameraDirection",
-  "usesGeolocation",
-  "replacePending",
-];
+const pictureNames = [...callNames, ...Object.keys(cases), ...flags, "quality", "targetSize"];
 
 function refuse(name: string, wanted: string, value: unknown): never {
   const found = typeof value === "string" ? `"${value}"` : String(value);
@@ -112,14 +109,17 @@ function checkNames(options: unknown, names: readonly string[]): void {
     if (!names.includes(name)) refuse("options", `only ${names.join(", ")}`, name);
 }
 
-function caseOf<T>(name: string, value: string | undefined, cases: Record<string, T>): T | null {
+function caseOf(options: PictureOptions, name: keyof typeof cases): number | boolean | null {
+  const value = options[name];
   if (value == null) return null;
-  const names = Object.keys(cases);
+  const known: Record<string, number | boolean> = cases[name];
+  const names = Object.keys(known);
   if (!names.includes(value)) refuse(name, names.map((each) => `"${each}"`).join(" or "), value);
-  return cases[value] as T;
+  return known[value] as number | boolean;
 }
 
-function flagOf(name: string, value: boolean | undefined): boolean | null {
+function flagOf(options: PictureOptions, name: (typeof flags)[number]): boolean | null {
+  const value = options[name];
   if (value != null && typeof value !== "boolean") refuse(name, "true or false", value);
   return value ?? null;
 }
@@ -134,7 +134,7 @@ function qualityOf(value: number | undefined): number | null {
 /** The plug-in ignores a size with only one side, and one that is not positive. */
 function sideOf(name: string, value: number): number {
   if (!Number.isFinite(value) || value <= 0)
-    refuse(`targetSize.${name}`, "a number of pixels above 0, or leave targetSize out", value);
+    refuse(`targetSize.${name}`, "a number above 0, or leave targetSize out", value);
   return value;
 }
 
@@ -143,14 +143,19 @@ function sizeOf(size: PictureOptions["targetSize"]): [number | null, number | nu
   return [sideOf("width", size.width), sideOf("height", size.height)];
 }
 
+export function abortedBy({ reason }: AbortSignal): CameraError {
+  return new CameraError("aborted", "the page waits no longer", { cause: reason });
+}
+
 function checkWaiting({ signal, timeLimit }: CallOptions): void {
   if (signal != null && typeof signal.addEventListener !== "function")
     refuse("signal", "the signal of an AbortController", signal);
   if (timeLimit != null && !(timeLimit > 0 && timeLimit <= longestTimer))
     refuse("timeLimit", `milliseconds above 0, at most ${longestTimer}`, timeLimit);
+  if (signal?.aborted) throw abortedBy(signal);
 }
 
-/** Throws a `CameraError` that names the option and the cure. */
+/** Throws a `CameraError` that names the option and the cure, or that of a signal's abort. */
 export function checkCallOptions(options: CallOptions): void {
   checkNames(options, callNames);
   checkWaiting(options);
@@ -158,28 +163,27 @@ export function checkCallOptions(options: CallOptions): void {
 
 /**
  * The positional list of `takePicture`. What is not asked for is an empty slot, or missing at the
- * end, so that the plug-in takes its default. Throws a `CameraError` that names the option and the
- * cure.
+ * end, so that the plug-in takes its default. Throws as `checkCallOptions` does.
  */
 export function argumentsOf(options: PictureOptions): BridgeValue[] {
   checkNames(options, pictureNames);
   checkWaiting(options);
-  flagOf("replacePending", options.replacePending);
+  flagOf(options, "replacePending");
   const list = [
     qualityOf(options.quality),
-    caseOf("destination", options.destination, destinations),
-    caseOf("source", options.source, sources),
+    caseOf(options, "destination"),
+    caseOf(options, "source"),
     ...sizeOf(options.targetSize),
-    caseOf("encoding", options.encoding, encodings),
-    caseOf("media", options.media, mediaKinds),
-    flagOf("allowsEditing", options.allowsEditing),
-    flagOf("correctOrientation", options.correctOrientation),
-    flagOf("saveToPhotoAlbum", options.saveToPhotoAlbum),
+    caseOf(options, "encoding"),
+    caseOf(options, "media"),
+    flagOf(options, "allowsEditing"),
+    flagOf(options, "correctOrientation"),
+    flagOf(options, "saveToPhotoAlbum"),
     null, // Position 10 is never read.
-    caseOf("cameraDirection", options.cameraDirection, directions),
-    flagOf("usesGeolocation", options.usesGeolocation),
+    caseOf(options, "cameraDirection"),
+    flagOf(options, "usesGeolocation"),
   ];
-  while (list.length > 0 && list[list.length - 1] === null) list.pop();
+  while (list[list.length - 1] === null) list.pop();
   return list;
 }
 
@@ -191,11 +195,10 @@ export function warningsAbout(options: PictureOptions): string[] {
 
   if (destination === "dataUrl") {
     if (media !== "picture")
-      warnings.push('destination "dataUrl" sends a whole movie as text: take "fileUrl"');
+      warnings.push('destination "dataUrl" sends the whole movie as text: take "fileUrl"');
     else if (!options.targetSize)
       warnings.push(
-        'destination "dataUrl" without targetSize sends the whole picture as text: give a ' +
-          'targetSize, or take "fileUrl"',
+        'destination "dataUrl" sends the whole picture as text: give a targetSize, or take "fileUrl"',
       );
   }
   if (source === "photoLibrary" && media === "video")

@@ -1,4 +1,4 @@
-import type { BridgeDictionary } from "./bridge.js";
+import type { BridgeDictionary, BridgeUrl } from "./bridge.js";
 import { type Bytes, bytesOfBase64 } from "./bytes.js";
 import { CameraError } from "./camera-error.js";
 import type { PictureOptions } from "./options.js";
@@ -48,18 +48,16 @@ export function pictureOf(
   if (typeof value === "string") return textPicture(value, destination);
   if (ArrayBuffer.isView(value)) {
     const bytes = picturesBytes(value);
-    return { kind: "bytes", bytes, mimeType: bytes[0] === 0x89 ? "image/png" : "image/jpeg" };
+    return { kind: "bytes", bytes, mimeType: `image/${bytes[0] === 0x89 ? "png" : "jpeg"}` };
   }
   // Only the address of a file is a URL value.
-  if (typeof value === "object" && "href" in value && typeof value.href === "string")
-    return { kind: "fileUrl", url: value.href };
-  throw new CameraError("bridge", "the answer's callbackURI is no text, URL or bytes", {
-    data,
-  });
+  const { href } = value as Partial<BridgeUrl>;
+  if (typeof href === "string") return { kind: "fileUrl", url: href };
+  throw new CameraError("bridge", "the answer holds no text, URL or bytes", { data });
 }
 
-/** The length of what came inside the answer instead of behind an address. */
-export function inlineLength(picture: Picture): number {
-  if (picture.kind === "dataUrl") return picture.url.length;
-  return picture.kind === "bytes" ? picture.bytes.length : 0;
+/** The length of what came: next to nothing, where that is an address. */
+export function lengthOf(picture: Picture): number {
+  const came = "url" in picture ? picture.url : "bytes" in picture ? picture.bytes : "";
+  return came.length;
 }

@@ -71,7 +71,7 @@ describe("an answer becomes a picture", () => {
 
   it("that is huge is warned about, and still given", async () => {
     const { bridge, camera, warn } = openCamera();
-    const url = "data:image/png;base64,".padEnd(4 * 1024 * 1024, "A");
+    const url = "data:image/png;base64,".padEnd(4e6, "A");
     bridge.script("takePicture", deliver(url.slice(0, -1)), deliver(url));
     await camera.takePicture();
     expect(warn).not.toHaveBeenCalled();

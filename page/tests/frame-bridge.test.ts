@@ -116,6 +116,36 @@ describe("the bridge to a parent window", () => {
     await expect(taken).rejects.toMatchObject({ code: "bridge" });
   });
 
+  it("fails a call that the parent could not hand on, and only that one", async () => {
+    frame.givePort();
+    const taken = camera.takePicture();
+    const cleaned = camera.cleanup();
+    await frame.receive(2);
+    frame.answer({ id: 1, result: "error", message: "the simulator is not connected" });
+    await expect(taken).rejects.toMatchObject({
+      code: "bridge",
+      status: undefined,
+      message: "the simulator is not connected",
+    });
+    frame.answer({ id: 2, result: "success" });
+    expect(await cleaned).toBeUndefined();
+  });
+
+  it("leaves the next port to another bridge of the same page", async () => {
+    const other = createCamera(frameBridge(frame.page));
+    frame.givePort();
+    const second = new MessageChannel();
+    const heard = new Promise((resolve) => (second.port1.onmessage = resolve));
+    frame.say(frame.parent, { vecamera: "port" }, [second.port2]);
+    const cleaned = [camera.cleanup(), other.cleanup()];
+    await Promise.all([frame.receive(1), heard]);
+    frame.answer({ lost: "the page said hello again" });
+    await expect(cleaned[0]).rejects.toMatchObject({ message: "the page said hello again" });
+    second.port1.postMessage({ id: 1, result: "success" });
+    expect(await cleaned[1]).toBeUndefined();
+    second.port1.close();
+  });
+
   it("fails every call when the parent loses the container", async () => {
     frame.givePort();
     const taken = camera.takePicture();
@@ -170,6 +200,36 @@ describe("beneath the camera, the bridge", () => {
     ]);
     frame.channel.port1.close();
   });
+
+  it.each(["before", "after"])(
+    "gives up a call that cannot be sent %s there is a port, and keeps nothing of it",
+    async (when) => {
+      const frame = new Frame();
+      const bridge = frameBridge(frame.page);
+      if (when === "after") frame.givePort();
+      const heard: string[] = [];
+      const call = (name: string, list: unknown[]) =>
+        new Promise<void>((done) => {
+          const tell = (what: string) => {
+            heard.push(`${name}: ${what}`);
+            done();
+          };
+          bridge.call("takePicture", list as [], {
+            success: () => tell("success"),
+            error: () => tell("error"),
+            lost: tell,
+          });
+        });
+      const calls = [call("a", [() => 0]), call("b", [])];
+      if (when === "before") frame.givePort();
+      expect(await frame.receive(1)).toMatchObject([{ id: 2 }]);
+      frame.answer({ id: 1, result: "success" });
+      frame.answer({ id: 2, result: "success" });
+      await Promise.all(calls);
+      expect(heard).toEqual(["a: the arguments cannot be sent", "b: success"]);
+      frame.channel.port1.close();
+    },
+  );
 
   it("says so where the page is in no frame", async () => {
     const page = new EventTarget() as EventTarget & { parent?: unknown };

@@ -1,24 +1,11 @@
 import axe from "axe-core";
 import { mkdirSync } from "node:fs";
 import { join } from "node:path";
-import type { Browser } from "playwright-core";
-import { afterAll, afterEach, beforeAll, beforeEach, describe, expect, it } from "vitest";
-import { Desk, launchBrowser, Simulator } from "./desk";
+import { beforeEach, describe, expect, it } from "vitest";
+import { type Desk, useSimulator } from "./desk";
 
-let browser: Browser;
-let simulator: Simulator;
+const openDesk = useSimulator();
 let desk: Desk;
-
-beforeAll(async () => {
-  [browser, simulator] = await Promise.all([launchBrowser(), Simulator.start()]);
-});
-afterAll(async () => {
-  await browser?.close();
-  await simulator?.stop();
-});
-afterEach(async () => {
-  await desk.close();
-});
 
 const pictures = process.env.VECAMERA_SCREENSHOTS;
 
@@ -37,21 +24,24 @@ async function check(state: string): Promise<void> {
   }
 }
 
+/** The same, and a picture of it for the docs where those are asked for. */
+async function shown(state: string, picture: string): Promise<void> {
+  await check(state);
+  if (!pictures) return;
+  mkdirSync(pictures, { recursive: true });
+  // What has just been drawn is still on its way to the screen.
+  await desk.page.waitForTimeout(300);
+  await desk.page.screenshot({ path: join(pictures, `${picture}.png`) });
+}
+
 describe.each([
   ["light", false],
   ["dark", true],
 ])("in the %s theme", (theme, dark) => {
-  const see = async (state: string) => {
-    await check(state);
-    if (!pictures) return;
-    mkdirSync(pictures, { recursive: true });
-    // What has just been drawn is still on its way to the screen.
-    await desk.page.waitForTimeout(300);
-    await desk.page.screenshot({ path: join(pictures, `${state}-${theme}.png`) });
-  };
+  const see = (state: string) => shown(state, `${state}-${theme}`);
 
   beforeEach(async () => {
-    desk = await Desk.open(browser, simulator, { dark, samples: true });
+    desk = await openDesk({ dark, samples: true });
     await desk.chooseScene();
     await desk.page.locator("summary", { hasText: "Cameras and sources" }).click();
   });
@@ -161,7 +151,7 @@ describe("the keyboard", () => {
     );
 
   beforeEach(async () => {
-    desk = await Desk.open(browser, simulator);
+    desk = await openDesk();
   });
 
   it("stays inside a prompt, and goes back to the app after it", async () => {
@@ -205,10 +195,10 @@ describe("the keyboard", () => {
 describe("the layout", () => {
   it.each([
     ["1024 pixels", { width: 1024, height: 720 }, true],
-    ["a small window", { width: 420, height: 860 }, false],
+    ["the size of a phone", { width: 390, height: 844 }, false],
   ])("holds at %s", async (name, viewport, wide) => {
-    desk = await Desk.open(browser, simulator, { viewport });
-    await check(name);
+    desk = await openDesk({ viewport });
+    await shown(name, `at-${viewport.width}`);
     const { inner, outer } = await desk.page.evaluate(() => ({
       inner: document.documentElement.scrollWidth,
       outer: document.documentElement.clientWidth,

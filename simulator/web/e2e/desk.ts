@@ -11,7 +11,7 @@ import {
   type Locator,
   type Page,
 } from "playwright-core";
-import { expect } from "vitest";
+import { afterAll, afterEach, beforeAll, expect } from "vitest";
 
 function programPath(): string {
   const path = process.env.VECAMERA_PROGRAM;
@@ -24,7 +24,7 @@ export const program = programPath();
 // Pages of a build that is not in the program yet, to try them without building that again.
 const overlay = process.env.VECAMERA_WEB;
 
-export const undecided = {
+const undecided = {
   authorization: {
     camera: "notDetermined",
     photoLibrary: "notDetermined",
@@ -42,13 +42,13 @@ export class Simulator {
     readonly address: string,
   ) {}
 
-  static async start(device: object = undecided): Promise<Simulator> {
+  /** With that folder as the app, or the demo app. */
+  static async start(app?: string): Promise<Simulator> {
     const folder = mkdtempSync(join(tmpdir(), "vecamera-e2e-"));
     const file = join(folder, "device.json");
-    writeFileSync(file, JSON.stringify({ device }));
-    const child = spawn(program, ["serve", "--port", "0", "--device", file], {
-      stdio: ["ignore", "pipe", "inherit"],
-    });
+    writeFileSync(file, JSON.stringify({ device: undecided }));
+    const options = ["--port", "0", "--device", file, ...(app ? ["--app", app] : [])];
+    const child = spawn(program, ["serve", ...options], { stdio: ["ignore", "pipe", "inherit"] });
     const lines = createInterface({ input: child.stdout });
     const address = await new Promise<string>((resolve, reject) => {
       lines.once("line", resolve);
@@ -66,7 +66,7 @@ export class Simulator {
 }
 
 /** Debian's browser, with a camera, a microphone and a place of its own. */
-export function launchBrowser(): Promise<Browser> {
+function launchBrowser(): Promise<Browser> {
   return chromium.launch({
     executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
     args: [
@@ -282,6 +282,15 @@ export class Desk {
     if ((await section.getAttribute("open")) === null) await section.locator("summary").click();
   }
 
+  /** Does what starts the device anew, and waits until the app is there again. */
+  async startAnew(change: () => Promise<unknown>): Promise<void> {
+    const loading = this.page.waitForEvent("framenavigated", {
+      predicate: (frame) => frame !== this.page.mainFrame() && frame.url().startsWith("http"),
+    });
+    await change();
+    await (await loading).waitForLoadState();
+  }
+
   async setPermission(name: "Camera" | "Photos" | "Location", to: string): Promise<void> {
     await this.page.getByLabel(`${name} now`).selectOption(to);
   }
@@ -296,4 +305,31 @@ export class Desk {
     await this.page.getByRole("link", { name: "Download the recording" }).click();
     return (await waiting).path();
   }
+}
+
+/**
+ * The simulator and the browser of a file's tests. What it returns opens a tab, which is closed at
+ * the end of the test.
+ */
+export function useSimulator(app?: string): (options?: DeskOptions) => Promise<Desk> {
+  let browser: Browser | undefined;
+  let simulator: Simulator | undefined;
+  let desk: Desk | undefined;
+  beforeAll(async () => {
+    [browser, simulator] = await Promise.all([launchBrowser(), Simulator.start(app)]);
+  });
+  afterEach(async () => {
+    const closing = desk;
+    desk = undefined;
+    await closing?.close();
+  });
+  afterAll(async () => {
+    await browser?.close();
+    await simulator?.stop();
+  });
+  return async (options = {}) => {
+    if (!browser || !simulator) throw new Error("There is no simulator yet.");
+    desk = await Desk.open(browser, simulator, options);
+    return desk;
+  };
 }

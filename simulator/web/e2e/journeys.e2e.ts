@@ -1,24 +1,11 @@
-import type { Browser } from "playwright-core";
-import { afterAll, afterEach, beforeAll, describe, expect, it } from "vitest";
-import { Desk, type DeskOptions, launchBrowser, Simulator } from "./desk";
+import { describe, expect, it } from "vitest";
+import { type Desk, type DeskOptions, useSimulator } from "./desk";
 
-let browser: Browser;
-let simulator: Simulator;
+const openDesk = useSimulator();
 let desk: Desk;
 
-beforeAll(async () => {
-  [browser, simulator] = await Promise.all([launchBrowser(), Simulator.start()]);
-});
-afterAll(async () => {
-  await browser?.close();
-  await simulator?.stop();
-});
-afterEach(async () => {
-  await desk.close();
-});
-
 const open = async (options: DeskOptions = {}) => {
-  desk = await Desk.open(browser, simulator, options);
+  desk = await openDesk(options);
 };
 const openWithCamera = async (options: DeskOptions = {}) => {
   await open(options);
@@ -232,16 +219,29 @@ describe("the library", () => {
       .locator(".section", { hasText: "Photo library" })
       .locator(".section-aside");
     const before = Number(await count.textContent());
-    const picture = Buffer.from(
-      "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLvAAAAAElFTkSuQmCC",
-      "base64",
-    );
+    const dot =
+      "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLvAAAAAElFTkSuQmCC";
     await desk.page.setInputFiles("input[accept='image/*,video/*']", {
       name: "dot.png",
       mimeType: "image/png",
-      buffer: picture,
+      buffer: Buffer.from(dot, "base64"),
     });
     await expect.poll(() => count.textContent()).toBe(String(before + 1));
+
+    const dropped = await desk.page.evaluateHandle((base64) => {
+      const bytes = Uint8Array.from(atob(base64), (each) => each.charCodeAt(0));
+      const transfer = new DataTransfer();
+      for (const name of ["one.png", "two.png"])
+        transfer.items.add(new File([bytes], name, { type: "image/png" }));
+      return transfer;
+    }, dot);
+    const place = desk.page.locator(".drop");
+    await place.dispatchEvent("dragover", { dataTransfer: dropped });
+    await desk.page.locator(".drop.over").waitFor();
+    await place.dispatchEvent("drop", { dataTransfer: dropped });
+    await expect.poll(() => count.textContent()).toBe(String(before + 3));
+    await desk.page.locator(".drop.over").waitFor({ state: "detached" });
+
     await desk.button("Clear").click();
     await expect.poll(() => count.textContent()).toBe("0");
   });
@@ -370,6 +370,24 @@ describe("the device", () => {
     await desk.outcome(/^Data URL/);
   });
 
+  it("gives the page its answer after the connection was lost in the middle", async () => {
+    await openWithCamera();
+    await desk.page.addInitScript(() => {
+      const Real = WebSocket;
+      globalThis.WebSocket = class extends Real {
+        override send(data: string) {
+          super.send(data);
+          if (data.includes('"do":"capture"')) this.close();
+        }
+      };
+    });
+    await desk.page.reload();
+    await desk.press("Take a photo");
+    await desk.usePhoto();
+    await desk.outcome(/^File/);
+    await desk.command.getByText("success").waitFor();
+  });
+
   it("fails where it is told to, and only so often", async () => {
     await openWithCamera();
     await desk.openSection("Faults");
@@ -388,12 +406,33 @@ describe("the device", () => {
   it("without a camera says so", async () => {
     await open();
     await desk.openSection("Cameras and sources");
-    await desk.page.getByRole("switch", { name: "Camera", exact: true }).press("Space");
-    await expect
-      .poll(() => desk.page.getByRole("switch", { name: "Camera", exact: true }).isChecked())
-      .toBe(false);
+    const camera = desk.page.getByRole("switch", { name: "Camera", exact: true });
+    await desk.startAnew(() => camera.press("Space"));
+    expect(await camera.isChecked()).toBe(false);
     await desk.press("Take a photo");
     await desk.outcome(/^OBJECT_REFERENCE_FAILED: Camera disabled device$/);
+  });
+
+  it("offers and presents only what it is told to", async () => {
+    await openWithCamera({ samples: true });
+    await desk.setPermission("Photos", "authorized");
+    await desk.openSection("Cameras and sources");
+    const offers = desk.page.getByLabel("Photo library offers");
+    await desk.startAnew(() => offers.selectOption("photos"));
+    expect(await offers.inputValue()).toBe("photos");
+    await desk.press("From the library");
+    const pickers = () => desk.events.filter((event) => event.event === "present");
+    await expect.poll(pickers).toMatchObject([{ mediaTypes: ["public.image"] }]);
+    await desk.page.locator(".thumbnail:focus").waitFor();
+    await desk.page.keyboard.press("Escape");
+    await desk.outcome(/^You took no picture/);
+    const controller = desk.page.getByRole("switch", { name: "View controller" });
+    await desk.startAnew(() => controller.press("Space"));
+    expect(await controller.isChecked()).toBe(false);
+    await desk.press("Take a photo");
+    await desk.tab(/Open callbacks/);
+    await desk.page.locator(".ledger h3", { hasText: "takePicture" }).waitFor();
+    expect(pickers()).toHaveLength(1);
   });
 
   it("speaks the user's language and keeps the user's time", async () => {

@@ -1,7 +1,8 @@
 import { useCallback, useEffect, useMemo, useState } from "preact/hooks";
 import { Inspector } from "./inspector/Inspector";
 import { browserFix, LocationDriver } from "./media/LocationDriver";
-import { type Preferences, recallPreferences, rememberPreferences } from "./model/preferences";
+import { changedDevice } from "./model/device";
+import { noRoom, type Preferences, recallPreferences, rememberPreferences } from "./model/preferences";
 import type { Memory, SimulatorClient } from "./model/SimulatorClient";
 import { useModel } from "./model/Store";
 import { Panel } from "./panel/Panel";
@@ -76,11 +77,25 @@ export function App({ client, memory }: { client: SimulatorClient; memory: Memor
     (changes: Partial<Preferences>) =>
       setPreferences((before) => {
         const after = { ...before, ...changes };
-        rememberPreferences(memory, after);
+        if (!rememberPreferences(memory, after))
+          client.store.dispatch({ kind: "remark", text: noRoom });
         return after;
       }),
-    [memory],
+    [client, memory],
   );
+
+  useEffect(() => {
+    // A file that is dropped beside its place would be opened in the place of this page.
+    const onDrag = (event: DragEvent) => {
+      if (event.defaultPrevented) return;
+      event.preventDefault();
+      if (event.dataTransfer) event.dataTransfer.dropEffect = "none";
+    };
+    for (const type of ["dragover", "drop"] as const) window.addEventListener(type, onDrag);
+    return () => {
+      for (const type of ["dragover", "drop"] as const) window.removeEventListener(type, onDrag);
+    };
+  }, []);
 
   useEffect(() => {
     const root = document.documentElement;
@@ -195,8 +210,21 @@ function Connection({ simulator }: { simulator: Simulator }) {
 
 function Notice({ simulator }: { simulator: Simulator }) {
   const { client, model } = simulator;
+  const { device, state } = model;
   return (
     <div class="notice-place" role="alert">
+      {state?.broken && (
+        <div class="notice">
+          <Icon name="note" size={18} />
+          <p>The device does nothing any more: {state.broken}</p>
+          <Button
+            label="Start it anew"
+            onClick={() =>
+              void client.noticing(() => client.restart(changedDevice(device, state, {})))
+            }
+          />
+        </div>
+      )}
       {model.notice !== null && (
         <div class="notice">
           <Icon name="note" size={18} />

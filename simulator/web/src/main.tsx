@@ -1,6 +1,6 @@
 import { render } from "preact";
 import { App } from "./App";
-import { SimulatorClient } from "./model/SimulatorClient";
+import { type Memory, SimulatorClient } from "./model/SimulatorClient";
 import { Store } from "./model/Store";
 import { ServerTransport } from "./protocol/ServerTransport";
 import type { Transport } from "./protocol/Transport";
@@ -18,10 +18,20 @@ async function transport(): Promise<Transport> {
   return new ServerTransport(new URL(".", location.href));
 }
 
+/** The tab's own memory. Where the browser grants none, nothing outlives a reload. */
+function tabMemory(): Memory {
+  try {
+    return sessionStorage;
+  } catch {
+    return { getItem: () => null, setItem: () => {} };
+  }
+}
+
 async function start(root: HTMLElement): Promise<void> {
-  const client = new SimulatorClient(new Store(), await transport(), sessionStorage);
+  const memory = tabMemory();
+  const client = new SimulatorClient(new Store(), await transport(), memory);
   client.start();
-  render(<App client={client} memory={sessionStorage} />, root);
+  render(<App client={client} memory={memory} />, root);
 }
 
 const root = document.getElementById("root");

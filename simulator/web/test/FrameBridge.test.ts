@@ -1,37 +1,7 @@
 import { afterEach, beforeEach, describe, expect, it } from "vitest";
 import { FrameBridge } from "../src/frame/FrameBridge";
 import type { AnswerEvent, Json } from "../src/protocol/messages";
-
-const appOrigin = "http://127.0.0.1:4000";
-
-class FakePage {
-  port: MessagePort | null = null;
-  readonly received: unknown[] = [];
-  postMessage(data: unknown, origin: string, ports: MessagePort[]): void {
-    expect(data).toEqual({ vecamera: "port" });
-    expect(origin).toBe(appOrigin);
-    this.port = ports[0] ?? null;
-    if (this.port) this.port.onmessage = (event) => this.received.push(event.data);
-  }
-}
-
-class FakeWindow {
-  private listener: ((event: MessageEvent) => void) | null = null;
-  addEventListener(_: string, listener: (event: MessageEvent) => void): void {
-    this.listener = listener;
-  }
-  removeEventListener(): void {
-    this.listener = null;
-  }
-  post(data: unknown, source: unknown, origin: string): void {
-    this.listener?.({ data, source, origin } as MessageEvent);
-  }
-}
-
-// Ports deliver in tasks of their own.
-const delivered = async (ready: () => boolean) => {
-  while (!ready()) await new Promise((resolve) => setImmediate(resolve));
-};
+import { appOrigin, delivered, FakePage, FakeWindow } from "./frame";
 
 describe("FrameBridge", () => {
   const page = () => framed;
@@ -129,13 +99,19 @@ describe("FrameBridge", () => {
     expect(ran).toEqual([{ command: "cleanup", args: [] }]);
   });
 
-  it("forgets what the page waited for before it was loaded anew", async () => {
+  it("speaks to whoever said hello last, and tells the one before", async () => {
     greet();
-    framed.port?.postMessage({ id: 1, command: "takePicture", arguments: [] });
+    const first = framed.port;
+    first?.postMessage({ id: 1, command: "takePicture", arguments: [] });
     await delivered(() => ran.length === 1);
-    framed.port?.close();
     greet();
     expect(bridge.answer(answer("call1"))).toBe(false);
+    await delivered(() => framed.received.length === 1);
+    expect(framed.received).toEqual([{ lost: expect.stringContaining("hello again") }]);
+    framed.port?.postMessage({ id: 1, command: "cleanup", arguments: [] });
+    await delivered(() => ran.length === 2);
+    expect(bridge.answer(answer("call2"))).toBe(true);
+    first?.close();
   });
 
   it("tells the page when nothing will come any more", async () => {

@@ -1,28 +1,10 @@
 import { beforeEach, describe, expect, it } from "vitest";
-import { SimulatorClient } from "../src/model/SimulatorClient";
+import { ConnectionLost, SimulatorClient } from "../src/model/SimulatorClient";
 import { Store } from "../src/model/Store";
-import type { ClientRequest, ServerMessage } from "../src/protocol/messages";
-import type { Transport, TransportListener } from "../src/protocol/Transport";
-import { hello, picker, Stream } from "./support";
-
-class HeldTransport implements Pick<Transport, "connect" | "send"> {
-  session: string | null | undefined;
-  listener!: TransportListener;
-  readonly sent: (ClientRequest & { id: number })[] = [];
-  connected = true;
-
-  connect(session: string | null, listener: TransportListener): void {
-    this.session = session;
-    this.listener = listener;
-  }
-  send(request: ClientRequest & { id: number }): boolean {
-    if (this.connected) this.sent.push(request);
-    return this.connected;
-  }
-  tell(message: ServerMessage): void {
-    this.listener.message(message);
-  }
-}
+import type { DeviceEvent } from "../src/protocol/messages";
+import { messageText } from "../src/protocol/ServerTransport";
+import type { Transport } from "../src/protocol/Transport";
+import { HeldTransport, hello, picker, stateOf, Stream, success } from "./support";
 
 const memoryOf = (items: Map<string, string>) => ({
   getItem: (key: string) => items.get(key) ?? null,
@@ -48,31 +30,22 @@ describe("SimulatorClient", () => {
   it("ends each request with its own answer", async () => {
     const first = client.step({ do: "cancel" });
     const second = client.step({ do: "tap", action: "OK" });
-    transport.tell({
-      type: "failed",
-      id: transport.sent[1]?.id ?? -1,
-      why: "there is no alert on screen",
-    });
-    transport.tell({ type: "done", id: transport.sent[0]?.id ?? -1 });
+    transport.reply(1, "there is no alert on screen");
+    transport.reply(0);
     await expect(first).resolves.toBeUndefined();
     await expect(second).rejects.toThrow("there is no alert on screen");
   });
 
   it("gives up what it waits for when the connection is lost", async () => {
     const step = client.step({ do: "cancel" });
-    transport.listener.status({ kind: "lost" });
-    await expect(step).rejects.toThrow(/lost/);
-    transport.connected = false;
+    transport.breakOff();
+    await expect(step).rejects.toBeInstanceOf(ConnectionLost);
     await expect(client.step({ do: "cancel" })).rejects.toThrow(/not connected/);
   });
 
   it("puts a refusal where the user sees it", async () => {
     const acted = client.act({ do: "cancel" });
-    transport.tell({
-      type: "failed",
-      id: transport.sent[0]?.id ?? -1,
-      why: "there is no picker on screen",
-    });
+    transport.reply(0, "there is no picker on screen");
     expect(await acted).toBe(false);
     expect(client.store.model.notice).toBe("there is no picker on screen");
   });
@@ -91,25 +64,83 @@ describe("SimulatorClient", () => {
     expect(client.nextName("takePicture")).not.toBe(name);
   });
 
-  it("tells listeners of live events only", () => {
-    const heard: string[] = [];
-    client.onEvent((event) => heard.push(event.event));
-    const stream = new Stream();
-    transport.tell(hello({ messages: [stream.event(picker())] }));
-    transport.tell(stream.event({ event: "dismiss", kind: "picker" }));
-    expect(heard).toEqual(["dismiss"]);
+  it("takes no reply to what the tab asked for before it was loaded anew", async () => {
+    void client.step({ do: "cancel" });
+    const { id } = transport.sent[0] ?? { id: -1 };
+    open();
+    transport.tell(hello());
+    const step = client.step({ do: "tap", action: "OK" });
+    transport.tell({ type: "failed", id, why: "there is no picker on screen" });
+    transport.reply(0);
+    await expect(step).resolves.toBeUndefined();
   });
 
-  it("restarts without what is the server's own, and then knows the new device", async () => {
-    const restarted = client.restart({ seed: 4, locale: "de_DE" });
-    expect(transport.sent[0]).toMatchObject({
-      type: "restart",
-      device: { locale: "de_DE" },
-      keepLibrary: true,
-    });
-    expect(client.store.model.device).toEqual({});
-    transport.tell({ type: "done", id: transport.sent[0]?.id ?? -1 });
+  it("tells of each event once, also of those that came while the connection was broken", () => {
+    const heard: string[] = [];
+    const listener = { event: ({ event }: DeviceEvent) => void heard.push(event) };
+    const stream = new Stream();
+    const past = stream.event({ event: "stdout", text: "before" });
+    open();
+    client.listen(listener);
+    transport.tell(hello({ messages: [past] }));
+    const presented = stream.event(picker());
+    transport.tell(presented);
+    const missed = [stream.trace("decode", 1), stream.event(success("a"))];
+    transport.tell(hello({ messages: [past, presented, ...missed] }));
+    transport.tell(stream.event({ event: "dismiss", kind: "picker" }));
+    expect(heard).toEqual(["present", "answer", "dismiss"]);
+    transport.tell(hello({ session: "s2", messages: [presented] }));
+    expect(heard).toHaveLength(3);
+  });
+
+  it("restarts without what is the server's own", async () => {
+    const restarted = client.restart({ seed: 4, locale: "de_DE", mainBundle: "of the script" });
+    // Without its seed a script would not come to the identifiers that it came to elsewhere.
+    const device = { seed: 4, locale: "de_DE" };
+    expect(transport.sent[0]).toMatchObject({ type: "restart", device, keepLibrary: true });
+    transport.tell({ type: "restarted", device: { locale: "de_DE" } });
+    transport.reply(0);
     await restarted;
     expect(client.store.model.device).toEqual({ locale: "de_DE" });
+  });
+
+  it("goes on where the browser has no room to remember everything, and says so once", async () => {
+    const setItem = (key: string, value: string) => {
+      if (value.length > 200) throw new DOMException("full", "QuotaExceededError");
+      items.set(key, value);
+    };
+    transport = new HeldTransport();
+    client = new SimulatorClient(new Store(), transport as unknown as Transport, {
+      getItem: () => null,
+      setItem,
+    });
+    client.start();
+    transport.tell(hello(), { type: "state", ...stateOf() });
+    for (const argument of ["x".repeat(300), "y".repeat(300)]) {
+      const step = client.step({
+        do: "takePicture",
+        as: client.nextName("takePicture"),
+        arguments: [argument],
+      });
+      await Promise.resolve();
+      transport.reply(transport.sent.length - 1);
+      await step;
+    }
+    expect(client.store.model.remarks).toHaveLength(1);
+    // The phone is found again, and no name is given twice.
+    open();
+    expect(transport.session).toBe("s1");
+    expect(client.nextName("takePicture")).toBe("picture3");
+  });
+});
+
+describe("messageText", () => {
+  const step = (text: string) => ({ type: "step" as const, id: 1, step: { do: "tap", text } });
+  const room = 1024 * 1024 - JSON.stringify(step("")).length;
+
+  it("holds as much as the server takes, counted in bytes", () => {
+    expect(messageText(step("x".repeat(room)))).toHaveLength(1024 * 1024);
+    expect(() => messageText(step("x".repeat(room + 1)))).toThrow(/1048577 bytes.*1048576 at most/);
+    expect(() => messageText(step("é".repeat(room / 2 + 1)))).toThrow(/bytes/);
   });
 });

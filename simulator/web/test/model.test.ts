@@ -1,7 +1,13 @@
 import { describe, expect, it } from "vitest";
-import { changedDevice, tidyFault, withFault } from "../src/model/device";
+import {
+  changedDevice,
+  mediaWayOf,
+  tidyFault,
+  withFault,
+  withMediaWay,
+} from "../src/model/device";
 import { type Action, emptyModel, type Model, reduce } from "../src/model/model";
-import type { Json, ServerMessage } from "../src/protocol/messages";
+import type { DeviceSetup, Json, ServerMessage } from "../src/protocol/messages";
 import { hello, picker, stateOf, Stream, success } from "./support";
 
 const after = (actions: Action[], from: Model = emptyModel): Model => actions.reduce(reduce, from);
@@ -79,8 +85,12 @@ describe("the model", () => {
       sent("a"),
       message({ type: "state", ...stateOf({ recorded: 3 }) }),
     ]);
-    const model = reduce(before, { kind: "restarted", device });
+    const restarted = message({ type: "restarted", device });
+    const model = reduce(before, restarted);
     expect(model).toMatchObject({ device, entries: [], settingsOpen: false });
+    // What the new device does before the restart is told as done is its own.
+    const first = new Stream().event({ event: "stdout", text: "a new one" });
+    expect(order(after([restarted, message(first)], before))).toEqual([0]);
     expect(model.appVersion).toBeGreaterThan(before.appVersion);
   });
 
@@ -121,6 +131,35 @@ describe("a changed device", () => {
       authorization: { camera: "denied" },
       faults: [{ at: "export" }],
     });
+  });
+});
+
+describe("a changed device that could not be made", () => {
+  it("is what was asked for, as its state tells of nothing", () => {
+    const device = { authorization: { camera: "denied" }, locale: "xx" };
+    const state = stateOf({ permissions: {}, broken: "locale: there is none such" });
+    expect(changedDevice(device, state, { locale: "en_US" })).toEqual({
+      authorization: { camera: "denied" },
+      locale: "en_US",
+    });
+  });
+});
+
+describe("what a source offers", () => {
+  it.each([
+    ["both", undefined],
+    ["both", { "1": ["public.movie", "public.image"] }],
+    ["photos", { "1": ["public.image"] }],
+    ["movies", { "1": ["public.movie"] }],
+    ["none", { "1": null }],
+    ["none", { "1": [] }],
+    ["both", { "0": null }],
+  ] as const)("is %s with %j", (way, availableMediaTypes) => {
+    const device = JSON.parse(JSON.stringify({ availableMediaTypes })) as DeviceSetup;
+    expect(mediaWayOf(device, 1)).toBe(way);
+    const changed = { availableMediaTypes: withMediaWay(device, 1, way) };
+    expect(mediaWayOf(changed, 1)).toBe(way);
+    expect(mediaWayOf(changed, 0)).toBe(mediaWayOf(device, 0));
   });
 });
 

@@ -1,12 +1,15 @@
 import type { CommandEntry } from "../src/model/model";
 import type {
+  ClientRequest,
   DeviceEvent,
   DeviceState,
   EventMessage,
   HelloMessage,
   Json,
+  ServerMessage,
   TraceMessage,
 } from "../src/protocol/messages";
+import type { Transport, TransportListener } from "../src/protocol/Transport";
 
 /** Numbers and times what it is given, as a server does. */
 export class Stream {
@@ -66,6 +69,8 @@ export const stateOf = (changes: Partial<DeviceState> = {}): DeviceState => ({
   library: 0,
   waiting: null,
   recorded: 0,
+  recordingEnded: null,
+  broken: null,
   ...changes,
 });
 
@@ -77,5 +82,35 @@ export const hello = (changes: Partial<HelloMessage> = {}): HelloMessage => ({
   appOrigin: "http://127.0.0.1:2",
   device: {},
   messages: [],
+  unfinished: 0,
   ...changes,
 });
+
+/** A server in the test's hand. */
+export class HeldTransport implements Pick<Transport, "connect" | "send"> {
+  session: string | null | undefined;
+  listener!: TransportListener;
+  readonly sent: (ClientRequest & { id: number })[] = [];
+  connected = true;
+
+  connect(session: string | null, listener: TransportListener): void {
+    this.session = session;
+    this.listener = listener;
+  }
+  send(request: ClientRequest & { id: number }): void {
+    if (!this.connected) throw new Error("The simulator is not connected.");
+    this.sent.push(request);
+  }
+  tell(...messages: ServerMessage[]): void {
+    for (const message of messages) this.listener.message(message);
+  }
+  /** The server's reply to the request that was sent as that, from 0. */
+  reply(index: number, why?: string): void {
+    const id = this.sent[index]?.id ?? -1;
+    this.tell(why === undefined ? { type: "done", id } : { type: "failed", id, why });
+  }
+  breakOff(): void {
+    this.connected = false;
+    this.listener.status({ kind: "lost" });
+  }
+}

@@ -33,6 +33,8 @@ const isPageCommand = (data: unknown): data is PageCommand => {
 /** Speaks with the app's page: takes its commands, and hands their answers back. */
 export class FrameBridge {
   private readonly waiting = new Map<string, { port: MessagePort; id: number }>();
+  /** Those of them of which it is not known whether the phone has them. */
+  private readonly doubtful = new Set<string>();
   private port: MessagePort | null = null;
 
   constructor(private readonly options: FrameBridgeOptions) {
@@ -44,6 +46,7 @@ export class FrameBridge {
     this.port?.close();
     this.port = null;
     this.waiting.clear();
+    this.doubtful.clear();
   }
 
   /** True where the answer was for the page that is in the frame now. */
@@ -56,7 +59,28 @@ export class FrameBridge {
     return true;
   }
 
-  /** Tells the page that nothing it waits for will come. */
+  /** Tells the page that this call did not reach the plug-in. True where it waited for it. */
+  fail(name: string, why: string): boolean {
+    const asked = this.waiting.get(name);
+    if (!asked) return false;
+    this.waiting.delete(name);
+    asked.port.postMessage({ id: asked.id, result: "error", message: why });
+    return true;
+  }
+
+  /** The connection to the phone is broken: what is under way may have reached it, or not. */
+  doubt(): void {
+    for (const name of this.waiting.keys()) this.doubtful.add(name);
+  }
+
+  /** The phone has been asked: of what was in doubt, only these calls are open. */
+  settleDoubts(open: ReadonlySet<string>): void {
+    for (const name of this.doubtful)
+      if (!open.has(name)) this.fail(name, "The connection was lost before the phone had the call.");
+    this.doubtful.clear();
+  }
+
+  /** Tells the page that nothing it waits for will come, nor anything else. */
   lose(why: string): void {
     this.waiting.clear();
     this.port?.postMessage({ lost: why });
@@ -67,10 +91,10 @@ export class FrameBridge {
     if (event.origin !== this.options.appOrigin()) return;
     const data = event.data as { vecamera?: unknown; version?: unknown } | null;
     if (data?.vecamera !== "hello" || data.version !== 1) return;
-    // A page that says hello again has lost its port, by a reload for instance, and with it
-    // everything that it waited for.
+    // A page that says hello again has been loaded anew, and what it waited for is gone with it.
+    // Where it is the same page after all, the one that had the port hears of it.
+    this.lose("The page said hello again, and only the newest connection is spoken to.");
     this.port?.close();
-    this.waiting.clear();
     const { port1, port2 } = new MessageChannel();
     this.port = port1;
     port1.onmessage = (message: MessageEvent) => {

@@ -29,11 +29,17 @@ export function Inspector() {
           {
             key: "open",
             label: "Open callbacks",
+            short: "Callbacks",
             count: open,
             content: () => <LedgerTab commands={commands} />,
           },
           { key: "log", label: "Log", content: () => <LogTab /> },
-          { key: "record", label: "Record and replay", content: () => <RecordTab /> },
+          {
+            key: "record",
+            label: "Record and replay",
+            short: "Replay",
+            content: () => <RecordTab />,
+          },
         ]}
       />
     </section>

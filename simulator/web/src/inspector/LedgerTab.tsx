@@ -3,6 +3,8 @@ import { Icon } from "../ui/icons";
 import type { CommandRow } from "./commands";
 import { whatWouldClose } from "./ledger";
 
+const sentence = (why: string) => `${why.charAt(0).toUpperCase()}${why.slice(1)}.`;
+
 export function LedgerTab({ commands }: { commands: CommandRow[] }) {
   const { model } = useSimulator();
   const { state } = model;
@@ -29,7 +31,7 @@ export function LedgerTab({ commands }: { commands: CommandRow[] }) {
           </h3>
           <dl>
             <dt>Why it is open</dt>
-            <dd>{callback.why}</dd>
+            <dd>{sentence(callback.why)}</dd>
             <dt>What would close it</dt>
             <dd>{whatWouldClose(callback, state, isReplaced(callback.name))}</dd>
           </dl>

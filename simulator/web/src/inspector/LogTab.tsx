@@ -2,6 +2,7 @@ import { useEffect, useRef, useState } from "preact/hooks";
 import type { Entry } from "../model/model";
 import { useSimulator } from "../ui/context";
 import { Switch } from "../ui/controls";
+import { Icon } from "../ui/icons";
 import { shortened } from "./answer";
 
 const shown = 500;
@@ -57,6 +58,11 @@ export function LogTab() {
   return (
     <div class="log-tab">
       <Switch label="Show the device’s services at work" checked={traces} onChange={setTraces} />
+      {model.remarks.map((remark) => (
+        <p class="note" key={remark}>
+          <Icon name="note" size={16} /> {remark}
+        </p>
+      ))}
       {entries.length > shown && (
         <p class="hint">
           The newest {shown} of {entries.length} lines.

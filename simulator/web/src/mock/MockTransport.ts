@@ -29,6 +29,8 @@ const usualState = (): DeviceState => ({
   library: 1,
   waiting: null,
   recorded: 0,
+  recordingEnded: null,
+  broken: null,
 });
 
 const scenePicture = (seconds: number): string => {
@@ -67,22 +69,25 @@ export class MockTransport implements Transport {
         appOrigin: location.origin,
         device: {},
         messages: [],
+        unfinished: 0,
       });
       this.tellState();
     });
   }
 
-  send(request: ClientRequest & { id: number }): boolean {
+  send(request: ClientRequest & { id: number }): void {
     setTimeout(() => {
       let why: string | null = null;
       if (request.type === "step") why = this.play(request.step);
-      if (request.type === "restart") this.state = usualState();
+      if (request.type === "restart") {
+        this.state = usualState();
+        this.listener?.message({ type: "restarted", device: request.device });
+      }
       this.state.recorded += 1;
       this.tellState();
       if (why === null) this.listener?.message({ type: "done", id: request.id });
       else this.listener?.message({ type: "failed", id: request.id, why });
     }, 30);
-    return true;
   }
 
   async upload(

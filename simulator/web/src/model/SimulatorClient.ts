@@ -3,12 +3,16 @@ import type {
   DeviceEvent,
   DeviceSetup,
   EventMessage,
+  HelloMessage,
   LibraryAsset,
+  OpenCallback,
   Step,
+  TraceMessage,
 } from "../protocol/messages";
 import type { Transport } from "../protocol/Transport";
-import type { CommandEntry } from "./model";
 import { withoutServersOwn } from "./device";
+import type { CommandEntry } from "./model";
+import { noRoom } from "./preferences";
 import type { Store } from "./Store";
 
 /** Where a tab keeps what it needs to find its phone again. */
@@ -28,13 +32,33 @@ const memoryKey = "vecamera.session";
 
 export class StepFailed extends Error {}
 
+/** Whether what was asked for came to pass is not known. */
+export class ConnectionLost extends Error {}
+
+/** Hears of the phone as it happens, and not through the store. */
+export interface PhoneListener {
+  /** Each event once: as it comes, or when the connection stands again and tells of the past. */
+  event?(event: DeviceEvent): void;
+  /** The connection is broken. */
+  lost?(): void;
+  /** It stands again, to the same phone, which now has these callbacks open. */
+  back?(callbacks: OpenCallback[]): void;
+  /** The phone has ended for good. */
+  ended?(why: string): void;
+}
+
 /** Speaks for the user and the page: sends requests, and keeps the store up to date. */
 export class SimulatorClient {
   private readonly pending = new Map<number, { done(): void; failed(why: Error): void }>();
-  private nextId = 1;
+  // A reply that an earlier page of this tab no longer took comes here, and must fit no request.
+  private nextId = Math.floor(Math.random() * 2 ** 32) * 2 ** 20;
   private counter = 0;
   private readonly remembered: Remembered | null;
-  private readonly eventListeners = new Set<(event: DeviceEvent, message: EventMessage) => void>();
+  private readonly listeners = new Set<PhoneListener>();
+  /** The phone whose messages were heard, up to which number. */
+  private heard = { session: "", n: -1 };
+  /** What shows that the phone has carried out all that it was asked before it was lost. */
+  private awaited: "state" | "reply" | null = null;
 
   constructor(
     readonly store: Store,
@@ -50,23 +74,43 @@ export class SimulatorClient {
     this.transport.connect(this.remembered?.session ?? null, {
       status: (status) => {
         this.store.dispatch({ kind: "connection", status });
-        if (status.kind === "lost" || status.kind === "ended") this.giveUpPending();
+        if (status.kind !== "lost" && status.kind !== "ended") return;
+        this.giveUpPending();
+        for (const listener of this.listeners)
+          if (status.kind === "lost") listener.lost?.();
+          else listener.ended?.(status.why);
       },
       message: (message) => {
         this.store.dispatch({ kind: "message", message });
-        if (message.type === "hello") this.takeUp(message.session);
-        if (message.type === "event")
-          for (const listener of this.eventListeners) listener(message.event, message);
-        if (message.type === "done") this.settle(message.id)?.done();
-        if (message.type === "failed") this.settle(message.id)?.failed(new StepFailed(message.why));
+        switch (message.type) {
+          case "hello":
+            this.takeUp(message.session);
+            this.catchUp(message);
+            break;
+          case "event":
+          case "trace":
+            this.hear(message);
+            break;
+          case "state":
+            this.isBack("state");
+            break;
+          case "done":
+            this.isBack("reply");
+            this.settle(message.id)?.done();
+            break;
+          case "failed":
+            this.isBack("reply");
+            this.settle(message.id)?.failed(new StepFailed(message.why));
+            break;
+        }
       },
     });
   }
 
-  /** Live events only: what a connection tells of the past is not repeated. */
-  onEvent(listener: (event: DeviceEvent, message: EventMessage) => void): () => void {
-    this.eventListeners.add(listener);
-    return () => this.eventListeners.delete(listener);
+  /** Until what it returns is called. */
+  listen(listener: PhoneListener): () => void {
+    this.listeners.add(listener);
+    return () => this.listeners.delete(listener);
   }
 
   /** Plays a step. Rejects with the reason where it could not be played. */
@@ -102,11 +146,8 @@ export class SimulatorClient {
     return `${command === "cleanup" ? "cleanup" : "picture"}${this.counter}`;
   }
 
-  async restart(device: DeviceSetup, keepLibrary = true): Promise<void> {
-    const setup = withoutServersOwn(device);
-    await this.request({ type: "restart", device: setup, keepLibrary }, () =>
-      this.store.dispatch({ kind: "restarted", device: setup }),
-    );
+  restart(device: DeviceSetup, keepLibrary = true): Promise<void> {
+    return this.request({ type: "restart", device: withoutServersOwn(device), keepLibrary });
   }
 
   restoreSamples(): Promise<void> {
@@ -143,17 +184,16 @@ export class SimulatorClient {
     return session;
   }
 
-  private request(request: ClientRequest, onDone?: () => void): Promise<void> {
+  private request(request: ClientRequest): Promise<void> {
     const id = this.nextId++;
     return new Promise((resolve, reject) => {
-      const done = () => {
-        onDone?.();
-        resolve();
-      };
-      this.pending.set(id, { done, failed: reject });
-      if (!this.transport.send({ ...request, id })) {
+      this.pending.set(id, { done: resolve, failed: reject });
+      try {
+        // The server reads the name of a request first, and can then refuse the rest by it.
+        this.transport.send({ id, ...request });
+      } catch (error) {
         this.pending.delete(id);
-        reject(new Error("The simulator is not connected."));
+        reject(error as Error);
       }
     });
   }
@@ -167,7 +207,34 @@ export class SimulatorClient {
   private giveUpPending(): void {
     const waiting = [...this.pending.values()];
     this.pending.clear();
-    for (const one of waiting) one.failed(new Error("The connection to the simulator was lost."));
+    for (const one of waiting)
+      one.failed(new ConnectionLost("The connection to the simulator was lost."));
+  }
+
+  /** The past of a phone that this page has not seen before is nobody's news. */
+  private catchUp({ session, messages, unfinished }: HelloMessage): void {
+    if (session === this.heard.session) {
+      messages.forEach((message) => this.hear(message));
+      // Requests are carried out in their order, so the reply to a new one comes after the old.
+      this.awaited = unfinished > 0 ? "reply" : "state";
+    } else {
+      this.heard = { session, n: messages.at(-1)?.n ?? -1 };
+      this.awaited = null;
+    }
+  }
+
+  private isBack(shownBy: "state" | "reply"): void {
+    const { state } = this.store.model;
+    if (this.awaited !== shownBy || !state) return;
+    this.awaited = null;
+    for (const listener of this.listeners) listener.back?.(state.callbacks);
+  }
+
+  private hear(message: EventMessage | TraceMessage): void {
+    if (message.n <= this.heard.n) return;
+    this.heard.n = message.n;
+    if (message.type === "event")
+      for (const listener of this.listeners) listener.event?.(message.event);
   }
 
   private takeUp(session: string): void {
@@ -194,7 +261,19 @@ export class SimulatorClient {
     const text = JSON.stringify({ session, counter: this.counter, settingsOpen, commands });
     if (text === this.lastMemory) return;
     this.lastMemory = text;
-    this.memory.setItem(memoryKey, text);
+    if (this.memorize(text)) return;
+    // Arguments can be long. The phone is found again without them.
+    this.memorize(JSON.stringify({ session, counter: this.counter, settingsOpen, commands: [] }));
+    this.store.dispatch({ kind: "remark", text: noRoom });
+  }
+
+  private memorize(text: string): boolean {
+    try {
+      this.memory.setItem(memoryKey, text);
+      return true;
+    } catch {
+      return false;
+    }
   }
 
   private lastMemory = "";

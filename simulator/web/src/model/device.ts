@@ -1,7 +1,7 @@
-import type { DeviceSetup, DeviceState, Fault } from "../protocol/messages";
+import type { DeviceSetup, DeviceState, Fault, JsonObject } from "../protocol/messages";
 
 /** Parts of a device that a session's server keeps to itself. */
-const serversOwn = ["temporaryDirectory", "mainBundle", "files", "urlTransformer", "seed"];
+const serversOwn = ["temporaryDirectory", "mainBundle", "files", "urlTransformer"];
 
 export const withoutServersOwn = (device: DeviceSetup): DeviceSetup =>
   Object.fromEntries(Object.entries(device).filter(([key]) => !serversOwn.includes(key)));
@@ -15,16 +15,44 @@ export function changedDevice(
   state: DeviceState,
   changes: DeviceSetup,
 ): DeviceSetup {
-  const { library: _, ...rest } = withoutServersOwn(device);
-  const changed: DeviceSetup = {
-    ...rest,
-    authorization: state.permissions,
-    faults: state.faults as never,
-    ...changes,
-  };
+  // The library stays as it is, and a seed would draw identifiers that it has already.
+  const { library: _, seed: __, ...rest } = withoutServersOwn(device);
+  // The state of a device that could not be made tells of nothing.
+  const now: DeviceSetup =
+    Object.keys(state.permissions).length > 0
+      ? { authorization: state.permissions, faults: state.faults as never }
+      : {};
+  const changed: DeviceSetup = { ...rest, ...now, ...changes };
   // A key that a change sets to nothing goes back to what is the rule.
   return Object.fromEntries(Object.entries(changed).filter(([, value]) => value !== undefined));
 }
+
+export type MediaWay = "both" | "photos" | "movies" | "none";
+
+/** What a source may offer: uniform type identifiers, or that the platform names none. */
+const mediaTypes: Record<MediaWay, string[] | null> = {
+  both: ["public.image", "public.movie"],
+  photos: ["public.image"],
+  movies: ["public.movie"],
+  none: null,
+};
+
+const mediaTypesOf = ({ availableMediaTypes: types }: DeviceSetup): JsonObject =>
+  typeof types === "object" && types !== null && !Array.isArray(types) ? types : {};
+
+export function mediaWayOf(device: DeviceSetup, source: number): MediaWay {
+  const types = mediaTypesOf(device)[source];
+  if (types === undefined) return "both";
+  const offers = (type: string) => Array.isArray(types) && types.includes(type);
+  if (offers("public.image")) return offers("public.movie") ? "both" : "photos";
+  return offers("public.movie") ? "movies" : "none";
+}
+
+/** The device's `availableMediaTypes` with that for one source. */
+export const withMediaWay = (device: DeviceSetup, source: number, way: MediaWay): JsonObject => ({
+  ...mediaTypesOf(device),
+  [source]: mediaTypes[way],
+});
 
 export interface FaultField {
   key: "error" | "path";
@@ -55,7 +83,7 @@ export const faultPoints: FaultPoint[] = [
   },
   {
     at: "requestImageData",
-    label: "Picture's bytes cannot be had",
+    label: "Picture’s bytes cannot be had",
     ways: [{ label: "gives nothing", keys: { returns: "nothing" } }],
     fields: [],
   },

@@ -38,6 +38,8 @@ export interface Model {
   settingsOpen: boolean;
   /** What could not be done, for the user. */
   notice: string | null;
+  /** What the simulator's page has to say of itself in the log, each once. */
+  remarks: string[];
 }
 
 export const emptyModel: Model = {
@@ -52,6 +54,7 @@ export const emptyModel: Model = {
   appVersion: 0,
   settingsOpen: false,
   notice: null,
+  remarks: [],
 };
 
 export type Action =
@@ -60,9 +63,9 @@ export type Action =
   | { kind: "sent"; name: string; command: string; arguments: Json[] }
   /** Commands of this tab before it was loaded anew; `session` tells whether they belong here. */
   | { kind: "remembered"; session: string; commands: CommandEntry[] }
-  | { kind: "restarted"; device: DeviceSetup }
   | { kind: "settings"; open: boolean }
-  | { kind: "notice"; text: string | null };
+  | { kind: "notice"; text: string | null }
+  | { kind: "remark"; text: string };
 
 const kept = 4000;
 
@@ -103,6 +106,16 @@ const received = (model: Model, message: ServerMessage): Model => {
   switch (message.type) {
     case "hello":
       return greeted(model, message);
+    case "restarted":
+      // The new device begins a new recording, and what the old one did is no part of it.
+      return {
+        ...model,
+        device: message.device,
+        entries: [],
+        exporting: null,
+        settingsOpen: false,
+        appVersion: model.appVersion + 1,
+      };
     case "event":
       return {
         ...model,
@@ -154,19 +167,12 @@ export function reduce(model: Model, action: Action): Model {
       const added = action.commands.filter((command) => !known.has(command.name));
       return { ...model, entries: ordered([...model.entries, ...added]) };
     }
-    case "restarted":
-      // The new device begins a new recording, and what the old one did is no part of it.
-      return {
-        ...model,
-        device: action.device,
-        entries: [],
-        exporting: null,
-        settingsOpen: false,
-        appVersion: model.appVersion + 1,
-      };
     case "settings":
       return { ...model, settingsOpen: action.open };
     case "notice":
       return { ...model, notice: action.text };
+    case "remark":
+      if (model.remarks.includes(action.text)) return model;
+      return { ...model, remarks: [...model.remarks, action.text] };
   }
 }

@@ -34,6 +34,10 @@ export const usualPreferences: Preferences = {
 
 const key = "vecamera.preferences";
 
+/** For the log, where something cannot be remembered. */
+export const noRoom =
+  "The browser has no room to remember this tab: after a reload, settings of this page or the arguments of earlier commands may be missing.";
+
 export function recallPreferences(memory: Memory): Preferences {
   try {
     const text = memory.getItem(key);
@@ -43,8 +47,14 @@ export function recallPreferences(memory: Memory): Preferences {
   }
 }
 
-export function rememberPreferences(memory: Memory, preferences: Preferences): void {
-  memory.setItem(key, JSON.stringify(preferences));
+/** False where the browser has no room for them; they hold until the tab is closed. */
+export function rememberPreferences(memory: Memory, preferences: Preferences): boolean {
+  try {
+    memory.setItem(key, JSON.stringify(preferences));
+    return true;
+  } catch {
+    return false;
+  }
 }
 
 /** The `answer` step's `with` for what the person has set beforehand. */

@@ -10,16 +10,17 @@ const modes: readonly (readonly [LocationMode, string])[] = [
   ["none", "Never found"],
 ];
 
+const coordinates = [
+  ["Latitude", "latitude", 90],
+  ["Longitude", "longitude", 180],
+] as const;
+
 export function LocationSection() {
   const { model, preferences, prefer } = useSimulator();
   const { location } = preferences;
   const { fix } = location;
   const change = (changes: Partial<typeof location>) =>
     prefer({ location: { ...location, ...changes } });
-  const coordinate = (key: "latitude" | "longitude", limit: number) => (text: string) => {
-    const value = Number(text);
-    if (text.trim() !== "" && Math.abs(value) <= limit) change({ fix: { ...fix, [key]: value } });
-  };
   const placed = location.mode !== "none" && location.mode !== "browser";
   return (
     <Section
@@ -35,20 +36,20 @@ export function LocationSection() {
       />
       {placed && (
         <div class="field-row">
-          <Field
-            label="Latitude"
-            type="number"
-            step="any"
-            value={String(fix.latitude)}
-            onCommit={coordinate("latitude", 90)}
-          />
-          <Field
-            label="Longitude"
-            type="number"
-            step="any"
-            value={String(fix.longitude)}
-            onCommit={coordinate("longitude", 180)}
-          />
+          {coordinates.map(([label, key, limit]) => (
+            <Field
+              key={key}
+              label={label}
+              type="number"
+              step="any"
+              value={String(fix[key])}
+              onCommit={(text) => {
+                const value = Number(text);
+                if (text.trim() !== "" && Math.abs(value) <= limit)
+                  change({ fix: { ...fix, [key]: value } });
+              }}
+            />
+          ))}
           <Field
             label="Altitude, m"
             type="number"

@@ -1,4 +1,5 @@
-import { changedDevice } from "../model/device";
+import { changedDevice, type MediaWay, mediaWayOf, withMediaWay } from "../model/device";
+import type { DeviceSetup } from "../protocol/messages";
 import { useSimulator } from "../ui/context";
 import { Section, Select, Switch } from "../ui/controls";
 
@@ -8,19 +9,25 @@ const sources = [
   [2, "Saved photos album"],
 ] as const;
 
+const mediaWays: readonly (readonly [MediaWay, string])[] = [
+  ["both", "Photos and movies"],
+  ["photos", "Photos only"],
+  ["movies", "Movies only"],
+  ["none", "No kind at all"],
+];
+
 export function SourcesSection() {
   const { client, model, preferences, prefer } = useSimulator();
-  const available = Array.isArray(model.device.availableSources)
-    ? model.device.availableSources
-    : [0, 1, 2];
-  const set = (source: number, there: boolean) => {
-    const { state } = model;
+  const { device, state } = model;
+  const available = Array.isArray(device.availableSources) ? device.availableSources : [0, 1, 2];
+  const restart = (changes: DeviceSetup) => {
     if (!state) return;
+    const changed = changedDevice(device, state, changes);
+    void client.noticing(() => client.restart(changed));
+  };
+  const set = (source: number, there: boolean) => {
     const others = available.filter((other) => other !== source);
-    const device = changedDevice(model.device, state, {
-      availableSources: there ? [...others, source].sort() : others,
-    });
-    void client.noticing(() => client.restart(device));
+    restart({ availableSources: there ? [...others, source].sort() : others });
   };
   return (
     <Section title="Cameras and sources" icon="camera">
@@ -42,14 +49,33 @@ export function SourcesSection() {
         The device has <small>(starts it anew)</small>
       </p>
       {sources.map(([source, label]) => (
-        <Switch
-          key={source}
-          label={label}
-          checked={available.includes(source)}
-          disabled={!model.state}
-          onChange={(there) => set(source, there)}
-        />
+        <div class="source" key={source}>
+          <Switch
+            label={label}
+            checked={available.includes(source)}
+            disabled={!state}
+            onChange={(there) => set(source, there)}
+          />
+          {available.includes(source) && (
+            <Select
+              label={`${label} offers`}
+              value={mediaWayOf(device, source)}
+              choices={mediaWays}
+              disabled={!state}
+              onChange={(way) =>
+                restart({ availableMediaTypes: withMediaWay(device, source, way) })
+              }
+            />
+          )}
+        </div>
       ))}
+      <Switch
+        label="View controller"
+        hint="Without one the app has nothing to present the picker on."
+        checked={device.viewController !== false}
+        disabled={!state}
+        onChange={(viewController) => restart({ viewController })}
+      />
     </Section>
   );
 }

@@ -1,6 +1,5 @@
 import { useEffect, useRef } from "preact/hooks";
-import { FrameBridge } from "../frame/FrameBridge";
-import { isAnswer, type Json, type Step } from "../protocol/messages";
+import { connectPage } from "../frame/connectPage";
 import { useSimulator } from "../ui/context";
 
 const sandbox = "allow-scripts allow-same-origin allow-forms allow-modals allow-downloads";
@@ -10,32 +9,10 @@ export function AppFrame({ covered, dark }: { covered: boolean; dark: boolean })
   const { client, model } = useSimulator();
   const frame = useRef<HTMLIFrameElement>(null);
 
-  useEffect(() => {
-    const bridge = new FrameBridge({
-      listenTo: window,
-      frame: () => frame.current?.contentWindow ?? null,
-      appOrigin: () => client.store.model.appOrigin,
-      run: (command: string, args: Json[]) => {
-        const name = client.nextName(command);
-        const step: Step = { do: command, as: name };
-        if (command === "takePicture") step.arguments = args;
-        void client.act(step);
-        return name;
-      },
-    });
-    const unsubscribe = client.onEvent((event) => {
-      if (isAnswer(event)) bridge.answer(event);
-    });
-    const ended = client.store.subscribe(() => {
-      const { connection } = client.store.model;
-      if (connection.kind === "ended") bridge.lose(connection.why);
-    });
-    return () => {
-      ended();
-      unsubscribe();
-      bridge.close();
-    };
-  }, [client]);
+  useEffect(
+    () => connectPage(client, window, () => frame.current?.contentWindow ?? null),
+    [client],
+  );
 
   useEffect(() => {
     // The page inside takes light and dark from its frame.

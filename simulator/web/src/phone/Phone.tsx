@@ -1,4 +1,4 @@
-import { useEffect, useRef } from "preact/hooks";
+import { useLayoutEffect, useRef } from "preact/hooks";
 import { useSimulator } from "../ui/context";
 import { Alert } from "./Alert";
 import { AppFrame } from "./AppFrame";
@@ -14,18 +14,26 @@ const margin = 24;
 function useFitting() {
   const place = useRef<HTMLDivElement>(null);
   const phone = useRef<HTMLDivElement>(null);
-  useEffect(() => {
+  useLayoutEffect(() => {
     const around = place.current;
     const inner = phone.current;
-    if (!around || !inner) return;
+    const screen = inner?.querySelector<HTMLElement>(".phone-screen");
+    if (!around || !inner || !screen) return;
     const fit = () => {
-      const scale = Math.min(
+      const room = Math.min(
         1,
         (around.clientWidth - margin) / inner.offsetWidth,
         (around.clientHeight - margin) / inner.offsetHeight,
       );
-      inner.style.setProperty("transform", `scale(${Math.max(0.3, scale)})`);
+      // The edges of the screen fall between pixels of the display: nothing shines through there.
+      const scale = Math.floor(Math.max(0.3, room) * screen.offsetWidth) / screen.offsetWidth;
+      const place = (space: number, size: number, edge: number) =>
+        Math.round((space - size * scale) / 2 + edge * scale) - edge * scale;
+      const x = place(around.clientWidth, inner.offsetWidth, screen.offsetLeft);
+      const y = place(around.clientHeight, inner.offsetHeight, screen.offsetTop);
+      inner.style.setProperty("transform", `translate(${x}px, ${y}px) scale(${scale})`);
     };
+    fit();
     const observer = new ResizeObserver(fit);
     observer.observe(around);
     observer.observe(inner);

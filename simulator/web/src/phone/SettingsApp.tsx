@@ -13,7 +13,7 @@ export function SettingsApp({ covered }: { covered: boolean }) {
   const leave = () => client.store.dispatch({ kind: "settings", open: false });
   const onOff = (permission: "camera" | "location", label: string, icon: "camera" | "pin") => (
     <label class="settings-row">
-      <span class={`settings-icon ${permission}`}>
+      <span class={`settings-icon for-${permission}`}>
         <Icon name={icon} size={18} />
       </span>
       <span class="settings-label">{label}</span>

@@ -3,6 +3,19 @@ import type { Transport, TransportListener } from "./Transport";
 
 const firstDelay = 250;
 const longestDelay = 4000;
+/** The server ends a connection that brings it a longer message. */
+const longestMessage = 1024 * 1024;
+
+/** The request as the server takes it. Throws a sentence for the user where it takes none so long. */
+export function messageText(request: ClientRequest & { id: number }): string {
+  const text = JSON.stringify(request);
+  const { length } = new TextEncoder().encode(text);
+  if (length > longestMessage)
+    throw new Error(
+      `This is a message of ${length} bytes, and the simulator takes ${longestMessage} at most.`,
+    );
+  return text;
+}
 
 /** The server that handed out this page. A lost connection is made again, to the same session. */
 export class ServerTransport implements Transport {
@@ -45,10 +58,10 @@ export class ServerTransport implements Transport {
     open();
   }
 
-  send(request: ClientRequest & { id: number }): boolean {
-    if (this.socket?.readyState !== WebSocket.OPEN) return false;
-    this.socket.send(JSON.stringify(request));
-    return true;
+  send(request: ClientRequest & { id: number }): void {
+    if (this.socket?.readyState !== WebSocket.OPEN)
+      throw new Error("The simulator is not connected.");
+    this.socket.send(messageText(request));
   }
 
   async upload(

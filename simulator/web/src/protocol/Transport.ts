@@ -15,8 +15,8 @@ export interface TransportListener {
 export interface Transport {
   /** Connects; with a session's identifier, to that session. */
   connect(session: string | null, listener: TransportListener): void;
-  /** False where there is no connection, and then nothing was sent. */
-  send(request: ClientRequest & { id: number }): boolean;
+  /** Throws a sentence for the user where nothing could be sent. */
+  send(request: ClientRequest & { id: number }): void;
   /** Makes the bytes a file of the session. Rejects with the server's own words. */
   upload(session: string, bytes: Blob, name: string): Promise<{ file: string; bytes: number }>;
   library(session: string): Promise<LibraryAsset[]>;

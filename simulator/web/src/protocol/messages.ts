@@ -75,6 +75,10 @@ export interface DeviceState {
   library: number;
   waiting: string | null;
   recorded: number;
+  /** Why the recording takes no more steps; null: it does. */
+  recordingEnded: string | null;
+  /** Why the device does nothing until it is restarted; null: it does. */
+  broken: string | null;
 }
 
 /** An event of a device script: `event` names it, the other keys depend on it. */
@@ -121,10 +125,13 @@ export interface HelloMessage {
   appOrigin: string;
   device: DeviceSetup;
   messages: (EventMessage | TraceMessage)[];
+  /** How many requests of earlier connections are still being carried out. */
+  unfinished: number;
 }
 
 export type ServerMessage =
   | HelloMessage
+  | { type: "restarted"; device: DeviceSetup }
   | EventMessage
   | TraceMessage
   | { type: "progress"; what: string; fraction: number }

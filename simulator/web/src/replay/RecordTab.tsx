@@ -74,6 +74,11 @@ export function RecordTab() {
           {recorded === 1 ? "1 step is recorded." : `${recorded} steps are recorded.`} As a device
           script, <code>vecamera run</code> plays it anywhere, with the same events.
         </p>
+        {model.state?.recordingEnded && (
+          <p class="note">
+            <Icon name="note" size={16} /> {model.state.recordingEnded}
+          </p>
+        )}
         {model.session !== null && (
           <a class="button primary" href={client.script()} download="session.json">
             <Icon name="download" size={18} />

@@ -17,7 +17,7 @@ const groups = [
   {
     title: "Camera and library",
     keys: [
-      ["Enter, Space", "Press what has the focus; the shutter has it first"],
+      ["Enter Space", "Press what has the focus; the shutter has it first"],
       ["Esc", "Retake, back, or cancel"],
       ["← ↑ → ↓", "From picture to picture"],
     ],
@@ -58,7 +58,9 @@ export function Shortcuts({ onClose }: { onClose: () => void }) {
                 {group.keys.map(([key, what]) => (
                   <div key={key}>
                     <dt>
-                      <kbd>{key}</kbd>
+                      {key.split(" ").map((one) => (
+                        <kbd key={one}>{one}</kbd>
+                      ))}
                     </dt>
                     <dd>{what}</dd>
                   </div>

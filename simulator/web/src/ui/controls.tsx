@@ -180,6 +180,8 @@ export function Section(props: {
 export interface TabItem {
   key: string;
   label: string;
+  /** Where there is little room. */
+  short?: string;
   count?: number;
   content: () => ComponentChildren;
 }
@@ -221,7 +223,8 @@ export function Tabs(props: {
             tabIndex={at === index ? 0 : -1}
             onClick={() => onChange(item.key)}
           >
-            {item.label}
+            {item.short && <span class="tab-short">{item.short}</span>}
+            <span class="tab-long">{item.label}</span>
             {item.count ? <span class="count">{item.count}</span> : null}
           </button>
         ))}

@@ -1,0 +1,117 @@
+import { afterEach, beforeEach, describe, expect, it } from "vitest";
+import { connectPage } from "../src/frame/connectPage";
+import { SimulatorClient } from "../src/model/SimulatorClient";
+import { Store } from "../src/model/Store";
+import type { DeviceState } from "../src/protocol/messages";
+import type { Transport } from "../src/protocol/Transport";
+import { appOrigin, delivered, FakePage, FakeWindow } from "./frame";
+import { HeldTransport, hello, stateOf, Stream, success } from "./support";
+
+describe("the app's page", () => {
+  let page: FakePage;
+  let transport: HeldTransport;
+  let client: SimulatorClient;
+  let stream: Stream;
+  let disconnect: () => void;
+
+  const told = (changes: Partial<DeviceState> = {}) => ({
+    type: "state" as const,
+    ...stateOf(changes),
+  });
+  const open = (name: string) => told({ callbacks: [{ name, command: "takePicture:", why: "" }] });
+  /** The page's call with that number, which reaches the transport where it is connected. */
+  const call = async (id: number) => {
+    const before = transport.sent.length;
+    page.port?.postMessage({ id, command: "takePicture", arguments: [] });
+    if (transport.connected) await delivered(() => transport.sent.length > before);
+  };
+  const heard = async (count: number) => {
+    await delivered(() => page.received.length >= count);
+    return page.received;
+  };
+  const comeBack = (...messages: Parameters<HeldTransport["tell"]>) => {
+    transport.connected = true;
+    transport.tell(...messages);
+  };
+
+  beforeEach(() => {
+    page = new FakePage();
+    transport = new HeldTransport();
+    stream = new Stream();
+    client = new SimulatorClient(new Store(), transport as unknown as Transport, {
+      getItem: () => null,
+      setItem: () => {},
+    });
+    client.start();
+    const parent = new FakeWindow();
+    disconnect = connectPage(client, parent, () => page as unknown as Window);
+    transport.tell(hello({ appOrigin }), told());
+    parent.post({ vecamera: "hello", version: 1 }, page, appOrigin);
+  });
+  afterEach(() => {
+    disconnect();
+    page.port?.close();
+  });
+
+  it("hears why a call of its was refused, as does the user", async () => {
+    await call(1);
+    await call(2);
+    transport.reply(0, "arguments: give a list");
+    expect(await heard(1)).toEqual([{ id: 1, result: "error", message: "arguments: give a list" }]);
+    expect(client.store.model.notice).toBe("arguments: give a list");
+    transport.tell(stream.event(success("picture2")));
+    expect(await heard(2)).toMatchObject([{}, { id: 2, result: "success" }]);
+  });
+
+  it("hears at once that nobody is connected, and of the end", async () => {
+    transport.connected = false;
+    await call(1);
+    expect(await heard(1)).toMatchObject([{ id: 1, result: "error", message: expect.stringMatching(/not connected/) }]);
+    transport.listener.status({ kind: "ended", why: "this phone was opened in another tab" });
+    expect(await heard(2)).toMatchObject([{}, { lost: "this phone was opened in another tab" }]);
+  });
+
+  it("gets the answer that was given while the connection was broken, once", async () => {
+    await call(1);
+    transport.reply(0);
+    transport.breakOff();
+    const messages = [stream.event(success("picture1", "file:///a.jpg"))];
+    comeBack(hello({ appOrigin, messages }), told());
+    await call(2);
+    transport.reply(1, "no more");
+    expect(await heard(2)).toMatchObject([
+      { id: 1, result: "success", data: { callbackURI: "file:///a.jpg" } },
+      { id: 2, result: "error" },
+    ]);
+  });
+
+  it("waits on for a call that the phone has, and gives up one that it does not have", async () => {
+    await call(1);
+    await call(2);
+    transport.breakOff();
+    comeBack(hello({ appOrigin }), open("picture1"), told());
+    expect(await heard(1)).toMatchObject([{ id: 2, result: "error", message: expect.stringMatching(/was lost/) }]);
+    transport.tell(stream.event(success("picture1")));
+    expect(await heard(2)).toMatchObject([{}, { id: 1, result: "success" }]);
+  });
+
+  it("gives up nothing while the phone is still busy with what it was asked before", async () => {
+    await call(1);
+    transport.breakOff();
+    comeBack(hello({ appOrigin, unfinished: 1 }), told());
+    await call(2);
+    transport.tell(open("picture1"));
+    transport.reply(1, "no");
+    expect(await heard(1)).toMatchObject([{ id: 2, result: "error" }]);
+    transport.tell(stream.event(success("picture1")));
+    expect(await heard(2)).toMatchObject([{}, { id: 1, result: "success" }]);
+  });
+
+  it("keeps a call that came with the new connection, before the phone told its state", async () => {
+    transport.breakOff();
+    comeBack(hello({ appOrigin }));
+    await call(1);
+    transport.tell(told(), stream.event(success("picture1")));
+    expect(await heard(1)).toMatchObject([{ id: 1, result: "success" }]);
+  });
+});
