@@ -9,6 +9,9 @@ target_compile_options(vecamera_settings INTERFACE
   # g++ makes the tail calls that keep chains of tasks off the stack only from -O2 on by itself.
   $<$<CXX_COMPILER_ID:GNU>:-foptimize-sibling-calls>
   $<$<BOOL:${VECAMERA_WERROR}>:-Werror>)
+if(VECAMERA_FUZZ)
+  target_compile_options(vecamera_settings INTERFACE -fsanitize=fuzzer-no-link)
+endif()
 if(VECAMERA_SANITIZE)
   target_compile_options(vecamera_settings INTERFACE
     -fsanitize=${VECAMERA_SANITIZE} -fno-sanitize-recover=all -fno-omit-frame-pointer

@@ -11,6 +11,7 @@
 
 #include "apps/vecamera/Signals.h"
 #include "device/foundation/ApplicationHome.h"
+#include "device/foundation/PosixFiles.h"
 #include "simulator/server/Server.h"
 
 namespace vecamera::app {
@@ -34,15 +35,27 @@ std::optional<std::string> problemWith(const ServeOptions& options) {
   return std::nullopt;
 }
 
-/// Has the desktop's browser open the address; false where there is none.
-bool openBrowser(const std::string& address) {
+/// A page that leads to the address. The address holds a secret, and everybody on the machine can
+/// read a program's arguments, but only the user can read this page.
+std::optional<std::string> writeDoor(const std::string& folder, const std::string& address) {
+  auto file = folder + "/open.html";
+  const auto page =
+      "<!doctype html><title>vecamera</title><meta http-equiv=\"refresh\" content=\"0; "
+      "url=" +
+      address + "\">\n";
+  if (!device::writeFile0600(file, Data::copyOf(page))) return std::nullopt;
+  return file;
+}
+
+/// Has the desktop's browser open the page; false where there is none.
+bool openBrowser(const std::string& page) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   // What a browser has to say is nothing that the output's reader waits for.
   for (const int output : {STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
   std::string program = "xdg-open";
-  std::string argument = address;
+  std::string argument = page;
   char* const arguments[] = {program.data(), argument.data(), nullptr};
   pid_t child = 0;
   const bool started =
@@ -87,7 +100,9 @@ ExitStatus serve(const ServeOptions& options) {
   std::cout << server->address() << std::endl;
   if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
   std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
-  if (options.opensBrowser && !openBrowser(server->address()))
+  const auto hall = options.opensBrowser ? device::ApplicationHome::makePrivate() : nullptr;
+  const auto door = hall ? writeDoor(hall->path(), server->address()) : std::nullopt;
+  if (options.opensBrowser && !(door && openBrowser(*door)))
     complain("no browser can be opened: xdg-open is missing; open the address yourself");
   server->run();
   return ExitStatus::success;

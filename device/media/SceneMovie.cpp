@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <exception>
 #include <memory>
 #include <numbers>
 #include <variant>
@@ -236,7 +237,7 @@ class SceneRecorder {
         fitter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_, inverse(turn_)),
         painter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_, scene.seed) {}
 
-  Outcome record(const std::filesystem::path& target);
+  Outcome record(const std::filesystem::path& target, const Cancelled& cancelled);
 
  private:
   Outcome openTracks();
@@ -277,7 +278,7 @@ Outcome SceneRecorder::openTracks() {
   return error;
 }
 
-Outcome SceneRecorder::record(const std::filesystem::path& target) {
+Outcome SceneRecorder::record(const std::filesystem::path& target, const Cancelled& cancelled) {
   const bool isMpeg4 = target.extension() == ".mp4";
   auto created = MovieOutput::create(target, isMpeg4 ? Container::mpeg4 : Container::quickTime,
                                      IndexPlace::end, {});
@@ -288,6 +289,8 @@ Outcome SceneRecorder::record(const std::filesystem::path& target) {
   const auto pictures =
       std::max<std::int64_t>(1, std::llround(scene_.seconds * scene_.framesPerSecond));
   for (std::int64_t number = 0; number < pictures; ++number) {
+    if (cancelled && cancelled())
+      return mediaError(AVError::operationCancelled, "The recording of the scene was cancelled.");
     if (auto error = encodePicture(number)) return error;
     const std::int64_t samples = (number + 1) * soundRate / scene_.framesPerSecond;
     if (auto error = encodeSoundUpTo(samples)) return error;
@@ -339,10 +342,15 @@ bool isPaintable(const SceneMovie& scene) {
 }  // namespace media
 
 std::optional<NSError> generateSceneMovie(const std::filesystem::path& target,
-                                          const SceneMovie& scene) {
+                                          const SceneMovie& scene,
+                                          const std::function<bool()>& cancelled) {
   if (!media::isPaintable(scene))
     return mediaError(AVError::unknown, "There is no scene of this size, length or rotation.");
-  return media::SceneRecorder(scene).record(target);
+  try {
+    return media::SceneRecorder(scene).record(target, cancelled);
+  } catch (const std::exception& thrown) {
+    return mediaError(thrown);
+  }
 }
 
 }  // namespace vecamera::device

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <filesystem>
+#include <functional>
 #include <optional>
 
 #include "VECamera/platform/Foundation.h"
@@ -29,8 +30,11 @@ struct SceneMovie {
 
 /// Writes H.264 and AAC into a file of mode 0600, MPEG-4 for the extension ".mp4" and QuickTime for
 /// all others, index last, as phones do. The target must not exist, its folder must. The same
-/// arguments give the same bytes. Nothing on success; on an error there is no file. Any thread.
+/// arguments give the same bytes. Nothing on success; on an error there is no file. `cancelled` is
+/// asked before each picture, and true ends the work with `operationCancelled`; it may be empty.
+/// Any thread.
 std::optional<NSError> generateSceneMovie(const std::filesystem::path& target,
-                                          const SceneMovie& scene);
+                                          const SceneMovie& scene,
+                                          const std::function<bool()>& cancelled = {});
 
 }  // namespace vecamera::device

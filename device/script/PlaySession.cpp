@@ -36,12 +36,11 @@ class PlayerEvents : public EventWriter {
     latestProgress = Clock::now();
     if (options_.exporting) options_.exporting(progress);
   }
-  bool interrupted() override {
-    return takesTooLong() || (options_.interrupted && options_.interrupted());
-  }
+  bool interrupted() override { return takesTooLong() || wasStopped(); }
   void exportFailed(const NSError& error) override {
     diagnostics_ << "note: the movie's export failed: " << error.localizedDescription() << '\n';
   }
+  bool wasStopped() const { return options_.interrupted && options_.interrupted(); }
   bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
 
   bool settingsOpened = false;
@@ -249,6 +248,12 @@ class Steps {
   StepFailure step(const AdvanceStep& step) {
     if (!device_.base.manualClock)
       return "the clock runs by itself; give device.clock to make it stand still";
+    // Beyond these years dates cannot be written any more.
+    using namespace std::chrono;
+    constexpr Date first = sys_days(year(1) / January / 1);
+    constexpr Date end = sys_days(year(10000) / January / 1);
+    const auto then = device_.base.clock->now() + step.by;
+    if (then < first || then >= end) return "the clock would leave the years 1 to 9999";
     device_.base.manualClock->advance(step.by);
     return std::nullopt;
   }
@@ -347,8 +352,10 @@ class Steps {
     scene.rotationDegrees = 90;
     const std::string folder = device_.base.recordings->path();
     file = folder + "/" + std::to_string(device_.recordedScenes++) + ".mov";
-    if (const auto error = generateSceneMovie(file, scene)) return error->localizedDescription();
-    return std::nullopt;
+    const auto error =
+        generateSceneMovie(file, scene, [&events = events_] { return events.wasStopped(); });
+    if (error && events_.wasStopped()) return "interrupted";
+    return error ? StepFailure(error->localizedDescription()) : std::nullopt;
   }
 
   static Permission permissionOf(AnswerStep::Prompt prompt) {

@@ -121,7 +121,7 @@ Response AppSite::ownFile(const RequestTarget& target) const {
   if (!session) return failure(404, "that phone is gone, and its files with it");
   auto file = openBeneath(session->phone().temporaryDirectory(), path.subspan(3));
   if (!file) return failure(404, "the temporary directory has no such file (any more)");
-  return fileResponse(*std::move(file), path.back(), "no-store");
+  return mediaOnly(fileResponse(*std::move(file), path.back(), "no-store"));
 }
 
 Response AppSite::appFile(const RequestTarget& target) const {
@@ -129,6 +129,10 @@ Response AppSite::appFile(const RequestTarget& target) const {
   if (!setup_.folder) return demoFile(std::move(names));
   if (!target.isFolder && isFolderBeneath(*setup_.folder, names)) return toFolder(names);
   if (target.isFolder) names.emplace_back("index.html");
+  auto path = *setup_.folder;
+  for (const auto& name : names) path /= name;
+  // What is recorded is no part of the app, wherever it is kept.
+  if (setup_.recordings.has(path)) return notFound();
   auto file = openBeneath(*setup_.folder, names);
   if (!file) return notFound();
   return fileResponse(*std::move(file), names.back(), "no-cache");

@@ -6,6 +6,7 @@
 #include <string>
 
 #include "simulator/server/Http.h"
+#include "simulator/server/RecordingFiles.h"
 #include "simulator/server/RequestTarget.h"
 #include "simulator/server/Sessions.h"
 
@@ -21,6 +22,7 @@ class AppSite : public Site {
     std::string token;
     /// The developer's pages; nothing: the demo app.
     std::optional<std::filesystem::path> folder;
+    RecordingFiles recordings;
   };
   AppSite(Setup setup, Sessions& sessions) : setup_(std::move(setup)), sessions_(sessions) {}
 

@@ -17,7 +17,7 @@ using Json = nlohmann::ordered_json;
 /// What every phone has of its own.
 constexpr std::string_view kOwnKeys[] = {"temporaryDirectory", "urlTransformer"};
 /// What only a part from a file may tell.
-constexpr std::string_view kKeptKeys[] = {"files", "mainBundle", "seed"};
+constexpr std::string_view kFileKeys[] = {"files", "mainBundle"};
 
 std::optional<std::string> refusedKey(const Json& device, std::span<const std::string_view> keys) {
   for (const auto key : keys)
@@ -56,8 +56,8 @@ std::variant<DevicePart, std::string> readDevicePart(const fs::path& file) {
   part.asked = std::move(script["device"]);
   // A recording has them, and may well be what a phone begins with.
   for (const auto key : kOwnKeys) take(part.asked, key);
-  for (const auto key : kKeptKeys)
-    if (part.asked.contains(key)) part.kept[std::string(key)] = take(part.asked, key);
+  for (const auto key : {"files", "mainBundle", "seed"})
+    if (part.asked.contains(key)) part.kept[key] = take(part.asked, key);
   if (part.kept.contains("mainBundle") && part.kept["mainBundle"].is_string())
     part.kept["mainBundle"] = (folder / part.kept["mainBundle"].get<std::string>()).string();
   // A phone that was described has just what the description says.
@@ -73,7 +73,7 @@ std::variant<DevicePart, std::string> readDevicePart(const fs::path& file) {
 
 std::optional<std::string> problemWithAskedPart(const Json& device) {
   if (auto why = refusedKey(device, kOwnKeys)) return why;
-  return refusedKey(device, kKeptKeys);
+  return refusedKey(device, kFileKeys);
 }
 
 std::variant<device::Script, std::string> scriptOf(const DevicePart& part) {

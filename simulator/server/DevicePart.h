@@ -14,7 +14,7 @@ namespace vecamera::simulator {
 struct DevicePart {
   /// As whoever uses the phone may change it: without the keys below.
   nlohmann::ordered_json asked = nlohmann::ordered_json::object();
-  /// "files", "mainBundle" and "seed", which are the server's matter and outlive a restart.
+  /// "files" and "mainBundle", which are the server's matter and outlive a restart, and "seed".
   nlohmann::ordered_json kept = nlohmann::ordered_json::object();
   /// The assets to import, with absolute names of files; nothing: the samples.
   std::optional<nlohmann::ordered_json> library;
@@ -23,7 +23,7 @@ struct DevicePart {
 /// The part from a device script's file, which need not have steps; or why not, in one line.
 std::variant<DevicePart, std::string> readDevicePart(const std::filesystem::path& file);
 
-/// Why a browser may not ask for this part; nothing: it may.
+/// Why a browser may not ask for this part; nothing: it may. It may tell a "seed", for one device.
 std::optional<std::string> problemWithAskedPart(const nlohmann::ordered_json& device);
 
 /// The part as a script without steps, or why not. Files that the part holds itself live as long as

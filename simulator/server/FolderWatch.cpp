@@ -8,13 +8,13 @@ namespace vecamera::simulator {
 
 namespace fs = std::filesystem;
 
-std::uint64_t folderFingerprint(const fs::path& folder) {
-  constexpr int most = 10000;
-  std::uint64_t sum = 0;
+FolderFingerprint folderFingerprint(const fs::path& folder, const RecordingFiles& recordings,
+                                    std::size_t most) {
+  FolderFingerprint print;
   std::error_code failed;
   fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
                                          failed);
-  int seen = 0;
+  std::size_t seen = 0;
   for (; !failed && entry != fs::recursive_directory_iterator(); entry.increment(failed)) {
     const auto name = entry->path().filename().string();
     std::error_code gone;
@@ -23,13 +23,17 @@ std::uint64_t folderFingerprint(const fs::path& folder) {
       continue;
     }
     if (!entry->is_regular_file(gone)) continue;
-    if (++seen > most) break;
+    if (recordings.has(entry->path())) continue;
+    if (++seen > most) {
+      print.isWhole = false;
+      break;
+    }
     const auto written = entry->last_write_time(gone).time_since_epoch().count();
     // A sum, because the order of entries is the file system's.
-    sum += std::hash<std::string>()(entry->path().string() + "\n" + std::to_string(written) + "\n" +
-                                    std::to_string(entry->file_size(gone)));
+    print.sum += std::hash<std::string>()(entry->path().string() + "\n" + std::to_string(written) +
+                                          "\n" + std::to_string(entry->file_size(gone)));
   }
-  return sum;
+  return print;
 }
 
 }  // namespace vecamera::simulator

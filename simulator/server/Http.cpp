@@ -42,6 +42,11 @@ Response fileResponse(OpenedFile file, std::string_view name, std::string_view c
   return response;
 }
 
+Response mediaOnly(Response response) {
+  response.headers.emplace_back("Content-Security-Policy", "default-src 'none'; sandbox");
+  return response;
+}
+
 std::optional<ByteRange> parseRange(std::string_view header, std::uint64_t bytes) {
   constexpr std::string_view unit = "bytes=";
   if (!header.starts_with(unit)) return std::nullopt;

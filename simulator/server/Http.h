@@ -98,6 +98,9 @@ Response jsonResponse(std::string text);
 /// The file under its name's content type. `cacheControl` is that header's value.
 Response fileResponse(OpenedFile file, std::string_view name, std::string_view cacheControl);
 
+/// The same for media, which are only ever looked at, whatever they hold.
+Response mediaOnly(Response response);
+
 /// The part of the body that a "Range" header asks for.
 struct ByteRange {
   std::uint64_t begin = 0;

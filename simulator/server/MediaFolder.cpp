@@ -21,6 +21,8 @@ MediaFolder::Writer::~Writer() {
   if (name_.empty()) return;
   unlink((folder_.folder_ / name_).c_str());
   folder_.release(bytes_);
+  const std::lock_guard lock(folder_.mutex_);
+  --folder_.unfinished_;
 }
 
 std::optional<std::string> MediaFolder::Writer::write(std::span<const char> bytes) {
@@ -28,7 +30,7 @@ std::optional<std::string> MediaFolder::Writer::write(std::span<const char> byte
     return "a file has at most " + std::to_string(folder_.limits_.fileBytes >> 20U) + " MiB";
   if (!folder_.reserve(bytes.size()))
     return "this phone was given " + std::to_string(folder_.limits_.totalBytes >> 20U) +
-           " MiB of media already; open another tab for a fresh one";
+           " MiB of media already; restart the device, or open another tab for a fresh one";
   bytes_ += bytes.size();
   while (!bytes.empty()) {
     const auto written = ::write(file_.number(), bytes.data(), bytes.size());
@@ -40,36 +42,50 @@ std::optional<std::string> MediaFolder::Writer::write(std::span<const char> byte
 
 std::string MediaFolder::Writer::finish() {
   const std::lock_guard lock(folder_.mutex_);
-  folder_.files_.emplace(name_, bytes_);
+  --folder_.unfinished_;
+  folder_.files_[name_].bytes = bytes_;
   return std::exchange(name_, {});
 }
 
 std::unique_ptr<MediaFolder::Writer> MediaFolder::begin(std::string_view originalName) {
-  std::string name;
-  {
-    const std::lock_guard lock(mutex_);
-    if (number_ >= limits_.files) return nullptr;
-    name = "media/" + std::to_string(++number_);
-  }
-  if (const auto extension = extensionOf(originalName); !extension.empty()) name += "." + extension;
+  auto extension = extensionOf(originalName);
+  if (!extension.empty()) extension.insert(0, 1, '.');
+  const std::lock_guard lock(mutex_);
+  if (files_.size() + unfinished_ >= limits_.files) return nullptr;
   device::makePrivateFolder((folder_ / "media").string());
-  auto file = device::openAt(AT_FDCWD, (folder_ / name).string(),
-                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  std::string name;
+  device::Descriptor file;
+  do {
+    name = "media/" + std::to_string(++number_) + extension;
+    file = device::openAt(AT_FDCWD, (folder_ / name).string(),
+                          O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+  } while (!file && errno == EEXIST);
   if (!file) return nullptr;
+  ++unfinished_;
   return std::unique_ptr<Writer>(new Writer(*this, std::move(name), std::move(file)));
 }
 
-bool MediaFolder::has(std::string_view name) const {
-  const std::lock_guard lock(mutex_);
-  return files_.contains(name);
-}
-
-void MediaFolder::remove(std::string_view name) {
+HeldFile MediaFolder::hold(std::string_view name) {
   const std::lock_guard lock(mutex_);
   const auto found = files_.find(name);
-  if (found == files_.end()) return;
-  unlink((folder_ / found->first).c_str());
-  totalBytes_ -= found->second;
+  if (found == files_.end()) return nullptr;
+  if (auto held = found->second.held.lock()) return held;
+  HeldFile held(new std::filesystem::path(folder_ / found->first),
+                [this](const std::filesystem::path* path) {
+                  drop(*path);
+                  delete path;
+                });
+  found->second.held = held;
+  return held;
+}
+
+/// Takes the file out, unless somebody has begun to hold it anew.
+void MediaFolder::drop(const std::filesystem::path& path) {
+  const std::lock_guard lock(mutex_);
+  const auto found = files_.find(path.lexically_relative(folder_).string());
+  if (found == files_.end() || !found->second.held.expired()) return;
+  unlink(path.c_str());
+  totalBytes_ -= found->second.bytes;
   files_.erase(found);
 }
 

@@ -16,13 +16,17 @@ namespace vecamera::simulator {
 
 struct MediaLimits {
   std::uint64_t fileBytes = 256U << 20U;
-  /// Of all files of one session.
+  /// Of all files that one session has at the same time.
   std::uint64_t totalBytes = 1U << 30U;
   std::size_t files = 4096;
 };
 
+/// The path of a file that is removed when nobody holds it any more.
+using HeldFile = std::shared_ptr<const std::filesystem::path>;
+
 /// The pictures and movies that a session was given, as files under names of the server's own:
-/// "media/3.jpg". Any thread. Outlives its writers.
+/// "media/3.jpg". A file stays as it came until it is held, and goes with the last who holds it.
+/// Any thread. Outlives its writers and holders.
 class MediaFolder {
  public:
   /// The files go to "media" in the folder, which is made with the first one.
@@ -53,10 +57,8 @@ class MediaFolder {
   /// Begins a file; of the name that it is given only the extension is used. Null where there are
   /// too many, or the folder cannot be written.
   std::unique_ptr<Writer> begin(std::string_view originalName);
-  /// Whether `Writer::finish` gave that name.
-  bool has(std::string_view name) const;
-  /// Takes the file out again.
-  void remove(std::string_view name);
+  /// The file of a name that `Writer::finish` gave. Null where there is none (any more).
+  HeldFile hold(std::string_view name);
 
   const std::filesystem::path& folder() const { return folder_; }
   const MediaLimits& limits() const { return limits_; }
@@ -65,14 +67,21 @@ class MediaFolder {
   /// Whether that many bytes more are within the limits; they count from then on.
   bool reserve(std::uint64_t bytes);
   void release(std::uint64_t bytes);
+  void drop(const std::filesystem::path& path);
+
+  struct File {
+    std::uint64_t bytes = 0;
+    std::weak_ptr<const std::filesystem::path> held;
+  };
 
   const std::filesystem::path folder_;
   const MediaLimits limits_;
-  mutable std::mutex mutex_;
+  std::mutex mutex_;
   std::uint64_t totalBytes_ = 0;
   std::uint64_t number_ = 0;
-  /// Finished files with their sizes.
-  std::map<std::string, std::uint64_t, std::less<>> files_;
+  std::size_t unfinished_ = 0;
+  /// Those that are finished.
+  std::map<std::string, File, std::less<>> files_;
 };
 
 }  // namespace vecamera::simulator

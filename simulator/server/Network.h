@@ -27,11 +27,12 @@ struct NetworkLimits {
   std::size_t waitingBytes = 64U << 20U;
   std::size_t waitingMessages = 8192;
   /// The whole head of a request; also how long a connection waits for its next one.
-  std::chrono::seconds headTime{20};
+  std::chrono::milliseconds headTime{20'000};
   /// One piece of a body, in or out.
-  std::chrono::seconds pieceTime{30};
-  /// A WebSocket without a sign of life.
-  std::chrono::seconds silence{60};
+  std::chrono::milliseconds pieceTime{30'000};
+  /// A WebSocket without a sign of life. While its messages are not read there is none to see, and
+  /// the time stands still.
+  std::chrono::milliseconds silence{60'000};
 };
 
 /// What connections share.

@@ -4,7 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <set>
+#include <array>
+#include <cmath>
+#include <exception>
 #include <system_error>
 #include <utility>
 
@@ -14,6 +16,7 @@
 #include "device/script/JsonValue.h"
 #include "device/script/LibraryParts.h"
 #include "device/script/ScriptReader.h"
+#include "simulator/server/Confinement.h"
 #include "simulator/server/ContentTypes.h"
 #include "simulator/server/SampleMedia.h"
 #include "simulator/server/Secrets.h"
@@ -26,10 +29,15 @@ using Json = nlohmann::ordered_json;
 using std::chrono::microseconds;
 
 constexpr std::chrono::milliseconds kRunOnEvery{50};
+/// A recording is written at most so often, and a long one less often still: of the phone's time,
+/// writing takes no more than one part in so many.
+constexpr std::chrono::seconds kWriteEvery{1};
+constexpr int kWritingShare = 10;
 /// What takes the place of "file://" where a recording is played, and no server is there.
 constexpr const char* kRecordedPrefix = "velmora-file://";
 /// Events longer than this do not tell of a file's address.
 constexpr std::size_t kLongestFileAnswer = 65536;
+constexpr std::size_t kLargestPicture = 256U << 20U;
 
 /// The key under which a step names a file of media; empty where it does not.
 std::string mediaKeyOf(const Json& step) {
@@ -71,13 +79,31 @@ void emptyFolder(const std::string& path) {
     device::removeTreeAt(folder, name);
 }
 
-/// The file under another name too, so that it stays when the first is removed.
-bool keepFile(const fs::path& file, const fs::path& as) {
+/// The file under another name too, so that it stays when the first is removed. Null where it
+/// cannot be had.
+HeldFile keepFile(const fs::path& file, const fs::path& as) {
   std::error_code failed;
   fs::create_hard_link(file, as, failed);
   // Between two disks there are no such links.
   if (failed) fs::copy_file(file, as, failed);
-  return !failed;
+  if (failed) return nullptr;
+  return HeldFile(new fs::path(as), [](const fs::path* path) {
+    unlink(path->c_str());
+    delete path;
+  });
+}
+
+/// Why the library will not take one of the files, told before anything is done for it.
+std::optional<std::string> problemWithAssets(const Json& library) {
+  const auto parts = device::libraryParts();
+  for (std::size_t i = 0; i < library.size(); ++i) {
+    const std::string file = library[i]["file"];
+    if (parts.probeMovie(fs::path(file))) continue;
+    const auto contents = device::readFile(file, kLargestPicture);
+    if (!contents || !parts.probePicture(*contents))
+      return "library[" + std::to_string(i) + "]: the file is no picture or movie";
+  }
+  return std::nullopt;
 }
 
 }  // namespace
@@ -86,6 +112,7 @@ Phone::Phone(PhoneSetup setup, std::unique_ptr<device::ApplicationHome> home)
     : setup_(std::move(setup)),
       home_(std::move(home)),
       media_(home_->path(), setup_.media),
+      recording_(setup_.limits.recording),
       thread_([this] { run(); }) {}
 
 Phone::~Phone() {
@@ -121,18 +148,8 @@ void Phone::run() {
   }
   sendState();
   std::unique_lock lock(mutex_);
-  while (!stopping_) {
-    const bool waits = session_ && !isUnsettled_ && session_->waitingFor();
-    const auto isCalled = [this] { return stopping_ || !received_.empty(); };
-    if (received_.empty() && isRecordingDirty_) {
-      lock.unlock();
-      writeRecording();
-      lock.lock();
-    } else if (waits) {
-      changed_.wait_for(lock, kRunOnEvery, isCalled);
-    } else {
-      changed_.wait(lock, isCalled);
-    }
+  for (;;) {
+    waitForWork(lock);
     if (stopping_) break;
     std::optional<std::string> message;
     if (!received_.empty()) {
@@ -142,13 +159,26 @@ void Phone::run() {
     lock.unlock();
     if (message)
       handle(*message);
-    else if (waits)
+    else if (session_ && !isUnsettled_ && session_->waitingFor())
       runOn();
+    if (isRecordingDue() && std::chrono::steady_clock::now() >= nextWriting_) writeRecording();
     lock.lock();
   }
   lock.unlock();
   session_.reset();
   writeRecording();
+}
+
+/// Until there is a message, or something to be done without one, or the phone is to end.
+void Phone::waitForWork(std::unique_lock<std::mutex>& lock) {
+  const auto isCalled = [this] { return stopping_ || !received_.empty(); };
+  const bool runsOn = session_ && !isUnsettled_ && session_->waitingFor();
+  if (runsOn)
+    changed_.wait_for(lock, kRunOnEvery, isCalled);
+  else if (isRecordingDue())
+    changed_.wait_until(lock, nextWriting_, isCalled);
+  else
+    changed_.wait(lock, isCalled);
 }
 
 void Phone::handle(const std::string& message) {
@@ -161,7 +191,9 @@ void Phone::handle(const std::string& message) {
   } else {
     const auto& request = std::get<PhoneRequest>(parsed);
     id = request.id;
-    failure = std::visit([this](const auto& what) { return carryOut(what); }, request.what);
+    failure = std::visit([this](const auto& what) { return carryOutSafely(what); }, request.what);
+    // Whoever hears of a failed restart is told how things stand, also where nothing has changed.
+    if (failure && std::holds_alternative<RestartRequest>(request.what)) lastState_.clear();
     sendState();
   }
   if (!diagnostics_.view().empty()) {
@@ -172,13 +204,29 @@ void Phone::handle(const std::string& message) {
   setup_.send({PhoneMessage::Kind::reply, device::toLine(reply)});
 }
 
+/// Without letting out what a library throws, of which each request must be told.
+template <class Request>
+Phone::Failure Phone::carryOutSafely(const Request& request) {
+  try {
+    return carryOut(request);
+  } catch (const std::exception& thrown) {
+    return std::string("it cannot be carried out: ") + thrown.what();
+  }
+}
+
 Phone::Failure Phone::carryOut(const StepRequest& request) {
   return play(request.step);
 }
 
 Phone::Failure Phone::carryOut(const RestartRequest& request) {
   if (auto why = problemWithAskedPart(request.device)) return why;
-  DevicePart part{request.device, part_.kept, Json::array()};
+  DevicePart part{request.device, setup_.device.kept, Json::array()};
+  // It is of this one device: the next one draws other identifiers again.
+  if (const auto seed = part.asked.find("seed"); seed != part.asked.end()) {
+    part.kept["seed"] = std::move(*seed);
+    part.asked.erase("seed");
+  }
+  std::vector<HeldFile> held;
   if (const auto library = part.asked.find("library"); library != part.asked.end()) {
     part.library = std::move(*library);
     part.asked.erase("library");
@@ -189,11 +237,15 @@ Phone::Failure Phone::carryOut(const RestartRequest& request) {
         return "library: an asset is an object with \"id\" and \"file\"";
       file.key = "file";
       if (auto why = replaceFile(asset, file)) return why;
-      asset["file"] = file.path.string();
+      if (!file.held) return "library: a \"file\" is a text";
+      asset["file"] = file.held->string();
+      held.push_back(std::move(file.held));
     }
   }
   if (const auto script = scriptOf(part); const auto* why = std::get_if<std::string>(&script))
     return *why;
+  if (auto why = problemWithAssets(*part.library)) return why;
+  setup_.send({PhoneMessage::Kind::restarted, device::toLine(part.asked)});
   return begin(part, request.keepLibrary);
 }
 
@@ -248,17 +300,6 @@ DevicePart Phone::withFreshLibrary(DevicePart part) const {
 Phone::Failure Phone::begin(const DevicePart& part, bool keepLibrary) {
   session_.reset();
   emptyFolder(temporaryDirectory());
-  if (auto why = openLibrary(keepLibrary)) return broken_ = *why;
-  auto read = scriptOf(withFreshLibrary(part));
-  if (const auto* why = std::get_if<std::string>(&read)) return broken_ = *why;
-  auto& setup = std::get<device::Script>(read).device;
-  setup.home = setup_.home ? *setup_.home : fs::path(home_->path());
-  setup.temporaryDirectory = temporaryDirectory();
-  isClockFixed_ = setup.clock.has_value();
-  if (!setup.clock) setup.clock = setup_.realTime();
-  if (!setup.seed) setup.seed = randomSeed();
-  setup.urlTransformer = {device::UrlTransformerSetup::Kind::replace, "file://", kRecordedPrefix};
-
   part_ = part;
   screens_ = PresentedScreens();
   owners_ = FileOwners();
@@ -266,7 +307,33 @@ Phone::Failure Phone::begin(const DevicePart& part, bool keepLibrary) {
   clockOffset_ = microseconds(0);
   isUnsettled_ = false;
   step_ = 0;
-  setup_.send({PhoneMessage::Kind::restarted, device::toLine(part.asked)});
+  calls_ = 0;
+  callBytes_ = 0;
+  lastState_.clear();
+  unrecorded_.clear();
+  Failure why;
+  try {
+    why = makeDevice(part, keepLibrary);
+  } catch (const std::exception& thrown) {
+    why = thrown.what();
+  }
+  broken_ = why.value_or("");
+  if (why) session_.reset();
+  noteLibrary();
+  return why;
+}
+
+Phone::Failure Phone::makeDevice(const DevicePart& part, bool keepLibrary) {
+  if (auto why = openLibrary(keepLibrary)) return why;
+  auto read = scriptOf(withFreshLibrary(part));
+  if (const auto* why = std::get_if<std::string>(&read)) return *why;
+  auto& setup = std::get<device::Script>(read).device;
+  setup.home = setup_.home ? *setup_.home : fs::path(home_->path());
+  setup.temporaryDirectory = temporaryDirectory();
+  isClockFixed_ = setup.clock.has_value();
+  if (!setup.clock) setup.clock = setup_.realTime();
+  if (!setup.seed) setup.seed = randomSeed();
+  setup.urlTransformer = {device::UrlTransformerSetup::Kind::replace, "file://", kRecordedPrefix};
 
   device::PlayerOptions options;
   options.interrupted = [this] {
@@ -281,13 +348,11 @@ Phone::Failure Phone::begin(const DevicePart& part, bool keepLibrary) {
   };
   auto made = device::PlaySession::make(
       setup, options, [this](const std::string& line) { noteEvent(line); }, diagnostics_);
-  if (const auto* why = std::get_if<std::string>(&made)) return broken_ = *why;
+  if (const auto* why = std::get_if<std::string>(&made)) return *why;
   session_ = std::move(std::get<std::unique_ptr<device::PlaySession>>(made));
-  broken_.clear();
   session_->device().setUrlTransformer({true, urlTransformer()});
   beginRecording(setup);
   session_->runOn();
-  noteLibrary();
   return std::nullopt;
 }
 
@@ -316,9 +381,9 @@ void Phone::beginRecording(const device::DeviceSetup& setup) {
   if (const auto records = library()->list()) {
     for (const auto& record : *records) {
       const auto original = library()->originalFile(record.identifier);
-      auto path = kept / (randomToken() + "." + record.extension);
-      if (original && keepFile(*original, path))
-        assets.push_back({record.identifier, std::move(path)});
+      if (!original) continue;
+      if (auto held = keepFile(*original, kept / (randomToken() + "." + record.extension)))
+        assets.push_back({record.identifier, std::move(held)});
     }
   }
   recording_.begin(std::move(device), std::move(assets));
@@ -334,6 +399,7 @@ Phone::Failure Phone::play(Json step) {
   auto parsed = parseStep(step, media_.folder());
   if (const auto* why = std::get_if<std::string>(&parsed)) return *why;
   const auto& scriptStep = std::get<device::ScriptStep>(parsed);
+  if (auto why = problemWith(scriptStep.step, step)) return why;
 
   moveClock();
   step_ = recording_.steps();
@@ -346,11 +412,45 @@ Phone::Failure Phone::play(Json step) {
   // One that waits for the world outside goes on only when a later step has changed that.
   if (session_->waitingFor()) step["settle"] = false;
   if (!file.key.empty()) step.erase(file.key);
-  recording_.add(std::move(step), std::move(file));
-  isRecordingDirty_ = true;
+  record(std::move(step), std::move(file));
   if (failure && session_->fatalError()) session_->reportFailure(step_, *failure);
   noteLibrary();
   return failure;
+}
+
+/// Why a phone does not play what a script may hold.
+Phone::Failure Phone::problemWith(const device::Step& step, const Json& asked) {
+  const auto& limits = setup_.limits;
+  const std::array folders = {media_.folder() / "media", fs::path(temporaryDirectory())};
+  if (auto why = problemWithFiles(step, folders)) return why;
+  const auto* capture = std::get_if<device::CaptureStep>(&step);
+  if (capture != nullptr && capture->file.empty() && capture->seconds > limits.sceneSeconds)
+    return "movie: the phone makes no movie of its own that is longer than " +
+           std::to_string(std::llround(limits.sceneSeconds)) + " seconds; upload one";
+  if (!std::holds_alternative<device::TakePictureStep>(step) &&
+      !std::holds_alternative<device::CleanupStep>(step))
+    return std::nullopt;
+  const auto bytes = device::toLine(asked).size();
+  if (session_->device().container.ledger().open().size() >= limits.openCalls)
+    return std::to_string(limits.openCalls) + " calls are open already; restart the device";
+  if (calls_ >= limits.calls || callBytes_ + bytes > limits.callBytes)
+    return "the page has made so many calls that the device takes no more; restart it";
+  ++calls_;
+  callBytes_ += bytes;
+  return std::nullopt;
+}
+
+void Phone::record(Json step, Recording::File file) {
+  const auto held = file.held;
+  const bool hadEnded = recording_.ended().has_value();
+  if (recording_.add(std::move(step), std::move(file))) {
+    isRecordingDirty_ = true;
+  } else {
+    if (!hadEnded) setup_.diagnose("the recording has ended: " + *recording_.ended());
+    if (held) unrecorded_.push_back(held);
+  }
+  // Work that waits may still read them.
+  if (!isUnsettled_ && !session_->waitingFor()) unrecorded_.clear();
 }
 
 /// Puts a file of the session in the place of what the step names: a data URL, or such a file.
@@ -374,10 +474,10 @@ Phone::Failure Phone::replaceFile(Json& step, Recording::File& file) {
     if (!kept) return file.key + ": the file cannot be written";
     name = *kept;
   }
-  if (!media_.has(name))
-    return file.key + ": there is no such file; upload it first, or give a data URL";
+  file.held = media_.hold(name);
+  if (!file.held)
+    return file.key + ": there is no such file (any more); upload it first, or give a data URL";
   *found = name;
-  file.path = media_.folder() / name;
   return std::nullopt;
 }
 
@@ -399,7 +499,7 @@ void Phone::moveClock() {
   step_ = recording_.steps();
   if (session_->play(device::AdvanceStep{by})) return;
   const double seconds = static_cast<double>(by.count()) / 1e6;
-  recording_.add({{"do", "advance"}, {"seconds", seconds}}, {});
+  record({{"do", "advance"}, {"seconds", seconds}}, {});
 }
 
 void Phone::runOn() {
@@ -410,8 +510,10 @@ void Phone::runOn() {
 }
 
 void Phone::noteLibrary() {
+  const auto store = library();
+  if (!store) return;
   std::vector<std::int64_t> assets;
-  if (const auto records = library()->list())
+  if (const auto records = store->list())
     for (const auto& record : *records) assets.push_back(record.sequence);
   if (assets == assets_ && libraryVersion_ > 0) return;
   assets_ = std::move(assets);
@@ -455,23 +557,38 @@ void Phone::sendLogged(std::string_view type, const std::string& rest) {
 }
 
 void Phone::sendState() {
-  if (!session_) return;
+  const StateExtras extras{screens_,          owners_,         faults_,
+                           isClockFixed_,     libraryVersion_, recording_.steps(),
+                           recording_.ended()};
+  if (!session_) return sendState(brokenStateMessage(broken_, extras));
   auto& device = session_->device();
   std::vector<std::string> present;
   for (const auto& file : temporaryFiles(device.base.temporaryDirectory))
     present.push_back(file.name);
   owners_.settle(present, currentCallback(device));
-  auto state = device::toLine(stateMessage(
-      *session_, {screens_, owners_, faults_, isClockFixed_, libraryVersion_, recording_.steps()}));
-  if (state == lastState_) return;
-  lastState_ = state;
-  setup_.send({PhoneMessage::Kind::state, std::move(state)});
+  sendState(stateMessage(*session_, extras));
+}
+
+void Phone::sendState(const Json& state) {
+  auto text = device::toLine(state);
+  if (text == lastState_) return;
+  lastState_ = text;
+  setup_.send({PhoneMessage::Kind::state, std::move(text)});
+}
+
+bool Phone::isRecordingDue() const {
+  return isRecordingDirty_ && setup_.record;
 }
 
 void Phone::writeRecording() {
-  if (!std::exchange(isRecordingDirty_, false) || !setup_.record) return;
+  if (!isRecordingDue()) return;
+  isRecordingDirty_ = false;
+  const auto begun = std::chrono::steady_clock::now();
   if (!recording_.writeTo(*setup_.record))
     setup_.diagnose("the recording cannot be written to " + setup_.record->string());
+  const auto end = std::chrono::steady_clock::now();
+  nextWriting_ = end + std::max<std::chrono::steady_clock::duration>(kWriteEvery,
+                                                                     kWritingShare * (end - begun));
 }
 
 std::int64_t Phone::millisecondsSoFar() const {

@@ -37,11 +37,26 @@ struct PhoneMessage {
     reply,
     /// Passes: nobody gets it again.
     passing,
-    /// Not for the browser: the device was made anew, with this `device` part.
+    /// Not for the browser as it is: the device ends for a new one, with this `device` part, and
+    /// what
+    /// follows is of that one.
     restarted,
   };
   Kind kind = Kind::logged;
   std::string text;
+};
+
+/// So that what a browser sends cannot make a phone grow without end. Each is of one device: a
+/// restart begins anew.
+struct PhoneLimits {
+  RecordingLimits recording;
+  /// Calls of the page that have no answer.
+  std::size_t openCalls = 256;
+  /// Calls of the page, of which the device keeps a record, and their arguments.
+  std::size_t calls = 10'000;
+  std::size_t callBytes = 64U << 20U;
+  /// Of a movie that the camera makes itself.
+  double sceneSeconds = 60;
 };
 
 struct PhoneSetup {
@@ -53,6 +68,7 @@ struct PhoneSetup {
   /// Where the recording is kept; nothing: nowhere.
   std::optional<std::filesystem::path> record;
   MediaLimits media;
+  PhoneLimits limits;
   /// What time it is. Called on the phone's thread.
   std::function<Date()> realTime;
   /// Takes the messages in their order; called on the phone's threads, one at a time.
@@ -93,19 +109,27 @@ class Phone {
   using Failure = std::optional<std::string>;
 
   void run();
+  void waitForWork(std::unique_lock<std::mutex>& lock);
   void handle(const std::string& message);
   Failure carryOut(const StepRequest& request);
   Failure carryOut(const RestartRequest& request);
   Failure carryOut(const RestoreSamplesRequest& request);
 
+  template <class Request>
+  Failure carryOutSafely(const Request& request);
+
   Failure begin(const DevicePart& part, bool keepLibrary);
+  Failure makeDevice(const DevicePart& part, bool keepLibrary);
   Failure openLibrary(bool keepLibrary);
   DevicePart withFreshLibrary(DevicePart part) const;
   URLTransformer urlTransformer() const;
   void beginRecording(const device::DeviceSetup& setup);
   Failure play(Json step);
+  Failure problemWith(const device::Step& step, const Json& asked);
+  void record(Json step, Recording::File file);
   Failure replaceFile(Json& step, Recording::File& file);
-  /// The finished media file's name, or nothing where it cannot be written.
+  /// The finished media file's name, or nothing where it cannot be written. Whoever asks for it
+  /// holds it next.
   std::optional<std::string> keep(const Data& contents, std::string_view name);
   void moveClock();
   void runOn();
@@ -115,6 +139,8 @@ class Phone {
   /// Numbers the message of that type, which ends in `rest`, and sends it.
   void sendLogged(std::string_view type, const std::string& rest);
   void sendState();
+  void sendState(const Json& state);
+  bool isRecordingDue() const;
   void writeRecording();
   std::int64_t millisecondsSoFar() const;
 
@@ -150,7 +176,13 @@ class Phone {
   std::vector<std::int64_t> assets_;
   std::uint64_t libraryVersion_ = 0;
   std::string lastState_;
+  /// Files that a step uses and no recording holds.
+  std::vector<HeldFile> unrecorded_;
+  std::size_t calls_ = 0;
+  std::size_t callBytes_ = 0;
   bool isRecordingDirty_ = false;
+  /// The recording is not written before; it is written whole, so that has its price.
+  std::chrono::steady_clock::time_point nextWriting_ = begun_;
 
   std::thread thread_;
 };

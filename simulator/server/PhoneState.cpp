@@ -89,6 +89,14 @@ Json faultsOf(const device::ScriptedDevice& device, const Json& set) {
   return faults;
 }
 
+/// The keys that do not come from the device itself.
+void addExtras(Json& state, const StateExtras& extras, const std::optional<std::string>& broken) {
+  state["library"] = extras.libraryVersion;
+  state["recorded"] = extras.recordedSteps;
+  state["recordingEnded"] = extras.recordingEnded ? Json(*extras.recordingEnded) : Json();
+  state["broken"] = broken ? Json(*broken) : Json();
+}
+
 }  // namespace
 
 void PresentedScreens::note(const Json& event) {
@@ -157,23 +165,41 @@ std::string currentCallback(device::ScriptedDevice& device) {
 Json stateMessage(device::PlaySession& session, const StateExtras& extras) {
   auto& device = session.device();
   const auto waiting = session.waitingFor();
-  return {{"type", "state"},
-          {"screen", extras.screens.list()},
-          {"prompts", promptsOf(device)},
-          {"permissions",
-           {{"camera", nameOf(device.cameraPermission.status())},
-            {"photoLibrary", nameOf(device.photoPermission.status())},
-            {"location", nameOf(device.locationPermission.status())}}},
-          {"callbacks", callbacksOf(session)},
-          {"files", filesOf(device, extras.owners)},
-          {"faults", faultsOf(device, extras.faults)},
-          {"clock",
-           {{"mode", extras.isClockFixed ? "fixed" : "real"},
-            {"now", device::formatISO8601(device.base.clock->now())}}},
-          {"location", {{"running", device.location.isRunning()}}},
-          {"library", extras.libraryVersion},
-          {"waiting", waiting ? Json(*waiting) : Json()},
-          {"recorded", extras.recordedSteps}};
+  Json state = {{"type", "state"},
+                {"screen", extras.screens.list()},
+                {"prompts", promptsOf(device)},
+                {"permissions",
+                 {{"camera", nameOf(device.cameraPermission.status())},
+                  {"photoLibrary", nameOf(device.photoPermission.status())},
+                  {"location", nameOf(device.locationPermission.status())}}},
+                {"callbacks", callbacksOf(session)},
+                {"files", filesOf(device, extras.owners)},
+                {"faults", faultsOf(device, extras.faults)},
+                {"clock",
+                 {{"mode", extras.isClockFixed ? "fixed" : "real"},
+                  {"now", device::formatISO8601(device.base.clock->now())}}},
+                {"location", {{"running", device.location.isRunning()}}},
+                {"waiting", waiting ? Json(*waiting) : Json()}};
+  addExtras(state, extras, session.fatalError());
+  return state;
+}
+
+Json brokenStateMessage(const std::string& why, const StateExtras& extras) {
+  const auto none = Json::array();
+  Json state = {
+      {"type", "state"},
+      {"screen", none},
+      {"prompts", none},
+      {"permissions", Json::object()},
+      {"callbacks", none},
+      {"files", none},
+      {"faults", none},
+      {"clock",
+       {{"mode", extras.isClockFixed ? "fixed" : "real"}, {"now", device::formatISO8601(Date())}}},
+      {"location", {{"running", false}}},
+      {"waiting", nullptr}};
+  addExtras(state, extras, why);
+  return state;
 }
 
 }  // namespace vecamera::simulator

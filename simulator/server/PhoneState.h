@@ -2,6 +2,7 @@
 
 #include <map>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -55,9 +56,12 @@ struct StateExtras {
   bool isClockFixed = false;
   std::uint64_t libraryVersion = 0;
   std::size_t recordedSteps = 0;
+  std::optional<std::string> recordingEnded{};
 };
 
 /// The `state` message. Called by whoever conducts the session.
 nlohmann::ordered_json stateMessage(device::PlaySession& session, const StateExtras& extras);
+/// That of a phone whose device could not be made.
+nlohmann::ordered_json brokenStateMessage(const std::string& why, const StateExtras& extras);
 
 }  // namespace vecamera::simulator

@@ -48,11 +48,12 @@ bool writeWithFile(std::ostream& out, const Json& object, const std::string& key
   return written;
 }
 
-/// Nobody reads half a file under its name, and a failed write leaves none behind.
+/// Nobody reads half a file under its name, and a failed write leaves none behind. Until it is
+/// whole it has a hidden name, which no watcher of the folder minds.
 template <class Write>
 bool replaceFile(const fs::path& path, Write write) {
   auto partial = path;
-  partial += "." + randomToken() + ".part";
+  partial.replace_filename("." + path.filename().string() + "." + randomToken() + ".part");
   // Made before it is written, so that it is the user's alone.
   if (!device::openAt(AT_FDCWD, partial.string(), O_WRONLY | O_CREAT | O_EXCL, 0600)) return false;
   std::ofstream out(partial, std::ios::binary | std::ios::trunc);
@@ -74,11 +75,27 @@ void Recording::begin(Json device, std::vector<Asset> library) {
   device_ = std::move(device);
   library_ = std::move(library);
   steps_.clear();
+  bytes_ = 0;
+  ended_.reset();
 }
 
-void Recording::add(Json step, File file) {
+bool Recording::add(Json step, File file) {
+  const auto bytes = device::toLine(step).size();
   const std::lock_guard lock(mutex_);
+  if (ended_) return false;
+  if (steps_.size() >= limits_.steps)
+    ended_ = "it has " + std::to_string(limits_.steps) + " steps, and takes no more";
+  else if (bytes_ + bytes > limits_.bytes)
+    ended_ = "its steps have " + std::to_string(limits_.bytes >> 20U) + " MiB, and no room is left";
+  if (ended_) return false;
+  bytes_ += bytes;
   steps_.push_back({std::move(step), std::move(file)});
+  return true;
+}
+
+std::optional<std::string> Recording::ended() const {
+  const std::lock_guard lock(mutex_);
+  return ended_;
 }
 
 std::size_t Recording::steps() const {
@@ -105,7 +122,7 @@ bool Recording::writeTo(const fs::path& path) const {
       const char* between = "\n      ";
       for (const auto& asset : library) {
         out << std::exchange(between, ",\n      ");
-        written = writeWithFile(out, {{"id", asset.id}}, "file", asset.path) && written;
+        written = writeWithFile(out, {{"id", asset.id}}, "file", *asset.held) && written;
       }
       out << "\n    ]";
     }
@@ -116,7 +133,7 @@ bool Recording::writeTo(const fs::path& path) const {
       if (step.file.key.empty())
         out << device::toLine(step.json);
       else
-        written = writeWithFile(out, step.json, step.file.key, step.file.path) && written;
+        written = writeWithFile(out, step.json, step.file.key, *step.file.held) && written;
     }
     out << "\n  ]\n}\n";
     return written;

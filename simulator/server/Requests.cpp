@@ -54,12 +54,62 @@ std::variant<PhoneRequest, RequestRefusal> readKind(const std::string& type, con
       id, device::unknownText("type of message", type, Keys{"step", "restart", "restoreSamples"}));
 }
 
+/// Looks for the "id" of a message, as far as the message can be read.
+class IdFinder : public nlohmann::json_sax<nlohmann::json> {
+ public:
+  const Json& id() const { return id_; }
+
+  bool null() override { return true; }
+  bool boolean(bool) override { return true; }
+  bool number_integer(number_integer_t value) override { return take(value); }
+  bool number_unsigned(number_unsigned_t value) override { return take(value); }
+  bool number_float(number_float_t value, const string_t&) override { return take(value); }
+  bool string(string_t&) override { return true; }
+  bool binary(binary_t&) override { return true; }
+  bool start_object(std::size_t) override { return enter(); }
+  bool end_object() override { return leave(); }
+  bool start_array(std::size_t) override { return enter(); }
+  bool end_array() override { return leave(); }
+  bool key(string_t& key) override {
+    isNext_ = depth_ == 1 && key == "id";
+    return true;
+  }
+  bool parse_error(std::size_t, const std::string&, const nlohmann::json::exception&) override {
+    return false;
+  }
+
+ private:
+  bool enter() {
+    ++depth_;
+    isNext_ = false;
+    return true;
+  }
+  bool leave() {
+    --depth_;
+    return true;
+  }
+  bool take(const Json& number) {
+    if (std::exchange(isNext_, false)) id_ = number;
+    return true;
+  }
+
+  Json id_;
+  std::size_t depth_ = 0;
+  bool isNext_ = false;
+};
+
+Json idOf(std::string_view text) {
+  IdFinder finder;
+  nlohmann::json::sax_parse(text, &finder);
+  return finder.id();
+}
+
 }  // namespace
 
 std::variant<PhoneRequest, RequestRefusal> parseRequest(std::string_view text) {
   const auto parsed = device::parseStrictJson(text);
   if (const auto* error = std::get_if<device::JsonError>(&parsed))
-    return refusal(nullptr, (error->place.empty() ? "" : error->place + ": ") + error->why);
+    return refusal(idOf(text), (error->place.empty() ? "" : error->place + ": ") + error->why);
   const auto& message = std::get<nlohmann::json>(parsed);
   if (!message.is_object()) return refusal(nullptr, "a message is a JSON object");
   if (!message.contains("id") || !message["id"].is_number())

@@ -29,7 +29,7 @@ struct PhoneRequest {
 
 /// Why a message is no request.
 struct RequestRefusal {
-  /// Null where it has none.
+  /// Null where it has none, or none before the place at which it is no JSON any more.
   nlohmann::ordered_json id;
   std::string why;
 };

@@ -2,14 +2,20 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <vector>
 
 #include "device/camera/TestScene.h"
+#include "device/foundation/ApplicationHome.h"
 #include "device/foundation/PosixFiles.h"
+#include "device/media/SceneMovie.h"
 #include "device/script/Samples.h"
 
 namespace vecamera::simulator {
 namespace {
+
+constexpr std::size_t kLongestSample = 16U << 20U;
+constexpr std::size_t kMovieNumber = 7;
 
 struct Scene {
   std::size_t width;
@@ -23,25 +29,37 @@ std::string identifierOf(std::size_t number) {
   return text.data();
 }
 
+/// Two and a half seconds of a landscape that passes by, with a tone.
+std::optional<Data> makeMovie() {
+  const auto home = device::ApplicationHome::makePrivate();
+  if (!home) return std::nullopt;
+  const auto file = home->path() + "/scene.mp4";
+  if (device::generateSceneMovie(
+          file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3}))
+    return std::nullopt;
+  return device::readFile(file, kLongestSample);
+}
+
 std::vector<Sample> makeSamples() {
-  constexpr std::size_t longestPhoto = 16U << 20U;
   constexpr std::array<Scene, 5> scenes = {{{640, 480, UIImageOrientation::up},
                                             {640, 480, UIImageOrientation::right},
                                             {480, 480, UIImageOrientation::up},
                                             {640, 360, UIImageOrientation::down},
                                             {640, 426, UIImageOrientation::left}}};
   std::vector<Sample> samples;
-  const auto add = [&samples](Data contents) {
-    const auto number = samples.size() + 1;
-    samples.push_back(
-        {identifierOf(number), "sample-" + std::to_string(number) + ".jpg", std::move(contents)});
+  const auto add = [&samples](std::size_t number, const std::string& extension, Data contents) {
+    samples.push_back({identifierOf(number), "sample-" + std::to_string(number) + extension,
+                       std::move(contents)});
   };
+  std::size_t number = 0;
   std::uint32_t seed = 1;
   for (const auto& scene : scenes)
-    add(device::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
+    add(++number, ".jpg",
+        device::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
+  if (const auto movie = makeMovie()) add(kMovieNumber, ".mp4", *movie);
   if (const auto photo =
-          device::readFile(device::samplesFolder() + "/first-photo.jpg", longestPhoto))
-    add(*photo);
+          device::readFile(device::samplesFolder() + "/first-photo.jpg", kLongestSample))
+    add(++number, ".jpg", *photo);
   return samples;
 }
 

@@ -8,7 +8,7 @@
 
 namespace vecamera::simulator {
 
-/// A picture that a fresh phone has in its library.
+/// A picture or movie that a fresh phone has in its library.
 struct Sample {
   /// The same in every phone.
   std::string identifier;

@@ -3,13 +3,16 @@
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
-#include <mutex>
+#include <future>
+#include <list>
+#include <system_error>
 #include <utility>
 
 #include "device/foundation/Clocks.h"
 #include "simulator/server/AppSite.h"
 #include "simulator/server/FolderWatch.h"
 #include "simulator/server/Network.h"
+#include "simulator/server/SampleMedia.h"
 #include "simulator/server/Secrets.h"
 #include "simulator/server/SimulatorSite.h"
 
@@ -63,14 +66,16 @@ class Server::Inside {
     const auto appToken = randomToken();
     sessions_.emplace(sessionsSetup(appPort, appToken));
     simulator_.emplace(SimulatorSite::Setup{port, appPort, secret_}, *sessions_);
-    app_.emplace(AppSite::Setup{appPort, port, appToken, setup_.app}, *sessions_);
+    app_.emplace(AppSite::Setup{appPort, port, appToken, setup_.app, recordings_}, *sessions_);
     return std::nullopt;
   }
 
   const std::string& address() const { return address_; }
 
   void run() {
-    if (setup_.app) fingerprint_ = folderFingerprint(*setup_.app);
+    if (setup_.app) see(folderFingerprint(*setup_.app, recordings_));
+    // Before the first phone asks for them, as they take a moment.
+    asio::post(workers_, [] { sampleMedia(); });
     accept(simulatorDoor_, *simulator_);
     accept(appDoor_, *app_);
     waitForTick();
@@ -92,12 +97,14 @@ class Server::Inside {
   void endIdleSessions() { sessions_->endIdle(); }
 
   void lookForChanges() {
-    if (!setup_.app || std::exchange(isLooking_, true)) return;
+    // What changes while nobody is there is seen when somebody is back.
+    if (!setup_.app || isLooking_ || !sessions_->anybodyThere()) return;
+    isLooking_ = true;
     asio::post(workers_, [this] {
-      const auto seen = folderFingerprint(*setup_.app);
+      const auto seen = folderFingerprint(*setup_.app, recordings_);
       post([this, seen] {
         isLooking_ = false;
-        if (std::exchange(fingerprint_, seen) != seen) sessions_->tellAll(R"({"type":"reload"})");
+        if (see(seen)) sessions_->tellAll(R"({"type":"reload"})");
       });
     });
   }
@@ -109,6 +116,9 @@ class Server::Inside {
     limits.bodyBytes = setup.media.fileBytes;
     limits.messageBytes = setup.messageBytes;
     limits.waitingBytes = setup.waitingBytes;
+    limits.headTime = setup.headTime;
+    limits.pieceTime = setup.pieceTime;
+    limits.silence = setup.silence;
     return limits;
   }
 
@@ -116,7 +126,7 @@ class Server::Inside {
     SessionsSetup sessions;
     sessions.device = setup_.device;
     sessions.home = setup_.home;
-    sessions.record = setup_.record;
+    sessions.recordings = recordings_;
     sessions.maxSessions = setup_.maxSessions;
     sessions.limits = setup_.session;
     sessions.media = setup_.media;
@@ -125,9 +135,7 @@ class Server::Inside {
     sessions.now = setup_.now;
     sessions.realTime = setup_.realTime;
     sessions.post = [this](std::function<void()> job) { post(std::move(job)); };
-    sessions.letGo = [this](std::shared_ptr<Session> session) {
-      asio::post(workers_, [session = std::move(session)] { session->phone().finish(); });
-    };
+    sessions.letGo = [this](std::shared_ptr<Session> session) { letGo(std::move(session)); };
     sessions.diagnose = setup_.diagnose;
     return sessions;
   }
@@ -143,7 +151,35 @@ class Server::Inside {
   /// Phones and workers send to the context, so they end before it does.
   void finish() {
     if (sessions_) sessions_->endAll("vecamera was stopped");
+    endings_.clear();
     workers_.join();
+  }
+
+  /// A phone may be in the middle of something, so its end has a thread of its own, on which nobody
+  /// waits but the end of the server.
+  void letGo(std::shared_ptr<Session> session) {
+    std::erase_if(endings_, [](const std::future<void>& ending) {
+      return ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    });
+    auto end = [session = std::move(session)]() mutable {
+      session->phone().finish();
+      session.reset();
+    };
+    try {
+      endings_.push_back(std::async(std::launch::async, end));
+    } catch (const std::system_error&) {
+      // The system has no more threads.
+      asio::post(workers_, end);
+    }
+  }
+
+  /// Whether the app's files are others than they were.
+  bool see(const FolderFingerprint& seen) {
+    if (!seen.isWhole && !std::exchange(toldOfSize_, true))
+      setup_.diagnose(
+          "the app's folder has so many files that changes of some are not noticed; "
+          "load the page anew yourself, or name a smaller folder");
+    return std::exchange(fingerprint_, seen) != seen;
   }
 
   void accept(tcp::acceptor& door, Site& site) {
@@ -180,6 +216,7 @@ class Server::Inside {
 
   const ServerSetup setup_;
   const std::string secret_ = randomToken();
+  const RecordingFiles recordings_{setup_.record};
   std::string address_;
   // These stand before the context, whose connections refer to them until it ends.
   Network network_;
@@ -191,7 +228,10 @@ class Server::Inside {
   tcp::acceptor simulatorDoor_;
   tcp::acceptor appDoor_;
   asio::steady_timer tick_;
-  std::uint64_t fingerprint_ = 0;
+  /// Each waits for the end of its phone when it is destroyed.
+  std::list<std::future<void>> endings_;
+  FolderFingerprint fingerprint_;
+  bool toldOfSize_ = false;
   bool isLooking_ = false;
   bool isStopping_ = false;
   int ticks_ = 0;

@@ -32,6 +32,10 @@ struct ServerSetup {
   /// Of one message from a browser, and of what may wait for it to be taken.
   std::size_t messageBytes = 1U << 20U;
   std::size_t waitingBytes = 64U << 20U;
+  /// For the head of a request, for a piece of a body, and of a browser's silence.
+  std::chrono::milliseconds headTime{20'000};
+  std::chrono::milliseconds pieceTime{30'000};
+  std::chrono::milliseconds silence{60'000};
   SessionLimits session;
   MediaLimits media;
 

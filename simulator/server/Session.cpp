@@ -27,15 +27,25 @@ void Session::take(PhoneMessage message) {
       device_ = *text;
       log_.clear();
       logBytes_ = 0;
-      return;
+      state_ = nullptr;
+      return tell("{\"type\":\"restarted\",\"device\":" + device_ + "}");
     case PhoneMessage::Kind::logged: log(text); break;
     case PhoneMessage::Kind::state: state_ = text; break;
     case PhoneMessage::Kind::passing: break;
     case PhoneMessage::Kind::reply:
-      if (waitingRequests_-- == limits_.waitingRequests && peer_) peer_->readOn();
+      if (!reply()) return;
       break;
   }
   send(text);
+}
+
+/// Takes note of a reply; whether it is for the browser that is there.
+bool Session::reply() {
+  if (askers_.empty()) return false;
+  const auto asker = askers_.front();
+  askers_.pop_front();
+  if (askers_.size() + 1 == limits_.waitingRequests && peer_) peer_->readOn();
+  return asker == connection_;
 }
 
 void Session::log(Message message) {
@@ -74,7 +84,8 @@ std::string Session::hello() const {
                               {"session", identity_.id},
                               {"version", kVersion},
                               {"app", identity_.app},
-                              {"appOrigin", identity_.appOrigin}});
+                              {"appOrigin", identity_.appOrigin},
+                              {"unfinished", askers_.size()}});
   text.pop_back();
   return text + ",\"device\":" + device_ + ",\"messages\":[" + messages + "]}";
 }
@@ -86,6 +97,7 @@ void Session::opened(const std::shared_ptr<Peer>& peer) {
   }
   if (const auto older = std::exchange(peer_, peer))
     older->sendLast(byeMessage("this phone was opened in another tab"));
+  ++connection_;
   tell(hello());
   if (state_) send(state_);
 }
@@ -93,7 +105,8 @@ void Session::opened(const std::shared_ptr<Peer>& peer) {
 bool Session::received(Peer& peer, std::string message) {
   if (&peer != peer_.get()) return true;
   phone_->receive(std::move(message));
-  return ++waitingRequests_ < limits_.waitingRequests;
+  askers_.push_back(connection_);
+  return askers_.size() < limits_.waitingRequests;
 }
 
 void Session::closed(Peer& peer) {

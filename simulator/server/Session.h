@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <cstddef>
+#include <cstdint>
 #include <deque>
 #include <functional>
 #include <memory>
@@ -57,6 +58,10 @@ class Session : public MessageReceiver, public std::enable_shared_from_this<Sess
   void tell(std::string message);
   /// Whether nobody has been there for the time after which the session ends.
   bool isIdle() const;
+  /// Whether nobody is there.
+  bool isAlone() const { return !peer_; }
+  /// Since when, where nobody is there.
+  Clock::time_point aloneSince() const { return aloneSince_; }
   /// Says why and lets the browser go, and asks the phone to end.
   void end(std::string_view why);
 
@@ -67,6 +72,7 @@ class Session : public MessageReceiver, public std::enable_shared_from_this<Sess
  private:
   using Message = std::shared_ptr<const std::string>;
 
+  bool reply();
   void log(Message message);
   std::string hello() const;
   void send(const Message& message);
@@ -82,7 +88,11 @@ class Session : public MessageReceiver, public std::enable_shared_from_this<Sess
   std::size_t logBytes_ = 0;
   Message state_;
   std::string device_ = "{}";
-  std::size_t waitingRequests_ = 0;
+  /// Counts the connections.
+  std::uint64_t connection_ = 0;
+  /// For each request that has no reply yet, the number of the connection that it came by: a later
+  /// one has requests of its own, with the same identifiers.
+  std::deque<std::uint64_t> askers_;
 };
 
 }  // namespace vecamera::simulator

@@ -1,5 +1,6 @@
 #include "simulator/server/Sessions.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "device/foundation/ApplicationHome.h"
@@ -25,9 +26,9 @@ class Refusal : public MessageReceiver {
 
 std::shared_ptr<MessageReceiver> Sessions::open(std::string_view id, std::string_view host) {
   if (auto found = find(id)) return found;
-  if (sessions_.size() >= setup_.maxSessions)
+  if (sessions_.size() >= setup_.maxSessions && !makeRoom())
     return std::make_shared<Refusal>("there are " + std::to_string(sessions_.size()) +
-                                     " phones already; close a tab and wait, or start again");
+                                     " phones already; close a tab of one");
   if (auto made = make(host)) return made;
   return std::make_shared<Refusal>("no temporary folder can be made; check TMPDIR");
 }
@@ -54,7 +55,7 @@ std::shared_ptr<Session> Sessions::make(std::string_view host) {
   phone.device = setup_.device;
   phone.home = setup_.home;
   phone.filesAddress = origin + "/.vecamera/files/" + identity.fileToken + "/";
-  phone.record = nextRecord();
+  phone.record = setup_.recordings.ofSession(++number_);
   phone.media = setup_.media;
   phone.realTime = setup_.realTime;
   phone.diagnose = setup_.diagnose;
@@ -70,14 +71,18 @@ std::shared_ptr<Session> Sessions::make(std::string_view host) {
   return session;
 }
 
-/// "flow.json" for the first session, then "flow-2.json", so that no recording is lost.
-std::optional<std::filesystem::path> Sessions::nextRecord() {
-  ++number_;
-  if (!setup_.record || number_ == 1) return setup_.record;
-  auto path = *setup_.record;
-  path.replace_filename(path.stem().string() + "-" + std::to_string(number_) +
-                        path.extension().string());
-  return path;
+bool Sessions::makeRoom() {
+  std::shared_ptr<Session> longest;
+  for (const auto& [id, session] : sessions_)
+    if (session->isAlone() && (!longest || session->aloneSince() < longest->aloneSince()))
+      longest = session;
+  if (longest) end(longest, "it made room for another phone, as nobody was there");
+  return longest != nullptr;
+}
+
+bool Sessions::anybodyThere() const {
+  return std::any_of(sessions_.begin(), sessions_.end(),
+                     [](const auto& entry) { return !entry.second->isAlone(); });
 }
 
 void Sessions::tellAll(const std::string& message) {
@@ -86,13 +91,15 @@ void Sessions::tellAll(const std::string& message) {
 
 void Sessions::endIdle() {
   for (auto next = sessions_.begin(); next != sessions_.end();) {
-    const auto current = next++;
-    if (!current->second->isIdle()) continue;
-    auto session = std::move(current->second);
-    sessions_.erase(current);
-    session->end("nobody was there for a long time");
-    setup_.letGo(std::move(session));
+    const auto session = next++->second;
+    if (session->isIdle()) end(session, "nobody was there for a long time");
   }
+}
+
+void Sessions::end(const std::shared_ptr<Session>& session, std::string_view why) {
+  sessions_.erase(session->identity().id);
+  session->end(why);
+  setup_.letGo(session);
 }
 
 void Sessions::endAll(std::string_view why) {

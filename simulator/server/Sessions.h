@@ -10,6 +10,7 @@
 #include <string_view>
 
 #include "simulator/server/DevicePart.h"
+#include "simulator/server/RecordingFiles.h"
 #include "simulator/server/Session.h"
 
 namespace vecamera::simulator {
@@ -17,7 +18,7 @@ namespace vecamera::simulator {
 struct SessionsSetup {
   DevicePart device;
   std::optional<std::filesystem::path> home;
-  std::optional<std::filesystem::path> record;
+  RecordingFiles recordings;
   /// At the same time.
   std::size_t maxSessions = 64;
   SessionLimits limits;
@@ -41,12 +42,14 @@ class Sessions {
   explicit Sessions(SessionsSetup setup) : setup_(std::move(setup)) {}
 
   /// What a browser that wants this session gets: the session, a new one where there is none of
-  /// that name, or somebody who says why it gets none. `host` is the name by which the browser
-  /// knows the server.
+  /// that name, or somebody who says why it gets none. Where there are as many as there may be, the
+  /// one that has been without a browser for longest makes room. `host` is the name by which the
+  /// browser knows the server.
   std::shared_ptr<MessageReceiver> open(std::string_view id, std::string_view host);
   /// Null where there is none.
   std::shared_ptr<Session> find(std::string_view id) const;
   std::shared_ptr<Session> findByFileToken(std::string_view token) const;
+  bool anybodyThere() const;
   /// To every browser.
   void tellAll(const std::string& message);
   /// Ends the sessions that nobody came back to.
@@ -56,7 +59,9 @@ class Sessions {
 
  private:
   std::shared_ptr<Session> make(std::string_view host);
-  std::optional<std::filesystem::path> nextRecord();
+  /// Ends the one that has been without a browser for longest; false where all have one.
+  bool makeRoom();
+  void end(const std::shared_ptr<Session>& session, std::string_view why);
 
   const SessionsSetup setup_;
   std::map<std::string, std::shared_ptr<Session>, std::less<>> sessions_;

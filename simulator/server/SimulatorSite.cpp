@@ -33,12 +33,6 @@ Response plainPage(std::string_view text) {
       200, {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}}, text};
 }
 
-/// Media are only ever looked at, whatever they hold.
-Response mediaOnly(Response response) {
-  response.headers.emplace_back("Content-Security-Policy", "default-src 'none'; sandbox");
-  return response;
-}
-
 /// A part of the phone's page.
 Response pageFile(const RequestTarget& target) {
   if (embeddedFiles().empty() || findEmbedded("web/index.html") == nullptr)

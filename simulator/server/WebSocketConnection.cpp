@@ -26,11 +26,7 @@ class WebSocketConnection : public Peer, public std::enable_shared_from_this<Web
 
   void run(const RequestHead& head) {
     beast::get_lowest_layer(socket_).expires_never();
-    websocket::stream_base::timeout timeout{};
-    timeout.handshake_timeout = network_.limits.headTime;
-    timeout.idle_timeout = network_.limits.silence;
-    timeout.keep_alive_pings = true;
-    socket_.set_option(timeout);
+    limitSilence(network_.limits.silence);
     socket_.read_message_max(network_.limits.messageBytes);
     socket_.text(true);
     socket_.async_accept(head, [self = shared_from_this()](Error error) {
@@ -61,10 +57,20 @@ class WebSocketConnection : public Peer, public std::enable_shared_from_this<Web
   }
 
   void readOn() override {
-    if (std::exchange(isHeld_, false) && !hasEnded_) read();
+    if (!std::exchange(isHeld_, false) || hasEnded_) return;
+    limitSilence(network_.limits.silence);
+    read();
   }
 
  private:
+  void limitSilence(websocket::stream_base::duration most) {
+    websocket::stream_base::timeout timeout{};
+    timeout.handshake_timeout = network_.limits.headTime;
+    timeout.idle_timeout = most;
+    timeout.keep_alive_pings = true;
+    socket_.set_option(timeout);
+  }
+
   void read() {
     socket_.async_read(buffer_, [self = shared_from_this()](Error error, std::size_t) {
       if (error || !self->socket_.got_text()) return self->end();
@@ -73,7 +79,9 @@ class WebSocketConnection : public Peer, public std::enable_shared_from_this<Web
       // Set first: the answer may come while the message is handed over.
       self->isHeld_ = true;
       const auto receiver = self->receiver_;
-      if (receiver && receiver->received(*self, std::move(message))) self->readOn();
+      if (receiver && receiver->received(*self, std::move(message))) return self->readOn();
+      // Answers to pings are not read either.
+      if (self->isHeld_) self->limitSilence(websocket::stream_base::none());
     });
   }
 

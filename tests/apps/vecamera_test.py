@@ -3,6 +3,7 @@
 
 import base64
 import json
+import os
 import pathlib
 import re
 import signal
@@ -340,6 +341,30 @@ class Serve(CommandLine):
                 server.send_signal(signal.SIGINT)
             self.assertEqual(server.stdout.read(), "")
             self.assertEqual(server.wait(), 0)
+
+    def test_it_opens_the_browser_without_telling_the_secret_to_other_users(self):
+        tools = self.folder / "tools"
+        tools.mkdir()
+        told = self.folder / "told"
+        os.mkfifo(told)
+        opener = tools / "xdg-open"
+        opener.write_text(f'#!/bin/sh\n{{ echo "$@"; stat -c %a "$1"; cat "$1"; }} > "{told}"\n')
+        opener.chmod(0o755)
+        environment = dict(os.environ, PATH=f"{tools}:{os.environ['PATH']}")
+        with subprocess.Popen([PROGRAM, "serve", "--open"], stdout=subprocess.PIPE,
+                              stderr=subprocess.PIPE, text=True, cwd=self.folder,
+                              env=environment) as server:
+            try:
+                address = server.stdout.readline().strip()
+                page, mode, text = told.read_text().split("\n", 2)
+            finally:
+                server.send_signal(signal.SIGINT)
+            self.assertEqual(server.wait(), 0)
+        secret = address.split("/")[-2]
+        self.assertNotIn(secret, page)
+        self.assertEqual(mode, "600")
+        self.assertIn(address, text)
+        self.assertFalse(pathlib.Path(page).exists())
 
 
 if __name__ == "__main__":

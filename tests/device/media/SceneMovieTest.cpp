@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstdlib>
 
+#include "device/media/MediaErrors.h"
 #include "tests/device/media/Workshop.h"
 
 namespace vecamera::device {
@@ -19,6 +20,16 @@ class SceneMovies : public Workshop {
     return path(name);
   }
 };
+
+TEST_F(SceneMovies, ACancelledSceneLeavesNoFile) {
+  int asked = 0;
+  const auto error =
+      generateSceneMovie(path("a.mov"), {.seconds = 3600}, [&asked] { return ++asked == 3; });
+  ASSERT_TRUE(error);
+  EXPECT_TRUE(isMediaError(*error, AVError::operationCancelled));
+  EXPECT_EQ(asked, 3);
+  EXPECT_TRUE(std::filesystem::is_empty(path("a.mov").parent_path()));
+}
 
 TEST_F(SceneMovies, ASceneIsStoredAsPhonesDo) {
   const SceneMovie scene{.seconds = 1.5, .width = 320, .height = 240, .rotationDegrees = 90};

@@ -119,8 +119,29 @@ TEST(MediaFolders, GiveFilesNamesOfTheirOwn) {
   EXPECT_EQ(name("beach.JPG"), "media/1.jpg");
   EXPECT_EQ(name("../../x.sh/y"), "media/2");
   EXPECT_EQ(name("a.b;c"), "media/3");
-  EXPECT_TRUE(media.has("media/1.jpg"));
-  EXPECT_FALSE(media.has("media/../media/1.jpg"));
+  EXPECT_TRUE(media.hold("media/2"));
+  EXPECT_FALSE(media.hold("media/../media/1.jpg"));
+  folder.write("media/4.jpg", "somebody else's");
+  EXPECT_EQ(name("c.jpg"), "media/5.jpg");
+}
+
+TEST(MediaFolders, LetGoOfAFileWithItsLastHolder) {
+  const TestFolder folder;
+  MediaFolder media(folder.path(), {.totalBytes = 10});
+  const auto upload = [&media] {
+    const auto writer = media.begin("a.jpg");
+    return writer->write(std::string(10, 'x')) ? std::string() : writer->finish();
+  };
+  const auto name = upload();
+  EXPECT_EQ(upload(), "") << "one that nobody has held stays";
+  auto first = media.hold(name);
+  auto second = media.hold(name);
+  first.reset();
+  EXPECT_TRUE(std::filesystem::exists(folder.path() / name));
+  second.reset();
+  EXPECT_FALSE(std::filesystem::exists(folder.path() / name));
+  EXPECT_FALSE(media.hold(name));
+  EXPECT_NE(upload(), "") << "there is room again";
 }
 
 TEST(MediaFolders, TakeNoMoreThanTheirLimits) {
@@ -138,10 +159,45 @@ TEST(MediaFolders, TakeNoMoreThanTheirLimits) {
   EXPECT_EQ(first->finish(), "media/2.jpg");
   const auto second = media.begin("c.jpg");
   EXPECT_THAT(second->write(std::string(6, 'x')), Optional(HasSubstr("media already")));
-  media.remove("media/2.jpg");
+  media.hold("media/2.jpg").reset();
   EXPECT_FALSE(second->write(std::string(6, 'x')));
-  EXPECT_TRUE(media.begin("d.jpg"));
-  EXPECT_FALSE(media.begin("e.jpg")) << "the fifth file";
+  const std::unique_ptr<MediaFolder::Writer> others[] = {media.begin("d.jpg"), media.begin("e.jpg"),
+                                                         media.begin("f.jpg")};
+  EXPECT_TRUE(others[2]);
+  EXPECT_FALSE(media.begin("g.jpg")) << "the fifth file";
+}
+
+TEST(RecordingFiles, AreKnownHoweverTheyAreNamed) {
+  const TestFolder folder;
+  folder.write("app/index.html", "");
+  std::filesystem::create_directory_symlink("app", folder.path() / "link");
+  const RecordingFiles files(folder.path() / "app/flow.json");
+  EXPECT_EQ(files.ofSession(1), folder.path() / "app/flow.json");
+  EXPECT_EQ(files.ofSession(12), folder.path() / "app/flow-12.json");
+  for (const auto* name :
+       {"app/flow.json", "app/flow-12.json", "link/flow.json", "app/../app/flow.json"})
+    EXPECT_TRUE(files.has(folder.path() / name)) << name;
+  for (const auto* name : {"flow.json", "app/flow.js", "app/flow-.json", "app/flow-a.json",
+                           "app/flower.json", "app/sub/flow.json"})
+    EXPECT_FALSE(files.has(folder.path() / name)) << name;
+  EXPECT_FALSE(RecordingFiles().has("flow.json"));
+}
+
+TEST(FolderFingerprints, LeaveRecordingsOutAndSayWhereTheyStop) {
+  const TestFolder folder;
+  folder.write("index.html", "a");
+  const RecordingFiles recordings(folder.path() / "flow.json");
+  const auto print = [&](std::size_t most) {
+    return folderFingerprint(folder.path(), recordings, most);
+  };
+  const auto first = print(1);
+  folder.write("flow.json", "{}");
+  folder.write("flow-2.json", "{}");
+  EXPECT_EQ(print(1), first);
+  EXPECT_TRUE(first.isWhole);
+  folder.write("flowers.json", "{}");
+  EXPECT_FALSE(print(1).isWhole);
+  EXPECT_TRUE(print(2).isWhole);
 }
 
 TEST(FolderFingerprints, TellOfChangesOfTheAppOnly) {

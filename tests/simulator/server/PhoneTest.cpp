@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <fstream>
 #include <random>
 #include <set>
 #include <sstream>
@@ -20,6 +21,7 @@ namespace vecamera::simulator {
 namespace {
 
 using Json = nlohmann::ordered_json;
+using testing::Contains;
 using testing::HasSubstr;
 using testing::IsEmpty;
 using testing::IsSupersetOf;
@@ -245,7 +247,7 @@ TEST(Phones, RefuseStepsAndStayAsTheyAre) {
 
 TEST(Phones, RefuseToRestartWithWhatIsTheServersOwn) {
   TestPhone phone;
-  for (const auto* key : {"temporaryDirectory", "mainBundle", "files", "urlTransformer", "seed"}) {
+  for (const auto* key : {"temporaryDirectory", "mainBundle", "files", "urlTransformer"}) {
     const auto reply = phone.ask({{"type", "restart"}, {"device", {{key, nullptr}}}});
     EXPECT_EQ(reply["type"], "failed");
     EXPECT_THAT(reply["why"], HasSubstr(key));
@@ -294,7 +296,144 @@ TEST(Phones, RemoveWhatWasTheirOwn) {
   ASSERT_TRUE(std::filesystem::exists(phone.home()));
   phone.end();
   EXPECT_FALSE(std::filesystem::exists(phone.home()));
-  EXPECT_TRUE(std::holds_alternative<device::Script>(device::readScript(record)));
+  const auto script = device::readScript(record);
+  ASSERT_TRUE(std::holds_alternative<device::Script>(script));
+  EXPECT_TRUE(std::holds_alternative<device::TakePictureStep>(
+      std::get<device::Script>(script).steps.back().step));
+}
+
+TEST(Phones, ReplayARecordingWithTheSameIdentifiers) {
+  TestPhone first;
+  const auto events = [](TestPhone& phone) {
+    std::vector<std::string> lines;
+    for (const auto& line : phone.events())
+      lines.push_back(replaced(line, phone.phone().temporaryDirectory(), "TMP"));
+    return lines;
+  };
+  first.step(takePicture("a", "[100,2,1]"));
+  first.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  first.step({{"do", "addAsset"}, {"file", photoAsDataUrl()}});
+  first.step({{"do", "library"}});
+  const auto told = events(first);
+  EXPECT_THAT(told, Contains(HasSubstr("assets-library:")));
+  const TestFolder folder;
+  const auto file = folder.path() / "recording.json";
+  ASSERT_TRUE(first.phone().recording().writeTo(file));
+  auto script = Json::parse(std::ifstream(file));
+  script["device"].erase("urlTransformer");
+
+  TestPhone second;
+  ASSERT_TRUE(script["device"].contains("seed"));
+  const Json restart = {{"type", "restart"}, {"device", script["device"]}, {"keepLibrary", false}};
+  ASSERT_EQ(second.ask(restart)["type"], "done");
+  for (const auto& step : script["steps"]) EXPECT_EQ(second.whyNot(step), "");
+  EXPECT_EQ(events(second), told);
+  expectSameReplay(second);
+}
+
+TEST(Phones, StayAsTheyAreWhenARestartIsRefused) {
+  TestPhone phone;
+  phone.step(takePicture("a"));
+  const auto before = phone.state();
+  const auto states = phone.states();
+  const auto restart = Json::parse(
+      R"({"type":"restart","keepLibrary":false,
+          "device":{"library":[{"id":"A","file":"data:image/jpeg;base64,aGFsbG8="}]}})");
+  EXPECT_THAT(phone.ask(restart)["why"], HasSubstr("no picture or movie"));
+  EXPECT_EQ(phone.states(), states + 1) << "and it says how things stand";
+  EXPECT_EQ(phone.state(), before);
+  EXPECT_FALSE(phone.events().empty());
+  EXPECT_EQ(phone.whyNot({{"do", "cancel"}}), "");
+  expectSameReplay(phone);
+}
+
+TEST(Phones, SayWhyThereIsNoDeviceAndMakeOneWhenTheyCan) {
+  const TestFolder folder;
+  PhoneSetup setup;
+  setup.home = folder.write("a file", "");
+  TestPhone phone(std::move(setup));
+  EXPECT_THAT(phone.state()["broken"], HasSubstr("a file"));
+  EXPECT_THAT(phone.whyNot({{"do", "state"}}), HasSubstr("there is no device"));
+  std::filesystem::remove(folder.path() / "a file");
+  EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", Json::object()}})["type"], "done");
+  EXPECT_TRUE(phone.state()["broken"].is_null());
+}
+
+TEST(Phones, HaveAMovieAmongTheirSamples) {
+  TestPhone phone;
+  const auto assets = *phone.phone().library()->list();
+  const auto movies = std::count_if(assets.begin(), assets.end(), [](const auto& asset) {
+    return asset.type == PHAssetResourceType::video;
+  });
+  EXPECT_EQ(movies, 1);
+}
+
+TEST(Phones, RefuseWhatWouldMakeThemGrowWithoutEnd) {
+  PhoneSetup setup;
+  setup.limits = {.recording = {.steps = 6}, .openCalls = 2, .calls = 4, .callBytes = 1000};
+  TestPhone phone(setup);
+  const auto restart = [&phone] { phone.ask({{"type", "restart"}, {"device", Json::object()}}); };
+  phone.step(takePicture("a"));
+  phone.step(takePicture("b"));
+  EXPECT_THAT(phone.whyNot(takePicture("c")), HasSubstr("2 calls are open"));
+  restart();
+  EXPECT_TRUE(phone.state()["recordingEnded"].is_null());
+  for (int i = 0; i < 4; ++i) EXPECT_EQ(phone.whyNot({{"do", "cleanup"}, {"as", "c"}}), "");
+  EXPECT_THAT(phone.whyNot({{"do", "cleanup"}, {"as", "c"}}), HasSubstr("so many calls"));
+  EXPECT_THAT(phone.state()["recordingEnded"], HasSubstr("6 steps"));
+  EXPECT_THAT(phone.diagnostics(), HasSubstr("the recording has ended"));
+  EXPECT_EQ(phone.state()["recorded"], 6);
+  restart();
+  EXPECT_THAT(phone.whyNot(takePicture("d", "[\"" + std::string(1000, 'x') + "\"]")),
+              HasSubstr("so many calls"));
+  phone.step(takePicture("e", "[50,1,1,null,null,0,1]"));
+  EXPECT_THAT(phone.whyNot({{"do", "capture"}, {"movie", {{"seconds", 61}}}}),
+              HasSubstr("60 seconds"));
+  EXPECT_EQ(phone.whyNot({{"do", "capture"}, {"movie", {{"seconds", 0.2}}}}), "");
+}
+
+TEST(Phones, LetTheModuleReadNoFileOfTheMachine) {
+  TestPhone phone;
+  const TestFolder folder;
+  const auto secret = folder.write("secret.mov", "x");
+  const auto temporary = phone.phone().temporaryDirectory();
+  phone.step(takePicture("a"));
+  const auto why = [&phone](const std::string& url) {
+    const Json info = {{"UIImagePickerControllerMediaURL", {{"url", url}}}, {"deep", {1, 2}}};
+    return phone.whyNot({{"do", "capture"}, {"photo", photoAsDataUrl()}, {"info", info}});
+  };
+  std::filesystem::create_symlink(secret, temporary + "/link.mov");
+  for (const auto& url : {"file://" + secret.string(), "FILE://" + secret.string(),
+                          "file://localhost" + secret.string(), "file://" + temporary + "/../../x",
+                          "file://" + temporary + "/%2e%2e/x", secret.string(),
+                          "file://" + temporary + "/link.mov", "file://" + temporary + "x"})
+    EXPECT_THAT(why(url), HasSubstr("no file of this phone")) << url;
+  const Json nested = {{"list", Json::array({{{"url", "file://" + secret.string()}}})}};
+  EXPECT_THAT(phone.whyNot({{"do", "pick"}, {"asset", "x"}, {"info", nested}}),
+              HasSubstr("info.list"));
+  EXPECT_EQ(why("file://" + temporary + "/a.jpg"), "");
+}
+
+TEST(Phones, KeepNoFileThatNothingNeedsAnyMore) {
+  TestPhone phone;
+  const auto files = [&phone](const std::string& name) {
+    std::size_t count = 0;
+    const auto folder = std::filesystem::path(phone.home()) / name;
+    if (!std::filesystem::exists(folder)) return count;
+    for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(folder)) ++count;
+    return count;
+  };
+  const auto samples = sampleMedia().size();
+  EXPECT_EQ(files("library"), samples);
+  phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
+  EXPECT_EQ(files("media"), 0U) << "there was no camera";
+  phone.step({{"do", "addAsset"}, {"id", "N/L0/001"}, {"file", photoAsDataUrl()}});
+  EXPECT_EQ(files("media"), 1U) << "the recording needs it";
+  phone.ask({{"type", "restart"}, {"device", Json::object()}});
+  EXPECT_EQ(files("media"), 0U);
+  EXPECT_EQ(files("library"), samples + 1);
+  phone.ask({{"type", "restart"}, {"device", Json::object()}, {"keepLibrary", false}});
+  EXPECT_EQ(files("library"), 0U);
 }
 
 TEST(Phones, OfOneHomeShareItsLibraryAndNothingElse) {

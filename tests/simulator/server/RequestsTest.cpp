@@ -55,6 +55,30 @@ TEST(Requests, WhatIsNoRequestIsRefusedWithItsIdAndAReason) {
   EXPECT_EQ(std::get<RequestRefusal>(parsed).id, 1.5);
 }
 
+TEST(Requests, ThatCannotBeReadAreRefusedWithTheirIdAsFarAsItCanBeTold) {
+  const std::string deep(100, '[');
+  const std::string shut(100, ']');
+  const auto step = [](const std::string& arguments) {
+    return R"("type":"step","step":{"do":"takePicture","id":8,"arguments":)" + arguments + "}";
+  };
+  const struct {
+    std::string message;
+    nlohmann::json id;
+  } cases[] = {
+      {"{" + step(deep + shut) + R"(,"id":7})", 7},
+      {R"({"id":7,)" + step(R"(["\ud800"])") + "}", 7},
+      {"{" + step(R"(["\ud800"])") + R"(,"id":7})", nullptr},
+      {R"({"type":"step","id":7,"type":"step"})", 7},
+      {R"({"step":{"id":8},"id":[7],"id":"7","x":9)", nullptr},
+      {"[7", nullptr},
+  };
+  for (const auto& [message, id] : cases) {
+    const auto parsed = parseRequest(message);
+    ASSERT_TRUE(std::holds_alternative<RequestRefusal>(parsed)) << message;
+    EXPECT_EQ(std::get<RequestRefusal>(parsed).id, nlohmann::ordered_json(id)) << message;
+  }
+}
+
 TEST(Requests, DamagedMessagesAreRequestsOrRefusedWithAReason) {
   const std::string whole[] = {
       R"({"type":"step","id":7,"step":{"do":"takePicture","as":"a","arguments":[50,0,null,-1e9]}})",

@@ -91,6 +91,21 @@ TEST_F(SessionTest, ANewerTabTakesThePlaceOfAnOlderOne) {
   EXPECT_EQ(second->messages.back()["n"], 0) << "the end of the older one changes nothing";
 }
 
+TEST_F(SessionTest, ANewDeviceIsToldBeforeWhatItDoes) {
+  const auto session = makeSession();
+  const auto peer = std::make_shared<FakePeer>();
+  session->take(logged(0));
+  session->opened(peer);
+  session->take({PhoneMessage::Kind::restarted, R"({"locale":"de_DE"})"});
+  session->take(logged(1));
+  ASSERT_EQ(peer->messages.size(), 3U);
+  EXPECT_EQ(peer->messages[1], Json::parse(R"({"type":"restarted","device":{"locale":"de_DE"}})"));
+  EXPECT_EQ(peer->messages[2]["n"], 1);
+  const auto later = std::make_shared<FakePeer>();
+  session->opened(later);
+  EXPECT_EQ(later->messages[0]["messages"], Json::parse(R"([{"n":1}])"));
+}
+
 TEST_F(SessionTest, IsIdleOnlyWhenNobodyIsThere) {
   const auto session = makeSession({.idle = std::chrono::seconds(10)});
   EXPECT_FALSE(session->isIdle());

@@ -81,6 +81,17 @@ std::optional<Answer> talk(std::uint16_t port, std::string_view bytes) {
   return answer;
 }
 
+bool isLetGoAfter(std::uint16_t port, std::string_view bytes) {
+  asio::io_context io;
+  tcp::socket socket(io);
+  connect(socket, port);
+  Error error;
+  asio::write(socket, asio::buffer(bytes), error);
+  char piece[4096];
+  while (!error) socket.read_some(asio::buffer(piece), error);
+  return error == asio::error::eof || error == asio::error::connection_reset;
+}
+
 std::optional<Answer> request(std::uint16_t port, std::string_view method, std::string_view target,
                               const Fields& fields, std::string_view body) {
   std::string text = std::string(method) + " " + std::string(target) + " HTTP/1.1\r\n";

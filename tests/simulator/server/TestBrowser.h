@@ -50,6 +50,10 @@ struct Answer {
 /// ends the connection without one.
 std::optional<Answer> talk(std::uint16_t port, std::string_view bytes);
 
+/// Sends the bytes and reads on until the connection ends. Whether the server ended it, and the
+/// test's patience not.
+bool isLetGoAfter(std::uint16_t port, std::string_view bytes);
+
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
 /// A request whose "Host" is the server's own unless `fields` has another.

@@ -57,7 +57,10 @@ class TestPhone {
       if (!came) throw std::runtime_error("the phone says nothing: " + diagnostics_);
       const auto message = std::move(messages_.front());
       messages_.pop_front();
-      if (message.kind == PhoneMessage::Kind::state) state_ = Json::parse(message.text);
+      if (message.kind == PhoneMessage::Kind::state) {
+        state_ = Json::parse(message.text);
+        ++states_;
+      }
       if (message.kind == PhoneMessage::Kind::logged) logged_.push_back(Json::parse(message.text));
       if (message.kind == PhoneMessage::Kind::restarted) logged_.clear();
       if (message.kind == kind) return message.text;
@@ -67,6 +70,11 @@ class TestPhone {
   Phone& phone() { return *phone_; }
   /// As the latest message told.
   const Json& state() const { return state_; }
+  int states() const { return states_; }
+  std::string diagnostics() {
+    const std::lock_guard lock(mutex_);
+    return diagnostics_;
+  }
   /// The events and traces of the device that is there.
   const std::vector<Json>& messages() const { return logged_; }
   std::vector<std::string> events() const {
@@ -86,6 +94,7 @@ class TestPhone {
   std::deque<PhoneMessage> messages_;
   std::string diagnostics_;
   Json state_;
+  int states_ = 0;
   std::vector<Json> logged_;
   int lastId_ = 0;
   std::string home_;

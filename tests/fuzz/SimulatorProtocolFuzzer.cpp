@@ -1,0 +1,50 @@
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <string_view>
+
+#include "device/script/JsonValue.h"
+#include "device/script/ScriptReader.h"
+#include "simulator/server/Confinement.h"
+#include "simulator/server/DevicePart.h"
+#include "simulator/server/Http.h"
+#include "simulator/server/RequestTarget.h"
+#include "simulator/server/Requests.h"
+
+namespace vecamera::simulator {
+namespace {
+
+/// What a phone makes of a request before it does anything.
+void look(const StepRequest& request) {
+  const nlohmann::ordered_json script = {{"steps", {request.step}}};
+  const auto parsed = device::parseScript(device::toLine(script), "step", "/nonexistent",
+                                          device::FileScope::folder);
+  if (const auto* read = std::get_if<device::Script>(&parsed))
+    for (const auto& step : read->steps) problemWithFiles(step.step, {});
+}
+
+void look(const RestartRequest& request) {
+  if (!problemWithAskedPart(request.device)) scriptOf({request.device, {}, std::nullopt});
+}
+
+void look(const RestoreSamplesRequest&) {}
+
+}  // namespace
+}  // namespace vecamera::simulator
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
+  using namespace vecamera::simulator;
+  const std::string_view text(reinterpret_cast<const char*>(bytes), size);
+  const auto parsed = parseRequest(text);
+  if (const auto* request = std::get_if<PhoneRequest>(&parsed)) {
+    if (!request->id.is_number()) std::abort();
+    std::visit([](const auto& what) { look(what); }, request->what);
+  }
+  if (const auto target = parseTarget(text))
+    for (const auto& segment : target->segments)
+      if (segment.empty() || segment == ".." || segment.find('/') != std::string::npos)
+        std::abort();
+  const auto range = parseRange(text, 1000);
+  if (range && range->begin + range->length > 1000) std::abort();
+  return 0;
+}
