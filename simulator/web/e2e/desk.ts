@@ -212,7 +212,7 @@ export class Desk {
     await this.button("Start recording").click();
     await this.page
       .getByRole("timer")
-      .filter({ hasText: /0:0[1-9]/ })
+      .filter({ hasText: /0:(0[1-9]|[1-5]\d)/ })
       .waitFor();
     await this.button("Stop recording").click();
     await this.button("Use movie").waitFor();

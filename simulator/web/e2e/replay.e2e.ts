@@ -107,9 +107,44 @@ it("plays a recording on the phone", async () => {
   await desk.page.setInputFiles("input[accept='.json,application/json']", script);
   await desk.page.getByLabel("Speed").selectOption("8");
   await desk.button("Play").click();
+  // It goes on while something else is looked at.
+  await desk.tab("Log");
+  await desk.page.locator(".log-present").first().waitFor();
+  await desk.tab("Record and replay");
   await desk.page.getByText("The script was played to its end.").waitFor();
   expect(comparable(desk.events)).toEqual(comparable(live));
   expect(comparable(desk.events)).toEqual(comparable(await played(script)));
+});
+
+it("leaves open what the recording left open", async () => {
+  await desk.setPermission("Camera", "authorized");
+  await desk.setPermission("Location", "authorized");
+  await desk.openSection("Location");
+  const finds = desk.page.getByLabel("The device finds itself");
+  await finds.selectOption("none");
+  await desk.press("Photo with place");
+  await desk.usePhoto();
+  await desk.tab(/Open callbacks/);
+  const waits = desk.page.getByText("A location fix, where the user allows the location.");
+  await waits.waitFor();
+  const script = await saved();
+  await finds.selectOption("fix");
+  await desk.outcome(/^File/);
+
+  desk.events.splice(0);
+  await desk.page.setInputFiles("input[accept='.json,application/json']", script);
+  await desk.page.getByLabel("Speed").selectOption("8");
+  await desk.button("Play").click();
+  await desk.page.getByText("The script was played to its end.").waitFor();
+  await desk.tab(/Open callbacks/);
+  // A fix would come before what the user does next.
+  await desk.openSection("Faults");
+  await desk.page.getByRole("switch", { name: "File is not created" }).press("Space");
+  await desk.page.getByLabel("How often").waitFor();
+  await waits.waitFor();
+  expect(desk.answers()).toEqual([]);
+  await finds.selectOption("track");
+  await expect.poll(() => desk.answers().length).toBe(1);
 });
 
 it("asks for the files that a script only names, and stops where it cannot go on", async () => {

@@ -42,11 +42,21 @@ function useStandIns({ client, model, preferences, replaying }: Simulator): void
     [client],
   );
   const looking =
-    !replaying &&
     model.state?.location.running === true &&
     model.state.permissions.location === "authorized";
   useEffect(() => driver.configure(preferences.location), [preferences.location]);
   useEffect(() => driver.setLooking(looking), [looking]);
+  // After it: what begins with the last step of a replay is the replay's.
+  useEffect(() => driver.setReplaying(replaying), [replaying]);
+  useEffect(
+    () =>
+      client.listen({
+        event: ({ event, manager }) => {
+          if (event === "location" && manager === "start") driver.managerStarted();
+        },
+      }),
+    [client, driver],
+  );
   useEffect(() => () => driver.end(), [driver]);
 
   const prompt = model.state?.prompts.at(-1);

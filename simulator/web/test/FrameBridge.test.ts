@@ -1,6 +1,6 @@
 import { afterEach, beforeEach, describe, expect, it } from "vitest";
 import { FrameBridge } from "../src/frame/FrameBridge";
-import type { AnswerEvent, Json } from "../src/protocol/messages";
+import type { AnswerEvent } from "../src/protocol/messages";
 import { appOrigin, delivered, FakePage, FakeWindow } from "./frame";
 
 describe("FrameBridge", () => {
@@ -8,7 +8,7 @@ describe("FrameBridge", () => {
   let framed: FakePage;
   const stranger = new FakePage();
   let parent: FakeWindow;
-  let ran: { command: string; args: Json[] }[];
+  let ran: { command: string; args: unknown[] }[];
   let bridge: FrameBridge;
   const answer = (to: string, more: Partial<AnswerEvent> = {}): AnswerEvent => ({
     event: "answer",

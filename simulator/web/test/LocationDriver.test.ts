@@ -60,6 +60,36 @@ describe("LocationDriver", () => {
     expect(sky.sent).toEqual([place]);
   });
 
+  it("leaves alone what a replay left running, until the user or the page does something", () => {
+    const fixed = { mode: "fix", fix: place, delay: 0 } as const;
+    for (const something of [
+      (driver: LocationDriver) => driver.configure(fixed),
+      (driver: LocationDriver) => driver.managerStarted(),
+      (driver: LocationDriver) => {
+        driver.setLooking(false);
+        driver.setLooking(true);
+      },
+    ]) {
+      const sky = new Sky();
+      const driver = sky.driver("fix");
+      driver.setReplaying(true);
+      driver.managerStarted();
+      driver.setLooking(true);
+      driver.setReplaying(false);
+      expect(sky.sent).toEqual([]);
+      something(driver);
+      expect(sky.sent).toEqual([place]);
+    }
+  });
+
+  it("does not bring a late fix into a replay", () => {
+    const sky = new Sky();
+    const driver = sky.driver("late");
+    driver.setLooking(true);
+    driver.setReplaying(true);
+    expect(sky.timer).toBeNull();
+  });
+
   it("walks on between two photos", () => {
     const sky = new Sky();
     const driver = sky.driver("track");

@@ -1,4 +1,4 @@
-import { beforeEach, describe, expect, it } from "vitest";
+import { beforeEach, describe, expect, it, vi } from "vitest";
 import { ConnectionLost, SimulatorClient } from "../src/model/SimulatorClient";
 import { Store } from "../src/model/Store";
 import type { DeviceEvent } from "../src/protocol/messages";
@@ -48,6 +48,31 @@ describe("SimulatorClient", () => {
     transport.reply(0, "there is no picker on screen");
     expect(await acted).toBe(false);
     expect(client.store.model.notice).toBe("there is no picker on screen");
+  });
+
+  it("marks a command that did not reach the plug-in with the reason", async () => {
+    const take = (name: string) => client.act({ do: "takePicture", as: name, arguments: [] });
+    const refusals = () =>
+      client.store.model.entries.map((entry) => entry.type === "command" && entry.refused);
+    const acts = [take("a"), take("a"), take("b")];
+    transport.reply(0);
+    transport.reply(1, "as: the name is taken");
+    transport.breakOff();
+    await Promise.all(acts);
+    // Of the last one it is not known.
+    expect(refusals()).toEqual([undefined, "as: the name is taken", undefined]);
+    await take("c");
+    expect(refusals()[3]).toMatch(/not connected/);
+  });
+
+  it("gives no name that a replay has brought along", () => {
+    transport.tell({
+      type: "state",
+      ...stateOf({ callbacks: [{ name: "picture2", command: "takePicture:", why: "" }] }),
+    });
+    void client.step({ do: "takePicture", as: "picture1", arguments: [] });
+    expect(client.nextName("takePicture")).toBe("picture3");
+    expect(client.nextName("cleanup")).toBe("cleanup4");
   });
 
   it("finds its phone, its commands and new names after the tab was loaded anew", async () => {
@@ -131,6 +156,26 @@ describe("SimulatorClient", () => {
     open();
     expect(transport.session).toBe("s1");
     expect(client.nextName("takePicture")).toBe("picture3");
+  });
+});
+
+describe("Store", () => {
+  it("tells the others where one that listens fails", async () => {
+    const failure = new Error("no room");
+    const reported = vi.spyOn(console, "error").mockImplementation(() => {});
+    const heard = vi.fn();
+    const store = new Store();
+    store.subscribe(() => {
+      throw failure;
+    });
+    store.subscribe(heard);
+    store.dispatch({ kind: "notice", text: "a" });
+    await Promise.resolve();
+    store.dispatch({ kind: "notice", text: "b" });
+    await Promise.resolve();
+    expect(heard).toHaveBeenCalledTimes(2);
+    expect(reported).toHaveBeenCalledWith(failure);
+    reported.mockRestore();
   });
 });
 

@@ -19,10 +19,14 @@ describe("the app's page", () => {
     ...stateOf(changes),
   });
   const open = (name: string) => told({ callbacks: [{ name, command: "takePicture:", why: "" }] });
+  const post = (id: number, args: unknown[]) =>
+    page.port?.postMessage({ id, command: "takePicture", arguments: args });
+  const refusals = () =>
+    client.store.model.entries.map((entry) => entry.type === "command" && entry.refused);
   /** The page's call with that number, which reaches the transport where it is connected. */
   const call = async (id: number) => {
     const before = transport.sent.length;
-    page.port?.postMessage({ id, command: "takePicture", arguments: [] });
+    post(id, []);
     if (transport.connected) await delivered(() => transport.sent.length > before);
   };
   const heard = async (count: number) => {
@@ -63,6 +67,20 @@ describe("the app's page", () => {
     expect(await heard(2)).toMatchObject([{}, { id: 2, result: "success" }]);
   });
 
+  it("hears that a port carries more than the phone takes, and nobody else stumbles over it", async () => {
+    const circle: unknown[] = [];
+    circle.push(circle);
+    post(1, [1n]);
+    post(2, circle);
+    await call(3);
+    expect(await heard(2)).toMatchObject([
+      { id: 1, result: "error", message: expect.stringContaining("not JSON") },
+      { id: 2, result: "error", message: expect.stringContaining("not JSON") },
+    ]);
+    expect(transport.sent).toHaveLength(1);
+    expect(client.store.model.entries).toMatchObject([{ name: "picture3" }]);
+  });
+
   it("hears at once that nobody is connected, and of the end", async () => {
     transport.connected = false;
     await call(1);
@@ -91,6 +109,7 @@ describe("the app's page", () => {
     transport.breakOff();
     comeBack(hello({ appOrigin }), open("picture1"), told());
     expect(await heard(1)).toMatchObject([{ id: 2, result: "error", message: expect.stringMatching(/was lost/) }]);
+    expect(refusals()).toEqual([undefined, expect.stringMatching(/was lost/)]);
     transport.tell(stream.event(success("picture1")));
     expect(await heard(2)).toMatchObject([{}, { id: 1, result: "success" }]);
   });

@@ -1,10 +1,10 @@
 import { describe, expect, it } from "vitest";
-import { pictureOf, shortened } from "../src/inspector/answer";
+import { assetNamed, pictureOf, shortened } from "../src/inspector/answer";
 import { commandsOf } from "../src/inspector/commands";
 import { whatWouldClose } from "../src/inspector/ledger";
 import { notesOf } from "../src/inspector/notes";
 import type { Entry } from "../src/model/model";
-import type { AnswerEvent, DeviceEvent, Json, Screen } from "../src/protocol/messages";
+import type { AnswerEvent, DeviceEvent, Json, LibraryAsset, Screen } from "../src/protocol/messages";
 import { dismissed, picker, stateOf, Stream, success } from "./support";
 
 const rulesOf = (entries: Entry[], name = "a") =>
@@ -55,6 +55,29 @@ describe("commandsOf", () => {
     ]);
     expect(rows.map((row) => row.replacedBy)).toEqual(["b", null, null]);
     expect(rows[1]?.answer?.data).toEqual({ callbackURI: "file:///x" });
+  });
+
+  it("lets a refused command take nobody's place, and nothing that happens", () => {
+    const stream = new Stream();
+    const refused = (name: string, command?: string) => ({
+      ...stream.command(name, [], command),
+      refused: "the simulator is not connected",
+    });
+    const rows = commandsOf([
+      stream.command("a"),
+      stream.event(picker()),
+      refused("b"),
+      refused("tidy", "cleanup"),
+      stream.event(dismissed),
+      stream.event(success("a")),
+    ]);
+    expect(rows.map((row) => [row.name, row.messages.length, row.replacedBy, row.refused])).toEqual(
+      [
+        ["a", 3, null, null],
+        ["b", 0, null, "the simulator is not connected"],
+        ["tidy", 0, null, "the simulator is not connected"],
+      ],
+    );
   });
 
   it("makes a row for an answer to a command of which nothing is known", () => {
@@ -352,6 +375,15 @@ describe("pictureOf", () => {
       url: "data:image/jpeg;base64,/9j/AA==",
       bytes: 4,
     });
+  });
+
+  it.each([
+    ["AB/L0/001", "AB/L0/001"],
+    ["AB", "AB/L0/001"],
+    ["A", undefined],
+  ])("finds the asset that an address calls %s", (name, id) => {
+    const assets = ["ABC/L0/001", "AB/L0/001"].map((one) => ({ id: one }) as LibraryAsset);
+    expect(assetNamed(assets, name)?.id).toBe(id);
   });
 
   it("finds none in a failure or an empty success", () => {

@@ -6,12 +6,21 @@ import {
   type ReplayState,
   watchingTime,
 } from "../src/replay/ReplayPlayer";
-import { fileOfDataUrl, filesToAskFor, parseScript, withFiles } from "../src/replay/script";
+import {
+  fileOfDataUrl,
+  filesToAskFor,
+  matchFiles,
+  parseScript,
+  withFiles,
+} from "../src/replay/script";
 
 class HeldStage implements ReplayStage {
   readonly log: string[] = [];
   readonly cues: (string | null)[] = [];
   failing: string | null = null;
+  /** Where set, a step is under way until it is called. */
+  release: ((why?: Error) => void) | null = null;
+  holding = false;
   private readonly timers = new Map<number, { work: () => void; milliseconds: number }>();
   private nextTimer = 1;
 
@@ -21,6 +30,11 @@ class HeldStage implements ReplayStage {
   async step(step: Step): Promise<void> {
     if (step.do === this.failing) throw new Error("there is no picker on screen");
     this.log.push(step.do);
+    if (!this.holding) return;
+    this.holding = false;
+    await new Promise<void>((resolve, reject) => {
+      this.release = (why) => (why ? reject(why) : resolve());
+    });
   }
   cue(step: Step | null): void {
     this.cues.push(step?.do ?? null);
@@ -126,6 +140,43 @@ describe("ReplayPlayer", () => {
   });
 });
 
+describe("a replay that is rewound while a step is under way", () => {
+  const steps: Step[] = [{ do: "takePicture" }, { do: "capture" }];
+  const settled = () => new Promise((resolve) => setImmediate(resolve));
+  let stage: HeldStage;
+  let states: ReplayState[];
+  let player: ReplayPlayer;
+
+  beforeEach(() => {
+    stage = new HeldStage();
+    states = [];
+    player = new ReplayPlayer({ device: {}, steps }, stage, (state) => states.push(state));
+    stage.holding = true;
+    void player.stepOnce();
+    return settled();
+  });
+
+  it.each([["succeeds"], ["fails"]])("begins at the first step, where that one %s", async (how) => {
+    player.rewind();
+    stage.release?.(how === "fails" ? new Error("too late") : undefined);
+    await settled();
+    expect(player.state).toMatchObject({ phase: "ready", next: 0, why: null });
+    for (let step = 0; step < 2; step++) await player.stepOnce();
+    expect(stage.log).toEqual(["restart", "takePicture", "restart", "takePicture", "capture"]);
+    expect(player.state.phase).toBe("finished");
+  });
+
+  it("plays on by itself as soon as that one has ended", async () => {
+    player.rewind();
+    player.play();
+    expect(stage.waits).toEqual([]);
+    stage.release?.();
+    await settled();
+    for (let turn = 0; turn < 3; turn++) await stage.pass();
+    expect(stage.log).toEqual(["restart", "takePicture", "restart", "takePicture", "capture"]);
+  });
+});
+
 describe("parseScript", () => {
   it.each([
     ["no JSON", "{", /not JSON/],
@@ -158,6 +209,13 @@ describe("a script's files", () => {
 
   it("asks for those that it names and does not hold, each once", async () => {
     expect(await filesToAskFor(script)).toEqual(["flows/walk.mp4", "beach.jpg"]);
+  });
+
+  it("knows chosen files by their names, where those tell one from the other", () => {
+    const files = [{ name: "x.jpg" }, { name: "walk.mp4" }, { name: "other.jpg" }];
+    const { found, ambiguous } = matchFiles(["a/x.jpg", "b/x.jpg", "flows/walk.mp4"], files);
+    expect([...found]).toEqual([["flows/walk.mp4", { name: "walk.mp4" }]]);
+    expect(ambiguous).toEqual(["a/x.jpg", "b/x.jpg"]);
   });
 
   it("replaces media, and not the names of temporary files", async () => {

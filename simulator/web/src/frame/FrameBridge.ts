@@ -1,4 +1,4 @@
-import type { AnswerEvent, Json } from "../protocol/messages";
+import type { AnswerEvent } from "../protocol/messages";
 
 /** What is used of a window, so that the bridge can be tried without one. */
 export interface MessageSource {
@@ -11,14 +11,14 @@ export interface FrameBridgeOptions {
   /** The window of the app's frame, as it is now. */
   frame: () => Window | null;
   appOrigin: () => string;
-  /** Runs a page command and gives its callback's name. */
-  run: (command: string, args: Json[]) => string;
+  /** Runs a page command and gives its callback's name. Its arguments are whatever a port can carry. */
+  run: (command: string, args: unknown[]) => string;
 }
 
 interface PageCommand {
   id: number;
   command: "takePicture" | "cleanup";
-  arguments: Json[];
+  arguments: unknown[];
 }
 
 const isPageCommand = (data: unknown): data is PageCommand => {
@@ -73,11 +73,11 @@ export class FrameBridge {
     for (const name of this.waiting.keys()) this.doubtful.add(name);
   }
 
-  /** The phone has been asked: of what was in doubt, only these calls are open. */
-  settleDoubts(open: ReadonlySet<string>): void {
-    for (const name of this.doubtful)
-      if (!open.has(name)) this.fail(name, "The connection was lost before the phone had the call.");
+  /** The phone has been asked: of what was in doubt, only these calls are open. Fails the others. */
+  settleDoubts(open: ReadonlySet<string>, why: string): string[] {
+    const failed = [...this.doubtful].filter((name) => !open.has(name) && this.fail(name, why));
     this.doubtful.clear();
+    return failed;
   }
 
   /** Tells the page that nothing it waits for will come, nor anything else. */

@@ -2,6 +2,17 @@ import { ConnectionLost, type SimulatorClient } from "../model/SimulatorClient";
 import { isAnswer, type Json, type Step } from "../protocol/messages";
 import { FrameBridge, type MessageSource } from "./FrameBridge";
 
+const lostBefore = "The connection was lost before the phone had the call.";
+
+/** The list as it reaches the phone. Throws a sentence for the page where it cannot. */
+function asJson(list: unknown[]): Json[] {
+  try {
+    return JSON.parse(JSON.stringify(list)) as Json[];
+  } catch (error) {
+    throw new Error(`The arguments are not JSON: ${(error as Error).message}`);
+  }
+}
+
 /**
  * Connects the app's page to the phone until what it returns is called: its commands become steps,
  * and each gets its answer, or hears why none will come.
@@ -12,15 +23,18 @@ export function connectPage(
   frame: () => Window | null,
 ): () => void {
   const { store } = client;
+  const play = async (command: string, name: string, args: unknown[]) => {
+    const step: Step = { do: command, as: name };
+    if (command === "takePicture") step.arguments = asJson(args);
+    await client.step(step);
+  };
   const bridge = new FrameBridge({
     listenTo,
     frame,
     appOrigin: () => store.model.appOrigin,
-    run: (command: string, args: Json[]) => {
+    run: (command, args) => {
       const name = client.nextName(command);
-      const step: Step = { do: command, as: name };
-      if (command === "takePicture") step.arguments = args;
-      client.step(step).catch((error: Error) => {
+      play(command, name, args).catch((error: Error) => {
         // The phone tells whether it has the call when it is found again.
         if (error instanceof ConnectionLost) return;
         if (bridge.fail(name, error.message))
@@ -34,7 +48,11 @@ export function connectPage(
       if (isAnswer(event)) bridge.answer(event);
     },
     lost: () => bridge.doubt(),
-    back: (callbacks) => bridge.settleDoubts(new Set(callbacks.map(({ name }) => name))),
+    back: (callbacks) => {
+      const open = new Set(callbacks.map(({ name }) => name));
+      for (const name of bridge.settleDoubts(open, lostBefore))
+        store.dispatch({ kind: "refused", name, why: lostBefore });
+    },
     ended: (why) => bridge.lose(why),
   });
   return () => {

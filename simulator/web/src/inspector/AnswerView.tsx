@@ -1,7 +1,9 @@
 import type { AnswerEvent } from "../protocol/messages";
+import { useState } from "preact/hooks";
 import { useSimulator } from "../ui/context";
 import { bytesText } from "../ui/format";
-import { type AnswerPicture, pictureOf, shortened } from "./answer";
+import { useLibrary } from "../ui/library";
+import { type AnswerPicture, assetNamed, pictureOf, shortened } from "./answer";
 
 export function AnswerView({ answer }: { answer: AnswerEvent }) {
   const picture = pictureOf(answer);
@@ -19,19 +21,45 @@ export function AnswerView({ answer }: { answer: AnswerEvent }) {
 
 function Picture({ picture }: { picture: AnswerPicture }) {
   const { client, model } = useSimulator();
+  if (picture.asset !== null) return <AssetPicture name={picture.asset} />;
   if (picture.file !== null && !model.state?.files.some(({ name }) => name === picture.file))
     return <p class="hint">The file {picture.file} is no longer there.</p>;
-  const address =
-    picture.url ??
-    (picture.asset !== null ? client.original(picture.asset) : client.file(picture.file ?? ""));
+  const address = picture.url ?? client.file(picture.file ?? "");
+  return <Shown address={address} movie={picture.movie} bytes={picture.bytes} />;
+}
+
+function AssetPicture({ name }: { name: string }) {
+  const { client } = useSimulator();
+  const { assets } = useLibrary();
+  if (!assets) return null;
+  const asset = assetNamed(assets, name);
+  if (!asset) return <p class="hint">It is no longer in the photo library.</p>;
+  const movie = asset.type === "video";
+  // A browser cannot show every original; a JPEG of the server's it can.
+  const address = movie ? client.original(asset.id) : client.thumbnail(asset.id, 1024);
+  return <Shown address={address} movie={movie} bytes={asset.bytes} />;
+}
+
+function Shown(props: { address: string; movie: boolean; bytes: number | null }) {
+  const { address, movie, bytes } = props;
+  const [unseen, setUnseen] = useState(false);
+  const onError = () => setUnseen(true);
   return (
     <figure>
-      {picture.movie ? (
-        <video src={address} controls playsInline aria-label="The movie that the page got" />
+      {unseen ? (
+        <p class="hint">This browser cannot show it.</p>
+      ) : movie ? (
+        <video
+          src={address}
+          controls
+          playsInline
+          aria-label="The movie that the page got"
+          onError={onError}
+        />
       ) : (
-        <img src={address} alt="What the page got" />
+        <img src={address} alt="What the page got" onError={onError} />
       )}
-      {picture.bytes !== null && <figcaption>{bytesText(picture.bytes)}</figcaption>}
+      {bytes !== null && <figcaption>{bytesText(bytes)}</figcaption>}
     </figure>
   );
 }

@@ -11,6 +11,7 @@ const statusOf = (row: CommandRow, open: boolean): { text: string; look: string 
     return row.answer.result === "success"
       ? { text: "success", look: "good" }
       : { text: row.answer.status ?? "error", look: "bad" };
+  if (row.refused !== null) return { text: "refused", look: "bad" };
   if (row.replacedBy) return { text: "replaced", look: "muted" };
   return open ? { text: "open", look: "live" } : { text: "unanswered", look: "muted" };
 };
@@ -74,6 +75,12 @@ function CommandView(props: { row: CommandRow; open: boolean; onToggle: (open: b
             <p class="note">
               <Icon name="note" size={16} />
               <span>The plug-in waits: {model.state.waiting}</span>
+            </p>
+          )}
+          {row.refused !== null && (
+            <p class="note">
+              <Icon name="note" size={16} />
+              <span>It did not reach the plug-in: {row.refused}</span>
             </p>
           )}
           {notesOf(row).map((note) => (

@@ -1,5 +1,6 @@
 import { useMemo, useState } from "preact/hooks";
 import { RecordTab } from "../replay/RecordTab";
+import { useReplay } from "../replay/useReplay";
 import { useSimulator } from "../ui/context";
 import { Tabs } from "../ui/controls";
 import { commandsOf } from "./commands";
@@ -11,6 +12,7 @@ export function Inspector() {
   const { model } = useSimulator();
   const [tab, setTab] = useState("commands");
   const commands = useMemo(() => commandsOf(model.entries), [model.entries]);
+  const replay = useReplay();
   const open = model.state?.callbacks.length ?? 0;
   return (
     <section class="inspector" aria-label="Inspector">
@@ -38,7 +40,7 @@ export function Inspector() {
             key: "record",
             label: "Record and replay",
             short: "Replay",
-            content: () => <RecordTab />,
+            content: () => <RecordTab replay={replay} />,
           },
         ]}
       />

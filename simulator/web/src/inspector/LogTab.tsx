@@ -24,13 +24,12 @@ const rest = (value: object, ...without: string[]): string =>
     .join(", ");
 
 const lineOf = (entry: Entry): Line => {
-  if (entry.type === "command")
-    return {
-      n: entry.n,
-      at: null,
-      kind: "page",
-      text: `${entry.command} ${entry.name} ${JSON.stringify(entry.arguments)}`,
-    };
+  if (entry.type === "command") {
+    const { n, command, name, refused } = entry;
+    const text = `${command} ${name} ${shortened(JSON.stringify(entry.arguments))}`;
+    const end = refused === undefined ? "" : `, refused: ${refused}`;
+    return { n, at: null, kind: "page", text: text + end };
+  }
   if (entry.type === "trace")
     return {
       n: entry.n,
@@ -51,10 +50,13 @@ export function LogTab() {
   const list = useRef<HTMLOListElement>(null);
   const entries = model.entries.filter((entry) => traces || entry.type !== "trace");
   const lines = entries.slice(-shown).map(lineOf);
+  const following = useRef(true);
+  const newest = lines.at(-1)?.n;
   useEffect(() => {
     const box = list.current?.parentElement;
-    if (box) box.scrollTop = box.scrollHeight;
-  }, [lines.length]);
+    // Who has scrolled up is reading.
+    if (box && following.current) box.scrollTop = box.scrollHeight;
+  }, [newest]);
   return (
     <div class="log-tab">
       <Switch label="Show the device’s services at work" checked={traces} onChange={setTraces} />
@@ -74,6 +76,9 @@ export function LogTab() {
         role="log"
         aria-label="Log of the device"
         aria-live="polite"
+        onScroll={({ currentTarget: box }) => {
+          following.current = box.scrollTop + box.clientHeight > box.scrollHeight - 8;
+        }}
       >
         {lines.length === 0 && <p class="hint">Nothing has happened yet.</p>}
         <ol class="log" ref={list}>

@@ -1,11 +1,11 @@
-import type { AnswerEvent, Json, JsonObject } from "../protocol/messages";
+import type { AnswerEvent, Json, JsonObject, LibraryAsset } from "../protocol/messages";
 
 /** Where the picture or movie of an answer is to be had; one of the three is set. */
 export interface AnswerPicture {
   url: string | null;
   /** A name in the temporary directory. */
   file: string | null;
-  /** An identifier in the photo library. */
+  /** What the photo library calls it, see `assetNamed`. */
   asset: string | null;
   movie: boolean;
   bytes: number | null;
@@ -51,6 +51,10 @@ export function pictureOf(answer: AnswerEvent): AnswerPicture | null {
   const type = text.startsWith("iVBOR") ? "png" : "jpeg";
   return { ...none, url: `data:image/${type};base64,${text}`, bytes: bytesOfBase64(text) };
 }
+
+/** The asset of an address, which tells its identifier, or only what stands there before the "/". */
+export const assetNamed = (assets: LibraryAsset[], name: string): LibraryAsset | undefined =>
+  assets.find(({ id }) => id === name || id.startsWith(`${name}/`));
 
 const longest = 160;
 

@@ -16,12 +16,16 @@ export interface CommandRow {
   answeredAt: number | null;
   /** The later command whose callback took this one's place before it was answered. */
   replacedBy: string | null;
+  /** Why it did not reach the plug-in, where it did not. */
+  refused: string | null;
   timeline: TimelineStep[];
 }
 
 type Building = Omit<CommandRow, "timeline">;
 
-const rowOf = (entry: Pick<CommandEntry, "name" | "command"> & { arguments: Json[] | null }) => ({
+const rowOf = (
+  entry: Pick<CommandEntry, "name" | "command" | "refused"> & { arguments: Json[] | null },
+) => ({
   name: entry.name,
   command: entry.command,
   arguments: entry.arguments,
@@ -31,6 +35,7 @@ const rowOf = (entry: Pick<CommandEntry, "name" | "command"> & { arguments: Json
   answer: null,
   answeredAt: null,
   replacedBy: null,
+  refused: entry.refused ?? null,
 });
 
 /**
@@ -47,6 +52,7 @@ export function commandsOf(entries: Entry[]): CommandRow[] {
   const begin = (row: Building) => {
     rows.push(row);
     byName.set(row.name, row);
+    if (row.refused !== null) return;
     if (row.command === "cleanup") {
       cleaning = row;
       return;

@@ -40,6 +40,7 @@ export function pointOfTrack(around: Fix, seconds: number): Fix {
 /** Gives the device its fixes, as soon as it looks for one and may have it. */
 export class LocationDriver {
   private looking = false;
+  private replaying = false;
   private timer: number | null = null;
   private turn = 0;
   private readonly setOff: number;
@@ -64,6 +65,20 @@ export class LocationDriver {
     else this.end();
   }
 
+  /** A manager was started, maybe beside one that nobody gave a fix. */
+  managerStarted(): void {
+    if (this.looking) this.begin();
+  }
+
+  /**
+   * While a replay plays the user, the fixes are the script's. A manager that it leaves running gets
+   * none after its end either, until the settings change or another manager is started.
+   */
+  setReplaying(replaying: boolean): void {
+    this.replaying = replaying;
+    if (replaying) this.end();
+  }
+
   end(): void {
     this.turn += 1;
     if (this.timer !== null) this.environment.clearTimer(this.timer);
@@ -72,6 +87,7 @@ export class LocationDriver {
 
   private begin(): void {
     this.end();
+    if (this.replaying) return;
     const { mode, fix, delay } = this.settings;
     if (mode === "fix") this.environment.send(fix);
     if (mode === "late") this.later(() => this.environment.send(fix), delay * 1000);

@@ -12,44 +12,60 @@ export interface Movie {
   name: string;
 }
 
-/** Records one movie from a viewfinder. */
+/** Records one movie from a viewfinder. The microphone is on no longer than the recording lasts. */
 export class MovieRecorder {
   private readonly parts: Blob[] = [];
+  private recorder: MediaRecorder | null = null;
+  private extension = "";
+  private dropped = false;
+  private finish: () => void = () => {};
+  private readonly finished = new Promise<void>((resolve) => (this.finish = resolve));
 
-  private constructor(
-    private readonly recorder: MediaRecorder,
-    private readonly extension: string,
-    private readonly release: () => void,
-  ) {
-    recorder.ondataavailable = (event) => {
-      if (event.data.size > 0) this.parts.push(event.data);
-    };
-    recorder.start(1000);
-  }
-
-  static async start(viewfinder: Viewfinder): Promise<MovieRecorder> {
+  /** Opens the microphone, which may ask, and begins. False where it was dropped meanwhile. */
+  async start(viewfinder: Pick<Viewfinder, "movie">): Promise<boolean> {
     const format = formats.find(({ type }) => MediaRecorder.isTypeSupported(type));
     if (!format) throw new Error("This browser cannot record movies.");
     const { stream, release } = await viewfinder.movie();
-    const options = { mimeType: format.type, videoBitsPerSecond: 4_000_000 };
-    return new MovieRecorder(new MediaRecorder(stream, options), format.extension, release);
-  }
-
-  stop(): Promise<Movie> {
-    return new Promise((resolve) => {
-      this.recorder.onstop = () => {
-        this.release();
-        const blob = new Blob(this.parts, { type: this.recorder.mimeType });
-        resolve({ blob, name: `movie.${this.extension}` });
+    if (this.dropped) {
+      release();
+      return false;
+    }
+    try {
+      const options = { mimeType: format.type, videoBitsPerSecond: 4_000_000 };
+      const recorder = new MediaRecorder(stream, options);
+      recorder.ondataavailable = (event) => {
+        if (event.data.size > 0) this.parts.push(event.data);
       };
-      this.recorder.stop();
-    });
+      // It also stops by itself, where what it records ends.
+      recorder.onstop = () => {
+        release();
+        this.finish();
+      };
+      recorder.start(1000);
+      this.recorder = recorder;
+      this.extension = format.extension;
+      return true;
+    } catch (error) {
+      release();
+      throw error;
+    }
   }
 
-  /** Ends without a movie. */
+  /** Ends the recording, unless it has ended by itself. Only once it has started. */
+  async stop(): Promise<Movie> {
+    this.end();
+    await this.finished;
+    const blob = new Blob(this.parts, { type: this.recorder?.mimeType ?? "" });
+    return { blob, name: `movie.${this.extension}` };
+  }
+
+  /** Ends without a movie, also where it has not started yet. */
   drop(): void {
-    this.recorder.onstop = null;
-    if (this.recorder.state !== "inactive") this.recorder.stop();
-    this.release();
+    this.dropped = true;
+    this.end();
+  }
+
+  private end(): void {
+    if (this.recorder && this.recorder.state !== "inactive") this.recorder.stop();
   }
 }

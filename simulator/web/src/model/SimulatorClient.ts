@@ -114,15 +114,23 @@ export class SimulatorClient {
   }
 
   /** Plays a step. Rejects with the reason where it could not be played. */
-  step(step: Step): Promise<void> {
-    if (step.do === "takePicture" || step.do === "cleanup")
+  async step(step: Step): Promise<void> {
+    const isCommand = step.do === "takePicture" || step.do === "cleanup";
+    const name = String(step.as);
+    if (isCommand)
       this.store.dispatch({
         kind: "sent",
-        name: String(step.as),
+        name,
         command: step.do,
         arguments: Array.isArray(step.arguments) ? step.arguments : [],
       });
-    return this.request({ type: "step", step });
+    try {
+      await this.request({ type: "step", step });
+    } catch (error) {
+      if (isCommand && !(error instanceof ConnectionLost))
+        this.store.dispatch({ kind: "refused", name, why: (error as Error).message });
+      throw error;
+    }
   }
 
   /** Plays a step for a control; a refusal becomes the notice on the page. */
@@ -142,8 +150,16 @@ export class SimulatorClient {
 
   /** A name for a command's callback that no other command of the session has. */
   nextName(command: string): string {
-    this.counter += 1;
-    return `${command === "cleanup" ? "cleanup" : "picture"}${this.counter}`;
+    const { entries, state } = this.store.model;
+    // A script that was replayed brings names of its own.
+    const taken = new Set(state?.callbacks.map(({ name }) => name));
+    for (const entry of entries) if (entry.type === "command") taken.add(entry.name);
+    let name: string;
+    do {
+      this.counter += 1;
+      name = `${command === "cleanup" ? "cleanup" : "picture"}${this.counter}`;
+    } while (taken.has(name));
+    return name;
   }
 
   restart(device: DeviceSetup, keepLibrary = true): Promise<void> {

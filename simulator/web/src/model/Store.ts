@@ -17,7 +17,13 @@ export class Store {
     this.told = false;
     queueMicrotask(() => {
       this.told = true;
-      for (const listener of [...this.listeners]) listener();
+      for (const listener of [...this.listeners])
+        try {
+          listener();
+        } catch (error) {
+          // The others are told all the same.
+          console.error(error);
+        }
     });
   }
 

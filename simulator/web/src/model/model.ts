@@ -17,6 +17,8 @@ export interface CommandEntry {
   name: string;
   command: string;
   arguments: Json[];
+  /** Why it did not reach the plug-in, where it did not. */
+  refused?: string;
 }
 
 export type Entry = EventMessage | TraceMessage | CommandEntry;
@@ -61,6 +63,8 @@ export type Action =
   | { kind: "connection"; status: TransportStatus }
   | { kind: "message"; message: ServerMessage }
   | { kind: "sent"; name: string; command: string; arguments: Json[] }
+  /** A command that was sent did not reach the plug-in. */
+  | { kind: "refused"; name: string; why: string }
   /** Commands of this tab before it was loaded anew; `session` tells whether they belong here. */
   | { kind: "remembered"; session: string; commands: CommandEntry[] }
   | { kind: "settings"; open: boolean }
@@ -159,6 +163,15 @@ export function reduce(model: Model, action: Action): Model {
           arguments: action.arguments,
         }),
       };
+    case "refused": {
+      const isIt = (entry: Entry) => entry.type === "command" && entry.name === action.name;
+      // A name that is taken is a reason to refuse, and no fault of the first that has it.
+      const at = model.entries.map(isIt).lastIndexOf(true);
+      const entries = model.entries.map((entry, index) =>
+        index === at && entry.type === "command" ? { ...entry, refused: action.why } : entry,
+      );
+      return { ...model, entries };
+    }
     case "remembered": {
       if (action.session !== model.session) return model;
       const known = new Set(

@@ -74,6 +74,7 @@ export function ClockSection() {
           </div>
         </>
       )}
+      {!fixed && <p class="hint">A clock that stands still can be set, and moved on.</p>}
       <p class="group-title">
         Region <small>(starts the device anew)</small>
       </p>

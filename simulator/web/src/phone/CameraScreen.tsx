@@ -93,9 +93,15 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
 
   const startMovie = () =>
     client.noticing(async () => {
-      if (!viewfinder.current) return;
-      recorder.current = await MovieRecorder.start(viewfinder.current);
-      setRecording(0);
+      if (!viewfinder.current || recorder.current) return;
+      const made = new MovieRecorder();
+      recorder.current = made;
+      try {
+        if (await made.start(viewfinder.current)) setRecording(0);
+      } catch (error) {
+        if (recorder.current === made) recorder.current = null;
+        throw error;
+      }
     });
 
   const press = () => {

@@ -7,6 +7,8 @@ const keyZoom = 1.15;
 /** Moves and scales a picture in a square window. */
 export function EditStep(props: {
   picture: string;
+  /** The size of what is cropped, where `picture` only stands in for it. */
+  size?: PictureSize;
   cancelLabel: string;
   useLabel: string;
   busy: boolean;
@@ -19,6 +21,12 @@ export function EditStep(props: {
   const pointers = useRef(new Map<number, { x: number; y: number }>());
   const [size, setSize] = useState<PictureSize | null>(null);
   const [crop, setCrop] = useState<Crop>({ x: 0, y: 0, side: 1 });
+  const [unseen, setUnseen] = useState(false);
+
+  const begin = (whole: PictureSize) => {
+    setSize(whole);
+    setCrop(wholeCrop(whole));
+  };
 
   const change = (make: (size: PictureSize, crop: Crop) => Crop) => {
     if (size) setCrop((current) => make(size, current));
@@ -97,7 +105,9 @@ export function EditStep(props: {
 
   return (
     <div class="edit">
-      <p class="edit-title">Move and scale</p>
+      <p class="edit-title" role="status">
+        {unseen ? "This browser cannot show the picture" : "Move and scale"}
+      </p>
       <div
         ref={square}
         class="edit-square"
@@ -117,8 +127,11 @@ export function EditStep(props: {
           draggable={false}
           onLoad={(event) => {
             const { naturalWidth: width, naturalHeight: height } = event.currentTarget;
-            setSize({ width, height });
-            setCrop(wholeCrop({ width, height }));
+            begin(props.size ?? { width, height });
+          }}
+          onError={() => {
+            setUnseen(true);
+            if (props.size) begin(props.size);
           }}
         />
         <div class="edit-grid" aria-hidden="true" />

@@ -8,6 +8,8 @@ import { EditStep } from "./EditStep";
 import { Review } from "./Review";
 
 const isMovie = (asset: LibraryAsset) => asset.type === "video";
+// A browser cannot show every original; a JPEG of the server's it can.
+const previewSide = 2048;
 // As many as the grid has.
 const columnsOf = (landscape: boolean) => (landscape ? 5 : 3);
 
@@ -134,7 +136,8 @@ export function LibraryScreen({ screen, covered }: { screen: PickerScreen; cover
       </div>
       {chosen && !isMovie(chosen) && (
         <EditStep
-          picture={client.original(chosen.id)}
+          picture={client.thumbnail(chosen.id, previewSide)}
+          size={chosen}
           cancelLabel="Back"
           useLabel="Choose"
           busy={busy}

@@ -1,32 +1,16 @@
-import { useEffect, useRef, useState } from "preact/hooks";
+import { useEffect, useRef } from "preact/hooks";
+import { shortened } from "../inspector/answer";
 import { serversOwnIn } from "../model/device";
 import type { Step } from "../protocol/messages";
-import { shortened } from "../inspector/answer";
 import { useSimulator } from "../ui/context";
 import { Button, FileButton, Select } from "../ui/controls";
 import { Icon } from "../ui/icons";
-import { ReplayPlayer, type ReplayState } from "./ReplayPlayer";
-import {
-  baseName,
-  type DeviceScript,
-  fileOfDataUrl,
-  filesToAskFor,
-  isDataUrl,
-  parseScript,
-  withFiles,
-} from "./script";
+import type { ReplayPlayer, ReplayState } from "./ReplayPlayer";
+import { baseName, type DeviceScript } from "./script";
+import type { Replay } from "./useReplay";
 
-interface Loaded {
-  name: string;
-  script: DeviceScript;
-  missing: string[];
-  given: Map<string, File>;
-}
-
+const mediaFiles = "image/*,video/*,*/*";
 const speeds = ["0.5", "1", "2", "4", "8"] as const;
-
-// What may happen while the settings are open; with anything else the user is back in the app.
-const inSettings = new Set(["authorize", "advance", "state", "files", "library"]);
 
 const stepText = (step: Step): string => {
   const { do: what, ...keys } = step;
@@ -39,32 +23,12 @@ const stepText = (step: Step): string => {
   return `${what}${text ? ` ${text}` : ""}`;
 };
 
-export function RecordTab() {
+export function RecordTab({ replay }: { replay: Replay }) {
   const { client, model } = useSimulator();
   const recorded = model.state?.recorded ?? 0;
-  const [loaded, setLoaded] = useState<Loaded | null>(null);
-
-  const load = (files: File[]) =>
-    client.noticing(async () => {
-      const file = files[0];
-      if (!file) return;
-      const script = parseScript(await file.text());
-      setLoaded({
-        name: file.name,
-        script,
-        missing: await filesToAskFor(script),
-        given: new Map(),
-      });
-    });
-  const give = (files: File[]) =>
-    setLoaded((before) => {
-      if (!before) return before;
-      const given = new Map(before.given);
-      for (const file of files)
-        for (const name of before.missing) if (baseName(name) === file.name) given.set(name, file);
-      return { ...before, given };
-    });
-  const missing = loaded?.missing.filter((name) => !loaded.given.has(name)) ?? [];
+  const { name, script, missing, player, state } = replay;
+  const sharesName = (one: string) =>
+    missing.filter((other) => baseName(other) === baseName(one)).length > 1;
 
   return (
     <div class="record">
@@ -93,105 +57,64 @@ export function RecordTab() {
           label="Load a script…"
           icon="upload"
           accept=".json,application/json"
-          onFiles={(files) => void load(files)}
+          onFiles={([file]) => file && void client.noticing(() => replay.load(file))}
         />
-        {loaded && missing.length > 0 && (
+        {missing.length > 0 && (
           <div class="missing">
             <p>
               The script needs {missing.length === 1 ? "a file" : "files"} that it does not hold:
             </p>
             <ul>
-              {missing.map((name) => (
-                <li key={name}>
-                  <code>{name}</code>
+              {missing.map((one) => (
+                <li key={one}>
+                  <code>{one}</code>
+                  {sharesName(one) && (
+                    <FileButton
+                      label={`Choose ${one}…`}
+                      icon="file"
+                      accept={mediaFiles}
+                      onFiles={(files) => replay.give(files, one)}
+                    />
+                  )}
                 </li>
               ))}
             </ul>
             <FileButton
               label="Choose them…"
               icon="file"
-              accept="image/*,video/*,*/*"
+              accept={mediaFiles}
               multiple
-              onFiles={give}
+              onFiles={(files) => replay.give(files)}
             />
           </div>
         )}
-        {loaded && missing.length === 0 && (
-          <Replay key={`${loaded.name}-${loaded.script.steps.length}`} loaded={loaded} />
+        {script && player && state && (
+          <Playing name={name ?? ""} script={script} player={player} state={state} />
         )}
       </section>
     </div>
   );
 }
 
-function Replay({ loaded }: { loaded: Loaded }) {
-  const { client, setCue, setReplaying } = useSimulator();
-  const [state, setState] = useState<ReplayState | null>(null);
-  const player = useRef<ReplayPlayer | null>(null);
+function Playing(props: {
+  name: string;
+  script: DeviceScript;
+  player: ReplayPlayer;
+  state: ReplayState;
+}) {
+  const { name, script, player, state } = props;
+  const { phase, next, total, why } = state;
   const list = useRef<HTMLOListElement>(null);
-  const { script, given } = loaded;
   const dropped = serversOwnIn(script.device);
 
   useEffect(() => {
-    const shown = new Map<string, string>();
-    const blobOf = (file: string): { bytes: Blob; name: string } => {
-      if (isDataUrl(file)) return fileOfDataUrl(file);
-      const bytes = given.get(file);
-      if (!bytes) throw new Error(`The file ${file} was not chosen.`);
-      return { bytes, name: baseName(file) };
-    };
-    const upload = async (file: string) => {
-      const { bytes, name } = blobOf(file);
-      return (await client.upload(bytes, name)).file;
-    };
-    const mediaOf = (step: Step): string | null => {
-      const file = step.photo ?? step.movie;
-      if (step.do !== "capture" || typeof file !== "string") return null;
-      const url = shown.get(file) ?? URL.createObjectURL(blobOf(file).bytes);
-      shown.set(file, url);
-      return url;
-    };
-    const made = new ReplayPlayer(
-      script,
-      {
-        restart: async (device) => {
-          const { device: ready } = await withFiles({ device, steps: [] }, upload);
-          await client.restart(ready, false);
-        },
-        step: async (step) => {
-          if (!inSettings.has(step.do)) client.store.dispatch({ kind: "settings", open: false });
-          const { steps } = await withFiles({ device: {}, steps: [step] }, upload);
-          if (steps[0]) await client.step(steps[0]);
-        },
-        cue: (step) => setCue(step ? { step, media: mediaOf(step) } : null),
-        setTimer: (work, milliseconds) => window.setTimeout(work, milliseconds),
-        clearTimer: (timer) => window.clearTimeout(timer),
-      },
-      (next) => {
-        setState(next);
-        setReplaying(next.phase === "playing" || next.phase === "paused");
-      },
-    );
-    player.current = made;
-    setState(made.state);
-    return () => {
-      made.pause();
-      setCue(null);
-      setReplaying(false);
-      for (const url of shown.values()) URL.revokeObjectURL(url);
-    };
-  }, [script, given]);
-
-  useEffect(() => {
     list.current?.querySelector(".current")?.scrollIntoView({ block: "nearest" });
-  }, [state?.next]);
+  }, [next]);
 
-  if (!state) return null;
-  const { phase, next, total, why } = state;
   return (
     <div class="replay">
       <p class="replay-name">
-        <strong>{loaded.name}</strong>{" "}
+        <strong>{name}</strong>{" "}
         <span>
           {next} of {total} steps
         </span>
@@ -203,7 +126,7 @@ function Replay({ loaded }: { loaded: Loaded }) {
             label="Pause"
             icon="pause"
             look="primary"
-            onClick={() => player.current?.pause()}
+            onClick={() => player.pause()}
           />
         ) : (
           <Button
@@ -211,21 +134,21 @@ function Replay({ loaded }: { loaded: Loaded }) {
             icon="play"
             look="primary"
             disabled={phase === "failed"}
-            onClick={() => player.current?.play()}
+            onClick={() => player.play()}
           />
         )}
         <Button
           label="Step"
           icon="next"
           disabled={phase === "finished" || phase === "failed"}
-          onClick={() => void player.current?.stepOnce()}
+          onClick={() => void player.stepOnce()}
         />
-        <Button label="Rewind" icon="rewind" onClick={() => player.current?.rewind()} />
+        <Button label="Rewind" icon="rewind" onClick={() => player.rewind()} />
         <Select
           label="Speed"
           value={String(state.speed) as (typeof speeds)[number]}
           choices={speeds.map((speed) => [speed, `${speed}×`] as const)}
-          onChange={(speed) => player.current?.setSpeed(Number(speed))}
+          onChange={(speed) => player.setSpeed(Number(speed))}
         />
       </div>
       <p class="replay-status" role="status">

@@ -47,6 +47,8 @@ export class ReplayPlayer {
   private why: string | null = null;
   private started = false;
   private busy = false;
+  /** Grows with each rewinding: what was under way before it counts no more. */
+  private round = 0;
   private timer: number | null = null;
 
   constructor(
@@ -95,6 +97,7 @@ export class ReplayPlayer {
   rewind(): void {
     this.stopTimer();
     this.stage.cue(null);
+    this.round += 1;
     this.next = 0;
     this.started = false;
     this.why = null;
@@ -108,17 +111,19 @@ export class ReplayPlayer {
     const time = step && this.started ? watchingTime(step) / this.speed : 0;
     this.timer = this.stage.setTimer(() => {
       this.timer = null;
-      void this.playNext().then(() => this.schedule());
+      void this.playNext();
     }, time);
   }
 
   private async playNext(): Promise<void> {
     if (this.busy) return;
     this.busy = true;
+    const { round } = this;
     const watched = this.phase === "playing";
     try {
       if (!this.started) {
         await this.stage.restart(this.script.device);
+        if (round !== this.round) return;
         this.started = true;
         // Whoever watches gets to see the beginning first.
         if (watched) return;
@@ -126,16 +131,19 @@ export class ReplayPlayer {
       const step = this.script.steps[this.next];
       if (step) {
         await this.stage.step(step);
+        if (round !== this.round) return;
         this.next += 1;
       }
       if (this.next >= this.script.steps.length) this.become("finished");
       else this.onChange(this.state);
     } catch (error) {
+      if (round !== this.round) return;
       this.why = `Step ${this.next + 1} of ${this.script.steps.length}: ${(error as Error).message}`;
       this.become("failed");
     } finally {
       this.busy = false;
       this.stage.cue(null);
+      this.schedule();
     }
   }
 

@@ -75,6 +75,21 @@ export async function filesToAskFor(script: DeviceScript): Promise<string[]> {
 
 export const baseName = (path: string): string => path.split(/[\\/]/).at(-1) ?? path;
 
+/** Which of the missing names each file is, by what it is called, and the names that several have. */
+export function matchFiles<F extends { name: string }>(
+  missing: string[],
+  files: F[],
+): { found: Map<string, F>; ambiguous: string[] } {
+  const found = new Map<string, F>();
+  const ambiguous: string[] = [];
+  for (const file of files) {
+    const names = missing.filter((name) => baseName(name) === file.name);
+    if (names.length > 1) ambiguous.push(...names);
+    else if (names[0] !== undefined) found.set(names[0], file);
+  }
+  return { found, ambiguous };
+}
+
 const extensions: Record<string, string> = {
   "image/jpeg": "jpg",
   "image/png": "png",

@@ -1,0 +1,100 @@
+import { afterEach, beforeEach, describe, expect, it, vi } from "vitest";
+import { MovieRecorder } from "../src/media/MovieRecorder";
+
+/** The browser's recorder, in the test's hand. */
+class FakeRecorder {
+  static newest: FakeRecorder;
+  static failing: "constructor" | "start" | null = null;
+  static isTypeSupported = (type: string) => type === "video/webm";
+  state = "inactive";
+  ondataavailable: (event: { data: Blob }) => void = () => {};
+  onstop: () => void = () => {};
+
+  constructor(
+    _: MediaStream,
+    readonly options: { mimeType: string },
+  ) {
+    if (FakeRecorder.failing === "constructor") throw new Error("not this stream");
+    FakeRecorder.newest = this;
+  }
+  get mimeType(): string {
+    return this.options.mimeType;
+  }
+  start(): void {
+    if (FakeRecorder.failing === "start") throw new Error("not this stream");
+    this.state = "recording";
+  }
+  stop(): void {
+    if (this.state === "inactive") throw new Error("it does not record");
+    this.state = "inactive";
+    this.ondataavailable({ data: new Blob(["moving"]) });
+    queueMicrotask(() => this.onstop());
+  }
+}
+
+describe("MovieRecorder", () => {
+  /** How many microphones are on. */
+  let open: number;
+  let allow: () => void;
+  let recorder: MovieRecorder;
+  const viewfinder = {
+    movie: () =>
+      new Promise<{ stream: MediaStream; release(): void }>((resolve) => {
+        allow = () => {
+          open += 1;
+          resolve({ stream: {} as MediaStream, release: () => (open -= 1) });
+        };
+      }),
+  };
+  const start = () => {
+    const started = recorder.start(viewfinder);
+    allow();
+    return started;
+  };
+
+  beforeEach(() => {
+    vi.stubGlobal("MediaRecorder", FakeRecorder);
+    FakeRecorder.failing = null;
+    open = 0;
+    recorder = new MovieRecorder();
+  });
+  afterEach(() => void vi.unstubAllGlobals());
+
+  it("has the microphone on as long as it records", async () => {
+    expect(await start()).toBe(true);
+    expect(open).toBe(1);
+    const { blob, name } = await recorder.stop();
+    expect([name, blob.type, await blob.text()]).toEqual(["movie.webm", "video/webm", "moving"]);
+    expect(open).toBe(0);
+  });
+
+  it("lets go of a microphone that was allowed only after it was dropped", async () => {
+    const started = recorder.start(viewfinder);
+    recorder.drop();
+    allow();
+    expect(await started).toBe(false);
+    expect(open).toBe(0);
+  });
+
+  it.each(["constructor", "start"] as const)("lets go of it where the %s fails", async (where) => {
+    FakeRecorder.failing = where;
+    await expect(start()).rejects.toThrow("not this stream");
+    expect(open).toBe(0);
+  });
+
+  it("lets go of it, once, where it is dropped", async () => {
+    await start();
+    recorder.drop();
+    recorder.drop();
+    await Promise.resolve();
+    expect(open).toBe(0);
+  });
+
+  it("has its movie also where it ended by itself", async () => {
+    await start();
+    FakeRecorder.newest.stop();
+    await Promise.resolve();
+    expect(open).toBe(0);
+    expect((await recorder.stop()).blob.size).toBeGreaterThan(0);
+  });
+});
