@@ -13,6 +13,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -441,5 +442,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments) {
 }  // namespace vecamera::bench
 
 int main(int count, char** arguments) {
+  // A peer's process that ends early is a peer that is left out.
+  std::signal(SIGPIPE, SIG_IGN);
   return vecamera::bench::run(arguments[0], {arguments + 1, arguments + count});
 }

@@ -42,6 +42,8 @@ std::optional<PictureHeader> readHeader(Bytes bytes);
 /// other pictures and for damaged bytes.
 std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, double coverWidth,
                                     double coverHeight, const PictureThreads& threads);
+/// How many stored pixels, each way, a pixel of those rows spans; nothing is decoded for it.
+int rowStep(const PictureHeader& header, double coverWidth, double coverHeight);
 
 /// Decoded pixels, already turned, one for `sourcePixels` by `sourcePixels` stored pixels.
 struct DecodedPicture {

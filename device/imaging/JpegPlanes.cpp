@@ -158,6 +158,9 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
   const double stretchY = std::abs(swaps ? map.c : map.d);
   const unsigned denominator =
       jpegDenominator(header, stretchX * header.width, stretchY * header.height);
+  // Before the reader starts, which decodes all of a progressive picture. No component comes finer.
+  if (std::min(stretchX, stretchY) * denominator / chromaStep < AxisWeights::leastScale)
+    return std::nullopt;
   const auto colors = coversWhenScaledAlike(reader.info(), stretchX * denominator / chromaStep,
                                             stretchY * denominator / chromaStep)
                           ? JpegReader::Colors::scaledAlike
@@ -168,7 +171,7 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
   if (!band.ready()) return failed();
   const auto components = storedComponents(info);
   PlanarCanvas canvas(layout, width, height, components, chromaStep, band.mostRows());
-  if (!canvas.ready()) return std::nullopt;
+  if (!canvas.ready()) return failed();
   for (std::size_t bands = 0; info.output_scanline < info.output_height; ++bands) {
     if (!band.read(reader)) return failed();
     for (std::size_t i = 0; i < components.size(); ++i) {

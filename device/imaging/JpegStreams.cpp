@@ -164,6 +164,12 @@ bool JpegReader::readPlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
   return jpeg_read_raw_data(&info_, rows, rowCount) == rowCount;
 }
 
+bool JpegReader::lackedMemory() const {
+  // The library would go on in files on disk, which it was built without.
+  return error_.manager.msg_code == JERR_OUT_OF_MEMORY ||
+         error_.manager.msg_code == JERR_NO_BACKING_STORE;
+}
+
 jvirt_barray_ptr* JpegReader::readCoefficients() {
   if (setjmp(error_.jump)) return nullptr;
   return jpeg_read_coefficients(&info_);

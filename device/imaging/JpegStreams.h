@@ -57,6 +57,9 @@ class JpegReader {
   /// Reads the rows of one row of blocks of every component; of the largest ones `rowCount`.
   bool readPlaneRows(JSAMPIMAGE rows, unsigned rowCount);
 
+  /// Whether the last failure was one of memory: none left, or more than a decoder may have.
+  bool lackedMemory() const;
+
   /// Reads all coefficients; null where that fails.
   jvirt_barray_ptr* readCoefficients();
 

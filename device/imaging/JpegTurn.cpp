@@ -59,7 +59,10 @@ bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
   const Row isTooLarge = (highest > 1023) | (lowest < -1023);
   std::uint64_t halves[2];
   std::memcpy(halves, &isTooLarge, sizeof halves);
-  return (halves[0] | halves[1]) == 0;
+  if ((halves[0] | halves[1]) == 0) return true;
+  // Libjpeg's encoder goes on until the end, and is not to see those.
+  std::memset(to, 0, sizeof rows);
+  return false;
 }
 
 /// What the writer needs to turn a component's blocks row by row when libjpeg asks for them. It is
@@ -140,14 +143,15 @@ Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& 
                                               const Turn& turn, Bytes exif) {
   constexpr auto failed = failedAttempt<std::vector<std::uint8_t>>;
   if (!jpegCanHold(bytes, header)) return failed();
+  // Outlives the reader, which lends it its errors.
+  JpegWriter writer;
   JpegReader reader(bytes);
   if (!reader.readHeader(JpegReader::Markers::ignore) || !hasUsualColors(reader.info()) ||
       !endsInBlocks(reader.info(), turn))
     return std::nullopt;
   jvirt_barray_ptr* coefficients = reader.readCoefficients();
-  if (!coefficients) return failed();
+  if (!coefficients) return reader.lackedMemory() ? std::nullopt : failed();
   const jpeg_decompress_struct& from = reader.info();
-  JpegWriter writer;
   BlockTurner turner{const_cast<jpeg_decompress_struct*>(&from), coefficients, turn,
                      &writer.info()};
   std::array<Scratch, mostComponents> memory;
@@ -155,7 +159,7 @@ Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& 
     const jpeg_component_info& component = from.comp_info[i];
     const std::size_t longest = std::max(component.width_in_blocks, component.height_in_blocks);
     memory[i] = Scratch(longest * MAX_SAMP_FACTOR * sizeof(JBLOCK));
-    if (!memory[i]) return failed();
+    if (!memory[i]) return std::nullopt;
     turner.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
   }
   if (!writer.startCoefficients(reader, coefficients, turn.swapsAxes, turnedRows, &turner) ||

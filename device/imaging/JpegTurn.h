@@ -15,7 +15,8 @@ namespace vecamera::device {
 ///
 /// Not for pictures of which an axis that is mirrored ends inside of a block: what fills such a
 /// block up would come to lie before the picture. Nor for coefficients that are larger than any
-/// 8-bit picture has them.
+/// 8-bit picture has them, or that take more memory than a decoder may have: those of a picture
+/// with full colours of more than some 180 megapixels.
 Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
                                               const Turn& turn, Bytes exif);
 

@@ -84,12 +84,13 @@ bool looksFlat(const Strip& strip, const RowShape& shape) {
   constexpr std::size_t step = 8;
   std::size_t alike = 0;
   std::size_t seen = 0;
-  for (std::size_t y = strip.hasAbove ? 1 : 0; y < strip.count; y += step) {
-    const std::uint8_t* row = strip.rows.data() + y * shape.bytes;
+  const std::uint8_t* const first = strip.rows.data() + (strip.hasAbove ? shape.bytes : 0);
+  for (std::size_t y = 0; y < strip.count; y += step) {
+    const std::uint8_t* row = first + y * shape.bytes;
     for (std::size_t i = shape.unit; i < shape.bytes; ++i) alike += row[i] == row[i - shape.unit];
     seen += shape.bytes - shape.unit;
   }
-  return alike * 2 >= seen;
+  return seen > 0 && alike * 2 >= seen;
 }
 
 void filterRows(const Strip& strip, const RowShape& shape, PngFilter filter, std::uint8_t* to) {

@@ -88,17 +88,18 @@ Attempt<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double sh
   const Encoded* encoded = layout.source->encoded();
   if (!encoded) return std::nullopt;
   const bool swaps = layout.turn->swapsAxes;
-  const auto source =
-      openRows(encoded->bytes.bytes(), encoded->header, swaps ? shownHeight : shownWidth,
-               swaps ? shownWidth : shownHeight, threads);
-  if (!source) return std::nullopt;
+  const double coverWidth = swaps ? shownHeight : shownWidth;
+  const double coverHeight = swaps ? shownWidth : shownHeight;
   const AffineMap& map = layout.map;
-  const double step = source->sourcePixels();
+  const int step = rowStep(encoded->header, coverWidth, coverHeight);
   const AxisMap across{(swaps ? map.b : map.a) * step, swaps ? map.ty : map.tx};
   const AxisMap down{(swaps ? map.c : map.d) * step, swaps ? map.tx : map.ty};
   if (std::min(std::abs(across.scale), std::abs(down.scale)) < AxisWeights::leastScale)
     return std::nullopt;
-  const auto wholeStep = static_cast<std::size_t>(source->sourcePixels());
+  const auto source =
+      openRows(encoded->bytes.bytes(), encoded->header, coverWidth, coverHeight, threads);
+  if (!source) return std::nullopt;
+  const auto wholeStep = static_cast<std::size_t>(step);
   const Usable& usable = layout.usable;
   constexpr std::size_t bandRows = 16;
   constexpr std::size_t pixelBytes = 4;

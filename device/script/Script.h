@@ -145,6 +145,9 @@ struct DeviceSetup {
   UrlTransformerSetup urlTransformer;
   bool viewController = true;
   std::vector<Fault> faults;
+  /// Not a key of the script, as it shows in nothing but the time: how many threads the device's
+  /// pictures may use, the one that asks for them included. Nothing: `usualPictureThreads()`.
+  std::optional<unsigned> pictureThreads;
 };
 
 /// The container calls `takePicture:`.

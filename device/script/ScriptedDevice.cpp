@@ -73,6 +73,10 @@ Made prepare(const DeviceSetup& setup) {
   return made;
 }
 
+unsigned threadsFor(const DeviceSetup& setup) {
+  return std::max(1u, setup.pictureThreads.value_or(usualPictureThreads()));
+}
+
 std::optional<std::string> mainBundlePath(const MainBundleSetup& setup) {
   switch (setup.kind) {
     case MainBundleSetup::Kind::empty: return std::nullopt;
@@ -122,6 +126,8 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       log(observer),
       application(faults, observer),
       pickerSources(setup),
+      pictureHelpers(threadsFor(setup) - 1),
+      pictureThreads(threadsFor(setup), pictureHelpers),
       images({}, pictureThreads),
       faultyImages(images, faults),
       faultyGraphics(graphics, faults),

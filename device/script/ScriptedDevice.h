@@ -147,8 +147,8 @@ struct ScriptedDevice {
   ScriptedApplication application;
   ScriptedPickerSources pickerSources;
   /// Beside the lanes: what helpers do for a picture shows in no order of events.
-  ThreadPoolExecutor pictureHelpers{usualPictureThreads() - 1};
-  PictureThreads pictureThreads{usualPictureThreads(), pictureHelpers};
+  ThreadPoolExecutor pictureHelpers;
+  PictureThreads pictureThreads;
   Images images;
   FaultyImages faultyImages;
   Graphics graphics;

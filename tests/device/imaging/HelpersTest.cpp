@@ -123,6 +123,26 @@ TEST(Helpers, PicturesDoNotWaitForHelpersThatNeverCome) {
   never.runAll();
 }
 
+TEST(Helpers, APictureHasHelpersOnlyWhereItsOwnThreadLeavesRoom) {
+  QueueExecutor queue;
+  const PictureThreads two(2, queue);
+  Images images({}, two);
+  const auto image = images.imageWithData(Data(encodePng(noise(1200, 900)).value()));
+  const auto helpersCalled = [&](auto&& make) {
+    EXPECT_TRUE(make());
+    const std::size_t called = queue.pending();
+    queue.runAll();
+    return called;
+  };
+  const auto png = [&] { return images.UIImagePNGRepresentation(image); };
+  const auto jpeg = [&] { return images.UIImageJPEGRepresentation(image, 0.8); };
+  EXPECT_GE(helpersCalled(png), 1u);
+  EXPECT_GE(helpersCalled(jpeg), 1u);
+  const PictureThreads::AtWork other(two);
+  EXPECT_EQ(helpersCalled(png), 0u);
+  EXPECT_EQ(helpersCalled(jpeg), 0u);
+}
+
 TEST(Helpers, PicturesMayBeMadeOnTheHelpersOwnExecutor) {
   const auto png = encodePng(noise(1200, 900)).value();
   ThreadPoolExecutor pool(3);
