@@ -1,6 +1,7 @@
 #include "apps/vecamera/Serve.h"
 
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
 #include <unistd.h>
 
@@ -27,6 +28,8 @@ std::optional<std::string> problemWith(const ServeOptions& options) {
   if (options.home && !device::ApplicationHome::open(options.home->string()))
     return options.home->string() + ": it cannot be a device's home; name a folder of its own";
   if (options.record) {
+    if (fs::is_directory(*options.record, ignored))
+      return options.record->string() + ": it is a folder; --record names a file";
     const auto folder = fs::absolute(*options.record, ignored).parent_path();
     if (!fs::is_directory(folder, ignored) || access(folder.c_str(), W_OK) != 0)
       return options.record->string() +
@@ -47,19 +50,32 @@ std::optional<std::string> writeDoor(const std::string& folder, const std::strin
   return file;
 }
 
-/// Has the desktop's browser open the page; false where there is none.
+/// Has the desktop's browser open the page; false where there is none. It may outlive the server:
+/// it gets none of its descriptors, and signals as a shell would give them.
 bool openBrowser(const std::string& page) {
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   // What a browser has to say is nothing that the output's reader waits for.
   for (const int output : {STDOUT_FILENO, STDERR_FILENO})
     posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  // In a session of its own, Ctrl-C does not reach it.
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   std::string program = "xdg-open";
   std::string argument = page;
   char* const arguments[] = {program.data(), argument.data(), nullptr};
   pid_t child = 0;
   const bool started =
-      posix_spawnp(&child, program.c_str(), &actions, nullptr, arguments, environ) == 0;
+      posix_spawnp(&child, program.c_str(), &actions, &attributes, arguments, environ) == 0;
+  posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
   return started;
 }

@@ -15,7 +15,7 @@
 /// Requests and their answers as values, apart from the connection that carries them.
 namespace vecamera::simulator {
 
-enum class Method { get, post, remove, other };
+enum class Method { get, post, other };
 
 /// The head of a request. Headers that it lacks are empty; one that stands there more than once
 /// makes the request a bad one before it comes here.

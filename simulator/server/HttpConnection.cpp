@@ -12,6 +12,7 @@
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "simulator/server/Network.h"
@@ -32,7 +33,6 @@ Method methodOf(http::verb verb) {
     case http::verb::get:
     case http::verb::head: return Method::get;
     case http::verb::post: return Method::post;
-    case http::verb::delete_: return Method::remove;
     default: return Method::other;
   }
 }
@@ -88,7 +88,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
  private:
   void headRead(Error error) {
-    if (error == http::error::body_limit) return refuse(413, "a body has at most 256 MiB");
+    if (error == http::error::body_limit) return refuseBody();
     if (error == http::error::header_limit)
       return refuse(431, "the head of the request is too long");
     if (error.category() == http::make_error_code(http::error::bad_method).category() &&
@@ -105,6 +105,11 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void refuse(unsigned status, std::string_view why) {
     isLast_ = true;
     respond(failure(status, why));
+  }
+
+  void refuseBody() {
+    const auto most = network_.limits.bodyBytes >> 20U;
+    refuse(413, "a body has at most " + std::to_string(most) + " MiB");
   }
 
   void carryOut(Response response) { respond(std::move(response)); }
@@ -145,7 +150,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void pieceRead(Error error) {
     if (error == http::error::body_limit) {
       upload_.reset();
-      return refuse(413, "a body has at most 256 MiB");
+      return refuseBody();
     }
     if (error && error != http::error::need_buffer) {
       upload_.reset();

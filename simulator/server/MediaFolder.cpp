@@ -34,7 +34,10 @@ std::optional<std::string> MediaFolder::Writer::write(std::span<const char> byte
   bytes_ += bytes.size();
   while (!bytes.empty()) {
     const auto written = ::write(file_.number(), bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) return "the file cannot be written; is the disk full?";
+    if (written < 0 && errno != EINTR) {
+      hasDiskFailed_ = true;
+      return "the file cannot be written; is the disk full?";
+    }
     if (written > 0) bytes = bytes.subspan(static_cast<std::size_t>(written));
   }
   return std::nullopt;
@@ -87,6 +90,17 @@ void MediaFolder::drop(const std::filesystem::path& path) {
   unlink(path.c_str());
   totalBytes_ -= found->second.bytes;
   files_.erase(found);
+}
+
+void MediaFolder::dropUnheld() {
+  const std::lock_guard lock(mutex_);
+  std::erase_if(files_, [this](const auto& entry) {
+    const auto& [name, file] = entry;
+    if (!file.held.expired()) return false;
+    unlink((folder_ / name).c_str());
+    totalBytes_ -= file.bytes;
+    return true;
+  });
 }
 
 bool MediaFolder::reserve(std::uint64_t bytes) {

@@ -43,6 +43,8 @@ class MediaFolder {
     /// The file can be used from now on. Gives its name.
     std::string finish();
     std::uint64_t bytes() const { return bytes_; }
+    /// Whether it was the disk that did not take the bytes, and no limit.
+    bool hasDiskFailed() const { return hasDiskFailed_; }
 
    private:
     friend class MediaFolder;
@@ -52,6 +54,7 @@ class MediaFolder {
     std::string name_;
     device::Descriptor file_;
     std::uint64_t bytes_ = 0;
+    bool hasDiskFailed_ = false;
   };
 
   /// Begins a file; of the name that it is given only the extension is used. Null where there are
@@ -59,6 +62,8 @@ class MediaFolder {
   std::unique_ptr<Writer> begin(std::string_view originalName);
   /// The file of a name that `Writer::finish` gave. Null where there is none (any more).
   HeldFile hold(std::string_view name);
+  /// Removes the finished files that nobody holds.
+  void dropUnheld();
 
   const std::filesystem::path& folder() const { return folder_; }
   const MediaLimits& limits() const { return limits_; }

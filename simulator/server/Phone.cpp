@@ -79,15 +79,34 @@ void emptyFolder(const std::string& path) {
     device::removeTreeAt(folder, name);
 }
 
+/// A folder for files that are to stay, removed when nobody needs it any more.
+using KeptFolder = std::shared_ptr<const fs::path>;
+
+KeptFolder makeKeptFolder(const fs::path& in) {
+  const auto path = in / (".recording-" + randomToken());
+  device::makePrivateFolder(path.string());
+  return KeptFolder(new fs::path(path), [](const fs::path* folder) {
+    rmdir(folder->c_str());
+    delete folder;
+  });
+}
+
 /// The file under another name too, so that it stays when the first is removed. Null where it
-/// cannot be had.
-HeldFile keepFile(const fs::path& file, const fs::path& as) {
+/// cannot be had. `copyBytes` is what may be copied yet.
+HeldFile keepFile(const fs::path& file, const KeptFolder& folder, std::uint64_t& copyBytes) {
+  const auto as = *folder / (randomToken() + file.extension().string());
   std::error_code failed;
   fs::create_hard_link(file, as, failed);
-  // Between two disks there are no such links.
-  if (failed) fs::copy_file(file, as, failed);
+  // Some disks have no such links.
+  if (failed) {
+    const auto bytes = fs::file_size(file, failed);
+    if (failed || bytes > copyBytes) return nullptr;
+    copyBytes -= bytes;
+    fs::copy_file(file, as, failed);
+    if (failed) unlink(as.c_str());
+  }
   if (failed) return nullptr;
-  return HeldFile(new fs::path(as), [](const fs::path* path) {
+  return HeldFile(new fs::path(as), [folder](const fs::path* path) {
     unlink(path->c_str());
     delete path;
   });
@@ -246,6 +265,8 @@ Phone::Failure Phone::carryOut(const RestartRequest& request) {
     return *why;
   if (auto why = problemWithAssets(*part.library)) return why;
   setup_.send({PhoneMessage::Kind::restarted, device::toLine(part.asked)});
+  // What nothing has named so far was meant for the device that ends.
+  media_.dropUnheld();
   return begin(part, request.keepLibrary);
 }
 
@@ -375,19 +396,32 @@ void Phone::beginRecording(const device::DeviceSetup& setup) {
   device["seed"] = *setup.seed;
   device["urlTransformer"] = {{"replace", {"file://", kRecordedPrefix}}};
 
-  const auto kept = fs::path(folder()) / "library";
-  device::makePrivateFolder(kept.string());
   std::vector<Recording::Asset> assets;
-  if (const auto records = library()->list()) {
-    for (const auto& record : *records) {
-      const auto original = library()->originalFile(record.identifier);
-      if (!original) continue;
-      if (auto held = keepFile(*original, kept / (randomToken() + "." + record.extension)))
-        assets.push_back({record.identifier, std::move(held)});
-    }
-  }
+  const auto why = holdLibrary(assets);
   recording_.begin(std::move(device), std::move(assets));
   isRecordingDirty_ = true;
+  if (!why) return;
+  recording_.end(*why);
+  setup_.diagnose("the recording has ended: " + *why);
+}
+
+/// Holds the library's files for the recording, beneath the home whose library it is: there they
+/// need not be copied.
+Phone::Failure Phone::holdLibrary(std::vector<Recording::Asset>& assets) {
+  const auto records = library()->list();
+  if (!records) return records.error().text;
+  const auto folder = makeKeptFolder(setup_.home ? *setup_.home : fs::path(home_->path()));
+  auto copyBytes = setup_.media.totalBytes;
+  for (const auto& record : *records) {
+    const auto original = library()->originalFile(record.identifier);
+    auto held = original ? keepFile(*original, folder, copyBytes) : nullptr;
+    if (held)
+      assets.push_back({record.identifier, std::move(held)});
+    else if (library()->fetchByIdentifier(record.identifier))
+      return "\"" + record.identifier + "\" of the photo library cannot be kept for it";
+    // Else another phone of this home has removed it meanwhile.
+  }
+  return std::nullopt;
 }
 
 Phone::Failure Phone::play(Json step) {
@@ -582,10 +616,12 @@ bool Phone::isRecordingDue() const {
 
 void Phone::writeRecording() {
   if (!isRecordingDue()) return;
-  isRecordingDirty_ = false;
   const auto begun = std::chrono::steady_clock::now();
-  if (!recording_.writeTo(*setup_.record))
+  // What could not be written is tried again, and told once.
+  isRecordingDirty_ = !recording_.writeTo(*setup_.record);
+  if (isRecordingDirty_ && !hasWritingFailed_)
     setup_.diagnose("the recording cannot be written to " + setup_.record->string());
+  hasWritingFailed_ = isRecordingDirty_;
   const auto end = std::chrono::steady_clock::now();
   nextWriting_ = end + std::max<std::chrono::steady_clock::duration>(kWriteEvery,
                                                                      kWritingShare * (end - begun));

@@ -124,6 +124,7 @@ class Phone {
   DevicePart withFreshLibrary(DevicePart part) const;
   URLTransformer urlTransformer() const;
   void beginRecording(const device::DeviceSetup& setup);
+  Failure holdLibrary(std::vector<Recording::Asset>& assets);
   Failure play(Json step);
   Failure problemWith(const device::Step& step, const Json& asked);
   void record(Json step, Recording::File file);
@@ -181,6 +182,7 @@ class Phone {
   std::size_t calls_ = 0;
   std::size_t callBytes_ = 0;
   bool isRecordingDirty_ = false;
+  bool hasWritingFailed_ = false;
   /// The recording is not written before; it is written whole, so that has its price.
   std::chrono::steady_clock::time_point nextWriting_ = begun_;
 

@@ -93,6 +93,11 @@ bool Recording::add(Json step, File file) {
   return true;
 }
 
+void Recording::end(std::string why) {
+  const std::lock_guard lock(mutex_);
+  ended_ = std::move(why);
+}
+
 std::optional<std::string> Recording::ended() const {
   const std::lock_guard lock(mutex_);
   return ended_;

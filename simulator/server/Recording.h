@@ -41,6 +41,8 @@ class Recording {
   /// Adds a step, whose file is told apart from it. False where the recording has ended: it has
   /// come to its limits, so that it takes this step and later ones no more.
   bool add(nlohmann::ordered_json step, File file);
+  /// It takes no more steps, for that reason.
+  void end(std::string why);
   std::size_t steps() const;
   /// Why the recording has ended; nothing: it goes on.
   std::optional<std::string> ended() const;

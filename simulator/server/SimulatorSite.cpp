@@ -115,7 +115,7 @@ class MediaUpload : public Upload {
     return !problem_;
   }
   Response finish() override {
-    if (problem_) return failure(413, *problem_);
+    if (problem_) return failure(writer_->hasDiskFailed() ? 507 : 413, *problem_);
     const auto bytes = writer_->bytes();
     return jsonResponse(device::toLine({{"file", writer_->finish()}, {"bytes", bytes}}));
   }

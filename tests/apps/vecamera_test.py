@@ -88,6 +88,7 @@ class Usage(CommandLine):
             (["serve", "--app", "none"], "none: it is no folder"),
             (["serve", "--device", "note.txt"], "note.txt: line 1"),
             (["serve", "--record", "none/flow.json"], "none/flow.json: its folder"),
+            (["serve", "--record", "."], ".: it is a folder"),
             (["serve", "--port", "65536"], "--port"),
             (["completion", "fish"], "fish"),
         ]
@@ -348,15 +349,19 @@ class Serve(CommandLine):
         told = self.folder / "told"
         os.mkfifo(told)
         opener = tools / "xdg-open"
-        opener.write_text(f'#!/bin/sh\n{{ echo "$@"; stat -c %a "$1"; cat "$1"; }} > "{told}"\n')
+        held = self.folder / "held"
+        opener.write_text("#!/bin/sh\n"
+                          f'{{ cut -d" " -f6 "/proc/$$/stat"; readlink /proc/$$/fd/*; }} > "{held}"\n'
+                          f'{{ echo "$@"; stat -c %a "$1"; cat "$1"; }} > "{told}"\n')
         opener.chmod(0o755)
         environment = dict(os.environ, PATH=f"{tools}:{os.environ['PATH']}")
-        with subprocess.Popen([PROGRAM, "serve", "--open"], stdout=subprocess.PIPE,
-                              stderr=subprocess.PIPE, text=True, cwd=self.folder,
-                              env=environment) as server:
+        with subprocess.Popen([PROGRAM, "serve", "--open"], stdin=subprocess.DEVNULL,
+                              stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
+                              cwd=self.folder, env=environment) as server:
             try:
                 address = server.stdout.readline().strip()
                 page, mode, text = told.read_text().split("\n", 2)
+                session, *files = held.read_text().splitlines()
             finally:
                 server.send_signal(signal.SIGINT)
             self.assertEqual(server.wait(), 0)
@@ -365,6 +370,9 @@ class Serve(CommandLine):
         self.assertEqual(mode, "600")
         self.assertIn(address, text)
         self.assertFalse(pathlib.Path(page).exists())
+        self.assertNotEqual(int(session), os.getsid(0), "Ctrl-C does not reach it")
+        self.assertEqual([file for file in files if file.startswith("socket:")], [],
+                         "it would keep the port")
 
 
 if __name__ == "__main__":

@@ -2,7 +2,10 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+
+#include <csignal>
 
 #include "simulator/server/FolderWatch.h"
 #include "simulator/server/MediaFolder.h"
@@ -165,6 +168,26 @@ TEST(MediaFolders, TakeNoMoreThanTheirLimits) {
                                                          media.begin("f.jpg")};
   EXPECT_TRUE(others[2]);
   EXPECT_FALSE(media.begin("g.jpg")) << "the fifth file";
+}
+
+TEST(MediaFolders, SayWhetherItWasTheDisk) {
+  const TestFolder folder;
+  MediaFolder media(folder.path(), {.fileBytes = 100});
+  const auto tooLong = media.begin("a.jpg");
+  EXPECT_TRUE(tooLong->write(std::string(101, 'x')));
+  EXPECT_FALSE(tooLong->hasDiskFailed());
+  const auto refused = media.begin("b.jpg");
+  // The process may write no byte to a file, as on a disk that is full.
+  rlimit before{};
+  getrlimit(RLIMIT_FSIZE, &before);
+  const rlimit none{0, before.rlim_max};
+  const auto handler = std::signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &none);
+  const auto why = refused->write(std::string(100, 'x'));
+  setrlimit(RLIMIT_FSIZE, &before);
+  std::signal(SIGXFSZ, handler);
+  EXPECT_THAT(why, Optional(HasSubstr("disk")));
+  EXPECT_TRUE(refused->hasDiskFailed());
 }
 
 TEST(RecordingFiles, AreKnownHoweverTheyAreNamed) {

@@ -302,6 +302,18 @@ TEST(Phones, RemoveWhatWasTheirOwn) {
       std::get<device::Script>(script).steps.back().step));
 }
 
+TEST(Phones, WriteARecordingLaterWhereItCannotBeWrittenAtOnce) {
+  const TestFolder folder;
+  const auto record = folder.path() / "later/flow.json";
+  PhoneSetup setup;
+  setup.record = record;
+  TestPhone phone(std::move(setup));
+  phone.waitForDiagnostic("cannot be written");
+  std::filesystem::create_directory(record.parent_path());
+  phone.end();
+  EXPECT_TRUE(std::holds_alternative<device::Script>(device::readScript(record)));
+}
+
 TEST(Phones, ReplayARecordingWithTheSameIdentifiers) {
   TestPhone first;
   const auto events = [](TestPhone& phone) {
@@ -414,26 +426,46 @@ TEST(Phones, LetTheModuleReadNoFileOfTheMachine) {
   EXPECT_EQ(why("file://" + temporary + "/a.jpg"), "");
 }
 
+/// The files in folders of the home whose names begin so.
+std::size_t filesIn(const std::filesystem::path& home, std::string_view prefix) {
+  std::size_t count = 0;
+  for (const auto& folder : std::filesystem::directory_iterator(home))
+    if (folder.path().filename().string().starts_with(prefix))
+      for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(folder)) ++count;
+  return count;
+}
+
 TEST(Phones, KeepNoFileThatNothingNeedsAnyMore) {
   TestPhone phone;
-  const auto files = [&phone](const std::string& name) {
-    std::size_t count = 0;
-    const auto folder = std::filesystem::path(phone.home()) / name;
-    if (!std::filesystem::exists(folder)) return count;
-    for ([[maybe_unused]] const auto& file : std::filesystem::directory_iterator(folder)) ++count;
-    return count;
-  };
+  const auto files = [&phone](std::string_view name) { return filesIn(phone.home(), name); };
   const auto samples = sampleMedia().size();
-  EXPECT_EQ(files("library"), samples);
+  EXPECT_EQ(files(".recording-"), samples);
   phone.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
   EXPECT_EQ(files("media"), 0U) << "there was no camera";
   phone.step({{"do", "addAsset"}, {"id", "N/L0/001"}, {"file", photoAsDataUrl()}});
   EXPECT_EQ(files("media"), 1U) << "the recording needs it";
   phone.ask({{"type", "restart"}, {"device", Json::object()}});
   EXPECT_EQ(files("media"), 0U);
-  EXPECT_EQ(files("library"), samples + 1);
+  EXPECT_EQ(files(".recording-"), samples + 1);
   phone.ask({{"type", "restart"}, {"device", Json::object()}, {"keepLibrary", false}});
-  EXPECT_EQ(files("library"), 0U);
+  EXPECT_EQ(files(".recording-"), 0U);
+}
+
+TEST(Phones, DropUploadsThatARestartDoesNotName) {
+  TestPhone phone;
+  const auto upload = [&phone] {
+    const auto bytes = sampleMedia().front().contents.bytes();
+    const auto writer = phone.phone().media().begin("a.jpg");
+    writer->write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    return writer->finish();
+  };
+  upload();
+  const Json library = Json::array({{{"id", "A/L0/001"}, {"file", upload()}}});
+  phone.ask({{"type", "restart"}, {"device", {{"files", nullptr}}}});
+  EXPECT_EQ(filesIn(phone.home(), "media"), 2U) << "it was refused";
+  EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", {{"library", library}}}})["type"], "done");
+  EXPECT_TRUE(phone.phone().library()->fetchByIdentifier("A/L0/001"));
+  EXPECT_EQ(filesIn(phone.home(), "media"), 0U) << "what it named stands in the library by now";
 }
 
 TEST(Phones, OfOneHomeShareItsLibraryAndNothingElse) {
@@ -452,8 +484,26 @@ TEST(Phones, OfOneHomeShareItsLibraryAndNothingElse) {
   first.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
   EXPECT_EQ(first.state()["files"].size(), 1U);
   EXPECT_THAT(second.state()["files"], IsEmpty());
+  const auto original = first.phone().library()->originalFile("A/L0/001");
+  EXPECT_EQ(std::filesystem::hard_link_count(*original), 3U) << "nobody copies the home's library";
   second.end();
   expectSameReplay(first);
+  first.end();
+  EXPECT_EQ(std::filesystem::hard_link_count(*original), 1U);
+  for (const auto& entry : std::filesystem::directory_iterator(folder.path()))
+    EXPECT_THAT(entry.path().filename(), testing::Not(HasSubstr("recording"))) << "is left behind";
+}
+
+TEST(Phones, EndTheRecordingWhereAnAssetCannotBeKept) {
+  const TestFolder folder;
+  PhoneSetup setup;
+  setup.home = folder.path();
+  TestPhone phone(setup);
+  phone.step({{"do", "addAsset"}, {"id", "A/L0/001"}, {"file", photoAsDataUrl()}});
+  std::filesystem::remove(*phone.phone().library()->originalFile("A/L0/001"));
+  EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", Json::object()}})["type"], "done");
+  EXPECT_THAT(phone.state()["recordingEnded"], HasSubstr("A/L0/001"));
+  EXPECT_THAT(phone.diagnostics(), HasSubstr("the recording has ended"));
 }
 
 TEST(DeviceParts, ComeFromAWholeScriptOrItsDevicePart) {

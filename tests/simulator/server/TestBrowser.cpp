@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include <boost/asio/connect.hpp>
 #include <boost/asio/ip/tcp.hpp>
+#include <boost/asio/read.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/buffers_to_string.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -11,7 +11,9 @@
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/string_body.hpp>
 #include <boost/beast/websocket/stream.hpp>
+#include <chrono>
 #include <stdexcept>
+#include <utility>
 
 namespace vecamera::simulator {
 namespace {
@@ -24,15 +26,37 @@ using asio::ip::tcp;
 using Error = boost::system::error_code;
 
 /// A server that hangs fails the test, instead of hanging it.
-void limitWaiting(tcp::socket& socket) {
-  const timeval most{120, 0};
-  setsockopt(socket.native_handle(), SOL_SOCKET, SO_RCVTIMEO, &most, sizeof most);
-  setsockopt(socket.native_handle(), SOL_SOCKET, SO_SNDTIMEO, &most, sizeof most);
-}
+constexpr std::chrono::minutes kPatience{2};
 
 void connect(tcp::socket& socket, std::uint16_t port) {
   socket.connect({asio::ip::address_v4::loopback(), port});
-  limitWaiting(socket);
+}
+
+/// Begins the operation with a handler, and waits for its end.
+template <class Begin>
+Error finish(asio::io_context& io, tcp::socket& socket, Begin begin) {
+  Error result;
+  bool isDone = false;
+  begin([&](Error error, std::size_t = 0) {
+    result = error;
+    isDone = true;
+  });
+  io.restart();
+  io.run_for(kPatience);
+  if (isDone) return result;
+  ADD_FAILURE() << "the server hangs";
+  Error ignored;
+  socket.close(ignored);
+  // The handler is called yet.
+  io.restart();
+  io.run();
+  return asio::error::timed_out;
+}
+
+Error sendAll(asio::io_context& io, tcp::socket& socket, std::string_view bytes) {
+  return finish(io, socket, [&](auto handler) {
+    asio::async_write(socket, asio::buffer(bytes), std::move(handler));
+  });
 }
 
 }  // namespace
@@ -64,14 +88,14 @@ std::optional<Answer> talk(std::uint16_t port, std::string_view bytes) {
   asio::io_context io;
   tcp::socket socket(io);
   connect(socket, port);
-  Error error;
   // What the server does not want to read it may refuse before all is sent.
-  asio::write(socket, asio::buffer(bytes), error);
+  sendAll(io, socket, bytes);
   beast::flat_buffer buffer;
   http::response_parser<http::string_body> parser;
   parser.body_limit(std::uint64_t{1} << 30U);
   if (bytes.starts_with("HEAD")) parser.skip(true);
-  http::read(socket, buffer, parser, error);
+  finish(io, socket,
+         [&](auto handler) { http::async_read(socket, buffer, parser, std::move(handler)); });
   if (!parser.is_header_done()) return std::nullopt;
   Answer answer;
   answer.status = parser.get().result_int();
@@ -81,15 +105,16 @@ std::optional<Answer> talk(std::uint16_t port, std::string_view bytes) {
   return answer;
 }
 
-bool isLetGoAfter(std::uint16_t port, std::string_view bytes) {
+std::string readToEnd(std::uint16_t port, std::string_view bytes) {
   asio::io_context io;
   tcp::socket socket(io);
   connect(socket, port);
-  Error error;
-  asio::write(socket, asio::buffer(bytes), error);
-  char piece[4096];
-  while (!error) socket.read_some(asio::buffer(piece), error);
-  return error == asio::error::eof || error == asio::error::connection_reset;
+  sendAll(io, socket, bytes);
+  std::string all;
+  finish(io, socket, [&](auto handler) {
+    asio::async_read(socket, asio::dynamic_buffer(all), std::move(handler));
+  });
+  return all;
 }
 
 std::optional<Answer> request(std::uint16_t port, std::string_view method, std::string_view target,
@@ -108,6 +133,11 @@ std::optional<Answer> request(std::uint16_t port, std::string_view method, std::
 struct TestSocket::Stream {
   asio::io_context io;
   websocket::stream<tcp::socket> socket{io};
+
+  template <class Begin>
+  bool finish(Begin begin) {
+    return !simulator::finish(io, socket.next_layer(), std::move(begin));
+  }
 };
 
 TestSocket::TestSocket(RunningServer& server, const std::string& session)
@@ -117,19 +147,18 @@ TestSocket::TestSocket(RunningServer& server, const std::string& session)
   socket.read_message_max(std::size_t{1} << 30U);
   socket.set_option(websocket::stream_base::decorator(
       [&](websocket::request_type& head) { head.set(http::field::origin, server.origin()); }));
-  Error error;
   const auto target = server.root() + "ws" + (session.empty() ? "" : "?session=" + session);
-  socket.handshake(server.host(), target, error);
-  isOpen_ = !error;
+  isOpen_ = stream_->finish(
+      [&](auto handler) { socket.async_handshake(server.host(), target, std::move(handler)); });
 }
 
 TestSocket::~TestSocket() = default;
 
 std::optional<TestSocket::Json> TestSocket::read() {
   beast::flat_buffer buffer;
-  Error error;
-  stream_->socket.read(buffer, error);
-  if (error) return std::nullopt;
+  const bool isRead = stream_->finish(
+      [&](auto handler) { stream_->socket.async_read(buffer, std::move(handler)); });
+  if (!isRead) return std::nullopt;
   return Json::parse(beast::buffers_to_string(buffer.cdata()));
 }
 
@@ -141,10 +170,9 @@ TestSocket::Json TestSocket::readUntil(std::string_view type) {
 }
 
 bool TestSocket::send(std::string_view text) {
-  Error error;
   stream_->socket.text(true);
-  stream_->socket.write(asio::buffer(text), error);
-  return !error;
+  return stream_->finish(
+      [&](auto handler) { stream_->socket.async_write(asio::buffer(text), std::move(handler)); });
 }
 
 TestSocket::Json TestSocket::ask(Json request) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <future>
 #include <map>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -8,6 +9,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "simulator/server/Server.h"
@@ -50,15 +52,31 @@ struct Answer {
 /// ends the connection without one.
 std::optional<Answer> talk(std::uint16_t port, std::string_view bytes);
 
-/// Sends the bytes and reads on until the connection ends. Whether the server ended it, and the
-/// test's patience not.
-bool isLetGoAfter(std::uint16_t port, std::string_view bytes);
+/// Sends the bytes and reads on until the server ends the connection: all that it sent.
+std::string readToEnd(std::uint16_t port, std::string_view bytes);
 
 using Fields = std::vector<std::pair<std::string, std::string>>;
 
 /// A request whose "Host" is the server's own unless `fields` has another.
 std::optional<Answer> request(std::uint16_t port, std::string_view method, std::string_view target,
                               const Fields& fields = {}, std::string_view body = {});
+
+/// Holds up those who wait for it, until it is opened: at the latest at its end, so that a test
+/// that fails in between does not wait for them for ever. It stands after the server whose phones
+/// wait.
+class Gate {
+ public:
+  explicit Gate(std::promise<void>& opening) : opening_(&opening) {}
+  ~Gate() { open(); }
+  Gate(const Gate&) = delete;
+  Gate& operator=(const Gate&) = delete;
+  void open() {
+    if (auto* opening = std::exchange(opening_, nullptr)) opening->set_value();
+  }
+
+ private:
+  std::promise<void>* opening_;
+};
 
 /// A browser's WebSocket.
 class TestSocket {

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 #include <stdexcept>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "simulator/server/Phone.h"
@@ -26,6 +27,7 @@ class TestPhone {
     setup.diagnose = [this](const std::string& line) {
       const std::lock_guard lock(mutex_);
       diagnostics_ += line + "\n";
+      arrived_.notify_one();
     };
     setup.send = [this](PhoneMessage message) {
       const std::lock_guard lock(mutex_);
@@ -74,6 +76,14 @@ class TestPhone {
   std::string diagnostics() {
     const std::lock_guard lock(mutex_);
     return diagnostics_;
+  }
+  /// Until the developer was told something with that text in it.
+  void waitForDiagnostic(std::string_view text) {
+    std::unique_lock lock(mutex_);
+    const bool came = arrived_.wait_for(lock, std::chrono::minutes(2), [&] {
+      return diagnostics_.find(text) != std::string::npos;
+    });
+    if (!came) throw std::runtime_error("the phone tells no \"" + std::string(text) + "\"");
   }
   /// The events and traces of the device that is there.
   const std::vector<Json>& messages() const { return logged_; }
