@@ -121,10 +121,16 @@ bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
 }
 
 unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight) {
-  constexpr double tolerance = 1e-3;
-  for (const unsigned denominator : {8u, 4u, 2u}) {
-    if (header.width + tolerance >= coverWidth * denominator &&
-        header.height + tolerance >= coverHeight * denominator)
+  // libjpeg scales each block by itself, so what is too fine for its result folds back. With so
+  // many samples for a pixel, most of that lies beyond what the resampler lets through; of the
+  // finest patterns, about 3 in 100 are left.
+  struct Scale {
+    unsigned denominator;
+    double samplesForPixel;
+  };
+  for (const auto& [denominator, samples] : {Scale{8, 1.4}, Scale{4, 1.9}, Scale{2, 2.6}}) {
+    if (header.width >= samples * coverWidth * denominator &&
+        header.height >= samples * coverHeight * denominator)
       return denominator;
   }
   return 1;

@@ -13,12 +13,12 @@ namespace vecamera::device {
 // JPEG through libjpeg-turbo: grey, RGB, YCbCr, CMYK and YCCK, sequential and progressive.
 
 std::optional<PictureHeader> readJpegHeader(Bytes bytes);
-/// The rows at the coarsest scale that still gives that many pixels; null where the bytes are
-/// damaged.
+/// The rows at the scale that `jpegDenominator` gives; null where the bytes are damaged.
 std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header, double coverWidth,
                                         double coverHeight);
 
-/// The coarsest of libjpeg's fast scales (1/8, 1/4, 1/2, 1) that still gives that many pixels.
+/// The coarsest scale (1/8, 1/4, 1/2, 1) that gives so many more than that many pixels both ways
+/// that a resampler can take away what is too fine for them.
 unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight);
 /// Whether the format has such sides.
 bool fitsIntoJpeg(std::size_t width, std::size_t height);

@@ -90,16 +90,29 @@ bool storesPlanes(const jpeg_decompress_struct& info) {
   });
 }
 
-/// Whether the colours, scaled by as much as the brightness, still have a sample for each of the
-/// canvas. The stretches are those of a sample of the brightness in samples of the canvas' colours.
-bool coversWhenScaledAlike(const jpeg_decompress_struct& info, double stretchX, double stretchY) {
-  constexpr double tolerance = 1e-3;
-  return std::all_of(
-      info.comp_info, info.comp_info + info.num_components,
-      [&](const jpeg_component_info& component) {
-        return stretchX * (info.max_h_samp_factor / component.h_samp_factor) <= 1 + tolerance &&
-               stretchY * (info.max_v_samp_factor / component.v_samp_factor) <= 1 + tolerance;
-      });
+/// Whether the colours, read at that part of their stored size, have `margin` samples for each of
+/// the canvas. The stretches are those of a stored pixel in samples of the canvas' colours.
+bool colorsCover(const jpeg_decompress_struct& info, unsigned denominator, double stretchX,
+                 double stretchY, double margin) {
+  return std::all_of(info.comp_info + 1, info.comp_info + info.num_components,
+                     [&](const jpeg_component_info& color) {
+                       const int stepX = info.max_h_samp_factor / color.h_samp_factor;
+                       const int stepY = info.max_v_samp_factor / color.v_samp_factor;
+                       return margin * stretchX * stepX * denominator <= 1 &&
+                              margin * stretchY * stepY * denominator <= 1;
+                     });
+}
+
+/// At what part of their stored size the colours are read; nothing where they have to come finer
+/// than at the brightness' part. They may be coarser: what folds back in colours is hardly seen.
+std::optional<unsigned> colorDenominator(const jpeg_decompress_struct& info, unsigned denominator,
+                                         double stretchX, double stretchY) {
+  constexpr double coarseMargin = 1.5;
+  constexpr double justCovering = 1 - 1e-3;
+  for (unsigned coarse = DCTSIZE; coarse > denominator; coarse /= 2)
+    if (colorsCover(info, coarse, stretchX, stretchY, coarseMargin)) return coarse;
+  if (colorsCover(info, denominator, stretchX, stretchY, justCovering)) return denominator;
+  return std::nullopt;
 }
 
 std::vector<StoredComponent> storedComponents(const jpeg_decompress_struct& info) {
@@ -161,10 +174,8 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
   // Before the reader starts, which decodes all of a progressive picture. No component comes finer.
   if (std::min(stretchX, stretchY) * denominator / chromaStep < AxisWeights::leastScale)
     return std::nullopt;
-  const auto colors = coversWhenScaledAlike(reader.info(), stretchX * denominator / chromaStep,
-                                            stretchY * denominator / chromaStep)
-                          ? JpegReader::Colors::scaledAlike
-                          : JpegReader::Colors::asFineAsBrightness;
+  const auto colors =
+      colorDenominator(reader.info(), denominator, stretchX / chromaStep, stretchY / chromaStep);
   if (!reader.startPlanes(denominator, colors)) return failed();
   const jpeg_decompress_struct& info = reader.info();
   Band band(info);

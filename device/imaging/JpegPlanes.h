@@ -10,7 +10,7 @@
 namespace vecamera::device {
 
 /// The planes of a canvas that the JPEG fills, as a JPEG is decoded and encoded without ever being
-/// pixels: at the coarsest scale that still covers the canvas, and in bands. Not for JPEGs that
+/// pixels: at a scale that is coarse, but leaves samples to spare, and in bands. Not for JPEGs that
 /// store other colours than grey and YCbCr, nor for scales that are too coarse for the resampler.
 Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader& header,
                                                const Layout& layout, std::size_t width,

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <cstring>
 
 #include "device/imaging/JpegCodec.h"
 
@@ -125,12 +126,12 @@ std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
 static_assert(JPEG_LIB_VERSION < 70);
 
 /// The library has laid the components out, and has chosen nothing by their sizes yet.
-void JpegReader::scaleColorsAlike(j_common_ptr common) {
+void JpegReader::scaleColors(j_common_ptr common) {
   auto& reader = *static_cast<JpegReader*>(common->client_data);
   jpeg_decompress_struct& info = reader.info_;
   for (int i = 1; i < info.num_components; ++i) {
     jpeg_component_info& component = info.comp_info[i];
-    component.DCT_scaled_size = info.min_DCT_scaled_size;
+    component.DCT_scaled_size = DCTSIZE / static_cast<int>(reader.colorDenominator_);
     const auto samples = [&](JDIMENSION pixels, int factor, int most) {
       const auto groupPixels = static_cast<unsigned long>(most * DCTSIZE);
       const auto groupSamples = static_cast<unsigned long>(factor * component.DCT_scaled_size);
@@ -144,23 +145,68 @@ void JpegReader::scaleColorsAlike(j_common_ptr common) {
   reader.realizeArrays_(common);
 }
 
-bool JpegReader::startPlanes(unsigned denominator, Colors colors) {
+bool JpegReader::startPlanes(unsigned denominator, std::optional<unsigned> colorDenominator) {
   if (setjmp(error_.jump)) return false;
-  if (colors == Colors::scaledAlike) {
-    info_.client_data = this;
+  info_.client_data = this;
+  if (colorDenominator) {
+    colorDenominator_ = *colorDenominator;
     realizeArrays_ = info_.mem->realize_virt_arrays;
-    info_.mem->realize_virt_arrays = scaleColorsAlike;
+    info_.mem->realize_virt_arrays = scaleColors;
   }
   info_.scale_num = 1;
   info_.scale_denom = denominator;
   info_.out_color_space = info_.jpeg_color_space;
   info_.raw_data_out = TRUE;
   info_.dct_method = JDCT_ISLOW;
+  readsMeans_ =
+      denominator == DCTSIZE && colorDenominator == DCTSIZE && !jpeg_has_multiple_scans(&info_);
+  if (readsMeans_) {
+    info_.buffered_image = TRUE;
+    info_.mem->request_virt_barray = rowOfBlocks;
+    info_.mem->access_virt_barray = sameRowOfBlocks;
+  }
   return jpeg_start_decompress(&info_);
+}
+
+/// The library would keep all blocks of the picture and touch them by rows; one row is enough.
+jvirt_barray_ptr JpegReader::rowOfBlocks(j_common_ptr common, int pool, boolean, JDIMENSION width,
+                                         JDIMENSION, JDIMENSION mostRows) {
+  auto& reader = *static_cast<JpegReader*>(common->client_data);
+  const JBLOCKARRAY rows = common->mem->alloc_barray(common, pool, width, mostRows);
+  for (JDIMENSION y = 0; y < mostRows; ++y) std::memset(rows[y], 0, width * sizeof(JBLOCK));
+  reader.blocks_[reader.blockArrays_++] = rows;
+  return reinterpret_cast<jvirt_barray_ptr>(rows);
+}
+
+JBLOCKARRAY JpegReader::sameRowOfBlocks(j_common_ptr, jvirt_barray_ptr blocks, JDIMENSION,
+                                        JDIMENSION, boolean) {
+  return reinterpret_cast<JBLOCKARRAY>(blocks);
+}
+
+bool JpegReader::readMeans(JSAMPIMAGE rows) {
+  const int read = jpeg_consume_input(&info_);
+  if (read != JPEG_ROW_COMPLETED && read != JPEG_SCAN_COMPLETED) return false;
+  for (int i = 0; i < info_.num_components; ++i) {
+    const jpeg_component_info& component = info_.comp_info[i];
+    const int step = component.quant_table->quantval[0];
+    for (int y = 0; y < component.v_samp_factor; ++y) {
+      const JBLOCK* block = blocks_[static_cast<std::size_t>(i)][y];
+      JSAMPROW row = rows[i][y];
+      for (JDIMENSION x = 0; x < component.width_in_blocks; ++x)
+        row[x] = static_cast<JSAMPLE>(std::clamp(
+            ((block[x][0] * step + DCTSIZE / 2) >> 3) + CENTERJSAMPLE, 0, int{MAXJSAMPLE}));
+    }
+  }
+  return true;
 }
 
 bool JpegReader::readPlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
   if (setjmp(error_.jump)) return false;
+  if (readsMeans_) {
+    if (!readMeans(rows)) return false;
+    info_.output_scanline += rowCount;
+    return true;
+  }
   return jpeg_read_raw_data(&info_, rows, rowCount) == rowCount;
 }
 

@@ -7,7 +7,9 @@
 
 #include <jpeglib.h>
 
+#include <array>
 #include <cstdint>
+#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -48,12 +50,10 @@ class JpegReader {
   /// Reads up to `count` rows into `to`, one behind the other; 0 means failure.
   std::size_t readRows(std::uint8_t* to, std::size_t count);
 
-  /// How fine colours come that are stored coarser than the brightness: as near to the brightness
-  /// as costs no upsampling, which is what the library chooses, or at the same part of their stored
-  /// size.
-  enum class Colors { asFineAsBrightness, scaledAlike };
-  /// Starts to read the components as they are stored, at that part of the stored size.
-  bool startPlanes(unsigned denominator, Colors colors);
+  /// Starts to read the components as they are stored, at those parts of their stored size. Where
+  /// the colours have none, they come as near to the brightness as costs no upsampling, which is
+  /// what the library chooses.
+  bool startPlanes(unsigned denominator, std::optional<unsigned> colorDenominator);
   /// Reads the rows of one row of blocks of every component; of the largest ones `rowCount`.
   bool readPlaneRows(JSAMPIMAGE rows, unsigned rowCount);
 
@@ -67,14 +67,28 @@ class JpegReader {
   bool finish();
 
  private:
-  static void scaleColorsAlike(j_common_ptr info);
+  static void scaleColors(j_common_ptr info);
+  static jvirt_barray_ptr rowOfBlocks(j_common_ptr info, int pool, boolean zeroed, JDIMENSION width,
+                                      JDIMENSION height, JDIMENSION mostRows);
+  static JBLOCKARRAY sameRowOfBlocks(j_common_ptr info, jvirt_barray_ptr blocks, JDIMENSION first,
+                                     JDIMENSION count, boolean writable);
+  /// Within the jump of the caller.
+  bool readMeans(JSAMPIMAGE rows);
 
   jpeg_decompress_struct info_{};
   void (*realizeArrays_)(j_common_ptr) = nullptr;
+  unsigned colorDenominator_ = 1;
   JpegErrors error_{};
   jpeg_source_mgr source_{};
   jpeg_progress_mgr progress_{};
   bool created_ = false;
+
+  // An eighth of a picture is the mean of each block. The library decodes little else where it is
+  // asked for the blocks themselves, a row of them at a time, instead of for samples.
+  bool readsMeans_ = false;
+  /// The row of each component.
+  std::array<JBLOCKARRAY, MAX_COMPONENTS> blocks_{};
+  std::size_t blockArrays_ = 0;
 };
 
 struct JpegLayout {
