@@ -374,16 +374,19 @@ json growth(const std::string& program, const Workers& workers) {
     const auto nameOf = [](const Worker& worker) {
       return worker.name() == one ? "device" : worker.name();
     };
+    std::vector<Worker*> timed;
+    for (const auto& worker : workers)
+      if (worker->name() != two && worker->name() != "ImageMagick") timed.push_back(worker.get());
     std::map<std::string, std::vector<double>> taken;
-    constexpr std::size_t rounds = 9;
-    for (std::size_t round = 0; round < rounds; ++round)
-      for (std::size_t turn = 0; turn < workers.size(); ++turn) {
-        // Who comes behind whom makes a difference, so everybody comes first once.
-        Worker& worker = *workers[(round + turn) % workers.size()];
-        if (worker.name() == two || worker.name() == "ImageMagick") continue;
-        const auto time = worker.time(work, path);
-        if (time && round > 0) taken[nameOf(worker)].push_back(*time);
+    for (int round = 0; round < 9; ++round) {
+      for (Worker* worker : timed) {
+        const auto time = worker->time(work, path);
+        if (time && round > 0) taken[nameOf(*worker)].push_back(*time);
       }
+      // Nobody always comes behind the same one, whose caches and clock it finds.
+      std::reverse(timed.begin(), timed.end());
+      if (round % 2 == 1) std::rotate(timed.begin(), timed.begin() + 1, timed.end());
+    }
     for (const auto& [name, times] : taken) {
       point["ms"][name] = median(times);
       printf("   %s %.0f ms", name.c_str(), median(times));

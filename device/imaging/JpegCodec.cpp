@@ -120,17 +120,21 @@ bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
   return std::uint64_t{header.width} * header.height <= bytes.size() * maxPixelsPerByte;
 }
 
+double jpegSamplesForPixel(unsigned denominator) {
+  // Found with a zone plate: this leaves about 3 percent of the strength of its finest rings, as
+  // the root of the mean square, at every scale.
+  switch (denominator) {
+    case 8: return 1.4;
+    case 4: return 1.9;
+    case 2: return 2.6;
+    default: return 1;
+  }
+}
+
 unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight) {
-  // libjpeg scales each block by itself, so what is too fine for its result folds back. With so
-  // many samples for a pixel, most of that lies beyond what the resampler lets through; of the
-  // finest patterns, about 3 in 100 are left.
-  struct Scale {
-    unsigned denominator;
-    double samplesForPixel;
-  };
-  for (const auto& [denominator, samples] : {Scale{8, 1.4}, Scale{4, 1.9}, Scale{2, 2.6}}) {
-    if (header.width >= samples * coverWidth * denominator &&
-        header.height >= samples * coverHeight * denominator)
+  for (const unsigned denominator : {8u, 4u, 2u}) {
+    const double step = jpegSamplesForPixel(denominator) * denominator;
+    if (header.width >= step * coverWidth && header.height >= step * coverHeight)
       return denominator;
   }
   return 1;

@@ -17,8 +17,11 @@ std::optional<PictureHeader> readJpegHeader(Bytes bytes);
 std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header, double coverWidth,
                                         double coverHeight);
 
-/// The coarsest scale (1/8, 1/4, 1/2, 1) that gives so many more than that many pixels both ways
-/// that a resampler can take away what is too fine for them.
+/// How many samples, both ways, a pixel of the result has to have where they are decoded at that
+/// scale. libjpeg scales each block by itself, so what is too fine for its result folds back; with
+/// samples to spare, most of that lies beyond what the resampler lets through.
+double jpegSamplesForPixel(unsigned denominator);
+/// The coarsest scale (1/8, 1/4, 1/2, 1) that has so many for a result of that many pixels.
 unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight);
 /// Whether the format has such sides.
 bool fitsIntoJpeg(std::size_t width, std::size_t height);

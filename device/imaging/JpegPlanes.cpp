@@ -82,6 +82,7 @@ class Band {
 };
 
 bool storesPlanes(const jpeg_decompress_struct& info) {
+  if (info.data_precision != 8) return false;
   if (info.jpeg_color_space == JCS_GRAYSCALE) return info.num_components == 1;
   if (info.jpeg_color_space != JCS_YCbCr || info.num_components != 3) return false;
   return std::all_of(info.comp_info, info.comp_info + 3, [&](const jpeg_component_info& component) {
@@ -90,28 +91,30 @@ bool storesPlanes(const jpeg_decompress_struct& info) {
   });
 }
 
-/// Whether the colours, read at that part of their stored size, have `margin` samples for each of
+/// Whether the colours, read at that part of their stored size, have so many samples for each of
 /// the canvas. The stretches are those of a stored pixel in samples of the canvas' colours.
 bool colorsCover(const jpeg_decompress_struct& info, unsigned denominator, double stretchX,
-                 double stretchY, double margin) {
+                 double stretchY, double samples) {
   return std::all_of(info.comp_info + 1, info.comp_info + info.num_components,
                      [&](const jpeg_component_info& color) {
                        const int stepX = info.max_h_samp_factor / color.h_samp_factor;
                        const int stepY = info.max_v_samp_factor / color.v_samp_factor;
-                       return margin * stretchX * stepX * denominator <= 1 &&
-                              margin * stretchY * stepY * denominator <= 1;
+                       return samples * stretchX * stepX * denominator <= 1 &&
+                              samples * stretchY * stepY * denominator <= 1;
                      });
 }
 
 /// At what part of their stored size the colours are read; nothing where they have to come finer
-/// than at the brightness' part. They may be coarser: what folds back in colours is hardly seen.
+/// than at the brightness' part. They may be coarser, with somewhat more left of what is too fine:
+/// in colours it is hardly seen.
 std::optional<unsigned> colorDenominator(const jpeg_decompress_struct& info, unsigned denominator,
                                          double stretchX, double stretchY) {
-  constexpr double coarseMargin = 1.5;
-  constexpr double justCovering = 1 - 1e-3;
+  constexpr double coarseSamples = 1.9;
   for (unsigned coarse = DCTSIZE; coarse > denominator; coarse /= 2)
-    if (colorsCover(info, coarse, stretchX, stretchY, coarseMargin)) return coarse;
-  if (colorsCover(info, denominator, stretchX, stretchY, justCovering)) return denominator;
+    if (colorsCover(info, coarse, stretchX, stretchY, coarseSamples)) return coarse;
+  const double samples = jpegSamplesForPixel(denominator);
+  if (denominator == 1 || colorsCover(info, denominator, stretchX, stretchY, samples))
+    return denominator;
   return std::nullopt;
 }
 

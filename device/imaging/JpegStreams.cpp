@@ -158,19 +158,29 @@ bool JpegReader::startPlanes(unsigned denominator, std::optional<unsigned> color
   info_.out_color_space = info_.jpeg_color_space;
   info_.raw_data_out = TRUE;
   info_.dct_method = JDCT_ISLOW;
-  readsMeans_ =
-      denominator == DCTSIZE && colorDenominator == DCTSIZE && !jpeg_has_multiple_scans(&info_);
+  readsMeans_ = denominator == DCTSIZE && colorDenominator == DCTSIZE && brightnessIsFinest() &&
+                !jpeg_has_multiple_scans(&info_);
   if (readsMeans_) {
     info_.buffered_image = TRUE;
-    info_.mem->request_virt_barray = rowOfBlocks;
-    info_.mem->access_virt_barray = sameRowOfBlocks;
+    info_.mem->request_virt_barray = rowsOfBlocks;
+    info_.mem->access_virt_barray = sameRowsOfBlocks;
   }
-  return jpeg_start_decompress(&info_);
+  return jpeg_start_decompress(&info_) &&
+         (!readsMeans_ || blockArrays_ == static_cast<std::size_t>(info_.num_components));
 }
 
-/// The library would keep all blocks of the picture and touch them by rows; one row is enough.
-jvirt_barray_ptr JpegReader::rowOfBlocks(j_common_ptr common, int pool, boolean, JDIMENSION width,
-                                         JDIMENSION, JDIMENSION mostRows) {
+/// Otherwise the library reads more of the brightness than the part that was asked for.
+bool JpegReader::brightnessIsFinest() const {
+  const jpeg_component_info& brightness = info_.comp_info[0];
+  return brightness.h_samp_factor == info_.max_h_samp_factor &&
+         brightness.v_samp_factor == info_.max_v_samp_factor;
+}
+
+/// The library would keep all blocks of the picture and touch them one group of rows after the
+/// other. Here each group takes the place of the one before. Blocks are not cleared: only their
+/// means are used, and where the data ends before it has one, `finish` tells.
+jvirt_barray_ptr JpegReader::rowsOfBlocks(j_common_ptr common, int pool, boolean, JDIMENSION width,
+                                          JDIMENSION, JDIMENSION mostRows) {
   auto& reader = *static_cast<JpegReader*>(common->client_data);
   const JBLOCKARRAY rows = common->mem->alloc_barray(common, pool, width, mostRows);
   for (JDIMENSION y = 0; y < mostRows; ++y) std::memset(rows[y], 0, width * sizeof(JBLOCK));
@@ -178,8 +188,8 @@ jvirt_barray_ptr JpegReader::rowOfBlocks(j_common_ptr common, int pool, boolean,
   return reinterpret_cast<jvirt_barray_ptr>(rows);
 }
 
-JBLOCKARRAY JpegReader::sameRowOfBlocks(j_common_ptr, jvirt_barray_ptr blocks, JDIMENSION,
-                                        JDIMENSION, boolean) {
+JBLOCKARRAY JpegReader::sameRowsOfBlocks(j_common_ptr, jvirt_barray_ptr blocks, JDIMENSION,
+                                         JDIMENSION, boolean) {
   return reinterpret_cast<JBLOCKARRAY>(blocks);
 }
 

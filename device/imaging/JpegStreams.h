@@ -67,11 +67,12 @@ class JpegReader {
   bool finish();
 
  private:
+  bool brightnessIsFinest() const;
   static void scaleColors(j_common_ptr info);
-  static jvirt_barray_ptr rowOfBlocks(j_common_ptr info, int pool, boolean zeroed, JDIMENSION width,
-                                      JDIMENSION height, JDIMENSION mostRows);
-  static JBLOCKARRAY sameRowOfBlocks(j_common_ptr info, jvirt_barray_ptr blocks, JDIMENSION first,
-                                     JDIMENSION count, boolean writable);
+  static jvirt_barray_ptr rowsOfBlocks(j_common_ptr info, int pool, boolean zeroed,
+                                       JDIMENSION width, JDIMENSION height, JDIMENSION mostRows);
+  static JBLOCKARRAY sameRowsOfBlocks(j_common_ptr info, jvirt_barray_ptr blocks, JDIMENSION first,
+                                      JDIMENSION count, boolean writable);
   /// Within the jump of the caller.
   bool readMeans(JSAMPIMAGE rows);
 
@@ -84,9 +85,9 @@ class JpegReader {
   bool created_ = false;
 
   // An eighth of a picture is the mean of each block. The library decodes little else where it is
-  // asked for the blocks themselves, a row of them at a time, instead of for samples.
+  // asked for the blocks themselves instead of for samples.
   bool readsMeans_ = false;
-  /// The row of each component.
+  /// Of each component the rows of blocks that are decoded at a time.
   std::array<JBLOCKARRAY, MAX_COMPONENTS> blocks_{};
   std::size_t blockArrays_ = 0;
 };

@@ -9,6 +9,8 @@
 #include <cmath>
 #include <cstdlib>
 #include <numbers>
+#include <tuple>
+#include <utility>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "device/imaging/Canvas.h"
@@ -33,15 +35,14 @@ constexpr Sampling samplings[] = {{"4:2:0", TJSAMP_420}, {"4:2:2", TJSAMP_422},
                                   {"4:4:0", TJSAMP_440}, {"4:1:1", TJSAMP_411},
                                   {"4:4:4", TJSAMP_444}, {"grey", TJSAMP_GRAY}};
 
-Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientation,
-              int flags = 0) {
+Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientation) {
   constexpr int quality = 97;
   const tjhandle compressor = tjInitCompress();
   unsigned char* bytes = nullptr;
   unsigned long size = 0;
   tjCompress2(compressor, bitmap.bytesOfRow(0), static_cast<int>(bitmap.width()),
               static_cast<int>(bitmap.strideBytes()), static_cast<int>(bitmap.height()), TJPF_RGBX,
-              &bytes, &size, sampling, quality, TJFLAG_ACCURATEDCT | flags);
+              &bytes, &size, sampling, quality, TJFLAG_ACCURATEDCT);
   Raw jpeg(bytes, bytes + size);
   tjFree(bytes);
   tjDestroy(compressor);
@@ -49,6 +50,45 @@ Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientat
     jpeg = withExif(jpeg, PictureFormat::jpeg, exifWithOrientation(exifOrientation(orientation)))
                .value();
   return Data(std::move(jpeg));
+}
+
+/// How many samples of the components, across and down, one group of a JPEG's blocks holds.
+struct Factors {
+  std::pair<int, int> brightness{1, 1};
+  std::pair<int, int> blue{1, 1};
+  std::pair<int, int> red{1, 1};
+};
+
+Data jpegOfFactors(const Bitmap& bitmap, bool gray, const Factors& factors,
+                   bool progressive = false) {
+  jpeg_compress_struct info{};
+  jpeg_error_mgr errors;
+  info.err = jpeg_std_error(&errors);
+  jpeg_create_compress(&info);
+  unsigned char* buffer = nullptr;
+  unsigned long size = 0;
+  jpeg_mem_dest(&info, &buffer, &size);
+  info.image_width = static_cast<JDIMENSION>(bitmap.width());
+  info.image_height = static_cast<JDIMENSION>(bitmap.height());
+  info.input_components = 4;
+  info.in_color_space = JCS_EXT_RGBX;
+  jpeg_set_defaults(&info);
+  if (gray) jpeg_set_colorspace(&info, JCS_GRAYSCALE);
+  jpeg_set_quality(&info, 97, TRUE);
+  const std::pair<int, int> all[] = {factors.brightness, factors.blue, factors.red};
+  for (int i = 0; i < info.num_components; ++i)
+    std::tie(info.comp_info[i].h_samp_factor, info.comp_info[i].v_samp_factor) = all[i];
+  if (progressive) jpeg_simple_progression(&info);
+  jpeg_start_compress(&info, TRUE);
+  while (info.next_scanline < info.image_height) {
+    JSAMPROW row = const_cast<JSAMPROW>(bitmap.bytesOfRow(info.next_scanline));
+    jpeg_write_scanlines(&info, &row, 1);
+  }
+  jpeg_finish_compress(&info);
+  jpeg_destroy_compress(&info);
+  const Data jpeg = Data::copyOf(Bytes(buffer, size));
+  std::free(buffer);
+  return jpeg;
 }
 
 /// Colours that change slowly, under a brightness with detail; no side or corner is like another.
@@ -122,19 +162,31 @@ TEST(Roads, PlanesGiveThePictureThatTheCanvasGives) {
 
 TEST(Roads, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
   // What comes in several scans is scaled by the library, to an eighth, too.
-  for (const auto& [name, sampling] : samplings)
-    for (const auto& [width, height] : {std::pair{640u, 400u}, std::pair{333u, 251u}})
-      for (const double scale : {0.04, 0.1, 0.3}) {
-        SCOPED_TRACE(name + std::string(" to ") + std::to_string(scale));
-        const auto shrunk = [&](int flags) {
-          const auto image =
-              opened(jpegWith(landscape(width, height), sampling, UIImageOrientation::left, flags));
-          const CGSize size{image->size().width * scale, image->size().height * scale};
-          return *Images().UIImageJPEGRepresentation(
-              drawn(image, size, {0, 0, size.width, size.height}), 0.9);
-        };
-        EXPECT_EQ(shrunk(0), shrunk(TJFLAG_PROGRESSIVE));
-      }
+  constexpr Factors kinds[] = {{},
+                               {{2, 1}},
+                               {{2, 2}},
+                               {{1, 2}},
+                               {{4, 1}},
+                               {{3, 2}},
+                               {{1, 4}},
+                               // Brightness that is coarser than colours.
+                               {{1, 1}, {2, 2}, {2, 2}},
+                               {{1, 1}, {2, 1}, {1, 2}}};
+  for (const bool gray : {false, true})
+    for (const Factors& factors : kinds)
+      for (const auto& [width, height] : {std::pair{640u, 400u}, std::pair{333u, 251u}})
+        for (const double scale : {0.04, 0.1, 0.3}) {
+          SCOPED_TRACE("kind " + std::to_string(&factors - kinds) + (gray ? ", grey" : "") +
+                       " to " + std::to_string(scale));
+          const Bitmap picture = landscape(width, height);
+          const auto shrunk = [&](bool progressive) {
+            const auto image = opened(jpegOfFactors(picture, gray, factors, progressive));
+            const CGSize size{width * scale, height * scale};
+            return *Images().UIImageJPEGRepresentation(
+                drawn(image, size, {0, 0, size.width, size.height}), 0.9);
+          };
+          EXPECT_EQ(shrunk(false), shrunk(true));
+        }
 }
 
 TEST(Roads, APictureIsTheSameWhateverWayItIsStored) {
@@ -201,6 +253,43 @@ TEST(Roads, WhatIsTooFineBecomesEvenAndNothingMoves) {
   // The decoder shrinks first, each block by itself, which lets more through.
   for (const double target : {39.5, 56.0, 60.0, 84.0, 100.0, 122.0})
     expectEven(jpeg, target, 34, 3.5);
+}
+
+TEST(Roads, ColoursThatAreTooFineBecomeEven) {
+  // A zone plate of blue on even brightness.
+  constexpr std::size_t side = 640;
+  constexpr double grey = 127.5;
+  constexpr double strength = 100;
+  const Bitmap plate = bitmapOf(side, side, [&](std::size_t x, std::size_t y) {
+    const double dx = static_cast<double>(x) + 0.5 - side / 2.0;
+    const double dy = static_cast<double>(y) + 0.5 - side / 2.0;
+    const double ring = strength * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
+    return Rgba{static_cast<int>(grey), static_cast<int>(grey - 0.194 * ring),
+                static_cast<int>(grey + ring)};
+  });
+  const auto image = opened(jpegWith(plate, TJSAMP_444, UIImageOrientation::right));
+  for (const double quality : {0.95, 1.0})
+    for (const double target : {45.0, 70.0, 107.0, 122.0, 213.0}) {
+      SCOPED_TRACE(std::to_string(quality) + " to " + std::to_string(target));
+      const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+          drawn(image, {target, target}, {0, 0, target, target}), quality)));
+      const double factor = target / side;
+      // Colours have half of the pixels both ways, but at the best quality.
+      const double finest = quality < 1 ? 0.375 : 0.75;
+      double squares = 0;
+      int count = 0;
+      for (std::size_t y = 4; y + 5 < scaled.height(); ++y)
+        for (std::size_t x = 4; x + 5 < scaled.width(); ++x) {
+          const double dx = (static_cast<double>(x) + 0.5) / factor - side / 2.0;
+          const double dy = (static_cast<double>(y) + 0.5) / factor - side / 2.0;
+          if (std::max(std::abs(dx), std::abs(dy)) / side / factor < finest) continue;
+          const double left = pixelAt(scaled, x, y).blue - grey;
+          squares += left * left;
+          ++count;
+        }
+      ASSERT_GT(count, 0);
+      EXPECT_LE(std::sqrt(squares / count), 5) << std::sqrt(squares / count);
+    }
 }
 
 TEST(Roads, TurningBlocksTurnsThePictureAndNothingElse) {
@@ -278,36 +367,6 @@ TEST(Roads, ColoursStayWithTheBrightnessTheyBelongTo) {
     }
 }
 
-/// A picture whose brightness is stored at so many samples for each of the colours'.
-Data jpegOfSampling(const Bitmap& bitmap, bool gray, int across, int down) {
-  jpeg_compress_struct info{};
-  jpeg_error_mgr errors;
-  info.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&info);
-  unsigned char* buffer = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&info, &buffer, &size);
-  info.image_width = static_cast<JDIMENSION>(bitmap.width());
-  info.image_height = static_cast<JDIMENSION>(bitmap.height());
-  info.input_components = 4;
-  info.in_color_space = JCS_EXT_RGBX;
-  jpeg_set_defaults(&info);
-  if (gray) jpeg_set_colorspace(&info, JCS_GRAYSCALE);
-  jpeg_set_quality(&info, 97, TRUE);
-  info.comp_info[0].h_samp_factor = across;
-  info.comp_info[0].v_samp_factor = down;
-  jpeg_start_compress(&info, TRUE);
-  while (info.next_scanline < info.image_height) {
-    JSAMPROW row = const_cast<JSAMPROW>(bitmap.bytesOfRow(info.next_scanline));
-    jpeg_write_scanlines(&info, &row, 1);
-  }
-  jpeg_finish_compress(&info);
-  jpeg_destroy_compress(&info);
-  const Data jpeg = Data::copyOf(Bytes(buffer, size));
-  std::free(buffer);
-  return jpeg;
-}
-
 TEST(Roads, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
   struct {
     bool gray;
@@ -317,7 +376,7 @@ TEST(Roads, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
                          {false, 1, 3}, {false, 3, 1}, {false, 3, 2}, {false, 1, 4}};
   for (const auto& [gray, across, down] : kinds)
     for (const auto& [width, height] : {std::pair{96u, 216u}, std::pair{101u, 67u}}) {
-      const Data stored = jpegOfSampling(landscape(width, height), gray, across, down);
+      const Data stored = jpegOfFactors(landscape(width, height), gray, {{across, down}});
       for (const auto orientation : {UIImageOrientation::up, UIImageOrientation::leftMirrored}) {
         SCOPED_TRACE((gray ? "grey " : "colours ") + std::to_string(across) + " x " +
                      std::to_string(down));
