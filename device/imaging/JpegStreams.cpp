@@ -193,19 +193,31 @@ JBLOCKARRAY JpegReader::sameRowsOfBlocks(j_common_ptr, jvirt_barray_ptr blocks, 
   return reinterpret_cast<JBLOCKARRAY>(blocks);
 }
 
+namespace {
+
+/// As the library does where it transforms a block to one sample.
+void samplesOfMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
+  constexpr std::size_t together = 16;
+  std::array<JCOEF, together> means;
+  for (std::size_t at = 0; at < count; at += together) {
+    const std::size_t now = std::min(together, count - at);
+    for (std::size_t i = 0; i < now; ++i) means[i] = blocks[at + i][0];
+    for (std::size_t i = 0; i < now; ++i)
+      samples[at + i] = static_cast<JSAMPLE>(
+          std::clamp(((means[i] * step + DCTSIZE / 2) >> 3) + CENTERJSAMPLE, 0, int{MAXJSAMPLE}));
+  }
+}
+
+}  // namespace
+
 bool JpegReader::readMeans(JSAMPIMAGE rows) {
   const int read = jpeg_consume_input(&info_);
   if (read != JPEG_ROW_COMPLETED && read != JPEG_SCAN_COMPLETED) return false;
   for (int i = 0; i < info_.num_components; ++i) {
     const jpeg_component_info& component = info_.comp_info[i];
-    const int step = component.quant_table->quantval[0];
-    for (int y = 0; y < component.v_samp_factor; ++y) {
-      const JBLOCK* block = blocks_[static_cast<std::size_t>(i)][y];
-      JSAMPROW row = rows[i][y];
-      for (JDIMENSION x = 0; x < component.width_in_blocks; ++x)
-        row[x] = static_cast<JSAMPLE>(std::clamp(
-            ((block[x][0] * step + DCTSIZE / 2) >> 3) + CENTERJSAMPLE, 0, int{MAXJSAMPLE}));
-    }
+    for (int y = 0; y < component.v_samp_factor; ++y)
+      samplesOfMeans(blocks_[static_cast<std::size_t>(i)][y], component.width_in_blocks,
+                     component.quant_table->quantval[0], rows[i][y]);
   }
   return true;
 }
