@@ -206,89 +206,109 @@ TEST(Roads, APictureIsTheSameWhateverWayItIsStored) {
   }
 }
 
+/// A zone plate: its rings get finer with the distance from the centre.
+namespace plate {
+
+constexpr std::size_t side = 640;
+constexpr double grey = 127.5;
+
+/// The rings' own part at a place, of a strength of 100.
+double ring(double x, double y) {
+  const double dx = x - side / 2.0;
+  const double dy = y - side / 2.0;
+  return 100 * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
+}
+
+/// Its pixels: `color` makes one of the part.
+template <typename Color>
+Bitmap inColor(Color color) {
+  return bitmapOf(side, side, [&](std::size_t x, std::size_t y) {
+    return color(ring(static_cast<double>(x) + 0.5, static_cast<double>(y) + 0.5));
+  });
+}
+
+Bitmap scaledTo(double length, const std::shared_ptr<UIImage>& image, double quality) {
+  return pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+      drawn(image, {length, length}, {0, 0, length, length}), quality)));
+}
+
+/// Visits the pixels of a scaled plate, but for its edges, with their places on the whole one and
+/// the fineness of the rings there: in periods for a pixel of the result, which holds half of one.
+template <typename Visit>
+void visit(const Bitmap& scaled, double length, Visit visitor) {
+  const double factor = length / side;
+  for (std::size_t y = 4; y + 5 < scaled.height(); ++y)
+    for (std::size_t x = 4; x + 5 < scaled.width(); ++x) {
+      const double fromX = (static_cast<double>(x) + 0.5) / factor;
+      const double fromY = (static_cast<double>(y) + 0.5) / factor;
+      const double distance = std::max(std::abs(fromX - side / 2.0), std::abs(fromY - side / 2.0));
+      visitor(pixelAt(scaled, x, y), fromX, fromY, distance / side / factor);
+    }
+}
+
+/// What is left of rings that should be gone.
+struct Left {
+  double most = 0;
+  double squares = 0;
+  int count = 0;
+
+  void add(double part) {
+    most = std::max(most, std::abs(part));
+    squares += part * part;
+    ++count;
+  }
+  double onAverage() const { return std::sqrt(squares / count); }
+};
+
+}  // namespace plate
+
 TEST(Roads, WhatIsTooFineBecomesEvenAndNothingMoves) {
-  // A zone plate: its rings get finer with the distance from the centre.
-  constexpr std::size_t side = 640;
-  constexpr double grey = 127.5;
-  const auto ring = [](double dx, double dy) {
-    return grey + 100 * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
-  };
-  const Bitmap plate = bitmapOf(side, side, [&](std::size_t x, std::size_t y) {
-    const int value = static_cast<int>(
-        ring(static_cast<double>(x) + 0.5 - side / 2.0, static_cast<double>(y) + 0.5 - side / 2.0));
+  const Bitmap rings = plate::inColor([](double part) {
+    const int value = static_cast<int>(plate::grey + part);
     return Rgba{value, value, value};
   });
-  const auto expectEven = [&](const std::shared_ptr<UIImage>& image, double target, double most,
-                              double mostOnAverage) {
-    SCOPED_TRACE(target);
-    const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
-        drawn(image, {target, target}, {0, 0, target, target}), 0.95)));
-    const double factor = target / side;
-    double left = 0;
-    double squares = 0;
-    int count = 0;
-    for (std::size_t y = 4; y + 5 < scaled.height(); ++y)
-      for (std::size_t x = 4; x + 5 < scaled.width(); ++x) {
-        const double dx = (static_cast<double>(x) + 0.5) / factor - side / 2.0;
-        const double dy = (static_cast<double>(y) + 0.5) / factor - side / 2.0;
-        // In periods for a pixel of the result; half a period is the finest that it can hold.
-        const double fineness = std::max(std::abs(dx), std::abs(dy)) / side / factor;
-        const int value = pixelAt(scaled, x, y).green;
-        if (fineness > 0.75) {
-          left = std::max(left, std::abs(value - grey));
-          squares += (value - grey) * (value - grey);
-          ++count;
-        } else if (fineness < 0.12) {
-          ASSERT_NEAR(value, ring(dx, dy), 16) << x << ", " << y;
-        }
-      }
-    ASSERT_GT(count, 0);
-    EXPECT_LE(left, most);
-    EXPECT_LE(std::sqrt(squares / count), mostOnAverage);
+  const auto expectEven = [](const std::shared_ptr<UIImage>& image, double length, double most,
+                             double mostOnAverage) {
+    SCOPED_TRACE(length);
+    plate::Left left;
+    plate::visit(plate::scaledTo(length, image, 0.95), length,
+                 [&](const Rgba& pixel, double x, double y, double fineness) {
+                   if (fineness > 0.75) left.add(pixel.green - plate::grey);
+                   if (fineness < 0.12) {
+                     EXPECT_NEAR(pixel.green - plate::grey, plate::ring(x, y), 16)
+                         << x << ", " << y;
+                   }
+                 });
+    ASSERT_GT(left.count, 0);
+    EXPECT_LE(left.most, most);
+    EXPECT_LE(left.onAverage(), mostOnAverage);
   };
-  const auto png = opened(pngOf(plate, UIImageOrientation::left));
-  const auto jpeg = opened(jpegWith(plate, TJSAMP_420, UIImageOrientation::right));
-  for (const double target : {128.0, 150.5, 230.0, 311.0})
-    for (const auto& image : {png, jpeg}) expectEven(image, target, 14, 1);
+  const auto png = opened(pngOf(rings, UIImageOrientation::left));
+  const auto jpeg = opened(jpegWith(rings, TJSAMP_420, UIImageOrientation::right));
+  for (const double length : {128.0, 150.5, 230.0, 311.0})
+    for (const auto& image : {png, jpeg}) expectEven(image, length, 14, 1);
   // The decoder shrinks first, each block by itself, which lets more through.
-  for (const double target : {39.5, 56.0, 60.0, 84.0, 100.0, 122.0})
-    expectEven(jpeg, target, 34, 3.5);
+  for (const double length : {39.5, 56.0, 60.0, 84.0, 100.0, 122.0})
+    expectEven(jpeg, length, 34, 3.5);
 }
 
 TEST(Roads, ColoursThatAreTooFineBecomeEven) {
-  // A zone plate of blue on even brightness.
-  constexpr std::size_t side = 640;
-  constexpr double grey = 127.5;
-  constexpr double strength = 100;
-  const Bitmap plate = bitmapOf(side, side, [&](std::size_t x, std::size_t y) {
-    const double dx = static_cast<double>(x) + 0.5 - side / 2.0;
-    const double dy = static_cast<double>(y) + 0.5 - side / 2.0;
-    const double ring = strength * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
-    return Rgba{static_cast<int>(grey), static_cast<int>(grey - 0.194 * ring),
-                static_cast<int>(grey + ring)};
+  // Blue rings of an even brightness.
+  const Bitmap rings = plate::inColor([](double part) {
+    return Rgba{static_cast<int>(plate::grey), static_cast<int>(plate::grey - 0.194 * part),
+                static_cast<int>(plate::grey + part)};
   });
-  const auto image = opened(jpegWith(plate, TJSAMP_444, UIImageOrientation::right));
-  for (const double quality : {0.95, 1.0})
-    for (const double target : {45.0, 70.0, 107.0, 122.0, 213.0}) {
-      SCOPED_TRACE(std::to_string(quality) + " to " + std::to_string(target));
-      const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
-          drawn(image, {target, target}, {0, 0, target, target}), quality)));
-      const double factor = target / side;
-      // Colours have half of the pixels both ways, but at the best quality.
-      const double finest = quality < 1 ? 0.375 : 0.75;
-      double squares = 0;
-      int count = 0;
-      for (std::size_t y = 4; y + 5 < scaled.height(); ++y)
-        for (std::size_t x = 4; x + 5 < scaled.width(); ++x) {
-          const double dx = (static_cast<double>(x) + 0.5) / factor - side / 2.0;
-          const double dy = (static_cast<double>(y) + 0.5) / factor - side / 2.0;
-          if (std::max(std::abs(dx), std::abs(dy)) / side / factor < finest) continue;
-          const double left = pixelAt(scaled, x, y).blue - grey;
-          squares += left * left;
-          ++count;
-        }
-      ASSERT_GT(count, 0);
-      EXPECT_LE(std::sqrt(squares / count), 5) << std::sqrt(squares / count);
+  const auto image = opened(jpegWith(rings, TJSAMP_444, UIImageOrientation::right));
+  // Below the best quality, colours have half of the pixels both ways.
+  for (const auto& [quality, finest] : {std::pair{0.95, 0.375}, std::pair{1.0, 0.75}})
+    for (const double length : {45.0, 70.0, 107.0, 122.0, 213.0}) {
+      plate::Left left;
+      plate::visit(plate::scaledTo(length, image, quality), length,
+                   [&, first = finest](const Rgba& pixel, double, double, double fineness) {
+                     if (fineness > first) left.add(pixel.blue - plate::grey);
+                   });
+      ASSERT_GT(left.count, 0);
+      EXPECT_LE(left.onAverage(), 5) << quality << " to " << length;
     }
 }
 
