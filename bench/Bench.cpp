@@ -374,18 +374,19 @@ json growth(const std::string& program, const Workers& workers) {
     const auto nameOf = [](const Worker& worker) {
       return worker.name() == one ? "device" : worker.name();
     };
-    std::vector<Worker*> timed;
+    std::vector<Worker*> measured;
     for (const auto& worker : workers)
-      if (worker->name() != two && worker->name() != "ImageMagick") timed.push_back(worker.get());
+      if (worker->name() != two && worker->name() != "ImageMagick")
+        measured.push_back(worker.get());
     std::map<std::string, std::vector<double>> taken;
     for (int round = 0; round < 9; ++round) {
-      for (Worker* worker : timed) {
+      for (Worker* worker : measured) {
         const auto time = worker->time(work, path);
         if (time && round > 0) taken[nameOf(*worker)].push_back(*time);
       }
       // Nobody always comes behind the same one, whose caches and clock it finds.
-      std::reverse(timed.begin(), timed.end());
-      if (round % 2 == 1) std::rotate(timed.begin(), timed.begin() + 1, timed.end());
+      std::reverse(measured.begin(), measured.end());
+      if (round % 2 == 1) std::rotate(measured.begin(), measured.begin() + 1, measured.end());
     }
     for (const auto& [name, times] : taken) {
       point["ms"][name] = median(times);

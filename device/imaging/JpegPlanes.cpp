@@ -104,18 +104,16 @@ bool colorsCover(const jpeg_decompress_struct& info, unsigned denominator, doubl
                      });
 }
 
-/// At what part of their stored size the colours are read; nothing where they have to come finer
-/// than at the brightness' part. They may be coarser, with somewhat more left of what is too fine:
-/// in colours it is hardly seen.
-std::optional<unsigned> colorDenominator(const jpeg_decompress_struct& info, unsigned denominator,
-                                         double stretchX, double stretchY) {
+/// At what part of their stored size the colours are read. It may be coarser than that of the
+/// brightness, with somewhat more left of what is too fine, which in colours is hardly seen.
+unsigned colorDenominator(const jpeg_decompress_struct& info, unsigned denominator, double stretchX,
+                          double stretchY) {
   constexpr double coarseSamples = 1.9;
-  for (unsigned coarse = DCTSIZE; coarse > denominator; coarse /= 2)
-    if (colorsCover(info, coarse, stretchX, stretchY, coarseSamples)) return coarse;
-  const double samples = jpegSamplesForPixel(denominator);
-  if (denominator == 1 || colorsCover(info, denominator, stretchX, stretchY, samples))
-    return denominator;
-  return std::nullopt;
+  for (unsigned part = DCTSIZE; part > 1; part /= 2) {
+    const double samples = part > denominator ? coarseSamples : jpegSamplesForPixel(part);
+    if (colorsCover(info, part, stretchX, stretchY, samples)) return part;
+  }
+  return 1;
 }
 
 std::vector<StoredComponent> storedComponents(const jpeg_decompress_struct& info) {
@@ -174,11 +172,12 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
   const double stretchY = std::abs(swaps ? map.c : map.d);
   const unsigned denominator =
       jpegDenominator(header, stretchX * header.width, stretchY * header.height);
-  // Before the reader starts, which decodes all of a progressive picture. No component comes finer.
-  if (std::min(stretchX, stretchY) * denominator / chromaStep < AxisWeights::leastScale)
-    return std::nullopt;
-  const auto colors =
+  const unsigned colors =
       colorDenominator(reader.info(), denominator, stretchX / chromaStep, stretchY / chromaStep);
+  // Before the reader starts, which decodes all of a progressive picture.
+  const unsigned finest = std::min(denominator, colors);
+  if (std::min(stretchX, stretchY) * finest / chromaStep < AxisWeights::leastScale)
+    return std::nullopt;
   if (!reader.startPlanes(denominator, colors)) return failed();
   const jpeg_decompress_struct& info = reader.info();
   Band band(info);

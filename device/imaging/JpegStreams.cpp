@@ -145,14 +145,12 @@ void JpegReader::scaleColors(j_common_ptr common) {
   reader.realizeArrays_(common);
 }
 
-bool JpegReader::startPlanes(unsigned denominator, std::optional<unsigned> colorDenominator) {
+bool JpegReader::startPlanes(unsigned denominator, unsigned colorDenominator) {
   if (setjmp(error_.jump)) return false;
   info_.client_data = this;
-  if (colorDenominator) {
-    colorDenominator_ = *colorDenominator;
-    realizeArrays_ = info_.mem->realize_virt_arrays;
-    info_.mem->realize_virt_arrays = scaleColors;
-  }
+  colorDenominator_ = colorDenominator;
+  realizeArrays_ = info_.mem->realize_virt_arrays;
+  info_.mem->realize_virt_arrays = scaleColors;
   info_.scale_num = 1;
   info_.scale_denom = denominator;
   info_.out_color_space = info_.jpeg_color_space;
@@ -177,8 +175,8 @@ bool JpegReader::brightnessIsFinest() const {
 }
 
 /// The library would keep all blocks of the picture and touch them one group of rows after the
-/// other. Here each group takes the place of the one before. Blocks are not cleared: only their
-/// means are used, and where the data ends before it has one, `finish` tells.
+/// other. Here each group takes the place of the one before. Blocks are not cleared in between:
+/// only their means are used, and where the data ends before it has one, `finish` tells.
 jvirt_barray_ptr JpegReader::rowsOfBlocks(j_common_ptr common, int pool, boolean, JDIMENSION width,
                                           JDIMENSION, JDIMENSION mostRows) {
   auto& reader = *static_cast<JpegReader*>(common->client_data);
@@ -195,7 +193,8 @@ JBLOCKARRAY JpegReader::sameRowsOfBlocks(j_common_ptr, jvirt_barray_ptr blocks, 
 
 namespace {
 
-/// As the library does where it transforms a block to one sample.
+/// As the library does where it transforms a block to one sample. Means are gathered first, so that
+/// the compiler computes with many at once.
 void samplesOfMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
   constexpr std::size_t together = 16;
   std::array<JCOEF, together> means;

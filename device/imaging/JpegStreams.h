@@ -9,7 +9,6 @@
 
 #include <array>
 #include <cstdint>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -50,10 +49,9 @@ class JpegReader {
   /// Reads up to `count` rows into `to`, one behind the other; 0 means failure.
   std::size_t readRows(std::uint8_t* to, std::size_t count);
 
-  /// Starts to read the components as they are stored, at those parts of their stored size. Where
-  /// the colours have none, they come as near to the brightness as costs no upsampling, which is
-  /// what the library chooses.
-  bool startPlanes(unsigned denominator, std::optional<unsigned> colorDenominator);
+  /// Starts to read the components as they are stored, brightness and colours at those parts of
+  /// their stored size.
+  bool startPlanes(unsigned denominator, unsigned colorDenominator);
   /// Reads the rows of one row of blocks of every component; of the largest ones `rowCount`.
   bool readPlaneRows(JSAMPIMAGE rows, unsigned rowCount);
 
