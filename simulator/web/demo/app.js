@@ -90,6 +90,8 @@ for (const button of document.querySelectorAll("[data-action]")) {
       );
     }
   });
+  // Nobody's press is lost while this script loads.
+  button.disabled = false;
 }
 
 // Options change nothing by themselves.

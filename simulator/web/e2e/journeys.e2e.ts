@@ -409,6 +409,23 @@ describe("the page", () => {
     }
     expect(Math.min(...paints)).toBeLessThan(1000);
   });
+
+  it("loses no press while it loads", async () => {
+    await openWithCamera();
+    let load = () => {};
+    const loading = new Promise<void>((resolve) => (load = resolve));
+    await desk.page.route("**/app.js", async (route) => {
+      await loading;
+      await route.continue();
+    });
+    await desk.page.reload({ waitUntil: "commit" });
+    const button = desk.app.getByRole("button", { name: "Take a photo" });
+    await button.waitFor();
+    expect(await button.isEnabled()).toBe(false);
+    load();
+    await button.click();
+    await desk.shutterReady("Take photo");
+  });
 });
 
 describe("the device", () => {
