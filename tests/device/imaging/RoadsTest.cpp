@@ -287,6 +287,7 @@ TEST(Roads, WhatIsTooFineBecomesEvenAndNothingMoves) {
   const auto jpeg = opened(jpegWith(rings, TJSAMP_420, UIImageOrientation::right));
   for (const double length : {128.0, 150.5, 230.0, 311.0})
     for (const auto& image : {png, jpeg}) expectEven(image, length, 14, 1);
+  expectEven(png, 100.0, 14, 1);
   // The decoder shrinks first, each block by itself, which lets more through.
   for (const double length : {39.5, 56.0, 60.0, 84.0, 100.0, 122.0})
     expectEven(jpeg, length, 34, 3.5);
