@@ -121,10 +121,9 @@ std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, do
   }
 }
 
-int rowStep(const PictureHeader& header, double coverWidth, double coverHeight) {
-  return header.format == PictureFormat::jpeg
-             ? static_cast<int>(jpegDenominator(header, coverWidth, coverHeight))
-             : 1;
+double rowStep(const PictureHeader& header, double coverWidth, double coverHeight) {
+  return header.format == PictureFormat::jpeg ? 8.0 / jpegEighths(header, coverWidth, coverHeight)
+                                              : 1;
 }
 
 std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,

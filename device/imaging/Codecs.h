@@ -37,21 +37,21 @@ std::optional<PictureFormat> formatOf(Bytes bytes);
 /// Reads the head only. Nothing where the bytes are no known picture; safe on hostile bytes.
 std::optional<PictureHeader> readHeader(Bytes bytes);
 
-/// Starts to decode a JPEG, at the scale (1/8, 1/4, 1/2, 1) for a result of `coverWidth` by
-/// `coverHeight` pixels that `jpegDenominator` gives, or a PNG of the most usual kinds, perhaps
+/// Starts to decode a JPEG, at the scale for a result of `coverWidth` by `coverHeight` pixels that
+/// `jpegEighths` gives, or a PNG of the most usual kinds, perhaps
 /// with a helper. Null for other pictures and for damaged bytes.
 std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, double coverWidth,
                                     double coverHeight, const PictureThreads& threads);
 /// How many stored pixels, each way, a pixel of those rows spans; nothing is decoded for it.
-int rowStep(const PictureHeader& header, double coverWidth, double coverHeight);
+double rowStep(const PictureHeader& header, double coverWidth, double coverHeight);
 
 /// Decoded pixels, already turned, one for `sourcePixels` by `sourcePixels` stored pixels.
 struct DecodedPicture {
   Bitmap bitmap;
-  int sourcePixels = 1;
+  double sourcePixels = 1;
 };
 
-/// Decodes all of the picture and turns it. A JPEG is decoded at the scale (1/8, 1/4, 1/2, 1) for a
+/// Decodes all of the picture and turns it. A JPEG is decoded at the scale (in eighths) for a
 /// result of `coverWidth` by `coverHeight` pixels before the turn; other formats are decoded whole.
 /// Nothing where the bytes are damaged or end early.
 std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <string_view>
+#include <utility>
 
 #include "device/imaging/JpegStreams.h"
 
@@ -42,15 +43,15 @@ void composeOverWhite(const std::uint8_t* from, std::size_t width, std::uint8_t*
 
 class JpegRows final : public RowSource {
  public:
-  JpegRows(Bytes bytes, unsigned denominator) : reader_(bytes), denominator_(denominator) {}
+  JpegRows(Bytes bytes, unsigned eighths) : reader_(bytes), eighths_(eighths) {}
 
   bool start() {
     return reader_.readHeader(JpegReader::Markers::ignore) &&
-           reader_.start(denominator_, reader_.isCmyk() ? JCS_CMYK : JCS_EXT_RGBA);
+           reader_.start(eighths_, reader_.isCmyk() ? JCS_CMYK : JCS_EXT_RGBA);
   }
   std::size_t width() const override { return reader_.info().output_width; }
   std::size_t height() const override { return reader_.info().output_height; }
-  int sourcePixels() const override { return static_cast<int>(denominator_); }
+  double sourcePixels() const override { return 8.0 / eighths_; }
   bool isOpaque() const override { return true; }
 
   bool read(std::uint32_t* rows, std::size_t count) override {
@@ -62,7 +63,7 @@ class JpegRows final : public RowSource {
 
  private:
   JpegReader reader_;
-  unsigned denominator_;
+  unsigned eighths_;
 };
 
 bool writeRows(JpegWriter& writer, const Bitmap& bitmap) {
@@ -120,31 +121,22 @@ bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
   return std::uint64_t{header.width} * header.height <= bytes.size() * maxPixelsPerByte;
 }
 
-double jpegSamplesForPixel(unsigned denominator) {
-  // Found with a zone plate: this leaves about 3 percent of the strength of its finest rings, as
-  // the root of the mean square, at every scale.
-  switch (denominator) {
-    case 8: return 1.4;
-    case 4: return 1.9;
-    case 2: return 2.6;
-    default: return 1;
-  }
-}
-
-unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight) {
-  for (const unsigned denominator : {8u, 4u, 2u}) {
-    const double step = jpegSamplesForPixel(denominator) * denominator;
-    if (header.width >= step * coverWidth && header.height >= step * coverHeight)
-      return denominator;
-  }
-  return 1;
+unsigned jpegEighths(const PictureHeader& header, double coverWidth, double coverHeight) {
+  const double stored = std::min(header.width / coverWidth, header.height / coverHeight);
+  // The decoded pixels that one of the result needs were found with a zone plate: they leave about
+  // a hundredth of the strength of its rings, as the root of the mean square. To a half and a
+  // quarter the library scales by means of pixels, which lets more through than three eighths; for
+  // a half nothing is left.
+  constexpr std::pair<unsigned, double> scales[] = {{1, 2.4}, {2, 3.2}, {3, 2.4}};
+  for (const auto& [eighths, needed] : scales)
+    if (stored * eighths / 8 >= needed) return eighths;
+  return 8;
 }
 
 std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header, double coverWidth,
                                         double coverHeight) {
   if (!jpegCanHold(bytes, header)) return nullptr;
-  const unsigned denominator = jpegDenominator(header, coverWidth, coverHeight);
-  auto rows = std::make_unique<JpegRows>(bytes, denominator);
+  auto rows = std::make_unique<JpegRows>(bytes, jpegEighths(header, coverWidth, coverHeight));
   return rows->start() ? std::move(rows) : nullptr;
 }
 

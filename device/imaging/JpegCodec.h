@@ -13,16 +13,15 @@ namespace vecamera::device {
 // JPEG through libjpeg-turbo: grey, RGB, YCbCr, CMYK and YCCK, sequential and progressive.
 
 std::optional<PictureHeader> readJpegHeader(Bytes bytes);
-/// The rows at the scale that `jpegDenominator` gives; null where the bytes are damaged.
+/// The rows at the scale that `jpegEighths` gives; null where the bytes are damaged.
 std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header, double coverWidth,
                                         double coverHeight);
 
-/// How many samples, both ways, a pixel of the result has to have where they are decoded at that
-/// scale. libjpeg scales each block by itself, so what is too fine for its result folds back; with
-/// samples to spare, most of that lies beyond what the resampler lets through.
-double jpegSamplesForPixel(unsigned denominator);
-/// The coarsest scale (1/8, 1/4, 1/2, 1) that has so many for a result of that many pixels.
-unsigned jpegDenominator(const PictureHeader& header, double coverWidth, double coverHeight);
+/// How many of eight stored pixels, both ways, (1, 2, 3 or all 8) the library decodes for a result
+/// of that many pixels. Each block is scaled by itself, so some of what is too fine for the decoded
+/// pixels folds back; with pixels to spare, most of that lies beyond what the resampler lets
+/// through.
+unsigned jpegEighths(const PictureHeader& header, double coverWidth, double coverHeight);
 /// Whether the format has such sides.
 bool fitsIntoJpeg(std::size_t width, std::size_t height);
 /// Whether so few bytes can be a picture of the claimed size at all.

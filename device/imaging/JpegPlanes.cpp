@@ -22,7 +22,6 @@ class Band {
  public:
   /// For the picture that the reader has started to give planes of.
   explicit Band(const jpeg_decompress_struct& info) {
-    const auto blocks = static_cast<std::size_t>(info.min_DCT_scaled_size);
     std::size_t least = SIZE_MAX;
     for (std::size_t i = 0; i < count(info); ++i) {
       blockRows_[i] = rowsOf(info.comp_info[i]);
@@ -31,11 +30,10 @@ class Band {
     groups_ = (leastBandRows + least - 1) / least;
     // The resampler takes rows in pairs, and a component may have an odd number of them in a group.
     groups_ += groups_ % 2;
-    readRows_ = static_cast<std::size_t>(info.max_v_samp_factor) * blocks;
     for (std::size_t i = 0; i < count(info); ++i) {
       const jpeg_component_info& component = info.comp_info[i];
       const std::size_t stride =
-          (std::size_t{component.width_in_blocks} + MAX_SAMP_FACTOR) * DCTSIZE;
+          (std::size_t{component.width_in_blocks} + JpegBlockScaler::moreBlocks) * DCTSIZE;
       memory_[i] = Scratch(stride * blockRows_[i] * groups_);
       if (!memory_[i]) return;
       for (std::size_t y = 0; y < blockRows_[i] * groups_; ++y)
@@ -49,14 +47,18 @@ class Band {
     return std::max({rows_[0].size(), rows_[1].size(), rows_[2].size()});
   }
 
+  /// Whether all of the picture was read.
+  bool ended(const jpeg_decompress_struct& info) const {
+    return readGroups_ == info.total_iMCU_rows;
+  }
+
   /// Fills the band with the next rows of blocks; false where that fails.
   bool read(JpegReader& reader) {
     const jpeg_decompress_struct& info = reader.info();
-    for (std::size_t group = 0; group < groups_ && info.output_scanline < info.output_height;
-         ++group) {
+    for (std::size_t group = 0; group < groups_ && !ended(info); ++group, ++readGroups_) {
       std::array<JSAMPARRAY, mostComponents> at{};
       for (std::size_t i = 0; i < count(info); ++i) at[i] = rows_[i].data() + group * blockRows_[i];
-      if (!reader.readPlaneRows(at.data(), static_cast<unsigned>(readRows_))) return false;
+      if (!reader.readPlaneRows(at.data())) return false;
     }
     return true;
   }
@@ -77,7 +79,7 @@ class Band {
   std::array<std::vector<JSAMPROW>, mostComponents> rows_;
   std::array<std::size_t, mostComponents> blockRows_{};
   std::size_t groups_ = 0;
-  std::size_t readRows_ = 0;
+  std::size_t readGroups_ = 0;
   bool ready_ = false;
 };
 
@@ -91,41 +93,57 @@ bool storesPlanes(const jpeg_decompress_struct& info) {
   });
 }
 
-/// Whether the colours, read at that part of their stored size, have so many samples for each of
-/// the canvas. The stretches are those of a stored pixel in samples of the canvas' colours.
-bool colorsCover(const jpeg_decompress_struct& info, unsigned denominator, double stretchX,
-                 double stretchY, double samples) {
-  return std::all_of(info.comp_info + 1, info.comp_info + info.num_components,
-                     [&](const jpeg_component_info& color) {
-                       const int stepX = info.max_h_samp_factor / color.h_samp_factor;
-                       const int stepY = info.max_v_samp_factor / color.v_samp_factor;
-                       return samples * stretchX * stepX * denominator <= 1 &&
-                              samples * stretchY * stepY * denominator <= 1;
-                     });
+/// The samples of a component as they are stored.
+struct Density {
+  /// How many pixels each spans.
+  double stepX = 1;
+  double stepY = 1;
+  /// How many there are for one of the canvas, on the axis that has the fewest and on the other.
+  double least = 1;
+  double most = 1;
+};
+
+/// `stretchX` and `stretchY` are those of a stored pixel, `canvasStep` the pixels of the canvas in
+/// a sample of the component.
+Density densityOf(const jpeg_decompress_struct& info, const jpeg_component_info& component,
+                  double stretchX, double stretchY, int canvasStep) {
+  const double stepX = info.max_h_samp_factor / component.h_samp_factor;
+  const double stepY = info.max_v_samp_factor / component.v_samp_factor;
+  const double x = canvasStep / (stretchX * stepX);
+  const double y = canvasStep / (stretchY * stepY);
+  return {stepX, stepY, std::min(x, y), std::max(x, y)};
 }
 
-/// At what part of their stored size the colours are read. It may be coarser than that of the
-/// brightness, with somewhat more left of what is too fine, which in colours is hardly seen.
-unsigned colorDenominator(const jpeg_decompress_struct& info, unsigned denominator, double stretchX,
-                          double stretchY) {
-  constexpr double coarseSamples = 1.9;
-  for (unsigned part = DCTSIZE; part > 1; part /= 2) {
-    const double samples = part > denominator ? coarseSamples : jpegSamplesForPixel(part);
-    if (colorsCover(info, part, stretchX, stretchY, samples)) return part;
+/// How many samples, both ways, a component of the canvas has to be read with for each of its own.
+/// Found with a zone plate: of rings that are too fine for the result, this leaves about a
+/// hundredth of their strength in the brightness, as the root of the mean square, and two in the
+/// colours.
+constexpr double brightnessSamples = 2.4;
+constexpr double colorSamples = 1.9;
+
+/// How many samples, both ways, are read of the blocks of each component; nothing where one of them
+/// needs more than a scaler makes.
+std::optional<JpegReader::BlockSamples> scaledSamples(const std::vector<Density>& densities) {
+  JpegReader::BlockSamples samples{};
+  for (std::size_t i = 0; i < densities.size(); ++i) {
+    const double needed = (i == 0 ? brightnessSamples : colorSamples) / densities[i].least;
+    const auto& sizes = JpegBlockScaler::sizes;
+    const auto found = std::find_if(sizes.begin(), sizes.end(),
+                                    [&](unsigned size) { return size >= needed * DCTSIZE; });
+    if (found == sizes.end()) return std::nullopt;
+    samples[i] = *found;
   }
-  return 1;
+  return samples;
 }
 
-std::vector<StoredComponent> storedComponents(const jpeg_decompress_struct& info) {
-  const auto step = [](int most, int own, int scaledBlock) {
-    return static_cast<std::size_t>(most / own * DCTSIZE / scaledBlock);
-  };
+std::vector<StoredComponent> storedComponents(const jpeg_decompress_struct& info,
+                                              const std::vector<Density>& densities,
+                                              const JpegReader::BlockSamples& samples) {
   std::vector<StoredComponent> components;
-  for (int i = 0; i < info.num_components; ++i) {
-    const jpeg_component_info& own = info.comp_info[i];
-    components.push_back({own.downsampled_width, own.downsampled_height,
-                          step(info.max_h_samp_factor, own.h_samp_factor, own.DCT_scaled_size),
-                          step(info.max_v_samp_factor, own.v_samp_factor, own.DCT_scaled_size)});
+  for (std::size_t i = 0; i < densities.size(); ++i) {
+    const double step = double{DCTSIZE} / samples[i];
+    components.push_back({info.comp_info[i].downsampled_width, info.comp_info[i].downsampled_height,
+                          densities[i].stepX * step, densities[i].stepY * step});
   }
   return components;
 }
@@ -170,22 +188,25 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
   const bool swaps = layout.turn->swapsAxes;
   const double stretchX = std::abs(swaps ? map.b : map.a);
   const double stretchY = std::abs(swaps ? map.c : map.d);
-  const unsigned denominator =
-      jpegDenominator(header, stretchX * header.width, stretchY * header.height);
-  const unsigned colors =
-      colorDenominator(reader.info(), denominator, stretchX / chromaStep, stretchY / chromaStep);
+  std::vector<Density> densities;
+  for (int i = 0; i < reader.info().num_components; ++i)
+    densities.push_back(densityOf(reader.info(), reader.info().comp_info[i], stretchX, stretchY,
+                                  i == 0 ? 1 : chromaStep));
+  const auto scaled = scaledSamples(densities);
+  JpegReader::BlockSamples samples;
+  samples.fill(DCTSIZE);
+  if (scaled) samples = *scaled;
   // Before the reader starts, which decodes all of a progressive picture.
-  const unsigned finest = std::min(denominator, colors);
-  if (std::min(stretchX, stretchY) * finest / chromaStep < AxisWeights::leastScale)
-    return std::nullopt;
-  if (!reader.startPlanes(denominator, colors)) return failed();
+  for (std::size_t i = 0; i < densities.size(); ++i)
+    if (densities[i].most * AxisWeights::leastScale * samples[i] > DCTSIZE) return std::nullopt;
+  if (!(scaled ? reader.startScaledPlanes(samples) : reader.startPlanes())) return failed();
   const jpeg_decompress_struct& info = reader.info();
   Band band(info);
   if (!band.ready()) return failed();
-  const auto components = storedComponents(info);
+  const auto components = storedComponents(info, densities, samples);
   PlanarCanvas canvas(layout, width, height, components, chromaStep, band.mostRows());
   if (!canvas.ready()) return failed();
-  for (std::size_t bands = 0; info.output_scanline < info.output_height; ++bands) {
+  for (std::size_t bands = 0; !band.ended(info); ++bands) {
     if (!band.read(reader)) return failed();
     for (std::size_t i = 0; i < components.size(); ++i) {
       const std::size_t first = std::min(bands * band.rowCount(i), components[i].height);

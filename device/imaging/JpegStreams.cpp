@@ -103,10 +103,10 @@ JOCTET* JpegReader::readProfile(unsigned& size) {
   return jpeg_read_icc_profile(&info_, &profile, &size) ? profile : nullptr;
 }
 
-bool JpegReader::start(unsigned denominator, J_COLOR_SPACE colors) {
+bool JpegReader::start(unsigned eighths, J_COLOR_SPACE colors) {
   if (setjmp(error_.jump)) return false;
-  info_.scale_num = 1;
-  info_.scale_denom = denominator;
+  info_.scale_num = eighths;
+  info_.scale_denom = DCTSIZE;
   info_.out_color_space = colors;
   info_.dct_method = JDCT_ISLOW;
   return jpeg_start_decompress(&info_);
@@ -125,58 +125,69 @@ std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
 // Later versions of the interface name the scaled sizes of blocks otherwise.
 static_assert(JPEG_LIB_VERSION < 70);
 
-/// The library has laid the components out, and has chosen nothing by their sizes yet.
-void JpegReader::scaleColors(j_common_ptr common) {
-  auto& reader = *static_cast<JpegReader*>(common->client_data);
-  jpeg_decompress_struct& info = reader.info_;
-  for (int i = 1; i < info.num_components; ++i) {
-    jpeg_component_info& component = info.comp_info[i];
-    component.DCT_scaled_size = DCTSIZE / static_cast<int>(reader.colorDenominator_);
+void JpegReader::scaleComponents() {
+  for (std::size_t i = 0; i < static_cast<std::size_t>(info_.num_components); ++i) {
+    jpeg_component_info& component = info_.comp_info[i];
+    component.DCT_scaled_size = static_cast<int>(samples_[i]);
     const auto samples = [&](JDIMENSION pixels, int factor, int most) {
       const auto groupPixels = static_cast<unsigned long>(most * DCTSIZE);
       const auto groupSamples = static_cast<unsigned long>(factor * component.DCT_scaled_size);
       return static_cast<JDIMENSION>((pixels * groupSamples + groupPixels - 1) / groupPixels);
     };
     component.downsampled_width =
-        samples(info.image_width, component.h_samp_factor, info.max_h_samp_factor);
+        samples(info_.image_width, component.h_samp_factor, info_.max_h_samp_factor);
     component.downsampled_height =
-        samples(info.image_height, component.v_samp_factor, info.max_v_samp_factor);
+        samples(info_.image_height, component.v_samp_factor, info_.max_v_samp_factor);
   }
+}
+
+/// The library has laid the components out, and has chosen nothing by their sizes yet: those of
+/// which only means are read it decodes faster.
+void JpegReader::scaleBeforeArrays(j_common_ptr common) {
+  auto& reader = *static_cast<JpegReader*>(common->client_data);
+  reader.scaleComponents();
   reader.realizeArrays_(common);
 }
 
-bool JpegReader::startPlanes(unsigned denominator, unsigned colorDenominator) {
+bool JpegReader::startPlanes() {
   if (setjmp(error_.jump)) return false;
-  info_.client_data = this;
-  colorDenominator_ = colorDenominator;
-  realizeArrays_ = info_.mem->realize_virt_arrays;
-  info_.mem->realize_virt_arrays = scaleColors;
-  info_.scale_num = 1;
-  info_.scale_denom = denominator;
   info_.out_color_space = info_.jpeg_color_space;
   info_.raw_data_out = TRUE;
   info_.dct_method = JDCT_ISLOW;
-  readsMeans_ = denominator == DCTSIZE && colorDenominator == DCTSIZE && brightnessIsFinest() &&
-                !jpeg_has_multiple_scans(&info_);
-  if (readsMeans_) {
-    info_.buffered_image = TRUE;
-    info_.mem->request_virt_barray = rowsOfBlocks;
-    info_.mem->access_virt_barray = sameRowsOfBlocks;
-  }
-  return jpeg_start_decompress(&info_) &&
-         (!readsMeans_ || blockArrays_ == static_cast<std::size_t>(info_.num_components));
+  return jpeg_start_decompress(&info_);
 }
 
-/// Otherwise the library reads more of the brightness than the part that was asked for.
-bool JpegReader::brightnessIsFinest() const {
-  const jpeg_component_info& brightness = info_.comp_info[0];
-  return brightness.h_samp_factor == info_.max_h_samp_factor &&
-         brightness.v_samp_factor == info_.max_v_samp_factor;
+bool JpegReader::startScaledPlanes(const BlockSamples& samples) {
+  if (setjmp(error_.jump)) return false;
+  samples_ = samples;
+  if (!startBlocks()) return false;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(info_.num_components); ++i) {
+    // None for a component that no scan holds.
+    const JQUANT_TBL* const steps = info_.comp_info[i].quant_table;
+    scalers_[i] = JpegBlockScaler(samples[i], steps ? steps->quantval : nullptr);
+  }
+  scalesBlocks_ = true;
+  return true;
+}
+
+bool JpegReader::startBlocks() {
+  if (jpeg_has_multiple_scans(&info_)) {
+    allBlocks_ = jpeg_read_coefficients(&info_);
+    scaleComponents();
+    return allBlocks_;
+  }
+  info_.client_data = this;
+  realizeArrays_ = info_.mem->realize_virt_arrays;
+  info_.mem->realize_virt_arrays = scaleBeforeArrays;
+  info_.buffered_image = TRUE;
+  info_.mem->request_virt_barray = rowsOfBlocks;
+  info_.mem->access_virt_barray = sameRowsOfBlocks;
+  return jpeg_start_decompress(&info_) &&
+         blockArrays_ == static_cast<std::size_t>(info_.num_components);
 }
 
 /// The library would keep all blocks of the picture and touch them one group of rows after the
-/// other. Here each group takes the place of the one before. Blocks are not cleared in between:
-/// only their means are used, and where the data ends before it has one, `finish` tells.
+/// other. Here each group takes the place of the one before.
 jvirt_barray_ptr JpegReader::rowsOfBlocks(j_common_ptr common, int pool, boolean, JDIMENSION width,
                                           JDIMENSION, JDIMENSION mostRows) {
   auto& reader = *static_cast<JpegReader*>(common->client_data);
@@ -191,44 +202,33 @@ JBLOCKARRAY JpegReader::sameRowsOfBlocks(j_common_ptr, jvirt_barray_ptr blocks, 
   return reinterpret_cast<JBLOCKARRAY>(blocks);
 }
 
-namespace {
-
-/// As the library does where it transforms a block to one sample. Means are gathered first, so that
-/// the compiler computes with many at once.
-void samplesOfMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
-  constexpr std::size_t together = 16;
-  std::array<JCOEF, together> means;
-  for (std::size_t at = 0; at < count; at += together) {
-    const std::size_t now = std::min(together, count - at);
-    for (std::size_t i = 0; i < now; ++i) means[i] = blocks[at + i][0];
-    for (std::size_t i = 0; i < now; ++i)
-      samples[at + i] = static_cast<JSAMPLE>(
-          std::clamp(((means[i] * step + DCTSIZE / 2) >> 3) + CENTERJSAMPLE, 0, int{MAXJSAMPLE}));
+bool JpegReader::readScaledRows(JSAMPIMAGE rows) {
+  if (!allBlocks_) {
+    const int read = jpeg_consume_input(&info_);
+    if (read != JPEG_ROW_COMPLETED && read != JPEG_SCAN_COMPLETED) return false;
   }
-}
-
-}  // namespace
-
-bool JpegReader::readMeans(JSAMPIMAGE rows) {
-  const int read = jpeg_consume_input(&info_);
-  if (read != JPEG_ROW_COMPLETED && read != JPEG_SCAN_COMPLETED) return false;
-  for (int i = 0; i < info_.num_components; ++i) {
+  auto* const common = reinterpret_cast<j_common_ptr>(&info_);
+  for (std::size_t i = 0; i < static_cast<std::size_t>(info_.num_components); ++i) {
     const jpeg_component_info& component = info_.comp_info[i];
-    for (int y = 0; y < component.v_samp_factor; ++y)
-      samplesOfMeans(blocks_[static_cast<std::size_t>(i)][y], component.width_in_blocks,
-                     component.quant_table->quantval[0], rows[i][y]);
+    const auto count = static_cast<JDIMENSION>(component.v_samp_factor);
+    const JBLOCKARRAY blocks =
+        allBlocks_
+            ? info_.mem->access_virt_barray(common, allBlocks_[i], readRows_ * count, count, FALSE)
+            : blocks_[i];
+    // The next row is decoded into the same blocks, and the library stores no zeros.
+    for (JDIMENSION y = 0; y < count; ++y)
+      scalers_[i].scale(blocks[y], component.width_in_blocks, !allBlocks_,
+                        rows[i] + y * samples_[i]);
   }
+  ++readRows_;
   return true;
 }
 
-bool JpegReader::readPlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
+bool JpegReader::readPlaneRows(JSAMPIMAGE rows) {
   if (setjmp(error_.jump)) return false;
-  if (readsMeans_) {
-    if (!readMeans(rows)) return false;
-    info_.output_scanline += rowCount;
-    return true;
-  }
-  return jpeg_read_raw_data(&info_, rows, rowCount) == rowCount;
+  if (scalesBlocks_) return readScaledRows(rows);
+  const auto count = static_cast<JDIMENSION>(info_.max_v_samp_factor * DCTSIZE);
+  return jpeg_read_raw_data(&info_, rows, count) == count;
 }
 
 bool JpegReader::lackedMemory() const {

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "device/imaging/Codecs.h"
+#include "device/imaging/JpegBlocks.h"
 
 namespace vecamera::device {
 
@@ -44,16 +45,20 @@ class JpegReader {
   /// The profile, in memory that the caller frees, or null.
   JOCTET* readProfile(unsigned& size);
 
-  /// Starts to read pixels of those colours at that part of the stored size.
-  bool start(unsigned denominator, J_COLOR_SPACE colors);
+  /// Starts to read pixels of those colours, so many for eight stored ones, both ways.
+  bool start(unsigned eighths, J_COLOR_SPACE colors);
   /// Reads up to `count` rows into `to`, one behind the other; 0 means failure.
   std::size_t readRows(std::uint8_t* to, std::size_t count);
 
-  /// Starts to read the components as they are stored, brightness and colours at those parts of
-  /// their stored size.
-  bool startPlanes(unsigned denominator, unsigned colorDenominator);
-  /// Reads the rows of one row of blocks of every component; of the largest ones `rowCount`.
-  bool readPlaneRows(JSAMPIMAGE rows, unsigned rowCount);
+  /// How many samples, both ways, are read of a block of each component.
+  using BlockSamples = std::array<unsigned, MAX_COMPS_IN_SCAN>;
+  /// Starts to read the components as they are stored.
+  bool startPlanes();
+  /// Starts to read the components, each scaled by a `JpegBlockScaler`.
+  bool startScaledPlanes(const BlockSamples& samples);
+  /// Reads the rows of one row of blocks, `info().total_iMCU_rows` in all, of every component. Rows
+  /// have the room that a `JpegBlockScaler` needs.
+  bool readPlaneRows(JSAMPIMAGE rows);
 
   /// Whether the last failure was one of memory: none left, or more than a decoder may have.
   bool lackedMemory() const;
@@ -65,29 +70,34 @@ class JpegReader {
   bool finish();
 
  private:
-  bool brightnessIsFinest() const;
-  static void scaleColors(j_common_ptr info);
+  /// Gives the components the sizes that `samples_` leaves of them.
+  void scaleComponents();
+  static void scaleBeforeArrays(j_common_ptr info);
   static jvirt_barray_ptr rowsOfBlocks(j_common_ptr info, int pool, boolean zeroed,
                                        JDIMENSION width, JDIMENSION height, JDIMENSION mostRows);
   static JBLOCKARRAY sameRowsOfBlocks(j_common_ptr info, jvirt_barray_ptr blocks, JDIMENSION first,
                                       JDIMENSION count, boolean writable);
-  /// Within the jump of the caller.
-  bool readMeans(JSAMPIMAGE rows);
+  // Both within the jump of the caller.
+  bool startBlocks();
+  bool readScaledRows(JSAMPIMAGE rows);
 
   jpeg_decompress_struct info_{};
   void (*realizeArrays_)(j_common_ptr) = nullptr;
-  unsigned colorDenominator_ = 1;
+  BlockSamples samples_{};
   JpegErrors error_{};
   jpeg_source_mgr source_{};
   jpeg_progress_mgr progress_{};
   bool created_ = false;
 
-  // An eighth of a picture is the mean of each block. The library decodes little else where it is
-  // asked for the blocks themselves instead of for samples.
-  bool readsMeans_ = false;
-  /// Of each component the rows of blocks that are decoded at a time.
+  // Where the library is asked for the blocks themselves instead of for samples.
+  bool scalesBlocks_ = false;
+  std::array<JpegBlockScaler, MAX_COMPS_IN_SCAN> scalers_;
+  /// Of a picture in several scans, all blocks.
+  jvirt_barray_ptr* allBlocks_ = nullptr;
+  /// Of any other, those of the row of blocks that was decoded last.
   std::array<JBLOCKARRAY, MAX_COMPONENTS> blocks_{};
   std::size_t blockArrays_ = 0;
+  JDIMENSION readRows_ = 0;
 };
 
 struct JpegLayout {

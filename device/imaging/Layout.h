@@ -37,6 +37,10 @@ struct Layout {
 
 Layout layoutOf(const Drawing& drawing, std::size_t canvasWidth, std::size_t canvasHeight);
 
+/// The samples, of which there are `length`, that show any of the stored pixels, where each sample
+/// spans `step` of them.
+PixelRange samplesOf(const PixelRange& pixels, double step, std::size_t length);
+
 /// The share of each pixel of the range that the extent covers; empty where it is all of all.
 std::vector<double> coverage(const Extent& extent, const PixelRange& range);
 

@@ -11,13 +11,8 @@ constexpr int white = 255;
 constexpr int neutral = 128;
 
 /// From samples of the stored axis, each `storedStep` pixels, to those of the canvas axis.
-AxisMap sampleMap(double stretch, double shift, std::size_t storedStep, int canvasStep) {
-  return {stretch * static_cast<double>(storedStep) / canvasStep, shift / canvasStep};
-}
-
-PixelRange usableSamples(const PixelRange& pixels, std::size_t step, std::size_t length) {
-  const std::size_t first = std::min(pixels.first / step, length - 1);
-  return {first, std::min((pixels.end() + step - 1) / step, length) - first};
+AxisMap sampleMap(double stretch, double shift, double storedStep, int canvasStep) {
+  return {stretch * storedStep / canvasStep, shift / canvasStep};
 }
 
 std::size_t samples(std::size_t pixels, int step) {
@@ -37,9 +32,9 @@ std::optional<ScalePlan> planFor(const Layout& layout, std::size_t width, std::s
   const PixelRange columns{0, samples(width, step)};
   const PixelRange rows{0, samples(height, step)};
   return ScalePlan{AxisWeights(across, swaps ? rows : columns,
-                               usableSamples(layout.usable.columns, stored.stepX, stored.width)),
+                               samplesOf(layout.usable.columns, stored.stepX, stored.width)),
                    AxisWeights(down, swaps ? columns : rows,
-                               usableSamples(layout.usable.rows, stored.stepY, stored.height)),
+                               samplesOf(layout.usable.rows, stored.stepY, stored.height)),
                    swaps};
 }
 

@@ -16,8 +16,8 @@ namespace vecamera::device {
 struct StoredComponent {
   std::size_t width = 0;
   std::size_t height = 0;
-  std::size_t stepX = 1;
-  std::size_t stepY = 1;
+  double stepX = 1;
+  double stepY = 1;
   friend bool operator==(const StoredComponent&, const StoredComponent&) = default;
 };
 

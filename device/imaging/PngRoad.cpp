@@ -22,7 +22,7 @@ Attempt<std::vector<std::uint8_t>> pngOfStoredJpeg(const Encoded& stored,
     return failed();
   if (reader.isCmyk()) return std::nullopt;
   const bool gray = reader.info().jpeg_color_space == JCS_GRAYSCALE;
-  if (!reader.start(1, gray ? JCS_GRAYSCALE : JCS_RGB)) return failed();
+  if (!reader.start(DCTSIZE, gray ? JCS_GRAYSCALE : JCS_RGB)) return failed();
   PngPixels pixels{header.width, header.height, gray ? 1u : 3u, nullptr, {}};
   if (!header.profile.empty())
     pixels.profile = std::make_shared<const std::vector<std::uint8_t>>(header.profile);

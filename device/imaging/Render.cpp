@@ -73,11 +73,9 @@ AxisMap axisMap(double stretch, double shift, const DecodedPicture& pixels, std:
 
 /// The usable stored pixels as pixels of the turned, perhaps coarser bitmap, which has `length` of
 /// them along the axis.
-PixelRange usableTurned(const PixelRange& stored, std::size_t step, std::size_t length,
-                        bool mirrored) {
-  const std::size_t first = stored.first / step;
-  const std::size_t end = std::min((stored.end() + step - 1) / step, length);
-  return {mirrored ? length - end : first, end - first};
+PixelRange usableTurned(const PixelRange& stored, double step, std::size_t length, bool mirrored) {
+  const PixelRange samples = samplesOf(stored, step, length);
+  return {mirrored ? length - samples.end() : samples.first, samples.count};
 }
 
 /// The colours of a source that is decoded row by row go straight to the resampler, which turns
@@ -91,7 +89,7 @@ Attempt<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double sh
   const double coverWidth = swaps ? shownHeight : shownWidth;
   const double coverHeight = swaps ? shownWidth : shownHeight;
   const AffineMap& map = layout.map;
-  const int step = rowStep(encoded->header, coverWidth, coverHeight);
+  const double step = rowStep(encoded->header, coverWidth, coverHeight);
   const AxisMap across{(swaps ? map.b : map.a) * step, swaps ? map.ty : map.tx};
   const AxisMap down{(swaps ? map.c : map.d) * step, swaps ? map.tx : map.ty};
   if (std::min(std::abs(across.scale), std::abs(down.scale)) < AxisWeights::leastScale)
@@ -99,14 +97,13 @@ Attempt<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double sh
   const auto source =
       openRows(encoded->bytes.bytes(), encoded->header, coverWidth, coverHeight, threads);
   if (!source) return std::nullopt;
-  const auto wholeStep = static_cast<std::size_t>(step);
   const Usable& usable = layout.usable;
   constexpr std::size_t bandRows = 16;
   constexpr std::size_t pixelBytes = 4;
   PlaneScaler scaler({AxisWeights(across, swaps ? layout.rows : layout.columns,
-                                  usableTurned(usable.columns, wholeStep, source->width(), false)),
+                                  samplesOf(usable.columns, step, source->width())),
                       AxisWeights(down, swaps ? layout.columns : layout.rows,
-                                  usableTurned(usable.rows, wholeStep, source->height(), false)),
+                                  samplesOf(usable.rows, step, source->height())),
                       swaps},
                      source->width(), pixelBytes, bandRows);
   const Scratch band(source->width() * bandRows * pixelBytes);
@@ -154,7 +151,7 @@ std::optional<Bitmap> drawnAligned(const Layout& layout, const PictureThreads& t
   const std::size_t height = pixels->bitmap.height();
   const AxisMap x = axisMap(stretchX, map.tx, *pixels, width);
   const AxisMap y = axisMap(stretchY, map.ty, *pixels, height);
-  const auto step = static_cast<std::size_t>(pixels->sourcePixels);
+  const double step = pixels->sourcePixels;
   const Usable& usable = layout.usable;
   const Usable usableHere{
       usableTurned(turn.swapsAxes ? usable.rows : usable.columns, step, width, turn.mirrorsX),

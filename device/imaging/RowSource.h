@@ -12,7 +12,7 @@ class RowSource {
   virtual std::size_t width() const = 0;
   virtual std::size_t height() const = 0;
   /// One decoded pixel stands for that many stored ones, both ways.
-  virtual int sourcePixels() const { return 1; }
+  virtual double sourcePixels() const { return 1; }
   virtual bool isOpaque() const = 0;
   /// Puts the next `count` rows, of which there are enough, one behind the other; false where the
   /// bytes are damaged.

@@ -1,0 +1,264 @@
+#include "device/imaging/JpegBlocks.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+namespace vecamera::device {
+namespace {
+
+/// One number of each of eight blocks. They are signed; as unsigned ones, what no encoder makes may
+/// wrap around.
+using Words = std::uint16_t __attribute__((vector_size(16)));
+using SignedWords = std::int16_t __attribute__((vector_size(16)));
+using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
+constexpr std::size_t together = 8;
+
+// The compiler keeps rows in registers, but not between functions.
+#define VECAMERA_INLINE [[gnu::always_inline]] inline
+
+template <std::size_t n>
+using Row = std::array<Words, n>;
+
+/// What the action makes of 0 to n - 1. Numbers known to the compiler let it keep rows in
+/// registers, which it does not where it has to make this of a loop.
+template <std::size_t n, typename Action>
+auto forEach(Action action) {
+  return [&]<std::size_t... i>(std::index_sequence<i...>) {
+    return std::array{action(std::integral_constant<std::size_t, i>())...};
+  }
+  (std::make_index_sequence<n>());
+}
+
+/// Coefficients are computed with in eighths. Those of real pictures need 12 bits and a sign, so
+/// that nothing overflows.
+constexpr int fractionBits = 3;
+/// A sample is an eighth of what the transforms make of the coefficients.
+constexpr int sampleBits = 3 + fractionBits;
+
+/// `factor` is positive and less than a half.
+Words times(Words words, double factor) {
+  const auto parts = static_cast<std::int16_t>(factor * 65536 + 0.5);
+#if defined(__SSE2__)
+  return reinterpret_cast<Words>(
+      _mm_mulhi_epi16(reinterpret_cast<__m128i>(words), _mm_set1_epi16(parts)));
+#else
+  Words products;
+  for (std::size_t i = 0; i < together; ++i)
+    products[i] = static_cast<std::uint16_t>(static_cast<std::int16_t>(words[i]) * parts >> 16);
+  return products;
+#endif
+}
+
+// The transforms: sample j of n is c0 + sqrt(2) * sum of cosine(k * (2j + 1) * pi / 2n) * ck.
+
+VECAMERA_INLINE Row<2> transformed(const Row<2>& c) {
+  return {c[0] + c[1], c[0] - c[1]};
+}
+
+VECAMERA_INLINE Row<3> transformed(const Row<3>& c) {
+  const Words odd = c[1] + times(c[1], 0.224744871);
+  const Words even = c[2] - times(c[2], 0.292893219);
+  return {c[0] + even + odd, c[0] - even - even, c[0] + even - odd};
+}
+
+VECAMERA_INLINE Row<4> transformed(const Row<4>& c) {
+  const auto longer = [](Words word) { return word + times(word, 0.306562965); };
+  const auto shorter = [](Words word) { return word - times(word, 0.458803900); };
+  const Words outer = longer(c[1]) + shorter(c[3]);
+  const Words inner = shorter(c[1]) - longer(c[3]);
+  const Words even = c[0] + c[2];
+  const Words odd = c[0] - c[2];
+  return {even + outer, odd + inner, odd - inner, even - outer};
+}
+
+VECAMERA_INLINE Row<6> transformed(const Row<6>& c) {
+  const Row<3> even = transformed(Row<3>{c[0], c[2], c[4]});
+  const Words both = times(c[1] + c[5], 0.366025404);
+  const Words outer = c[1] + c[3] + both;
+  const Words middle = c[1] - c[3] - c[5];
+  const Words inner = c[5] - c[3] + both;
+  return {even[0] + outer, even[1] + middle, even[2] + inner,
+          even[2] - inner, even[1] - middle, even[0] - outer};
+}
+
+Words low16(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+Words high16(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+Words low32(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 1, 8, 9, 2, 3, 10, 11);
+}
+Words high32(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 4, 5, 12, 13, 6, 7, 14, 15);
+}
+Words low64(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11);
+}
+Words high64(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15);
+}
+
+/// Four coefficients of two blocks.
+Words startsOf(const JCOEF* first, const JCOEF* second) {
+  std::int64_t both[2];
+  std::memcpy(&both[0], first, sizeof both[0]);
+  std::memcpy(&both[1], second, sizeof both[1]);
+  Words words;
+  std::memcpy(&words, both, sizeof words);
+  return words;
+}
+
+/// Four coefficients of each block, from that one on.
+VECAMERA_INLINE Row<4> coefficients(const JBLOCK* blocks, std::size_t first) {
+  const auto starts =
+      forEach<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
+  const Words a = low16(starts[0], starts[1]);
+  const Words b = low16(starts[2], starts[3]);
+  const Words c = high16(starts[0], starts[1]);
+  const Words d = high16(starts[2], starts[3]);
+  const Words firstLow = low32(a, b);
+  const Words firstHigh = low32(c, d);
+  const Words lastLow = high32(a, b);
+  const Words lastHigh = high32(c, d);
+  return {low64(firstLow, firstHigh), high64(firstLow, firstHigh), low64(lastLow, lastHigh),
+          high64(lastLow, lastHigh)};
+}
+
+/// As samples, in the low eight bytes.
+Bytes16 packed(Words sums) {
+  const SignedWords samples = reinterpret_cast<SignedWords>(sums) >> sampleBits;
+#if defined(__SSE2__)
+  const auto words = reinterpret_cast<__m128i>(samples);
+  return reinterpret_cast<Bytes16>(_mm_packus_epi16(words, words));
+#else
+  Bytes16 bytes{};
+  for (std::size_t i = 0; i < together; ++i)
+    bytes[i] = static_cast<std::uint8_t>(std::clamp<int>(samples[i], 0, MAXJSAMPLE));
+  return bytes;
+#endif
+}
+
+/// Two samples of each block.
+Words twos(Words a, Words b) {
+  return reinterpret_cast<Words>(__builtin_shufflevector(packed(a), packed(b), 0, 16, 1, 17, 2, 18,
+                                                         3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+}
+
+/// Four samples of each of the first four blocks, and of the others.
+Row<2> fours(Words a, Words b, Words c, Words d) {
+  return {low16(twos(a, b), twos(c, d)), high16(twos(a, b), twos(c, d))};
+}
+
+VECAMERA_INLINE void store(const Row<2>& sums, JSAMPROW to) {
+  const Words row = twos(sums[0], sums[1]);
+  std::memcpy(to, &row, sizeof row);
+}
+
+VECAMERA_INLINE void store(const Row<4>& sums, JSAMPROW to) {
+  const auto row = fours(sums[0], sums[1], sums[2], sums[3]);
+  std::memcpy(to, row.data(), sizeof row);
+}
+
+VECAMERA_INLINE void store(const Row<3>& sums, JSAMPROW to) {
+  const auto row = fours(sums[0], sums[1], sums[2], sums[2]);
+  // Each block covers the fourth byte of the one before.
+  std::uint32_t blocks[together];
+  std::memcpy(blocks, row.data(), sizeof blocks);
+  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 3 * i, &blocks[i], 4);
+}
+
+VECAMERA_INLINE void store(const Row<6>& sums, JSAMPROW to) {
+  const Words a = twos(sums[0], sums[1]);
+  const Words b = twos(sums[2], sums[3]);
+  const Words c = twos(sums[4], sums[5]);
+  const Row<4> rows{low32(low16(a, b), low16(c, c)), high32(low16(a, b), low16(c, c)),
+                    low32(high16(a, b), high16(c, c)), high32(high16(a, b), high16(c, c))};
+  // Each block covers the last two of eight bytes of the one before.
+  std::uint64_t blocks[together];
+  std::memcpy(blocks, rows.data(), sizeof blocks);
+  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 6 * i, &blocks[i], 8);
+}
+
+/// What each coefficient is multiplied by, in all places of a word.
+template <std::size_t n>
+using Steps = std::array<Row<n>, n>;
+
+template <std::size_t n>
+void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, JSAMPARRAY rows, std::size_t at) {
+  auto stored = forEach<n>([&](auto y) {
+    const Row<4> first = coefficients(blocks, DCTSIZE * y);
+    Row<4> second{};
+    if constexpr (n > 4) second = coefficients(blocks, DCTSIZE * y + 4);
+    return forEach<n>([&](auto x) { return (x < 4 ? first : second)[x % 4] * steps[y][x]; });
+  });
+  // The first coefficient comes into all samples as it is, and so may bring more with it.
+  stored[0][0] += (CENTERJSAMPLE << sampleBits) + (1 << (sampleBits - 1));
+  const auto columns = forEach<n>([&](auto x) {
+    return transformed(Row<n>(forEach<n>([&](auto y) { return stored[y][x]; })));
+  });
+  for (std::size_t y = 0; y < n; ++y) {
+    store(transformed(Row<n>(forEach<n>([&](auto x) { return columns[x][y]; }))), rows[y] + at * n);
+  }
+}
+
+template <std::size_t n>
+void scaleBlocks(JBLOCK* blocks, std::size_t count, bool clears,
+                 const JpegBlockScaler::Steps& allSteps, JSAMPARRAY rows) {
+  Steps<n> steps;
+  for (std::size_t y = 0; y < n; ++y)
+    for (std::size_t x = 0; x < n; ++x)
+      steps[y][x] = Words{} + static_cast<std::uint16_t>(allSteps[y][x] << fractionBits);
+  for (std::size_t at = 0; at < count; at += together) {
+    const std::size_t now = std::min(together, count - at);
+    if (now == together) {
+      scaleTogether<n>(blocks + at, steps, rows, at);
+    } else {
+      JBLOCK last[together]{};
+      std::copy_n(&blocks[at][0], now * DCTSIZE2, &last[0][0]);
+      scaleTogether<n>(last, steps, rows, at);
+    }
+    if (!clears) continue;
+    for (std::size_t i = at; i < at + now; ++i) std::fill_n(blocks[i], n * DCTSIZE, JCOEF{0});
+  }
+}
+
+/// As the library does where it transforms a block to one sample. Means are gathered first, so that
+/// the compiler computes with many at once. They need no clearing: each block has its own.
+void samplesOfMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
+  constexpr std::size_t many = 16;
+  std::array<JCOEF, many> means;
+  for (std::size_t at = 0; at < count; at += many) {
+    const std::size_t now = std::min(many, count - at);
+    for (std::size_t i = 0; i < now; ++i) means[i] = blocks[at + i][0];
+    for (std::size_t i = 0; i < now; ++i)
+      samples[at + i] = static_cast<JSAMPLE>(
+          std::clamp(((means[i] * step + DCTSIZE / 2) >> 3) + CENTERJSAMPLE, 0, int{MAXJSAMPLE}));
+  }
+}
+
+}  // namespace
+
+JpegBlockScaler::JpegBlockScaler(unsigned samples, const UINT16* steps) : samples_(samples) {
+  if (!steps) return;
+  for (std::size_t y = 0; y < samples; ++y)
+    std::copy_n(steps + y * DCTSIZE, samples, steps_[y].begin());
+}
+
+void JpegBlockScaler::scale(JBLOCK* blocks, std::size_t count, bool clears, JSAMPARRAY rows) const {
+  switch (samples_) {
+    case 6: return scaleBlocks<6>(blocks, count, clears, steps_, rows);
+    case 4: return scaleBlocks<4>(blocks, count, clears, steps_, rows);
+    case 3: return scaleBlocks<3>(blocks, count, clears, steps_, rows);
+    case 2: return scaleBlocks<2>(blocks, count, clears, steps_, rows);
+    default: return samplesOfMeans(blocks, count, steps_[0][0], rows[0]);
+  }
+}
+
+}  // namespace vecamera::device
