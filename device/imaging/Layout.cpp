@@ -122,10 +122,10 @@ Layout layoutOf(const Drawing& drawing, std::size_t canvasWidth, std::size_t can
 
 PixelRange samplesOf(const PixelRange& pixels, double step, std::size_t length) {
   // Steps may be thirds, which no double is exactly.
-  constexpr double tolerance = 1e-6;
-  const auto first = static_cast<std::size_t>(static_cast<double>(pixels.first) / step + tolerance);
+  constexpr double rounding = 1e-6;
+  const auto first = static_cast<std::size_t>(static_cast<double>(pixels.first) / step + rounding);
   const auto end =
-      static_cast<std::size_t>(std::ceil(static_cast<double>(pixels.end()) / step - tolerance));
+      static_cast<std::size_t>(std::ceil(static_cast<double>(pixels.end()) / step - rounding));
   return {std::min(first, length - 1), std::min(end, length) - std::min(first, length - 1)};
 }
 
