@@ -8,6 +8,8 @@
 #include <emmintrin.h>
 #endif
 
+#include "device/imaging/RowMixing.h"
+
 namespace vecamera::device {
 namespace {
 
@@ -15,7 +17,6 @@ namespace {
 /// wrap around.
 using Words = std::uint16_t __attribute__((vector_size(16)));
 using SignedWords = std::int16_t __attribute__((vector_size(16)));
-using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 constexpr std::size_t together = 8;
 
 // The compiler keeps rows in registers, but not between functions.
@@ -34,11 +35,11 @@ auto forEach(Action action) {
   (std::make_index_sequence<n>());
 }
 
-/// Coefficients are computed with in eighths. Those of real pictures need 12 bits and a sign, so
-/// that nothing overflows.
-constexpr int fractionBits = 3;
-/// A sample is an eighth of what the transforms make of the coefficients.
-constexpr int sampleBits = 3 + fractionBits;
+/// A sample is an eighth of what the transforms make of the coefficients, and so is one in a word;
+/// these bits are computed with beside. Sums wrap where a sample is beyond 1023, which is twice as
+/// much as coarse quantization has been seen to make of black and white.
+constexpr int fractionBits = 2;
+static_assert(wordFractionBits == 3);
 
 /// `factor` is positive and less than a half.
 Words times(Words words, double factor) {
@@ -131,59 +132,48 @@ VECAMERA_INLINE Row<4> coefficients(const JBLOCK* blocks, std::size_t first) {
           high64(lastLow, lastHigh)};
 }
 
-/// As samples, in the low eight bytes.
-Bytes16 packed(Words sums) {
-  const SignedWords samples = reinterpret_cast<SignedWords>(sums) >> sampleBits;
-#if defined(__SSE2__)
-  const auto words = reinterpret_cast<__m128i>(samples);
-  return reinterpret_cast<Bytes16>(_mm_packus_epi16(words, words));
-#else
-  Bytes16 bytes{};
-  for (std::size_t i = 0; i < together; ++i)
-    bytes[i] = static_cast<std::uint8_t>(std::clamp<int>(samples[i], 0, MAXJSAMPLE));
-  return bytes;
-#endif
+Words wordsOf(Words sums) {
+  return reinterpret_cast<Words>(reinterpret_cast<SignedWords>(sums) >> fractionBits);
 }
 
-/// Two samples of each block.
-Words twos(Words a, Words b) {
-  return reinterpret_cast<Words>(__builtin_shufflevector(packed(a), packed(b), 0, 16, 1, 17, 2, 18,
-                                                         3, 19, 4, 20, 5, 21, 6, 22, 7, 23));
+/// Four words of each block, two blocks in each row.
+VECAMERA_INLINE Row<4> fours(Words a, Words b, Words c, Words d) {
+  const Words first = low16(a, b);
+  const Words second = low16(c, d);
+  const Words third = high16(a, b);
+  const Words fourth = high16(c, d);
+  return {low32(first, second), high32(first, second), low32(third, fourth), high32(third, fourth)};
 }
 
-/// Four samples of each of the first four blocks, and of the others.
-Row<2> fours(Words a, Words b, Words c, Words d) {
-  return {low16(twos(a, b), twos(c, d)), high16(twos(a, b), twos(c, d))};
-}
-
-VECAMERA_INLINE void store(const Row<2>& sums, JSAMPROW to) {
-  const Words row = twos(sums[0], sums[1]);
-  std::memcpy(to, &row, sizeof row);
-}
-
-VECAMERA_INLINE void store(const Row<4>& sums, JSAMPROW to) {
-  const auto row = fours(sums[0], sums[1], sums[2], sums[3]);
+VECAMERA_INLINE void store(const Row<2>& words, std::uint8_t* to) {
+  const Row<2> row{low16(words[0], words[1]), high16(words[0], words[1])};
   std::memcpy(to, row.data(), sizeof row);
 }
 
-VECAMERA_INLINE void store(const Row<3>& sums, JSAMPROW to) {
-  const auto row = fours(sums[0], sums[1], sums[2], sums[2]);
-  // Each block covers the fourth byte of the one before.
-  std::uint32_t blocks[together];
+VECAMERA_INLINE void store(const Row<3>& words, std::uint8_t* to) {
+  const Row<4> row = fours(words[0], words[1], words[2], words[2]);
+  std::uint64_t blocks[together];
   std::memcpy(blocks, row.data(), sizeof blocks);
-  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 3 * i, &blocks[i], 4);
+  // Each block covers the fourth word of the one before.
+  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 6 * i, &blocks[i], 8);
 }
 
-VECAMERA_INLINE void store(const Row<6>& sums, JSAMPROW to) {
-  const Words a = twos(sums[0], sums[1]);
-  const Words b = twos(sums[2], sums[3]);
-  const Words c = twos(sums[4], sums[5]);
-  const Row<4> rows{low32(low16(a, b), low16(c, c)), high32(low16(a, b), low16(c, c)),
-                    low32(high16(a, b), high16(c, c)), high32(high16(a, b), high16(c, c))};
-  // Each block covers the last two of eight bytes of the one before.
-  std::uint64_t blocks[together];
-  std::memcpy(blocks, rows.data(), sizeof blocks);
-  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 6 * i, &blocks[i], 8);
+VECAMERA_INLINE void store(const Row<4>& words, std::uint8_t* to) {
+  const Row<4> row = fours(words[0], words[1], words[2], words[3]);
+  std::memcpy(to, row.data(), sizeof row);
+}
+
+VECAMERA_INLINE void store(const Row<6>& words, std::uint8_t* to) {
+  const Row<4> fourths = fours(words[0], words[1], words[2], words[3]);
+  const Row<2> pairs{low16(words[4], words[5]), high16(words[4], words[5])};
+  std::uint64_t first[together];
+  std::uint32_t last[together];
+  std::memcpy(first, fourths.data(), sizeof first);
+  std::memcpy(last, pairs.data(), sizeof last);
+  for (std::size_t i = 0; i < together; ++i) {
+    std::memcpy(to + 12 * i, &first[i], 8);
+    std::memcpy(to + 12 * i + 8, &last[i], 4);
+  }
 }
 
 /// What each coefficient is multiplied by, in all places of a word.
@@ -191,7 +181,8 @@ template <std::size_t n>
 using Steps = std::array<Row<n>, n>;
 
 template <std::size_t n>
-void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, JSAMPARRAY rows, std::size_t at) {
+void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, std::uint8_t* const* rows,
+                   std::size_t at) {
   auto stored = forEach<n>([&](auto y) {
     const Row<4> first = coefficients(blocks, DCTSIZE * y);
     Row<4> second{};
@@ -199,18 +190,20 @@ void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, JSAMPARRAY rows,
     return forEach<n>([&](auto x) { return (x < 4 ? first : second)[x % 4] * steps[y][x]; });
   });
   // The first coefficient comes into all samples as it is, and so may bring more with it.
-  stored[0][0] += (CENTERJSAMPLE << sampleBits) + (1 << (sampleBits - 1));
+  stored[0][0] += (CENTERJSAMPLE << (wordFractionBits + fractionBits)) + (1 << (fractionBits - 1));
   const auto columns = forEach<n>([&](auto x) {
     return transformed(Row<n>(forEach<n>([&](auto y) { return stored[y][x]; })));
   });
   for (std::size_t y = 0; y < n; ++y) {
-    store(transformed(Row<n>(forEach<n>([&](auto x) { return columns[x][y]; }))), rows[y] + at * n);
+    const Row<n> sums = transformed(Row<n>(forEach<n>([&](auto x) { return columns[x][y]; })));
+    store(forEach<n>([&](auto x) { return wordsOf(sums[x]); }),
+          rows[y] + at * n * sizeof(std::int16_t));
   }
 }
 
 template <std::size_t n>
 void scaleBlocks(JBLOCK* blocks, std::size_t count, bool clears,
-                 const JpegBlockScaler::Steps& allSteps, JSAMPARRAY rows) {
+                 const JpegBlockScaler::Steps& allSteps, std::uint8_t* const* rows) {
   Steps<n> steps;
   for (std::size_t y = 0; y < n; ++y)
     for (std::size_t x = 0; x < n; ++x)
@@ -231,7 +224,7 @@ void scaleBlocks(JBLOCK* blocks, std::size_t count, bool clears,
 
 /// As the library does where it transforms a block to one sample. Means are gathered first, so that
 /// the compiler computes with many at once. They need no clearing: each block has its own.
-void samplesOfMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
+void storeMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
   constexpr std::size_t many = 16;
   std::array<JCOEF, many> means;
   for (std::size_t at = 0; at < count; at += many) {
@@ -251,13 +244,14 @@ JpegBlockScaler::JpegBlockScaler(unsigned samples, const UINT16* steps) : sample
     std::copy_n(steps + y * DCTSIZE, samples, steps_[y].begin());
 }
 
-void JpegBlockScaler::scale(JBLOCK* blocks, std::size_t count, bool clears, JSAMPARRAY rows) const {
+void JpegBlockScaler::scale(JBLOCK* blocks, std::size_t count, bool clears,
+                            std::uint8_t* const* rows) const {
   switch (samples_) {
     case 6: return scaleBlocks<6>(blocks, count, clears, steps_, rows);
     case 4: return scaleBlocks<4>(blocks, count, clears, steps_, rows);
     case 3: return scaleBlocks<3>(blocks, count, clears, steps_, rows);
     case 2: return scaleBlocks<2>(blocks, count, clears, steps_, rows);
-    default: return samplesOfMeans(blocks, count, steps_[0][0], rows[0]);
+    default: return storeMeans(blocks, count, steps_[0][0], rows[0]);
   }
 }
 

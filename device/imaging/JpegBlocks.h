@@ -9,6 +9,8 @@
 #include <array>
 #include <cstdint>
 
+#include "device/imaging/PlaneScaler.h"
+
 namespace vecamera::device {
 
 /// Makes samples of the blocks of a component at a part of their size. Of each block only the
@@ -21,6 +23,11 @@ class JpegBlockScaler {
   /// So many samples, both ways, can come out of a block.
   static constexpr std::array<unsigned, 5> sizes{1, 2, 3, 4, 6};
   static constexpr unsigned mostSamples = sizes.back();
+  /// Where more than means come out of blocks, edges throw them beyond black and white, and that
+  /// has to go into the mixing.
+  static constexpr PlaneUnit unitOf(unsigned samples) {
+    return samples == 1 ? PlaneUnit::byte : PlaneUnit::word;
+  }
   /// For so many blocks more than there are a row of samples has room, with all 8 samples of each.
   static constexpr std::size_t moreBlocks = 8;
   using Steps = std::array<std::array<int, mostSamples>, mostSamples>;
@@ -30,9 +37,9 @@ class JpegBlockScaler {
   /// come out alike.
   JpegBlockScaler(unsigned samples, const UINT16* steps);
 
-  /// Makes `samples` rows of the blocks of one row. `clears` sets the coefficients that were read
-  /// to zero.
-  void scale(JBLOCK* blocks, std::size_t count, bool clears, JSAMPARRAY rows) const;
+  /// Makes `samples` rows of the blocks of one row, as a `PlaneScaler` takes them. `clears` sets
+  /// the coefficients that were read to zero.
+  void scale(JBLOCK* blocks, std::size_t count, bool clears, std::uint8_t* const* rows) const;
 
  private:
   unsigned samples_ = 1;

@@ -21,7 +21,7 @@ constexpr std::size_t leastBandRows = 8;
 class Band {
  public:
   /// For the picture that the reader has started to give planes of.
-  explicit Band(const jpeg_decompress_struct& info) {
+  Band(const jpeg_decompress_struct& info, const std::vector<StoredComponent>& components) {
     std::size_t least = SIZE_MAX;
     for (std::size_t i = 0; i < count(info); ++i) {
       blockRows_[i] = rowsOf(info.comp_info[i]);
@@ -33,7 +33,8 @@ class Band {
     for (std::size_t i = 0; i < count(info); ++i) {
       const jpeg_component_info& component = info.comp_info[i];
       const std::size_t stride =
-          (std::size_t{component.width_in_blocks} + JpegBlockScaler::moreBlocks) * DCTSIZE;
+          (std::size_t{component.width_in_blocks} + JpegBlockScaler::moreBlocks) * DCTSIZE *
+          bytesOf(components[i].unit);
       memory_[i] = Scratch(stride * blockRows_[i] * groups_);
       if (!memory_[i]) return;
       for (std::size_t y = 0; y < blockRows_[i] * groups_; ++y)
@@ -120,13 +121,22 @@ Density densityOf(const jpeg_decompress_struct& info, const jpeg_component_info&
 /// colours.
 constexpr double brightnessSamples = 2.4;
 constexpr double colorSamples = 1.9;
+/// A sample is made of all of its block. More of them keep what lies in a cut block, but was cut
+/// off, to the first pixel of the result, and faint.
+constexpr double moreSamplesIfCut = 1.5;
+
+bool cuts(const Usable& usable, const jpeg_decompress_struct& info) {
+  return usable.columns.count < info.image_width || usable.rows.count < info.image_height;
+}
 
 /// How many samples, both ways, are read of the blocks of each component; nothing where one of them
-/// needs more than a scaler makes.
-std::optional<JpegReader::BlockSamples> scaledSamples(const std::vector<Density>& densities) {
+/// needs more than a scaler makes, so that all of all blocks is read.
+std::optional<JpegReader::BlockSamples> scaledSamples(const std::vector<Density>& densities,
+                                                      bool isCut) {
   JpegReader::BlockSamples samples{};
+  const double more = isCut ? moreSamplesIfCut : 1;
   for (std::size_t i = 0; i < densities.size(); ++i) {
-    const double needed = (i == 0 ? brightnessSamples : colorSamples) / densities[i].least;
+    const double needed = (i == 0 ? brightnessSamples : colorSamples) * more / densities[i].least;
     const auto& sizes = JpegBlockScaler::sizes;
     const auto found = std::find_if(sizes.begin(), sizes.end(),
                                     [&](unsigned size) { return size >= needed * DCTSIZE; });
@@ -142,8 +152,10 @@ std::vector<StoredComponent> storedComponents(const jpeg_decompress_struct& info
   std::vector<StoredComponent> components;
   for (std::size_t i = 0; i < densities.size(); ++i) {
     const double step = double{DCTSIZE} / samples[i];
-    components.push_back({info.comp_info[i].downsampled_width, info.comp_info[i].downsampled_height,
-                          densities[i].stepX * step, densities[i].stepY * step});
+    components.push_back(
+        {info.comp_info[i].downsampled_width, info.comp_info[i].downsampled_height,
+         densities[i].stepX * step, densities[i].stepY * step,
+         samples[i] < DCTSIZE ? JpegBlockScaler::unitOf(samples[i]) : PlaneUnit::byte});
   }
   return components;
 }
@@ -192,7 +204,7 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
   for (int i = 0; i < reader.info().num_components; ++i)
     densities.push_back(densityOf(reader.info(), reader.info().comp_info[i], stretchX, stretchY,
                                   i == 0 ? 1 : chromaStep));
-  const auto scaled = scaledSamples(densities);
+  const auto scaled = scaledSamples(densities, cuts(layout.usable, reader.info()));
   JpegReader::BlockSamples samples;
   samples.fill(DCTSIZE);
   if (scaled) samples = *scaled;
@@ -201,9 +213,9 @@ Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader&
     if (densities[i].most * AxisWeights::leastScale * samples[i] > DCTSIZE) return std::nullopt;
   if (!(scaled ? reader.startScaledPlanes(samples) : reader.startPlanes())) return failed();
   const jpeg_decompress_struct& info = reader.info();
-  Band band(info);
-  if (!band.ready()) return failed();
   const auto components = storedComponents(info, densities, samples);
+  Band band(info, components);
+  if (!band.ready()) return failed();
   PlanarCanvas canvas(layout, width, height, components, chromaStep, band.mostRows());
   if (!canvas.ready()) return failed();
   for (std::size_t bands = 0; !band.ended(info); ++bands) {

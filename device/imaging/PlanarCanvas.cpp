@@ -96,7 +96,7 @@ PlanarCanvas::PlanarCanvas(const Layout& layout, std::size_t width, std::size_t 
       plan = planFor(layout, width, height, stored, i == 0 ? 1 : chromaStep);
     ready_ = ready_ && plan;
     if (!ready_) return;
-    scalers_.push_back(std::make_unique<PlaneScaler>(*plan, stored.width, 1, bandRows));
+    scalers_.push_back(std::make_unique<PlaneScaler>(*plan, stored.width, stored.unit, bandRows));
     ready_ = scalers_.back()->ready();
   }
 }

@@ -18,6 +18,7 @@ struct StoredComponent {
   std::size_t height = 0;
   double stepX = 1;
   double stepY = 1;
+  PlaneUnit unit = PlaneUnit::byte;
   friend bool operator==(const StoredComponent&, const StoredComponent&) = default;
 };
 

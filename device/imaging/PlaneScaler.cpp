@@ -4,6 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
+#include <optional>
 
 #include "device/imaging/RowMixing.h"
 
@@ -26,19 +27,26 @@ struct Strip {
   std::size_t count;
 };
 
-void layBytesAsColumns(const Strip& strip, std::size_t length, const PlaneView& to) {
-  for (std::size_t at = 0; at < length; at += 16) {
-    const std::size_t rows = std::min<std::size_t>(16, length - at);
-    if (rows == 16 && strip.count == 16) {
-      transpose16(strip.bytes + at, strip.strideBytes, to.row(at) + strip.firstPlace,
-                  to.strideBytes);
-      continue;
+/// The processor's sixteen bytes are a row of a block of numbers.
+template <typename Number>
+void layAsColumns(const Strip& strip, std::size_t length, const PlaneView& to) {
+  constexpr std::size_t side = 16 / sizeof(Number);
+  constexpr auto transpose = sizeof(Number) == 1 ? transpose16 : transposeWords8;
+  for (std::size_t at = 0; at < length; at += side)
+    for (std::size_t first = 0; first < strip.count; first += side) {
+      const std::uint8_t* from = strip.bytes + first * strip.strideBytes + at * sizeof(Number);
+      const std::size_t place = (strip.firstPlace + first) * sizeof(Number);
+      const std::size_t rows = std::min(side, length - at);
+      const std::size_t columns = std::min(side, strip.count - first);
+      if (rows == side && columns == side) {
+        transpose(from, strip.strideBytes, to.row(at) + place, to.strideBytes);
+        continue;
+      }
+      std::array<std::uint8_t, side * 16> block;
+      transpose(from, strip.strideBytes, block.data(), 16);
+      for (std::size_t row = 0; row < rows; ++row)
+        std::memcpy(to.row(at + row) + place, block.data() + 16 * row, columns * sizeof(Number));
     }
-    std::array<std::uint8_t, 256> block;
-    transpose16(strip.bytes + at, strip.strideBytes, block.data(), 16);
-    for (std::size_t row = 0; row < rows; ++row)
-      std::memcpy(to.row(at + row) + strip.firstPlace, block.data() + 16 * row, strip.count);
-  }
 }
 
 void layPixelsAsColumns(const Strip& strip, std::size_t length, const PlaneView& to) {
@@ -63,17 +71,22 @@ void layAsRows(const Strip& strip, std::size_t rowBytes, const PlaneView& to) {
 
 }  // namespace
 
-/// Mixes rows of bytes into result rows. Rows come in order; what is kept of them is what results
+std::size_t bytesOf(PlaneUnit unit) {
+  return unit == PlaneUnit::byte ? 1 : unit == PlaneUnit::word ? 2 : 4;
+}
+
+/// Mixes rows of numbers into result rows. Rows come in order; what is kept of them is what results
 /// to come still need.
+template <typename From, typename To>
 class RowMixer {
  public:
-  RowMixer(std::size_t rowBytes, const AxisWeights& weights, std::size_t bandRows)
+  RowMixer(std::size_t rowNumbers, const AxisWeights& weights, std::size_t bandRows)
       : weights_(weights),
-        rowBytes_(rowBytes),
-        tiles_((rowBytes + tileBytes - 1) / tileBytes),
+        rowNumbers_(rowNumbers),
+        tiles_((rowNumbers + tileNumbers - 1) / tileNumbers),
         ringPairs_(std::bit_ceil(weights.mostPairs() + bandRows / 2 + 1)),
         ring_(tiles_ * ringPairs_ * tilePairNumbers * sizeof(std::int16_t)),
-        strip_(tiles_ * tileBytes * stripRows) {}
+        strip_(tiles_ * tileNumbers * stripRows * sizeof(To)) {}
 
   bool ready() const { return ring_ && strip_; }
   bool finished() const { return nextResult_ == weights_.count(); }
@@ -91,9 +104,10 @@ class RowMixer {
         const TileRing ring = ringOf(tile);
         if (!taken) take(tile, ring, rows, count);
         if (first < last)
-          mixing_.mix(ring, weights_, first, last,
-                      strip_.data() + rowInStrip(first) * stride() + tile * tileBytes,
-                      weights_.mirrored() ? -stride() : stride());
+          mix_(ring, weights_, first, last,
+               reinterpret_cast<To*>(strip_.data()) + rowInStrip(first) * stride() +
+                   tile * tileNumbers,
+               weights_.mirrored() ? -stride() : stride());
       }
       taken = true;
       nextResult_ = last;
@@ -103,7 +117,8 @@ class RowMixer {
   }
 
  private:
-  std::ptrdiff_t stride() const { return static_cast<std::ptrdiff_t>(tiles_ * tileBytes); }
+  /// In numbers.
+  std::ptrdiff_t stride() const { return static_cast<std::ptrdiff_t>(tiles_ * tileNumbers); }
 
   TileRing ringOf(std::size_t tile) const {
     auto* numbers = reinterpret_cast<std::int16_t*>(ring_.data());
@@ -123,7 +138,7 @@ class RowMixer {
   }
   Strip stripOf(std::size_t result) const {
     const std::size_t first = place(result) / stripRows * stripRows;
-    return {strip_.data(), tiles_ * tileBytes, first,
+    return {strip_.data(), tiles_ * tileNumbers * sizeof(To), first,
             std::min(stripRows, weights_.count() - first)};
   }
 
@@ -137,26 +152,42 @@ class RowMixer {
 
   void take(std::size_t tile, const TileRing& ring, const std::uint8_t* const* rows,
             std::size_t count) const {
-    const std::size_t at = tile * tileBytes;
-    const std::size_t length = std::min(tileBytes, rowBytes_ - at);
+    const std::size_t at = tile * tileNumbers;
+    const std::size_t length = std::min(tileNumbers, rowNumbers_ - at);
     for (std::size_t row = 0; row < count; row += 2) {
-      const std::uint8_t* upper = rows[row] + at;
-      const std::uint8_t* lower = (row + 1 < count ? rows[row + 1] : rows[row]) + at;
-      std::array<std::uint8_t, 2 * tileBytes> copies;
-      if (length < tileBytes) {
+      const From* upper = reinterpret_cast<const From*>(rows[row]) + at;
+      const From* lower = reinterpret_cast<const From*>(rows[row + 1 < count ? row + 1 : row]) + at;
+      std::array<From, 2 * tileNumbers> copies;
+      if (length < tileNumbers) {
         copies.fill(0);
-        std::memcpy(copies.data(), upper, length);
-        std::memcpy(copies.data() + tileBytes, lower, length);
+        std::copy_n(upper, length, copies.data());
+        std::copy_n(lower, length, copies.data() + tileNumbers);
         upper = copies.data();
-        lower = copies.data() + tileBytes;
+        lower = copies.data() + tileNumbers;
       }
-      mixing_.interleave(upper, lower, ring.pair(endPair_ + row / 2));
+      interleave_(upper, lower, ring.pair(endPair_ + row / 2));
     }
   }
 
-  const RowMixing& mixing_ = rowMixing();
+  static auto interleaving() {
+    if constexpr (sizeof(From) == 1)
+      return rowMixing().interleave;
+    else
+      return interleaveWords;
+  }
+  static RowMixing::Mix<To> mixing() {
+    if constexpr (sizeof(From) == 1)
+      return rowMixing().bytesToBytes;
+    else if constexpr (sizeof(To) == 1)
+      return rowMixing().wordsToBytes;
+    else
+      return rowMixing().wordsToWords;
+  }
+
+  void (*interleave_)(const From*, const From*, std::int16_t*) = interleaving();
+  RowMixing::Mix<To> mix_ = mixing();
   const AxisWeights& weights_;
-  std::size_t rowBytes_;
+  std::size_t rowNumbers_;
   std::size_t tiles_;
   std::size_t ringPairs_;
   Scratch ring_;
@@ -165,21 +196,46 @@ class RowMixer {
   std::size_t nextResult_ = 0;
 };
 
-PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, std::size_t unitBytes,
-                         std::size_t bandRows)
+/// The first pass keeps the kind of numbers.
+class PlaneScaler::FirstPass {
+ public:
+  FirstPass(PlaneUnit unit, std::size_t rowUnits, const AxisWeights& weights,
+            std::size_t bandRows) {
+    if (unit == PlaneUnit::word)
+      words_.emplace(rowUnits, weights, bandRows);
+    else
+      bytes_.emplace(rowUnits * bytesOf(unit), weights, bandRows);
+  }
+
+  bool ready() const { return words_ ? words_->ready() : bytes_->ready(); }
+  bool finished() const { return words_ ? words_->finished() : bytes_->finished(); }
+  template <typename Done>
+  void push(const std::uint8_t* const* rows, std::size_t count, Done done) {
+    if (words_)
+      words_->push(rows, count, done);
+    else
+      bytes_->push(rows, count, done);
+  }
+
+ private:
+  std::optional<RowMixer<std::uint8_t, std::uint8_t>> bytes_;
+  std::optional<RowMixer<std::int16_t, std::int16_t>> words_;
+};
+
+PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, PlaneUnit unit, std::size_t bandRows)
     : plan_(std::move(plan)),
-      unitBytes_(unitBytes),
+      unit_(unit),
       columns_(plan_.alongColumns.needed()),
       rows_(plan_.alongRows.needed()) {
   columns_.count = std::min(columns_.end(), width) - columns_.first;
   plan_.alongColumns.startAt(columns_.first);
   plan_.alongRows.startAt(rows_.first);
-  mixer_ = std::make_unique<RowMixer>(columns_.count * unitBytes, plan_.alongRows, bandRows);
+  firstPass_ = std::make_unique<FirstPass>(unit, columns_.count, plan_.alongRows, bandRows);
   turned_ = {plan_.alongRows.count(), columns_.count,
-             roundedUp(plan_.alongRows.count() * unitBytes, tileBytes), nullptr};
+             roundedUp(plan_.alongRows.count() * bytesOf(unit), tileNumbers), nullptr};
   turnedMemory_ = Scratch(turned_.strideBytes * turned_.height);
   turned_.bytes = turnedMemory_.data();
-  ready_ = mixer_->ready() && turnedMemory_;
+  ready_ = firstPass_->ready() && turnedMemory_;
 }
 
 PlaneScaler::~PlaneScaler() = default;
@@ -189,21 +245,23 @@ void PlaneScaler::push(const std::uint8_t* const* rows, std::size_t count) {
   pushedRows_ += count;
   if (pushedRows_ <= rows_.first || first >= rows_.end()) return;
   const std::size_t skipped = rows_.first - std::min(rows_.first, first);
+  const auto lay = unit_ == PlaneUnit::byte   ? layAsColumns<std::uint8_t>
+                   : unit_ == PlaneUnit::word ? layAsColumns<std::int16_t>
+                                              : layPixelsAsColumns;
   std::array<const std::uint8_t*, 64> pointers;
   for (std::size_t at = skipped; at < count;) {
     const std::size_t now = std::min(count - at, pointers.size());
-    for (std::size_t i = 0; i < now; ++i) pointers[i] = rows[at + i] + columns_.first * unitBytes_;
-    mixer_->push(pointers.data(), now, [&](const Strip& strip) {
-      (unitBytes_ == 1 ? layBytesAsColumns : layPixelsAsColumns)(strip, columns_.count, turned_);
-    });
+    for (std::size_t i = 0; i < now; ++i)
+      pointers[i] = rows[at + i] + columns_.first * bytesOf(unit_);
+    firstPass_->push(pointers.data(), now,
+                     [&](const Strip& strip) { lay(strip, columns_.count, turned_); });
     at += now;
   }
 }
 
-bool PlaneScaler::finish(const PlaneView& result) {
-  if (!mixer_->finished()) return false;
-  mixer_.reset();
-  RowMixer mixer(turned_.width * unitBytes_, plan_.alongColumns, secondPassBand);
+template <typename Number>
+bool PlaneScaler::finishFrom(std::size_t numbers, const PlaneView& result) const {
+  RowMixer<Number, std::uint8_t> mixer(turned_.width * numbers, plan_.alongColumns, secondPassBand);
   if (!mixer.ready()) return false;
   std::array<const std::uint8_t*, secondPassBand> rows;
   for (std::size_t y = 0; y < turned_.height; y += secondPassBand) {
@@ -211,12 +269,20 @@ bool PlaneScaler::finish(const PlaneView& result) {
     for (std::size_t i = 0; i < count; ++i) rows[i] = turned_.row(y + i);
     mixer.push(rows.data(), count, [&](const Strip& strip) {
       if (plan_.swapsAxes)
-        layAsRows(strip, turned_.width * unitBytes_, result);
+        layAsRows(strip, turned_.width * numbers, result);
       else
-        (unitBytes_ == 1 ? layBytesAsColumns : layPixelsAsColumns)(strip, turned_.width, result);
+        (numbers == 1 ? layAsColumns<std::uint8_t> : layPixelsAsColumns)(strip, turned_.width,
+                                                                         result);
     });
   }
   return mixer.finished();
+}
+
+bool PlaneScaler::finish(const PlaneView& result) {
+  if (!firstPass_->finished()) return false;
+  firstPass_.reset();
+  if (unit_ == PlaneUnit::word) return finishFrom<std::int16_t>(1, result);
+  return finishFrom<std::uint8_t>(bytesOf(unit_), result);
 }
 
 }  // namespace vecamera::device

@@ -9,7 +9,7 @@
 
 namespace vecamera::device {
 
-/// Rows of units (a byte, or the four bytes of a pixel) in memory that somebody else owns.
+/// Rows of units in memory that somebody else owns.
 struct PlaneView {
   std::size_t width = 0;
   std::size_t height = 0;
@@ -31,16 +31,18 @@ struct ScalePlan {
   std::size_t height() const { return (swapsAxes ? alongColumns : alongRows).count(); }
 };
 
-class RowMixer;
+/// What a stored plane is made of: bytes, words (samples in eighths, which may be less than 0 or
+/// more than 255), or pixels of four bytes.
+enum class PlaneUnit { byte, word, pixel };
+std::size_t bytesOf(PlaneUnit unit);
 
 /// Resamples one plane whose rows arrive in bands, turning it on the way: the first pass mixes
 /// rows, what comes out is laid as columns, and the second pass mixes rows again. Of the source,
 /// only the rows that one result row needs stand in memory.
 class PlaneScaler {
  public:
-  /// `width` is that of the stored plane in units, `unitBytes` 1 or 4; a band has at most
-  /// `bandRows` rows.
-  PlaneScaler(ScalePlan plan, std::size_t width, std::size_t unitBytes, std::size_t bandRows);
+  /// `width` is that of the stored plane in units; a band has at most `bandRows` rows.
+  PlaneScaler(ScalePlan plan, std::size_t width, PlaneUnit unit, std::size_t bandRows);
   ~PlaneScaler();
   PlaneScaler(const PlaneScaler&) = delete;
   PlaneScaler& operator=(const PlaneScaler&) = delete;
@@ -54,17 +56,21 @@ class PlaneScaler {
   /// the last. Rows that the plan does not need are skipped.
   void push(const std::uint8_t* const* rows, std::size_t count);
 
-  /// Once all rows were pushed: makes the result, which has the plan's width and height. False
-  /// where rows or memory were lacking.
+  /// Once all rows were pushed: makes the result, which has the plan's width and height, in pixels
+  /// or, of words too, in bytes. False where rows or memory were lacking.
   bool finish(const PlaneView& result);
 
  private:
+  class FirstPass;
+  template <typename Number>
+  bool finishFrom(std::size_t numbers, const PlaneView& result) const;
+
   ScalePlan plan_;
-  std::size_t unitBytes_;
+  PlaneUnit unit_;
   PixelRange columns_;
   PixelRange rows_;
   std::size_t pushedRows_ = 0;
-  std::unique_ptr<RowMixer> mixer_;
+  std::unique_ptr<FirstPass> firstPass_;
   Scratch turnedMemory_;
   PlaneView turned_;
   bool ready_ = false;

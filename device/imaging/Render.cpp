@@ -105,7 +105,7 @@ Attempt<Bitmap> drawnFromRows(const Layout& layout, double shownWidth, double sh
                       AxisWeights(down, swaps ? layout.columns : layout.rows,
                                   samplesOf(usable.rows, step, source->height())),
                       swaps},
-                     source->width(), pixelBytes, bandRows);
+                     source->width(), PlaneUnit::pixel, bandRows);
   const Scratch band(source->width() * bandRows * pixelBytes);
   if (!scaler.ready() || !band) return failedAttempt<Bitmap>();
   std::array<const std::uint8_t*, bandRows> rows;

@@ -96,9 +96,8 @@ std::optional<Bitmap> filtered(const Bitmap& source, const AxisMap& x, const Axi
   auto result = Bitmap::uninitialized(columns.count, rows.count);
   if (!result) return std::nullopt;
   constexpr std::size_t bandRows = 32;
-  constexpr std::size_t pixelBytes = 4;
   PlaneScaler scaler({AxisWeights(x, columns, usable.columns), AxisWeights(y, rows, usable.rows)},
-                     source.width(), pixelBytes, bandRows);
+                     source.width(), PlaneUnit::pixel, bandRows);
   if (!scaler.ready()) return std::nullopt;
   std::array<const std::uint8_t*, bandRows> band;
   for (std::size_t top = 0; top < source.height(); top += bandRows) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstring>
+#include <limits>
 #include <vector>
 
 #if defined(__x86_64__)
@@ -12,30 +13,35 @@
 namespace vecamera::device {
 namespace {
 
-constexpr int half = AxisWeights::one / 2;
+/// Mixed numbers are stored as bytes or, some of them being less than black or more than white, as
+/// words. `bits` of them are a fraction.
+template <int bits>
+constexpr int half = 1 << (bits - 1);
 
 void interleavePortably(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
-  for (std::size_t i = 0; i < tileBytes; ++i) {
+  for (std::size_t i = 0; i < tileNumbers; ++i) {
     pair[2 * i] = upper[i];
     pair[2 * i + 1] = lower[i];
   }
 }
 
+template <int bits, typename Number>
 void mixPortably(const TileRing& ring, const AxisWeights& weights, std::size_t first,
-                 std::size_t last, std::uint8_t* tile, std::ptrdiff_t stride) {
+                 std::size_t last, Number* tile, std::ptrdiff_t stride) {
+  using Limits = std::numeric_limits<Number>;
   for (std::size_t result = first; result < last; ++result, tile += stride) {
-    std::array<int, tileBytes> sums;
-    sums.fill(half);
+    std::array<int, tileNumbers> sums;
+    sums.fill(half<bits>);
     std::size_t index = weights.firstPair(result);
     for (const std::uint32_t both : weights.pairs(result)) {
       const int even = static_cast<std::int16_t>(both & 0xFFFF);
       const int odd = static_cast<std::int16_t>(both >> 16);
       const std::int16_t* pair = ring.pair(index++);
-      for (std::size_t i = 0; i < tileBytes; ++i)
+      for (std::size_t i = 0; i < tileNumbers; ++i)
         sums[i] += pair[2 * i] * even + pair[2 * i + 1] * odd;
     }
-    for (std::size_t i = 0; i < tileBytes; ++i)
-      tile[i] = static_cast<std::uint8_t>(std::clamp(sums[i] >> AxisWeights::oneBits, 0, 255));
+    for (std::size_t i = 0; i < tileNumbers; ++i)
+      tile[i] = static_cast<Number>(std::clamp<int>(sums[i] >> bits, Limits::min(), Limits::max()));
   }
 }
 
@@ -44,7 +50,7 @@ void mixPortably(const TileRing& ring, const AxisWeights& weights, std::size_t f
 void interleaveSse2(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
   const __m128i zero = _mm_setzero_si128();
   auto* to = reinterpret_cast<__m128i*>(pair);
-  for (std::size_t i = 0; i < tileBytes; i += 16, to += 4) {
+  for (std::size_t i = 0; i < tileNumbers; i += 16, to += 4) {
     const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + i));
     const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + i));
     const __m128i low = _mm_unpacklo_epi8(a, b);
@@ -56,11 +62,12 @@ void interleaveSse2(const std::uint8_t* upper, const std::uint8_t* lower, std::i
   }
 }
 
-/// A quarter of a tile's result: sixteen bytes.
+/// A quarter of a tile's result: sixteen numbers.
+template <int bits, typename Number>
 void mixQuarterSse2(const TileRing& ring, const AxisWeights& weights, std::size_t result,
-                    std::size_t quarter, std::uint8_t* to) {
+                    std::size_t quarter, Number* to) {
   __m128i sums[4];
-  for (__m128i& sum : sums) sum = _mm_set1_epi32(half);
+  for (__m128i& sum : sums) sum = _mm_set1_epi32(half<bits>);
   std::size_t index = weights.firstPair(result);
   for (const std::uint32_t both : weights.pairs(result)) {
     const __m128i factor = _mm_set1_epi32(static_cast<int>(both));
@@ -68,23 +75,30 @@ void mixQuarterSse2(const TileRing& ring, const AxisWeights& weights, std::size_
     for (int i = 0; i < 4; ++i)
       sums[i] = _mm_add_epi32(sums[i], _mm_madd_epi16(_mm_load_si128(pair + i), factor));
   }
-  for (__m128i& sum : sums) sum = _mm_srai_epi32(sum, AxisWeights::oneBits);
-  _mm_storeu_si128(
-      reinterpret_cast<__m128i*>(to),
-      _mm_packus_epi16(_mm_packs_epi32(sums[0], sums[1]), _mm_packs_epi32(sums[2], sums[3])));
+  for (__m128i& sum : sums) sum = _mm_srai_epi32(sum, bits);
+  const __m128i low = _mm_packs_epi32(sums[0], sums[1]);
+  const __m128i high = _mm_packs_epi32(sums[2], sums[3]);
+  auto* const vectors = reinterpret_cast<__m128i*>(to);
+  if constexpr (sizeof(Number) == 1) {
+    _mm_storeu_si128(vectors, _mm_packus_epi16(low, high));
+  } else {
+    _mm_storeu_si128(vectors, low);
+    _mm_storeu_si128(vectors + 1, high);
+  }
 }
 
+template <int bits, typename Number>
 void mixSse2(const TileRing& ring, const AxisWeights& weights, std::size_t first, std::size_t last,
-             std::uint8_t* tile, std::ptrdiff_t stride) {
+             Number* tile, std::ptrdiff_t stride) {
   for (std::size_t result = first; result < last; ++result, tile += stride)
     for (std::size_t quarter = 0; quarter < 4; ++quarter)
-      mixQuarterSse2(ring, weights, result, quarter, tile + 16 * quarter);
+      mixQuarterSse2<bits>(ring, weights, result, quarter, tile + 16 * quarter);
 }
 
 __attribute__((target("avx2"))) void interleaveAvx2(const std::uint8_t* upper,
                                                     const std::uint8_t* lower, std::int16_t* pair) {
   auto* to = reinterpret_cast<__m256i*>(pair);
-  for (std::size_t i = 0; i < tileBytes; i += 32, to += 4) {
+  for (std::size_t i = 0; i < tileNumbers; i += 32, to += 4) {
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + i));
     const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + i));
     const __m256i low = _mm256_unpacklo_epi8(a, b);
@@ -96,13 +110,14 @@ __attribute__((target("avx2"))) void interleaveAvx2(const std::uint8_t* upper,
   }
 }
 
+template <int bits, typename Number>
 __attribute__((target("avx2"))) void mixAvx2(const TileRing& ring, const AxisWeights& weights,
-                                             std::size_t first, std::size_t last,
-                                             std::uint8_t* tile, std::ptrdiff_t stride) {
+                                             std::size_t first, std::size_t last, Number* tile,
+                                             std::ptrdiff_t stride) {
   const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
   for (std::size_t result = first; result < last; ++result, tile += stride) {
     __m256i sums[8];
-    for (__m256i& sum : sums) sum = _mm256_set1_epi32(half);
+    for (__m256i& sum : sums) sum = _mm256_set1_epi32(half<bits>);
     std::size_t index = weights.firstPair(result);
     for (const std::uint32_t both : weights.pairs(result)) {
       const __m256i factor = _mm256_set1_epi32(static_cast<int>(both));
@@ -110,28 +125,40 @@ __attribute__((target("avx2"))) void mixAvx2(const TileRing& ring, const AxisWei
       for (int i = 0; i < 8; ++i)
         sums[i] = _mm256_add_epi32(sums[i], _mm256_madd_epi16(_mm256_load_si256(pair + i), factor));
     }
-    for (__m256i& sum : sums) sum = _mm256_srai_epi32(sum, AxisWeights::oneBits);
+    for (__m256i& sum : sums) sum = _mm256_srai_epi32(sum, bits);
     for (int i = 0; i < 8; i += 4) {
-      const __m256i bytes = _mm256_packus_epi16(_mm256_packs_epi32(sums[i], sums[i + 1]),
-                                                _mm256_packs_epi32(sums[i + 2], sums[i + 3]));
-      _mm256_storeu_si256(reinterpret_cast<__m256i*>(tile + 8 * i),
-                          _mm256_permutevar8x32_epi32(bytes, order));
+      const __m256i low = _mm256_packs_epi32(sums[i], sums[i + 1]);
+      const __m256i high = _mm256_packs_epi32(sums[i + 2], sums[i + 3]);
+      auto* const vectors = reinterpret_cast<__m256i*>(tile + 8 * i);
+      if constexpr (sizeof(Number) == 1) {
+        const __m256i bytes = _mm256_packus_epi16(low, high);
+        _mm256_storeu_si256(vectors, _mm256_permutevar8x32_epi32(bytes, order));
+      } else {
+        _mm256_storeu_si256(vectors, _mm256_permute4x64_epi64(low, 0xD8));
+        _mm256_storeu_si256(vectors + 1, _mm256_permute4x64_epi64(high, 0xD8));
+      }
     }
   }
 }
 
 #endif
 
+constexpr int whole = AxisWeights::oneBits;
+constexpr int fromWords = AxisWeights::oneBits + wordFractionBits;
+
 std::vector<RowMixing> mixingsHere() {
   std::vector<RowMixing> mixings;
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) mixings.push_back({interleaveAvx2, mixAvx2});
-  mixings.push_back({interleaveSse2, mixSse2});
+  if (__builtin_cpu_supports("avx2"))
+    mixings.push_back({interleaveAvx2, mixAvx2<whole>, mixAvx2<whole>, mixAvx2<fromWords>});
+  mixings.push_back({interleaveSse2, mixSse2<whole>, mixSse2<whole>, mixSse2<fromWords>});
 #endif
-  mixings.push_back({interleavePortably, mixPortably});
+  mixings.push_back(
+      {interleavePortably, mixPortably<whole>, mixPortably<whole>, mixPortably<fromWords>});
   return mixings;
 }
 
+using Words8 = std::int16_t __attribute__((vector_size(16)));
 using Pixels4 = std::uint32_t __attribute__((vector_size(16)));
 using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 
@@ -144,7 +171,40 @@ Bytes16 interleavedHigh(Bytes16 a, Bytes16 b) {
                                  31);
 }
 
+Words8 interleavedLow(Words8 a, Words8 b) {
+  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+}
+
+Words8 interleavedHigh(Words8 a, Words8 b) {
+  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+}
+
+/// Each round interleaves rows that are half of the block apart; after as many rounds as halve the
+/// block to one row, rows are columns.
+template <typename Vector, std::size_t side>
+void transposeBlock(Vector (&rows)[side]) {
+  Vector mixed[side];
+  for (std::size_t rest = side; rest > 1; rest /= 2) {
+    for (std::size_t i = 0; i < side / 2; ++i) {
+      mixed[2 * i] = interleavedLow(rows[i], rows[i + side / 2]);
+      mixed[2 * i + 1] = interleavedHigh(rows[i], rows[i + side / 2]);
+    }
+    std::copy(std::begin(mixed), std::end(mixed), std::begin(rows));
+  }
+}
+
 }  // namespace
+
+void interleaveWords(const std::int16_t* upper, const std::int16_t* lower, std::int16_t* pair) {
+  for (std::size_t i = 0; i < tileNumbers; i += 8) {
+    Words8 a;
+    Words8 b;
+    std::memcpy(&a, upper + i, sizeof a);
+    std::memcpy(&b, lower + i, sizeof b);
+    const Words8 both[] = {interleavedLow(a, b), interleavedHigh(a, b)};
+    std::memcpy(pair + 2 * i, both, sizeof both);
+  }
+}
 
 std::span<const RowMixing> rowMixings() {
   static const std::vector<RowMixing> mixings = mixingsHere();
@@ -158,17 +218,17 @@ const RowMixing& rowMixing() {
 void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
                  std::size_t toStride) {
   Bytes16 rows[16];
-  Bytes16 mixed[16];
   for (std::size_t i = 0; i < 16; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
-  // Each round interleaves rows that are half of the block apart; after four, rows are columns.
-  for (int round = 0; round < 4; ++round) {
-    for (std::size_t i = 0; i < 8; ++i) {
-      mixed[2 * i] = interleavedLow(rows[i], rows[i + 8]);
-      mixed[2 * i + 1] = interleavedHigh(rows[i], rows[i + 8]);
-    }
-    std::copy(std::begin(mixed), std::end(mixed), std::begin(rows));
-  }
+  transposeBlock(rows);
   for (std::size_t i = 0; i < 16; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
+}
+
+void transposeWords8(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+                     std::size_t toStride) {
+  Words8 rows[8];
+  for (std::size_t i = 0; i < 8; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  transposeBlock(rows);
+  for (std::size_t i = 0; i < 8; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
 }
 
 void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,

@@ -1,3 +1,4 @@
+#include "device/imaging/Layout.h"
 #include "device/imaging/Resample.h"
 #include "device/imaging/RowMixing.h"
 
@@ -49,21 +50,49 @@ TEST(Resample, AFlatPictureStaysFlatAtAnyScaleAndPlace) {
 TEST(Resample, EveryProcessorMixesRowsAlike) {
   std::mt19937 random(11);
   const AxisWeights weights({0.3, 0}, {0, 12}, {0, 40});
-  std::vector<std::uint8_t> rows(40 * tileBytes);
+  std::vector<std::uint8_t> rows(40 * tileNumbers);
   for (auto& byte : rows) byte = static_cast<std::uint8_t>(random());
+  // As far beyond black and white as the samples of a hostile picture are.
+  std::vector<std::int16_t> wordRows(40 * tileNumbers);
+  for (auto& word : wordRows) word = static_cast<std::int16_t>(random());
   constexpr std::size_t pairs = 32;
-  std::vector<std::vector<std::uint8_t>> results;
+  struct Result {
+    std::vector<std::uint8_t> bytes;
+    std::vector<std::int16_t> words;
+    std::vector<std::uint8_t> bytesOfWords;
+    bool operator==(const Result&) const = default;
+  };
+  std::vector<Result> results;
   for (const RowMixing& mixing : rowMixings()) {
     alignas(64) std::array<std::int16_t, pairs * tilePairNumbers> numbers{};
     const TileRing ring{numbers.data(), pairs - 1};
     for (std::size_t y = 0; y < 40; y += 2)
-      mixing.interleave(rows.data() + y * tileBytes, rows.data() + (y + 1) * tileBytes,
+      mixing.interleave(rows.data() + y * tileNumbers, rows.data() + (y + 1) * tileNumbers,
                         ring.pair(y / 2));
-    std::vector<std::uint8_t> tiles(12 * tileBytes);
-    mixing.mix(ring, weights, 0, 12, tiles.data(), tileBytes);
-    results.push_back(std::move(tiles));
+    constexpr std::size_t size = 12 * tileNumbers;
+    Result result{std::vector<std::uint8_t>(size), std::vector<std::int16_t>(size),
+                  std::vector<std::uint8_t>(size)};
+    mixing.bytesToBytes(ring, weights, 0, 12, result.bytes.data(), tileNumbers);
+    for (std::size_t y = 0; y < 40; y += 2)
+      interleaveWords(wordRows.data() + y * tileNumbers, wordRows.data() + (y + 1) * tileNumbers,
+                      ring.pair(y / 2));
+    mixing.wordsToWords(ring, weights, 0, 12, result.words.data(), tileNumbers);
+    mixing.wordsToBytes(ring, weights, 0, 12, result.bytesOfWords.data(), tileNumbers);
+    results.push_back(std::move(result));
   }
-  for (const auto& result : results) EXPECT_EQ(result, results.back());
+  for (const auto& result : results) EXPECT_TRUE(result == results.back());
+}
+
+TEST(Resample, SamplesOfPixelsAreThoseThatShowAnyOfThem) {
+  constexpr double third = 8.0 / 3;
+  EXPECT_EQ(samplesOf({0, 100}, 8, 13), (PixelRange{0, 13}));
+  EXPECT_EQ(samplesOf({8, 16}, 8, 13), (PixelRange{1, 2}));
+  EXPECT_EQ(samplesOf({9, 16}, 8, 13), (PixelRange{1, 3}));
+  // Ends of a sample, which thirds reach only nearly.
+  for (std::size_t i = 1; i < 200; ++i)
+    EXPECT_EQ(samplesOf({8 * i, 8 * i}, third, 1200), (PixelRange{3 * i, 3 * i}));
+  EXPECT_EQ(samplesOf({7, 2}, third, 38), (PixelRange{2, 2}));
+  EXPECT_EQ(samplesOf({100, 1}, third, 38), (PixelRange{37, 1}));
 }
 
 TEST(Resample, WeightsAddUpToOneAndStayInsideOfWhatIsUsable) {

@@ -59,8 +59,10 @@ struct Factors {
   std::pair<int, int> red{1, 1};
 };
 
+enum class Scans { one, progressive, oneOfEachComponent };
+
 Data jpegOfFactors(const Bitmap& bitmap, bool gray, const Factors& factors,
-                   bool progressive = false) {
+                   Scans scans = Scans::one) {
   jpeg_compress_struct info{};
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);
@@ -78,7 +80,13 @@ Data jpegOfFactors(const Bitmap& bitmap, bool gray, const Factors& factors,
   const std::pair<int, int> all[] = {factors.brightness, factors.blue, factors.red};
   for (int i = 0; i < info.num_components; ++i)
     std::tie(info.comp_info[i].h_samp_factor, info.comp_info[i].v_samp_factor) = all[i];
-  if (progressive) jpeg_simple_progression(&info);
+  if (scans == Scans::progressive) jpeg_simple_progression(&info);
+  constexpr jpeg_scan_info each[] = {
+      {1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
+  if (scans == Scans::oneOfEachComponent) {
+    info.scan_info = each;
+    info.num_scans = info.num_components;
+  }
   jpeg_start_compress(&info, TRUE);
   while (info.next_scanline < info.image_height) {
     JSAMPROW row = const_cast<JSAMPROW>(bitmap.bytesOfRow(info.next_scanline));
@@ -161,7 +169,7 @@ TEST(Roads, PlanesGiveThePictureThatTheCanvasGives) {
 }
 
 TEST(Roads, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
-  // What comes in several scans is scaled by the library, to an eighth, too.
+  // What comes in several scans is decoded whole before its blocks are made smaller.
   constexpr Factors kinds[] = {{},
                                {{2, 1}},
                                {{2, 2}},
@@ -175,18 +183,39 @@ TEST(Roads, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
   for (const bool gray : {false, true})
     for (const Factors& factors : kinds)
       for (const auto& [width, height] : {std::pair{640u, 400u}, std::pair{333u, 251u}})
-        for (const double scale : {0.04, 0.1, 0.3}) {
+        for (const double scale : {0.04, 0.1, 0.15, 0.2, 0.3}) {
           SCOPED_TRACE("kind " + std::to_string(&factors - kinds) + (gray ? ", grey" : "") +
                        " to " + std::to_string(scale));
           const Bitmap picture = landscape(width, height);
-          const auto shrunk = [&](bool progressive) {
-            const auto image = opened(jpegOfFactors(picture, gray, factors, progressive));
+          const auto shrunk = [&](Scans scans) {
+            const auto image = opened(jpegOfFactors(picture, gray, factors, scans));
             const CGSize size{width * scale, height * scale};
             return *Images().UIImageJPEGRepresentation(
                 drawn(image, size, {0, 0, size.width, size.height}), 0.9);
           };
-          EXPECT_EQ(shrunk(false), shrunk(true));
+          const Data inOne = shrunk(Scans::one);
+          EXPECT_EQ(inOne, shrunk(Scans::progressive));
+          EXPECT_EQ(inOne, shrunk(Scans::oneOfEachComponent));
         }
+}
+
+TEST(Roads, ColoursThatNoScanHoldsAreGrey) {
+  const Data jpeg = jpegOfFactors(landscape(90, 70), false, {{2, 2}}, Scans::oneOfEachComponent);
+  Raw bytes(jpeg.bytes().begin(), jpeg.bytes().end());
+  // The end in place of the second scan.
+  constexpr std::uint8_t startOfScan[] = {0xFF, 0xDA};
+  const auto first =
+      std::search(bytes.begin(), bytes.end(), std::begin(startOfScan), std::end(startOfScan));
+  const auto second =
+      std::search(first + 2, bytes.end(), std::begin(startOfScan), std::end(startOfScan));
+  ASSERT_NE(second, bytes.end());
+  second[1] = 0xD9;
+  for (const double width : {90.0, 40.0, 20.0, 8.0, 3.0}) {
+    const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+        drawn(opened(Data(bytes)), {width, width}, {0, 0, width, width}), 0.9)));
+    const Rgba pixel = pixelAt(scaled, 0, 0);
+    EXPECT_LE(std::abs(pixel.red - pixel.green) + std::abs(pixel.blue - pixel.green), 2) << width;
+  }
 }
 
 TEST(Roads, APictureIsTheSameWhateverWayItIsStored) {
@@ -326,6 +355,52 @@ TEST(Roads, ColoursThatAreTooFineBecomeEven) {
         EXPECT_LE(left.onAverage(), 2.5) << sampling << ", " << quality << " to " << length;
       }
   }
+}
+
+TEST(Roads, BlackLinesOnWhiteStayAsDarkAsTheyAre) {
+  // Their edges throw the samples of a block beyond black and white.
+  constexpr int every = 7;
+  const Bitmap lines = bitmapOf(320, 240, [](std::size_t x, std::size_t y) {
+    const int value = (y + x / 20) % every == 0 ? 0 : 255;
+    return Rgba{value, value, value};
+  });
+  const auto image = opened(jpegWith(lines, TJSAMP_420, UIImageOrientation::left));
+  for (const double ratio : {3.3, 4.0, 5.3, 7.0, 7.9, 12.0, 20.0}) {
+    const CGSize size{std::round(240 / ratio), std::round(320 / ratio)};
+    const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+        drawn(image, size, {0, 0, size.width, size.height}), 0.95)));
+    double sum = 0;
+    for (std::size_t y = 0; y < scaled.height(); ++y)
+      for (std::size_t x = 0; x < scaled.width(); ++x) sum += pixelAt(scaled, x, y).green;
+    EXPECT_NEAR(sum / static_cast<double>(scaled.width() * scaled.height()),
+                255.0 * (every - 1) / every, 1.5)
+        << ratio;
+  }
+}
+
+TEST(Roads, WhatWasCutInsideOfABlockIsFaintInTheFirstPixelOnly) {
+  for (const double ratio : {2.0, 4.0, 5.0, 7.0, 12.0, 20.0})
+    for (const std::size_t edge : {129u, 130u, 131u, 133u, 135u}) {
+      SCOPED_TRACE(std::to_string(ratio) + ", " + std::to_string(edge));
+      const Bitmap halves = bitmapOf(512, 64, [&](std::size_t x, std::size_t) {
+        const int value = x < edge ? 255 : 0;
+        return Rgba{value, value, value};
+      });
+      const auto image = opened(jpegWith(halves, TJSAMP_444, UIImageOrientation::up));
+      const CGSize size{std::round(320 / ratio), std::round(64 / ratio)};
+      Graphics graphics;
+      const Bitmap cut = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+          imageByScalingNotCroppingForSize(
+              graphics, croppedUpright(image, {static_cast<double>(edge), 0, 320, 64}), size),
+          1.0)));
+      EXPECT_LE(pixelAt(cut, 0, 0).green, 22);
+      for (std::size_t x = 1; x < cut.width(); ++x) EXPECT_LE(pixelAt(cut, x, 0).green, 3);
+    }
+}
+
+TEST(Roads, APictureCanBeSqueezedIntoALine) {
+  const auto image = opened(jpegWith(landscape(97, 150), TJSAMP_420, UIImageOrientation::up));
+  expectSamePicture(drawn(image, {97, 1}, {0, 0, 97, 1}), 1.0, 8, 1.5);
 }
 
 TEST(Roads, TurningBlocksTurnsThePictureAndNothingElse) {
