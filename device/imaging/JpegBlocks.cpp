@@ -9,15 +9,15 @@
 #endif
 
 #include "device/imaging/RowMixing.h"
+#include "device/imaging/Vectors.h"
 
 namespace vecamera::device {
 namespace {
 
 /// One number of each of eight blocks. They are signed; as unsigned ones, what no encoder makes may
 /// wrap around.
-using Words = std::uint16_t __attribute__((vector_size(16)));
-using SignedWords = std::int16_t __attribute__((vector_size(16)));
-constexpr std::size_t together = 8;
+using Words = UnsignedWords8;
+constexpr std::size_t together = lanes<Words>;
 
 // The compiler keeps rows in registers, but not between functions.
 #define VECAMERA_INLINE [[gnu::always_inline]] inline
@@ -87,12 +87,6 @@ VECAMERA_INLINE Row<6> transformed(const Row<6>& c) {
           even[2] - inner, even[1] - middle, even[0] - outer};
 }
 
-Words low16(Words a, Words b) {
-  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-}
-Words high16(Words a, Words b) {
-  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-}
 Words low32(Words a, Words b) {
   return __builtin_shufflevector(a, b, 0, 1, 8, 9, 2, 3, 10, 11);
 }
@@ -120,10 +114,10 @@ Words startsOf(const JCOEF* first, const JCOEF* second) {
 VECAMERA_INLINE Row<4> coefficients(const JBLOCK* blocks, std::size_t first) {
   const auto starts =
       forEach<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
-  const Words a = low16(starts[0], starts[1]);
-  const Words b = low16(starts[2], starts[3]);
-  const Words c = high16(starts[0], starts[1]);
-  const Words d = high16(starts[2], starts[3]);
+  const Words a = interleavedLow(starts[0], starts[1]);
+  const Words b = interleavedLow(starts[2], starts[3]);
+  const Words c = interleavedHigh(starts[0], starts[1]);
+  const Words d = interleavedHigh(starts[2], starts[3]);
   const Words firstLow = low32(a, b);
   const Words firstHigh = low32(c, d);
   const Words lastLow = high32(a, b);
@@ -133,20 +127,20 @@ VECAMERA_INLINE Row<4> coefficients(const JBLOCK* blocks, std::size_t first) {
 }
 
 Words wordsOf(Words sums) {
-  return reinterpret_cast<Words>(reinterpret_cast<SignedWords>(sums) >> fractionBits);
+  return reinterpret_cast<Words>(reinterpret_cast<Words8>(sums) >> fractionBits);
 }
 
 /// Four words of each block, two blocks in each row.
 VECAMERA_INLINE Row<4> fours(Words a, Words b, Words c, Words d) {
-  const Words first = low16(a, b);
-  const Words second = low16(c, d);
-  const Words third = high16(a, b);
-  const Words fourth = high16(c, d);
+  const Words first = interleavedLow(a, b);
+  const Words second = interleavedLow(c, d);
+  const Words third = interleavedHigh(a, b);
+  const Words fourth = interleavedHigh(c, d);
   return {low32(first, second), high32(first, second), low32(third, fourth), high32(third, fourth)};
 }
 
 VECAMERA_INLINE void store(const Row<2>& words, std::uint8_t* to) {
-  const Row<2> row{low16(words[0], words[1]), high16(words[0], words[1])};
+  const Row<2> row{interleavedLow(words[0], words[1]), interleavedHigh(words[0], words[1])};
   std::memcpy(to, row.data(), sizeof row);
 }
 
@@ -165,7 +159,7 @@ VECAMERA_INLINE void store(const Row<4>& words, std::uint8_t* to) {
 
 VECAMERA_INLINE void store(const Row<6>& words, std::uint8_t* to) {
   const Row<4> fourths = fours(words[0], words[1], words[2], words[3]);
-  const Row<2> pairs{low16(words[4], words[5]), high16(words[4], words[5])};
+  const Row<2> pairs{interleavedLow(words[4], words[5]), interleavedHigh(words[4], words[5])};
   std::uint64_t first[together];
   std::uint32_t last[together];
   std::memcpy(first, fourths.data(), sizeof first);

@@ -8,20 +8,13 @@
 #include "device/imaging/JpegCodec.h"
 #include "device/imaging/JpegStreams.h"
 #include "device/imaging/Scratch.h"
+#include "device/imaging/Vectors.h"
 
 namespace vecamera::device {
 namespace {
 
-using Row = std::int16_t __attribute__((vector_size(16)));
+using Row = Words8;
 static_assert(sizeof(Row) == DCTSIZE * sizeof(JCOEF));
-
-Row interleavedLow(Row a, Row b) {
-  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-}
-
-Row interleavedHigh(Row a, Row b) {
-  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-}
 
 constexpr std::size_t mostComponents = 3;
 
@@ -30,16 +23,7 @@ constexpr std::size_t mostComponents = 3;
 bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
   Row rows[DCTSIZE];
   std::memcpy(rows, from, sizeof rows);
-  if (turn.swapsAxes) {
-    for (int round = 0; round < 3; ++round) {
-      Row mixed[DCTSIZE];
-      for (int i = 0; i < DCTSIZE / 2; ++i) {
-        mixed[2 * i] = interleavedLow(rows[i], rows[i + DCTSIZE / 2]);
-        mixed[2 * i + 1] = interleavedHigh(rows[i], rows[i + DCTSIZE / 2]);
-      }
-      std::copy(std::begin(mixed), std::end(mixed), std::begin(rows));
-    }
-  }
+  if (turn.swapsAxes) transposeBlock(rows);
   if (turn.mirrorsX) {
     const Row oddColumns{1, -1, 1, -1, 1, -1, 1, -1};
     for (Row& row : rows) row *= oddColumns;

@@ -10,6 +10,8 @@
 #include <immintrin.h>
 #endif
 
+#include "device/imaging/Vectors.h"
+
 namespace vecamera::device {
 namespace {
 
@@ -158,39 +160,16 @@ std::vector<RowMixing> mixingsHere() {
   return mixings;
 }
 
-using Words8 = std::int16_t __attribute__((vector_size(16)));
 using Pixels4 = std::uint32_t __attribute__((vector_size(16)));
-using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 
-Bytes16 interleavedLow(Bytes16 a, Bytes16 b) {
-  return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
-}
-
-Bytes16 interleavedHigh(Bytes16 a, Bytes16 b) {
-  return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15,
-                                 31);
-}
-
-Words8 interleavedLow(Words8 a, Words8 b) {
-  return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
-}
-
-Words8 interleavedHigh(Words8 a, Words8 b) {
-  return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
-}
-
-/// Each round interleaves rows that are half of the block apart; after as many rounds as halve the
-/// block to one row, rows are columns.
-template <typename Vector, std::size_t side>
-void transposeBlock(Vector (&rows)[side]) {
-  Vector mixed[side];
-  for (std::size_t rest = side; rest > 1; rest /= 2) {
-    for (std::size_t i = 0; i < side / 2; ++i) {
-      mixed[2 * i] = interleavedLow(rows[i], rows[i + side / 2]);
-      mixed[2 * i + 1] = interleavedHigh(rows[i], rows[i + side / 2]);
-    }
-    std::copy(std::begin(mixed), std::end(mixed), std::begin(rows));
-  }
+/// Rows of sixteen bytes.
+template <typename Vector>
+void transpose(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+               std::size_t toStride) {
+  Vector rows[lanes<Vector>];
+  for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  transposeBlock(rows);
+  for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
 }
 
 }  // namespace
@@ -217,18 +196,12 @@ const RowMixing& rowMixing() {
 
 void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
                  std::size_t toStride) {
-  Bytes16 rows[16];
-  for (std::size_t i = 0; i < 16; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
-  transposeBlock(rows);
-  for (std::size_t i = 0; i < 16; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
+  transpose<Bytes16>(from, fromStride, to, toStride);
 }
 
 void transposeWords8(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
                      std::size_t toStride) {
-  Words8 rows[8];
-  for (std::size_t i = 0; i < 8; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
-  transposeBlock(rows);
-  for (std::size_t i = 0; i < 8; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
+  transpose<Words8>(from, fromStride, to, toStride);
 }
 
 void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
