@@ -36,8 +36,8 @@ auto forEach(Action action) {
 }
 
 /// A sample is an eighth of what the transforms make of the coefficients, and so is one in a word;
-/// these bits are computed with beside. Sums wrap where a sample is beyond 1023, which is twice as
-/// much as coarse quantization has been seen to make of black and white.
+/// these bits are computed with beside. Sums wrap where a sample is beyond 1023, well over the 600
+/// that coarse quantization has been seen to make of black and white.
 constexpr int fractionBits = 2;
 static_assert(wordFractionBits == 3);
 

@@ -15,8 +15,7 @@
 namespace vecamera::device {
 namespace {
 
-/// Mixed numbers are stored as bytes or, some of them being less than black or more than white, as
-/// words. `bits` of them are a fraction.
+/// The low `bits` of a sum are rounded away.
 template <int bits>
 constexpr int half = 1 << (bits - 1);
 

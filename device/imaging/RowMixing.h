@@ -41,7 +41,7 @@ struct RowMixing {
 /// Puts 64 words of two rows into one pair.
 void interleaveWords(const std::int16_t* upper, const std::int16_t* lower, std::int16_t* pair);
 
-/// The fastest that this processor can run, and every one that it can. All give the same bytes.
+/// The fastest that this processor can run, and every one that it can. All give the same numbers.
 const RowMixing& rowMixing();
 std::span<const RowMixing> rowMixings();
 

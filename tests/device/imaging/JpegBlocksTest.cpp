@@ -96,6 +96,22 @@ TEST(JpegBlocks, SamplesAreThoseOfTheLowestCoefficients) {
       }
 }
 
+TEST(JpegBlocks, CoarseStepsMayGoFarBeyondWhite) {
+  Component component;
+  component.steps.fill(255);
+  auto& block = component.blocks.emplace_back();
+  for (const std::size_t at : {0, 1, 8, 9}) block[at] = 4;
+  for (const unsigned length : {2u, 3u, 4u, 6u}) {
+    std::vector<std::int16_t> words(9 * DCTSIZE);
+    std::vector<std::int16_t> others(9 * DCTSIZE);
+    std::vector<std::uint8_t*> rows(length, reinterpret_cast<std::uint8_t*>(others.data()));
+    rows[0] = reinterpret_cast<std::uint8_t*>(words.data());
+    JpegBlockScaler(length, component.steps.data()).scale(component.data(), 1, false, rows.data());
+    EXPECT_GT(words[0], 8 * 600);
+    EXPECT_NEAR(words[0] / 8.0, exactSample(component, 0, 0, 0, length), 0.5);
+  }
+}
+
 TEST(JpegBlocks, WhatWasReadIsCleared) {
   std::mt19937 random(4);
   for (const unsigned length : {2u, 3u, 4u, 6u}) {

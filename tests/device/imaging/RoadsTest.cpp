@@ -379,23 +379,34 @@ TEST(Roads, BlackLinesOnWhiteStayAsDarkAsTheyAre) {
 }
 
 TEST(Roads, WhatWasCutInsideOfABlockIsFaintInTheFirstPixelOnly) {
-  for (const double ratio : {2.0, 4.0, 5.0, 7.0, 12.0, 20.0})
-    for (const std::size_t edge : {129u, 130u, 131u, 133u, 135u}) {
-      SCOPED_TRACE(std::to_string(ratio) + ", " + std::to_string(edge));
-      const Bitmap halves = bitmapOf(512, 64, [&](std::size_t x, std::size_t) {
-        const int value = x < edge ? 255 : 0;
-        return Rgba{value, value, value};
-      });
-      const auto image = opened(jpegWith(halves, TJSAMP_444, UIImageOrientation::up));
-      const CGSize size{std::round(320 / ratio), std::round(64 / ratio)};
-      Graphics graphics;
-      const Bitmap cut = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
-          imageByScalingNotCroppingForSize(
-              graphics, croppedUpright(image, {static_cast<double>(edge), 0, 320, 64}), size),
-          1.0)));
-      EXPECT_LE(pixelAt(cut, 0, 0).green, 22);
-      for (std::size_t x = 1; x < cut.width(); ++x) EXPECT_LE(pixelAt(cut, x, 0).green, 3);
-    }
+  // White is cut off, on the left or at the top.
+  for (const bool left : {true, false})
+    for (const double ratio : {2.0, 4.0, 5.0, 7.0, 12.0, 20.0})
+      for (const std::size_t edge : {129u, 130u, 131u, 133u, 135u}) {
+        SCOPED_TRACE(std::to_string(left) + ", " + std::to_string(ratio) + ", " +
+                     std::to_string(edge));
+        const Bitmap halves =
+            bitmapOf(left ? 512 : 64, left ? 64 : 512, [&](std::size_t x, std::size_t y) {
+              const int value = (left ? x : y) < edge ? 255 : 0;
+              return Rgba{value, value, value};
+            });
+        const auto cut = [&](double along, double across) {
+          return left ? CGSize{along, across} : CGSize{across, along};
+        };
+        const auto image = opened(jpegWith(halves, TJSAMP_444, UIImageOrientation::up));
+        const auto at = static_cast<double>(edge);
+        const CGSize kept = cut(320, 64);
+        Graphics graphics;
+        const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+            imageByScalingNotCroppingForSize(
+                graphics,
+                croppedUpright(image, {left ? at : 0, left ? 0 : at, kept.width, kept.height}),
+                cut(std::round(320 / ratio), std::round(64 / ratio))),
+            1.0)));
+        EXPECT_LE(pixelAt(scaled, 0, 0).green, 22);
+        for (std::size_t i = 1; i < std::max(scaled.width(), scaled.height()); ++i)
+          EXPECT_LE(pixelAt(scaled, left ? i : 0, left ? 0 : i).green, 3);
+      }
 }
 
 TEST(Roads, APictureCanBeSqueezedIntoALine) {
