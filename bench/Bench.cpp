@@ -216,7 +216,7 @@ json dataUrl(const Options& options) {
   for (std::size_t i = 0; i < bytes.size(); ++i)
     bytes[i] = static_cast<std::uint8_t>(i * 2654435761u >> 13);
   const Data data(bytes);
-  const vecamera::device::Base64 base64;
+  const vecamera::device::foundation::Base64 base64;
   // Both find their memory mapped: what is compared is the copying, not the mapping.
   mallopt(M_MMAP_THRESHOLD, 64 << 20);
   mallopt(M_TRIM_THRESHOLD, 256 << 20);
@@ -233,7 +233,7 @@ json dataUrl(const Options& options) {
   }
   const double ratio = medianRatio(times, "data URL", "copy");
   printf("\nW7  the data URL of 12 MB (%s)\n",
-         std::string(vecamera::device::base64Encoders().front().name).c_str());
+         std::string(vecamera::device::foundation::base64Encoders().front().name).c_str());
   printf("    copy %.2f ms, data URL %.2f ms\n", median(times["copy"]), median(times["data URL"]));
   tell(ratio, mostCopies, "to a copy");
   return {{"name", "W7"},
@@ -247,7 +247,7 @@ json dataUrl(const Options& options) {
 json streams() {
   const std::string path = picture("small.jpg", [] { return photograph(2016, 1512); });
   ThreadPoolExecutor helper(1);
-  const auto hundred = [&](const vecamera::device::PictureThreads& threads) {
+  const auto hundred = [&](const vecamera::device::imaging::ThreadBudget& threads) {
     const auto stream = [&] {
       const auto worker = deviceOn(threads, "a stream");
       for (int i = 0; i < 25; ++i) {

@@ -8,7 +8,7 @@
 
 #include <cstdlib>
 
-#include "device/imaging/ExifBlock.h"
+#include "device/imaging/metadata/ExifBlock.h"
 
 namespace vecamera::bench {
 
@@ -61,7 +61,7 @@ std::vector<std::uint8_t> bareEncode(const Raster& raster, int quality, int orie
   jpeg_start_compress(&info, TRUE);
   if (orientation != 1) {
     std::vector<std::uint8_t> block{'E', 'x', 'i', 'f', 0, 0};
-    const auto exif = device::exifWithOrientation(orientation);
+    const auto exif = device::imaging::exifWithOrientation(orientation);
     block.insert(block.end(), exif.begin(), exif.end());
     jpeg_write_marker(&info, JPEG_APP0 + 1, block.data(), static_cast<unsigned>(block.size()));
   }

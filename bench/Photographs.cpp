@@ -8,8 +8,8 @@
 
 #include "bench/Floor.h"
 #include "device/camera/TestScene.h"
-#include "device/imaging/PngCodec.h"
-#include "device/imaging/PngWriter.h"
+#include "device/imaging/png/PngCodec.h"
+#include "device/imaging/png/PngWriter.h"
 
 namespace vecamera::bench {
 namespace {
@@ -36,7 +36,7 @@ class Noise {
 
 Raster noisyScene(unsigned width, unsigned height) {
   const Data scene =
-      device::generateTestScene(width, height, UIImageOrientation::right, 0, Dictionary());
+      device::camera::generateTestScene(width, height, UIImageOrientation::right, 0, Dictionary());
   Raster raster = bareDecode(scene, 1);
   Noise noise;
   for (std::size_t i = 0; i < raster.bytes.size(); i += 3) {
@@ -113,16 +113,16 @@ Data filteredPng(unsigned width, unsigned height) {
   const auto byte = [](unsigned number, int shift) {
     return static_cast<std::uint8_t>(number >> shift);
   };
-  device::appendPngChunk(
+  device::imaging::appendPngChunk(
       png, "IHDR",
       Row{byte(width, 24), byte(width, 16), byte(width, 8), byte(width, 0), byte(height, 24),
           byte(height, 16), byte(height, 8), byte(height, 0), 8, 2, 0, 0, 0});
   // Encoders that stream write the pixels in many chunks.
   constexpr std::size_t chunkBytes = 8192;
   for (std::size_t at = 0; at < packed.size(); at += chunkBytes)
-    device::appendPngChunk(png, "IDAT",
-                           std::span(packed).subspan(at, std::min(chunkBytes, packed.size() - at)));
-  device::appendPngChunk(png, "IEND", {});
+    device::imaging::appendPngChunk(
+        png, "IDAT", std::span(packed).subspan(at, std::min(chunkBytes, packed.size() - at)));
+  device::imaging::appendPngChunk(png, "IEND", {});
   return Data(std::move(png));
 }
 

@@ -5,7 +5,7 @@
 #include <numbers>
 
 #include "bench/Floor.h"
-#include "device/imaging/Codecs.h"
+#include "device/imaging/codecs/Codecs.h"
 
 namespace vecamera::bench {
 namespace {
@@ -69,7 +69,7 @@ Colors shrunkAndTurned(const Colors& from, std::size_t height) {
 }  // namespace
 
 Colors carefulReference(const Data& jpeg, unsigned side) {
-  const auto header = vecamera::device::readHeader(jpeg.bytes());
+  const auto header = vecamera::device::imaging::readHeader(jpeg.bytes());
   Colors colors = decoded(jpeg);
   if (header && header->orientation == UIImageOrientation::right) colors = upright(colors);
   const double factor =

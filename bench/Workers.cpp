@@ -5,16 +5,16 @@
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "bench/Works.h"
-#include "device/imaging/Canvas.h"
-#include "device/imaging/Images.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Images.h"
 
 namespace vecamera::bench {
 namespace {
 
-LocalWorker::Function travelOn(const vecamera::device::PictureThreads& threads) {
+LocalWorker::Function travelOn(const vecamera::device::imaging::ThreadBudget& threads) {
   return [threads](const Work& work, const Data& source) {
-    vecamera::device::Images images({}, threads);
-    vecamera::device::Graphics graphics;
+    vecamera::device::imaging::Images images({}, threads);
+    vecamera::device::imaging::Graphics graphics;
     auto image = images.imageWithData(source);
     // The album keeps what the camera stored.
     if (work.quality > 0)
@@ -63,7 +63,7 @@ Bytes LocalWorker::result(const Work& work, const std::string& path) {
   return function_(work, load(path));
 }
 
-std::unique_ptr<Worker> deviceOn(const vecamera::device::PictureThreads& threads,
+std::unique_ptr<Worker> deviceOn(const vecamera::device::imaging::ThreadBudget& threads,
                                  std::string name) {
   return std::make_unique<LocalWorker>(std::move(name), "", travelOn(threads));
 }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "VECamera/platform/Value.h"
-#include "device/imaging/Helpers.h"
+#include "device/imaging/base/ThreadBudget.h"
 
 namespace vecamera::bench {
 
@@ -72,7 +72,8 @@ class LocalWorker : public Worker {
 /// With helpers of its own, so that there are `threads` threads.
 std::unique_ptr<Worker> device(unsigned threads);
 /// One of several workers that share the threads of a device.
-std::unique_ptr<Worker> deviceOn(const vecamera::device::PictureThreads& threads, std::string name);
+std::unique_ptr<Worker> deviceOn(const vecamera::device::imaging::ThreadBudget& threads,
+                                 std::string name);
 /// Null where they were not installed when the benchmark was built, or are not now.
 std::unique_ptr<Worker> openCv();
 std::unique_ptr<Worker> vips();

@@ -3,8 +3,8 @@
 #include "apps/vecamera/Files.h"
 #include "device/foundation/Urls.h"
 #include "device/photos/LibraryStore.h"
-#include "device/script/JsonValue.h"
-#include "device/script/LibraryParts.h"
+#include "device/script/assembly/LibraryParts.h"
+#include "device/script/json/JsonValue.h"
 
 namespace vecamera::app {
 namespace {
@@ -21,8 +21,8 @@ std::string unescaped(const std::string& address) {
 }
 
 std::optional<Data> bytesOfAsset(const std::string& address, const std::filesystem::path& home) {
-  const auto library =
-      device::LibraryStore::open(device::libraryFolder(home), device::libraryParts());
+  const auto library = device::photos::LibraryStore::open(device::script::libraryFolder(home),
+                                                          device::script::libraryParts());
   if (!library) return std::nullopt;
   const auto asset = (*library)->fetchByAddress(unescaped(address));
   if (!asset) return std::nullopt;
@@ -34,10 +34,10 @@ std::optional<Data> bytesOfAddress(const std::string& address, const std::filesy
   if (address.starts_with("data:")) {
     const auto comma = address.find(',');
     if (comma == std::string::npos) return std::nullopt;
-    return device::decodeBase64(std::string_view(address).substr(comma + 1));
+    return device::script::decodeBase64(std::string_view(address).substr(comma + 1));
   }
   if (address.starts_with("assets-library:")) return bytesOfAsset(address, home);
-  const auto path = device::filePathOf(URL(address));
+  const auto path = device::foundation::filePathOf(URL(address));
   return path ? readFile(*path) : std::nullopt;
 }
 
@@ -48,7 +48,8 @@ std::optional<Data> bytesOfResult(const Value& callbackUri, const std::filesyste
   if (const auto* url = callbackUri.url()) return bytesOfAddress(url->absoluteString(), home);
   if (const auto* data = callbackUri.data()) {
     const auto bytes = data->bytes();
-    return device::decodeBase64({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    return device::script::decodeBase64(
+        {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   }
   return std::nullopt;
 }

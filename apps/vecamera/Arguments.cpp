@@ -42,10 +42,10 @@ std::optional<CGRect> parseCrop(std::string_view text) {
   return CGRect{(*numbers)[0], (*numbers)[1], (*numbers)[2], (*numbers)[3]};
 }
 
-std::optional<device::Fix> parseFix(std::string_view text) {
+std::optional<device::script::Fix> parseFix(std::string_view text) {
   const auto numbers = parseNumbers(text);
   if (!numbers || numbers->size() < 2 || numbers->size() > 3) return std::nullopt;
-  device::Fix fix;
+  device::script::Fix fix;
   fix.latitude = (*numbers)[0];
   fix.longitude = (*numbers)[1];
   if (std::abs(fix.latitude) > 90 || std::abs(fix.longitude) > 180) return std::nullopt;

@@ -9,10 +9,10 @@
 #include "apps/vecamera/Answer.h"
 #include "apps/vecamera/Files.h"
 #include "apps/vecamera/SceneCommand.h"
-#include "device/script/JsonValue.h"
-#include "device/script/Player.h"
-#include "device/script/Samples.h"
-#include "device/script/ScriptReader.h"
+#include "device/script/assembly/Samples.h"
+#include "device/script/json/JsonValue.h"
+#include "device/script/play/Player.h"
+#include "device/script/script/ScriptReader.h"
 
 namespace vecamera::app {
 namespace {
@@ -51,18 +51,21 @@ std::string explain(const nlohmann::json& event) {
 /// The path of the file that the answer names, or nothing.
 std::optional<Data> photoOf(const nlohmann::json& event) {
   if (event.value("event", "") != "answer" || !event.contains("data")) return std::nullopt;
-  const auto data = device::toValue(event["data"]);
+  const auto data = device::script::toValue(event["data"]);
   const auto* dictionary = data ? data->dictionary() : nullptr;
   const auto* result = dictionary ? find(*dictionary, "callbackURI") : nullptr;
   return result ? bytesOfResult(*result, {}) : std::nullopt;
 }
 
 /// The sample script with the generated photograph in front of its camera.
-std::variant<device::Script, device::ScriptError> readSample(const fs::path& photo) {
-  auto read = device::readScript(fs::path(device::samplesFolder()) / "first-photo.json");
-  if (auto* script = std::get_if<device::Script>(&read))
+std::variant<device::script::Script, device::script::ScriptError> readSample(
+    const fs::path& photo) {
+  auto read =
+      device::script::readScript(fs::path(device::script::samplesFolder()) / "first-photo.json");
+  if (auto* script = std::get_if<device::script::Script>(&read))
     for (auto& step : script->steps)
-      if (auto* capture = std::get_if<device::CaptureStep>(&step.step)) capture->file = photo;
+      if (auto* capture = std::get_if<device::script::CaptureStep>(&step.step))
+        capture->file = photo;
   return read;
 }
 
@@ -82,13 +85,14 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
   scene.size = {1200, 1600};
   if (const auto status = writeScene(scene); status != ExitStatus::success) return status;
   const auto script = readSample(before);
-  if (const auto* error = std::get_if<device::ScriptError>(&script)) return fail(error->message);
+  if (const auto* error = std::get_if<device::script::ScriptError>(&script))
+    return fail(error->message);
 
   say("A page asks for a photo as a JPEG file, upright, fitted into 640 by 480.\n"
       "Lines in braces are the events that `vecamera run` prints for programs.");
   std::optional<Data> photo;
-  const auto outcome = device::playScript(
-      std::get<device::Script>(script), {},
+  const auto outcome = device::script::playScript(
+      std::get<device::script::Script>(script), {},
       [&photo](const std::string& line) {
         const auto event = nlohmann::json::parse(line, nullptr, false);
         if (!event.is_object()) return;
@@ -98,7 +102,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
         if (auto bytes = photoOf(event)) photo = std::move(bytes);
       },
       std::cerr);
-  if (outcome != device::PlayOutcome::finished || !photo)
+  if (outcome != device::script::PlayOutcome::finished || !photo)
     return fail("the demo did not come off; the lines above say why");
   if (!writeFile(after, *photo)) return fail(after.string() + ": it cannot be written");
 
@@ -106,7 +110,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
       after.string() + "   what the page got: upright pixels, smaller\n\nNext: vecamera take " +
       before.string() +
       " --encoding png --destination file-uri --output small.png\n      vecamera run " +
-      device::samplesFolder() + "/scripts/camera-denied.json");
+      device::script::samplesFolder() + "/scripts/camera-denied.json");
   return ExitStatus::success;
 }
 

@@ -13,19 +13,20 @@
 #include "device/foundation/ApplicationHome.h"
 #include "device/foundation/Clocks.h"
 #include "device/foundation/Dates.h"
-#include "device/script/JsonValue.h"
-#include "device/script/LibraryParts.h"
+#include "device/script/assembly/LibraryParts.h"
+#include "device/script/json/JsonValue.h"
 
 namespace vecamera::app {
 namespace {
 
 namespace fs = std::filesystem;
-using device::AssetRecord;
-using device::LibraryStore;
+using device::photos::AssetRecord;
+using device::photos::LibraryStore;
 
 /// The library of the home, or null after saying why there is none.
 std::unique_ptr<LibraryStore> openLibrary(const fs::path& home) {
-  auto library = LibraryStore::open(device::libraryFolder(home), device::libraryParts());
+  auto library =
+      LibraryStore::open(device::script::libraryFolder(home), device::script::libraryParts());
   if (library) return std::move(*library);
   complain(home.string() + ": its photo library cannot be opened: " + library.error().text);
   return nullptr;
@@ -35,7 +36,7 @@ std::unique_ptr<LibraryStore> openLibrary(const fs::path& home) {
 /// none.
 bool hasLibrary(const fs::path& home) {
   std::error_code ignored;
-  if (fs::is_directory(device::libraryFolder(home), ignored)) return true;
+  if (fs::is_directory(device::script::libraryFolder(home), ignored)) return true;
   complain(home.string() +
            ": there is no photo library; make one with `vecamera library add FILE --home " +
            home.string() + "`");
@@ -59,19 +60,20 @@ void printTable(const std::vector<AssetRecord>& assets) {
   for (const auto& asset : assets)
     row(asset.identifier, typeName(asset), formatName(asset),
         std::to_string(asset.width) + "x" + std::to_string(asset.height), asset.byteCount,
-        device::formatISO8601(asset.created));
+        device::foundation::formatISO8601(asset.created));
   std::cout.flush();
 }
 
 void printLine(const AssetRecord& asset) {
-  const nlohmann::ordered_json line = {{"id", asset.identifier},
-                                       {"type", typeName(asset)},
-                                       {"bytes", asset.byteCount},
-                                       {"width", asset.width},
-                                       {"height", asset.height},
-                                       {"format", formatName(asset)},
-                                       {"created", device::formatISO8601(asset.created)}};
-  std::cout << device::toLine(line) << std::endl;
+  const nlohmann::ordered_json line = {
+      {"id", asset.identifier},
+      {"type", typeName(asset)},
+      {"bytes", asset.byteCount},
+      {"width", asset.width},
+      {"height", asset.height},
+      {"format", formatName(asset)},
+      {"created", device::foundation::formatISO8601(asset.created)}};
+  std::cout << device::script::toLine(line) << std::endl;
 }
 
 void showImported(std::size_t done, std::size_t total) {
@@ -145,16 +147,17 @@ bool isConfirmed(const fs::path& home, std::size_t count) {
 }  // namespace
 
 ExitStatus addToLibrary(const fs::path& home, const std::vector<fs::path>& files) {
-  std::vector<device::FileToImport> imports;
+  std::vector<device::photos::FileToImport> imports;
   for (const auto& file : files) {
     if (const auto problem = problemWithFile(file)) return refuse(*problem);
     imports.push_back({file, std::nullopt});
   }
-  if (!device::ApplicationHome::open(home.string()))
+  if (!device::foundation::ApplicationHome::open(home.string()))
     return refuse(home.string() + ": it cannot be used as a home; name a folder of your own");
   const auto library = openLibrary(home);
   if (!library) return ExitStatus::failure;
-  const auto report = library->importFiles(imports, device::SystemClock().now(), showImported);
+  const auto report =
+      library->importFiles(imports, device::foundation::SystemClock().now(), showImported);
   for (const auto& asset : report.imported) std::cout << asset.identifier << std::endl;
   for (const auto& error : report.refused) complain(error.text);
   return report.refused.empty() ? ExitStatus::success : ExitStatus::failure;

@@ -8,7 +8,7 @@
 
 #include "apps/vecamera/Files.h"
 #include "device/camera/TestScene.h"
-#include "device/imaging/Turn.h"
+#include "device/imaging/base/Orientation.h"
 #include "device/media/SceneMovie.h"
 
 namespace vecamera::app {
@@ -17,7 +17,7 @@ namespace {
 
 ExitStatus writeMovie(const SceneOptions& options) {
   const int rotations[] = {0, 0, 180, 0, 0, 90, 0, 270};
-  device::SceneMovie scene;
+  device::media::SceneMovie scene;
   scene.seconds = *options.seconds;
   scene.rotationDegrees = rotations[options.orientation - 1];
   if (scene.rotationDegrees == 0 && options.orientation != 1)
@@ -30,7 +30,7 @@ ExitStatus writeMovie(const SceneOptions& options) {
       std::max(scene.width, scene.height) > 4096)
     return refuse("--size: the sides of a movie are even numbers from 16 to 4096");
   if (std::filesystem::is_regular_file(options.file)) std::filesystem::remove(options.file);
-  if (const auto error = device::generateSceneMovie(options.file, scene))
+  if (const auto error = device::media::generateSceneMovie(options.file, scene))
     return fail(options.file.string() + ": " + error->localizedDescription());
   return ExitStatus::success;
 }
@@ -47,9 +47,9 @@ ExitStatus writeScene(const SceneOptions& options) {
   // Orientations past 4 are stored on their side.
   if (options.orientation > 4) std::swap(width, height);
   constexpr std::uint32_t seed = 1;
-  const auto scene =
-      device::generateTestScene(static_cast<std::size_t>(width), static_cast<std::size_t>(height),
-                                device::orientationOfExif(options.orientation), seed, {});
+  const auto scene = device::camera::generateTestScene(
+      static_cast<std::size_t>(width), static_cast<std::size_t>(height),
+      device::imaging::orientationOfExif(options.orientation), seed, {});
   if (scene.empty()) return fail("so large a picture cannot be made; ask for a smaller --size");
   if (!writeFile(options.file, scene))
     return fail(options.file.string() +

@@ -25,7 +25,7 @@ std::optional<std::string> problemWith(const ServeOptions& options) {
   std::error_code ignored;
   if (options.app && !fs::is_directory(*options.app, ignored))
     return options.app->string() + ": it is no folder; --app names the one with your index.html";
-  if (options.home && !device::ApplicationHome::open(options.home->string()))
+  if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
     return options.home->string() + ": it cannot be a device's home; name a folder of its own";
   if (options.record) {
     if (fs::is_directory(*options.record, ignored))
@@ -46,7 +46,7 @@ std::optional<std::string> writeDoor(const std::string& folder, const std::strin
       "<!doctype html><title>vecamera</title><meta http-equiv=\"refresh\" content=\"0; "
       "url=" +
       address + "\">\n";
-  if (!device::writeFile0600(file, Data::copyOf(page))) return std::nullopt;
+  if (!device::foundation::writeFile0600(file, Data::copyOf(page))) return std::nullopt;
   return file;
 }
 
@@ -116,7 +116,8 @@ ExitStatus serve(const ServeOptions& options) {
   std::cout << server->address() << std::endl;
   if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
   std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
-  const auto hall = options.opensBrowser ? device::ApplicationHome::makePrivate() : nullptr;
+  const auto hall =
+      options.opensBrowser ? device::foundation::ApplicationHome::makePrivate() : nullptr;
   const auto door = hall ? writeDoor(hall->path(), server->address()) : std::nullopt;
   if (options.opensBrowser && !(door && openBrowser(*door)))
     complain("no browser can be opened: xdg-open is missing; open the address yourself");

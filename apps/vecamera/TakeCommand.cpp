@@ -13,18 +13,18 @@
 #include "apps/vecamera/Files.h"
 #include "apps/vecamera/Signals.h"
 #include "device/foundation/ApplicationHome.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/platform/Pictures.h"
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
-#include "device/script/JsonValue.h"
-#include "device/script/Player.h"
+#include "device/script/json/JsonValue.h"
+#include "device/script/play/Player.h"
 
 namespace vecamera::app {
 namespace {
 
 namespace fs = std::filesystem;
 using Source = UIImagePickerControllerSourceType;
-using Media = device::CaptureStep::Media;
+using Media = device::script::CaptureStep::Media;
 
 // Raw values of the page's arguments that decide something here.
 constexpr std::int64_t kDataUrl = 0;
@@ -59,7 +59,7 @@ Array argumentsFor(const TakeOptions& options) {
 
 bool isPicture(const fs::path& file) {
   const auto bytes = readFile(file);
-  return bytes && device::probe(*bytes);
+  return bytes && device::imaging::probe(*bytes);
 }
 
 Media mediaOf(const TakeOptions& options) {
@@ -77,9 +77,9 @@ bool opensCamera(const TakeOptions& options) {
 /// Why the request cannot be played, or nothing.
 std::optional<std::string> problemWith(const TakeOptions& options) {
   if (auto problem = problemWithFile(options.photo)) return problem;
-  if (options.home && !device::ApplicationHome::open(options.home->string()))
+  if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
     return options.home->string() + ": it cannot be a device's home; name a folder of its own";
-  const bool isMovie = device::probeMovieFile(options.photo).has_value();
+  const bool isMovie = device::media::probeMovieFile(options.photo).has_value();
   const std::string name = options.photo.string();
   if (mediaOf(options) == Media::movie && !isMovie)
     return name +
@@ -111,7 +111,8 @@ void note(const std::string& line, Outcome& outcome) {
 
 /// The value under "callbackURI" of the answer's data.
 Value resultOf(const nlohmann::ordered_json& answer) {
-  const auto data = device::toValue(nlohmann::json(answer.value("data", nlohmann::ordered_json())));
+  const auto data =
+      device::script::toValue(nlohmann::json(answer.value("data", nlohmann::ordered_json())));
   const auto* dictionary = data ? data->dictionary() : nullptr;
   const auto* result = dictionary ? find(*dictionary, "callbackURI") : nullptr;
   return result ? *result : Value();
@@ -159,24 +160,24 @@ void warnOfWhatGoesAway(const TakeOptions& options) {
 
 }  // namespace
 
-device::Script scriptFor(const TakeOptions& options) {
-  device::Script script;
+device::script::Script scriptFor(const TakeOptions& options) {
+  device::script::Script script;
   script.name = options.photo.string();
   script.device.home = options.home;
   script.device.location = options.location;
-  script.steps.push_back({device::TakePictureStep{"page", argumentsFor(options)}});
+  script.steps.push_back({device::script::TakePictureStep{"page", argumentsFor(options)}});
   std::error_code ignored;
   const auto file = fs::absolute(options.photo, ignored);
   if (opensCamera(options)) {
-    device::CaptureStep capture;
+    device::script::CaptureStep capture;
     capture.media = mediaOf(options);
     capture.file = file;
     capture.crop = options.edit;
     script.steps.push_back({std::move(capture)});
   } else {
-    const auto id = device::RandomIdentifiers()() + "/L0/001";
+    const auto id = device::photos::RandomIdentifiers()() + "/L0/001";
     script.device.library.push_back({id, file});
-    device::PickStep pick;
+    device::script::PickStep pick;
     pick.asset = id;
     pick.crop = options.edit;
     script.steps.push_back({std::move(pick)});
@@ -187,10 +188,10 @@ device::Script scriptFor(const TakeOptions& options) {
 ExitStatus take(const TakeOptions& options) {
   if (const auto problem = problemWith(options)) return refuse(*problem);
   // Kept until the end, so that what the answer points to can still be read.
-  std::unique_ptr<device::ApplicationHome> home;
+  std::unique_ptr<device::foundation::ApplicationHome> home;
   auto used = options;
   if (!options.home) {
-    home = device::ApplicationHome::makePrivate();
+    home = device::foundation::ApplicationHome::makePrivate();
     if (!home) return fail("no temporary folder can be made; check TMPDIR");
     used.home = home->path();
   }
@@ -200,21 +201,21 @@ ExitStatus take(const TakeOptions& options) {
 
   Outcome outcome;
   std::ostringstream notes;
-  const auto played = device::playScript(
+  const auto played = device::script::playScript(
       scriptFor(used), {options.limit, wasInterrupted, showExport},
       [&outcome](const std::string& line) { note(line, outcome); }, notes);
   endProgress();
   std::cerr << notes.str();
-  if (played == device::PlayOutcome::notPlayable) return ExitStatus::usage;
+  if (played == device::script::PlayOutcome::notPlayable) return ExitStatus::usage;
   if (outcome.answer.is_null())
     return fail("the command was not answered: " +
                 (outcome.why.empty() ? "nothing says why" : outcome.why));
 
-  std::cout << device::toLine(outcome.answer) << std::endl;
+  std::cout << device::script::toLine(outcome.answer) << std::endl;
   if (!std::cout) return fail("standard output cannot be written");
   if (outcome.answer.value("result", "") != "success")
     return fail("the command was answered with an error: " + messageOf(outcome.answer));
-  if (played == device::PlayOutcome::failed) return fail(outcome.why);
+  if (played == device::script::PlayOutcome::failed) return fail(outcome.why);
   if (resultOf(outcome.answer).isNull())
     complain(options.photo.string() +
              ": the answer holds no picture, because the file cannot be decoded to its end");

@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/CoreGraphics.h"
 #include "apps/vecamera/Terminal.h"
-#include "device/script/Script.h"
+#include "device/script/script/Script.h"
 
 namespace vecamera::app {
 
@@ -27,7 +27,7 @@ struct TakeOptions {
   bool correctOrientation = false;
   bool save = false;
   bool front = false;
-  std::optional<device::Fix> location;
+  std::optional<device::script::Fix> location;
   /// Nothing: a fresh device that is gone afterwards.
   std::optional<std::filesystem::path> home;
   std::optional<std::filesystem::path> output;
@@ -35,7 +35,7 @@ struct TakeOptions {
 };
 
 /// The script that plays the command on a device that says yes to everything.
-device::Script scriptFor(const TakeOptions& options);
+device::script::Script scriptFor(const TakeOptions& options);
 
 /// Takes the picture and prints the answer on standard output.
 ExitStatus take(const TakeOptions& options);

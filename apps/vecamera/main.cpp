@@ -13,8 +13,8 @@
 #include "apps/vecamera/Serve.h"
 #include "apps/vecamera/Signals.h"
 #include "apps/vecamera/TakeCommand.h"
-#include "device/script/JsonFields.h"
-#include "device/script/StrictJson.h"
+#include "device/script/json/JsonFields.h"
+#include "device/script/json/StrictJson.h"
 
 namespace vecamera::app {
 namespace {
@@ -306,8 +306,8 @@ std::vector<std::string> commandsOf(const CLI::App& command) {
 
 std::string unknown(std::string_view what, const std::string& text,
                     const std::vector<std::string>& choices) {
-  return device::unknownText(what, text,
-                             std::vector<std::string_view>(choices.begin(), choices.end()));
+  return device::script::unknownText(what, text,
+                                     std::vector<std::string_view>(choices.begin(), choices.end()));
 }
 
 /// What is wrong with the arguments. Something that nobody asked for explains more than what is
@@ -324,7 +324,7 @@ std::string explain(const CLI::App& app, const CLI::ParseError& error) {
   const auto& text = unexpected.front();
   if (const auto inner = commandsOf(command); !inner.empty())
     return unknown("command", text, inner);
-  return "nothing is known to do with " + device::inQuotes(text);
+  return "nothing is known to do with " + device::script::inQuotes(text);
 }
 
 ExitStatus act(int argc, char** argv) {

@@ -1,9 +1,9 @@
 #include "device/camera/PickerInfo.h"
 
-#include "device/imaging/Metadata.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/metadata/Metadata.h"
+#include "device/imaging/platform/Pictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 
 Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& edit) {
   Dictionary info;
@@ -12,7 +12,7 @@ Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& 
   if (!original) return info;
   info.emplace(UIImagePickerControllerOriginalImage, original);
   if (!edit.crop) return info;
-  if (const auto edited = croppedUpright(original, *edit.crop)) {
+  if (const auto edited = imaging::croppedUpright(original, *edit.crop)) {
     const CGRect& crop = *edit.crop;
     info.emplace(UIImagePickerControllerEditedImage, edited);
     info.emplace(UIImagePickerControllerCropRect, Array{crop.x, crop.y, crop.width, crop.height});
@@ -21,7 +21,7 @@ Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& 
 }
 
 void addCaptureMetadata(Dictionary& info, const Data& picture) {
-  if (auto properties = readProperties(picture))
+  if (auto properties = imaging::readProperties(picture))
     info.emplace(UIImagePickerControllerMediaMetadata, *std::move(properties));
 }
 
@@ -32,4 +32,4 @@ Dictionary movieInfo(const URL& movie) {
   return info;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

@@ -5,7 +5,7 @@
 
 #include "VECamera/platform/UIKit.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 
 /// What the user did with the picture before using it.
 struct PickerEdit {
@@ -23,4 +23,4 @@ void addCaptureMetadata(Dictionary& info, const Data& picture);
 /// The info dictionary for a movie at the URL.
 Dictionary movieInfo(const URL& movie);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

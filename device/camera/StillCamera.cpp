@@ -2,7 +2,7 @@
 
 #include "device/camera/TestScene.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 
 void StillCamera::pointAt(std::int64_t cameraDevice, Data picture) {
   pictures_.insert_or_assign(cameraDevice, std::move(picture));
@@ -25,4 +25,4 @@ Dictionary StillCamera::capture(UIImages& images, std::int64_t cameraDevice,
   return info;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

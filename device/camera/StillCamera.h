@@ -6,7 +6,7 @@
 #include "VECamera/platform/UIKit.h"
 #include "device/camera/PickerInfo.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 
 /// The rear and the front camera, each with a still picture before it: the bytes of a file, or, as
 /// long as none was given, a generated scene of its own. Used on one thread at a time.
@@ -24,4 +24,4 @@ class StillCamera {
   std::map<std::int64_t, Data> pictures_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

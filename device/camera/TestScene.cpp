@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "VECamera/platform/ImageIO.h"
-#include "device/imaging/Bitmap.h"
-#include "device/imaging/JpegCodec.h"
-#include "device/imaging/Metadata.h"
-#include "device/imaging/Turn.h"
+#include "device/imaging/base/Bitmap.h"
+#include "device/imaging/base/Orientation.h"
+#include "device/imaging/jpeg/JpegCodec.h"
+#include "device/imaging/metadata/Metadata.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 namespace {
 
 /// Components from 0 to 1, as they are stored.
@@ -223,8 +223,8 @@ std::uint8_t asByte(float component) {
   return static_cast<std::uint8_t>(std::clamp(component, 0.0f, 1.0f) * 255 + 0.5f);
 }
 
-std::optional<Bitmap> painted(std::size_t width, std::size_t height, std::uint32_t seed) {
-  auto bitmap = Bitmap::uninitialized(width, height);
+std::optional<imaging::Bitmap> painted(std::size_t width, std::size_t height, std::uint32_t seed) {
+  auto bitmap = imaging::Bitmap::uninitialized(width, height);
   if (!bitmap) return std::nullopt;
   const Scene scene(width, height, seed);
   for (std::size_t y = 0; y < height; ++y) {
@@ -262,7 +262,7 @@ Dictionary cameraMetadata(std::size_t width, std::size_t height, UIImageOrientat
       {"LensModel", "Software lens 4.2mm f/1.8"},
       {"LensSpecification", Array{4.2, 4.2, 1.8, 1.8}},
   };
-  return {{std::string(kCGImagePropertyOrientation), exifOrientation(orientation)},
+  return {{std::string(kCGImagePropertyOrientation), imaging::exifOrientation(orientation)},
           {"DPIWidth", 72.0},
           {"DPIHeight", 72.0},
           {std::string(kCGImagePropertyTIFFDictionary), tiff},
@@ -276,16 +276,16 @@ Data generateTestScene(std::size_t width, std::size_t height, UIImageOrientation
   constexpr std::size_t maxSide = 65500;
   constexpr int quality = 92;
   if (width == 0 || height == 0 || width > maxSide || height > maxSide) return {};
-  const Turn upright = turnFor(storedOrientation);
+  const imaging::Turn upright = imaging::turnFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
-  if (scene) scene = turned(std::move(*scene), inverse(upright));
+  if (scene) scene = imaging::turned(std::move(*scene), imaging::inverse(upright));
   if (!scene) return {};
-  auto jpeg = encodeJpeg(*scene, quality, {});
+  auto jpeg = imaging::encodeJpeg(*scene, quality, {});
   if (!jpeg) return {};
-  const auto taken =
-      writeProperties(Data(std::move(*jpeg)), cameraMetadata(width, height, storedOrientation));
+  const auto taken = imaging::writeProperties(Data(std::move(*jpeg)),
+                                              cameraMetadata(width, height, storedOrientation));
   if (!taken) return {};
-  return writeProperties(*taken, metadata).value_or(Data());
+  return imaging::writeProperties(*taken, metadata).value_or(Data());
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

@@ -5,7 +5,7 @@
 
 #include "VECamera/platform/UIKit.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 
 /// The picture that the software camera takes when it is given none: a landscape with a colour
 /// chart and an arrow that points up, as a JPEG with Exif metadata. It is stored the way a phone
@@ -13,9 +13,9 @@ namespace vecamera::device {
 /// stored sides in pixels; the seed changes the land and the time of day.
 ///
 /// The camera's own metadata (make, model, exposure, sides) is written first, and `metadata`, a
-/// property dictionary as in device/imaging/Metadata.h, over it. The same arguments give the same
-/// bytes. Empty where the sides are zero, or too large for a JPEG or the memory.
+/// property dictionary as in device/imaging/metadata/Metadata.h, over it. The same arguments give
+/// the same bytes. Empty where the sides are zero, or too large for a JPEG or the memory.
 Data generateTestScene(std::size_t width, std::size_t height, UIImageOrientation storedOrientation,
                        std::uint32_t seed, const Dictionary& metadata);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

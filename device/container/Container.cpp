@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vecamera::device {
+namespace vecamera::device::container {
 namespace {
 
 class Delegate : public CommandDelegate {
@@ -62,4 +62,4 @@ void Container::setUrlTransformer(UrlTransformerOffer offer) {
       offer.hasDelegate ? std::make_shared<Delegate>(std::move(offer.transformer)) : nullptr;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::container

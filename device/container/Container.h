@@ -10,7 +10,7 @@
 #include "VECamera/core/VECameraPlugin.h"
 #include "device/container/Ledger.h"
 
-namespace vecamera::device {
+namespace vecamera::device::container {
 
 /// What the container's command delegate offers a page command.
 struct UrlTransformerOffer {
@@ -81,4 +81,4 @@ class ObservedLog : public VELog {
   DeviceObserver& observer_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::container

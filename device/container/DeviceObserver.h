@@ -6,7 +6,7 @@
 #include "VECamera/platform/Container.h"
 #include "VECamera/platform/UIKit.h"
 
-namespace vecamera::device {
+namespace vecamera::device::container {
 
 class Callback;
 
@@ -39,4 +39,4 @@ class DeviceObserver {
   virtual void locationManagerTold(std::string_view /*what*/) {}
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::container

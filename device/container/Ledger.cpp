@@ -1,6 +1,6 @@
 #include "device/container/Ledger.h"
 
-namespace vecamera::device {
+namespace vecamera::device::container {
 
 std::string_view nameOf(Permission permission) {
   switch (permission) {
@@ -87,4 +87,4 @@ bool Ledger::replaced(const Callback& callback) const {
   return false;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::container

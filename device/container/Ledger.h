@@ -13,7 +13,7 @@
 #include "VECamera/platform/Foundation.h"
 #include "device/container/DeviceObserver.h"
 
-namespace vecamera::device {
+namespace vecamera::device::container {
 
 /// The positional arguments of one page command.
 class Command : public VelmoraCommand {
@@ -91,4 +91,4 @@ class Ledger {
   std::vector<std::shared_ptr<Callback>> callbacks_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::container

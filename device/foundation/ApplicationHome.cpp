@@ -11,7 +11,7 @@
 
 #include "device/foundation/PosixFiles.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 namespace fs = std::filesystem;
@@ -86,4 +86,4 @@ bool isSharedFolder(std::string_view path) {
   return false;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// The folder in which the application keeps its files, with its private temporary directory "tmp".
 /// Both belong to the user alone (mode 0700). Immutable; any thread.
@@ -41,4 +41,4 @@ bool makePrivateFolder(std::string_view path);
 /// one that an application must not be given to empty.
 bool isSharedFolder(std::string_view path);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -8,7 +8,7 @@
 #include <immintrin.h>
 #endif
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 constexpr char alphabet[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
@@ -161,4 +161,4 @@ void Base64::appendBase64(std::string& text, const Data& data) const {
   if (!bytes.empty()) appendLastGroup(text, bytes);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// Stateless; any thread.
 class Base64 : public NSDataBase64 {
@@ -28,4 +28,4 @@ struct NamedBase64Encoder {
 /// The encoders that this processor can run, the fastest first; the last is portable code.
 std::span<const NamedBase64Encoder> base64Encoders();
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

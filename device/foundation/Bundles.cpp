@@ -11,7 +11,7 @@
 #include "device/foundation/PropertyLists.h"
 #include "device/foundation/StringsTable.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 namespace fs = std::filesystem;
@@ -173,4 +173,4 @@ std::unique_ptr<NSBundle> Bundles::bundleWithPath(std::string_view path) {
   return std::make_unique<Bundle>(std::string(path), languages_);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -8,7 +8,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// Resource bundles in folders: resources at the root, localized ones in "ko.lproj" and the like,
 /// and an optional "Info.plist". Any thread.
@@ -32,4 +32,4 @@ class Bundles : public NSBundles {
   const std::vector<std::string> languages_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -6,7 +6,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// The machine's clock. Any thread.
 class SystemClock : public NSClock {
@@ -29,4 +29,4 @@ class ManualClock : public NSClock {
   std::atomic<std::int64_t> microseconds_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

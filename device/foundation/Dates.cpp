@@ -16,7 +16,7 @@
 #include <cstdio>
 #include <utility>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 using std::chrono::microseconds;
@@ -313,4 +313,4 @@ bool isLocale(std::string_view identifier) {
   return !numbers || isNumberingSystem(*numbers);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

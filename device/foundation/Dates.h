@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// Formatters of a device with the given settings. A fresh formatter has no pattern and formats to
 /// the empty text, as it does with a pattern that is none. Any thread.
@@ -41,4 +41,4 @@ bool isTimeZone(std::string_view identifier);
 /// language, region, calendar and numbering system.
 bool isLocale(std::string_view identifier);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -4,7 +4,7 @@
 #include <filesystem>
 #include <string>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 /// Codes of the Cocoa error domain.
@@ -80,4 +80,4 @@ NSError unsupportedSchemeError() {
                     "The file couldn’t be saved because the specified URL type isn’t supported.");
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -4,7 +4,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// The platform's errors of file operations, with its English descriptions, which name the last
 /// component of the path and, where they tell a folder, the one that holds it. `code` is an `errno`
@@ -14,4 +14,4 @@ NSError writingError(std::string_view path, int code);
 /// For a URL that names no file.
 NSError unsupportedSchemeError();
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

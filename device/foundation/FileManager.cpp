@@ -15,7 +15,7 @@
 #include "device/foundation/PosixFiles.h"
 #include "device/foundation/Urls.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 std::string absolutePath(std::string_view path) {
@@ -180,4 +180,4 @@ std::optional<NSError> FileManager::writeAtomically(const Data& contents, const 
   return writingError(absolutePath(*path), failure);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

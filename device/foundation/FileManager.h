@@ -9,7 +9,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// The real file system, with one limit: nothing but what the temporary directory holds can be
 /// removed, wherever a path or a link leads. Any thread.
@@ -51,4 +51,4 @@ class FileManager : public NSFileManager {
   std::shared_ptr<const PollHook> pollHook_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

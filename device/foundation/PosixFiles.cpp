@@ -12,7 +12,7 @@
 #include <cstdio>
 #include <random>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 std::optional<struct stat> statusOf(const Descriptor& descriptor) {
@@ -213,4 +213,4 @@ bool writeFile0600(std::string_view path, const Data& contents) {
   return replaceFile(path, contents) == 0;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -12,7 +12,7 @@
 
 /// File-system calls that neither follow a link by accident nor stop halfway at a signal. Functions
 /// that give a number give 0 on success and an `errno` value otherwise. Any thread.
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// Owns an open file descriptor, or none.
 class Descriptor {
@@ -71,4 +71,4 @@ std::optional<Data> readUpTo(const Descriptor& file, std::size_t length);
 std::optional<Data> readFile(std::string_view path, std::size_t maxBytes);
 bool writeFile0600(std::string_view path, const Data& contents);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

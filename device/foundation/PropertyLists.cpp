@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 /// The library recurses into containers and copies an object for each reference to it.
@@ -189,4 +189,4 @@ std::optional<std::map<std::string, std::string, std::less<>>> propertyListTexts
   }
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Value.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// Whether the file begins as an XML or binary property list does.
 bool isPropertyList(const Data& file);
@@ -17,4 +17,4 @@ bool isPropertyList(const Data& file);
 /// for a file built to exhaust its reader. Pure.
 std::optional<std::map<std::string, std::string, std::less<>>> propertyListTexts(const Data& file);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

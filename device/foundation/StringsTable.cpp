@@ -9,7 +9,7 @@
 
 #include "device/foundation/PropertyLists.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 std::optional<icu::UnicodeString> fromUtf8(std::string_view bytes) {
@@ -178,4 +178,4 @@ std::optional<StringsTable> parseStringsTable(const Data& file) {
   return StringsParser(std::move(*text)).table();
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Value.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// The texts of a strings table by their keys, in UTF-8.
 using StringsTable = std::map<std::string, std::string, std::less<>>;
@@ -17,4 +17,4 @@ using StringsTable = std::map<std::string, std::string, std::less<>>;
 /// where the file is broken anywhere. Pure.
 std::optional<StringsTable> parseStringsTable(const Data& file);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

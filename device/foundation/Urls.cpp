@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <system_error>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
@@ -272,4 +272,4 @@ std::optional<std::string> queryItem(const URL& url, std::string_view name) {
   return std::nullopt;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

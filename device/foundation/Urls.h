@@ -6,7 +6,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// URLs after RFC 3986. Stateless; any thread.
 class Urls : public NSURLs {
@@ -52,4 +52,4 @@ std::optional<std::string> filePathOf(const URL& url);
 /// for an item without "=". Nothing where there is none.
 std::optional<std::string> queryItem(const URL& url, std::string_view name);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -2,7 +2,7 @@
 
 #include <atomic>
 
-namespace vecamera::device {
+namespace vecamera::device::location {
 
 class LocationService::Manager : public CLLocationManager,
                                  public std::enable_shared_from_this<Manager> {
@@ -56,8 +56,8 @@ class LocationService::Manager : public CLLocationManager,
   std::optional<CLLocation> location_;
 };
 
-LocationService::LocationService(PermissionGate<LocationAuthorization>& permission,
-                                 Executor& mainQueue, DeviceObserver& observer)
+LocationService::LocationService(screen::PermissionGate<LocationAuthorization>& permission,
+                                 Executor& mainQueue, container::DeviceObserver& observer)
     : permission_(permission), mainQueue_(mainQueue), observer_(observer) {}
 
 LocationService::~LocationService() = default;
@@ -114,4 +114,4 @@ std::vector<std::shared_ptr<LocationService::Manager>> LocationService::running(
   return found;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::location

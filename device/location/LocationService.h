@@ -11,7 +11,7 @@
 #include "device/location/LocationAuthorization.h"
 #include "device/screen/Permissions.h"
 
-namespace vecamera::device {
+namespace vecamera::device::location {
 
 /// Location of a device that is told by script or control where it is. A manager that is running
 /// and allowed gets one update on the main queue when it starts, where the device has a standing
@@ -19,8 +19,8 @@ namespace vecamera::device {
 /// managers.
 class LocationService : public CoreLocation {
  public:
-  LocationService(PermissionGate<LocationAuthorization>& permission, Executor& mainQueue,
-                  DeviceObserver& observer);
+  LocationService(screen::PermissionGate<LocationAuthorization>& permission, Executor& mainQueue,
+                  container::DeviceObserver& observer);
   ~LocationService() override;
 
   std::shared_ptr<CLLocationManager> makeLocationManager() override;
@@ -41,12 +41,12 @@ class LocationService : public CoreLocation {
   void deliver(const std::shared_ptr<Manager>& manager, const std::optional<CLLocation>& location);
   std::vector<std::shared_ptr<Manager>> running() const;
 
-  PermissionGate<LocationAuthorization>& permission_;
+  screen::PermissionGate<LocationAuthorization>& permission_;
   Executor& mainQueue_;
-  DeviceObserver& observer_;
+  container::DeviceObserver& observer_;
   mutable std::mutex mutex_;
   std::optional<CLLocation> fix_;
   mutable std::vector<std::weak_ptr<Manager>> managers_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::location

@@ -12,7 +12,7 @@
 #include "device/media/MediaErrors.h"
 #include "device/media/MovieExport.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 class FileAsset final : public AVAsset {
@@ -90,9 +90,9 @@ class FileExportSession final : public AVAssetExportSession,
     if (type != AVFileTypeMPEG4)
       return mediaError(AVError::exportFailed,
                         "The output file type \"" + type + "\" cannot be written.");
-    const auto source = filePathOf(asset_->url());
+    const auto source = foundation::filePathOf(asset_->url());
     if (!source) return mediaError(AVError::unknown, "The movie's address is not that of a file.");
-    const auto path = target ? filePathOf(*target) : std::nullopt;
+    const auto path = target ? foundation::filePathOf(*target) : std::nullopt;
     if (!path) return mediaError(AVError::unknown, "The output address is not that of a file.");
     ExportOptions options;
     options.cancelled = [this] {
@@ -143,4 +143,4 @@ std::shared_ptr<AVAssetExportSession> ExportSessions::exportSessionWithAsset(
   return std::make_shared<FileExportSession>(std::move(file), queue_, observer_, supervision_);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

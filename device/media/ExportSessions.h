@@ -6,7 +6,7 @@
 #include "VECamera/platform/AVFoundation.h"
 #include "VECamera/runtime/Executor.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 /// The device's exports, made by `exportMovie`. Any thread.
 ///
@@ -41,4 +41,4 @@ class ExportSessions final : public AVAssetExports {
   const Supervision supervision_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

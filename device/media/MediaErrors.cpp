@@ -3,7 +3,7 @@
 #include <new>
 #include <utility>
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 NSError mediaError(AVError code, std::string description) {
   return {std::string(AVFoundationErrorDomain), static_cast<std::int64_t>(code),
@@ -20,4 +20,4 @@ bool isMediaError(const NSError& error, AVError code) {
   return error.domain == AVFoundationErrorDomain && error.code == static_cast<std::int64_t>(code);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

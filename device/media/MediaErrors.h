@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 inline constexpr std::string_view AVFoundationErrorDomain = "AVFoundationErrorDomain";
 
@@ -32,4 +32,4 @@ NSError mediaError(AVError code, std::string description);
 NSError mediaError(const std::exception& thrown);
 bool isMediaError(const NSError& error, AVError code);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -12,8 +12,7 @@
 #include "device/media/PictureTranscoder.h"
 #include "device/media/SoundTranscoder.h"
 
-namespace vecamera::device {
-namespace media {
+namespace vecamera::device::media {
 namespace {
 
 /// Passes rising shares on, in steps that are worth a call.
@@ -160,17 +159,16 @@ void Export::noteProgress(const AVPacket& packet) {
 }
 
 }  // namespace
-}  // namespace media
 
 std::optional<NSError> exportMovie(const std::filesystem::path& source,
                                    const std::filesystem::path& target,
                                    const ExportOptions& options) {
   const bool mayCopy = options.streams == ExportOptions::Streams::copyWhereFitting;
-  media::Copies copies{mayCopy, mayCopy};
-  media::Progress progress(options.progress);
+  Copies copies{mayCopy, mayCopy};
+  Progress progress(options.progress);
   try {
     for (;;) {
-      media::Export attempt(options, progress);
+      Export attempt(options, progress);
       auto error = attempt.run(source, target, copies);
       if (!error) progress.reach(1);
       if (!error || !attempt.narrow(copies)) return error;
@@ -180,4 +178,4 @@ std::optional<NSError> exportMovie(const std::filesystem::path& source,
   }
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

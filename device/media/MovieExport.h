@@ -6,7 +6,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 struct ExportOptions {
   enum class Streams { copyWhereFitting, encodeAlways };
@@ -43,4 +43,4 @@ std::optional<NSError> exportMovie(const std::filesystem::path& source,
                                    const std::filesystem::path& target,
                                    const ExportOptions& options);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -25,7 +25,7 @@ namespace vecamera::device::media {
 /// The bytes of a movie, in a file or in memory, with a reading position.
 class ByteSource {
  public:
-  ByteSource(Descriptor file, std::int64_t size, Cancelled cancelled)
+  ByteSource(foundation::Descriptor file, std::int64_t size, Cancelled cancelled)
       : file_(std::move(file)), cancelled_(std::move(cancelled)), size_(size) {}
   explicit ByteSource(Data data)
       : data_(std::move(data)), size_(static_cast<std::int64_t>(data_.size())) {}
@@ -70,7 +70,7 @@ class ByteSource {
   }
 
  private:
-  const Descriptor file_;
+  const foundation::Descriptor file_;
   const Data data_;
   const Cancelled cancelled_;
   const std::int64_t size_;
@@ -267,7 +267,8 @@ MovieInput::~MovieInput() = default;
 
 MovieInput::Opened MovieInput::open(const std::filesystem::path& file, Cancelled cancelled) {
   // Without O_NONBLOCK, opening a pipe would wait for its other end.
-  Descriptor descriptor = openAt(AT_FDCWD, file.native(), O_RDONLY | O_NONBLOCK);
+  foundation::Descriptor descriptor =
+      foundation::openAt(AT_FDCWD, file.native(), O_RDONLY | O_NONBLOCK);
   struct stat status;
   if (!descriptor || fstat(descriptor.number(), &status) != 0)
     return mediaError(AVError::unknown, "The movie \"" + file.filename().string() +
@@ -461,7 +462,7 @@ Codec openDecoder(const AVStream& stream, Outcome& error) {
   return nullptr;
 }
 
-Turn turnOf(const AVStream& stream) {
+imaging::Turn turnOf(const AVStream& stream) {
   std::size_t size = 0;
   const std::uint8_t* const data =
       av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
@@ -473,7 +474,7 @@ Turn turnOf(const AVStream& stream) {
   const std::int64_t b = matrix[1];
   const std::int64_t c = matrix[3];
   const std::int64_t d = matrix[4];
-  Turn turn;
+  imaging::Turn turn;
   turn.swapsAxes = std::abs(b) > std::abs(a);
   turn.mirrorsX = (turn.swapsAxes ? c : a) < 0;
   turn.mirrorsY = (turn.swapsAxes ? b : d) < 0;

@@ -7,7 +7,7 @@
 #include <variant>
 
 #include "VECamera/platform/Value.h"
-#include "device/imaging/Turn.h"
+#include "device/imaging/base/Orientation.h"
 #include "device/media/Ffmpeg.h"
 
 namespace vecamera::device::media {
@@ -90,7 +90,7 @@ Codec openDecoder(const AVStream& stream, Outcome& error);
 
 /// The turn that shows the stream's pictures upright, by what stands beside them; the nearest one
 /// for odd angles.
-Turn turnOf(const AVStream& stream);
+imaging::Turn turnOf(const AVStream& stream);
 
 /// The shape of a pixel, width by height; 1 by 1 where it is unknown or absurd.
 AVRational pixelShape(const AVStream& stream);

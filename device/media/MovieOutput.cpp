@@ -103,7 +103,7 @@ Outcome MovieOutput::open(Container container, IndexPlace index) {
   if (lstat(target_.c_str(), &status) == 0) return cannotWrite(target_, EEXIST);
   // FFmpeg opens the file by its name and leaves the mode of one that exists.
   const auto partial = target_.parent_path() / randomName();
-  if (!openAt(AT_FDCWD, partial.native(), O_WRONLY | O_CREAT | O_EXCL, 0600))
+  if (!foundation::openAt(AT_FDCWD, partial.native(), O_WRONLY | O_CREAT | O_EXCL, 0600))
     return cannotWrite(target_, errno);
   partial_ = partial;
   const std::string url = "file:" + partial.native();

@@ -7,12 +7,11 @@
 #include <utility>
 #include <variant>
 
-#include "device/imaging/JpegCodec.h"
+#include "device/imaging/jpeg/JpegCodec.h"
 #include "device/media/FrameFitter.h"
 #include "device/media/MovieInput.h"
 
-namespace vecamera::device {
-namespace media {
+namespace vecamera::device::media {
 namespace {
 
 std::unique_ptr<MovieInput> inputOf(MovieInput::Opened opened) {
@@ -58,15 +57,15 @@ std::optional<MovieFacts> factsOf(const std::unique_ptr<MovieInput>& input) {
   return facts;
 }
 
-std::optional<Bitmap> bitmapOf(const AVFrame& given, Size size) {
+std::optional<imaging::Bitmap> bitmapOf(const AVFrame& given, Size size) {
   ToneMapper toneMapper;
   const AVFrame* const mapped = isHighRange(given.color_trc) ? toneMapper.map(given) : &given;
   if (!mapped) return std::nullopt;
   const AVFrame& picture = *mapped;
   const Scaler scaler = makeScaler(picture, {picture.width, picture.height}, size, AV_PIX_FMT_RGBA);
   const Frame scaled(av_frame_alloc());
-  auto bitmap = Bitmap::uninitialized(static_cast<std::size_t>(size.width),
-                                      static_cast<std::size_t>(size.height));
+  auto bitmap = imaging::Bitmap::uninitialized(static_cast<std::size_t>(size.width),
+                                               static_cast<std::size_t>(size.height));
   if (!scaler || !scaled || !bitmap) return std::nullopt;
   scaled->format = AV_PIX_FMT_RGBA;
   scaled->width = size.width;
@@ -83,7 +82,7 @@ std::optional<Bitmap> bitmapOf(const AVFrame& given, Size size) {
   return bitmap;
 }
 
-bool isBlack(const Bitmap& bitmap) {
+bool isBlack(const imaging::Bitmap& bitmap) {
   constexpr std::uint8_t darkest = 24;
   for (std::size_t y = 0; y < bitmap.height(); ++y) {
     const std::uint8_t* const row = bitmap.bytesOfRow(y);
@@ -104,7 +103,7 @@ class Starts {
         packet_(av_packet_alloc()),
         frame_(av_frame_alloc()) {}
 
-  std::optional<Bitmap> next() {
+  std::optional<imaging::Bitmap> next() {
     if (!decoder_ || !packet_ || !frame_) return std::nullopt;
     // What gives no picture in so many packets is not worth more.
     for (; packets_ < 300; ++packets_) {
@@ -118,7 +117,7 @@ class Starts {
   }
 
  private:
-  std::optional<Bitmap> small() const {
+  std::optional<imaging::Bitmap> small() const {
     if (frame_->width <= 0 || frame_->height <= 0) return std::nullopt;
     const Size size = squareSize(input_.picture(), {frame_->width, frame_->height});
     const double share = std::min(1.0, maxSide_ / std::max(size.width, size.height));
@@ -152,30 +151,27 @@ std::optional<Data> posterOf(const std::unique_ptr<MovieInput>& input, std::size
       break;
     }
   }
-  poster = turned(std::move(*poster), turnOf(input->picture()));
-  auto jpeg = poster ? encodeJpeg(*poster, quality, {}) : std::nullopt;
+  poster = imaging::turned(std::move(*poster), turnOf(input->picture()));
+  auto jpeg = poster ? imaging::encodeJpeg(*poster, quality, {}) : std::nullopt;
   return jpeg ? std::optional(Data(std::move(*jpeg))) : std::nullopt;
 }
 
 }  // namespace
-}  // namespace media
-
-using media::MovieInput;
 
 std::optional<MovieFacts> probeMovie(const Data& movie) {
-  return media::factsOf(media::inputOf(MovieInput::open(movie)));
+  return factsOf(inputOf(MovieInput::open(movie)));
 }
 
 std::optional<MovieFacts> probeMovieFile(const std::filesystem::path& movie) {
-  return media::factsOf(media::inputOf(MovieInput::open(movie, {})));
+  return factsOf(inputOf(MovieInput::open(movie, {})));
 }
 
 std::optional<Data> posterFrame(const Data& movie, std::size_t maxSide) {
-  return media::posterOf(media::inputOf(MovieInput::open(movie)), maxSide);
+  return posterOf(inputOf(MovieInput::open(movie)), maxSide);
 }
 
 std::optional<Data> posterFrameOfFile(const std::filesystem::path& movie, std::size_t maxSide) {
-  return media::posterOf(media::inputOf(MovieInput::open(movie, {})), maxSide);
+  return posterOf(inputOf(MovieInput::open(movie, {})), maxSide);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

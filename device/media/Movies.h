@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Value.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 /// What the library and the pickers need to know of a movie.
 struct MovieFacts {
@@ -34,4 +34,4 @@ std::optional<MovieFacts> probeMovieFile(const std::filesystem::path& movie);
 std::optional<Data> posterFrame(const Data& movie, std::size_t maxSide);
 std::optional<Data> posterFrameOfFile(const std::filesystem::path& movie, std::size_t maxSide);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

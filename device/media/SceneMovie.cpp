@@ -9,13 +9,12 @@
 #include <variant>
 #include <vector>
 
-#include "device/imaging/Turn.h"
+#include "device/imaging/base/Orientation.h"
 #include "device/media/FrameFitter.h"
 #include "device/media/MovieOutput.h"
 #include "device/media/SoundFrames.h"
 
-namespace vecamera::device {
-namespace media {
+namespace vecamera::device::media {
 namespace {
 
 constexpr int soundRate = 44100;
@@ -201,7 +200,7 @@ class ScenePainter {
   AVFrame* frame_ = nullptr;
 };
 
-Turn turnForDegrees(int degrees) {
+imaging::Turn turnForDegrees(int degrees) {
   switch (degrees) {
     case 90: return {true, true, false};
     case 180: return {false, true, true};
@@ -211,7 +210,7 @@ Turn turnForDegrees(int degrees) {
 }
 
 /// The matrix that shows a stored picture of the size as the turn does.
-bool setRotation(AVStream& track, const Turn& turn, Size stored) {
+bool setRotation(AVStream& track, const imaging::Turn& turn, Size stored) {
   auto* const matrix = reinterpret_cast<std::int32_t*>(
       av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)));
   if (!matrix) return false;
@@ -234,7 +233,8 @@ class SceneRecorder {
       : scene_(scene),
         stored_{scene.width, scene.height},
         turn_(turnForDegrees(scene.rotationDegrees)),
-        fitter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_, inverse(turn_)),
+        fitter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_,
+                imaging::inverse(turn_)),
         painter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_, scene.seed) {}
 
   Outcome record(const std::filesystem::path& target, const Cancelled& cancelled);
@@ -249,7 +249,7 @@ class SceneRecorder {
 
   const SceneMovie& scene_;
   const Size stored_;
-  const Turn turn_;
+  const imaging::Turn turn_;
   FrameFitter fitter_;
   ScenePainter painter_;
   std::unique_ptr<MovieOutput> output_;
@@ -271,7 +271,8 @@ Outcome SceneRecorder::openTracks() {
   settings.preset = "superfast";
   picture_ = addPictureTrack(*output_, settings, error);
   if (!picture_) return error;
-  if (turn_ != Turn{} && !setRotation(picture_->track(), turn_, stored_)) return noMemory();
+  if (turn_ != imaging::Turn{} && !setRotation(picture_->track(), turn_, stored_))
+    return noMemory();
   if (!scene_.hasSound) return std::nullopt;
   soundTrack_ = addSoundTrack(*output_, soundRate, 1, error);
   if (soundTrack_) sound_.emplace(*soundTrack_);
@@ -339,18 +340,17 @@ bool isPaintable(const SceneMovie& scene) {
 }
 
 }  // namespace
-}  // namespace media
 
 std::optional<NSError> generateSceneMovie(const std::filesystem::path& target,
                                           const SceneMovie& scene,
                                           const std::function<bool()>& cancelled) {
-  if (!media::isPaintable(scene))
+  if (!isPaintable(scene))
     return mediaError(AVError::unknown, "There is no scene of this size, length or rotation.");
   try {
-    return media::SceneRecorder(scene).record(target, cancelled);
+    return SceneRecorder(scene).record(target, cancelled);
   } catch (const std::exception& thrown) {
     return mediaError(thrown);
   }
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -7,7 +7,7 @@
 
 #include "VECamera/platform/Foundation.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 /// The movie that the software camera takes when it is given none: hills that pass by under a
 /// travelling sun, with a clock, a colour chart and an arrow that points up, and a tone of 440 Hz.
@@ -37,4 +37,4 @@ std::optional<NSError> generateSceneMovie(const std::filesystem::path& target,
                                           const SceneMovie& scene,
                                           const std::function<bool()>& cancelled = {});
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 namespace {
 
@@ -102,4 +102,4 @@ std::optional<std::string> identifierInAssetAddress(std::string_view address) {
   return std::nullopt;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 /// The part of a local identifier before the first "/", which names the asset in addresses.
 std::string_view assetUuid(std::string_view identifier);
@@ -16,4 +16,4 @@ std::string assetAddress(std::string_view identifier, std::string_view extension
 /// whole local identifier. Nothing where the text is no such address.
 std::optional<std::string> identifierInAssetAddress(std::string_view address);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

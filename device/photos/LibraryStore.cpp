@@ -10,12 +10,9 @@
 #include "device/photos/PrivateFiles.h"
 #include "device/photos/RandomIdentifiers.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 namespace fs = std::filesystem;
-using photos::Database;
-using photos::Statement;
-using photos::Transaction;
 
 namespace {
 
@@ -108,15 +105,15 @@ std::optional<std::int64_t> singleNumber(Database& database, const char* sql) {
 
 std::optional<Data> dataOf(const AssetContent& content) {
   if (const auto* data = std::get_if<Data>(&content)) return *data;
-  auto read = photos::readFile(std::get<fs::path>(content));
+  auto read = readFile(std::get<fs::path>(content));
   auto* data = std::get_if<Data>(&read);
   return data ? std::optional(std::move(*data)) : std::nullopt;
 }
 
 /// Nothing on success.
 std::optional<std::string> write(const AssetContent& content, const fs::path& file) {
-  if (const auto* data = std::get_if<Data>(&content)) return photos::writePrivateFile(file, *data);
-  return photos::copyToPrivateFile(std::get<fs::path>(content), file);
+  if (const auto* data = std::get_if<Data>(&content)) return writePrivateFile(file, *data);
+  return copyToPrivateFile(std::get<fs::path>(content), file);
 }
 
 constexpr std::string_view kPictureFormats = "JPEG, PNG, HEIC, WebP";
@@ -172,13 +169,13 @@ StoreOutcome<std::unique_ptr<LibraryStore>> LibraryStore::open(const fs::path& f
 }
 
 std::optional<std::string> LibraryStore::prepare() {
-  if (auto error = photos::makePrivateFolder(folder_)) return error;
+  if (auto error = makePrivateFolder(folder_)) return error;
   // Two processes must not make or migrate the database at once.
-  const photos::FolderLock lock(folder_);
+  const FolderLock lock(folder_);
   if (lock.error()) return lock.error();
-  if (auto error = photos::makePrivateFile(folder_ / "library.sqlite")) return error;
-  if (auto error = photos::makePrivateFolder(originals_)) return error;
-  if (auto error = photos::makePrivateFolder(thumbnails_)) return error;
+  if (auto error = makePrivateFile(folder_ / "library.sqlite")) return error;
+  if (auto error = makePrivateFolder(originals_)) return error;
+  if (auto error = makePrivateFolder(thumbnails_)) return error;
   if (auto error = prepareDatabase()) return error;
   sweep();
   return std::nullopt;
@@ -261,7 +258,7 @@ void LibraryStore::sweep() {
     sequences.insert(record.sequence);
   }
   removeFiles(originals_, [&](const std::string& name) {
-    return !originals.contains(name) && !photos::isPartialInUse(name);
+    return !originals.contains(name) && !isPartialInUse(name);
   });
   removeFiles(thumbnails_, [&](const std::string& name) {
     const auto sequence = sequenceInThumbnailName(name);
@@ -356,7 +353,7 @@ StoreOutcome<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAs
     reach(Stage::fileRenamed);
     records.push_back(std::move(each.record));
   }
-  if (const auto why = photos::syncFolder(originals_)) return writeError(*why);
+  if (const auto why = syncFolder(originals_)) return writeError(*why);
   reach(Stage::folderSynced);
 
   // From here on the files stay: where committing fails half-way, the change may still turn out to
@@ -374,9 +371,9 @@ StoreOutcome<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asse
     return isPhoto ? invalidResource("The resource", "picture", kPictureFormats)
                    : invalidResource("The resource", "movie", kMovieFormats);
   };
-  StagedAsset staged{{}, photos::partialName(originals_ / "new")};
+  StagedAsset staged{{}, partialName(originals_ / "new")};
   const auto* source = std::get_if<fs::path>(&asset.content);
-  if (source && photos::problemWithReading(*source)) return refused();
+  if (source && problemWithReading(*source)) return refused();
   if (!source && !describe(asset)) return refused();
   files.add(staged.file);
   if (const auto why = write(asset.content, staged.file)) return writeError(*why);
@@ -429,13 +426,13 @@ std::optional<StoreError> LibraryStore::insertLocked(AssetRecord& record) {
 
 StoreOutcome<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
   const std::string name = file.path.filename().string();
-  if (const auto why = photos::problemWithReading(file.path))
+  if (const auto why = problemWithReading(file.path))
     return StoreError{StoreError::Kind::unreadable, name + " cannot be read: " + *why};
   // Whether it is a movie is told by its first bytes, a picture is read whole.
   NewAsset asset{file.identifier, PHAssetResourceType::video, file.path, created};
   bool isKnown = describe(asset).has_value();
   if (!isKnown) {
-    auto read = photos::readFile(file.path);
+    auto read = readFile(file.path);
     if (const auto* why = std::get_if<std::string>(&read))
       return StoreError{StoreError::Kind::unreadable, name + " cannot be read: " + *why};
     asset.type = PHAssetResourceType::photo;
@@ -518,7 +515,7 @@ StoreOutcome<Data> LibraryStore::readOriginal(std::string_view identifier) {
 }
 
 StoreOutcome<Data> LibraryStore::readOriginal(const AssetRecord& record) const {
-  auto read = photos::readFile(originalFile(record));
+  auto read = readFile(originalFile(record));
   std::string why;
   if (const auto* error = std::get_if<std::string>(&read)) {
     why = *error;
@@ -554,7 +551,7 @@ StoreOutcome<Data> LibraryStore::thumbnail(std::string_view identifier, int maxS
   const auto record = fetchByIdentifier(identifier);
   if (!record) return record.error();
   const fs::path file = thumbnails_ / thumbnailName(*record, maxSide);
-  auto cached = photos::readFile(file);
+  auto cached = readFile(file);
   if (auto* data = std::get_if<Data>(&cached)) return std::move(*data);
 
   std::optional<StoreError> problem;
@@ -565,9 +562,9 @@ StoreOutcome<Data> LibraryStore::thumbnail(std::string_view identifier, int maxS
                       "No thumbnail can be made of \"" + record->identifier + "\""};
   }
   // A thumbnail that cannot be kept is made again the next time.
-  const fs::path partial = photos::partialName(file);
+  const fs::path partial = partialName(file);
   std::error_code error;
-  if (!photos::writePrivateFile(partial, *made)) fs::rename(partial, file, error);
+  if (!writePrivateFile(partial, *made)) fs::rename(partial, file, error);
   fs::remove(partial, error);
   return *made;
 }
@@ -626,4 +623,4 @@ fs::path LibraryStore::originalFile(const AssetRecord& record) const {
   return originals_ / originalName(record);
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

@@ -16,11 +16,9 @@
 #include "VECamera/platform/Value.h"
 #include "device/photos/StoreOutcome.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
-namespace photos {
 class Database;
-}
 
 /// What a picture's bytes tell about it.
 struct ProbedPicture {
@@ -203,7 +201,7 @@ class LibraryStore {
   const Parts parts_;
   std::mutex mutex_;
   // Guarded by the mutex.
-  std::unique_ptr<photos::Database> database_;
+  std::unique_ptr<Database> database_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

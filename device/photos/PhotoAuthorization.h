@@ -4,7 +4,7 @@
 
 #include "VECamera/platform/Photos.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 /// What the user lets the application do with the photo library.
 class PhotoAuthorization {
@@ -17,4 +17,4 @@ class PhotoAuthorization {
   virtual void request(std::function<void(PHAuthorizationStatus)> handler) = 0;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

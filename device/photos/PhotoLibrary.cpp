@@ -5,7 +5,7 @@
 #include "device/foundation/Urls.h"
 #include "device/photos/AssetAddress.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 namespace {
 
@@ -49,7 +49,8 @@ class PhotoLibrary::Request : public PHAssetCreationRequest {
   void addResource(PHAssetResourceType type, const URL& fileURL,
                    const PHAssetResourceCreationOptions&) override {
     // What names no file is refused when it is read, as a file that is not there.
-    resources_.emplace_back(type, std::filesystem::path(filePathOf(fileURL).value_or("")));
+    resources_.emplace_back(type,
+                            std::filesystem::path(foundation::filePathOf(fileURL).value_or("")));
   }
   std::optional<std::string> placeholderLocalIdentifier() const override { return identifier_; }
 
@@ -218,4 +219,4 @@ void ImageManager::handOut(const std::shared_ptr<PHAsset>& asset, const ResultHa
   handler(*std::move(data), record->uti, record->orientation, Dictionary{});
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

@@ -14,7 +14,7 @@
 #include "device/photos/LibraryStore.h"
 #include "device/photos/PhotoAuthorization.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 /// An asset as it was when it was fetched.
 class StoredAsset final : public PHAsset {
@@ -107,4 +107,4 @@ class ImageManager : public PHImageManager {
   PhotoAuthorization& authorization_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

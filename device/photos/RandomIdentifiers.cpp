@@ -4,7 +4,7 @@
 
 #include <array>
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 namespace {
 
@@ -45,4 +45,4 @@ std::string RandomIdentifiers::operator()() {
   return text;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

@@ -5,7 +5,7 @@
 #include <random>
 #include <string>
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 /// Draws version-4 UUIDs in upper case: from the system's random source, or, with a seed, the same
 /// row of them on every machine. One thread at a time.
@@ -18,4 +18,4 @@ class RandomIdentifiers {
   std::optional<std::mt19937_64> seeded_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

@@ -4,7 +4,7 @@
 #include <utility>
 #include <variant>
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 /// Why the library on disk did not do what it was asked for.
 struct StoreError {
@@ -45,4 +45,4 @@ class [[nodiscard]] StoreOutcome {
   std::variant<T, StoreError> held_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

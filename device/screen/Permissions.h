@@ -10,7 +10,7 @@
 #include "VECamera/runtime/Executor.h"
 #include "device/screen/Screen.h"
 
-namespace vecamera::device {
+namespace vecamera::device::screen {
 
 /// One permission of the system: its status, and the prompt that asks the user while the status is
 /// `notDetermined`. Several requests share one prompt. Any thread; handlers run on the platform's
@@ -20,7 +20,8 @@ class PermissionGate {
  public:
   using Handler = std::function<void(Status)>;
 
-  PermissionGate(Permission permission, Status status, Screen& screen, Executor& platformExecutor)
+  PermissionGate(container::Permission permission, Status status, Screen& screen,
+                 Executor& platformExecutor)
       : permission_(permission),
         screen_(screen),
         platformExecutor_(platformExecutor),
@@ -69,7 +70,7 @@ class PermissionGate {
   }
 
  private:
-  const Permission permission_;
+  const container::Permission permission_;
   Screen& screen_;
   Executor& platformExecutor_;
   mutable std::mutex mutex_;
@@ -96,4 +97,4 @@ class CaptureDevice : public AVCaptureDevice {
   PermissionGate<AVAuthorizationStatus>& gate_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::screen

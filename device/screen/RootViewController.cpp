@@ -1,6 +1,6 @@
 #include "device/screen/RootViewController.h"
 
-namespace vecamera::device {
+namespace vecamera::device::screen {
 
 void RootViewController::presentViewController(std::shared_ptr<UIViewController> presented,
                                                bool animated, Completion completion) {
@@ -21,4 +21,4 @@ void RootViewController::dismissViewControllerAnimated(bool animated, Completion
   if (completion) mainQueue_.post(std::move(completion));
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::screen

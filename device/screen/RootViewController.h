@@ -5,7 +5,7 @@
 #include "VECamera/runtime/Executor.h"
 #include "device/screen/Screen.h"
 
-namespace vecamera::device {
+namespace vecamera::device::screen {
 
 /// The container's own controller: everything that is presented stands on it, the latest on top. A
 /// dismissal takes the topmost one off. Used on the main queue.
@@ -28,4 +28,4 @@ class RootViewController : public UIViewController,
   std::vector<std::shared_ptr<UIViewController>> presented_;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::screen

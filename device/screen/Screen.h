@@ -5,7 +5,7 @@
 #include "VECamera/platform/UIKit.h"
 #include "device/container/DeviceObserver.h"
 
-namespace vecamera::device {
+namespace vecamera::device::screen {
 
 /// Where a device shows things: a script, a browser. Called on the main queue for controllers, and
 /// on any executor for prompts.
@@ -17,8 +17,8 @@ class Screen {
   virtual void hide(const std::shared_ptr<UIViewController>& controller, bool animated) = 0;
   /// A system prompt goes up; whoever looks after the screen reports the user's decision to
   /// `Permissions`.
-  virtual void showPrompt(Permission permission) = 0;
-  virtual void hidePrompt(Permission permission) = 0;
+  virtual void showPrompt(container::Permission permission) = 0;
+  virtual void hidePrompt(container::Permission permission) = 0;
 };
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::screen

@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace vecamera::device {
+namespace vecamera::device::screen {
 
 void ScriptedScreen::show(const std::shared_ptr<UIViewController>& controller, bool animated) {
   controllers_.push_back(controller);
@@ -14,12 +14,12 @@ void ScriptedScreen::hide(const std::shared_ptr<UIViewController>& controller, b
   observer_.dismissed(*controller, animated);
 }
 
-void ScriptedScreen::showPrompt(Permission permission) {
+void ScriptedScreen::showPrompt(container::Permission permission) {
   prompts_.insert(permission);
   observer_.promptShown(permission);
 }
 
-void ScriptedScreen::hidePrompt(Permission permission) {
+void ScriptedScreen::hidePrompt(container::Permission permission) {
   prompts_.erase(permission);
 }
 
@@ -39,4 +39,4 @@ void ScriptedScreen::clear() {
   prompts_.clear();
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::screen

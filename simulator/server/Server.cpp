@@ -9,12 +9,12 @@
 #include <utility>
 
 #include "device/foundation/Clocks.h"
-#include "simulator/server/AppSite.h"
-#include "simulator/server/FolderWatch.h"
-#include "simulator/server/Network.h"
-#include "simulator/server/SampleMedia.h"
-#include "simulator/server/Secrets.h"
-#include "simulator/server/SimulatorSite.h"
+#include "simulator/server/http/Network.h"
+#include "simulator/server/http/Secrets.h"
+#include "simulator/server/phone/SampleMedia.h"
+#include "simulator/server/sites/AppSite.h"
+#include "simulator/server/sites/FolderWatch.h"
+#include "simulator/server/sites/SimulatorSite.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -242,7 +242,7 @@ Server::Server(std::unique_ptr<Inside> inside) : inside_(std::move(inside)) {}
 Server::~Server() = default;
 
 std::variant<std::unique_ptr<Server>, std::string> Server::make(ServerSetup setup) {
-  if (!setup.realTime) setup.realTime = [] { return device::SystemClock().now(); };
+  if (!setup.realTime) setup.realTime = [] { return device::foundation::SystemClock().now(); };
   if (!setup.diagnose) setup.diagnose = [](const std::string&) {};
   auto inside = std::make_unique<Inside>(std::move(setup));
   if (auto why = inside->open()) return *std::move(why);

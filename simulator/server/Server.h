@@ -10,9 +10,9 @@
 #include <variant>
 
 #include "VECamera/platform/Foundation.h"
-#include "simulator/server/DevicePart.h"
-#include "simulator/server/MediaFolder.h"
-#include "simulator/server/Session.h"
+#include "simulator/server/phone/DevicePart.h"
+#include "simulator/server/phone/MediaFolder.h"
+#include "simulator/server/phone/Session.h"
 
 namespace vecamera::simulator {
 

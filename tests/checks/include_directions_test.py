@@ -21,8 +21,8 @@ GOOD = [
     ("device/photos/A.cpp", '#include "VECamera/core/VECameraPlugin.h"'),
     ("device/photos/A.cpp", "#include <sqlite3.h>"),
     ("device/photos/A.cpp", "#ifdef __linux__"),
-    ("apps/vecamera/A.cpp", '#include "device/script/Player.h"'),
-    ("VECamera/core/A.h", '// #include "device/script/Player.h"'),
+    ("apps/vecamera/A.cpp", '#include "device/script/play/Player.h"'),
+    ("VECamera/core/A.h", '// #include "device/script/play/Player.h"'),
 ]
 
 BAD = [
@@ -32,8 +32,8 @@ BAD = [
     ("VECamera/options/A.h", '#include "VECamera/core/VECameraPlugin.h"'),
     ("VECamera/options/A.cpp", '#include "VECamera/picker/CameraPicker.h"'),
     ("VECamera/location/A.cpp", '#include "VECamera/core/Other.h"'),
-    ("VECamera/core/A.cpp", '#include "device/script/Player.h"'),
-    ("VECamera/core/A.cpp", "  #  include <device/script/Player.h>"),
+    ("VECamera/core/A.cpp", '#include "device/script/play/Player.h"'),
+    ("VECamera/core/A.cpp", "  #  include <device/script/play/Player.h>"),
     ("VECamera/core/A.cpp", "#include <sqlite3.h>"),
     ("VECamera/core/A.cpp", "#include <unistd.h>"),
     ("VECamera/core/A.cpp", '#include "A.h"'),
@@ -44,7 +44,7 @@ BAD = [
     ("device/photos/A.cpp", '#include "../imaging/Codec.h"'),
     ("device/photos/A.cpp", '#include "simulator/server/Server.h"'),
     ("simulator/server/A.cpp", '#include "apps/vecamera/Commands.h"'),
-    ("apps/vecamera/A.cpp", '#include "simulator/server/Phone.h"'),
+    ("apps/vecamera/A.cpp", '#include "simulator/server/phone/Phone.h"'),
 ]
 
 

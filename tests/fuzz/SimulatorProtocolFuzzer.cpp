@@ -3,13 +3,13 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "device/script/JsonValue.h"
-#include "device/script/ScriptReader.h"
-#include "simulator/server/Confinement.h"
-#include "simulator/server/DevicePart.h"
-#include "simulator/server/Http.h"
-#include "simulator/server/RequestTarget.h"
-#include "simulator/server/Requests.h"
+#include "device/script/json/JsonValue.h"
+#include "device/script/script/ScriptReader.h"
+#include "simulator/server/http/Http.h"
+#include "simulator/server/http/RequestTarget.h"
+#include "simulator/server/phone/DevicePart.h"
+#include "simulator/server/phone/Requests.h"
+#include "simulator/server/sites/PathPolicy.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -17,9 +17,9 @@ namespace {
 /// What a phone makes of a request before it does anything.
 void look(const StepRequest& request) {
   const nlohmann::ordered_json script = {{"steps", {request.step}}};
-  const auto parsed = device::parseScript(device::toLine(script), "step", "/nonexistent",
-                                          device::FileScope::folder);
-  if (const auto* read = std::get_if<device::Script>(&parsed))
+  const auto parsed = device::script::parseScript(
+      device::script::toLine(script), "step", "/nonexistent", device::script::FileScope::folder);
+  if (const auto* read = std::get_if<device::script::Script>(&parsed))
     for (const auto& step : read->steps) problemWithFiles(step.step, {});
 }
 

@@ -4,9 +4,9 @@
 
 #include "VECamera/platform/ImageIO.h"
 #include "device/camera/TestScene.h"
-#include "device/imaging/Images.h"
+#include "device/imaging/platform/Images.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 namespace {
 
 using Camera = UIImagePickerControllerCameraDevice;
@@ -28,7 +28,7 @@ TEST(StillCamera, APictureIsSeenByItsCameraOnly) {
 }
 
 TEST(StillCamera, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
-  Images images;
+  imaging::Images images;
   const StillCamera camera;
   const Dictionary info = camera.capture(images, Camera::rear, {CGRect{10, 20, 30, 40}});
   const auto original = find(info, UIImagePickerControllerOriginalImage)->object<UIImage>();
@@ -41,7 +41,7 @@ TEST(StillCamera, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
 }
 
 TEST(StillCamera, BytesThatAreNoPictureGiveNeitherOriginalNorMetadata) {
-  Images images;
+  imaging::Images images;
   StillCamera camera;
   camera.pointAt(Camera::rear, Data::copyOf("no picture"));
   const Dictionary info = camera.capture(images, Camera::rear, {});
@@ -50,4 +50,4 @@ TEST(StillCamera, BytesThatAreNoPictureGiveNeitherOriginalNorMetadata) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

@@ -5,22 +5,23 @@
 #include <fstream>
 #include <iterator>
 
-#include "device/imaging/Canvas.h"
-#include "device/imaging/Images.h"
-#include "device/imaging/Metadata.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/metadata/Metadata.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Pictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::camera {
 namespace {
 
 /// The picture as it is seen, no larger than 60 pixels.
-Bitmap shownSmall(const Data& scene) {
-  const auto image = Images().imageWithData(thumbnail(scene, 60).value());
-  return pixelsOf(*image).value();
+imaging::Bitmap shownSmall(const Data& scene) {
+  const auto image = imaging::Images().imageWithData(imaging::thumbnail(scene, 60).value());
+  return imaging::pixelsOf(*image).value();
 }
 
 TEST(TestScene, LooksTheSameHoweverItIsStored) {
-  const Bitmap expected = shownSmall(generateTestScene(240, 320, UIImageOrientation::up, 1, {}));
+  const imaging::Bitmap expected =
+      shownSmall(generateTestScene(240, 320, UIImageOrientation::up, 1, {}));
   ASSERT_EQ(expected.height(), 60u);
   // Bright sky above, dark meadow below.
   EXPECT_GT(expected.bytesOfRow(30)[2], expected.bytesOfRow(59)[2] + 40);
@@ -29,8 +30,8 @@ TEST(TestScene, LooksTheSameHoweverItIsStored) {
     const bool onSide = value % 4 >= 2;
     const Data scene =
         generateTestScene(onSide ? 320 : 240, onSide ? 240 : 320, orientation, 1, {});
-    ASSERT_EQ(probe(scene)->orientation, orientation);
-    const Bitmap shown = shownSmall(scene);
+    ASSERT_EQ(imaging::probe(scene)->orientation, orientation);
+    const imaging::Bitmap shown = shownSmall(scene);
     ASSERT_EQ(shown.width(), expected.width());
     double difference = 0;
     for (std::size_t i = 0; i < shown.strideBytes() * shown.height(); ++i)
@@ -51,7 +52,7 @@ TEST(TestScene, CarriesTheCamerasMetadataAndTheGiven) {
   const Data scene = generateTestScene(
       64, 48, UIImageOrientation::right, 1,
       {{"{Exif}", Dictionary{{"DateTimeOriginal", "2024:05:01 14:03:20"}, {"FNumber", 2.4}}}});
-  const Dictionary properties = readProperties(scene).value();
+  const Dictionary properties = imaging::readProperties(scene).value();
   const Dictionary& exif = *properties.at("{Exif}").dictionary();
   EXPECT_EQ(properties.at("Orientation"), Value(6));
   EXPECT_EQ(properties.at("{TIFF}").dictionary()->at("Make"), Value("VECamera"));
@@ -80,12 +81,12 @@ TEST(TestScene, MakesTheSamplePhoto) {
   std::ifstream file(VECAMERA_SOURCE_DIR "/samples/PHOTO.jpg", std::ios::binary);
   const Data sample(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(file), {}));
   EXPECT_LT(sample.size(), 600'000u);
-  EXPECT_EQ(readProperties(sample), readProperties(made));
+  EXPECT_EQ(imaging::readProperties(sample), imaging::readProperties(made));
   const auto pixels = [](const Data& data) {
-    return pixelsOf(*Images().imageWithData(data)).value();
+    return imaging::pixelsOf(*imaging::Images().imageWithData(data)).value();
   };
-  const Bitmap expected = pixels(made);
-  const Bitmap actual = pixels(sample);
+  const imaging::Bitmap expected = pixels(made);
+  const imaging::Bitmap actual = pixels(sample);
   int largest = 0;
   for (std::size_t y = 0; y < expected.height(); ++y)
     for (std::size_t i = 0; i < expected.strideBytes(); ++i)
@@ -94,4 +95,4 @@ TEST(TestScene, MakesTheSamplePhoto) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::camera

@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-namespace vecamera::device {
+namespace vecamera::device::container {
 namespace {
 
 class StoppedClock : public NSClock {
@@ -85,4 +85,4 @@ TEST_F(ContainerTest, TheDispatcherRefusesWithAReason) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::container

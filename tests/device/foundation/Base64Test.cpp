@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 TEST(Base64, EncodesTheStandardVectorsBehindThePrefix) {
@@ -76,4 +76,4 @@ TEST(Base64, PiecesOfWholeGroupsGiveTheTextOfTheWhole) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -10,7 +10,7 @@
 #include "device/foundation/ApplicationHome.h"
 #include "device/foundation/StringsTable.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 using testing::Optional;
@@ -220,4 +220,4 @@ TEST(SampleBundle, EveryLanguageHasEveryText) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

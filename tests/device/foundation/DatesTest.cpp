@@ -9,7 +9,7 @@
 
 #include "device/foundation/Clocks.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 using std::chrono::microseconds;
@@ -202,4 +202,4 @@ TEST(ManualClock, MovesOnlyWhenMoved) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -15,7 +15,7 @@
 #include "VECamera/platform/Foundation.h"
 #include "device/foundation/ApplicationHome.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 
 /// Makes the file manager under test for a temporary directory.
 using FileManagerFactory =
@@ -231,4 +231,4 @@ TEST_P(FileManagerContract, PathThroughALinkIntoTheTemporaryDirectoryMayBeRemove
   EXPECT_FALSE(files_->fileExistsAtPath(inside("sub/a.txt")));
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

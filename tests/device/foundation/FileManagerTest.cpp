@@ -9,7 +9,7 @@
 #include "device/foundation/PosixFiles.h"
 #include "tests/device/foundation/FileManagerContract.h"
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 using testing::Optional;
@@ -147,4 +147,4 @@ TEST(ApplicationHome, SharedFoldersLinksAndFilesAreNoHome) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

@@ -6,7 +6,7 @@
 #include <random>
 #include <string>
 
-namespace vecamera::device {
+namespace vecamera::device::foundation {
 namespace {
 
 using testing::Eq;
@@ -217,4 +217,4 @@ TEST(Urls, QueryItemIsTheFirstOfItsName) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::foundation

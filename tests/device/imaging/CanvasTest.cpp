@@ -3,12 +3,12 @@
 #include <numbers>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
-#include "device/imaging/Canvas.h"
-#include "device/imaging/Picture.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Picture.h"
+#include "device/imaging/platform/Pictures.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 std::shared_ptr<UIImage> drawn(const std::shared_ptr<UIImage>& image, CGSize canvas,
@@ -285,4 +285,4 @@ TEST(Canvas, APictureWithoutPixelsSpoilsTheDrawingThatShowsIt) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

@@ -12,15 +12,15 @@
 #include <thread>
 #include <tuple>
 
-#include "device/imaging/Canvas.h"
-#include "device/imaging/Images.h"
-#include "device/imaging/JpegCodec.h"
-#include "device/imaging/Pictures.h"
-#include "device/imaging/PngCodec.h"
-#include "device/imaging/PngWriter.h"
+#include "device/imaging/jpeg/JpegCodec.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/png/PngCodec.h"
+#include "device/imaging/png/PngWriter.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 using Raw = std::vector<std::uint8_t>;
@@ -325,4 +325,4 @@ TEST(Codecs, OnePictureServesSeveralThreadsAtOnce) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

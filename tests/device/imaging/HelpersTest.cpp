@@ -1,15 +1,15 @@
-#include "device/imaging/Helpers.h"
+#include "device/imaging/base/ThreadBudget.h"
 
 #include <future>
 #include <new>
 #include <random>
 
-#include "device/imaging/Images.h"
-#include "device/imaging/PngCodec.h"
-#include "device/imaging/PngRows.h"
+#include "device/imaging/platform/Images.h"
+#include "device/imaging/png/PngCodec.h"
+#include "device/imaging/png/PngRows.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 /// Pieces of work that are counted.
@@ -29,22 +29,22 @@ struct Pieces {
 
 TEST(Helpers, AHelperComesOnlyWhereFewerThreadsAreAtWork) {
   QueueExecutor queue;
-  const PictureThreads two(2, queue);
-  const PictureThreads::AtWork one(two);
+  const ThreadBudget two(2, queue);
+  const ThreadBudget::Lease one(two);
   Pieces pieces{3};
-  SharedWork work(two, pieces.doOne());
-  EXPECT_TRUE(work.callHelper());
-  EXPECT_TRUE(work.callHelper());
+  WorkQueue work(two, pieces.doOne());
+  EXPECT_TRUE(work.requestWorker());
+  EXPECT_TRUE(work.requestWorker());
   EXPECT_EQ(queue.pending(), 1u);
   {
     // It was called, but another picture was faster.
-    const PictureThreads::AtWork other(two);
+    const ThreadBudget::Lease other(two);
     queue.runAll();
     EXPECT_EQ(pieces.done, 0);
-    EXPECT_FALSE(work.callHelper());
+    EXPECT_FALSE(work.requestWorker());
     EXPECT_EQ(queue.pending(), 0u);
   }
-  EXPECT_TRUE(work.callHelper());
+  EXPECT_TRUE(work.requestWorker());
   queue.runAll();
   EXPECT_EQ(pieces.done, 3);
   EXPECT_TRUE(work.end());
@@ -52,15 +52,15 @@ TEST(Helpers, AHelperComesOnlyWhereFewerThreadsAreAtWork) {
 
 TEST(Helpers, AHelperLeavesWhereAnotherPictureComes) {
   QueueExecutor queue;
-  const PictureThreads two(2, queue);
-  const PictureThreads::AtWork one(two);
-  std::optional<PictureThreads::AtWork> other;
+  const ThreadBudget two(2, queue);
+  const ThreadBudget::Lease one(two);
+  std::optional<ThreadBudget::Lease> other;
   int done = 0;
-  SharedWork work(two, [&] {
+  WorkQueue work(two, [&] {
     other.emplace(two);
     return ++done < 3;
   });
-  work.callHelper();
+  work.requestWorker();
   queue.runAll();
   EXPECT_EQ(done, 1);
 }
@@ -69,10 +69,10 @@ TEST(Helpers, AHelperThatComesTooLateDoesNothing) {
   QueueExecutor queue;
   Pieces pieces{3};
   {
-    SharedWork work({2, queue}, pieces.doOne());
-    work.callHelper();
+    WorkQueue work({2, queue}, pieces.doOne());
+    work.requestWorker();
     EXPECT_TRUE(work.end());
-    EXPECT_FALSE(work.callHelper());
+    EXPECT_FALSE(work.requestWorker());
   }
   queue.runAll();
   EXPECT_EQ(pieces.done, 0);
@@ -80,20 +80,20 @@ TEST(Helpers, AHelperThatComesTooLateDoesNothing) {
 
 TEST(Helpers, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
   QueueExecutor queue;
-  SharedWork work({2, queue}, []() -> bool { throw std::bad_alloc(); });
-  work.callHelper();
+  WorkQueue work({2, queue}, []() -> bool { throw std::bad_alloc(); });
+  work.requestWorker();
   queue.runAll();
-  EXPECT_TRUE(work.callHelper());
+  EXPECT_TRUE(work.requestWorker());
   EXPECT_FALSE(work.end());
 }
 
 TEST(Helpers, MoreHelpersComeWhereMoreThreadsAreAllowed) {
   QueueExecutor queue;
-  const PictureThreads four(4, queue);
-  const PictureThreads::AtWork one(four);
+  const ThreadBudget four(4, queue);
+  const ThreadBudget::Lease one(four);
   Pieces pieces;
-  SharedWork work(four, pieces.doOne());
-  for (int i = 0; i < 5; ++i) work.callHelper();
+  WorkQueue work(four, pieces.doOne());
+  for (int i = 0; i < 5; ++i) work.requestWorker();
   EXPECT_EQ(queue.pending(), 3u);
 }
 
@@ -105,7 +105,7 @@ Bitmap noise(std::size_t width, std::size_t height) {
   });
 }
 
-bool readsAll(const std::vector<std::uint8_t>& png, const PictureThreads& threads) {
+bool readsAll(const std::vector<std::uint8_t>& png, const ThreadBudget& threads) {
   const auto header = readHeader(png).value();
   const auto rows = openPngRows(png, header, threads);
   Bitmap pixels = Bitmap::uninitialized(header.width, header.height).value();
@@ -114,7 +114,7 @@ bool readsAll(const std::vector<std::uint8_t>& png, const PictureThreads& thread
 
 TEST(Helpers, PicturesDoNotWaitForHelpersThatNeverCome) {
   QueueExecutor never;
-  const PictureThreads two(2, never);
+  const ThreadBudget two(2, never);
   const auto png = encodePng(noise(1200, 900)).value();
   EXPECT_EQ(encodePng(noise(1200, 900), two), png);
   EXPECT_TRUE(readsAll(png, two));
@@ -125,7 +125,7 @@ TEST(Helpers, PicturesDoNotWaitForHelpersThatNeverCome) {
 
 TEST(Helpers, APictureHasHelpersOnlyWhereItsOwnThreadLeavesRoom) {
   QueueExecutor queue;
-  const PictureThreads two(2, queue);
+  const ThreadBudget two(2, queue);
   Images images({}, two);
   const auto image = images.imageWithData(Data(encodePng(noise(1200, 900)).value()));
   const auto helpersCalled = [&](auto&& make) {
@@ -138,7 +138,7 @@ TEST(Helpers, APictureHasHelpersOnlyWhereItsOwnThreadLeavesRoom) {
   const auto jpeg = [&] { return images.UIImageJPEGRepresentation(image, 0.8); };
   EXPECT_GE(helpersCalled(png), 1u);
   EXPECT_GE(helpersCalled(jpeg), 1u);
-  const PictureThreads::AtWork other(two);
+  const ThreadBudget::Lease other(two);
   EXPECT_EQ(helpersCalled(png), 0u);
   EXPECT_EQ(helpersCalled(jpeg), 0u);
 }
@@ -146,13 +146,13 @@ TEST(Helpers, APictureHasHelpersOnlyWhereItsOwnThreadLeavesRoom) {
 TEST(Helpers, PicturesMayBeMadeOnTheHelpersOwnExecutor) {
   const auto png = encodePng(noise(1200, 900)).value();
   ThreadPoolExecutor pool(3);
-  const PictureThreads three(3, pool);
+  const ThreadBudget three(3, pool);
   std::vector<std::future<bool>> results;
   for (int i = 0; i < 6; ++i) {
     const auto made = std::make_shared<std::promise<bool>>();
     results.push_back(made->get_future());
     pool.post([&, made] {
-      const PictureThreads::AtWork atWork(three);
+      const ThreadBudget::Lease atWork(three);
       made->set_value(encodePng(noise(1200, 900), three) == png && readsAll(png, three));
     });
   }
@@ -160,4 +160,4 @@ TEST(Helpers, PicturesMayBeMadeOnTheHelpersOwnExecutor) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

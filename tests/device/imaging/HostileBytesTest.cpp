@@ -5,14 +5,14 @@
 #include <string_view>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
-#include "device/imaging/Canvas.h"
-#include "device/imaging/ImageFiles.h"
-#include "device/imaging/Images.h"
-#include "device/imaging/Metadata.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/metadata/Metadata.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/ImageFiles.h"
+#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Pictures.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 using Raw = std::vector<std::uint8_t>;
@@ -156,4 +156,4 @@ TEST(HostileBytes, FewBytesCannotHoldAPictureWithinTheLimitEither) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

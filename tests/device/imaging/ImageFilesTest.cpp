@@ -1,12 +1,12 @@
-#include "device/imaging/ImageFiles.h"
+#include "device/imaging/platform/ImageFiles.h"
 
 #include <gmock/gmock.h>
 
-#include "device/imaging/Metadata.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/metadata/Metadata.h"
+#include "device/imaging/platform/Pictures.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 using testing::_;
@@ -88,4 +88,4 @@ TEST(ImageFiles, TheQualityPropertyRulesJpegs) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

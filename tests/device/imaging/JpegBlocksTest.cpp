@@ -1,4 +1,4 @@
-#include "device/imaging/JpegBlocks.h"
+#include "device/imaging/jpeg/ScaledIdct.h"
 
 #include <gtest/gtest.h>
 
@@ -8,7 +8,7 @@
 #include <random>
 #include <vector>
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 struct Component {
@@ -53,7 +53,7 @@ Component componentOf(std::size_t count, UINT16 step, std::mt19937& random) {
 
 /// A sample of a row that was made of blocks.
 double sampleAt(const std::uint8_t* row, std::size_t x, unsigned length) {
-  if (JpegBlockScaler::unitOf(length) == PlaneUnit::byte) return row[x];
+  if (ScaledIdct::unitOf(length) == SampleFormat::byte) return row[x];
   return reinterpret_cast<const std::int16_t*>(row)[x] / 8.0;
 }
 
@@ -73,18 +73,18 @@ double exactSample(const Component& component, std::size_t block, std::size_t x,
 
 TEST(JpegBlocks, SamplesAreThoseOfTheLowestCoefficients) {
   std::mt19937 random(3);
-  for (const unsigned length : JpegBlockScaler::sizes)
+  for (const unsigned length : ScaledIdct::sizes)
     for (const UINT16 step : {1, 7, 60, 255})
       for (const std::size_t count : {1u, 7u, 8u, 21u}) {
         SCOPED_TRACE(std::to_string(length) + " of " + std::to_string(count) + " blocks");
         Component component = componentOf(count, step, random);
         const Component before = component;
-        const std::size_t stride = (count + JpegBlockScaler::moreBlocks) * DCTSIZE;
+        const std::size_t stride = (count + ScaledIdct::moreBlocks) * DCTSIZE;
         std::vector<std::int16_t> words(stride * length);
         std::vector<std::uint8_t*> rows;
         for (std::size_t y = 0; y < length; ++y)
           rows.push_back(reinterpret_cast<std::uint8_t*>(words.data() + y * stride));
-        const JpegBlockScaler scaler(length, component.steps.data());
+        const ScaledIdct scaler(length, component.steps.data());
         scaler.scale(component.data(), count, false, rows.data());
         EXPECT_EQ(component.blocks, before.blocks);
         double most = 0;
@@ -106,7 +106,7 @@ TEST(JpegBlocks, CoarseStepsMayGoFarBeyondWhite) {
     std::vector<std::int16_t> others(9 * DCTSIZE);
     std::vector<std::uint8_t*> rows(length, reinterpret_cast<std::uint8_t*>(others.data()));
     rows[0] = reinterpret_cast<std::uint8_t*>(words.data());
-    JpegBlockScaler(length, component.steps.data()).scale(component.data(), 1, false, rows.data());
+    ScaledIdct(length, component.steps.data()).scale(component.data(), 1, false, rows.data());
     EXPECT_GT(words[0], 8 * 600);
     EXPECT_NEAR(words[0] / 8.0, exactSample(component, 0, 0, 0, length), 0.5);
   }
@@ -119,7 +119,7 @@ TEST(JpegBlocks, WhatWasReadIsCleared) {
     const Component before = component;
     std::vector<std::uint8_t> memory(128 * 20);
     std::vector<std::uint8_t*> rows(length, memory.data());
-    JpegBlockScaler(length, component.steps.data()).scale(component.data(), 10, true, rows.data());
+    ScaledIdct(length, component.steps.data()).scale(component.data(), 10, true, rows.data());
     for (std::size_t block = 0; block < 10; ++block)
       for (std::size_t y = 0; y < length; ++y)
         for (std::size_t x = 0; x < length; ++x)
@@ -135,16 +135,16 @@ TEST(JpegBlocks, CoefficientsThatNoEncoderMakesGiveSomeSamples) {
     for (JCOEF& coefficient : component.blocks.emplace_back())
       coefficient = static_cast<JCOEF>(random());
   for (UINT16& step : component.steps) step = static_cast<UINT16>(random());
-  for (const unsigned length : JpegBlockScaler::sizes) {
+  for (const unsigned length : ScaledIdct::sizes) {
     std::vector<std::int16_t> words(17 * DCTSIZE);
     std::vector<std::uint8_t*> rows(length, reinterpret_cast<std::uint8_t*>(words.data()));
-    JpegBlockScaler(length, component.steps.data()).scale(component.data(), 9, false, rows.data());
+    ScaledIdct(length, component.steps.data()).scale(component.data(), 9, false, rows.data());
     // Of a component without steps: grey.
-    JpegBlockScaler(length, nullptr).scale(component.data(), 9, false, rows.data());
+    ScaledIdct(length, nullptr).scale(component.data(), 9, false, rows.data());
     for (std::size_t x = 0; x < 9 * length; ++x)
       EXPECT_EQ(sampleAt(rows[0], x, length), CENTERJSAMPLE);
   }
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

@@ -1,10 +1,10 @@
-#include "device/imaging/Metadata.h"
+#include "device/imaging/metadata/Metadata.h"
 
-#include "device/imaging/ExifBlock.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/metadata/ExifBlock.h"
+#include "device/imaging/platform/Pictures.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 Data plainJpeg() {
@@ -176,4 +176,4 @@ TEST(Metadata, WhatDoesNotFitIntoAJpegIsRefused) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

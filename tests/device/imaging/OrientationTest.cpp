@@ -1,9 +1,9 @@
 #include "VECamera/imaging/ScalingAndOrientation.h"
-#include "device/imaging/Canvas.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Pictures.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 constexpr std::string_view stored = "RGB/CMY";
@@ -109,4 +109,4 @@ TEST(Orientation, SizeIsTheShownOneAndTheBitmapKeepsTheStoredOne) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

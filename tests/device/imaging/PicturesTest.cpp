@@ -1,10 +1,10 @@
-#include "device/imaging/Pictures.h"
+#include "device/imaging/platform/Pictures.h"
 
 #include <cmath>
 
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 TEST(Pictures, CropsAreOfTheUprightPicture) {
@@ -55,4 +55,4 @@ TEST(Pictures, ThumbnailsAreUprightAndNeverEnlarged) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

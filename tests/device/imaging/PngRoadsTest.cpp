@@ -3,13 +3,13 @@
 #include <random>
 #include <string_view>
 
-#include "device/imaging/Codecs.h"
-#include "device/imaging/PngCodec.h"
-#include "device/imaging/PngRows.h"
-#include "device/imaging/PngWriter.h"
+#include "device/imaging/codecs/Codecs.h"
+#include "device/imaging/png/PngCodec.h"
+#include "device/imaging/png/PngRows.h"
+#include "device/imaging/png/PngWriter.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 using Raw = std::vector<std::uint8_t>;
@@ -278,7 +278,7 @@ TEST(PngRoads, AHelperUnpacksALargePngToTheSameRows) {
   const auto png = encodePng(noise(columns, rowCount, true)).value();
   const PictureHeader header = readHeader(png).value();
   ThreadPoolExecutor helper(1);
-  const PictureThreads two(2, helper);
+  const ThreadBudget two(2, helper);
   Bitmap actual = Bitmap::uninitialized(columns, rowCount).value();
   const auto rows = openPngRows(png, header, two);
   ASSERT_TRUE(rows && rows->read(actual.row(0), rowCount) && rows->finish());
@@ -345,4 +345,4 @@ TEST(PngRoads, WhatRepeatsItselfIsLeftUnfilteredAndPhotographsAreNot) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

@@ -1,6 +1,6 @@
-#include "device/imaging/Layout.h"
-#include "device/imaging/Resample.h"
-#include "device/imaging/RowMixing.h"
+#include "device/imaging/pipeline/Placement.h"
+#include "device/imaging/resample/Resample.h"
+#include "device/imaging/resample/ResampleKernels.h"
 
 #include <algorithm>
 #include <array>
@@ -9,7 +9,7 @@
 
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 /// The pixels of a canvas of 100 that a bitmap of that length touches.
@@ -63,7 +63,7 @@ TEST(Resample, EveryProcessorMixesRowsAlike) {
     bool operator==(const Result&) const = default;
   };
   std::vector<Result> results;
-  for (const RowMixing& mixing : rowMixings()) {
+  for (const ResampleKernels& mixing : allResampleKernels()) {
     alignas(64) std::array<std::int16_t, pairs * tilePairNumbers> numbers{};
     const TileRing ring{numbers.data(), pairs - 1};
     for (std::size_t y = 0; y < 40; y += 2)
@@ -117,4 +117,4 @@ TEST(Resample, WeightsAddUpToOneAndStayInsideOfWhatIsUsable) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

@@ -13,15 +13,15 @@
 #include <utility>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
-#include "device/imaging/Canvas.h"
-#include "device/imaging/ExifBlock.h"
-#include "device/imaging/Images.h"
-#include "device/imaging/JpegCodec.h"
-#include "device/imaging/JpegTurn.h"
-#include "device/imaging/Pictures.h"
+#include "device/imaging/jpeg/JpegCodec.h"
+#include "device/imaging/jpeg/JpegLosslessTransform.h"
+#include "device/imaging/metadata/ExifBlock.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Pictures.h"
 #include "tests/device/imaging/TestPictures.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 using Raw = std::vector<std::uint8_t>;
@@ -601,4 +601,4 @@ TEST(Roads, AGreyPictureLosesAProfileOfColours) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

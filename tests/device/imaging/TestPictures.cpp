@@ -8,13 +8,13 @@
 #include <fstream>
 #include <iterator>
 
-#include "device/imaging/ExifBlock.h"
-#include "device/imaging/Images.h"
-#include "device/imaging/JpegCodec.h"
-#include "device/imaging/Pictures.h"
-#include "device/imaging/PngCodec.h"
+#include "device/imaging/jpeg/JpegCodec.h"
+#include "device/imaging/metadata/ExifBlock.h"
+#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/png/PngCodec.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 namespace {
 
 constexpr std::array<std::pair<char, Rgba>, 9> letters{{{'R', {255, 0, 0}},
@@ -134,4 +134,4 @@ int largestDifference(const Bitmap& a, const Bitmap& b) {
   return largest;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

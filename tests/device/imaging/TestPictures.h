@@ -10,10 +10,10 @@
 #include <vector>
 
 #include "VECamera/platform/UIKit.h"
-#include "device/imaging/Bitmap.h"
-#include "device/imaging/Codecs.h"
+#include "device/imaging/base/Bitmap.h"
+#include "device/imaging/codecs/Codecs.h"
 
-namespace vecamera::device {
+namespace vecamera::device::imaging {
 
 /// A pixel as read back, premultiplied.
 struct Rgba {
@@ -56,4 +56,4 @@ inline constexpr UIImageOrientation allOrientations[] = {
     UIImageOrientation::upMirrored,   UIImageOrientation::downMirrored,
     UIImageOrientation::leftMirrored, UIImageOrientation::rightMirrored};
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::imaging

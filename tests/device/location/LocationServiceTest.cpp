@@ -7,10 +7,10 @@
 
 #include "device/screen/ScriptedScreen.h"
 
-namespace vecamera::device {
+namespace vecamera::device::location {
 namespace {
 
-class Told : public DeviceObserver {
+class Told : public container::DeviceObserver {
  public:
   void locationManagerTold(std::string_view what) override { calls.emplace_back(what); }
   std::vector<std::string> calls;
@@ -45,9 +45,9 @@ class LocationServiceTest : public testing::Test {
   Told told;
   QueueExecutor main;
   QueueExecutor platform;
-  ScriptedScreen screen{told};
-  PermissionGate<LocationAuthorization> permission{
-      Permission::location, LocationAuthorization::authorized, screen, platform};
+  screen::ScriptedScreen screen{told};
+  screen::PermissionGate<LocationAuthorization> permission{
+      container::Permission::location, LocationAuthorization::authorized, screen, platform};
   LocationService service{permission, main, told};
   std::shared_ptr<Follower> follower = std::make_shared<Follower>();
 };
@@ -88,7 +88,7 @@ TEST_F(LocationServiceTest, WithoutPermissionNothingComesBeforeTheUserAllows) {
   EXPECT_EQ(told.calls, std::vector<std::string>{"start"}) << "the request waits for the next pass";
   main.runAll();
   EXPECT_EQ(told.calls.back(), "requestWhenInUseAuthorization");
-  EXPECT_TRUE(screen.prompts().contains(Permission::location));
+  EXPECT_TRUE(screen.prompts().contains(container::Permission::location));
   EXPECT_TRUE(follower->counts.empty());
   permission.decide(LocationAuthorization::authorized);
   platform.runAll();
@@ -115,4 +115,4 @@ TEST_F(LocationServiceTest, AManagerMayGoWhileAnUpdateIsOnItsWay) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::location

@@ -6,7 +6,7 @@
 #include "device/media/MediaErrors.h"
 #include "tests/device/media/Workshop.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 using testing::ElementsAre;
@@ -28,7 +28,9 @@ class Sessions : public Workshop {
   void start(const std::shared_ptr<AVAssetExportSession>& session) {
     session->exportAsynchronouslyWithCompletionHandler([this] { ++handled; });
   }
-  URL urlOf(std::string_view name) const { return Urls().fileURLWithPath(path(name).string()); }
+  URL urlOf(std::string_view name) const {
+    return foundation::Urls().fileURLWithPath(path(name).string());
+  }
 
   QueueExecutor queue;
   std::function<void(float)> observer;
@@ -121,7 +123,7 @@ TEST_F(Sessions, AnExportThatCannotBeDoneFailsWithTheReason) {
         << each.name << ": " << export_->error()->localizedDescription();
     EXPECT_THAT(names(), ElementsAre("in.mp4", "taken.mp4")) << each.name;
   }
-  EXPECT_EQ(vecamera::device::textOf(read(path("taken.mp4"))), "kept");
+  EXPECT_EQ(vecamera::device::media::textOf(read(path("taken.mp4"))), "kept");
 }
 
 TEST_F(Sessions, AnExportIsSupervised) {
@@ -185,4 +187,4 @@ TEST_F(Sessions, OnlyItsOwnAssetsAndTheHighestQualityHaveASession) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

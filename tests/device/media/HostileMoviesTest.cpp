@@ -7,7 +7,7 @@
 #include "device/media/Movies.h"
 #include "tests/device/media/Workshop.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 const std::string smallPictures = "-f lavfi -i testsrc2=s=64x48:r=10:d=0.6 ";
@@ -17,7 +17,7 @@ class HostileMovies : public Workshop {
  protected:
   std::string sample(const char* name, const std::string& options) const {
     const auto file = make(name, smallPictures + shortTone + options);
-    std::string bytes = vecamera::device::textOf(read(file));
+    std::string bytes = textOf(read(file));
     std::filesystem::remove(file);
     return bytes;
   }
@@ -172,4 +172,4 @@ TEST_F(HostileMovies, PicturesOutOfAllMeasureAreAnError) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -10,7 +10,7 @@
 #include "device/media/Movies.h"
 #include "tests/device/media/Workshop.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 using testing::ElementsAre;
@@ -39,7 +39,7 @@ class MovieExport : public Workshop {
 
   /// Puts the upper left part of a display matrix into the first track of an MPEG-4 file.
   static void setMatrix(const std::filesystem::path& file, const std::array<int, 4>& parts) {
-    std::string bytes = vecamera::device::textOf(read(file));
+    std::string bytes = media::textOf(read(file));
     const std::size_t track = bytes.find("tkhd");
     ASSERT_NE(track, std::string::npos);
     constexpr std::array<std::size_t, 4> places{0, 4, 12, 16};
@@ -108,7 +108,7 @@ TEST_P(EachKind, BecomesAMovieThatBrowsersAndPhonesPlay) {
   }
   EXPECT_EQ(judgement.complaints, "");
 
-  const std::string bytes = vecamera::device::textOf(read(target));
+  const std::string bytes = media::textOf(read(target));
   EXPECT_LT(bytes.find("moov"), bytes.find("mdat"));
   struct stat status;
   ASSERT_EQ(stat(target.c_str(), &status), 0);
@@ -186,7 +186,7 @@ TEST_F(MovieExport, HighDynamicRangeIsBroughtToOrdinaryScreens) {
     EXPECT_EQ(picture.at("width"), "64");
     const auto poster = posterFrameOfFile(source, 64);
     ASSERT_TRUE(poster.has_value());
-    write(path("poster.jpg"), vecamera::device::textOf(*poster));
+    write(path("poster.jpg"), media::textOf(*poster));
     for (const auto& shown : {target, path("poster.jpg")})
       EXPECT_NEAR(raw(shown, "-frames:v 1 -vf scale=1:1 -f rawvideo -pix_fmt gray").at(0), 232, 4)
           << transfer << shown;
@@ -218,7 +218,7 @@ TEST_F(MovieExport, AnEncodedMovieStandsUprightAndSoDoesItsPoster) {
     EXPECT_THAT(raw(target, corners), Pointwise(testing::Truly(near), expected));
     const auto poster = posterFrameOfFile(source, 200);
     ASSERT_TRUE(poster.has_value());
-    write(path("poster.jpg"), vecamera::device::textOf(*poster));
+    write(path("poster.jpg"), media::textOf(*poster));
     EXPECT_THAT(raw(path("poster.jpg"), corners), Pointwise(testing::Truly(near), expected));
     std::filesystem::remove(target);
   }
@@ -314,7 +314,7 @@ TEST_F(MovieExport, WhatIsNoMovieGivesAnError) {
                             "-encryption_key 00112233445566778899aabbccddeeff "
                             "-encryption_kid 00112233445566778899aabbccddeeff");
   make("long.mp4", "-i '" + movie.string() + "' -c copy -an -bsf:v setts=ts=TS*50000");
-  std::string still = vecamera::device::textOf(read(movie));
+  std::string still = media::textOf(read(movie));
   write(path("heif.mp4"), still.replace(8, 4, "msf1"));
   write(path("text.txt"), "This is a text, not a movie.\n");
   write(path("empty.mp4"), "");
@@ -352,8 +352,8 @@ TEST_F(MovieExport, WhatIsNoMovieGivesAnError) {
   const auto taken = exportMovie(movie, path("out.mp4"), {});
   ASSERT_TRUE(taken.has_value());
   EXPECT_TRUE(isMediaError(*taken, AVError::fileAlreadyExists));
-  EXPECT_EQ(vecamera::device::textOf(read(path("out.mp4"))), "kept");
+  EXPECT_EQ(media::textOf(read(path("out.mp4"))), "kept");
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -2,7 +2,7 @@
 
 #include "tests/device/media/Workshop.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 class Movies : public Workshop {};
@@ -54,7 +54,7 @@ TEST_F(Movies, APosterIsSmallAndShowsMoreThanBlack) {
   const auto black = make("b.mp4", starts + "-c:v libx264");
   const auto shown = [this](const std::optional<Data>& poster) {
     if (!poster) return std::string("nothing");
-    write(path("poster.jpg"), vecamera::device::textOf(*poster));
+    write(path("poster.jpg"), textOf(*poster));
     const auto about = judged(path("poster.jpg")).picture;
     const auto color = raw(path("poster.jpg"), "-vf scale=1:1 -f rawvideo -pix_fmt rgb24");
     return about.at("width") + "x" + about.at("height") + (color.at(0) > 200 ? " red" : " black");
@@ -66,4 +66,4 @@ TEST_F(Movies, APosterIsSmallAndShowsMoreThanBlack) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

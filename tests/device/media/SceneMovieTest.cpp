@@ -6,7 +6,7 @@
 #include "device/media/MediaErrors.h"
 #include "tests/device/media/Workshop.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 using testing::Each;
@@ -90,4 +90,4 @@ TEST_F(SceneMovies, WhatCannotBePaintedIsAnErrorWithoutAFile) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

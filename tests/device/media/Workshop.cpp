@@ -10,7 +10,7 @@
 #include <iterator>
 #include <sstream>
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 namespace {
 
 /// What the command prints, on both outputs; a test failure where it fails.
@@ -53,7 +53,7 @@ std::filesystem::path Workshop::make(std::string_view name, const std::string& a
   const auto file = path(name);
   Data& movie = made[file.extension().string() + " " + arguments];
   if (!movie.empty()) {
-    write(file, vecamera::device::textOf(movie));
+    write(file, textOf(movie));
     return file;
   }
   output("ffmpeg -v error -y -fflags +bitexact " + arguments + " -threads 1 '" + file.string() +
@@ -126,4 +126,4 @@ std::string textOf(const Data& data) {
   return {data.bytes().begin(), data.bytes().end()};
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -12,7 +12,7 @@
 
 #include "VECamera/platform/Value.h"
 
-namespace vecamera::device {
+namespace vecamera::device::media {
 
 /// One second of 160 by 120 pictures, and of a tone, as inputs of `ffmpeg`.
 inline const std::string pictures = "-f lavfi -i testsrc2=s=160x120:r=25:d=1 ";
@@ -61,4 +61,4 @@ class Workshop : public testing::Test {
 
 std::string textOf(const Data& data);
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::media

@@ -7,7 +7,7 @@
 
 #include "device/photos/RandomIdentifiers.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 namespace {
 
 TEST(AssetAddress, GivesTheIdentifierOfAnAddressAndNothingForOtherText) {
@@ -72,4 +72,4 @@ TEST(RandomIdentifiers, SeedFixesTheRow) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

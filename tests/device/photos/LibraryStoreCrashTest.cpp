@@ -7,7 +7,7 @@
 #include "device/photos/LibraryStore.h"
 #include "tests/device/photos/PhotosTestSupport.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 namespace {
 
 using Stage = LibraryStore::Stage;
@@ -154,4 +154,4 @@ TEST_F(LibraryStoreCrash, ProcessesOpenAndAddTogether) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

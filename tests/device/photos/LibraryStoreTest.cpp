@@ -11,7 +11,7 @@
 
 #include "tests/device/photos/PhotosTestSupport.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 namespace {
 
 namespace fs = std::filesystem;
@@ -413,4 +413,4 @@ TEST_F(LibraryStoreTest, PlaceThatHoldsSomethingElseIsRefused) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

@@ -7,7 +7,7 @@
 #include "tests/device/photos/PhotosContract.h"
 #include "tests/device/photos/PhotosTestSupport.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 namespace {
 
 class FixedClock : public NSClock {
@@ -184,4 +184,4 @@ TEST(ImageManager, HasNoDataForAnAssetThatWasRemovedOrLostItsFile) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

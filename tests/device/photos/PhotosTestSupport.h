@@ -15,7 +15,7 @@
 #include "device/photos/LibraryStore.h"
 #include "device/photos/RandomIdentifiers.h"
 
-namespace vecamera::device {
+namespace vecamera::device::photos {
 
 /// A fresh folder, removed at the end.
 class TemporaryFolder {
@@ -111,4 +111,4 @@ inline std::vector<std::string> identifiersIn(LibraryStore& store) {
   return identifiers;
 }
 
-}  // namespace vecamera::device
+}  // namespace vecamera::device::photos

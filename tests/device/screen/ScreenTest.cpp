@@ -7,12 +7,12 @@
 #include "device/screen/RootViewController.h"
 #include "device/screen/ScriptedScreen.h"
 
-namespace vecamera::device {
+namespace vecamera::device::screen {
 namespace {
 
 class ScreenTest : public testing::Test {
  protected:
-  DeviceObserver observer;
+  container::DeviceObserver observer;
   QueueExecutor main;
   QueueExecutor platform;
   ScriptedScreen screen{observer};
@@ -52,11 +52,11 @@ TEST_F(ScreenTest, TheUserReachesOnlyWhatIsOnTop) {
 using Gate = PermissionGate<AVAuthorizationStatus>;
 
 TEST_F(ScreenTest, RequestsWaitBehindOnePromptAndAreAllToldOnce) {
-  Gate gate(Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
+  Gate gate(container::Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
   std::vector<AVAuthorizationStatus> told;
   gate.request([&](auto status) { told.push_back(status); });
   gate.request([&](auto status) { told.push_back(status); });
-  EXPECT_EQ(screen.prompts(), std::set<Permission>{Permission::camera});
+  EXPECT_EQ(screen.prompts(), std::set<container::Permission>{container::Permission::camera});
   platform.runAll();
   EXPECT_TRUE(told.empty());
   gate.decide(AVAuthorizationStatus::denied);
@@ -70,7 +70,7 @@ TEST_F(ScreenTest, RequestsWaitBehindOnePromptAndAreAllToldOnce) {
 }
 
 TEST_F(ScreenTest, ADecidedPermissionShowsNoPromptAndStillAnswersLater) {
-  Gate gate(Permission::camera, AVAuthorizationStatus::restricted, screen, platform);
+  Gate gate(container::Permission::camera, AVAuthorizationStatus::restricted, screen, platform);
   int told = 0;
   gate.request([&](auto status) { told += status == AVAuthorizationStatus::restricted; });
   EXPECT_TRUE(screen.prompts().empty());
@@ -80,7 +80,7 @@ TEST_F(ScreenTest, ADecidedPermissionShowsNoPromptAndStillAnswersLater) {
 }
 
 TEST_F(ScreenTest, APreparedAnswerTakesThePromptDownAgain) {
-  Gate gate(Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
+  Gate gate(container::Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
   gate.answerPromptsWith(AVAuthorizationStatus::authorized);
   int granted = 0;
   gate.request([&](auto status) { granted += status == AVAuthorizationStatus::authorized; });
@@ -90,4 +90,4 @@ TEST_F(ScreenTest, APreparedAnswerTakesThePromptDownAgain) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::screen

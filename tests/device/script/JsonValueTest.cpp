@@ -1,4 +1,4 @@
-#include "device/script/JsonValue.h"
+#include "device/script/json/JsonValue.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-namespace vecamera::device {
+namespace vecamera::device::script {
 namespace {
 
 std::string lineOf(const Value& value) {
@@ -57,4 +57,4 @@ TEST(JsonValue, Base64IsTakenStrictly) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::script

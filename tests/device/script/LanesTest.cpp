@@ -1,11 +1,11 @@
-#include "device/script/Lanes.h"
+#include "device/script/assembly/Lanes.h"
 
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-namespace vecamera::device {
+namespace vecamera::device::script {
 namespace {
 
 using Log = std::vector<std::string>;
@@ -103,4 +103,4 @@ TEST(Lanes, YieldingOutsideOfALaneDoesNothing) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::script

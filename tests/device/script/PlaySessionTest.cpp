@@ -1,4 +1,4 @@
-#include "device/script/PlaySession.h"
+#include "device/script/play/PlaySession.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -6,9 +6,9 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "device/script/ScriptReader.h"
+#include "device/script/script/ScriptReader.h"
 
-namespace vecamera::device {
+namespace vecamera::device::script {
 namespace {
 
 using testing::HasSubstr;
@@ -58,4 +58,4 @@ TEST_F(PlaySessions, DoNotTakeTheClockOutOfTheYearsThatCanBeWritten) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::script

@@ -1,4 +1,4 @@
-#include "device/script/ScriptReader.h"
+#include "device/script/script/ScriptReader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -8,7 +8,7 @@
 #include <fstream>
 #include <string>
 
-namespace vecamera::device {
+namespace vecamera::device::script {
 namespace {
 
 namespace fs = std::filesystem;
@@ -75,7 +75,7 @@ TEST_F(ScriptReader, EverythingLeftOutHasItsDefault) {
   EXPECT_THAT(device.availableSources, ElementsAre(0, 1, 2));
   EXPECT_EQ(device.authorization.camera, AVAuthorizationStatus::authorized);
   EXPECT_EQ(device.authorization.photoLibrary, PHAuthorizationStatus::authorized);
-  EXPECT_EQ(device.authorization.location, LocationAuthorization::authorized);
+  EXPECT_EQ(device.authorization.location, location::LocationAuthorization::authorized);
   EXPECT_FALSE(device.prompts.camera.has_value());
   EXPECT_FALSE(device.location.has_value());
   EXPECT_EQ(device.urlTransformer.kind, UrlTransformerSetup::Kind::none);
@@ -110,7 +110,7 @@ TEST_F(ScriptReader, TheDeviceIsReadWhole) {
   EXPECT_EQ(device.availableMediaTypes.at(1), std::nullopt);
   EXPECT_EQ(device.authorization.camera, AVAuthorizationStatus::denied);
   EXPECT_EQ(device.authorization.photoLibrary, PHAuthorizationStatus::limited);
-  EXPECT_EQ(device.authorization.location, LocationAuthorization::authorized);
+  EXPECT_EQ(device.authorization.location, location::LocationAuthorization::authorized);
   EXPECT_EQ(device.prompts.camera, false);
   EXPECT_EQ(device.prompts.photoLibrary, PHAuthorizationStatus::restricted);
   ASSERT_EQ(device.library.size(), 2U);
@@ -273,7 +273,7 @@ TEST_F(ScriptReader, AnswersAndSettingsMeanTheirOwnPermission) {
   for (const char* form : {R"("do": "authorize", "location": "denied")",
                            R"("do": "authorize", "to": {"location": "denied"})"}) {
     const auto authorize = step<AuthorizeStep>(form);
-    EXPECT_EQ(authorize.location, LocationAuthorization::denied) << form;
+    EXPECT_EQ(authorize.location, location::LocationAuthorization::denied) << form;
     EXPECT_EQ(authorize.camera, std::nullopt) << form;
   }
 }
@@ -459,4 +459,4 @@ TEST_F(ScriptReader, AFileThatCannotBeAScriptIsNamed) {
 }
 
 }  // namespace
-}  // namespace vecamera::device
+}  // namespace vecamera::device::script

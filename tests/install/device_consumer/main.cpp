@@ -1,7 +1,7 @@
 #include <iostream>
 
-#include "device/script/Player.h"
-#include "device/script/ScriptReader.h"
+#include "device/script/play/Player.h"
+#include "device/script/script/ScriptReader.h"
 
 using namespace vecamera::device;
 

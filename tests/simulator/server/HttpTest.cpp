@@ -1,4 +1,4 @@
-#include "simulator/server/Http.h"
+#include "simulator/server/http/Http.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -7,10 +7,10 @@
 
 #include <csignal>
 
-#include "simulator/server/FolderWatch.h"
-#include "simulator/server/MediaFolder.h"
-#include "simulator/server/RequestTarget.h"
-#include "simulator/server/Secrets.h"
+#include "simulator/server/http/RequestTarget.h"
+#include "simulator/server/http/Secrets.h"
+#include "simulator/server/phone/MediaFolder.h"
+#include "simulator/server/sites/FolderWatch.h"
 #include "tests/simulator/server/TestFolder.h"
 
 namespace vecamera::simulator {

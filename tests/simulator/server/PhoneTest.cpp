@@ -1,4 +1,4 @@
-#include "simulator/server/Phone.h"
+#include "simulator/server/phone/Phone.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,9 +11,9 @@
 
 #include "device/foundation/Base64.h"
 #include "device/foundation/PosixFiles.h"
-#include "device/script/Samples.h"
-#include "device/script/ScriptReader.h"
-#include "simulator/server/SampleMedia.h"
+#include "device/script/assembly/Samples.h"
+#include "device/script/script/ScriptReader.h"
+#include "simulator/server/phone/SampleMedia.h"
 #include "tests/simulator/server/TestFolder.h"
 #include "tests/simulator/server/TestPhone.h"
 
@@ -27,8 +27,8 @@ using testing::IsEmpty;
 using testing::IsSupersetOf;
 
 std::string photoAsDataUrl() {
-  return device::Base64().base64EncodedString("data:image/jpeg;base64,",
-                                              sampleMedia().front().contents);
+  return device::foundation::Base64().base64EncodedString("data:image/jpeg;base64,",
+                                                          sampleMedia().front().contents);
 }
 
 Json takePicture(const std::string& name, const std::string& arguments = "[50,1,1]") {
@@ -45,16 +45,16 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 /// The events of a recording that is played as `vecamera run` plays it, but for the callbacks that
 /// are open at the end, which a phone tells as its state.
 std::vector<std::string> replayed(const std::filesystem::path& recording) {
-  auto read = device::readScript(recording);
-  if (const auto* error = std::get_if<device::ScriptError>(&read))
+  auto read = device::script::readScript(recording);
+  if (const auto* error = std::get_if<device::script::ScriptError>(&read))
     throw std::runtime_error(error->message);
-  auto& script = std::get<device::Script>(read);
+  auto& script = std::get<device::script::Script>(read);
   const TestFolder folder;
   const auto temporary = (folder.path() / "tmp").string();
   script.device.temporaryDirectory = temporary;
   std::vector<std::string> events;
   std::ostringstream diagnostics;
-  device::playScript(
+  device::script::playScript(
       script, {},
       [&](const std::string& line) {
         if (line.find(R"({"event":"open")") == 0) return;
@@ -296,10 +296,10 @@ TEST(Phones, RemoveWhatWasTheirOwn) {
   ASSERT_TRUE(std::filesystem::exists(phone.home()));
   phone.end();
   EXPECT_FALSE(std::filesystem::exists(phone.home()));
-  const auto script = device::readScript(record);
-  ASSERT_TRUE(std::holds_alternative<device::Script>(script));
-  EXPECT_TRUE(std::holds_alternative<device::TakePictureStep>(
-      std::get<device::Script>(script).steps.back().step));
+  const auto script = device::script::readScript(record);
+  ASSERT_TRUE(std::holds_alternative<device::script::Script>(script));
+  EXPECT_TRUE(std::holds_alternative<device::script::TakePictureStep>(
+      std::get<device::script::Script>(script).steps.back().step));
 }
 
 TEST(Phones, WriteARecordingLaterWhereItCannotBeWrittenAtOnce) {
@@ -311,7 +311,7 @@ TEST(Phones, WriteARecordingLaterWhereItCannotBeWrittenAtOnce) {
   phone.waitForDiagnostic("cannot be written");
   std::filesystem::create_directory(record.parent_path());
   phone.end();
-  EXPECT_TRUE(std::holds_alternative<device::Script>(device::readScript(record)));
+  EXPECT_TRUE(std::holds_alternative<device::script::Script>(device::script::readScript(record)));
 }
 
 TEST(Phones, ReplayARecordingWithTheSameIdentifiers) {
@@ -474,7 +474,7 @@ TEST(Phones, OfOneHomeShareItsLibraryAndNothingElse) {
   setup.home = folder.path();
   setup.device.library = Json::array();
   setup.device.library->push_back(
-      {{"id", "A/L0/001"}, {"file", device::samplesFolder() + "/first-photo.jpg"}});
+      {{"id", "A/L0/001"}, {"file", device::script::samplesFolder() + "/first-photo.jpg"}});
   TestPhone first(setup);
   TestPhone second(setup);
   first.step({{"do", "addAsset"}, {"id", "B/L0/001"}, {"file", photoAsDataUrl()}});

@@ -1,4 +1,4 @@
-#include "simulator/server/Requests.h"
+#include "simulator/server/phone/Requests.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -7,8 +7,8 @@
 #include <future>
 
 #include "device/foundation/PosixFiles.h"
-#include "device/script/Samples.h"
-#include "device/script/ScriptReader.h"
+#include "device/script/assembly/Samples.h"
+#include "device/script/script/ScriptReader.h"
 #include "tests/simulator/server/TestBrowser.h"
 #include "tests/simulator/server/TestFolder.h"
 
@@ -23,7 +23,8 @@ Json takePicture(const std::string& name) {
 }
 
 std::string photoBytes() {
-  const auto photo = device::readFile(device::samplesFolder() + "/first-photo.jpg", 1U << 20U);
+  const auto photo =
+      device::foundation::readFile(device::script::samplesFolder() + "/first-photo.jpg", 1U << 20U);
   const auto bytes = photo->bytes();
   return {bytes.begin(), bytes.end()};
 }
@@ -197,9 +198,9 @@ TEST(Servers, TakeMediaAndPlayThem) {
 
   const auto script = request(running.port(), "GET", base + "/script");
   EXPECT_THAT(script->header("Content-Disposition"), HasSubstr("attachment"));
-  const auto parsed = device::parseScript(script->body, "recording", "/nonexistent");
-  ASSERT_TRUE(std::holds_alternative<device::Script>(parsed))
-      << std::get<device::ScriptError>(parsed).message;
+  const auto parsed = device::script::parseScript(script->body, "recording", "/nonexistent");
+  ASSERT_TRUE(std::holds_alternative<device::script::Script>(parsed))
+      << std::get<device::script::ScriptError>(parsed).message;
 }
 
 TEST(Servers, GiveThePageWhatTheModuleAnsweredAndNothingElse) {
@@ -537,7 +538,8 @@ TEST(Servers, SayGoodbyeWhenTheyAreStopped) {
   EXPECT_EQ(first.readUntil("bye")["why"], "vecamera was stopped");
   EXPECT_FALSE(first.read());
   for (const auto* name : {"flow.json", "flow-2.json"})
-    EXPECT_TRUE(std::holds_alternative<device::Script>(device::readScript(folder.path() / name)))
+    EXPECT_TRUE(std::holds_alternative<device::script::Script>(
+        device::script::readScript(folder.path() / name)))
         << name;
 }
 

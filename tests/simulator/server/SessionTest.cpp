@@ -1,4 +1,4 @@
-#include "simulator/server/Session.h"
+#include "simulator/server/phone/Session.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -12,7 +12,7 @@ namespace vecamera::simulator {
 /// A folder for one test, removed at its end.
 class TestFolder {
  public:
-  TestFolder() : home_(device::ApplicationHome::makePrivate()) {
+  TestFolder() : home_(device::foundation::ApplicationHome::makePrivate()) {
     std::filesystem::create_directory(path());
   }
   std::filesystem::path path() const { return home_->path() + "/test"; }
@@ -24,7 +24,7 @@ class TestFolder {
   }
 
  private:
-  const std::unique_ptr<device::ApplicationHome> home_;
+  const std::unique_ptr<device::foundation::ApplicationHome> home_;
 };
 
 }  // namespace vecamera::simulator

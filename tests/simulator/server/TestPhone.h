@@ -11,7 +11,7 @@
 #include <string_view>
 #include <vector>
 
-#include "simulator/server/Phone.h"
+#include "simulator/server/phone/Phone.h"
 
 namespace vecamera::simulator {
 
@@ -34,7 +34,7 @@ class TestPhone {
       messages_.push_back(std::move(message));
       arrived_.notify_one();
     };
-    auto home = device::ApplicationHome::makePrivate();
+    auto home = device::foundation::ApplicationHome::makePrivate();
     home_ = home->path();
     phone_ = std::make_unique<Phone>(std::move(setup), std::move(home));
     // The first state tells that the phone has begun.

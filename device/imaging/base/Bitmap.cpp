@@ -1,0 +1,63 @@
+#include "device/imaging/base/Bitmap.h"
+
+#include <algorithm>
+#include <limits>
+#include <new>
+
+namespace vecamera::device::imaging {
+namespace {
+
+bool sizeFits(std::size_t width, std::size_t height) {
+  return width > 0 && height > 0 &&
+         height <= std::numeric_limits<std::size_t>::max() / sizeof(std::uint32_t) / width;
+}
+
+}  // namespace
+
+std::optional<Bitmap> Bitmap::uninitialized(std::size_t width, std::size_t height) {
+  if (!sizeFits(width, height)) return std::nullopt;
+  std::unique_ptr<std::uint32_t[]> pixels(new (std::nothrow) std::uint32_t[width * height]);
+  if (!pixels) return std::nullopt;
+  return Bitmap(width, height, std::move(pixels));
+}
+
+std::optional<Bitmap> Bitmap::transparent(std::size_t width, std::size_t height) {
+  if (!sizeFits(width, height)) return std::nullopt;
+  std::unique_ptr<std::uint32_t[]> pixels(new (std::nothrow) std::uint32_t[width * height]());
+  if (!pixels) return std::nullopt;
+  return Bitmap(width, height, std::move(pixels));
+}
+
+bool Bitmap::isOpaque() const {
+  if (knownOpaque_) return true;
+  for (std::size_t y = 0; y < height_; ++y) {
+    const std::uint8_t* bytes = bytesOfRow(y);
+    std::uint8_t all = 255;
+    for (std::size_t x = 0; x < width_; ++x) all &= bytes[4 * x + 3];
+    if (all != 255) return false;
+  }
+  return true;
+}
+
+void Bitmap::premultiply() {
+  for (std::size_t y = 0; y < height_; ++y) {
+    std::uint8_t* bytes = bytesOfRow(y);
+    for (std::size_t x = 0; x < width_; ++x, bytes += 4) {
+      const unsigned alpha = bytes[3];
+      if (alpha == 255) continue;
+      for (int channel = 0; channel < 3; ++channel)
+        bytes[channel] = multiplied(bytes[channel], alpha);
+    }
+  }
+}
+
+void Bitmap::limitColorsToAlpha() {
+  for (std::size_t y = 0; y < height_; ++y) {
+    std::uint8_t* bytes = bytesOfRow(y);
+    for (std::size_t x = 0; x < width_; ++x, bytes += 4)
+      for (int channel = 0; channel < 3; ++channel)
+        bytes[channel] = std::min(bytes[channel], bytes[3]);
+  }
+}
+
+}  // namespace vecamera::device::imaging

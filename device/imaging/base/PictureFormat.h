@@ -1,0 +1,52 @@
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+#include "VECamera/platform/UIKit.h"
+
+namespace vecamera::device::imaging {
+
+enum class PictureFormat { jpeg, png, heic, webp };
+
+/// The platform's uniform type identifier.
+std::string_view typeIdentifier(PictureFormat format);
+/// "jpg", "png", "heic" or "webp".
+std::string_view fileExtension(PictureFormat format);
+
+enum class ColorModel { rgb, gray, cmyk };
+
+/// What the head of an encoded picture tells without decoding its pixels.
+struct PictureHeader {
+  PictureFormat format = PictureFormat::jpeg;
+  /// The sides as stored, in pixels, before the orientation is applied.
+  std::uint32_t width = 0;
+  std::uint32_t height = 0;
+  UIImageOrientation orientation = UIImageOrientation::up;
+  bool hasAlpha = false;
+  ColorModel colorModel = ColorModel::rgb;
+  int bitsPerChannel = 8;
+  /// Pixels per inch where the container itself tells them, else 0.
+  double dpiX = 0;
+  double dpiY = 0;
+  /// The Exif block from its TIFF header on; empty where there is none.
+  std::vector<std::uint8_t> exif;
+  /// An ICC profile of RGB colours; empty where there is none.
+  std::vector<std::uint8_t> profile;
+};
+
+/// What a picture may claim before it is refused.
+struct PictureLimits {
+  std::uint64_t maxPixels = 400'000'000;
+
+  bool allow(std::uint64_t width, std::uint64_t height) const {
+    // No format here goes past 2^31 on a side, which also keeps the product from overflowing.
+    constexpr std::uint64_t maxSide = 0x7FFFFFFF;
+    return width > 0 && height > 0 && width <= maxSide && height <= maxSide &&
+           width * height <= maxPixels;
+  }
+};
+
+}  // namespace vecamera::device::imaging

@@ -1,0 +1,157 @@
+#include "device/imaging/jpeg/JpegLosslessTransform.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+
+#include "device/imaging/base/ScratchBuffer.h"
+#include "device/imaging/base/Simd.h"
+#include "device/imaging/jpeg/JpegCodec.h"
+#include "device/imaging/jpeg/JpegStreams.h"
+
+namespace vecamera::device::imaging {
+namespace {
+
+using Row = Words8;
+static_assert(sizeof(Row) == DCTSIZE * sizeof(JCOEF));
+
+constexpr std::size_t mostComponents = 3;
+
+/// Mirroring a block changes the sign of its odd frequencies. False where a frequency is larger
+/// than 8-bit pictures have it: the usual codes have none for it.
+bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
+  Row rows[DCTSIZE];
+  std::memcpy(rows, from, sizeof rows);
+  if (turn.swapsAxes) transposeBlock(rows);
+  if (turn.mirrorsX) {
+    const Row oddColumns{1, -1, 1, -1, 1, -1, 1, -1};
+    for (Row& row : rows) row *= oddColumns;
+  }
+  if (turn.mirrorsY) {
+    for (int i = 1; i < DCTSIZE; i += 2) rows[i] = -rows[i];
+  }
+  std::memcpy(to, rows, sizeof rows);
+  // The mean of a black block.
+  if (rows[0][0] == -1024) rows[0][0] = 0;
+  Row highest = rows[0];
+  Row lowest = rows[0];
+  for (const Row& row : rows) {
+    highest = row > highest ? row : highest;
+    lowest = row < lowest ? row : lowest;
+  }
+  const Row isTooLarge = (highest > 1023) | (lowest < -1023);
+  std::uint64_t halves[2];
+  std::memcpy(halves, &isTooLarge, sizeof halves);
+  if ((halves[0] | halves[1]) == 0) return true;
+  // Libjpeg's encoder goes on until the end, and is not to see those.
+  std::memset(to, 0, sizeof rows);
+  return false;
+}
+
+/// What the writer needs to turn a component's blocks row by row when libjpeg asks for them. It is
+/// used from C code that may jump, so that nothing here has to be let go of in between.
+struct BlockTurner {
+  jpeg_decompress_struct* from;
+  jvirt_barray_ptr* coefficients;
+  Turn turn;
+  /// Of the turned components, which the writer lays out.
+  const jpeg_compress_struct* to;
+  /// Libjpeg asks for all components before it looks at what it got.
+  std::array<JBLOCK*, mostComponents> blocks{};
+  std::array<std::array<JBLOCKROW, MAX_SAMP_FACTOR>, mostComponents> rowsOf{};
+  bool canBeWritten = true;
+
+  JBLOCKARRAY turned(std::size_t component, JDIMENSION first, JDIMENSION count);
+};
+
+JBLOCKARRAY BlockTurner::turned(std::size_t component, JDIMENSION first, JDIMENSION count) {
+  auto& rows = rowsOf[component];
+  const jpeg_component_info& target = to->comp_info[component];
+  const auto source = reinterpret_cast<j_common_ptr>(from);
+  const JDIMENSION width = target.width_in_blocks;
+  const JDIMENSION height = target.height_in_blocks;
+  // The last row of blocks groups may lack some; libjpeg does not look at those.
+  const JDIMENSION there = std::min(count, height - first);
+  for (JDIMENSION y = 0; y < count; ++y) rows[y] = blocks[component] + std::size_t{y} * width;
+  const auto rowAt = [&](JDIMENSION row) {
+    return from->mem->access_virt_barray(source, coefficients[component], row, 1, FALSE)[0];
+  };
+  const auto targetX = [&](JDIMENSION x) { return turn.mirrorsX ? width - 1 - x : x; };
+  const auto targetY = [&](JDIMENSION y) { return turn.mirrorsY ? height - 1 - y : y; };
+  if (turn.swapsAxes) {
+    for (JDIMENSION x = 0; x < width; ++x) {
+      const JBLOCKROW column = rowAt(targetX(x));
+      for (JDIMENSION y = 0; y < there; ++y)
+        canBeWritten &= turnBlock(column[targetY(first + y)], turn, rows[y][x]);
+    }
+  } else {
+    for (JDIMENSION y = 0; y < there; ++y) {
+      const JBLOCKROW row = rowAt(targetY(first + y));
+      for (JDIMENSION x = 0; x < width; ++x)
+        canBeWritten &= turnBlock(row[targetX(x)], turn, rows[y][x]);
+    }
+  }
+  return rows.data();
+}
+
+JBLOCKARRAY turnedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSION first,
+                       JDIMENSION count, boolean) {
+  auto& turner = *static_cast<BlockTurner*>(info->client_data);
+  std::size_t component = 0;
+  while (turner.coefficients[component] != wanted) ++component;
+  // The call that is under way is the writer's, so that it is the one to end where the reader
+  // fails.
+  jpeg_error_mgr* const ownErrors = std::exchange(turner.from->err, info->err);
+  const JBLOCKARRAY rows = turner.turned(component, first, count);
+  turner.from->err = ownErrors;
+  return rows;
+}
+
+bool endsInBlocks(const jpeg_decompress_struct& info, const Turn& turn) {
+  const bool across = turn.swapsAxes ? turn.mirrorsY : turn.mirrorsX;
+  const bool down = turn.swapsAxes ? turn.mirrorsX : turn.mirrorsY;
+  const auto group = [](int factor) { return static_cast<JDIMENSION>(factor * DCTSIZE); };
+  return (!across || info.image_width % group(info.max_h_samp_factor) == 0) &&
+         (!down || info.image_height % group(info.max_v_samp_factor) == 0);
+}
+
+bool hasUsualColors(const jpeg_decompress_struct& info) {
+  return info.data_precision == 8 &&
+         (info.jpeg_color_space == JCS_GRAYSCALE || info.jpeg_color_space == JCS_YCbCr);
+}
+
+}  // namespace
+
+Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
+                                              const Turn& turn, Bytes exif) {
+  constexpr auto failed = failedAttempt<std::vector<std::uint8_t>>;
+  if (!jpegCanHold(bytes, header)) return failed();
+  // Outlives the reader, which lends it its errors.
+  JpegWriter writer;
+  JpegReader reader(bytes);
+  if (!reader.readHeader(JpegReader::Markers::ignore) || !hasUsualColors(reader.info()) ||
+      !endsInBlocks(reader.info(), turn))
+    return std::nullopt;
+  jvirt_barray_ptr* coefficients = reader.readCoefficients();
+  if (!coefficients) return reader.lackedMemory() ? std::nullopt : failed();
+  const jpeg_decompress_struct& from = reader.info();
+  BlockTurner turner{const_cast<jpeg_decompress_struct*>(&from), coefficients, turn,
+                     &writer.info()};
+  std::array<ScratchBuffer, mostComponents> memory;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(from.num_components); ++i) {
+    const jpeg_component_info& component = from.comp_info[i];
+    const std::size_t longest = std::max(component.width_in_blocks, component.height_in_blocks);
+    memory[i] = ScratchBuffer(longest * MAX_SAMP_FACTOR * sizeof(JBLOCK));
+    if (!memory[i]) return std::nullopt;
+    turner.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
+  }
+  if (!writer.startCoefficients(reader, coefficients, turn.swapsAxes, turnedRows, &turner) ||
+      !writer.writeMetadata(exif, &header.profile) || !writer.finish() || !reader.finish())
+    return failed();
+  if (!turner.canBeWritten) return std::nullopt;
+  const Bytes written = writer.written();
+  return EncodedBytes(std::in_place, written.begin(), written.end());
+}
+
+}  // namespace vecamera::device::imaging

@@ -1,0 +1,252 @@
+#include "device/imaging/jpeg/ScaledIdct.h"
+
+#include <algorithm>
+#include <cstring>
+#include <utility>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
+#include "device/imaging/base/Simd.h"
+#include "device/imaging/resample/ResampleKernels.h"
+
+namespace vecamera::device::imaging {
+namespace {
+
+/// One number of each of eight blocks. They are signed; as unsigned ones, what no encoder makes may
+/// wrap around.
+using Words = UnsignedWords8;
+constexpr std::size_t together = lanes<Words>;
+
+// The compiler keeps rows in registers, but not between functions.
+#define VECAMERA_INLINE [[gnu::always_inline]] inline
+
+template <std::size_t n>
+using Row = std::array<Words, n>;
+
+/// What the action makes of 0 to n - 1. Numbers known to the compiler let it keep rows in
+/// registers, which it does not where it has to make this of a loop.
+template <std::size_t n, typename Action>
+auto forEach(Action action) {
+  return [&]<std::size_t... i>(std::index_sequence<i...>) {
+    return std::array{action(std::integral_constant<std::size_t, i>())...};
+  }
+  (std::make_index_sequence<n>());
+}
+
+/// A sample is an eighth of what the transforms make of the coefficients, and so is one in a word;
+/// these bits are computed with beside. Sums wrap where a sample is beyond 1023, well over the 600
+/// that coarse quantization has been seen to make of black and white.
+constexpr int fractionBits = 2;
+static_assert(wordFractionBits == 3);
+
+/// `factor` is positive and less than a half.
+Words times(Words words, double factor) {
+  const auto parts = static_cast<std::int16_t>(factor * 65536 + 0.5);
+#if defined(__SSE2__)
+  return reinterpret_cast<Words>(
+      _mm_mulhi_epi16(reinterpret_cast<__m128i>(words), _mm_set1_epi16(parts)));
+#else
+  Words products;
+  for (std::size_t i = 0; i < together; ++i)
+    products[i] = static_cast<std::uint16_t>(static_cast<std::int16_t>(words[i]) * parts >> 16);
+  return products;
+#endif
+}
+
+// The transforms: sample j of n is c0 + sqrt(2) * sum of cosine(k * (2j + 1) * pi / 2n) * ck.
+
+VECAMERA_INLINE Row<2> transformed(const Row<2>& c) {
+  return {c[0] + c[1], c[0] - c[1]};
+}
+
+VECAMERA_INLINE Row<3> transformed(const Row<3>& c) {
+  const Words odd = c[1] + times(c[1], 0.224744871);
+  const Words even = c[2] - times(c[2], 0.292893219);
+  return {c[0] + even + odd, c[0] - even - even, c[0] + even - odd};
+}
+
+VECAMERA_INLINE Row<4> transformed(const Row<4>& c) {
+  const auto longer = [](Words word) { return word + times(word, 0.306562965); };
+  const auto shorter = [](Words word) { return word - times(word, 0.458803900); };
+  const Words outer = longer(c[1]) + shorter(c[3]);
+  const Words inner = shorter(c[1]) - longer(c[3]);
+  const Words even = c[0] + c[2];
+  const Words odd = c[0] - c[2];
+  return {even + outer, odd + inner, odd - inner, even - outer};
+}
+
+VECAMERA_INLINE Row<6> transformed(const Row<6>& c) {
+  const Row<3> even = transformed(Row<3>{c[0], c[2], c[4]});
+  const Words both = times(c[1] + c[5], 0.366025404);
+  const Words outer = c[1] + c[3] + both;
+  const Words middle = c[1] - c[3] - c[5];
+  const Words inner = c[5] - c[3] + both;
+  return {even[0] + outer, even[1] + middle, even[2] + inner,
+          even[2] - inner, even[1] - middle, even[0] - outer};
+}
+
+Words low32(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 1, 8, 9, 2, 3, 10, 11);
+}
+Words high32(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 4, 5, 12, 13, 6, 7, 14, 15);
+}
+Words low64(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 0, 1, 2, 3, 8, 9, 10, 11);
+}
+Words high64(Words a, Words b) {
+  return __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15);
+}
+
+/// Four coefficients of two blocks.
+Words startsOf(const JCOEF* first, const JCOEF* second) {
+  std::int64_t both[2];
+  std::memcpy(&both[0], first, sizeof both[0]);
+  std::memcpy(&both[1], second, sizeof both[1]);
+  Words words;
+  std::memcpy(&words, both, sizeof words);
+  return words;
+}
+
+/// Four coefficients of each block, from that one on.
+VECAMERA_INLINE Row<4> coefficients(const JBLOCK* blocks, std::size_t first) {
+  const auto starts =
+      forEach<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
+  const Words a = interleavedLow(starts[0], starts[1]);
+  const Words b = interleavedLow(starts[2], starts[3]);
+  const Words c = interleavedHigh(starts[0], starts[1]);
+  const Words d = interleavedHigh(starts[2], starts[3]);
+  const Words firstLow = low32(a, b);
+  const Words firstHigh = low32(c, d);
+  const Words lastLow = high32(a, b);
+  const Words lastHigh = high32(c, d);
+  return {low64(firstLow, firstHigh), high64(firstLow, firstHigh), low64(lastLow, lastHigh),
+          high64(lastLow, lastHigh)};
+}
+
+Words wordsOf(Words sums) {
+  return reinterpret_cast<Words>(reinterpret_cast<Words8>(sums) >> fractionBits);
+}
+
+/// Four words of each block, two blocks in each row.
+VECAMERA_INLINE Row<4> fours(Words a, Words b, Words c, Words d) {
+  const Words first = interleavedLow(a, b);
+  const Words second = interleavedLow(c, d);
+  const Words third = interleavedHigh(a, b);
+  const Words fourth = interleavedHigh(c, d);
+  return {low32(first, second), high32(first, second), low32(third, fourth), high32(third, fourth)};
+}
+
+VECAMERA_INLINE void store(const Row<2>& words, std::uint8_t* to) {
+  const Row<2> row{interleavedLow(words[0], words[1]), interleavedHigh(words[0], words[1])};
+  std::memcpy(to, row.data(), sizeof row);
+}
+
+VECAMERA_INLINE void store(const Row<3>& words, std::uint8_t* to) {
+  const Row<4> row = fours(words[0], words[1], words[2], words[2]);
+  std::uint64_t blocks[together];
+  std::memcpy(blocks, row.data(), sizeof blocks);
+  // Each block covers the fourth word of the one before.
+  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 6 * i, &blocks[i], 8);
+}
+
+VECAMERA_INLINE void store(const Row<4>& words, std::uint8_t* to) {
+  const Row<4> row = fours(words[0], words[1], words[2], words[3]);
+  std::memcpy(to, row.data(), sizeof row);
+}
+
+VECAMERA_INLINE void store(const Row<6>& words, std::uint8_t* to) {
+  const Row<4> fourths = fours(words[0], words[1], words[2], words[3]);
+  const Row<2> pairs{interleavedLow(words[4], words[5]), interleavedHigh(words[4], words[5])};
+  std::uint64_t first[together];
+  std::uint32_t last[together];
+  std::memcpy(first, fourths.data(), sizeof first);
+  std::memcpy(last, pairs.data(), sizeof last);
+  for (std::size_t i = 0; i < together; ++i) {
+    std::memcpy(to + 12 * i, &first[i], 8);
+    std::memcpy(to + 12 * i + 8, &last[i], 4);
+  }
+}
+
+/// What each coefficient is multiplied by, in all places of a word.
+template <std::size_t n>
+using Steps = std::array<Row<n>, n>;
+
+template <std::size_t n>
+void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, std::uint8_t* const* rows,
+                   std::size_t at) {
+  auto stored = forEach<n>([&](auto y) {
+    const Row<4> first = coefficients(blocks, DCTSIZE * y);
+    Row<4> second{};
+    if constexpr (n > 4) second = coefficients(blocks, DCTSIZE * y + 4);
+    return forEach<n>([&](auto x) { return (x < 4 ? first : second)[x % 4] * steps[y][x]; });
+  });
+  // The first coefficient comes into all samples as it is, and so may bring more with it.
+  stored[0][0] += (CENTERJSAMPLE << (wordFractionBits + fractionBits)) + (1 << (fractionBits - 1));
+  const auto columns = forEach<n>([&](auto x) {
+    return transformed(Row<n>(forEach<n>([&](auto y) { return stored[y][x]; })));
+  });
+  for (std::size_t y = 0; y < n; ++y) {
+    const Row<n> sums = transformed(Row<n>(forEach<n>([&](auto x) { return columns[x][y]; })));
+    store(forEach<n>([&](auto x) { return wordsOf(sums[x]); }),
+          rows[y] + at * n * sizeof(std::int16_t));
+  }
+}
+
+template <std::size_t n>
+void scaleBlocks(JBLOCK* blocks, std::size_t count, bool clears, const ScaledIdct::Steps& allSteps,
+                 std::uint8_t* const* rows) {
+  Steps<n> steps;
+  for (std::size_t y = 0; y < n; ++y)
+    for (std::size_t x = 0; x < n; ++x)
+      steps[y][x] = Words{} + static_cast<std::uint16_t>(allSteps[y][x] << fractionBits);
+  for (std::size_t at = 0; at < count; at += together) {
+    const std::size_t now = std::min(together, count - at);
+    if (now == together) {
+      scaleTogether<n>(blocks + at, steps, rows, at);
+    } else {
+      JBLOCK last[together]{};
+      std::copy_n(&blocks[at][0], now * DCTSIZE2, &last[0][0]);
+      scaleTogether<n>(last, steps, rows, at);
+    }
+    if (!clears) continue;
+    for (std::size_t i = at; i < at + now; ++i) std::fill_n(blocks[i], n * DCTSIZE, JCOEF{0});
+  }
+}
+
+/// As the library does where it transforms a block to one sample. Means are gathered first, so that
+/// the compiler computes with many at once. They need no clearing: each block has its own.
+void storeMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
+  constexpr std::size_t many = 16;
+  std::array<JCOEF, many> means;
+  for (std::size_t at = 0; at < count; at += many) {
+    const std::size_t now = std::min(many, count - at);
+    for (std::size_t i = 0; i < now; ++i) means[i] = blocks[at + i][0];
+    for (std::size_t i = 0; i < now; ++i)
+      samples[at + i] = static_cast<JSAMPLE>(
+          std::clamp(((means[i] * step + DCTSIZE / 2) >> 3) + CENTERJSAMPLE, 0, int{MAXJSAMPLE}));
+  }
+}
+
+}  // namespace
+
+ScaledIdct::ScaledIdct(unsigned samples, const UINT16* steps) : samples_(samples) {
+  if (!steps) return;
+  for (std::size_t y = 0; y < samples; ++y)
+    std::copy_n(steps + y * DCTSIZE, samples, steps_[y].begin());
+}
+
+void ScaledIdct::scale(JBLOCK* blocks, std::size_t count, bool clears,
+                       std::uint8_t* const* rows) const {
+  switch (samples_) {
+    case 6: return scaleBlocks<6>(blocks, count, clears, steps_, rows);
+    case 4: return scaleBlocks<4>(blocks, count, clears, steps_, rows);
+    case 3: return scaleBlocks<3>(blocks, count, clears, steps_, rows);
+    case 2: return scaleBlocks<2>(blocks, count, clears, steps_, rows);
+    default: return storeMeans(blocks, count, steps_[0][0], rows[0]);
+  }
+}
+
+}  // namespace vecamera::device::imaging

@@ -1,0 +1,89 @@
+#include "device/imaging/platform/Canvas.h"
+
+#include <cmath>
+#include <optional>
+
+#include "device/imaging/base/Orientation.h"
+#include "device/imaging/platform/Picture.h"
+
+namespace vecamera::device::imaging {
+namespace {
+
+/// From a unit of `width` by `height` stored pixels to the rectangle.
+AffineMap mapToRect(const CGRect& rect, double width, double height) {
+  return {rect.width / width, 0, 0, rect.height / height, rect.x, rect.y};
+}
+
+class Canvas final : public UIGraphicsImageContext, public CGContext {
+ public:
+  /// Without pixels the canvas is none and records nothing.
+  explicit Canvas(std::optional<DrawList> recording) : recording_(std::move(recording)) {}
+
+  CGContext* currentContext() override { return recording_ ? this : nullptr; }
+
+  void drawInRect(const std::shared_ptr<UIImage>& image, const CGRect& rect) override {
+    const auto source = sourceOf(image.get());
+    if (!source) return;
+    const CGSize shown = image->size();
+    const AffineMap upright =
+        mapOf(turnFor(image->imageOrientation()), static_cast<double>(source->width()),
+              static_cast<double>(source->height()));
+    record(source, compose(mapToRect(rect, shown.width, shown.height), upright));
+  }
+
+  std::shared_ptr<UIImage> imageFromCurrentImageContext() override {
+    if (!recording_) return nullptr;
+    return std::make_shared<Picture>(std::make_shared<const Source>(*recording_),
+                                     UIImageOrientation::up);
+  }
+
+  void translateBy(double x, double y) override {
+    matrix_ = compose(matrix_, AffineMap::translation(x, y));
+  }
+  void rotateBy(double radians) override {
+    matrix_ = compose(matrix_, AffineMap::rotation(radians));
+  }
+  void scaleBy(double x, double y) override {
+    matrix_ = compose(matrix_, AffineMap::scaling(x, y));
+  }
+
+  void drawImage(const std::shared_ptr<const CGImage>& image, const CGRect& rect) override {
+    const auto source = sourceOf(image.get());
+    if (!source) return;
+    const auto width = static_cast<double>(source->width());
+    const auto height = static_cast<double>(source->height());
+    const AffineMap bottomUp{1, 0, 0, -1, 0, height};
+    record(source, compose(mapToRect(rect, width, height), bottomUp));
+  }
+
+ private:
+  void record(const std::shared_ptr<const Source>& source, const AffineMap& map) {
+    if (recording_) recording_->drawings.push_back({source, compose(matrix_, map)});
+  }
+
+  std::optional<DrawList> recording_;
+  AffineMap matrix_;
+};
+
+/// A side in pixels. A size that was computed may miss a whole number by a rounding error, which
+/// does not count as a further pixel.
+double wholePixels(double points) {
+  constexpr double roundingError = 1e-6;
+  return std::ceil(points - roundingError);
+}
+
+}  // namespace
+
+std::unique_ptr<UIGraphicsImageContext> Graphics::beginImageContext(CGSize size) {
+  const double width = wholePixels(size.width);
+  const double height = wholePixels(size.height);
+  constexpr double maxSide = 1 << 30;
+  // The comparisons are false for what is no number.
+  if (!(width >= 1 && width <= maxSide && height >= 1 && height <= maxSide))
+    return std::make_unique<Canvas>(std::nullopt);
+  const DrawList empty{static_cast<std::size_t>(width), static_cast<std::size_t>(height), {}};
+  if (!limits_.allow(empty.width, empty.height)) return std::make_unique<Canvas>(std::nullopt);
+  return std::make_unique<Canvas>(empty);
+}
+
+}  // namespace vecamera::device::imaging

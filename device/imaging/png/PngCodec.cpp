@@ -1,0 +1,124 @@
+#include "device/imaging/png/PngCodec.h"
+
+#include <spng.h>
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "device/imaging/png/PngWriter.h"
+
+namespace vecamera::device::imaging {
+namespace {
+
+/// Bounds what ancillary chunks may unpack to, one by one and together.
+constexpr std::size_t maxChunkBytes = 8u << 20;
+constexpr std::size_t maxCachedBytes = 16u << 20;
+constexpr double metresPerInch = 0.0254;
+
+struct FreeContext {
+  void operator()(spng_ctx* context) const { spng_ctx_free(context); }
+};
+using Context = std::unique_ptr<spng_ctx, FreeContext>;
+
+Context open(Bytes bytes) {
+  Context context(spng_ctx_new(0));
+  if (!context) return nullptr;
+  constexpr std::uint32_t maxSide = 0x7FFFFFFF;
+  if (spng_set_image_limits(context.get(), maxSide, maxSide) ||
+      spng_set_chunk_limits(context.get(), maxChunkBytes, maxCachedBytes) ||
+      spng_set_png_buffer(context.get(), bytes.data(), bytes.size()))
+    return nullptr;
+  return context;
+}
+
+bool canHold(Bytes bytes, const spng_ihdr& ihdr) {
+  constexpr std::array<std::uint64_t, 7> channels{1, 0, 3, 1, 2, 0, 4};
+  const std::uint64_t bitsPerRow =
+      std::uint64_t{ihdr.width} * channels.at(ihdr.color_type) * ihdr.bit_depth;
+  return bitsPerRow / 8 * ihdr.height <= bytes.size() * bestDeflateRatio;
+}
+
+/// Undoes the premultiplication.
+void putColors(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
+  for (std::size_t x = 0; x < width; ++x, from += 4, to += 4) {
+    const unsigned alpha = from[3];
+    for (int channel = 0; channel < 3; ++channel) {
+      const unsigned color = from[channel];
+      to[channel] =
+          alpha == 0 ? std::uint8_t{0}
+                     : static_cast<std::uint8_t>(std::min(255u, (color * 255 + alpha / 2) / alpha));
+    }
+    to[3] = static_cast<std::uint8_t>(alpha);
+  }
+}
+
+void putOpaque(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
+  for (std::size_t x = 0; x < width; ++x, from += 4, to += 3) {
+    to[0] = from[0];
+    to[1] = from[1];
+    to[2] = from[2];
+  }
+}
+
+}  // namespace
+
+std::optional<PictureHeader> readPngHeader(Bytes bytes) {
+  const Context context = open(bytes);
+  spng_ihdr ihdr{};
+  if (!context || spng_get_ihdr(context.get(), &ihdr)) return std::nullopt;
+  PictureHeader header;
+  header.width = ihdr.width;
+  header.height = ihdr.height;
+  header.bitsPerChannel = ihdr.color_type == SPNG_COLOR_TYPE_INDEXED ? 8 : ihdr.bit_depth;
+  if (ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE ||
+      ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA)
+    header.colorModel = ColorModel::gray;
+  spng_trns transparency{};
+  header.hasAlpha = ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA ||
+                    ihdr.color_type == SPNG_COLOR_TYPE_TRUECOLOR_ALPHA ||
+                    !spng_get_trns(context.get(), &transparency);
+  spng_phys density{};
+  if (!spng_get_phys(context.get(), &density) && density.unit_specifier == 1) {
+    header.dpiX = density.ppu_x * metresPerInch;
+    header.dpiY = density.ppu_y * metresPerInch;
+  }
+  spng_exif exif{};
+  if (!spng_get_exif(context.get(), &exif) && exif.data)
+    header.exif.assign(exif.data, exif.data + exif.length);
+  spng_iccp profile{};
+  if (!spng_get_iccp(context.get(), &profile) && profile.profile)
+    header.profile.assign(profile.profile, profile.profile + profile.profile_len);
+  return header;
+}
+
+std::optional<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
+  const Context context = open(bytes);
+  spng_ihdr ihdr{};
+  if (!context || spng_get_ihdr(context.get(), &ihdr) || !canHold(bytes, ihdr)) return std::nullopt;
+  auto bitmap = Bitmap::uninitialized(header.width, header.height);
+  if (!bitmap) return std::nullopt;
+  // Reading the chunks behind the pixels as well shows whether the file ends early.
+  if (spng_decode_image(context.get(), bitmap->row(0), bitmap->strideBytes() * bitmap->height(),
+                        SPNG_FMT_RGBA8, SPNG_DECODE_TRNS) ||
+      spng_decode_chunks(context.get()))
+    return std::nullopt;
+  if (header.hasAlpha) bitmap->premultiply();
+  return bitmap;
+}
+
+std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap,
+                                                   const ThreadBudget& threads) {
+  const bool opaque = bitmap.isOpaque();
+  std::size_t y = 0;
+  const auto put = opaque ? putOpaque : putColors;
+  const std::size_t channels = opaque ? 3 : 4;
+  const auto nextRows = [&](std::uint8_t* to, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i, to += bitmap.width() * channels)
+      put(bitmap.bytesOfRow(y++), bitmap.width(), to);
+    return true;
+  };
+  return writePng({bitmap.width(), bitmap.height(), channels, bitmap.profile(), nextRows}, threads);
+}
+
+}  // namespace vecamera::device::imaging

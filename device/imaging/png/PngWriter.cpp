@@ -1,0 +1,292 @@
+#include "device/imaging/png/PngWriter.h"
+
+#include <isa-l/igzip_lib.h>
+#include <libdeflate.h>
+
+#include <algorithm>
+#include <cstring>
+#include <deque>
+#include <mutex>
+#include <string_view>
+
+#include "device/imaging/base/ScratchBuffer.h"
+#include "device/imaging/base/ThreadBudget.h"
+#include "device/imaging/png/RowFilters.h"
+
+namespace vecamera::device::imaging {
+namespace {
+
+constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
+constexpr std::string_view profileName = "ICC profile";
+enum class PngFilter : std::uint8_t { none = 0, paeth = 4 };
+constexpr std::size_t maxChunkLength = 0x7FFFFFFF;
+/// Long enough that starting afresh costs little, short enough to share the work evenly.
+constexpr std::size_t usualStripBytes = std::size_t{1} << 18;
+
+void appendBigEndian(std::vector<std::uint8_t>& bytes, std::uint32_t number) {
+  for (int shift = 24; shift >= 0; shift -= 8)
+    bytes.push_back(static_cast<std::uint8_t>(number >> shift));
+}
+
+/// A piece of a deflate stream that ends on a whole byte and refers to nothing before it.
+std::vector<std::uint8_t> deflatedPiece(Bytes plain) {
+  // The highest level that gives the same bytes with AVX-512 as without.
+  constexpr std::uint32_t level = 2;
+  const ScratchBuffer table(ISAL_DEF_LVL2_DEFAULT);
+  // What is left as it is costs five bytes for each 65535, and the flush five more.
+  const ScratchBuffer packed(plain.size() + plain.size() / 1000 + 64);
+  if (!table || !packed || plain.size() > UINT32_MAX / 2) return {};
+  isal_zstream stream;
+  isal_deflate_init(&stream);
+  stream.level = level;
+  stream.level_buf = table.data();
+  stream.level_buf_size = ISAL_DEF_LVL2_DEFAULT;
+  stream.flush = FULL_FLUSH;
+  stream.next_in = const_cast<std::uint8_t*>(plain.data());
+  stream.avail_in = static_cast<std::uint32_t>(plain.size());
+  stream.next_out = packed.data();
+  stream.avail_out = static_cast<std::uint32_t>(packed.size());
+  if (isal_deflate(&stream) != COMP_OK || stream.avail_in != 0 || stream.avail_out == 0) return {};
+  return {packed.data(), packed.data() + stream.total_out};
+}
+
+/// The Adler-32 checksum of two pieces from the checksums of each.
+std::uint32_t joinedChecksum(std::uint32_t first, std::uint32_t second, std::size_t secondLength) {
+  constexpr std::uint64_t modulus = 65521;
+  const std::uint64_t firstLow = first & 0xFFFF;
+  const std::uint64_t low = (firstLow + (second & 0xFFFF) + modulus - 1) % modulus;
+  const std::uint64_t high =
+      ((first >> 16) + (second >> 16) + secondLength % modulus * (firstLow + modulus - 1)) %
+      modulus;
+  return static_cast<std::uint32_t>(high << 16 | low);
+}
+
+/// Rows of the picture on their way into the file. Led by the row above them, but for the first.
+struct Strip {
+  ScratchBuffer rows;
+  std::size_t count = 0;
+  bool hasAbove = false;
+  // What compressing gives.
+  std::vector<std::uint8_t> packed;
+  std::uint32_t checksum = 1;
+  std::size_t filteredBytes = 0;
+};
+
+struct RowShape {
+  std::size_t bytes = 0;
+  /// Bytes from a pixel to the next.
+  std::size_t unit = 0;
+};
+
+/// Whether at least half of the bytes in some of the rows are as in the pixel to their left, as in
+/// drawings and pages of text. The noise of a photograph leaves few of them alike.
+bool looksFlat(const Strip& strip, const RowShape& shape) {
+  constexpr std::size_t step = 8;
+  std::size_t alike = 0;
+  std::size_t seen = 0;
+  const std::uint8_t* const first = strip.rows.data() + (strip.hasAbove ? shape.bytes : 0);
+  for (std::size_t y = 0; y < strip.count; y += step) {
+    const std::uint8_t* row = first + y * shape.bytes;
+    for (std::size_t i = shape.unit; i < shape.bytes; ++i) alike += row[i] == row[i - shape.unit];
+    seen += shape.bytes - shape.unit;
+  }
+  return seen > 0 && alike * 2 >= seen;
+}
+
+void filterRows(const Strip& strip, const RowShape& shape, PngFilter filter, std::uint8_t* to) {
+  const std::uint8_t* row = strip.rows.data() + (strip.hasAbove ? shape.bytes : 0);
+  for (std::size_t y = 0; y < strip.count; ++y, row += shape.bytes, to += shape.bytes) {
+    *to++ = static_cast<std::uint8_t>(filter);
+    if (filter == PngFilter::paeth)
+      filterPaeth(row, strip.hasAbove || y > 0 ? row - shape.bytes : nullptr, shape.bytes,
+                  shape.unit, to);
+    else
+      std::memcpy(to, row, shape.bytes);
+  }
+}
+
+/// Filters and compresses. Without memory, what is packed stays empty.
+void compress(Strip& strip, const RowShape& shape) {
+  strip.filteredBytes = (shape.bytes + 1) * strip.count;
+  const ScratchBuffer filtered(strip.filteredBytes);
+  if (!filtered) return;
+  const Bytes plain(filtered.data(), strip.filteredBytes);
+  filterRows(strip, shape, PngFilter::paeth, filtered.data());
+  strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
+  strip.packed = deflatedPiece(plain);
+  if (strip.packed.empty() || !looksFlat(strip, shape)) return;
+  // What repeats itself is often smaller as it is, and quickly compressed twice.
+  filterRows(strip, shape, PngFilter::none, filtered.data());
+  auto unfiltered = deflatedPiece(plain);
+  if (unfiltered.empty() || unfiltered.size() >= strip.packed.size()) return;
+  strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
+  strip.packed = std::move(unfiltered);
+}
+
+/// The strips that wait for a thread. The thread that reads rows adds them and compresses, too,
+/// when enough of them wait; helpers take them as they come.
+class Compression {
+ public:
+  Compression(const RowShape& shape, const ThreadBudget& threads)
+      : shape_(shape), work_(threads, [this] { return compressNext(); }) {}
+
+  /// Memory for so many rows, perhaps that of a strip that is done: always ask for as many.
+  ScratchBuffer memoryFor(std::size_t rows) {
+    const std::lock_guard lock(mutex_);
+    if (spare_.empty()) return ScratchBuffer(rows * shape_.bytes);
+    ScratchBuffer last = std::move(spare_.back());
+    spare_.pop_back();
+    return last;
+  }
+
+  void add(Strip& strip) {
+    constexpr std::size_t mostWaiting = 3;
+    {
+      const std::lock_guard lock(mutex_);
+      waiting_.push_back(&strip);
+    }
+    const std::size_t leave = work_.requestWorker() ? mostWaiting : 0;
+    while (waitingCount() > leave) compressNext();
+  }
+
+  /// Returns when all strips are compressed; false where that failed.
+  bool finish() {
+    while (compressNext()) continue;
+    return work_.end();
+  }
+
+ private:
+  bool compressNext() {
+    Strip* strip = nullptr;
+    {
+      const std::lock_guard lock(mutex_);
+      if (waiting_.empty()) return false;
+      strip = waiting_.front();
+      waiting_.pop_front();
+    }
+    compress(*strip, shape_);
+    const std::lock_guard lock(mutex_);
+    spare_.push_back(std::move(strip->rows));
+    return true;
+  }
+
+  std::size_t waitingCount() {
+    const std::lock_guard lock(mutex_);
+    return waiting_.size();
+  }
+
+  const RowShape shape_;
+  std::mutex mutex_;
+  std::deque<Strip*> waiting_;
+  std::vector<ScratchBuffer> spare_;
+  /// Last, so that no helper is at work when the others go.
+  WorkQueue work_;
+};
+
+std::vector<std::uint8_t> headerChunk(const PngPixels& pixels) {
+  constexpr std::uint8_t grayType = 0;
+  constexpr std::uint8_t rgbType = 2;
+  constexpr std::uint8_t rgbaType = 6;
+  std::vector<std::uint8_t> contents;
+  appendBigEndian(contents, static_cast<std::uint32_t>(pixels.width));
+  appendBigEndian(contents, static_cast<std::uint32_t>(pixels.height));
+  const std::uint8_t type = pixels.channels == 1   ? grayType
+                            : pixels.channels == 3 ? rgbType
+                                                   : rgbaType;
+  contents.insert(contents.end(), {8, type, 0, 0, 0});
+  return contents;
+}
+
+constexpr std::uint8_t zlibHead[] = {0x78, 0x01};
+/// An empty last block.
+constexpr std::uint8_t deflateEnd[] = {0x03, 0x00};
+
+/// Empty without memory.
+std::vector<std::uint8_t> profileChunk(const std::vector<std::uint8_t>& profile) {
+  std::vector<std::uint8_t> contents(profileName.begin(), profileName.end());
+  contents.push_back(0);  // ends the name
+  contents.push_back(0);  // the compression method: zlib
+  const auto packed = deflatedPiece(profile);
+  if (packed.empty()) return {};
+  contents.insert(contents.end(), std::begin(zlibHead), std::end(zlibHead));
+  contents.insert(contents.end(), packed.begin(), packed.end());
+  contents.insert(contents.end(), std::begin(deflateEnd), std::end(deflateEnd));
+  appendBigEndian(contents, libdeflate_adler32(1, profile.data(), profile.size()));
+  return contents;
+}
+
+std::size_t rowsPerStrip(std::size_t rowBytes) {
+  return std::max<std::size_t>(1, usualStripBytes / (rowBytes + 1));
+}
+
+/// Reads the rows strip by strip and has them compressed.
+bool compressStrips(const PngPixels& pixels, const ThreadBudget& threads,
+                    std::vector<Strip>& strips) {
+  const std::size_t rowBytes = pixels.width * pixels.channels;
+  const std::size_t most = std::min(rowsPerStrip(rowBytes), pixels.height);
+  ScratchBuffer above(rowBytes);
+  if (!above) return false;
+  Compression compression({rowBytes, pixels.channels}, threads);
+  std::size_t y = 0;
+  for (Strip& strip : strips) {
+    strip.count = std::min(most, pixels.height - y);
+    strip.hasAbove = y > 0;
+    strip.rows = compression.memoryFor(most + 1);
+    if (!strip.rows) return false;
+    std::uint8_t* rows = strip.rows.data();
+    if (strip.hasAbove) {
+      std::memcpy(rows, above.data(), rowBytes);
+      rows += rowBytes;
+    }
+    if (!pixels.nextRows(rows, strip.count)) return false;
+    std::memcpy(above.data(), rows + (strip.count - 1) * rowBytes, rowBytes);
+    y += strip.count;
+    compression.add(strip);
+  }
+  return compression.finish() && std::none_of(strips.begin(), strips.end(), [](const Strip& strip) {
+           return strip.packed.empty();
+         });
+}
+
+}  // namespace
+
+void appendPngChunk(std::vector<std::uint8_t>& png, const char (&type)[5], Bytes contents) {
+  appendBigEndian(png, static_cast<std::uint32_t>(contents.size()));
+  const std::size_t checkedFrom = png.size();
+  png.insert(png.end(), type, type + 4);
+  png.insert(png.end(), contents.begin(), contents.end());
+  appendBigEndian(png, libdeflate_crc32(0, png.data() + checkedFrom, png.size() - checkedFrom));
+}
+
+std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels,
+                                                  const ThreadBudget& threads) {
+  const std::size_t rowBytes = pixels.width * pixels.channels;
+  const std::size_t perStrip = rowsPerStrip(rowBytes);
+  if (rowBytes >= maxChunkLength / 2) return std::nullopt;
+  std::vector<Strip> strips((pixels.height + perStrip - 1) / perStrip);
+  std::vector<std::uint8_t> profile;
+  if (pixels.profile) profile = profileChunk(*pixels.profile);
+  if ((pixels.profile && profile.empty()) || !compressStrips(pixels, threads, strips))
+    return std::nullopt;
+
+  std::size_t packedBytes = 0;
+  for (const Strip& strip : strips) packedBytes += strip.packed.size() + 12;
+  std::vector<std::uint8_t> png(signature.begin(), signature.end());
+  png.reserve(packedBytes + 1024 + profile.size());
+  appendPngChunk(png, "IHDR", headerChunk(pixels));
+  if (pixels.profile) appendPngChunk(png, "iCCP", profile);
+  appendPngChunk(png, "IDAT", zlibHead);
+  std::uint32_t checksum = 1;
+  for (Strip& strip : strips) {
+    appendPngChunk(png, "IDAT", strip.packed);
+    checksum = joinedChecksum(checksum, strip.checksum, strip.filteredBytes);
+    strip.packed = {};
+  }
+  std::vector<std::uint8_t> end(std::begin(deflateEnd), std::end(deflateEnd));
+  appendBigEndian(end, checksum);
+  appendPngChunk(png, "IDAT", end);
+  appendPngChunk(png, "IEND", {});
+  return png;
+}
+
+}  // namespace vecamera::device::imaging

@@ -1,0 +1,130 @@
+#include "device/script/assembly/Lanes.h"
+
+namespace vecamera::device::script {
+namespace {
+
+thread_local Lanes::Lane* currentLane = nullptr;
+
+}  // namespace
+
+void Lanes::Lane::post(Job job) {
+  const std::lock_guard lock(lanes_.mutex_);
+  if (!lanes_.stopping_) jobs_.push_back(std::move(job));
+}
+
+Lanes::Lanes() {
+  for (auto& lane : lanes_) lane.reset(new Lane(*this));
+  for (auto& lane : lanes_) lane->thread_ = std::thread([this, raw = lane.get()] { work(*raw); });
+}
+
+Lanes::~Lanes() {
+  stop();
+}
+
+bool Lanes::step() {
+  Lane* ready = nullptr;
+  {
+    const std::lock_guard lock(mutex_);
+    for (const auto& lane : lanes_) {
+      if (!lane->inJob_ && !lane->jobs_.empty()) {
+        ready = lane.get();
+        break;
+      }
+    }
+  }
+  if (!ready) return false;
+  turn(*ready);
+  return true;
+}
+
+bool Lanes::retryWaiting() {
+  bool progressed = false;
+  for (const auto& lane : lanes_) {
+    if (!isWaiting(*lane)) continue;
+    turn(*lane);
+    progressed = progressed || !isWaiting(*lane);
+  }
+  return progressed;
+}
+
+bool Lanes::anyWaiting() const {
+  for (const auto& lane : lanes_)
+    if (isWaiting(*lane)) return true;
+  return false;
+}
+
+bool Lanes::isWaiting(const Lane& lane) const {
+  const std::lock_guard lock(mutex_);
+  return lane.inJob_;
+}
+
+void Lanes::note(std::exception_ptr thrown) {
+  try {
+    std::rethrow_exception(thrown);
+  } catch (const Unwinding&) {
+    // The end of the lanes, passing through a task.
+  } catch (const std::exception& error) {
+    if (fatalError_.empty()) fatalError_ = error.what();
+  }
+}
+
+void Lanes::yieldWaiting() {
+  Lane* const lane = currentLane;
+  if (!lane || &lane->lanes_ != this) return;
+  std::unique_lock lock(mutex_);
+  running_ = nullptr;
+  handedOver_.notify_all();
+  handedOver_.wait(lock, [this, lane] { return running_ == lane; });
+  if (stopping_) throw Unwinding();
+}
+
+void Lanes::stop() {
+  {
+    const std::lock_guard lock(mutex_);
+    if (stopping_) return;
+    stopping_ = true;
+  }
+  // A lane in the middle of a job unwinds; an idle one leaves its loop.
+  for (const auto& lane : lanes_) {
+    turn(*lane);
+    lane->thread_.join();
+  }
+  for (const auto& lane : lanes_) {
+    std::deque<Job> dropped;
+    dropped.swap(lane->jobs_);
+  }
+}
+
+void Lanes::turn(Lane& lane) {
+  std::unique_lock lock(mutex_);
+  running_ = &lane;
+  handedOver_.notify_all();
+  handedOver_.wait(lock, [this] { return running_ == nullptr; });
+}
+
+void Lanes::work(Lane& lane) {
+  currentLane = &lane;
+  std::unique_lock lock(mutex_);
+  for (;;) {
+    handedOver_.wait(lock, [this, &lane] { return running_ == &lane; });
+    if (!stopping_ && !lane.jobs_.empty()) {
+      Job job = std::move(lane.jobs_.front());
+      lane.jobs_.pop_front();
+      lane.inJob_ = true;
+      lock.unlock();
+      try {
+        job();
+      } catch (...) {
+        note(std::current_exception());
+      }
+      job = nullptr;
+      lock.lock();
+      lane.inJob_ = false;
+    }
+    running_ = nullptr;
+    handedOver_.notify_all();
+    if (stopping_) return;
+  }
+}
+
+}  // namespace vecamera::device::script

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <condition_variable>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "VECamera/runtime/Executor.h"
+
+namespace vecamera::device::script {
+
+/// What `NSProcess::fatalError` throws on a scripted device, in place of ending the process.
+class FatalError : public std::runtime_error {
+ public:
+  using std::runtime_error::runtime_error;
+};
+
+/// Threads in lock step: at every moment either the conductor (the thread that made the object) or
+/// one lane runs, so that the same jobs run in the same order on every machine. A lane that waits
+/// in a loop for the world to change hands back in the middle of its job and is asked again later,
+/// as a blocked thread of a real device would be.
+class Lanes {
+ public:
+  class Lane : public Executor {
+   public:
+    void post(Job job) override;
+
+   private:
+    friend class Lanes;
+    explicit Lane(Lanes& lanes) : lanes_(lanes) {}
+
+    Lanes& lanes_;
+    // Guarded by the lanes' mutex.
+    std::deque<Job> jobs_;
+    bool inJob_ = false;
+    std::thread thread_;
+  };
+
+  Lanes();
+  /// Unwinds the lanes that wait in the middle of a job, and drops what has not run.
+  ~Lanes();
+
+  Lane& main() { return *lanes_[0]; }
+  Lane& background() { return *lanes_[1]; }
+  /// Where the platform's services run their handlers.
+  Lane& platform() { return *lanes_[2]; }
+  /// The container's command thread.
+  Lane& command() { return *lanes_[3]; }
+
+  /// Runs one job of the first lane (in the order above) that has one and is not waiting; false
+  /// where there is none. Conductor only.
+  bool step();
+  /// Runs the first job that this lane has. Conductor only, while the lane is not waiting.
+  void stepOnly(Lane& lane) { turn(lane); }
+  /// Lets every waiting lane look again; false where none waits, or all still do. Conductor only.
+  bool retryWaiting();
+  /// Whether a lane is in the middle of a job. Conductor only.
+  bool anyWaiting() const;
+  bool isWaiting(const Lane& lane) const;
+  /// What a fatal error said, or an empty text. Conductor only.
+  const std::string& fatalError() const { return fatalError_; }
+  /// Notes what a task threw. Called on a lane.
+  void note(std::exception_ptr thrown);
+
+  /// Called on a lane in the middle of a job: hands back until the conductor asks again. Does
+  /// nothing on another thread. Throws when the lanes end, to unwind the job.
+  void yieldWaiting();
+  /// Unwinds and stops the lanes; nothing runs afterwards. Conductor only.
+  void stop();
+
+ private:
+  struct Unwinding {};
+
+  void turn(Lane& lane);
+  void work(Lane& lane);
+
+  std::unique_ptr<Lane> lanes_[4];
+  mutable std::mutex mutex_;
+  std::condition_variable handedOver_;
+  /// The lane that runs; null: the conductor.
+  Lane* running_ = nullptr;
+  bool stopping_ = false;
+  std::string fatalError_;
+};
+
+}  // namespace vecamera::device::script

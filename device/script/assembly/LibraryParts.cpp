@@ -1,0 +1,56 @@
+#include "device/script/assembly/LibraryParts.h"
+
+#include "device/imaging/base/Orientation.h"
+#include "device/imaging/platform/Pictures.h"
+#include "device/media/Movies.h"
+
+namespace vecamera::device::script {
+namespace {
+
+std::optional<photos::ProbedPicture> probePicture(const Data& data) {
+  const auto info = imaging::probe(data);
+  if (!info) return std::nullopt;
+  photos::ProbedPicture probed;
+  probed.extension = imaging::fileExtension(info->format);
+  probed.uti = imaging::typeIdentifier(info->format);
+  probed.width = static_cast<int>(info->displayedWidth);
+  probed.height = static_cast<int>(info->displayedHeight);
+  probed.orientation =
+      static_cast<CGImagePropertyOrientation>(imaging::exifOrientation(info->orientation));
+  return probed;
+}
+
+std::optional<photos::ProbedMovie> probeMovieContent(const photos::AssetContent& content) {
+  const auto* data = std::get_if<Data>(&content);
+  const auto facts = data ? media::probeMovie(*data)
+                          : media::probeMovieFile(std::get<std::filesystem::path>(content));
+  if (!facts) return std::nullopt;
+  photos::ProbedMovie probed;
+  probed.extension = facts->extension;
+  probed.uti = facts->uniformType;
+  probed.width = static_cast<int>(facts->width);
+  probed.height = static_cast<int>(facts->height);
+  probed.durationSeconds = facts->durationSeconds;
+  return probed;
+}
+
+}  // namespace
+
+photos::LibraryStore::Parts libraryParts() {
+  photos::LibraryStore::Parts parts;
+  parts.probePicture = probePicture;
+  parts.makeThumbnail = [](const Data& original, int maxSide) {
+    return imaging::thumbnail(original, static_cast<std::size_t>(maxSide));
+  };
+  parts.probeMovie = probeMovieContent;
+  parts.makePoster = [](const std::filesystem::path& original, int maxSide) {
+    return media::posterFrameOfFile(original, static_cast<std::size_t>(maxSide));
+  };
+  return parts;
+}
+
+std::filesystem::path libraryFolder(const std::filesystem::path& home) {
+  return home / "Library" / "Photos";
+}
+
+}  // namespace vecamera::device::script

@@ -1,0 +1,244 @@
+#include "device/script/assembly/ScriptedDevice.h"
+
+#include <algorithm>
+#include <filesystem>
+
+#include "device/foundation/PosixFiles.h"
+#include "device/script/assembly/LibraryParts.h"
+#include "device/script/assembly/Samples.h"
+
+namespace vecamera::device::script {
+namespace {
+
+namespace fs = std::filesystem;
+using Made = std::variant<ScriptedDevice::Foundation, std::string>;
+
+std::optional<std::string> putFiles(const std::map<std::string, std::string>& files,
+                                    const std::string& directory) {
+  for (const auto& [name, text] : files) {
+    const std::string path = directory + "/" + name;
+    const bool isFolder = name.ends_with('/');
+    const auto folder = isFolder ? path : fs::path(path).parent_path().string();
+    if (!foundation::makePrivateFolder(folder) ||
+        (!isFolder && !foundation::writeFile0600(path, Data::copyOf(text))))
+      return "device.files: \"" + name + "\" cannot be written in " + directory;
+  }
+  return std::nullopt;
+}
+
+std::optional<std::string> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Foundation& made) {
+  for (std::size_t i = 0; i < setup.library.size(); ++i) {
+    const auto& asset = setup.library[i];
+    const auto imported = made.store->importFile({asset.file, asset.id}, made.clock->now());
+    if (!imported) return "device.library[" + std::to_string(i) + "]: " + imported.error().text;
+  }
+  return std::nullopt;
+}
+
+Made prepare(const DeviceSetup& setup) {
+  ScriptedDevice::Foundation made;
+  if (setup.clock) {
+    auto clock = std::make_unique<foundation::ManualClock>(*setup.clock);
+    made.manualClock = clock.get();
+    made.clock = std::move(clock);
+  } else {
+    made.clock = std::make_unique<foundation::SystemClock>();
+  }
+
+  made.home = setup.home ? foundation::ApplicationHome::open(setup.home->string())
+                         : foundation::ApplicationHome::makePrivate();
+  if (!made.home)
+    return "the application's home" + (setup.home ? " " + setup.home->string() : std::string()) +
+           " cannot be made; name a folder of your own that may be written";
+  made.recordings = foundation::ApplicationHome::makePrivate();
+  if (!made.recordings) return "no temporary folder can be made; check TMPDIR";
+  made.temporaryDirectory = setup.temporaryDirectory ? setup.temporaryDirectory->string()
+                                                     : made.home->temporaryDirectory();
+  if (!foundation::makePrivateFolder(made.temporaryDirectory))
+    return "device.temporaryDirectory: the folder " + made.temporaryDirectory +
+           " cannot be made; name one that may be written";
+  if (foundation::isSharedFolder(made.temporaryDirectory))
+    return "device.temporaryDirectory: " + made.temporaryDirectory +
+           " is shared with others, and cleanup would empty it; name a folder of its own";
+
+  auto parts = libraryParts();
+  parts.identifiers = [random = std::make_shared<photos::RandomIdentifiers>(setup.seed)] {
+    return (*random)();
+  };
+  auto opened = photos::LibraryStore::open(libraryFolder(made.home->path()), std::move(parts));
+  if (!opened) return "the photo library cannot be opened: " + opened.error().text;
+  made.store = std::move(*opened);
+
+  if (auto error = putFiles(setup.files, made.temporaryDirectory)) return *error;
+  if (auto error = fillLibrary(setup, made)) return *error;
+  return made;
+}
+
+unsigned threadsFor(const DeviceSetup& setup) {
+  return std::max(1u, setup.pictureThreads.value_or(imaging::defaultThreadCount()));
+}
+
+std::optional<std::string> mainBundlePath(const MainBundleSetup& setup) {
+  switch (setup.kind) {
+    case MainBundleSetup::Kind::empty: return std::nullopt;
+    case MainBundleSetup::Kind::folder: return setup.folder.string();
+    case MainBundleSetup::Kind::sample: return samplesFolder() + "/MainBundle";
+  }
+  return std::nullopt;
+}
+
+}  // namespace
+
+bool ScriptedPickerSources::isSourceTypeAvailable(std::int64_t sourceType) {
+  return std::find(available_.begin(), available_.end(), sourceType) != available_.end();
+}
+
+std::optional<std::vector<std::string>> ScriptedPickerSources::availableMediaTypesForSourceType(
+    std::int64_t sourceType) {
+  const auto found = mediaTypes_.find(sourceType);
+  if (found != mediaTypes_.end()) return found->second;
+  return std::vector<std::string>{std::string(kUTTypeImage), std::string(kUTTypeMovie)};
+}
+
+std::variant<std::unique_ptr<ScriptedDevice>, std::string> ScriptedDevice::make(
+    const DeviceSetup& setup, ScriptObserver& observer, TraceSink trace) {
+  auto made = prepare(setup);
+  if (auto* error = std::get_if<std::string>(&made)) return std::move(*error);
+  return std::make_unique<ScriptedDevice>(setup, std::move(std::get<Foundation>(made)), observer,
+                                          std::move(trace));
+}
+
+ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
+                               ScriptObserver& observer, TraceSink trace)
+    : base(std::move(foundation)),
+      screen(observer),
+      root(std::make_shared<screen::RootViewController>(screen, lanes.main())),
+      givesViewController(setup.viewController),
+      cameraPermission(container::Permission::camera, setup.authorization.camera, screen,
+                       lanes.platform()),
+      photoPermission(container::Permission::photoLibrary, setup.authorization.photoLibrary, screen,
+                      lanes.platform()),
+      locationPermission(container::Permission::location, setup.authorization.location, screen,
+                         lanes.platform()),
+      dateFormatters(setup.locale, setup.timeZone),
+      files(base.temporaryDirectory),
+      faultyFiles(files, faults),
+      bundles(mainBundlePath(setup.mainBundle), setup.languages),
+      process(observer),
+      log(observer),
+      application(faults, observer),
+      pickerSources(setup),
+      pictureHelpers(threadsFor(setup) - 1),
+      pictureThreads(threadsFor(setup), pictureHelpers),
+      images({}, pictureThreads),
+      faultyImages(images, faults),
+      faultyGraphics(graphics, faults),
+      imageFiles(
+          [&observer](std::string_view type, const Dictionary& properties, std::size_t bytes) {
+            observer.finalizedImageDestination(type, properties, bytes);
+          },
+          pictureThreads),
+      exports(lanes.platform(), [&observer](float progress) { observer.exporting(progress); },
+              {[&observer] { return observer.interrupted(); },
+               [&observer](const NSError& error) { observer.exportFailed(error); }}),
+      faultyExports(exports, faults, lanes.platform()),
+      captureDevice(cameraPermission),
+      photoAuthorization(photoPermission),
+      photoLibrary(*base.store, *base.clock, lanes.platform(), photoAuthorization,
+                   [&observer](const photos::SavedAsset& asset) { observer.saved(asset); }),
+      faultyLibrary(photoLibrary, faults, lanes.platform()),
+      imageManager(*base.store, lanes.platform(), photoAuthorization),
+      faultyImageManager(imageManager, faults, lanes.platform()),
+      location(locationPermission, lanes.main(), observer),
+      mainActor(lanes.main()),
+      tasks([this](std::exception_ptr thrown) { lanes.note(thrown); }),
+      container(*base.clock, observer) {
+  if (trace) traces = std::make_unique<TracedServices>(services(), std::move(trace));
+  files.setPollHook([this](std::string_view path) {
+    takenName = path.substr(path.rfind('/') + 1);
+    lanes.yieldWaiting();
+  });
+  faults.set(setup.faults);
+  if (setup.prompts.camera)
+    cameraPermission.answerPromptsWith(*setup.prompts.camera ? AVAuthorizationStatus::authorized
+                                                             : AVAuthorizationStatus::denied);
+  photoPermission.answerPromptsWith(setup.prompts.photoLibrary);
+  if (setup.location) location.setFix(locationOf(*setup.location));
+  setUrlTransformer(setup.urlTransformer);
+  createPlugin();
+}
+
+ScriptedDevice::~ScriptedDevice() {
+  // Lanes first: a job that waits unwinds. Then the tasks, which may hold the plug-in, and last
+  // what the screen and the prompts hold of them.
+  lanes.stop();
+  tasks.join();
+  container.release();
+  cameraPermission.forgetWaiting();
+  photoPermission.forgetWaiting();
+  locationPermission.forgetWaiting();
+  screen.clear();
+  root->clear();
+}
+
+void ScriptedDevice::createPlugin() {
+  container.create(platform(), givesViewController ? root : nullptr);
+}
+
+void ScriptedDevice::setUrlTransformer(const UrlTransformerSetup& setup) {
+  using Kind = UrlTransformerSetup::Kind;
+  container::UrlTransformerOffer offer;
+  offer.hasDelegate = setup.kind != Kind::noDelegate;
+  if (setup.kind == Kind::nothing)
+    offer.transformer = [](const URL&) { return std::optional<URL>(); };
+  if (setup.kind == Kind::replace)
+    offer.transformer = [from = setup.from, to = setup.to](const URL& url) -> std::optional<URL> {
+      const std::string& text = url.absoluteString();
+      if (!text.starts_with(from)) return std::nullopt;
+      return URL(to + text.substr(from.size()));
+    };
+  setUrlTransformer(std::move(offer));
+}
+
+void ScriptedDevice::setUrlTransformer(container::UrlTransformerOffer offer) {
+  if (traces) offer.transformer = traces->traced(std::move(offer.transformer));
+  container.setUrlTransformer(std::move(offer));
+}
+
+void ScriptedDevice::setViewController(bool given) {
+  givesViewController = given;
+  if (const auto& plugin = container.plugin()) plugin->setViewController(given ? root : nullptr);
+}
+
+CLLocation ScriptedDevice::locationOf(const Fix& fix) const {
+  return {{fix.latitude, fix.longitude},
+          fix.altitude,
+          fix.timestamp ? *fix.timestamp : base.clock->now()};
+}
+
+Platform ScriptedDevice::services() {
+  return Platform{.log = log,
+                  .clock = *base.clock,
+                  .dateFormatters = dateFormatters,
+                  .fileManager = faultyFiles,
+                  .urls = urls,
+                  .base64 = base64,
+                  .bundles = bundles,
+                  .process = process,
+                  .application = application,
+                  .imagePickers = pickerSources,
+                  .graphics = faultyGraphics,
+                  .images = faultyImages,
+                  .imageIO = imageFiles,
+                  .assetExports = faultyExports,
+                  .captureDevice = captureDevice,
+                  .photoLibrary = faultyLibrary,
+                  .imageManager = faultyImageManager,
+                  .coreLocation = location,
+                  .mainQueue = lanes.main(),
+                  .mainActor = mainActor,
+                  .background = lanes.background(),
+                  .tasks = tasks};
+}
+
+}  // namespace vecamera::device::script

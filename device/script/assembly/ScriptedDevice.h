@@ -1,0 +1,183 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <variant>
+
+#include "VECamera/runtime/Executor.h"
+#include "device/camera/StillCamera.h"
+#include "device/container/Container.h"
+#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/Base64.h"
+#include "device/foundation/Bundles.h"
+#include "device/foundation/Clocks.h"
+#include "device/foundation/Dates.h"
+#include "device/foundation/FileManager.h"
+#include "device/foundation/Urls.h"
+#include "device/imaging/base/ThreadBudget.h"
+#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/ImageFiles.h"
+#include "device/imaging/platform/Images.h"
+#include "device/location/LocationService.h"
+#include "device/media/ExportSessions.h"
+#include "device/photos/LibraryStore.h"
+#include "device/photos/PhotoLibrary.h"
+#include "device/photos/RandomIdentifiers.h"
+#include "device/screen/Permissions.h"
+#include "device/screen/RootViewController.h"
+#include "device/screen/ScriptedScreen.h"
+#include "device/script/assembly/Faults.h"
+#include "device/script/assembly/Lanes.h"
+#include "device/script/assembly/Tracing.h"
+#include "device/script/script/Script.h"
+
+namespace vecamera::device::script {
+
+/// What a scripted device tells beside the events that every device has.
+class ScriptObserver : public container::DeviceObserver {
+ public:
+  virtual void saved(const photos::SavedAsset& asset) = 0;
+  virtual void finalizedImageDestination(std::string_view type, const Dictionary& properties,
+                                         std::size_t bytes) = 0;
+  /// How far the running export is, from 0 to 1. Called on the platform's lane.
+  virtual void exporting(float progress) = 0;
+  /// Asked often while an export runs, on the platform's lane; true cancels it.
+  virtual bool interrupted() = 0;
+  virtual void exportFailed(const NSError& error) = 0;
+};
+
+/// The photo library's permission, as the library asks for it.
+class GatedPhotoAuthorization : public photos::PhotoAuthorization {
+ public:
+  explicit GatedPhotoAuthorization(screen::PermissionGate<PHAuthorizationStatus>& gate)
+      : gate_(gate) {}
+  PHAuthorizationStatus status() override { return gate_.status(); }
+  void request(std::function<void(PHAuthorizationStatus)> handler) override {
+    gate_.request(std::move(handler));
+  }
+
+ private:
+  screen::PermissionGate<PHAuthorizationStatus>& gate_;
+};
+
+/// Standard output becomes events, and a fatal error unwinds to the lane's conductor.
+class ScriptedProcess : public NSProcess {
+ public:
+  explicit ScriptedProcess(container::DeviceObserver& observer) : observer_(observer) {}
+  void print(std::string_view line) override { observer_.printed(line); }
+  [[noreturn]] void fatalError(std::string_view message) override {
+    throw FatalError(std::string(message));
+  }
+
+ private:
+  container::DeviceObserver& observer_;
+};
+
+/// The picker's sources as the script gives them.
+class ScriptedPickerSources : public UIImagePickerControllerClass {
+ public:
+  explicit ScriptedPickerSources(const DeviceSetup& setup)
+      : available_(setup.availableSources), mediaTypes_(setup.availableMediaTypes) {}
+  bool isSourceTypeAvailable(std::int64_t sourceType) override;
+  std::optional<std::vector<std::string>> availableMediaTypesForSourceType(
+      std::int64_t sourceType) override;
+
+ private:
+  const std::vector<std::int64_t> available_;
+  const std::map<std::int64_t, std::optional<std::vector<std::string>>> mediaTypes_;
+};
+
+/// A whole device set up from a script, on lanes in lock step, with a container that holds a
+/// plug-in object. The parts stand in the order of their making, each on those above it. Used by
+/// the conductor only.
+struct ScriptedDevice {
+  /// What has to be had before the device can be.
+  struct Foundation {
+    std::unique_ptr<NSClock> clock;
+    /// The clock where it stands still, else null.
+    foundation::ManualClock* manualClock = nullptr;
+    std::unique_ptr<foundation::ApplicationHome> home;
+    /// Where the camera keeps the movies that it makes.
+    std::unique_ptr<foundation::ApplicationHome> recordings;
+    std::string temporaryDirectory;
+    std::unique_ptr<photos::LibraryStore> store;
+  };
+
+  /// The device, or why it cannot be set up: one line that names the place. `trace` is told of
+  /// every use of a service, where it is not empty.
+  static std::variant<std::unique_ptr<ScriptedDevice>, std::string> make(const DeviceSetup& setup,
+                                                                         ScriptObserver& observer,
+                                                                         TraceSink trace = {});
+  ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer,
+                 TraceSink trace);
+  /// Ends everything that is still under way, and removes a private home.
+  ~ScriptedDevice();
+
+  /// A new plug-in object, wired like the first.
+  void createPlugin();
+  void setUrlTransformer(const UrlTransformerSetup& setup);
+  void setUrlTransformer(container::UrlTransformerOffer offer);
+  /// Gives the plug-in a view controller, or takes it away; also from objects that come later.
+  void setViewController(bool given);
+  /// The fix as the platform's value; without a time stamp of its own it is of now.
+  CLLocation locationOf(const Fix& fix) const;
+  /// As the plug-in gets it.
+  Platform platform() { return traces ? traces->platform() : services(); }
+
+  Foundation base;
+  Lanes lanes;
+  FaultBook faults;
+  screen::ScriptedScreen screen;
+  std::shared_ptr<screen::RootViewController> root;
+  bool givesViewController;
+
+  screen::PermissionGate<AVAuthorizationStatus> cameraPermission;
+  screen::PermissionGate<PHAuthorizationStatus> photoPermission;
+  screen::PermissionGate<location::LocationAuthorization> locationPermission;
+
+  foundation::DateFormatters dateFormatters;
+  foundation::FileManager files;
+  FaultyFileManager faultyFiles;
+  foundation::Urls urls;
+  foundation::Base64 base64;
+  foundation::Bundles bundles;
+  ScriptedProcess process;
+  container::ObservedLog log;
+
+  ScriptedApplication application;
+  ScriptedPickerSources pickerSources;
+  /// Beside the lanes: what helpers do for a picture shows in no order of events.
+  ThreadPoolExecutor pictureHelpers;
+  imaging::ThreadBudget pictureThreads;
+  imaging::Images images;
+  FaultyImages faultyImages;
+  imaging::Graphics graphics;
+  FaultyGraphics faultyGraphics;
+  imaging::ImageFiles imageFiles;
+  media::ExportSessions exports;
+  FaultyAssetExports faultyExports;
+
+  camera::StillCamera camera;
+  screen::CaptureDevice captureDevice;
+  GatedPhotoAuthorization photoAuthorization;
+  photos::PhotoLibrary photoLibrary;
+  FaultyPhotoLibrary faultyLibrary;
+  photos::ImageManager imageManager;
+  FaultyImageManager faultyImageManager;
+  location::LocationService location;
+
+  MainActor mainActor;
+  TaskScope tasks;
+  /// Null where nobody is told.
+  std::unique_ptr<TracedServices> traces;
+  container::Container container;
+  /// The file name that the module last found taken while it waited for a free one.
+  std::string takenName;
+  int recordedScenes = 0;
+
+ private:
+  Platform services();
+};
+
+}  // namespace vecamera::device::script

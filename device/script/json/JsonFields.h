@@ -1,0 +1,109 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "VECamera/platform/Value.h"
+
+namespace vecamera::device::script {
+
+/// The files that a document may name.
+struct ReadingFiles {
+  /// Relative paths start from here.
+  std::filesystem::path folder;
+  /// Whether only files inside of the folder may be named.
+  bool confined = false;
+  /// Puts the bytes of a data URL into a file of its own; nothing where that cannot be.
+  std::function<std::optional<std::filesystem::path>(const Data&)> keep;
+};
+
+/// One strict reading of a document. It keeps the first thing that is wrong; after that, what is
+/// read does not matter any more, and readers go on with empty values.
+class JsonReading {
+ public:
+  explicit JsonReading(ReadingFiles files) : files_(std::move(files)) {}
+
+  void fail(const std::string& place, const std::string& why);
+  /// "PLACE: WHY", or nothing as long as all is well.
+  const std::optional<std::string>& error() const { return error_; }
+  const ReadingFiles& files() const { return files_; }
+
+ private:
+  const ReadingFiles files_;
+  std::optional<std::string> error_;
+};
+
+/// A value within the document, with its place. Lives as long as reading and document. Each reader
+/// takes exactly its own kind of value and fails the reading on any other.
+class JsonNode {
+ public:
+  JsonNode(JsonReading& reading, const nlohmann::json& json, std::string place)
+      : reading_(&reading), json_(&json), place_(std::move(place)) {}
+
+  void fail(const std::string& why) const { reading_->fail(place_, why); }
+  const nlohmann::json& json() const { return *json_; }
+  bool isNull() const;
+  bool isText() const;
+  bool isObject() const;
+
+  std::string text() const;
+  std::string nonEmptyText() const;
+  bool boolean() const;
+  std::int64_t integer() const;
+  double number() const;
+  double numberBetween(double least, double most) const;
+  std::vector<JsonNode> elements() const;
+  /// The members of an object, sorted by key.
+  std::vector<std::pair<std::string, JsonNode>> members() const;
+
+  /// The place of the text in `choices`.
+  std::optional<std::size_t> choice(std::span<const std::string_view> choices) const;
+
+  /// An absolute path, made from one that may be relative to the reading's folder.
+  std::filesystem::path path() const;
+  /// The same, of a regular file that can be read. A data URL stands for a file with its bytes.
+  std::filesystem::path existingFile() const;
+  std::filesystem::path existingFolder() const;
+
+ private:
+  friend class JsonFields;
+  void failType(std::string_view wanted) const;
+  std::filesystem::path inlineFile(std::string_view url) const;
+
+  JsonReading* reading_;
+  const nlohmann::json* json_;
+  std::string place_;
+};
+
+/// The members of an object.
+class JsonFields {
+ public:
+  /// Fails the reading where the node is no object.
+  explicit JsonFields(JsonNode node);
+
+  /// Fails the reading where there is a key beyond the known ones.
+  void allowOnly(std::span<const std::string_view> knownKeys) const;
+  const JsonNode& node() const { return node_; }
+  bool has(std::string_view key) const { return find(key).has_value(); }
+  std::optional<JsonNode> find(std::string_view key) const;
+  /// Fails the reading where the key is missing.
+  std::optional<JsonNode> require(std::string_view key) const;
+
+ private:
+  JsonNode node_;
+};
+
+/// The sentence for a text that is none of the choices: what it is (`what`), which choice it may
+/// have been meant to be, or all of them.
+std::string unknownText(std::string_view what, std::string_view text,
+                        std::span<const std::string_view> choices);
+
+}  // namespace vecamera::device::script

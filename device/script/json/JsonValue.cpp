@@ -1,0 +1,123 @@
+#include "device/script/json/JsonValue.h"
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+
+#include "device/foundation/Base64.h"
+
+namespace vecamera::device::script {
+namespace {
+
+constexpr std::string_view kAlphabet =
+    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+
+nlohmann::ordered_json realToJson(double number) {
+  if (std::isnan(number)) return "NaN";
+  if (std::isinf(number)) return number < 0 ? "-Infinity" : "Infinity";
+  return number;
+}
+
+/// The text under the only key of the object, where it has that one.
+const std::string* soleText(const nlohmann::json& object, const char* key) {
+  if (object.size() != 1) return nullptr;
+  const auto found = object.find(key);
+  return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
+}
+
+std::optional<Value> objectToValue(const nlohmann::json& object) {
+  if (const auto* url = soleText(object, "url")) return Value(URL(*url));
+  if (const auto* base64 = soleText(object, "bytes")) {
+    auto bytes = decodeBase64(*base64);
+    if (!bytes) return std::nullopt;
+    return Value(*std::move(bytes));
+  }
+  Dictionary dictionary;
+  for (const auto& [key, element] : object.items()) {
+    auto value = toValue(element);
+    if (!value) return std::nullopt;
+    dictionary.emplace(key, *std::move(value));
+  }
+  return Value(std::move(dictionary));
+}
+
+std::optional<Value> arrayToValue(const nlohmann::json& elements) {
+  Array array;
+  for (const auto& element : elements) {
+    auto value = toValue(element);
+    if (!value) return std::nullopt;
+    array.push_back(*std::move(value));
+  }
+  return Value(std::move(array));
+}
+
+}  // namespace
+
+nlohmann::ordered_json toJson(const Value& value) {
+  if (const auto* flag = value.boolean()) return *flag;
+  if (const auto* number = value.integer()) return *number;
+  if (const auto* number = value.real()) return realToJson(*number);
+  if (const auto* text = value.text()) return *text;
+  if (const auto* data = value.data())
+    return {{"bytes", foundation::Base64().base64EncodedString("", *data)}};
+  if (const auto* url = value.url()) return {{"url", url->absoluteString()}};
+  if (const auto* array = value.array()) {
+    auto json = nlohmann::ordered_json::array();
+    for (const auto& element : *array) json.push_back(toJson(element));
+    return json;
+  }
+  if (const auto* dictionary = value.dictionary()) {
+    auto json = nlohmann::ordered_json::object();
+    for (const auto& [key, element] : *dictionary) json[key] = toJson(element);
+    return json;
+  }
+  return nullptr;
+}
+
+std::optional<Value> toValue(const nlohmann::json& json) {
+  switch (json.type()) {
+    case nlohmann::json::value_t::boolean: return Value(json.get<bool>());
+    case nlohmann::json::value_t::number_integer: return Value(json.get<std::int64_t>());
+    case nlohmann::json::value_t::number_unsigned: {
+      const auto number = json.get<std::uint64_t>();
+      if (std::in_range<std::int64_t>(number)) return Value(static_cast<std::int64_t>(number));
+      return Value(static_cast<double>(number));
+    }
+    case nlohmann::json::value_t::number_float: return Value(json.get<double>());
+    case nlohmann::json::value_t::string: return Value(json.get_ref<const std::string&>());
+    case nlohmann::json::value_t::object: return objectToValue(json);
+    case nlohmann::json::value_t::array: return arrayToValue(json);
+    default: return Value();
+  }
+}
+
+std::string toLine(const nlohmann::ordered_json& json) {
+  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
+}
+
+std::optional<Data> decodeBase64(std::string_view text) {
+  std::size_t padding = 0;
+  if (text.size() % 4 == 0)
+    while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=')
+      ++padding;
+  text.remove_suffix(padding);
+  if (text.size() % 4 == 1) return std::nullopt;
+
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(text.size() * 3 / 4);
+  std::uint32_t group = 0;
+  int bits = 0;
+  for (const char c : text) {
+    const auto digit = kAlphabet.find(c);
+    if (digit == std::string_view::npos) return std::nullopt;
+    group = group << 6 | static_cast<std::uint32_t>(digit);
+    bits += 6;
+    if (bits < 8) continue;
+    bits -= 8;
+    bytes.push_back(static_cast<std::uint8_t>(group >> bits & 0xFF));
+  }
+  // Bits that no byte takes up must be zero, or two texts would stand for the same bytes.
+  if ((group & ((1U << bits) - 1)) != 0) return std::nullopt;
+  return Data(std::move(bytes));
+}
+
+}  // namespace vecamera::device::script

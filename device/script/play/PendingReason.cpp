@@ -1,0 +1,75 @@
+#include "device/script/play/PendingReason.h"
+
+namespace vecamera::device::script {
+namespace {
+
+using Source = UIImagePickerControllerSourceType;
+
+std::int64_t integerAt(const container::Callback& callback, std::size_t position,
+                       std::int64_t otherwise) {
+  const auto argument = callback.command().argument(position);
+  return argument ? argument->integerValue().value_or(otherwise) : otherwise;
+}
+
+bool asksForLocation(const container::Callback& callback) {
+  const auto argument = callback.command().argument(12);
+  return argument && argument->booleanValue().value_or(false);
+}
+
+/// What is still on screen and waits for the user, or an empty text.
+std::string waitingOnScreen(const ScriptedDevice& device) {
+  if (!device.screen.prompts().empty())
+    return "the system prompt for \"" +
+           std::string(container::nameOf(*device.screen.prompts().begin())) +
+           "\" is on screen and has not been answered";
+  if (device.screen.alert()) return "an alert is on screen and none of its actions has been tapped";
+  if (device.screen.picker())
+    return "the picker is on screen: nothing has been used in it, and it has not been cancelled";
+  return {};
+}
+
+std::string heldBackForLocation(const container::Callback& callback, const ScriptedDevice& device) {
+  if (device.location.isRunning()) {
+    if (device.locationPermission.status() != location::LocationAuthorization::authorized)
+      return "the photo is held back for its location, and the user does not allow location; a "
+             "refusal is not told to the plug-in";
+    return "the photo is held back for its location, and no location update has come";
+  }
+  if (integerAt(callback, 1, 2) == 2)
+    return "the photo was held back for its location, and then a native URI gets no answer";
+  if (integerAt(callback, 5, 0) == 1)
+    return "the photo is held back for its location, but a PNG starts no location manager";
+  return "the photo is held back for its location, but without a JPEG and its media metadata no "
+         "location manager is started";
+}
+
+}  // namespace
+
+std::string reasonForOpen(const container::Callback& callback, const ScriptedDevice& device,
+                          bool settingsOpened) {
+  if (device.lanes.anyWaiting())
+    return "a temporary file of the wanted name exists, and the plug-in waits until it is gone";
+  if (callback.selector() != "takePicture:") return "the command has not come to its end";
+  if (!device.container.keepsPluginOf(callback))
+    return "the container let the plug-in object go, and nothing answers for it afterwards";
+  if (device.container.ledger().replaced(callback))
+    return "a later takePicture took its place, and a callback that was replaced is never answered";
+  if (auto waiting = waitingOnScreen(device); !waiting.empty()) return waiting;
+
+  const auto source = integerAt(callback, 2, Source::camera);
+  if (source != Source::photoLibrary && source != Source::camera &&
+      source != Source::savedPhotosAlbum)
+    return "the device has the source " + std::to_string(source) +
+           ", but the plug-in knows no such source and stops without an answer";
+  if (settingsOpened)
+    return "the Settings action of the camera's alert opens the settings and answers nothing";
+  if (source != Source::camera && device.photoPermission.status() == PHAuthorizationStatus::limited)
+    return "access to the photo library is limited, which opens no picker and gives no answer";
+  if (!device.container.plugin()->viewController())
+    return "the plug-in has no view controller to present anything on";
+  if (asksForLocation(callback) && source == Source::camera)
+    return heldBackForLocation(callback, device);
+  return "the flow ended on a path that gives no answer";
+}
+
+}  // namespace vecamera::device::script

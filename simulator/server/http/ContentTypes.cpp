@@ -1,0 +1,71 @@
+#include "simulator/server/http/ContentTypes.h"
+
+#include <array>
+#include <utility>
+
+namespace vecamera::simulator {
+namespace {
+
+constexpr std::array kTypes = std::to_array<std::pair<std::string_view, std::string_view>>({
+    {"html", "text/html; charset=utf-8"},
+    {"htm", "text/html; charset=utf-8"},
+    {"js", "text/javascript; charset=utf-8"},
+    {"mjs", "text/javascript; charset=utf-8"},
+    {"css", "text/css; charset=utf-8"},
+    {"json", "application/json"},
+    {"map", "application/json"},
+    {"webmanifest", "application/manifest+json"},
+    {"txt", "text/plain; charset=utf-8"},
+    {"md", "text/plain; charset=utf-8"},
+    {"xml", "application/xml"},
+    {"svg", "image/svg+xml"},
+    {"png", "image/png"},
+    {"jpg", "image/jpeg"},
+    {"jpeg", "image/jpeg"},
+    {"gif", "image/gif"},
+    {"webp", "image/webp"},
+    {"avif", "image/avif"},
+    {"heic", "image/heic"},
+    {"ico", "image/x-icon"},
+    {"woff", "font/woff"},
+    {"woff2", "font/woff2"},
+    {"ttf", "font/ttf"},
+    {"otf", "font/otf"},
+    {"mp4", "video/mp4"},
+    {"mov", "video/quicktime"},
+    {"webm", "video/webm"},
+    {"mp3", "audio/mpeg"},
+    {"wav", "audio/wav"},
+    {"pdf", "application/pdf"},
+    {"wasm", "application/wasm"},
+});
+
+}  // namespace
+
+std::string extensionOf(std::string_view fileName) {
+  const auto dot = fileName.rfind('.');
+  if (dot == std::string_view::npos || fileName.size() - dot > 16) return {};
+  std::string extension;
+  for (const char c : fileName.substr(dot + 1)) {
+    const bool isLetter = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+    if (!isLetter && !(c >= '0' && c <= '9')) return {};
+    extension += c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+  }
+  return extension;
+}
+
+std::string_view contentTypeOf(std::string_view fileName) {
+  const auto extension = extensionOf(fileName);
+  for (const auto& [known, type] : kTypes)
+    if (known == extension) return type;
+  return "application/octet-stream";
+}
+
+std::string extensionOfType(std::string_view mediaType) {
+  const auto type = mediaType.substr(0, mediaType.find(';'));
+  for (const auto& [extension, known] : kTypes)
+    if (known == type) return std::string(extension);
+  return "bin";
+}
+
+}  // namespace vecamera::simulator

@@ -1,0 +1,82 @@
+#include "simulator/server/http/Http.h"
+
+#include <algorithm>
+#include <charconv>
+#include <nlohmann/json.hpp>
+
+#include "device/script/json/JsonValue.h"
+#include "simulator/server/http/ContentTypes.h"
+
+namespace vecamera::simulator {
+namespace {
+
+std::optional<std::uint64_t> parseNumber(std::string_view text) {
+  std::uint64_t number = 0;
+  const auto* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (text.empty() || error != std::errc() || stop != end) return std::nullopt;
+  return number;
+}
+
+}  // namespace
+
+Response failure(unsigned status, std::string_view why) {
+  return {status,
+          {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
+          device::script::toLine({{"error", why}})};
+}
+
+Response jsonResponse(std::string text) {
+  return {
+      200, {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}, std::move(text)};
+}
+
+Response fileResponse(OpenedFile file, std::string_view name, std::string_view cacheControl) {
+  Response response;
+  response.headers = {{"Content-Type", std::string(contentTypeOf(name))},
+                      {"Cache-Control", std::string(cacheControl)}};
+  if (cacheControl != "no-store")
+    response.headers.emplace_back(
+        "ETag", "\"" + std::to_string(file.modifiedNs) + "-" + std::to_string(file.bytes) + "\"");
+  response.body = std::move(file);
+  return response;
+}
+
+Response mediaOnly(Response response) {
+  response.headers.emplace_back("Content-Security-Policy", "default-src 'none'; sandbox");
+  return response;
+}
+
+std::optional<ByteRange> parseRange(std::string_view header, std::uint64_t bytes) {
+  constexpr std::string_view unit = "bytes=";
+  if (!header.starts_with(unit)) return std::nullopt;
+  header.remove_prefix(unit.size());
+  const auto dash = header.find('-');
+  if (dash == std::string_view::npos) return std::nullopt;
+  const auto first = parseNumber(header.substr(0, dash));
+  const auto last = parseNumber(header.substr(dash + 1));
+  if (dash == 0) {
+    if (!last || *last == 0) return std::nullopt;
+    const auto length = std::min(*last, bytes);
+    return ByteRange{bytes - length, length};
+  }
+  const bool isOpen = dash + 1 == header.size();
+  if (!first || (!last && !isOpen) || *first >= bytes || (last && *last < *first))
+    return std::nullopt;
+  const auto end = last ? std::min(*last, bytes - 1) : bytes - 1;
+  return ByteRange{*first, end - *first + 1};
+}
+
+bool isOwnHost(std::string_view host, std::uint16_t port) {
+  for (const std::string name : {"127.0.0.1", "localhost"}) {
+    if (host == name + ":" + std::to_string(port)) return true;
+    if (port == 80 && host == name) return true;
+  }
+  return false;
+}
+
+std::string ownName(std::string_view host) {
+  return host.starts_with("localhost") ? "localhost" : "127.0.0.1";
+}
+
+}  // namespace vecamera::simulator

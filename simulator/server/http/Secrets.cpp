@@ -1,0 +1,48 @@
+#include "simulator/server/http/Secrets.h"
+
+#include <sys/random.h>
+
+#include <array>
+#include <cerrno>
+#include <system_error>
+
+namespace vecamera::simulator {
+namespace {
+
+template <std::size_t N>
+std::array<unsigned char, N> randomBytes() {
+  std::array<unsigned char, N> bytes;
+  static_assert(N <= 256, "the kernel gives up to 256 bytes at once");
+  while (getrandom(bytes.data(), N, 0) != static_cast<ssize_t>(N))
+    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "getrandom");
+  return bytes;
+}
+
+}  // namespace
+
+std::string randomToken() {
+  constexpr std::string_view digits = "0123456789abcdef";
+  std::string token;
+  for (const auto byte : randomBytes<16>()) {
+    token += digits[byte >> 4U];
+    token += digits[byte & 15U];
+  }
+  return token;
+}
+
+std::uint64_t randomSeed() {
+  std::uint64_t seed = 0;
+  for (const auto byte : randomBytes<8>()) seed = seed << 8U | byte;
+  return seed >> 11U;
+}
+
+bool sameSecret(std::string_view given, std::string_view wanted) {
+  // A secret's length is no secret.
+  if (given.size() != wanted.size()) return false;
+  unsigned difference = 0;
+  for (std::size_t i = 0; i < wanted.size(); ++i)
+    difference |= static_cast<unsigned char>(given[i]) ^ static_cast<unsigned char>(wanted[i]);
+  return difference == 0;
+}
+
+}  // namespace vecamera::simulator

@@ -1,0 +1,92 @@
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "device/foundation/PosixFiles.h"
+
+namespace vecamera::simulator {
+
+struct MediaLimits {
+  std::uint64_t fileBytes = 256U << 20U;
+  /// Of all files that one session has at the same time.
+  std::uint64_t totalBytes = 1U << 30U;
+  std::size_t files = 4096;
+};
+
+/// The path of a file that is removed when nobody holds it any more.
+using HeldFile = std::shared_ptr<const std::filesystem::path>;
+
+/// The pictures and movies that a session was given, as files under names of the server's own:
+/// "media/3.jpg". A file stays as it came until it is held, and goes with the last who holds it.
+/// Any thread. Outlives its writers and holders.
+class MediaFolder {
+ public:
+  /// The files go to "media" in the folder, which is made with the first one.
+  MediaFolder(std::filesystem::path folder, MediaLimits limits);
+
+  /// Writes one file, piece by piece; one that is not finished is removed.
+  class Writer {
+   public:
+    ~Writer();
+    Writer(const Writer&) = delete;
+    Writer& operator=(const Writer&) = delete;
+    /// Nothing on success, else why the bytes are not taken.
+    std::optional<std::string> write(std::span<const char> bytes);
+    /// The file can be used from now on. Gives its name.
+    std::string finish();
+    std::uint64_t bytes() const { return bytes_; }
+    /// Whether it was the disk that did not take the bytes, and no limit.
+    bool hasDiskFailed() const { return hasDiskFailed_; }
+
+   private:
+    friend class MediaFolder;
+    Writer(MediaFolder& folder, std::string name, device::foundation::Descriptor file);
+
+    MediaFolder& folder_;
+    std::string name_;
+    device::foundation::Descriptor file_;
+    std::uint64_t bytes_ = 0;
+    bool hasDiskFailed_ = false;
+  };
+
+  /// Begins a file; of the name that it is given only the extension is used. Null where there are
+  /// too many, or the folder cannot be written.
+  std::unique_ptr<Writer> begin(std::string_view originalName);
+  /// The file of a name that `Writer::finish` gave. Null where there is none (any more).
+  HeldFile hold(std::string_view name);
+  /// Removes the finished files that nobody holds.
+  void dropUnheld();
+
+  const std::filesystem::path& folder() const { return folder_; }
+  const MediaLimits& limits() const { return limits_; }
+
+ private:
+  /// Whether that many bytes more are within the limits; they count from then on.
+  bool reserve(std::uint64_t bytes);
+  void release(std::uint64_t bytes);
+  void drop(const std::filesystem::path& path);
+
+  struct File {
+    std::uint64_t bytes = 0;
+    std::weak_ptr<const std::filesystem::path> held;
+  };
+
+  const std::filesystem::path folder_;
+  const MediaLimits limits_;
+  std::mutex mutex_;
+  std::uint64_t totalBytes_ = 0;
+  std::uint64_t number_ = 0;
+  std::size_t unfinished_ = 0;
+  /// Those that are finished.
+  std::map<std::string, File, std::less<>> files_;
+};
+
+}  // namespace vecamera::simulator

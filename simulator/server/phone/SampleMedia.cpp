@@ -1,0 +1,73 @@
+#include "simulator/server/phone/SampleMedia.h"
+
+#include <array>
+#include <cstdio>
+#include <optional>
+#include <vector>
+
+#include "device/camera/TestScene.h"
+#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/PosixFiles.h"
+#include "device/media/SceneMovie.h"
+#include "device/script/assembly/Samples.h"
+
+namespace vecamera::simulator {
+namespace {
+
+constexpr std::size_t kLongestSample = 16U << 20U;
+constexpr std::size_t kMovieNumber = 7;
+
+struct Scene {
+  std::size_t width;
+  std::size_t height;
+  UIImageOrientation stored;
+};
+
+std::string identifierOf(std::size_t number) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "5A3D1E00-0000-4000-8000-%012zu/L0/001", number);
+  return text.data();
+}
+
+/// Two and a half seconds of a landscape that passes by, with a tone.
+std::optional<Data> makeMovie() {
+  const auto home = device::foundation::ApplicationHome::makePrivate();
+  if (!home) return std::nullopt;
+  const auto file = home->path() + "/scene.mp4";
+  if (device::media::generateSceneMovie(
+          file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3}))
+    return std::nullopt;
+  return device::foundation::readFile(file, kLongestSample);
+}
+
+std::vector<Sample> makeSamples() {
+  constexpr std::array<Scene, 5> scenes = {{{640, 480, UIImageOrientation::up},
+                                            {640, 480, UIImageOrientation::right},
+                                            {480, 480, UIImageOrientation::up},
+                                            {640, 360, UIImageOrientation::down},
+                                            {640, 426, UIImageOrientation::left}}};
+  std::vector<Sample> samples;
+  const auto add = [&samples](std::size_t number, const std::string& extension, Data contents) {
+    samples.push_back({identifierOf(number), "sample-" + std::to_string(number) + extension,
+                       std::move(contents)});
+  };
+  std::size_t number = 0;
+  std::uint32_t seed = 1;
+  for (const auto& scene : scenes)
+    add(++number, ".jpg",
+        device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
+  if (const auto movie = makeMovie()) add(kMovieNumber, ".mp4", *movie);
+  if (const auto photo = device::foundation::readFile(
+          device::script::samplesFolder() + "/first-photo.jpg", kLongestSample))
+    add(++number, ".jpg", *photo);
+  return samples;
+}
+
+}  // namespace
+
+std::span<const Sample> sampleMedia() {
+  static const auto samples = makeSamples();
+  return samples;
+}
+
+}  // namespace vecamera::simulator

@@ -1,0 +1,67 @@
+#include "simulator/server/sites/ConfinedOpen.h"
+
+#include <fcntl.h>
+#include <linux/openat2.h>
+#include <sys/stat.h>
+#include <sys/syscall.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <utility>
+
+namespace vecamera::simulator {
+namespace {
+
+using device::foundation::Descriptor;
+
+// Opening must neither wait for a pipe's other end nor take a terminal.
+constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+
+/// One name at a time, without following any link, for systems without `openat2`.
+Descriptor openStepwise(Descriptor folder, std::span<const std::string> names) {
+  for (std::size_t i = 0; i < names.size() && folder; ++i) {
+    const int kind = i + 1 < names.size() ? O_DIRECTORY : 0;
+    folder = device::foundation::openAt(folder.number(), names[i], kFlags | O_NOFOLLOW | kind);
+  }
+  return folder;
+}
+
+Descriptor openNames(const std::filesystem::path& path, std::span<const std::string> names) {
+  auto folder = device::foundation::openFolderAt(AT_FDCWD, path.string(),
+                                                 device::foundation::LastLink::follow);
+  if (!folder || names.empty()) return folder;
+  std::string relative;
+  for (const auto& name : names) {
+    if (name.find('\0') != std::string::npos) return Descriptor();
+    relative += (relative.empty() ? "" : "/") + name;
+  }
+  open_how how{};
+  how.flags = kFlags | O_CLOEXEC;
+  how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
+  Descriptor found(
+      static_cast<int>(syscall(SYS_openat2, folder.number(), relative.c_str(), &how, sizeof how)));
+  const bool isUnknown = !found && (errno == ENOSYS || errno == EPERM);
+  return isUnknown ? openStepwise(std::move(folder), names) : std::move(found);
+}
+
+}  // namespace
+
+std::optional<OpenedFile> openBeneath(const std::filesystem::path& folder,
+                                      std::span<const std::string> names) {
+  OpenedFile file;
+  file.descriptor = openNames(folder, names);
+  struct stat seen {};
+  if (!file.descriptor || fstat(file.descriptor.number(), &seen) != 0 || !S_ISREG(seen.st_mode))
+    return std::nullopt;
+  file.bytes = static_cast<std::uint64_t>(seen.st_size);
+  file.modifiedNs = std::int64_t{seen.st_mtim.tv_sec} * 1'000'000'000 + seen.st_mtim.tv_nsec;
+  return file;
+}
+
+bool isFolderBeneath(const std::filesystem::path& folder, std::span<const std::string> names) {
+  const auto found = openNames(folder, names);
+  struct stat seen {};
+  return found && fstat(found.number(), &seen) == 0 && S_ISDIR(seen.st_mode);
+}
+
+}  // namespace vecamera::simulator
