@@ -97,7 +97,8 @@ class NSFileManager {
   virtual ~NSFileManager() = default;
   /// The application's own temporary directory, with a trailing slash, or nothing.
   virtual std::optional<std::string> temporaryDirectory() = 0;
-  /// The path without trailing slash, doubled slashes, "." and ".." steps.
+  /// The path without trailing slash, doubled slashes, "." steps and, where it is absolute, ".."
+  /// steps.
   virtual std::string stringByStandardizingPath(std::string_view path) = 0;
   virtual bool fileExistsAtPath(std::string_view path) = 0;
   /// Creates or replaces the file; false when it cannot.

@@ -16,7 +16,7 @@ class Base64 : public NSDataBase64 {
   void appendBase64(std::string& text, const Data& data) const override;
 };
 
-/// Encodes whole groups of three bytes from the front of `bytes` and tells how many bytes that
+/// Encodes whole groups of three bytes from the front of `bytes` and returns how many bytes that
 /// were; fewer than 64 stay behind. `text` has room for four characters a group.
 using Base64Encoder = std::size_t (*)(const std::uint8_t* bytes, std::size_t count, char* text);
 

@@ -1,8 +1,8 @@
 #include "device/foundation/Bundles.h"
 
 #include <fcntl.h>
+#include <unicode/locid.h>
 
-#include <array>
 #include <filesystem>
 #include <system_error>
 #include <utility>
@@ -16,24 +16,12 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr std::size_t kMaxFileBytes = std::size_t{4} << 20;
-constexpr std::string_view kLocalizationSuffix = ".lproj";
-
-/// The names that folders of these languages had before there were language codes.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 8> kOldNames = {{
-    {"en", "english"},
-    {"fr", "french"},
-    {"de", "german"},
-    {"ja", "japanese"},
-    {"es", "spanish"},
-    {"it", "italian"},
-    {"nl", "dutch"},
-    {"pt", "portuguese"},
-}};
+constexpr std::size_t maxFileBytes = std::size_t{4} << 20;
+constexpr std::string_view localizationSuffix = ".lproj";
 
 bool isFolder(const fs::path& path) {
-  std::error_code failure;
-  return fs::is_directory(path, failure);
+  std::error_code error;
+  return fs::is_directory(path, error);
 }
 
 /// The form in which language identifiers are compared.
@@ -46,6 +34,31 @@ std::string normalized(std::string_view language) {
   return form;
 }
 
+/// Where the English name of a language is not what it was when localizations had such names.
+constexpr std::pair<std::string_view, std::string_view> formerNames[] = {
+    {"be", "byelorussian"}, {"bn", "bengali"},   {"fa", "farsi"},
+    {"ky", "kirghiz"},      {"nb", "norwegian"}, {"nn", "nynorsk"},
+    {"or", "oriya"},        {"si", "sinhalese"}, {"ug", "uighur"}};
+
+/// The name by which a localization went before there were language codes.
+std::string englishName(const char* languageCode) {
+  for (const auto& [code, name] : formerNames)
+    if (code == languageCode) return std::string(name);
+  icu::UnicodeString name;
+  std::string utf8;
+  icu::Locale(languageCode).getDisplayLanguage(icu::Locale::getEnglish(), name).toUTF8String(utf8);
+  return normalized(utf8);
+}
+
+/// The English name for a language code, and the code for an English name.
+std::optional<std::string> otherName(const std::string& language) {
+  for (const char* const* code = icu::Locale::getISOLanguages(); *code; ++code) {
+    if (language == *code) return englishName(*code);
+    if (language.size() > 3 && language == englishName(*code)) return *code;
+  }
+  return std::nullopt;
+}
+
 /// The names that a localization for the language may have, best first.
 std::vector<std::string> candidates(std::string_view language) {
   std::vector<std::string> names;
@@ -54,9 +67,8 @@ std::vector<std::string> candidates(std::string_view language) {
     const auto subtag = name.rfind('-');
     name.resize(subtag == std::string::npos ? 0 : subtag);
   }
-  for (const auto& [code, oldName] : kOldNames) {
-    if (!names.empty() && names.back() == code) names.emplace_back(oldName);
-  }
+  if (!names.empty())
+    if (auto other = otherName(names.back())) names.push_back(std::move(*other));
   return names;
 }
 
@@ -71,9 +83,9 @@ class Bundle : public NSBundle {
     if (!type.empty()) file.append(".").append(type);
     if (file.empty() || file.find('\0') != std::string::npos) return std::nullopt;
     for (const std::string& folder : resourceFolders()) {
-      std::error_code failure;
+      std::error_code error;
       std::string path = folder + "/" + file;
-      if (fs::exists(path, failure)) return path;
+      if (fs::exists(path, error)) return path;
     }
     return std::nullopt;
   }
@@ -97,15 +109,15 @@ class Bundle : public NSBundle {
     std::vector<Localization> found;
     for (const std::string& name : names.value_or(std::vector<std::string>())) {
       const std::string path = path_ + "/" + name;
-      if (!name.ends_with(kLocalizationSuffix) || !isFolder(path)) continue;
-      const auto stem = name.substr(0, name.size() - kLocalizationSuffix.size());
+      if (!name.ends_with(localizationSuffix) || !isFolder(path)) continue;
+      const auto stem = name.substr(0, name.size() - localizationSuffix.size());
       found.push_back({normalized(stem), path});
     }
     return found;
   }
 
   std::string developmentRegion() const {
-    const auto info = readFile(path_ + "/Info.plist", kMaxFileBytes);
+    const auto info = readFile(path_ + "/Info.plist", maxFileBytes);
     const auto texts = info ? propertyListTexts(*info) : std::nullopt;
     if (!texts) return "";
     const auto region = texts->find("CFBundleDevelopmentRegion");
@@ -144,7 +156,7 @@ class Bundle : public NSBundle {
     std::vector<std::string> folders = servingLocalizations();
     folders.push_back(path_);
     for (const std::string& folder : folders) {
-      const auto file = readFile(folder + "/Localizable.strings", kMaxFileBytes);
+      const auto file = readFile(folder + "/Localizable.strings", maxFileBytes);
       if (!file) continue;
       if (auto table = parseStringsTable(*file)) return std::move(*table);
     }

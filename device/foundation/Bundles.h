@@ -16,8 +16,8 @@ namespace vecamera::device::foundation {
 /// Texts come from one "Localizable.strings": that of the first preferred language that the bundle
 /// has, else of its development region, else of "Base.lproj", else the one at its root. A language
 /// matches its folder in any case, with "-" or "_", without its last subtags ("zh-Hant-TW" also
-/// takes "zh-Hant" and "zh") and under its old English name. A table that cannot be read counts as
-/// absent.
+/// takes "zh-Hant" and "zh"), and by its former English name as well as by its code ("Korean" and
+/// "ko"), whichever of them the user prefers. A table that cannot be read counts as absent.
 class Bundles : public NSBundles {
  public:
   /// The main bundle's folder; where there is none, the main bundle has no resources. `languages`

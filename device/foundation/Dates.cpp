@@ -14,6 +14,7 @@
 #include <cctype>
 #include <charconv>
 #include <cstdio>
+#include <regex>
 #include <utility>
 
 namespace vecamera::device::foundation {
@@ -107,7 +108,7 @@ class DateFormatter : public NSDateFormatter {
 
 /// What the platform makes of an abbreviation: a place for most, so that a summer abbreviation
 /// and its winter one are the same zone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 22> kAbbreviations = {{
+constexpr std::array<std::pair<std::string_view, std::string_view>, 22> abbreviations = {{
     {"UTC", "UTC"},
     {"GMT", "GMT"},
     {"BST", "Europe/London"},
@@ -131,89 +132,6 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 22> kAbbrevi
     {"PST", "America/Los_Angeles"},
     {"PDT", "America/Los_Angeles"},
 }};
-
-/// Reads the parts of a fixed form off the front of a text.
-class Reader {
- public:
-  explicit Reader(std::string_view text) : rest_(text) {}
-
-  bool skip(char expected) {
-    if (!rest_.starts_with(expected)) return false;
-    rest_.remove_prefix(1);
-    return true;
-  }
-  /// A number of exactly so many digits.
-  std::optional<int> number(std::size_t digits) {
-    const auto text = rest_.substr(0, digits);
-    int value = 0;
-    if (text.size() < digits || countDigits() < digits) return std::nullopt;
-    std::from_chars(text.data(), text.data() + digits, value);
-    rest_.remove_prefix(digits);
-    return value;
-  }
-  /// The digits up to the next other character as a fraction of a second; nothing where there are
-  /// none or more than nine.
-  std::optional<microseconds> fraction() {
-    const std::size_t digits = countDigits();
-    if (digits == 0 || digits > 9) return std::nullopt;
-    std::int64_t value = 0;
-    for (std::size_t i = 0; i < 6; ++i) value = value * 10 + (i < digits ? rest_[i] - '0' : 0);
-    rest_.remove_prefix(digits);
-    return microseconds(value);
-  }
-  bool atEnd() const { return rest_.empty(); }
-
- private:
-  std::size_t countDigits() const {
-    return std::min(rest_.find_first_not_of("0123456789"), rest_.size());
-  }
-
-  std::string_view rest_;
-};
-
-std::optional<std::chrono::sys_days> readDay(Reader& reader) {
-  const auto year = reader.number(4);
-  if (!year || !reader.skip('-')) return std::nullopt;
-  const auto month = reader.number(2);
-  if (!month || !reader.skip('-')) return std::nullopt;
-  const auto day = reader.number(2);
-  if (!day) return std::nullopt;
-  const std::chrono::year_month_day date{std::chrono::year(*year),
-                                         std::chrono::month(static_cast<unsigned>(*month)),
-                                         std::chrono::day(static_cast<unsigned>(*day))};
-  if (!date.ok()) return std::nullopt;
-  return std::chrono::sys_days(date);
-}
-
-std::optional<std::chrono::minutes> readHourAndMinute(Reader& reader) {
-  const auto hour = reader.number(2);
-  if (!hour || *hour > 23 || !reader.skip(':')) return std::nullopt;
-  const auto minute = reader.number(2);
-  if (!minute || *minute > 59) return std::nullopt;
-  return std::chrono::hours(*hour) + std::chrono::minutes(*minute);
-}
-
-std::optional<microseconds> readTime(Reader& reader) {
-  const auto minutes = readHourAndMinute(reader);
-  if (!minutes || !reader.skip(':')) return std::nullopt;
-  const auto second = reader.number(2);
-  if (!second || *second > 59) return std::nullopt;
-  const microseconds time = *minutes + std::chrono::seconds(*second);
-  if (!reader.skip('.')) return time;
-  const auto fraction = reader.fraction();
-  if (!fraction) return std::nullopt;
-  return time + *fraction;
-}
-
-/// How far the zone is ahead of UTC.
-std::optional<std::chrono::minutes> readOffset(Reader& reader) {
-  if (reader.skip('Z')) return std::chrono::minutes(0);
-  if (reader.skip('+')) return readHourAndMinute(reader);
-  if (!reader.skip('-')) return std::nullopt;
-  const auto behind = readHourAndMinute(reader);
-  if (!behind) return std::nullopt;
-  return -*behind;
-}
 
 bool isRegion(const char* code) {
   UErrorCode status = U_ZERO_ERROR;
@@ -259,21 +177,32 @@ std::unique_ptr<NSDateFormatter> DateFormatters::makeDateFormatter() {
 
 std::optional<NSTimeZone> DateFormatters::timeZoneWithAbbreviation(std::string_view abbreviation) {
   const auto* const found =
-      std::find_if(kAbbreviations.begin(), kAbbreviations.end(),
+      std::find_if(abbreviations.begin(), abbreviations.end(),
                    [&](const auto& entry) { return entry.first == abbreviation; });
-  if (found == kAbbreviations.end()) return std::nullopt;
+  if (found == abbreviations.end()) return std::nullopt;
   return NSTimeZone{std::string(found->second)};
 }
 
 std::optional<Date> parseISO8601(std::string_view text) {
-  Reader reader(text);
-  const auto day = readDay(reader);
-  if (!day || !reader.skip('T')) return std::nullopt;
-  const auto time = readTime(reader);
-  if (!time) return std::nullopt;
-  const auto offset = readOffset(reader);
-  if (!offset || !reader.atEnd()) return std::nullopt;
-  return *day + *time - *offset;
+  static const std::regex form(
+      "([0-9]{4})-([0-9]{2})-([0-9]{2})T([01][0-9]|2[0-3]):([0-5][0-9]):([0-5][0-9])"
+      "(?:[.]([0-9]{1,9}))?(?:Z|([+-])([01][0-9]|2[0-3]):([0-5][0-9]))");
+  std::cmatch parts;
+  if (!std::regex_match(text.data(), text.data() + text.size(), parts, form)) return std::nullopt;
+  const auto number = [&parts](std::size_t part) {
+    int value = 0;
+    std::from_chars(parts[part].first, parts[part].second, value);
+    return value;
+  };
+  const std::chrono::year_month_day day{std::chrono::year(number(1)),
+                                        std::chrono::month(static_cast<unsigned>(number(2))),
+                                        std::chrono::day(static_cast<unsigned>(number(3)))};
+  if (!day.ok()) return std::nullopt;
+  const auto fraction = (parts[7].str() + "000000").substr(0, 6);
+  const auto offset = std::chrono::hours(number(9)) + std::chrono::minutes(number(10));
+  return std::chrono::sys_days(day) + std::chrono::hours(number(4)) +
+         std::chrono::minutes(number(5)) + std::chrono::seconds(number(6)) +
+         microseconds(std::stoi(fraction)) + (parts[8] == "-" ? offset : -offset);
 }
 
 std::string formatISO8601(Date date) {

@@ -108,8 +108,14 @@ std::optional<std::string> FileManager::temporaryDirectory() {
 }
 
 std::string FileManager::stringByStandardizingPath(std::string_view path) {
-  if (path.empty()) return "";
-  std::string standard = std::filesystem::path(path).lexically_normal().string();
+  namespace fs = std::filesystem;
+  if (!path.starts_with('/')) {
+    fs::path standard;
+    for (const fs::path& step : fs::path(path))
+      if (!step.empty() && step != ".") standard /= step;
+    return standard.empty() && !path.empty() ? "." : standard.string();
+  }
+  std::string standard = fs::path(path).lexically_normal().string();
   while (standard.size() > 1 && standard.ends_with('/')) standard.pop_back();
   return standard;
 }

@@ -22,7 +22,8 @@ class FileManager : public NSFileManager {
   explicit FileManager(std::string_view temporaryDirectory);
 
   std::optional<std::string> temporaryDirectory() override;
-  /// Lexical: neither links nor "~" are resolved. A relative path stays relative.
+  /// Lexical: neither links nor "~" are resolved. A relative path stays relative
+  /// and keeps its ".." steps.
   std::string stringByStandardizingPath(std::string_view path) override;
   /// Links are followed, so a link to nothing does not exist.
   bool fileExistsAtPath(std::string_view path) override;

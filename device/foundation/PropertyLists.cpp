@@ -15,8 +15,8 @@ namespace vecamera::device::foundation {
 namespace {
 
 /// The library recurses into containers and copies an object for each reference to it.
-constexpr std::size_t kMaxContainers = 2000;
-constexpr std::uint64_t kMaxCopiedBytes = std::uint64_t{64} << 20;
+constexpr std::size_t maxContainers = 2000;
+constexpr std::uint64_t maxCopiedBytes = std::uint64_t{64} << 20;
 
 using PropertyList = std::unique_ptr<std::remove_pointer_t<plist_t>, void (*)(plist_t)>;
 struct FreeText {
@@ -44,7 +44,7 @@ std::size_t count(std::string_view text, std::string_view part) {
 }
 
 bool isTameXml(std::string_view text) {
-  return count(text, "<dict") + count(text, "<array") <= kMaxContainers;
+  return count(text, "<dict") + count(text, "<array") <= maxContainers;
 }
 
 /// Looks through the objects of a binary property list for what would exhaust a reader: too many
@@ -103,7 +103,7 @@ class BinaryScan {
 
   void countReferencesOf(const ObjectHead& head) {
     if (!head.isContainer()) return;
-    if (++containers_ > kMaxContainers || head.length > file_.size()) {
+    if (++containers_ > maxContainers || head.length > file_.size()) {
       failed_ = true;
       return;
     }
@@ -127,7 +127,7 @@ class BinaryScan {
       if (head.kind < data || head.kind > utf16) continue;
       if (head.length > file_.size()) return false;
       copied += head.length * references_[i];
-      if (copied > kMaxCopiedBytes) return false;
+      if (copied > maxCopiedBytes) return false;
     }
     return true;
   }
@@ -185,7 +185,8 @@ std::optional<std::map<std::string, std::string, std::less<>>> propertyListTexts
     plist_dict_next_item(list.get(), iterator.get(), &rawKey, &node);
     const std::unique_ptr<char, FreeText> key(rawKey);
     if (!node) return texts;
-    if (auto text = textOfNode(node); key && text) texts.emplace(key.get(), std::move(*text));
+    if (auto text = textOfNode(node); key && text)
+      texts.insert_or_assign(key.get(), std::move(*text));
   }
 }
 

@@ -4,6 +4,7 @@
 #include <unicode/unistr.h>
 #include <unicode/ustring.h>
 
+#include <iterator>
 #include <string_view>
 #include <utility>
 
@@ -47,28 +48,42 @@ std::optional<icu::UnicodeString> decoded(std::string_view bytes) {
   return fromUtf8(bytes);
 }
 
-/// Reads the old text form.
+/// The characters from 0x80 on of the encoding of NeXTSTEP, which octal escapes are in.
+constexpr char16_t nextStepCharacters[] =
+    u"\u00A0ÀÁÂÃÄÅÇÈÉÊËÌÍÎÏÐÑÒÓÔÕÖÙÚÛÜÝÞµ×÷©¡¢£⁄¥ƒ§¤’“«‹›ﬁﬂ®–†‡·¦¶•‚„”»…‰¬¿¹ˋ´ˆ˜¯˘˙¨²˚¸³˝˛ˇ"
+    u"—±¼½¾àáâãäåçèéêëìÆíªîïðñŁØŒºòóôõöæùúûıüýłøœßþÿ\uFFFD\uFFFD";
+static_assert(std::size(nextStepCharacters) == 128 + 1);
+
+/// Reads the old text form of a property list whose top is a dictionary, with or without its
+/// braces. Where the text is broken, the parser goes to its end.
 class StringsParser {
  public:
   explicit StringsParser(icu::UnicodeString text) : text_(std::move(text)) {}
 
   std::optional<StringsTable> table() {
     StringsTable table;
-    for (;;) {
-      if (!skipBlanks()) return std::nullopt;
-      if (at_ == text_.length()) return table;
-      if (!readEntry(table)) return std::nullopt;
-    }
+    const bool braces = skip(u'{');
+    readEntries(table, 0);
+    if (braces) expect(u'}');
+    skipBlanks();
+    if (broken_ || at_ < text_.length()) return std::nullopt;
+    return table;
   }
 
  private:
+  static constexpr int maxDepth = 512;
+
+  void fail() {
+    broken_ = true;
+    at_ = text_.length();
+  }
+
   /// The next unit; zero at the end.
   char16_t peek(int32_t ahead = 0) const {
     return at_ + ahead < text_.length() ? text_[at_ + ahead] : u'\0';
   }
 
-  /// Skips blanks and comments; false where a comment does not end.
-  bool skipBlanks() {
+  void skipBlanks() {
     for (;;) {
       if (u_isUWhiteSpace(peek())) {
         ++at_;
@@ -76,48 +91,74 @@ class StringsParser {
         while (at_ < text_.length() && peek() != u'\n' && peek() != u'\r') ++at_;
       } else if (peek() == u'/' && peek(1) == u'*') {
         const int32_t end = text_.indexOf(u"*/", 2, at_ + 2);
-        if (end < 0) return false;
+        if (end < 0) return fail();
         at_ = end + 2;
       } else {
-        return true;
+        return;
       }
     }
   }
 
   bool skip(char16_t expected) {
-    if (!skipBlanks() || peek() != expected) return false;
+    skipBlanks();
+    if (peek() != expected) return false;
     ++at_;
     return true;
   }
 
-  /// Reads `key = value;`, or `key;`, which stands for a value equal to its key.
-  bool readEntry(StringsTable& table) {
-    const auto key = readText();
-    if (!key || !skipBlanks()) return false;
-    auto value = key;
-    if (peek() == u'=') {
-      ++at_;
-      if (!skipBlanks()) return false;
-      value = readText();
+  void expect(char16_t expected) {
+    if (!skip(expected)) fail();
+  }
+
+  /// Reads each `key = value;`, or `key;`, which stands for a value equal to its key.
+  void readEntries(StringsTable& table, int depth) {
+    while (const auto key = readText()) {
+      const auto value = skip(u'=') ? readValue(depth) : key;
+      expect(u';');
+      table.erase(*key);
+      if (value) table.emplace(*key, *value);
     }
-    if (!value || !skip(u';')) return false;
-    // Of equal keys, the first one counts.
-    table.emplace(*key, *value);
-    return true;
   }
 
+  /// A text, or nothing for a dictionary, an array and data.
+  std::optional<std::string> readValue(int depth) {
+    StringsTable ignored;
+    if (depth == maxDepth) {
+      fail();
+    } else if (skip(u'{')) {
+      readEntries(ignored, depth + 1);
+      expect(u'}');
+    } else if (skip(u'(')) {
+      while (!skip(u')') && !broken_) {
+        readValue(depth + 1);
+        if (!skip(u',') && peek() != u')') fail();
+      }
+    } else if (skip(u'<')) {
+      while (!skip(u'>') && !broken_) {
+        const bool isByte = digitValue(peek(), 16) >= 0 && digitValue(peek(1), 16) >= 0;
+        at_ += 2;
+        if (!isByte) fail();
+      }
+    } else {
+      auto text = readText();
+      if (!text) fail();
+      return text;
+    }
+    return std::nullopt;
+  }
+
+  /// Nothing where no text begins here.
   std::optional<std::string> readText() {
-    const auto text = peek() == u'"' || peek() == u'\'' ? readQuoted() : readBare();
-    if (!text) return std::nullopt;
+    skipBlanks();
+    icu::UnicodeString text;
+    if (peek() == u'"' || peek() == u'\'') {
+      text = readQuoted();
+    } else {
+      while (isBare(peek())) text += text_[at_++];
+      if (text.isEmpty()) return std::nullopt;
+    }
     std::string utf8;
-    return text->toUTF8String(utf8);
-  }
-
-  std::optional<icu::UnicodeString> readBare() {
-    const int32_t start = at_;
-    while (isBare(peek())) ++at_;
-    if (at_ == start) return std::nullopt;
-    return text_.tempSubStringBetween(start, at_);
+    return text.toUTF8String(utf8);
   }
 
   static bool isBare(char16_t c) {
@@ -125,21 +166,26 @@ class StringsParser {
            (c != u'\0' && std::u16string_view(u"_$/:.-").find(c) != std::u16string_view::npos);
   }
 
-  std::optional<icu::UnicodeString> readQuoted() {
+  icu::UnicodeString readQuoted() {
     const char16_t quote = text_[at_++];
     icu::UnicodeString content;
     while (at_ < text_.length()) {
       const char16_t c = text_[at_++];
       if (c == quote) return content;
-      if (c == u'\\' && at_ == text_.length()) return std::nullopt;
       content += c == u'\\' ? readEscape() : c;
     }
-    return std::nullopt;
+    fail();
+    return content;
   }
 
   /// The unit that the escape behind a backslash stands for; an unknown one stands for itself.
   char16_t readEscape() {
-    const char16_t c = text_[at_++];
+    const char16_t c = peek();
+    if (c >= u'0' && c <= u'7') {
+      const int byte = readDigits(8, 3) & 0xFF;
+      return byte < 0x80 ? static_cast<char16_t>(byte) : nextStepCharacters[byte - 0x80];
+    }
+    ++at_;
     switch (c) {
       case u'a': return u'\a';
       case u'b': return u'\b';
@@ -148,30 +194,30 @@ class StringsParser {
       case u'r': return u'\r';
       case u't': return u'\t';
       case u'v': return u'\v';
-      case u'u':
-      case u'U': return readDigits(16, 4);
-      default: break;
+      case u'U': return static_cast<char16_t>(readDigits(16, 4));
+      default: return c;
     }
-    if (c < u'0' || c > u'7') return c;
-    --at_;
-    return readDigits(8, 3);
   }
 
-  char16_t readDigits(int8_t base, int maxDigits) {
+  /// Negative for what is no ASCII digit.
+  static int digitValue(char16_t c, int8_t base) { return c < 0x80 ? u_digit(c, base) : -1; }
+
+  int readDigits(int8_t base, int maxDigits) {
     int value = 0;
-    for (int i = 0; i < maxDigits && u_digit(peek(), base) >= 0 && peek() < 0x80; ++i) {
-      value = value * base + u_digit(text_[at_++], base);
-    }
-    return static_cast<char16_t>(value);
+    for (int i = 0; i < maxDigits && digitValue(peek(), base) >= 0; ++i)
+      value = value * base + digitValue(text_[at_++], base);
+    return value;
   }
 
   icu::UnicodeString text_;
   int32_t at_ = 0;
+  bool broken_ = false;
 };
 
 }  // namespace
 
 std::optional<StringsTable> parseStringsTable(const Data& file) {
+  if (file.size() == 0) return std::nullopt;
   if (isPropertyList(file)) return propertyListTexts(file);
   auto text = decoded({reinterpret_cast<const char*>(file.bytes().data()), file.size()});
   if (!text) return std::nullopt;

@@ -9,9 +9,9 @@
 namespace vecamera::device::foundation {
 namespace {
 
-constexpr std::string_view kSubDelimiters = "!$&'()*+,;=";
-/// What a path keeps unescaped besides letters, digits and its slashes.
-constexpr std::string_view kPlainInPath = "-._~!$&'()*+,=:@";
+constexpr std::string_view subDelimiters = "!$&'()*+,;=";
+/// What a path keeps unescaped besides letters and digits.
+constexpr std::string_view plainInPath = "/-._~!$&'()*+,=:@";
 
 bool isAlpha(char c) {
   return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
@@ -44,7 +44,7 @@ bool isEscape(std::string_view text, std::size_t at) {
 /// characters of `also`.
 bool consistsOf(std::string_view text, std::string_view also) {
   for (std::size_t i = 0; i < text.size(); ++i) {
-    if (isUnreserved(text[i]) || isOneOf(text[i], kSubDelimiters) || isOneOf(text[i], also)) {
+    if (isUnreserved(text[i]) || isOneOf(text[i], subDelimiters) || isOneOf(text[i], also)) {
       continue;
     }
     if (!isEscape(text, i)) return false;
@@ -53,10 +53,11 @@ bool consistsOf(std::string_view text, std::string_view also) {
   return true;
 }
 
+/// The platform takes an empty scheme, too.
 bool isScheme(std::string_view text) {
-  return !text.empty() && isAlpha(text[0]) && std::all_of(text.begin(), text.end(), [](char c) {
-    return isAlpha(c) || isDigit(c) || isOneOf(c, "+-.");
-  });
+  return (text.empty() || isAlpha(text[0])) && std::all_of(text.begin(), text.end(), [](char c) {
+           return isAlpha(c) || isDigit(c) || isOneOf(c, "+-.");
+         });
 }
 
 /// The text before the first ":" where that is a scheme. Nothing is cut off.
@@ -124,24 +125,26 @@ std::optional<std::string_view> cutBehind(std::string_view& text, char delimiter
 }
 
 void appendEscaped(std::string& to, char c) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  constexpr std::string_view digits = "0123456789ABCDEF";
   const auto byte = static_cast<unsigned char>(c);
-  to += '%';
-  to += kDigits[byte >> 4];
-  to += kDigits[byte & 15];
+  (to += '%').append({digits[byte >> 4], digits[byte & 15]});
 }
 
-std::string escapedPath(std::string_view path) {
-  std::string escaped;
-  escaped.reserve(path.size());
-  for (const char c : path) {
-    if (isAlpha(c) || isDigit(c) || c == '/' || isOneOf(c, kPlainInPath)) {
-      escaped += c;
-    } else {
-      appendEscaped(escaped, c);
+/// The absolute path without "." and ".." steps (RFC 3986, section 5.2.4).
+std::string removingDotSteps(std::string_view path) {
+  std::string result;
+  while (!path.empty()) {
+    // With the slash that it begins with.
+    const auto step = path.substr(0, path.find('/', 1));
+    path.remove_prefix(step.size());
+    if (step != "/." && step != "/..") {
+      result += step;
+      continue;
     }
+    if (step == "/.." && !result.empty()) result.resize(result.rfind('/'));
+    if (path.empty()) result += '/';
   }
-  return escaped;
+  return result;
 }
 
 bool isUtf8(std::string_view text) {
@@ -168,8 +171,8 @@ std::optional<UrlParts> urlParts(std::string_view text) {
   }
   if (const auto fragment = cutBehind(text, '#')) parts.fragment = *fragment;
   if (const auto query = cutBehind(text, '?')) parts.query = *query;
-  if (!consistsOf(parts.fragment.value_or(""), ":@/?") ||
-      !consistsOf(parts.query.value_or(""), ":@/?")) {
+  if (!consistsOf(parts.fragment.value_or(""), ":@/?[]") ||
+      !consistsOf(parts.query.value_or(""), ":@/?[]")) {
     return std::nullopt;
   }
   if (text.starts_with("//")) {
@@ -178,7 +181,7 @@ std::optional<UrlParts> urlParts(std::string_view text) {
     if (!readAuthority(text.substr(0, end), parts)) return std::nullopt;
     text.remove_prefix(end);
   }
-  if (!consistsOf(text, ":@/")) return std::nullopt;
+  if (!consistsOf(text, ":@/[]")) return std::nullopt;
   parts.path = text;
   return parts;
 }
@@ -189,8 +192,9 @@ std::optional<URL> Urls::URLWithString(std::string_view text) const {
 }
 
 URL Urls::fileURLWithPath(std::string_view path) const {
-  return URL("file://" +
-             escapedPath(path.starts_with('/') ? std::string(path) : "/" + std::string(path)));
+  if (path.starts_with('/')) return URL("file://" + percentEncoded(path, plainInPath));
+  const std::string absolute = removingDotSteps("/" + std::string(path));
+  return URL("file://" + percentEncoded(absolute, plainInPath));
 }
 
 URL Urls::appendingPathComponent(const URL& url, std::string_view component) const {
@@ -203,17 +207,16 @@ URL Urls::appendingPathComponent(const URL& url, std::string_view component) con
   const bool hasAuthority = joined.compare(schemeEnd, 2, "//") == 0;
   const std::size_t pathStart =
       hasAuthority ? std::min(joined.find('/', schemeEnd + 2), joined.size()) : schemeEnd;
-  const bool hasPath = hasAuthority || joined.size() > pathStart;
-  while (joined.size() > pathStart && joined.ends_with('/')) joined.pop_back();
-  component.remove_prefix(std::min(component.find_first_not_of('/'), component.size()));
-  if (hasPath) {
-    joined += '/';
+  const bool endsInSlash = joined.size() > pathStart && joined.ends_with('/');
+  component = component.substr(0, component.find_last_not_of('/') + 1);
+  if (hasAuthority || joined.size() > pathStart) {
+    if (!endsInSlash && !component.starts_with('/')) joined += '/';
   } else if (schemeEnd == 0 &&
              component.substr(0, component.find('/')).find(':') != std::string_view::npos) {
     // A colon in the first segment of the whole URL would be read as the end of a scheme.
     joined += "./";
   }
-  return URL(joined + escapedPath(component) + behind);
+  return URL(joined + percentEncoded(component, plainInPath) + behind);
 }
 
 std::optional<std::string> Urls::addingPercentEncoding(std::string_view text,
@@ -226,6 +229,19 @@ std::optional<std::string> Urls::addingPercentEncoding(std::string_view text,
       appendEscaped(encoded, c);
     } else {
       encoded += c;
+    }
+  }
+  return encoded;
+}
+
+std::string percentEncoded(std::string_view text, std::string_view kept) {
+  std::string encoded;
+  encoded.reserve(text.size());
+  for (const char c : text) {
+    if (isAlpha(c) || isDigit(c) || isOneOf(c, kept)) {
+      encoded += c;
+    } else {
+      appendEscaped(encoded, c);
     }
   }
   return encoded;

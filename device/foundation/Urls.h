@@ -12,13 +12,16 @@ namespace vecamera::device::foundation {
 class Urls : public NSURLs {
  public:
   /// Strict: nothing for a blank, a control or non-ASCII character, any of \ ^ ` " < > { } |, a "%"
-  /// without two hexadecimal digits, a second "#", a bracket outside of an IP literal, and a bad
-  /// scheme, host or port. The text of the URL is the text given.
+  /// without two hexadecimal digits, a second "#", and a bad scheme, host or port. Two things are
+  /// taken as the platform takes them: an empty scheme, and brackets in path, query and fragment.
+  /// The text of the URL is the text given.
   std::optional<URL> URLWithString(std::string_view text) const override;
-  /// A relative path starts at "/", an application's working directory on the platform. The file
-  /// system is not asked, so the URL ends in a slash only where the path does.
+  /// A relative path starts at "/", an application's working directory on the platform, and loses
+  /// its dot steps; an absolute path keeps them. The file system is not asked, so the URL ends in a
+  /// slash only where the path does.
   URL fileURLWithPath(std::string_view path) const override;
-  /// One slash stands between the path and the component; a query or fragment stays behind them.
+  /// A slash is inserted unless the path ends in one or the component begins with one. Slashes at
+  /// the component's end are dropped. A query or fragment stays behind them.
   URL appendingPathComponent(const URL& url, std::string_view component) const override;
   std::optional<std::string> addingPercentEncoding(std::string_view text,
                                                    std::string_view escaped) const override;
@@ -27,7 +30,7 @@ class Urls : public NSURLs {
 /// The components of a URL, percent-encoded as written, without their delimiters. An absent
 /// component differs from an empty one, except the path, which every URL has.
 struct UrlParts {
-  /// In lower case.
+  /// In lower case; may be empty.
   std::optional<std::string> scheme;
   std::optional<std::string> userInfo;
   /// An IP literal keeps its brackets. Present when the URL has an authority.
@@ -40,6 +43,9 @@ struct UrlParts {
 
 /// The components of the text, or nothing where it is no URL.
 std::optional<UrlParts> urlParts(std::string_view text);
+
+/// The text with every byte but ASCII letters, digits and those of `kept` replaced by its "%XX".
+std::string percentEncoded(std::string_view text, std::string_view kept);
 
 /// The text with every "%XX" replaced by its byte; nothing where a "%" stands otherwise.
 std::optional<std::string> removingPercentEncoding(std::string_view text);

@@ -45,12 +45,12 @@ export interface BridgeFailure {
 export interface BridgeCallbacks {
   success(answer: BridgeSuccess): void;
   error(answer: BridgeFailure): void;
-  /** The way to the container is broken, and no answer will come. */
+  /** The connection to the container is broken, and no answer will come. */
   lost(why: string): void;
 }
 
 /**
- * The way from the page to a container. A native function, a message port and a socket all fit: an
+ * The connection from the page to a container. A native function, a message port and a socket all fit: an
  * implementation passes on the command's name and its positional arguments, and the answers back.
  */
 export interface Bridge {
@@ -58,8 +58,8 @@ export interface Bridge {
    * Sends one command. It may throw where that is impossible; `lost` does the same later.
    *
    * The result, if any, is called once when the client waits no longer: because it has its answer,
-   * or because it gave up. It frees what the bridge keeps for the call, and tells the plug-in
-   * nothing, as the plug-in has no command for that.
+   * or because it gave up. It frees what the bridge keeps for the call. The plug-in is not notified,
+   * as it has no command for that.
    */
   call(
     command: BridgeCommand,

@@ -17,8 +17,8 @@ export interface Call {
 }
 
 function failureOf({ status, message, data }: BridgeFailure): CameraError {
-  const told = data?.errorMsg;
-  const text = message ?? (typeof told === "string" ? told : data && JSON.stringify(data));
+  const errorMsg = data?.errorMsg;
+  const text = message ?? (typeof errorMsg === "string" ? errorMsg : data && JSON.stringify(data));
   return new CameraError("plugin", text ?? String(status), { status, data });
 }
 
@@ -39,13 +39,13 @@ export function startCall(
   });
 
   /** The first end of the call counts. */
-  const end = (tell: () => void) => {
+  const end = (settle: () => void) => {
     if (!open) return;
     open = false;
     clearTimeout(timer);
     signal?.removeEventListener("abort", abort);
     forget?.();
-    tell();
+    settle();
   };
   const giveUp = (error: CameraError) => end(() => reject(error));
   const abort = () => giveUp(abortedBy(signal as AbortSignal));

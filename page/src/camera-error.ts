@@ -38,7 +38,7 @@ export class CameraError extends Error {
 
   /**
    * Whether the user backed out. The plug-in answers that with the same status as a refused
-   * permission, "NO_PERMISSION"; only the message tells them apart.
+   * permission, "NO_PERMISSION"; only the message differs.
    */
   get cancelled(): boolean {
     return this.code === "plugin" && this.message === "no image selected";

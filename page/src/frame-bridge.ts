@@ -63,7 +63,7 @@ function deliver(message: Exclude<FrameMessage, { lost: string }>, callbacks: Br
 }
 
 /**
- * The way to a container that shows this page in a frame, as the simulator does.
+ * The connection to a container that shows this page in a frame, as the simulator does.
  *
  * The page says `{vecamera: "hello", version: 1}` to its parent, which answers with
  * `{vecamera: "port"}` and a `MessagePort`; commands and answers then go over the port. Calls wait

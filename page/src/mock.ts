@@ -26,7 +26,7 @@ export interface MockCall {
   answer(answer: MockAnswer): void;
 }
 
-/** A container for unit tests: it answers what it was told to, and remembers what it was asked. */
+/** A container for unit tests: it gives the answers that were set, and records the calls. */
 export interface MockBridge extends Bridge {
   /** Every call so far, the oldest first. */
   readonly calls: readonly MockCall[];

@@ -4,7 +4,7 @@ import { CameraError } from "./camera-error.js";
 /** How long a call waits for its answer. The plug-in leaves some calls open for ever. */
 export interface CallOptions {
   /**
-   * Gives up when aborted. The plug-in is not told: its picker stays on the screen, and a late
+   * Gives up when aborted. The plug-in is not notified: its picker stays on the screen, and a late
    * answer is ignored.
    */
   signal?: AbortSignal | undefined;
@@ -15,18 +15,18 @@ export interface CallOptions {
 /** What `takePicture` asks for. What is left out is left to the plug-in's own default. */
 export interface PictureOptions extends CallOptions {
   /**
-   * Where the picture comes from; "camera" unless told otherwise. "photoLibrary" together with
+   * Where the picture comes from; "camera" by default. "photoLibrary" together with
    * `media: "video"` opens the camera instead; "savedPhotosAlbum" opens the library.
    */
   source?: "camera" | "photoLibrary" | "savedPhotosAlbum" | undefined;
   /**
-   * What the answer is; "nativeUrl" unless told otherwise. A picture that is new, or that the
+   * What the answer is; "nativeUrl" by default. A picture that is new, or that the
    * library gives no address for, is stored in the photo library to get its native URL, and always
    * as a PNG.
    */
   destination?: "dataUrl" | "fileUrl" | "nativeUrl" | undefined;
   /**
-   * The JPEG quality, a whole number from 0 to 100; 50 unless told otherwise. The plug-in divides
+   * The JPEG quality, a whole number from 0 to 100; 50 by default. The plug-in divides
    * it by 100 in whole numbers: 100 is the best quality and everything below is the lowest. That
    * goes for each picture from the camera, and for a picture from the library with `targetSize`,
    * `allowsEditing` or `correctOrientation`; without any of these a picture from the library has
@@ -39,10 +39,10 @@ export interface PictureOptions extends CallOptions {
    * the library whose `destination` is "nativeUrl".
    */
   targetSize?: { width: number; height: number } | undefined;
-  /** "jpeg" unless told otherwise. */
+  /** "jpeg" by default. */
   encoding?: "jpeg" | "png" | undefined;
   /**
-   * "picture" unless told otherwise. "all" is for the library; with the camera the plug-in answers
+   * "picture" by default. "all" is for the library; with the camera the plug-in answers
    * `INVALID_PARAM`, "Not supported mediaType".
    */
   media?: "picture" | "video" | "all" | undefined;
@@ -54,11 +54,11 @@ export interface PictureOptions extends CallOptions {
    */
   correctOrientation?: boolean | undefined;
   /**
-   * Also stores the picture in the photo library, as a PNG. Whether that worked is never told. With
+   * Also stores the picture in the photo library, as a PNG. Whether that worked is never reported. With
    * a picture from the camera and `destination: "nativeUrl"` it is stored twice.
    */
   saveToPhotoAlbum?: boolean | undefined;
-  /** The camera for a photo; "rear" unless told otherwise. It is not applied to a movie. */
+  /** The camera for a photo; "rear" by default. It is not applied to a movie. */
   cameraDirection?: "rear" | "front" | undefined;
   /**
    * Makes the plug-in find out where a photo was taken. The place does not get into what the page

@@ -4,7 +4,7 @@ import { CameraError } from "./camera-error.js";
 import type { PictureOptions } from "./options.js";
 
 /**
- * What the page gets, told apart by `kind`:
+ * What the page gets; `kind` says which of these:
  *
  * - `dataUrl`: the picture or movie itself, as text.
  * - `fileUrl`: a file in the application's temporary directory, which `cleanup` empties. The

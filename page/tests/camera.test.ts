@@ -54,7 +54,7 @@ describe("an answer becomes a picture", () => {
       expect(new Blob([picture.bytes], { type: mimeType }).size).toBe(bytes.length);
   });
 
-  it.each([succeed(), succeed({}), deliver(null)])("nothing delivered is told", async (answer) => {
+  it.each([succeed(), succeed({}), deliver(null)])("nothing delivered is reported", async (answer) => {
     const { bridge, camera } = openCamera();
     bridge.script("takePicture", answer);
     expect(await camera.takePicture()).toEqual({ kind: "nothing" });
@@ -99,7 +99,7 @@ describe("a failure becomes a CameraError", () => {
     expect(error).toMatchObject({ code: "plugin", status, message, cancelled: false });
   });
 
-  it("that tells a user who backs out from a refused permission", async () => {
+  it("that distinguishes a user who backs out from a refused permission", async () => {
     const { bridge, camera } = openCamera();
     bridge.script("takePicture", cancel(), fail("NO_PERMISSION", "has no access to PhotoLibrary."));
     const status = "NO_PERMISSION";

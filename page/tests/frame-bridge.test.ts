@@ -210,14 +210,14 @@ describe("beneath the camera, the bridge", () => {
       const heard: string[] = [];
       const call = (name: string, list: unknown[]) =>
         new Promise<void>((done) => {
-          const tell = (what: string) => {
+          const record = (what: string) => {
             heard.push(`${name}: ${what}`);
             done();
           };
           bridge.call("takePicture", list as [], {
-            success: () => tell("success"),
-            error: () => tell("error"),
-            lost: tell,
+            success: () => record("success"),
+            error: () => record("error"),
+            lost: record,
           });
         });
       const calls = [call("a", [() => 0]), call("b", [])];

@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "device/foundation/Urls.h"
 #include "simulator/server/http/ContentTypes.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/sites/EmbeddedFiles.h"
@@ -31,20 +32,8 @@ Response redirect(std::string address) {
 
 /// A redirect to the folder's own address, which ends in a slash.
 Response toFolder(const std::vector<std::string>& names) {
-  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string address;
-  for (const auto& name : names) {
-    address += '/';
-    for (const char c : name) {
-      const auto byte = static_cast<unsigned char>(c);
-      const bool isPlain = (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||
-                           (c >= '0' && c <= '9') || c == '-' || c == '_' || c == '.';
-      if (isPlain)
-        address += c;
-      else
-        (address += '%').append({digits[byte >> 4U], digits[byte & 15U]});
-    }
-  }
+  for (const auto& name : names) address += "/" + device::foundation::percentEncoded(name, "-_.");
   return redirect(address + "/");
 }
 

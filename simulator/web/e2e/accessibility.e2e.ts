@@ -46,7 +46,7 @@ describe.each([
     await desk.page.locator("summary", { hasText: "Cameras and sources" }).click();
   });
 
-  it("everything on the road of a photo can be reached by everybody", async () => {
+  it("every step of a photo can be reached by everybody", async () => {
     await see("start");
     await desk.press("Take a photo");
     await desk.dialog.waitFor();

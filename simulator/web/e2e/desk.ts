@@ -114,7 +114,7 @@ export interface DeskOptions {
 /** A browser tab with the simulator, and what its user does there. */
 export class Desk {
   readonly app: FrameLocator;
-  /** What the server told, from the first connection on. */
+  /** Every message of the server, from the first connection on. */
   readonly events: Event[] = [];
   private readonly problems: string[] = [];
 
@@ -132,7 +132,7 @@ export class Desk {
     page.on("pageerror", (error) => this.problems.push(error.message));
     page.on("console", (message) => {
       const { url } = message.location();
-      // The browser's player looks past the end of a recording, which does not tell its length.
+      // The browser's player looks past the end of a recording, which does not hold its length.
       if (message.type() !== "error" || url.startsWith("blob:")) return;
       this.problems.push(`${message.text()} ${url}`);
     });
@@ -223,7 +223,7 @@ export class Desk {
     await shutter.waitFor();
   }
 
-  /** What the app tells of its last call. */
+  /** What the app shows of its last call. */
   async outcome(text: RegExp): Promise<void> {
     await this.app.locator("#outcome").filter({ hasText: text }).waitFor();
   }

@@ -14,7 +14,7 @@ const openWithCamera = async (options: DeskOptions = {}) => {
 };
 
 describe("a photo", () => {
-  it("goes the whole road as a file", async () => {
+  it("goes from camera to page as a file", async () => {
     await open();
     await desk.press("Take a photo");
     await desk.answerPrompt(/camera/, "Allow");
@@ -35,7 +35,7 @@ describe("a photo", () => {
     expect(answer.headers()["content-type"]).toBe("image/jpeg");
   });
 
-  it("goes the whole road as a data URL of a PNG", async () => {
+  it("goes from camera to page as a data URL of a PNG", async () => {
     await openWithCamera();
     await desk.options(async (form) => {
       await form.getByLabel("Get it as").selectOption("dataUrl");
@@ -68,7 +68,7 @@ describe("a photo", () => {
     }
   });
 
-  it("goes the whole road into the photo library", async () => {
+  it("goes into the photo library and to the page", async () => {
     await openWithCamera();
     await desk.setPermission("Photos", "authorized");
     await desk.options((form) => form.getByLabel("Get it as").selectOption("nativeUrl").then());
@@ -112,7 +112,7 @@ describe("a photo", () => {
     expect(width).toBe(Math.round(whole / 1.15 ** 5));
   });
 
-  it("that nobody takes is told as such", async () => {
+  it("that nobody takes is reported as such", async () => {
     await openWithCamera();
     await desk.press("Take a photo");
     await desk.shutterReady("Take photo");
@@ -194,7 +194,7 @@ describe("the library", () => {
     await desk.button("Use movie").click();
     await desk.page.locator(".strip img").waitFor();
     await desk.options((form) => form.getByLabel("Save to the album").uncheck());
-    // The name of a file tells the second.
+    // The name of a file holds the second.
     await desk.press("Clean up");
     await desk.outcome(/temporary files are gone/);
     await desk.press("From the library");
@@ -251,7 +251,7 @@ describe("the library", () => {
     await desk.outcome(/^You took no picture/);
   });
 
-  it("takes what is added, and lets go of what is cleared", async () => {
+  it("takes what is added, and drops what is cleared", async () => {
     await open({ samples: true });
     const count = desk.page
       .locator(".section", { hasText: "Photo library" })
@@ -325,7 +325,7 @@ describe("permissions", () => {
     await desk.answerPrompt(/photos/, "Allow some photos");
     await desk.tab(/Open callbacks/);
     await desk.page
-      .locator(".ledger")
+      .locator(".open-callbacks")
       .getByText(/limited/)
       .waitFor();
     expect(desk.answers()).toEqual([]);
@@ -462,7 +462,7 @@ describe("the device", () => {
     await desk.command.getByText("success").waitFor();
   });
 
-  it("fails where it is told to, and only so often", async () => {
+  it("fails where it is set to, and only so often", async () => {
     await openWithCamera();
     await desk.openSection("Faults");
     await desk.page.getByRole("switch", { name: "File is not created" }).press("Space");
@@ -487,7 +487,7 @@ describe("the device", () => {
     await desk.outcome(/^OBJECT_REFERENCE_FAILED: Camera disabled device$/);
   });
 
-  it("offers and presents only what it is told to", async () => {
+  it("offers and presents only what it is set to", async () => {
     await openWithCamera({ samples: true });
     await desk.setPermission("Photos", "authorized");
     await desk.openSection("Cameras and sources");
@@ -505,7 +505,7 @@ describe("the device", () => {
     expect(await controller.isChecked()).toBe(false);
     await desk.press("Take a photo");
     await desk.tab(/Open callbacks/);
-    await desk.page.locator(".ledger h3", { hasText: "takePicture" }).waitFor();
+    await desk.page.locator(".open-callbacks h3", { hasText: "takePicture" }).waitFor();
     expect(pickers()).toHaveLength(1);
   });
 

@@ -45,7 +45,7 @@ const session = async () => {
   await desk.usePhoto();
   await desk.outcome(/^File/);
 
-  // Files of one kind need seconds of their own, as their names tell the time.
+  // Files of one kind need seconds of their own, as their names hold the time.
   await desk.options((form) => form.getByLabel("Get it as").selectOption("dataUrl").then());
   await desk.press("From the library");
   await desk.answerPrompt(/photos/, "Allow all photos");

@@ -51,7 +51,7 @@ function useStandIns({ client, model, preferences, replaying }: Simulator): void
   useEffect(
     () =>
       client.listen({
-        event: ({ event, manager }) => {
+        onEvent: ({ event, manager }) => {
           if (event === "location" && manager === "start") driver.managerStarted();
         },
       }),

@@ -99,7 +99,7 @@ describe("FrameBridge", () => {
     expect(ran).toEqual([{ command: "cleanup", args: [] }]);
   });
 
-  it("speaks to whoever said hello last, and tells the one before", async () => {
+  it("speaks to whoever said hello last, and notifies the one before", async () => {
     greet();
     const first = framed.port;
     first?.postMessage({ id: 1, command: "takePicture", arguments: [] });
@@ -114,9 +114,9 @@ describe("FrameBridge", () => {
     first?.close();
   });
 
-  it("tells the page when nothing will come any more", async () => {
+  it("notifies the page when nothing will come any more", async () => {
     greet();
-    bridge.lose("the phone has ended");
+    bridge.disconnect("the phone has ended");
     await delivered(() => framed.received.length === 1);
     expect(framed.received).toEqual([{ lost: "the phone has ended" }]);
   });

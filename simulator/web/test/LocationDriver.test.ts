@@ -51,7 +51,7 @@ describe("LocationDriver", () => {
     expect(sky.sent).toEqual([place]);
   });
 
-  it("never finds itself where it is told so, until it is told otherwise", () => {
+  it("never finds itself where it is set to, until that changes", () => {
     const sky = new Sky();
     const driver = sky.driver("none");
     driver.setLooking(true);

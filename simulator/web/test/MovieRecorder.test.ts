@@ -68,7 +68,7 @@ describe("MovieRecorder", () => {
     expect(open).toBe(0);
   });
 
-  it("lets go of a microphone that was allowed only after it was dropped", async () => {
+  it("releases a microphone that was allowed only after it was dropped", async () => {
     const started = recorder.start(viewfinder);
     recorder.drop();
     allow();
@@ -76,13 +76,13 @@ describe("MovieRecorder", () => {
     expect(open).toBe(0);
   });
 
-  it.each(["constructor", "start"] as const)("lets go of it where the %s fails", async (where) => {
+  it.each(["constructor", "start"] as const)("releases it where the %s fails", async (where) => {
     FakeRecorder.failing = where;
     await expect(start()).rejects.toThrow("not this stream");
     expect(open).toBe(0);
   });
 
-  it("lets go of it, once, where it is dropped", async () => {
+  it("releases it, once, where it is dropped", async () => {
     await start();
     recorder.drop();
     recorder.drop();

@@ -24,7 +24,7 @@ describe("SimulatorClient", () => {
   beforeEach(() => {
     items = new Map();
     open();
-    transport.tell(hello());
+    transport.deliver(hello());
   });
 
   it("ends each request with its own answer", async () => {
@@ -66,7 +66,7 @@ describe("SimulatorClient", () => {
   });
 
   it("gives no name that a replay has brought along", () => {
-    transport.tell({
+    transport.deliver({
       type: "state",
       ...stateOf({ callbacks: [{ name: "picture2", command: "takePicture:", why: "" }] }),
     });
@@ -79,12 +79,12 @@ describe("SimulatorClient", () => {
     const name = client.nextName("takePicture");
     void client.step({ do: "takePicture", as: name, arguments: [50] });
     const event = new Stream().event(picker());
-    transport.tell(event);
+    transport.deliver(event);
     await Promise.resolve();
 
     open();
     expect(transport.session).toBe("s1");
-    transport.tell(hello({ messages: [event] }));
+    transport.deliver(hello({ messages: [event] }));
     expect(client.store.model.entries).toMatchObject([{ name, arguments: [50] }, { n: 0 }]);
     expect(client.nextName("takePicture")).not.toBe(name);
   });
@@ -93,28 +93,28 @@ describe("SimulatorClient", () => {
     void client.step({ do: "cancel" });
     const { id } = transport.sent[0] ?? { id: -1 };
     open();
-    transport.tell(hello());
+    transport.deliver(hello());
     const step = client.step({ do: "tap", action: "OK" });
-    transport.tell({ type: "failed", id, why: "there is no picker on screen" });
+    transport.deliver({ type: "failed", id, why: "there is no picker on screen" });
     transport.reply(0);
     await expect(step).resolves.toBeUndefined();
   });
 
-  it("tells of each event once, also of those that came while the connection was broken", () => {
+  it("notifies of each event once, also of those that came while the connection was broken", () => {
     const heard: string[] = [];
-    const listener = { event: ({ event }: DeviceEvent) => void heard.push(event) };
+    const listener = { onEvent: ({ event }: DeviceEvent) => void heard.push(event) };
     const stream = new Stream();
     const past = stream.event({ event: "stdout", text: "before" });
     open();
     client.listen(listener);
-    transport.tell(hello({ messages: [past] }));
+    transport.deliver(hello({ messages: [past] }));
     const presented = stream.event(picker());
-    transport.tell(presented);
+    transport.deliver(presented);
     const missed = [stream.trace("decode", 1), stream.event(success("a"))];
-    transport.tell(hello({ messages: [past, presented, ...missed] }));
-    transport.tell(stream.event({ event: "dismiss", kind: "picker" }));
+    transport.deliver(hello({ messages: [past, presented, ...missed] }));
+    transport.deliver(stream.event({ event: "dismiss", kind: "picker" }));
     expect(heard).toEqual(["present", "answer", "dismiss"]);
-    transport.tell(hello({ session: "s2", messages: [presented] }));
+    transport.deliver(hello({ session: "s2", messages: [presented] }));
     expect(heard).toHaveLength(3);
   });
 
@@ -123,7 +123,7 @@ describe("SimulatorClient", () => {
     // Without its seed a script would not come to the identifiers that it came to elsewhere.
     const device = { seed: 4, locale: "de_DE" };
     expect(transport.sent[0]).toMatchObject({ type: "restart", device, keepLibrary: true });
-    transport.tell({ type: "restarted", device: { locale: "de_DE" } });
+    transport.deliver({ type: "restarted", device: { locale: "de_DE" } });
     transport.reply(0);
     await restarted;
     expect(client.store.model.device).toEqual({ locale: "de_DE" });
@@ -140,7 +140,7 @@ describe("SimulatorClient", () => {
       setItem,
     });
     client.start();
-    transport.tell(hello(), { type: "state", ...stateOf() });
+    transport.deliver(hello(), { type: "state", ...stateOf() });
     for (const argument of ["x".repeat(300), "y".repeat(300)]) {
       const step = client.step({
         do: "takePicture",
@@ -160,7 +160,7 @@ describe("SimulatorClient", () => {
 });
 
 describe("Store", () => {
-  it("tells the others where one that listens fails", async () => {
+  it("notifies the other listeners where one fails", async () => {
     const failure = new Error("no room");
     const reported = vi.spyOn(console, "error").mockImplementation(() => {});
     const heard = vi.fn();

@@ -14,11 +14,11 @@ describe("the app's page", () => {
   let stream: Stream;
   let disconnect: () => void;
 
-  const told = (changes: Partial<DeviceState> = {}) => ({
+  const stateMessage = (changes: Partial<DeviceState> = {}) => ({
     type: "state" as const,
     ...stateOf(changes),
   });
-  const open = (name: string) => told({ callbacks: [{ name, command: "takePicture:", why: "" }] });
+  const open = (name: string) => stateMessage({ callbacks: [{ name, command: "takePicture:", why: "" }] });
   const post = (id: number, args: unknown[]) =>
     page.port?.postMessage({ id, command: "takePicture", arguments: args });
   const refusals = () =>
@@ -33,9 +33,9 @@ describe("the app's page", () => {
     await delivered(() => page.received.length >= count);
     return page.received;
   };
-  const comeBack = (...messages: Parameters<HeldTransport["tell"]>) => {
+  const comeBack = (...messages: Parameters<HeldTransport["deliver"]>) => {
     transport.connected = true;
-    transport.tell(...messages);
+    transport.deliver(...messages);
   };
 
   beforeEach(() => {
@@ -49,7 +49,7 @@ describe("the app's page", () => {
     client.start();
     const parent = new FakeWindow();
     disconnect = connectPage(client, parent, () => page as unknown as Window);
-    transport.tell(hello({ appOrigin }), told());
+    transport.deliver(hello({ appOrigin }), stateMessage());
     parent.post({ vecamera: "hello", version: 1 }, page, appOrigin);
   });
   afterEach(() => {
@@ -63,7 +63,7 @@ describe("the app's page", () => {
     transport.reply(0, "arguments: give a list");
     expect(await heard(1)).toEqual([{ id: 1, result: "error", message: "arguments: give a list" }]);
     expect(client.store.model.notice).toBe("arguments: give a list");
-    transport.tell(stream.event(success("picture2")));
+    transport.deliver(stream.event(success("picture2")));
     expect(await heard(2)).toMatchObject([{}, { id: 2, result: "success" }]);
   });
 
@@ -85,7 +85,7 @@ describe("the app's page", () => {
     transport.connected = false;
     await call(1);
     expect(await heard(1)).toMatchObject([{ id: 1, result: "error", message: expect.stringMatching(/not connected/) }]);
-    transport.listener.status({ kind: "ended", why: "this phone was opened in another tab" });
+    transport.listener.onStatus({ kind: "ended", why: "this phone was opened in another tab" });
     expect(await heard(2)).toMatchObject([{}, { lost: "this phone was opened in another tab" }]);
   });
 
@@ -94,7 +94,7 @@ describe("the app's page", () => {
     transport.reply(0);
     transport.breakOff();
     const messages = [stream.event(success("picture1", "file:///a.jpg"))];
-    comeBack(hello({ appOrigin, messages }), told());
+    comeBack(hello({ appOrigin, messages }), stateMessage());
     await call(2);
     transport.reply(1, "no more");
     expect(await heard(2)).toMatchObject([
@@ -107,30 +107,30 @@ describe("the app's page", () => {
     await call(1);
     await call(2);
     transport.breakOff();
-    comeBack(hello({ appOrigin }), open("picture1"), told());
+    comeBack(hello({ appOrigin }), open("picture1"), stateMessage());
     expect(await heard(1)).toMatchObject([{ id: 2, result: "error", message: expect.stringMatching(/was lost/) }]);
     expect(refusals()).toEqual([undefined, expect.stringMatching(/was lost/)]);
-    transport.tell(stream.event(success("picture1")));
+    transport.deliver(stream.event(success("picture1")));
     expect(await heard(2)).toMatchObject([{}, { id: 1, result: "success" }]);
   });
 
   it("gives up nothing while the phone is still busy with what it was asked before", async () => {
     await call(1);
     transport.breakOff();
-    comeBack(hello({ appOrigin, unfinished: 1 }), told());
+    comeBack(hello({ appOrigin, unfinished: 1 }), stateMessage());
     await call(2);
-    transport.tell(open("picture1"));
+    transport.deliver(open("picture1"));
     transport.reply(1, "no");
     expect(await heard(1)).toMatchObject([{ id: 2, result: "error" }]);
-    transport.tell(stream.event(success("picture1")));
+    transport.deliver(stream.event(success("picture1")));
     expect(await heard(2)).toMatchObject([{}, { id: 1, result: "success" }]);
   });
 
-  it("keeps a call that came with the new connection, before the phone told its state", async () => {
+  it("keeps a call that came with the new connection, before the phone sent its state", async () => {
     transport.breakOff();
     comeBack(hello({ appOrigin }));
     await call(1);
-    transport.tell(told(), stream.event(success("picture1")));
+    transport.deliver(stateMessage(), stream.event(success("picture1")));
     expect(await heard(1)).toMatchObject([{ id: 1, result: "success" }]);
   });
 });

@@ -1,7 +1,7 @@
 import { describe, expect, it } from "vitest";
 import { assetNamed, pictureOf, shortened } from "../src/inspector/answer";
 import { commandsOf } from "../src/inspector/commands";
-import { whatWouldClose } from "../src/inspector/ledger";
+import { whatWouldClose } from "../src/inspector/openCallbacks";
 import { notesOf } from "../src/inspector/notes";
 import type { Entry } from "../src/model/model";
 import type { AnswerEvent, DeviceEvent, Json, LibraryAsset, Screen } from "../src/protocol/messages";
@@ -14,9 +14,9 @@ const rulesOf = (entries: Entry[], name = "a") =>
     .map((note) => note.rule);
 
 /** A command from its arguments, with what came of it. */
-const story = (args: Json[], tell: (stream: Stream) => Entry[]): Entry[] => {
+const story = (args: Json[], entriesOf: (stream: Stream) => Entry[]): Entry[] => {
   const stream = new Stream();
-  return [stream.command("a", args), ...tell(stream)];
+  return [stream.command("a", args), ...entriesOf(stream)];
 };
 
 const photo = (stream: Stream, ...rest: Entry[]): Entry[] => [
@@ -44,7 +44,7 @@ describe("commandsOf", () => {
     ]);
   });
 
-  it("tells which command took an open one's place, and whose an answer is", () => {
+  it("shows which command took an open one's place, and whose an answer is", () => {
     const stream = new Stream();
     const rows = commandsOf([
       stream.command("a"),
@@ -87,7 +87,7 @@ describe("commandsOf", () => {
 });
 
 describe("the timeline", () => {
-  it("tells the road of a photo with what each step took", () => {
+  it("lists the steps of a photo with the time each took", () => {
     const stream = new Stream(1000);
     const [row] = commandsOf([
       stream.command("a", [100, 1, 1, 640, 480, 0, 0, false, true, true]),
@@ -121,7 +121,7 @@ describe("the timeline", () => {
     expect(row?.timeline[2]).toMatchObject({ at: 6000, width: 1200, height: 1600, bytes: 5000 });
   });
 
-  it("tells that a picture was retrieved which needed no decoding", () => {
+  it("lists the retrieval of a picture that needed no decoding", () => {
     const stream = new Stream();
     const stagesOf = (...traces: string[]) =>
       commandsOf([

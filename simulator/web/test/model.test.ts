@@ -50,12 +50,12 @@ describe("the model", () => {
 
   it("takes up a tab's commands in their places when the tab was loaded anew", () => {
     const stream = new Stream();
-    const told = [stream.event(picker()), stream.event(success("a"))];
+    const messages = [stream.event(picker()), stream.event(success("a"))];
     const commands = [
       { ...stream.command("a"), n: -0.5 },
       { ...stream.command("b"), n: 1.5 },
     ];
-    const back = message(hello({ messages: told }));
+    const back = message(hello({ messages }));
     expect(order(after([back, { kind: "remembered", session: "s1", commands }]))).toEqual([
       "a",
       0,
@@ -72,7 +72,7 @@ describe("the model", () => {
     expect(model.entries).toEqual([]);
   });
 
-  it("opens the settings when the plug-in does, and not for what is told of the past", () => {
+  it("opens the settings when the plug-in does, and not for a message of the past", () => {
     const opened = new Stream().event({ event: "openURL", url: "app-settings:" });
     expect(after([message(hello()), message(opened)]).settingsOpen).toBe(true);
     expect(after([message(hello({ messages: [opened] }))]).settingsOpen).toBe(false);
@@ -88,7 +88,7 @@ describe("the model", () => {
     const restarted = message({ type: "restarted", device });
     const model = reduce(before, restarted);
     expect(model).toMatchObject({ device, entries: [], settingsOpen: false });
-    // What the new device does before the restart is told as done is its own.
+    // What the new device does before the restart is reported as done is its own.
     const first = new Stream().event({ event: "stdout", text: "a new one" });
     expect(order(after([restarted, message(first)], before))).toEqual([0]);
     expect(model.appVersion).toBeGreaterThan(before.appVersion);
@@ -135,7 +135,7 @@ describe("a changed device", () => {
 });
 
 describe("a changed device that could not be made", () => {
-  it("is what was asked for, as its state tells of nothing", () => {
+  it("is what was asked for, as its state says nothing about it", () => {
     const device = { authorization: { camera: "denied" }, locale: "xx" };
     const state = stateOf({ permissions: {}, broken: "locale: there is none such" });
     expect(changedDevice(device, state, { locale: "en_US" })).toEqual({

@@ -211,7 +211,7 @@ describe("a script's files", () => {
     expect(await filesToAskFor(script)).toEqual(["flows/walk.mp4", "beach.jpg"]);
   });
 
-  it("knows chosen files by their names, where those tell one from the other", () => {
+  it("knows chosen files by their names, where those differ", () => {
     const files = [{ name: "x.jpg" }, { name: "walk.mp4" }, { name: "other.jpg" }];
     const { found, ambiguous } = matchFiles(["a/x.jpg", "b/x.jpg", "flows/walk.mp4"], files);
     expect([...found]).toEqual([["flows/walk.mp4", { name: "walk.mp4" }]]);

@@ -86,7 +86,7 @@ export const hello = (changes: Partial<HelloMessage> = {}): HelloMessage => ({
   ...changes,
 });
 
-/** A server in the test's hand. */
+/** A server that the test plays. */
 export class HeldTransport implements Pick<Transport, "connect" | "send"> {
   session: string | null | undefined;
   listener!: TransportListener;
@@ -101,16 +101,16 @@ export class HeldTransport implements Pick<Transport, "connect" | "send"> {
     if (!this.connected) throw new Error("The simulator is not connected.");
     this.sent.push(request);
   }
-  tell(...messages: ServerMessage[]): void {
-    for (const message of messages) this.listener.message(message);
+  deliver(...messages: ServerMessage[]): void {
+    for (const message of messages) this.listener.onMessage(message);
   }
   /** The server's reply to the request that was sent as that, from 0. */
   reply(index: number, why?: string): void {
     const id = this.sent[index]?.id ?? -1;
-    this.tell(why === undefined ? { type: "done", id } : { type: "failed", id, why });
+    this.deliver(why === undefined ? { type: "done", id } : { type: "failed", id, why });
   }
   breakOff(): void {
     this.connected = false;
-    this.listener.status({ kind: "lost" });
+    this.listener.onStatus({ kind: "lost" });
   }
 }

@@ -8,109 +8,11 @@
 #include <string>
 
 #include "device/foundation/ApplicationHome.h"
-#include "device/foundation/StringsTable.h"
 
 namespace vecamera::device::foundation {
 namespace {
 
 using testing::Optional;
-
-StringsTable parsed(std::string_view text) {
-  return parseStringsTable(Data::copyOf(text)).value_or(StringsTable{{"broken", "broken"}});
-}
-
-TEST(StringsTables, OldFormHasCommentsQuotesAndBareWords) {
-  EXPECT_EQ(parsed("/* \"x\" = \"y\"; */ \"a\" = \"1\"; // = ;\n'b c' = '\"2\"';d.e/f=3;\tg;"),
-            (StringsTable{{"a", "1"}, {"b c", "\"2\""}, {"d.e/f", "3"}, {"g", "g"}}));
-  EXPECT_EQ(parsed("a = 1; a = 2;"), (StringsTable{{"a", "1"}}));
-  EXPECT_EQ(parsed(""), StringsTable());
-}
-
-TEST(StringsTables, EscapesStandForTheirCharacters) {
-  EXPECT_EQ(parsed(R"(k = "\n\t\"\\\'\101\q\U00E9\Ud83D\ude00/* */";)"),
-            (StringsTable{{"k", "\n\t\"\\'Aqé😀/* */"}}));
-}
-
-TEST(StringsTables, EncodingIsToldByTheByteOrderMark) {
-  const StringsTable expected{{"k", "é"}};
-  EXPECT_EQ(parsed("k = \"é\";"), expected);
-  EXPECT_EQ(parsed("\xEF\xBB\xBFk = \"é\";"), expected);
-  std::string big = "\xFE\xFF", little = "\xFF\xFE";
-  for (const char16_t unit : std::u16string(u"k = \"é\";")) {
-    const char high = static_cast<char>(unit >> 8), low = static_cast<char>(unit & 0xFF);
-    big += {high, low};
-    little += {low, high};
-  }
-  EXPECT_EQ(parsed(big), expected);
-  EXPECT_EQ(parsed(little), expected);
-  EXPECT_EQ(parseStringsTable(Data::copyOf(big + "x")), std::nullopt);
-}
-
-/// A binary property list of fewer than 256 objects, of which the first is the top.
-std::string binaryList(const std::vector<std::string>& objects) {
-  const auto twoBytes = [](std::size_t number) {
-    return std::string{static_cast<char>(number >> 8), static_cast<char>(number & 0xFF)};
-  };
-  std::string file = "bplist00", offsets;
-  for (const std::string& object : objects) {
-    offsets += twoBytes(file.size());
-    file += object;
-  }
-  const std::string table = twoBytes(file.size());
-  const std::string zeros(8, '\0');
-  return file + offsets + zeros.substr(2) + "\x02\x01" + zeros.substr(2) +
-         twoBytes(objects.size()) + zeros + zeros.substr(2) + table;
-}
-
-/// Two keys, "a" and the letter alpha, with one text.
-const std::string kBinaryTable =
-    binaryList({std::string("\xD2\x01\x03\x02\x02"), "Qa", "\x52hi", "\x61\x03\xB1"});
-
-TEST(StringsTables, PropertyListsAreTablesToo) {
-  const std::string xml =
-      "<?xml version=\"1.0\"?><plist version=\"1.0\"><dict><key>a</key><string>1 &amp; é</string>"
-      "<key>n</key><integer>5</integer></dict></plist>";
-  EXPECT_EQ(parsed(xml), (StringsTable{{"a", "1 & é"}}));
-  EXPECT_EQ(parsed("\xEF\xBB\xBF\n" + xml), (StringsTable{{"a", "1 & é"}}));
-  EXPECT_EQ(parsed(kBinaryTable), (StringsTable{{"a", "hi"}, {"α", "hi"}}));
-}
-
-TEST(StringsTables, PropertyListsBuiltToExhaustTheReaderAreNoTables) {
-  std::string deep = "<plist><dict><key>a</key>";
-  for (int i = 0; i < 300000; ++i) deep += "<array>";
-  EXPECT_EQ(parseStringsTable(Data::copyOf(deep)), std::nullopt);
-  // Each array holds the next one twice, so that the work doubles at each.
-  std::vector<std::string> doubling = {"\xD1\x01\x02", "Qa"};
-  for (char next = 3; next < 100; ++next) doubling.push_back(std::string("\xA2") + next + next);
-  doubling.push_back("Qb");
-  EXPECT_EQ(parseStringsTable(Data::copyOf(binaryList(doubling))), std::nullopt);
-}
-
-TEST(StringsTables, BrokenOnesAreNoTables) {
-  for (const char* text : {"k", "k =", "k = ;", "= v;", "k = v", "\"k = v;", "k = \"v", "k = \"v\\",
-                           "/* k = v;", "k = v w;", "{ k = v; }", "k = \"\xFF\";", "<?xml",
-                           "<?xml version=\"1.0\"?><plist><array/></plist>",
-                           "<plist><dict><key>a</key>", "bplist00", "bplist00\xD1\x01\x02"}) {
-    EXPECT_EQ(parseStringsTable(Data::copyOf(std::string_view(text))), std::nullopt) << text;
-  }
-}
-
-TEST(StringsTables, CutAndChangedFilesNeverCrash) {
-  const std::string files[] = {
-      "/* c */ \"k\" = \"\\U00e9\\101\"; // d\n'x' = y;",
-      "<?xml version=\"1.0\"?><plist><dict><key>a</key><string>b</string></dict></plist>",
-      kBinaryTable};
-  for (const std::string& file : files) {
-    for (std::size_t i = 0; i < file.size(); ++i) {
-      parseStringsTable(Data::copyOf(std::string_view(file).substr(0, i)));
-      for (const char byte : {'\0', '\x7F', '\xFF', '"', '<'}) {
-        std::string changed = file;
-        changed[i] = byte;
-        parseStringsTable(Data::copyOf(std::string_view(changed)));
-      }
-    }
-  }
-}
 
 class BundlesTest : public testing::Test {
  protected:
@@ -143,6 +45,25 @@ TEST_F(BundlesTest, LanguageIsTheFirstPreferredOneThatTheBundleHas) {
   for (const auto& [languages, expected] : cases) EXPECT_EQ(text(languages), expected);
 }
 
+TEST_F(BundlesTest, LanguageGoesByItsCodeAndByItsFormerEnglishName) {
+  putTables({"Korean", "ja", "Norwegian", "pt", "Portuguese"});
+  const std::pair<std::vector<std::string>, const char*> cases[] = {
+      {{"ko"}, "Korean"},
+      {{"ko-KR"}, "Korean"},
+      {{"Korean"}, "Korean"},
+      {{"Japanese"}, "ja"},
+      {{"japanese", "ko"}, "ja"},
+      {{"nb-NO", "ja"}, "Norwegian"},
+      // Where both are there, the one that was asked for.
+      {{"pt"}, "pt"},
+      {{"Portuguese"}, "Portuguese"},
+      {{"English", "German", "ja"}, "ja"},
+      {{"Klingonese"}, "k"},
+  };
+  for (const auto& [languages, expected] : cases)
+    EXPECT_EQ(text(languages), expected) << languages.front();
+}
+
 TEST_F(BundlesTest, FallsBackToTheDevelopmentRegionThenBaseThenTheRoot) {
   put("Localizable.strings", "k = root;");
   EXPECT_EQ(text({"fr"}), "root");
@@ -167,10 +88,11 @@ TEST_F(BundlesTest, KeysAreLookedUpInOneTableOnly) {
 
 TEST_F(BundlesTest, BrokenTableCountsAsAbsent) {
   put("ko.lproj/Localizable.strings", "k = \"");
+  put("ja.lproj/Localizable.strings", "");
   std::filesystem::create_directories(home_->path() + "/X.bundle/de.lproj/Localizable.strings");
-  EXPECT_EQ(text({"ko", "de"}), "k");
+  EXPECT_EQ(text({"ko", "ja", "de"}), "k");
   putTables({"en"});
-  EXPECT_EQ(text({"ko", "de", "en"}), "en");
+  EXPECT_EQ(text({"ko", "ja", "de", "en"}), "en");
 }
 
 TEST_F(BundlesTest, ResourcesAreFoundAtTheRootAndInTheLocalizations) {

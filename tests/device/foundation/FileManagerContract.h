@@ -63,17 +63,14 @@ TEST_P(FileManagerContract, TemporaryDirectoryEndsInASlash) {
 }
 
 TEST_P(FileManagerContract, StandardPathHasNoSuperfluousSteps) {
-  const std::pair<const char*, const char*> cases[] = {{"/a/b/", "/a/b"},
-                                                       {"/a//b///c", "/a/b/c"},
-                                                       {"/a/./b/.", "/a/b"},
-                                                       {"/a/b/../c", "/a/c"},
-                                                       {"/../a", "/a"},
-                                                       {"/", "/"},
-                                                       {"//", "/"},
-                                                       {"/a/..", "/"},
-                                                       {"a/../../b", "../b"},
-                                                       {"a b/é/", "a b/é"},
-                                                       {"", ""}};
+  const std::pair<const char*, const char*> cases[] = {
+      {"/a/b/", "/a/b"},    {"/a//b///c", "/a/b/c"},
+      {"/a/./b/.", "/a/b"}, {"/a/b/../c", "/a/c"},
+      {"/../a", "/a"},      {"/", "/"},
+      {"//", "/"},          {"/a/..", "/"},
+      {"a/../b", "a/../b"}, {"./a//b/./../", "a/b/.."},
+      {"..", ".."},         {"./", "."},
+      {"a b/é/", "a b/é"},  {"", ""}};
   for (const auto& [path, standard] : cases) {
     EXPECT_EQ(files_->stringByStandardizingPath(path), standard) << path;
   }

@@ -1,6 +1,6 @@
 import type { AnswerEvent } from "../protocol/messages";
 
-/** What is used of a window, so that the bridge can be tried without one. */
+/** What is used of a window, so that the bridge can be tested without one. */
 export interface MessageSource {
   addEventListener(type: "message", listener: (event: MessageEvent) => void): void;
   removeEventListener(type: "message", listener: (event: MessageEvent) => void): void;
@@ -33,8 +33,8 @@ const isPageCommand = (data: unknown): data is PageCommand => {
 /** Speaks with the app's page: takes its commands, and hands their answers back. */
 export class FrameBridge {
   private readonly waiting = new Map<string, { port: MessagePort; id: number }>();
-  /** Those of them of which it is not known whether the phone has them. */
-  private readonly doubtful = new Set<string>();
+  /** Those of them that may not have reached the phone. */
+  private readonly uncertain = new Set<string>();
   private port: MessagePort | null = null;
 
   constructor(private readonly options: FrameBridgeOptions) {
@@ -46,42 +46,42 @@ export class FrameBridge {
     this.port?.close();
     this.port = null;
     this.waiting.clear();
-    this.doubtful.clear();
+    this.uncertain.clear();
   }
 
   /** True where the answer was for the page that is in the frame now. */
   answer(event: AnswerEvent): boolean {
-    const asked = this.waiting.get(event.to);
-    if (!asked) return false;
+    const call = this.waiting.get(event.to);
+    if (!call) return false;
     if (event.keepCallback !== true) this.waiting.delete(event.to);
     const { event: _, to: __, ...answer } = event;
-    asked.port.postMessage({ id: asked.id, ...answer });
+    call.port.postMessage({ id: call.id, ...answer });
     return true;
   }
 
-  /** Tells the page that this call did not reach the plug-in. True where it waited for it. */
+  /** Notifies the page that this call did not reach the plug-in. True where it waited for it. */
   fail(name: string, why: string): boolean {
-    const asked = this.waiting.get(name);
-    if (!asked) return false;
+    const call = this.waiting.get(name);
+    if (!call) return false;
     this.waiting.delete(name);
-    asked.port.postMessage({ id: asked.id, result: "error", message: why });
+    call.port.postMessage({ id: call.id, result: "error", message: why });
     return true;
   }
 
   /** The connection to the phone is broken: what is under way may have reached it, or not. */
-  doubt(): void {
-    for (const name of this.waiting.keys()) this.doubtful.add(name);
+  markUncertain(): void {
+    for (const name of this.waiting.keys()) this.uncertain.add(name);
   }
 
-  /** The phone has been asked: of what was in doubt, only these calls are open. Fails the others. */
-  settleDoubts(open: ReadonlySet<string>, why: string): string[] {
-    const failed = [...this.doubtful].filter((name) => !open.has(name) && this.fail(name, why));
-    this.doubtful.clear();
+  /** The phone has been asked: of the uncertain calls, only these are open. Fails the others. */
+  resolveUncertain(open: ReadonlySet<string>, why: string): string[] {
+    const failed = [...this.uncertain].filter((name) => !open.has(name) && this.fail(name, why));
+    this.uncertain.clear();
     return failed;
   }
 
-  /** Tells the page that nothing it waits for will come, nor anything else. */
-  lose(why: string): void {
+  /** Notifies the page that nothing it waits for will come, nor anything else. */
+  disconnect(why: string): void {
     this.waiting.clear();
     this.port?.postMessage({ lost: why });
   }
@@ -92,8 +92,8 @@ export class FrameBridge {
     const data = event.data as { vecamera?: unknown; version?: unknown } | null;
     if (data?.vecamera !== "hello" || data.version !== 1) return;
     // A page that says hello again has been loaded anew, and what it waited for is gone with it.
-    // Where it is the same page after all, the one that had the port hears of it.
-    this.lose("The page said hello again, and only the newest connection is spoken to.");
+    // Where it is the same page after all, the holder of the old port is notified.
+    this.disconnect("The page said hello again, and only the newest connection is spoken to.");
     this.port?.close();
     const { port1, port2 } = new MessageChannel();
     this.port = port1;

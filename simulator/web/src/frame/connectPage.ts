@@ -15,7 +15,7 @@ function asJson(list: unknown[]): Json[] {
 
 /**
  * Connects the app's page to the phone until what it returns is called: its commands become steps,
- * and each gets its answer, or hears why none will come.
+ * and each gets its answer, or the reason why none will come.
  */
 export function connectPage(
   client: SimulatorClient,
@@ -35,7 +35,7 @@ export function connectPage(
     run: (command, args) => {
       const name = client.nextName(command);
       play(command, name, args).catch((error: Error) => {
-        // The phone tells whether it has the call when it is found again.
+        // Whether the phone has the call shows after the reconnection.
         if (error instanceof ConnectionLost) return;
         if (bridge.fail(name, error.message))
           store.dispatch({ kind: "notice", text: error.message });
@@ -43,20 +43,20 @@ export function connectPage(
       return name;
     },
   });
-  const deafen = client.listen({
-    event: (event) => {
+  const unsubscribe = client.listen({
+    onEvent: (event) => {
       if (isAnswer(event)) bridge.answer(event);
     },
-    lost: () => bridge.doubt(),
-    back: (callbacks) => {
+    onLost: () => bridge.markUncertain(),
+    onReconnected: (callbacks) => {
       const open = new Set(callbacks.map(({ name }) => name));
-      for (const name of bridge.settleDoubts(open, lostBefore))
+      for (const name of bridge.resolveUncertain(open, lostBefore))
         store.dispatch({ kind: "refused", name, why: lostBefore });
     },
-    ended: (why) => bridge.lose(why),
+    onEnded: (why) => bridge.disconnect(why),
   });
   return () => {
-    deafen();
+    unsubscribe();
     bridge.close();
   };
 }

@@ -5,7 +5,7 @@ import { useSimulator } from "../ui/context";
 import { Tabs } from "../ui/controls";
 import { commandsOf } from "./commands";
 import { CommandsTab } from "./CommandsTab";
-import { LedgerTab } from "./LedgerTab";
+import { OpenCallbacksTab } from "./OpenCallbacksTab";
 import { LogTab } from "./LogTab";
 
 export function Inspector() {
@@ -33,7 +33,7 @@ export function Inspector() {
             label: "Open callbacks",
             short: "Callbacks",
             count: open,
-            content: () => <LedgerTab commands={commands} />,
+            content: () => <OpenCallbacksTab commands={commands} />,
           },
           { key: "log", label: "Log", content: () => <LogTab /> },
           {

@@ -43,7 +43,7 @@ const lineOf = (entry: Entry): Line => {
   return { n: entry.n, at: entry.at, kind: event.event, text: rest(event, "event") };
 };
 
-/** Everything that was told of the device, in order. */
+/** Every message of the device, in order. */
 export function LogTab() {
   const { model } = useSimulator();
   const [traces, setTraces] = useState(false);

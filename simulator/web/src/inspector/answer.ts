@@ -52,7 +52,7 @@ export function pictureOf(answer: AnswerEvent): AnswerPicture | null {
   return { ...none, url: `data:image/${type};base64,${text}`, bytes: bytesOfBase64(text) };
 }
 
-/** The asset of an address, which tells its identifier, or only what stands there before the "/". */
+/** The asset of an address, which holds its identifier, or only the part before the "/". */
 export const assetNamed = (assets: LibraryAsset[], name: string): LibraryAsset | undefined =>
   assets.find(({ id }) => id === name || id.startsWith(`${name}/`));
 

@@ -73,7 +73,7 @@ const bare = (trace: TraceMessage) => {
   ) as Partial<TimelineStep>;
 };
 
-/** The road of one command, step by step, from what the device told of it. */
+/** The steps of one command, from the messages of the device. */
 export function timelineOf(
   messages: (EventMessage | TraceMessage)[],
   decoded: DecodedOptions | null,

@@ -12,7 +12,7 @@ import type {
 } from "../protocol/messages";
 import type { Transport, TransportListener } from "../protocol/Transport";
 
-// A device of paper for `vite dev`: it goes the module's main roads, roughly, so that the pages can
+// A mock device for `vite dev`: it imitates the module's main flows, roughly, so that the pages can
 // be worked on without a server. It proves nothing about the module.
 
 const session = "paper";
@@ -60,8 +60,8 @@ export class MockTransport implements Transport {
   connect(_session: string | null, listener: TransportListener): void {
     this.listener = listener;
     queueMicrotask(() => {
-      listener.status({ kind: "open" });
-      listener.message({
+      listener.onStatus({ kind: "open" });
+      listener.onMessage({
         type: "hello",
         session,
         version: 1,
@@ -81,12 +81,12 @@ export class MockTransport implements Transport {
       if (request.type === "step") why = this.play(request.step);
       if (request.type === "restart") {
         this.state = usualState();
-        this.listener?.message({ type: "restarted", device: request.device });
+        this.listener?.onMessage({ type: "restarted", device: request.device });
       }
       this.state.recorded += 1;
       this.tellState();
-      if (why === null) this.listener?.message({ type: "done", id: request.id });
-      else this.listener?.message({ type: "failed", id: request.id, why });
+      if (why === null) this.listener?.onMessage({ type: "done", id: request.id });
+      else this.listener?.onMessage({ type: "failed", id: request.id, why });
     }, 30);
   }
 
@@ -328,7 +328,7 @@ export class MockTransport implements Transport {
 
   private event(event: DeviceEvent): void {
     const { recorded: step } = this.state;
-    this.listener?.message({ type: "event", n: this.n++, at: performance.now(), step, event });
+    this.listener?.onMessage({ type: "event", n: this.n++, at: performance.now(), step, event });
   }
 
   private trace(
@@ -337,7 +337,7 @@ export class MockTransport implements Transport {
     more: { bytes?: number; width?: number; height?: number; path?: string },
   ): void {
     const { recorded: step } = this.state;
-    this.listener?.message({
+    this.listener?.onMessage({
       type: "trace",
       n: this.n++,
       at: performance.now(),
@@ -349,6 +349,6 @@ export class MockTransport implements Transport {
   }
 
   private tellState(): void {
-    this.listener?.message({ type: "state", ...structuredClone(this.state) });
+    this.listener?.onMessage({ type: "state", ...structuredClone(this.state) });
   }
 }

@@ -35,28 +35,28 @@ export class StepFailed extends Error {}
 /** Whether what was asked for came to pass is not known. */
 export class ConnectionLost extends Error {}
 
-/** Hears of the phone as it happens, and not through the store. */
+/** Notified of what happens on the phone as it happens, and not through the store. */
 export interface PhoneListener {
-  /** Each event once: as it comes, or when the connection stands again and tells of the past. */
-  event?(event: DeviceEvent): void;
+  /** Each event once: as it comes, or after a reconnection. */
+  onEvent?(event: DeviceEvent): void;
   /** The connection is broken. */
-  lost?(): void;
-  /** It stands again, to the same phone, which now has these callbacks open. */
-  back?(callbacks: OpenCallback[]): void;
+  onLost?(): void;
+  /** Connected again, to the same phone, which now has these callbacks open. */
+  onReconnected?(callbacks: OpenCallback[]): void;
   /** The phone has ended for good. */
-  ended?(why: string): void;
+  onEnded?(why: string): void;
 }
 
 /** Speaks for the user and the page: sends requests, and keeps the store up to date. */
 export class SimulatorClient {
-  private readonly pending = new Map<number, { done(): void; failed(why: Error): void }>();
+  private readonly pending = new Map<number, { resolve(): void; reject(why: Error): void }>();
   // A reply that an earlier page of this tab no longer took comes here, and must fit no request.
   private nextId = Math.floor(Math.random() * 2 ** 32) * 2 ** 20;
   private counter = 0;
   private readonly remembered: Remembered | null;
   private readonly listeners = new Set<PhoneListener>();
-  /** The phone whose messages were heard, up to which number. */
-  private heard = { session: "", n: -1 };
+  /** The phone whose messages were handled, and the number of the last. */
+  private handled = { session: "", n: -1 };
   /** What shows that the phone has carried out all that it was asked before it was lost. */
   private awaited: "state" | "reply" | null = null;
 
@@ -72,42 +72,42 @@ export class SimulatorClient {
 
   start(): void {
     this.transport.connect(this.remembered?.session ?? null, {
-      status: (status) => {
+      onStatus: (status) => {
         this.store.dispatch({ kind: "connection", status });
         if (status.kind !== "lost" && status.kind !== "ended") return;
         this.giveUpPending();
         for (const listener of this.listeners)
-          if (status.kind === "lost") listener.lost?.();
-          else listener.ended?.(status.why);
+          if (status.kind === "lost") listener.onLost?.();
+          else listener.onEnded?.(status.why);
       },
-      message: (message) => {
+      onMessage: (message) => {
         this.store.dispatch({ kind: "message", message });
         switch (message.type) {
           case "hello":
-            this.takeUp(message.session);
+            this.restore(message.session);
             this.catchUp(message);
             break;
           case "event":
           case "trace":
-            this.hear(message);
+            this.handle(message);
             break;
           case "state":
-            this.isBack("state");
+            this.onShown("state");
             break;
           case "done":
-            this.isBack("reply");
-            this.settle(message.id)?.done();
+            this.onShown("reply");
+            this.settle(message.id)?.resolve();
             break;
           case "failed":
-            this.isBack("reply");
-            this.settle(message.id)?.failed(new StepFailed(message.why));
+            this.onShown("reply");
+            this.settle(message.id)?.reject(new StepFailed(message.why));
             break;
         }
       },
     });
   }
 
-  /** Until what it returns is called. */
+  /** Notifies the listener until what it returns is called. */
   listen(listener: PhoneListener): () => void {
     this.listeners.add(listener);
     return () => this.listeners.delete(listener);
@@ -203,7 +203,7 @@ export class SimulatorClient {
   private request(request: ClientRequest): Promise<void> {
     const id = this.nextId++;
     return new Promise((resolve, reject) => {
-      this.pending.set(id, { done: resolve, failed: reject });
+      this.pending.set(id, { resolve, reject });
       try {
         // The server reads the name of a request first, and can then refuse the rest by it.
         this.transport.send({ id, ...request });
@@ -224,36 +224,36 @@ export class SimulatorClient {
     const waiting = [...this.pending.values()];
     this.pending.clear();
     for (const one of waiting)
-      one.failed(new ConnectionLost("The connection to the simulator was lost."));
+      one.reject(new ConnectionLost("The connection to the simulator was lost."));
   }
 
-  /** The past of a phone that this page has not seen before is nobody's news. */
+  /** The listeners are not notified of the past of a phone that is new to this page. */
   private catchUp({ session, messages, unfinished }: HelloMessage): void {
-    if (session === this.heard.session) {
-      messages.forEach((message) => this.hear(message));
+    if (session === this.handled.session) {
+      messages.forEach((message) => this.handle(message));
       // Requests are carried out in their order, so the reply to a new one comes after the old.
       this.awaited = unfinished > 0 ? "reply" : "state";
     } else {
-      this.heard = { session, n: messages.at(-1)?.n ?? -1 };
+      this.handled = { session, n: messages.at(-1)?.n ?? -1 };
       this.awaited = null;
     }
   }
 
-  private isBack(shownBy: "state" | "reply"): void {
+  private onShown(shownBy: "state" | "reply"): void {
     const { state } = this.store.model;
     if (this.awaited !== shownBy || !state) return;
     this.awaited = null;
-    for (const listener of this.listeners) listener.back?.(state.callbacks);
+    for (const listener of this.listeners) listener.onReconnected?.(state.callbacks);
   }
 
-  private hear(message: EventMessage | TraceMessage): void {
-    if (message.n <= this.heard.n) return;
-    this.heard.n = message.n;
+  private handle(message: EventMessage | TraceMessage): void {
+    if (message.n <= this.handled.n) return;
+    this.handled.n = message.n;
     if (message.type === "event")
-      for (const listener of this.listeners) listener.event?.(message.event);
+      for (const listener of this.listeners) listener.onEvent?.(message.event);
   }
 
-  private takeUp(session: string): void {
+  private restore(session: string): void {
     if (this.remembered?.session !== session) return;
     const { commands, settingsOpen } = this.remembered;
     this.store.dispatch({ kind: "remembered", session, commands });

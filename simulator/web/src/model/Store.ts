@@ -1,11 +1,11 @@
 import { useEffect, useState } from "preact/hooks";
 import { type Action, emptyModel, type Model, reduce } from "./model";
 
-/** Holds the model and tells whoever listens, at most once a frame of the event loop. */
+/** Holds the model and notifies its listeners of changes, at most once a turn of the event loop. */
 export class Store {
   private current: Model = emptyModel;
   private readonly listeners = new Set<() => void>();
-  private told = true;
+  private notified = true;
 
   get model(): Model {
     return this.current;
@@ -13,15 +13,15 @@ export class Store {
 
   dispatch(action: Action): void {
     this.current = reduce(this.current, action);
-    if (!this.told) return;
-    this.told = false;
+    if (!this.notified) return;
+    this.notified = false;
     queueMicrotask(() => {
-      this.told = true;
+      this.notified = true;
       for (const listener of [...this.listeners])
         try {
           listener();
         } catch (error) {
-          // The others are told all the same.
+          // The others are notified all the same.
           console.error(error);
         }
     });

@@ -17,7 +17,7 @@ export function changedDevice(
 ): DeviceSetup {
   // The library stays as it is, and a seed would draw identifiers that it has already.
   const { library: _, seed: __, ...rest } = withoutServersOwn(device);
-  // The state of a device that could not be made tells of nothing.
+  // The state of a device that could not be made says nothing about it.
   const now: DeviceSetup =
     Object.keys(state.permissions).length > 0
       ? { authorization: state.permissions, faults: state.faults as never }

@@ -65,7 +65,7 @@ export type Action =
   | { kind: "sent"; name: string; command: string; arguments: Json[] }
   /** A command that was sent did not reach the plug-in. */
   | { kind: "refused"; name: string; why: string }
-  /** Commands of this tab before it was loaded anew; `session` tells whether they belong here. */
+  /** Commands of this tab before it was reloaded; they belong here where `session` is the same. */
   | { kind: "remembered"; session: string; commands: CommandEntry[] }
   | { kind: "settings"; open: boolean }
   | { kind: "notice"; text: string | null }

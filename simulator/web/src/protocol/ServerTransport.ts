@@ -28,7 +28,7 @@ export class ServerTransport implements Transport {
     let current = session;
     let ended = false;
     const open = () => {
-      listener.status({ kind: "connecting" });
+      listener.onStatus({ kind: "connecting" });
       const address = new URL("ws", this.base);
       address.protocol = this.base.protocol === "https:" ? "wss:" : "ws:";
       if (current !== null) address.searchParams.set("session", current);
@@ -36,21 +36,21 @@ export class ServerTransport implements Transport {
       this.socket = socket;
       socket.onopen = () => {
         this.delay = firstDelay;
-        listener.status({ kind: "open" });
+        listener.onStatus({ kind: "open" });
       };
       socket.onmessage = (received: MessageEvent<string>) => {
         const message = JSON.parse(received.data) as ServerMessage;
         if (message.type === "hello") current = message.session;
         if (message.type === "bye") {
           ended = true;
-          listener.status({ kind: "ended", why: message.why });
+          listener.onStatus({ kind: "ended", why: message.why });
         }
-        listener.message(message);
+        listener.onMessage(message);
       };
       socket.onclose = () => {
         this.socket = null;
         if (ended) return;
-        listener.status({ kind: "lost" });
+        listener.onStatus({ kind: "lost" });
         setTimeout(open, this.delay);
         this.delay = Math.min(this.delay * 2, longestDelay);
       };

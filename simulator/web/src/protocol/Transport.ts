@@ -7,11 +7,11 @@ export type TransportStatus =
   | { kind: "ended"; why: string };
 
 export interface TransportListener {
-  message(message: ServerMessage): void;
-  status(status: TransportStatus): void;
+  onMessage(message: ServerMessage): void;
+  onStatus(status: TransportStatus): void;
 }
 
-/** The way to a simulator server: the real one, or one that lives in the page. */
+/** A connection to a simulator server: the real one, or one that lives in the page. */
 export interface Transport {
   /** Connects; with a session's identifier, to that session. */
   connect(session: string | null, listener: TransportListener): void;

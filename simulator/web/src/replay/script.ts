@@ -99,7 +99,7 @@ const extensions: Record<string, string> = {
   "video/quicktime": "mov",
 };
 
-/** The bytes of a data URL, and a file name that tells their kind. */
+/** The bytes of a data URL, and a file name with the extension of their kind. */
 export function fileOfDataUrl(url: string): { bytes: Blob; name: string } {
   const comma = url.indexOf(",");
   const head = url.slice("data:".length, comma);

@@ -1,11 +1,11 @@
 import { useSimulator } from "../ui/context";
 import { Icon } from "../ui/icons";
 import type { CommandRow } from "./commands";
-import { whatWouldClose } from "./ledger";
+import { whatWouldClose } from "./openCallbacks";
 
 const sentence = (why: string) => `${why.charAt(0).toUpperCase()}${why.slice(1)}.`;
 
-export function LedgerTab({ commands }: { commands: CommandRow[] }) {
+export function OpenCallbacksTab({ commands }: { commands: CommandRow[] }) {
   const { model } = useSimulator();
   const { state } = model;
   if (!state || state.callbacks.length === 0)
@@ -21,7 +21,7 @@ export function LedgerTab({ commands }: { commands: CommandRow[] }) {
   const isReplaced = (name: string) =>
     commands.some((row) => row.name === name && row.replacedBy !== null);
   return (
-    <ul class="ledger">
+    <ul class="open-callbacks">
       {state.callbacks.map((callback) => (
         <li key={callback.name}>
           <h3>

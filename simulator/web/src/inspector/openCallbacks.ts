@@ -1,8 +1,8 @@
 import type { DeviceState, OpenCallback } from "../protocol/messages";
 
 /**
- * What would bring an open callback its answer, in plain words. `replaced` tells whether a later
- * command came, which may have its answer by now.
+ * What would bring an open callback its answer, in plain words. `replaced`: a later command came,
+ * which may have its answer by now.
  */
 export function whatWouldClose(
   callback: OpenCallback,
