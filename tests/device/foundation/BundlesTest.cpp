@@ -7,8 +7,8 @@
 #include <fstream>
 #include <string>
 
-#include "device/foundation/ApplicationHome.h"
 #include "device/foundation/StringsTable.h"
+#include "device/foundation/files/ApplicationHome.h"
 
 namespace vecamera::device::foundation {
 namespace {
