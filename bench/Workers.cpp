@@ -1,10 +1,9 @@
 #include <chrono>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "bench/Works.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/imaging/platform/Canvas.h"
 #include "device/imaging/platform/Images.h"
 
@@ -32,14 +31,7 @@ LocalWorker::Function travelOn(const vecamera::device::imaging::ThreadBudget& th
 }  // namespace
 
 Data readFile(const std::string& path) {
-  std::error_code none;
-  const auto size = std::filesystem::file_size(path, none);
-  if (none) return {};
-  // No larger at any time than the file is: memory is measured around it.
-  Bytes bytes(size);
-  std::ifstream(path, std::ios::binary)
-      .read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(size));
-  return Data(std::move(bytes));
+  return device::foundation::readFile(path).value().value_or(Data());
 }
 
 const Data& LocalWorker::load(const std::string& path) {

@@ -1,7 +1,7 @@
 #include "apps/vecamera/Answer.h"
 
-#include "apps/vecamera/Files.h"
 #include "device/foundation/Urls.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/photos/LibraryStore.h"
 #include "device/script/assembly/LibraryParts.h"
 #include "device/script/json/JsonValue.h"
@@ -38,7 +38,7 @@ std::optional<Data> bytesOfAddress(const std::string& address, const std::filesy
   }
   if (address.starts_with("assets-library:")) return bytesOfAsset(address, home);
   const auto path = device::foundation::filePathOf(URL(address));
-  return path ? readFile(*path) : std::nullopt;
+  return path ? device::foundation::readFile(*path).value() : std::nullopt;
 }
 
 }  // namespace

@@ -3,19 +3,10 @@
 #include <unistd.h>
 
 #include <fstream>
-#include <iterator>
 
 namespace vecamera::app {
 
 namespace fs = std::filesystem;
-
-std::optional<Data> readFile(const fs::path& path) {
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return std::nullopt;
-  std::vector<std::uint8_t> bytes{std::istreambuf_iterator<char>(file), {}};
-  if (file.bad()) return std::nullopt;
-  return Data(std::move(bytes));
-}
 
 std::optional<std::string> problemWithFile(const fs::path& path) {
   std::error_code ignored;

@@ -8,9 +8,6 @@
 
 namespace vecamera::app {
 
-/// The file's bytes; nothing where it cannot be read.
-std::optional<Data> readFile(const std::filesystem::path& path);
-
 /// Why the path is no file that can be read, in one line with the cure; nothing where it is.
 std::optional<std::string> problemWithFile(const std::filesystem::path& path);
 

@@ -10,9 +10,9 @@
 #include <set>
 
 #include "apps/vecamera/Files.h"
-#include "device/foundation/ApplicationHome.h"
 #include "device/foundation/Clocks.h"
 #include "device/foundation/Dates.h"
+#include "device/foundation/files/ApplicationHome.h"
 #include "device/script/assembly/LibraryParts.h"
 #include "device/script/json/JsonValue.h"
 
@@ -211,8 +211,8 @@ ExitStatus clearLibrary(const fs::path& home, Confirmation confirmation) {
   if (!assets) return ExitStatus::failure;
   if (asks && !assets->empty() && !isConfirmed(home, assets->size()))
     return fail("nothing was removed");
-  if (const auto error = library->clear())
-    return fail("the photo library cannot be emptied: " + error->text);
+  if (const auto cleared = library->clear(); !cleared)
+    return fail("the photo library cannot be emptied: " + cleared.error().text);
   return ExitStatus::success;
 }
 

@@ -11,8 +11,8 @@
 #include <utility>
 
 #include "apps/vecamera/Signals.h"
-#include "device/foundation/ApplicationHome.h"
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "simulator/server/Server.h"
 
 namespace vecamera::app {
@@ -46,7 +46,7 @@ std::optional<std::string> writeDoor(const std::string& folder, const std::strin
       "<!doctype html><title>vecamera</title><meta http-equiv=\"refresh\" content=\"0; "
       "url=" +
       address + "\">\n";
-  if (!device::foundation::writeFile0600(file, Data::copyOf(page))) return std::nullopt;
+  if (!device::foundation::replaceFile(file, Data::copyOf(page))) return std::nullopt;
   return file;
 }
 

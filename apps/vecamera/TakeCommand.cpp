@@ -12,7 +12,8 @@
 #include "apps/vecamera/Answer.h"
 #include "apps/vecamera/Files.h"
 #include "apps/vecamera/Signals.h"
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/imaging/platform/Pictures.h"
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
@@ -58,7 +59,7 @@ Array argumentsFor(const TakeOptions& options) {
 }
 
 bool isPicture(const fs::path& file) {
-  const auto bytes = readFile(file);
+  const auto bytes = device::foundation::readFile(file);
   return bytes && device::imaging::probe(*bytes);
 }
 

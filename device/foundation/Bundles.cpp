@@ -7,9 +7,10 @@
 #include <system_error>
 #include <utility>
 
-#include "device/foundation/PosixFiles.h"
 #include "device/foundation/PropertyLists.h"
 #include "device/foundation/StringsTable.h"
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/WholeFiles.h"
 
 namespace vecamera::device::foundation {
 namespace {
@@ -104,8 +105,8 @@ class Bundle : public NSBundle {
 
   /// Sorted by path, so that of two folders for one language it is always the same that counts.
   std::vector<Localization> localizations() const {
-    const Descriptor folder = openFolderAt(AT_FDCWD, path_, LastLink::follow);
-    const auto names = folder ? entryNames(folder) : std::nullopt;
+    const auto folder = openFolderAt(AT_FDCWD, path_, LastLink::follow);
+    const auto names = folder ? entryNames(*folder).value() : std::nullopt;
     std::vector<Localization> found;
     for (const std::string& name : names.value_or(std::vector<std::string>())) {
       const std::string path = path_ + "/" + name;

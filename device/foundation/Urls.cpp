@@ -1,10 +1,11 @@
 #include "device/foundation/Urls.h"
 
 #include <arpa/inet.h>
-#include <unicode/utf8.h>
 
 #include <algorithm>
 #include <system_error>
+
+#include "device/base/Utf8.h"
 
 namespace vecamera::device::foundation {
 namespace {
@@ -145,16 +146,6 @@ std::string removingDotSteps(std::string_view path) {
     if (path.empty()) result += '/';
   }
   return result;
-}
-
-bool isUtf8(std::string_view text) {
-  const auto size = static_cast<std::int64_t>(text.size());
-  for (std::int64_t i = 0; i < size;) {
-    UChar32 character;
-    U8_NEXT(text.data(), i, size, character);
-    if (character < 0) return false;
-  }
-  return true;
 }
 
 }  // namespace

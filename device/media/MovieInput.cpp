@@ -5,8 +5,6 @@ extern "C" {
 #include <libavutil/display.h>
 #include <libavutil/intreadwrite.h>
 }
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -18,7 +16,7 @@ extern "C" {
 #include <string_view>
 #include <vector>
 
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/Descriptor.h"
 
 namespace vecamera::device::media {
 
@@ -266,18 +264,16 @@ MovieInput::MovieInput(std::unique_ptr<ByteSource> bytes) : bytes_(std::move(byt
 MovieInput::~MovieInput() = default;
 
 MovieInput::Opened MovieInput::open(const std::filesystem::path& file, Cancelled cancelled) {
-  // Without O_NONBLOCK, opening a pipe would wait for its other end.
-  foundation::Descriptor descriptor =
-      foundation::openAt(AT_FDCWD, file.native(), O_RDONLY | O_NONBLOCK);
-  struct stat status;
-  if (!descriptor || fstat(descriptor.number(), &status) != 0)
-    return mediaError(AVError::unknown, "The movie \"" + file.filename().string() +
-                                            "\" cannot be opened: " + std::strerror(errno) + ".");
-  if (!S_ISREG(status.st_mode))
-    return mediaError(AVError::fileFormatNotRecognized,
-                      "The movie \"" + file.filename().string() + "\" is no file.");
-  return open(
-      std::make_unique<ByteSource>(std::move(descriptor), status.st_size, std::move(cancelled)));
+  auto opened = foundation::openFileForReading(file);
+  if (opened)
+    return open(std::make_unique<ByteSource>(std::move(opened->descriptor),
+                                             static_cast<std::int64_t>(opened->size),
+                                             std::move(cancelled)));
+  const std::string name = "The movie \"" + file.filename().string() + "\"";
+  const auto& error = opened.error();
+  if (error.code == EISDIR || error.code == EINVAL)
+    return mediaError(AVError::fileFormatNotRecognized, name + " is no file.");
+  return mediaError(AVError::unknown, name + " cannot be opened: " + error.text + ".");
 }
 
 MovieInput::Opened MovieInput::open(const Data& bytes) {

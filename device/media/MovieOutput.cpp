@@ -7,14 +7,8 @@ extern "C" {
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
-#include <random>
-#include <system_error>
-
-#include "device/foundation/PosixFiles.h"
 
 namespace vecamera::device::media {
 namespace {
@@ -24,26 +18,11 @@ int interrupt(void* cancelled) {
   return asked && asked();
 }
 
-std::string randomName() {
-  std::random_device random;
-  std::array<char, 32> name;
-  std::snprintf(name.data(), name.size(), ".%08x%08x.tmp", random(), random());
-  return name.data();
-}
-
 NSError cannotWrite(const std::filesystem::path& target, int systemCode) {
   const std::string what = "The movie \"" + target.filename().string() + "\" cannot be written";
   if (systemCode == EEXIST)
     return mediaError(AVError::fileAlreadyExists, what + ": a file of that name exists.");
   return libraryError(AVERROR(systemCode), what, AVError::unknown);
-}
-
-/// Renames, but onto nothing.
-int renameFresh(const std::filesystem::path& from, const std::filesystem::path& to) {
-  if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0) return 0;
-  // Some file systems cannot tell; the target was looked for before.
-  if (errno != EINVAL && errno != ENOSYS) return errno;
-  return rename(from.c_str(), to.c_str()) == 0 ? 0 : errno;
 }
 
 Codec openEncoder(const AVCodec* encoder, Codec codec, Outcome& error, const char* what) {
@@ -84,10 +63,7 @@ void MovieOutput::Free::operator()(AVFormatContext* context) const {
   avformat_free_context(context);
 }
 
-MovieOutput::~MovieOutput() {
-  context_.reset();
-  if (!partial_.empty()) unlink(partial_.c_str());
-}
+MovieOutput::~MovieOutput() = default;
 
 MovieOutput::Created MovieOutput::create(const std::filesystem::path& target, Container container,
                                          IndexPlace index, Cancelled cancelled) {
@@ -102,11 +78,11 @@ Outcome MovieOutput::open(Container container, IndexPlace index) {
   struct stat status;
   if (lstat(target_.c_str(), &status) == 0) return cannotWrite(target_, EEXIST);
   // FFmpeg opens the file by its name and leaves the mode of one that exists.
-  const auto partial = target_.parent_path() / randomName();
-  if (!foundation::openAt(AT_FDCWD, partial.native(), O_WRONLY | O_CREAT | O_EXCL, 0600))
-    return cannotWrite(target_, errno);
-  partial_ = partial;
-  const std::string url = "file:" + partial.native();
+  foundation::removeAbandonedFiles(target_.parent_path());
+  auto partial = foundation::PartialFile::createBeside(target_);
+  if (!partial) return cannotWrite(target_, partial.error().code);
+  partial_.emplace(*std::move(partial));
+  const std::string url = "file:" + partial_->path().native();
   AVFormatContext* context = nullptr;
   int failure = avformat_alloc_output_context2(
       &context, nullptr, container == Container::mpeg4 ? "mp4" : "mov", url.c_str());
@@ -158,8 +134,8 @@ Outcome MovieOutput::finish() {
   if (failure >= 0) failure = closed;
   if (failure < 0)
     return libraryError(failure, "The movie cannot be written", AVError::exportFailed);
-  if (const int renamed = renameFresh(partial_, target_)) return cannotWrite(target_, renamed);
-  partial_.clear();
+  const auto moved = partial_->moveTo(target_, foundation::PartialFile::IfTaken::fail);
+  if (!moved) return cannotWrite(target_, moved.error().code);
   return std::nullopt;
 }
 

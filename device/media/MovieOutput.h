@@ -2,10 +2,12 @@
 
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <queue>
 #include <string>
 #include <variant>
 
+#include "device/foundation/files/PartialFile.h"
 #include "device/media/Ffmpeg.h"
 #include "device/media/MovieInput.h"
 
@@ -51,8 +53,7 @@ class MovieOutput {
   const Cancelled cancelled_;
   IndexPlace index_ = IndexPlace::front;
   bool hasRefusedTimes_ = false;
-  /// Empty as long as there is none, and when it has its final name.
-  std::filesystem::path partial_;
+  std::optional<foundation::PartialFile> partial_;
   std::unique_ptr<AVFormatContext, Free> context_;
 };
 

@@ -2,31 +2,35 @@
 
 #include <sqlite3.h>
 
+#include <utility>
+
 namespace vecamera::device::photos {
 
 Database::~Database() {
   sqlite3_close(handle_);
 }
 
-bool Database::open(const std::filesystem::path& file) {
-  constexpr int kFlags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
-  return sqlite3_open_v2(file.c_str(), &handle_, kFlags, nullptr) == SQLITE_OK;
+StoreResult<void> Database::open(const std::filesystem::path& file) {
+  constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_NOMUTEX | SQLITE_OPEN_EXRESCODE;
+  if (sqlite3_open_v2(file.c_str(), &handle_, flags, nullptr) != SQLITE_OK) return failure();
+  return {};
 }
 
 void Database::setBusyTimeout(int timeoutMs) {
   sqlite3_busy_timeout(handle_, timeoutMs);
 }
 
-bool Database::execute(const char* sql) {
-  return sqlite3_exec(handle_, sql, nullptr, nullptr, nullptr) == SQLITE_OK;
+StoreResult<void> Database::execute(const std::string& sql) {
+  if (sqlite3_exec(handle_, sql.c_str(), nullptr, nullptr, nullptr) != SQLITE_OK) return failure();
+  return {};
 }
 
 std::int64_t Database::lastInsertedRow() const {
   return sqlite3_last_insert_rowid(handle_);
 }
 
-std::string Database::lastError() const {
-  return sqlite3_errmsg(handle_);
+Failure<StoreError> Database::failure() const {
+  return storeFailure(StoreError::Kind::storage, sqlite3_errmsg(handle_));
 }
 
 bool Database::lastBrokeUniqueness() const {
@@ -76,12 +80,6 @@ bool Statement::next() {
   return false;
 }
 
-bool Statement::run() {
-  while (next()) {
-  }
-  return !failed_;
-}
-
 std::int64_t Statement::integer(int column) const {
   return sqlite3_column_int64(handle_, column);
 }
@@ -100,17 +98,22 @@ bool Statement::isNull(int column) const {
   return sqlite3_column_type(handle_, column) == SQLITE_NULL;
 }
 
-Transaction::Transaction(Database& database)
-    : database_(database), open_(database.execute("BEGIN IMMEDIATE")) {}
-
-Transaction::~Transaction() {
-  if (open_) database_.execute("ROLLBACK");
+StoreResult<Transaction> Transaction::begin(Database& database) {
+  if (auto begun = database.execute("BEGIN IMMEDIATE"); !begun) return std::move(begun).failure();
+  return Transaction(database);
 }
 
-bool Transaction::commit() {
-  if (!database_.execute("COMMIT")) return false;
-  open_ = false;
-  return true;
+Transaction::Transaction(Transaction&& other) noexcept
+    : database_(std::exchange(other.database_, nullptr)) {}
+
+Transaction::~Transaction() {
+  if (database_) static_cast<void>(database_->execute("ROLLBACK"));
+}
+
+StoreResult<void> Transaction::commit() {
+  if (auto committed = database_->execute("COMMIT"); !committed) return committed;
+  database_ = nullptr;
+  return {};
 }
 
 }  // namespace vecamera::device::photos

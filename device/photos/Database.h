@@ -5,14 +5,15 @@
 #include <string>
 #include <string_view>
 
+#include "device/photos/StoreError.h"
+
 struct sqlite3;
 struct sqlite3_stmt;
 
 /// The inner parts of the photo library's store.
 namespace vecamera::device::photos {
 
-/// One SQLite connection, used by one thread at a time. An operation that fails gives false, and
-/// `lastError` tells why until the next operation.
+/// One SQLite connection, used by one thread at a time. Errors are of the kind `storage`.
 class Database {
  public:
   Database() = default;
@@ -21,13 +22,14 @@ class Database {
   Database& operator=(const Database&) = delete;
 
   /// Opens the file, which must exist.
-  bool open(const std::filesystem::path& file);
+  StoreResult<void> open(const std::filesystem::path& file);
   /// How long an operation waits for other connections.
   void setBusyTimeout(int timeoutMs);
   /// Runs one or more statements without results.
-  bool execute(const char* sql);
+  StoreResult<void> execute(const std::string& sql);
   std::int64_t lastInsertedRow() const;
-  std::string lastError() const;
+  /// Why the last operation failed, in SQLite's words.
+  Failure<StoreError> failure() const;
   /// Whether the last operation broke a uniqueness rule.
   bool lastBrokeUniqueness() const;
   sqlite3* handle() const { return handle_; }
@@ -49,10 +51,8 @@ class Statement {
   Statement& bind(double number);
   Statement& bindNull();
 
-  /// Goes to the next row; false at the end and on failure.
+  /// Goes to the next row; false at the end and where it failed.
   bool next();
-  /// Runs to the end; false on failure.
-  bool run();
   bool failed() const { return failed_; }
 
   std::int64_t integer(int column) const;
@@ -71,17 +71,18 @@ class Statement {
 /// Holds the database's one write lock from its beginning, and rolls back unless committed.
 class Transaction {
  public:
-  explicit Transaction(Database& database);
+  static StoreResult<Transaction> begin(Database& database);
+  Transaction(Transaction&& other) noexcept;
+  Transaction& operator=(Transaction&&) = delete;
   ~Transaction();
-  Transaction(const Transaction&) = delete;
-  Transaction& operator=(const Transaction&) = delete;
 
-  bool begun() const { return open_; }
-  bool commit();
+  StoreResult<void> commit();
 
  private:
-  Database& database_;
-  bool open_ = false;
+  explicit Transaction(Database& database) : database_(&database) {}
+
+  /// Null where it has ended.
+  Database* database_;
 };
 
 }  // namespace vecamera::device::photos

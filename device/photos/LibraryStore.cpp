@@ -1,70 +1,27 @@
 #include "device/photos/LibraryStore.h"
 
-#include <array>
+#include <fcntl.h>
+
 #include <charconv>
 #include <set>
 #include <system_error>
 
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/PartialFile.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/photos/AssetAddress.h"
-#include "device/photos/Database.h"
-#include "device/photos/PrivateFiles.h"
+#include "device/photos/AssetTable.h"
 #include "device/photos/RandomIdentifiers.h"
 
 namespace vecamera::device::photos {
 
 namespace fs = std::filesystem;
+using foundation::FileError;
+using foundation::FileResult;
 
 namespace {
 
-constexpr int kBusyTimeoutMs = 10'000;
-// Marks a database as one of ours ("VECP").
-constexpr std::int64_t kApplicationId = 0x56454350;
-
-// Step N leads from schema version N to N + 1. A step that has been released is never changed.
-constexpr std::array kMigrations = {
-    R"(CREATE TABLE asset (
-         sequence INTEGER PRIMARY KEY AUTOINCREMENT,
-         identifier TEXT NOT NULL UNIQUE,
-         uuid TEXT NOT NULL
-           GENERATED ALWAYS AS (substr(identifier, 1, instr(identifier || '/', '/') - 1)) VIRTUAL,
-         type INTEGER NOT NULL CHECK (type IN (1, 2)),
-         uti TEXT NOT NULL,
-         extension TEXT NOT NULL,
-         byteCount INTEGER NOT NULL,
-         width INTEGER NOT NULL,
-         height INTEGER NOT NULL,
-         orientation INTEGER NOT NULL CHECK (orientation BETWEEN 1 AND 8),
-         createdMicroseconds INTEGER NOT NULL,
-         durationSeconds REAL
-       ) STRICT;
-       CREATE INDEX assetByUuid ON asset (uuid);)",
-};
-constexpr std::int64_t kSchemaVersion = kMigrations.size();
-
-constexpr std::string_view kColumns =
-    "sequence, identifier, type, uti, extension, byteCount, width, height, orientation, "
-    "createdMicroseconds, durationSeconds";
-
-std::string selectAssets(std::string_view rest) {
-  return "SELECT " + std::string(kColumns) + " FROM asset " + std::string(rest);
-}
-
-/// Reads a row of `kColumns`.
-AssetRecord recordOf(const Statement& row) {
-  AssetRecord record;
-  record.sequence = row.integer(0);
-  record.identifier = row.text(1);
-  record.type = static_cast<PHAssetResourceType>(row.integer(2));
-  record.uti = row.text(3);
-  record.extension = row.text(4);
-  record.byteCount = static_cast<std::uint64_t>(row.integer(5));
-  record.width = static_cast<int>(row.integer(6));
-  record.height = static_cast<int>(row.integer(7));
-  record.orientation = static_cast<CGImagePropertyOrientation>(row.integer(8));
-  record.created = Date(std::chrono::microseconds(row.integer(9)));
-  if (!row.isNull(10)) record.durationSeconds = row.real(10);
-  return record;
-}
+constexpr std::string_view databaseName = "library.sqlite";
 
 std::string originalName(const AssetRecord& record) {
   return std::to_string(record.sequence) + "." + record.extension;
@@ -82,64 +39,60 @@ std::optional<std::int64_t> sequenceInThumbnailName(const std::string& name) {
   return sequence;
 }
 
-/// Removes the folder's files that the condition holds for. Removing is housekeeping: what cannot
-/// be removed now is met again the next time.
+/// Removes the folder's files that the condition holds for, but those that are being written.
+/// Removing is housekeeping: what cannot be removed now is met again the next time.
 void removeFiles(const fs::path& folder, const std::function<bool(const std::string&)>& condition) {
-  std::vector<fs::path> found;
-  std::error_code error;
-  for (fs::directory_iterator at(folder, error); !error && at != fs::directory_iterator();
-       at.increment(error)) {
-    std::error_code unknown;
-    if (at->is_regular_file(unknown) && condition(at->path().filename().string())) {
-      found.push_back(at->path());
-    }
+  const auto opened = foundation::openFolderAt(AT_FDCWD, folder, foundation::LastLink::follow);
+  if (!opened) return;
+  const auto names = foundation::entryNames(*opened);
+  if (!names) return;
+  for (const std::string& name : *names) {
+    if (condition(name)) static_cast<void>(foundation::removeUnlessLocked(*opened, name, name));
   }
-  for (const fs::path& file : found) fs::remove(file, error);
-}
-
-std::optional<std::int64_t> singleNumber(Database& database, const char* sql) {
-  Statement statement(database, sql);
-  if (!statement.next()) return std::nullopt;
-  return statement.integer(0);
 }
 
 std::optional<Data> dataOf(const AssetContent& content) {
   if (const auto* data = std::get_if<Data>(&content)) return *data;
-  auto read = readFile(std::get<fs::path>(content));
-  auto* data = std::get_if<Data>(&read);
-  return data ? std::optional(std::move(*data)) : std::nullopt;
+  return foundation::readFile(std::get<fs::path>(content)).value();
 }
 
-/// Nothing on success.
-std::optional<std::string> write(const AssetContent& content, const fs::path& file) {
-  if (const auto* data = std::get_if<Data>(&content)) return writePrivateFile(file, *data);
-  return copyToPrivateFile(std::get<fs::path>(content), file);
+/// Writes the content so that its bytes survive a loss of power; the file's name may not.
+FileResult<void> write(const AssetContent& content, const foundation::Descriptor& file) {
+  FileResult<void> written;
+  if (const auto* data = std::get_if<Data>(&content)) {
+    written = foundation::writeAll(file, std::as_bytes(data->bytes()));
+  } else {
+    const auto source = foundation::openFileForReading(std::get<fs::path>(content));
+    if (!source) return source.failure();
+    written = foundation::copyAll(source->descriptor, file);
+  }
+  return written ? foundation::synchronize(file) : written;
 }
 
-constexpr std::string_view kPictureFormats = "JPEG, PNG, HEIC, WebP";
-constexpr std::string_view kMovieFormats = "MP4, QuickTime, WebM";
+constexpr std::string_view pictureFormats = "JPEG, PNG, HEIC, WebP";
+constexpr std::string_view movieFormats = "MP4, QuickTime, WebM";
 
-StoreError invalidResource(const std::string& name, std::string_view kind,
-                           std::string_view formats) {
-  return {StoreError::Kind::invalidResource, name + " is no " + std::string(kind) +
-                                                 " that the library takes (" +
-                                                 std::string(formats) + ")"};
+Failure<StoreError> invalidResource(const std::string& name, std::string_view kind,
+                                    std::string_view formats) {
+  return storeFailure(StoreError::Kind::invalidResource, name + " is no " + std::string(kind) +
+                                                             " that the library takes (" +
+                                                             std::string(formats) + ")");
 }
 
-StoreError writeError(const std::string& why) {
-  return {StoreError::Kind::storage, "The original cannot be written: " + why};
+Failure<StoreError> writeFailure(const std::string& why) {
+  return storeFailure(StoreError::Kind::storage, "The original cannot be written: " + why);
 }
 
-StoreError unknownAsset(std::string_view identifier) {
-  return {StoreError::Kind::unknownAsset,
-          "The library holds no asset \"" + std::string(identifier) + "\""};
+Failure<StoreError> readFailure(const fs::path& file, const FileError& error) {
+  return storeFailure(StoreError::Kind::unreadable,
+                      file.filename().string() + " cannot be read: " + error.text);
+}
+
+Failure<StoreError> storageFailure(const FileError& error) {
+  return storeFailure(StoreError::Kind::storage, error.text);
 }
 
 }  // namespace
-
-std::string formatName(const AssetRecord& record) {
-  return record.extension == "jpg" ? "jpeg" : record.extension;
-}
 
 // Opening
 
@@ -148,108 +101,64 @@ LibraryStore::LibraryStore(fs::path folder, Parts parts)
       originals_(folder_ / "originals"),
       thumbnails_(folder_ / "thumbnails"),
       parts_(std::move(parts)),
-      database_(std::make_unique<Database>()) {}
+      table_(std::make_unique<AssetTable>()) {}
 
 LibraryStore::~LibraryStore() = default;
 
-StoreOutcome<std::unique_ptr<LibraryStore>> LibraryStore::open(const fs::path& folder,
-                                                               Parts parts) {
+StoreResult<std::unique_ptr<LibraryStore>> LibraryStore::open(const fs::path& folder, Parts parts) {
   std::error_code error;
   // Later changes of the working directory must not move the library.
   const fs::path place = (fs::absolute(folder, error) / "").lexically_normal().parent_path();
   if (!parts.identifiers) parts.identifiers = RandomIdentifiers();
 
   std::unique_ptr<LibraryStore> store(new LibraryStore(place, std::move(parts)));
-  const std::optional<std::string> why = error ? error.message() : store->prepare();
-  if (why) {
-    return StoreError{StoreError::Kind::storage,
-                      "The photo library at " + folder.string() + " cannot be opened: " + *why};
-  }
-  return store;
+  const StoreResult<void> prepared =
+      error ? storeFailure(StoreError::Kind::storage, error.message()) : store->prepare();
+  if (prepared) return store;
+  return storeFailure(StoreError::Kind::storage, "The photo library at " + folder.string() +
+                                                     " cannot be opened: " + prepared.error().text);
 }
 
-std::optional<std::string> LibraryStore::prepare() {
-  if (auto error = makePrivateFolder(folder_)) return error;
+StoreResult<void> LibraryStore::prepare() {
+  if (auto made = foundation::makePrivateFolder(folder_); !made)
+    return storageFailure(made.error());
   // Two processes must not make or migrate the database at once.
-  const FolderLock lock(folder_);
-  if (lock.error()) return lock.error();
-  if (auto error = makePrivateFile(folder_ / "library.sqlite")) return error;
-  if (auto error = makePrivateFolder(originals_)) return error;
-  if (auto error = makePrivateFolder(thumbnails_)) return error;
-  if (auto error = prepareDatabase()) return error;
+  const auto held = foundation::openFolderAt(AT_FDCWD, folder_, foundation::LastLink::follow);
+  if (!held) return storageFailure(held.error());
+  if (auto locked = foundation::lock(*held, foundation::WhenLocked::wait); !locked)
+    return storageFailure(locked.error());
+  // An existing database is not even opened: closing it again would drop the locks that SQLite
+  // holds on it in this process.
+  const auto database =
+      foundation::openAt(held->number(), databaseName, O_WRONLY | O_CREAT | O_EXCL, 0600);
+  if (!database && database.error().code != EEXIST) return storageFailure(database.error());
+  for (const fs::path& inner : {originals_, thumbnails_}) {
+    if (auto made = foundation::makePrivateFolder(inner); !made)
+      return storageFailure(made.error());
+  }
+  if (auto prepared = prepareTable(); !prepared) return prepared;
   sweep();
-  return std::nullopt;
+  return {};
 }
 
-std::optional<std::string> LibraryStore::prepareDatabase() {
-  if (!database_->open(folder_ / "library.sqlite")) return database_->lastError();
-  database_->setBusyTimeout(kBusyTimeoutMs);
-  // Nothing is written before the database is known to be one of ours.
-  if (auto error = checkDatabase()) return error;
-  if (!database_->execute("PRAGMA journal_mode = WAL; PRAGMA synchronous = FULL;"
-                          "PRAGMA foreign_keys = ON;")) {
-    return database_->lastError();
-  }
-  return migrate();
-}
-
-std::optional<std::string> LibraryStore::checkDatabase() {
-  const auto version = singleNumber(*database_, "PRAGMA user_version");
-  if (!version) return database_->lastError();
-  const auto applicationId = singleNumber(*database_, "PRAGMA application_id");
-  if (!applicationId) return database_->lastError();
-  const auto objects = singleNumber(*database_, "SELECT count(*) FROM sqlite_schema");
-  if (!objects) return database_->lastError();
-
-  const bool isNew = *version == 0 && *applicationId == 0 && *objects == 0;
+StoreResult<void> LibraryStore::prepareTable() {
+  if (auto opened = table_->open(folder_ / databaseName); !opened) return opened;
   std::error_code error;
-  if (isNew && !fs::is_empty(originals_, error)) {
+  if (table_->isNew() && !fs::is_empty(originals_, error)) {
     // To go on would take the pictures for left-overs, and remove them.
-    return error ? error.message() : "there are originals, but their database is missing or empty";
+    return storeFailure(
+        StoreError::Kind::storage,
+        error ? error.message() : "there are originals, but their database is missing or empty");
   }
-  if (!isNew && *applicationId != kApplicationId) {
-    return "library.sqlite is not a photo library's database";
-  }
-  if (*version > kSchemaVersion) {
-    return "it was made by a newer version of this program (its schema is " +
-           std::to_string(*version) + ", this program knows " + std::to_string(kSchemaVersion) +
-           ")";
-  }
-  Statement check(*database_, "PRAGMA quick_check(1)");
-  if (!check.next()) return database_->lastError();
-  const std::string found = check.text(0);
-  if (found != "ok") return "its database is damaged (" + found + ")";
-  return std::nullopt;
-}
-
-std::optional<std::string> LibraryStore::migrate() {
-  // The folder is held, so that no other process migrates meanwhile. A library that is up to date
-  // is not locked, because another process may be in a long change.
-  const auto version = singleNumber(*database_, "PRAGMA user_version");
-  if (!version) return database_->lastError();
-  if (*version == kSchemaVersion) return std::nullopt;
-  Transaction change(*database_);
-  if (!change.begun()) return database_->lastError();
-  for (std::int64_t step = *version; step < kSchemaVersion; ++step) {
-    if (!database_->execute(kMigrations[static_cast<std::size_t>(step)])) {
-      return database_->lastError();
-    }
-  }
-  const std::string marks = "PRAGMA application_id = " + std::to_string(kApplicationId) +
-                            "; PRAGMA user_version = " + std::to_string(kSchemaVersion);
-  if (!database_->execute(marks.c_str()) || !change.commit()) return database_->lastError();
-  return std::nullopt;
+  return table_->migrate();
 }
 
 void LibraryStore::sweep() {
   // Files without a row exist while a change holds the write lock, too. Where somebody holds it,
   // sweeping is left to a later opening.
-  database_->setBusyTimeout(0);
-  const Transaction guard(*database_);
-  database_->setBusyTimeout(kBusyTimeoutMs);
-  if (!guard.begun()) return;
-
-  const auto records = listLocked();
+  const auto guard = table_->begin(AssetTable::WhenBusy::fail);
+  if (!guard) return;
+  const auto records = table_->list();
   if (!records) return;
   std::set<std::string> originals;
   std::set<std::int64_t> sequences;
@@ -257,9 +166,7 @@ void LibraryStore::sweep() {
     originals.insert(originalName(record));
     sequences.insert(record.sequence);
   }
-  removeFiles(originals_, [&](const std::string& name) {
-    return !originals.contains(name) && !isPartialInUse(name);
-  });
+  removeFiles(originals_, [&](const std::string& name) { return !originals.contains(name); });
   removeFiles(thumbnails_, [&](const std::string& name) {
     const auto sequence = sequenceInThumbnailName(name);
     return !sequence || !sequences.contains(*sequence);
@@ -268,7 +175,11 @@ void LibraryStore::sweep() {
 
 // Adding
 
-/// Files of a change that is under way; removed again unless it is kept.
+struct LibraryStore::StagedAsset {
+  AssetRecord record;
+  foundation::PartialFile file;
+};
+
 class LibraryStore::ChangeFiles {
  public:
   ChangeFiles() = default;
@@ -293,7 +204,7 @@ std::string LibraryStore::drawIdentifier() {
     std::string uuid = parts_.identifiers();
     // A seeded source gives the same row again for a library that has been used before. One that
     // repeats itself at once has no other to give; adding the asset will report it.
-    if (!findLocked(uuid) || uuid == previous) return uuid + "/L0/001";
+    if (!table_->findByIdentifierOrUuid(uuid) || uuid == previous) return uuid + "/L0/001";
     previous = std::move(uuid);
   }
 }
@@ -328,124 +239,87 @@ std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
   return std::nullopt;
 }
 
-StoreOutcome<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAsset>& assets) {
+StoreResult<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAsset>& assets) {
   // Copying a movie takes its time, so that the library is not held meanwhile.
-  ChangeFiles files;
   std::vector<StagedAsset> staged;
   for (const NewAsset& asset : assets) {
-    auto one = stage(asset, files);
-    if (!one) return one.error();
+    auto one = stage(asset);
+    if (!one) return std::move(one).failure();
     staged.push_back(*std::move(one));
   }
   std::vector<AssetRecord> records;
   if (staged.empty()) return records;
+  ChangeFiles files;
   const std::lock_guard lock(mutex_);
-  Transaction change(*database_);
-  if (!change.begun()) return storageError();
+  auto change = table_->begin();
+  if (!change) return change.failure();
   reach(Stage::changeBegun);
   for (StagedAsset& each : staged) {
-    if (auto error = insertLocked(each.record)) return *std::move(error);
+    if (auto inserted = table_->insert(each.record); !inserted) return inserted.failure();
     const fs::path file = originalFile(each.record);
     files.add(file);
-    std::error_code error;
-    fs::rename(each.file, file, error);
-    if (error) return writeError(error.message());
+    if (auto moved = each.file.moveTo(file); !moved) return writeFailure(moved.error().text);
     reach(Stage::fileRenamed);
     records.push_back(std::move(each.record));
   }
-  if (const auto why = syncFolder(originals_)) return writeError(*why);
+  if (auto synchronized = foundation::synchronizeFolder(originals_); !synchronized)
+    return writeFailure(synchronized.error().text);
   reach(Stage::folderSynced);
 
   // From here on the files stay: where committing fails half-way, the change may still turn out to
   // be there at the next opening, which removes the files if it is not.
   files.keep();
-  if (!change.commit()) return storageError();
+  if (auto committed = table_->commit(*change); !committed) return committed.failure();
   reach(Stage::changeCommitted);
   return records;
 }
 
-StoreOutcome<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset,
-                                                            ChangeFiles& files) {
+StoreResult<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset) {
   const bool isPhoto = asset.type == PHAssetResourceType::photo;
   const auto refused = [isPhoto] {
-    return isPhoto ? invalidResource("The resource", "picture", kPictureFormats)
-                   : invalidResource("The resource", "movie", kMovieFormats);
+    return isPhoto ? invalidResource("The resource", "picture", pictureFormats)
+                   : invalidResource("The resource", "movie", movieFormats);
   };
-  StagedAsset staged{{}, partialName(originals_ / "new")};
   const auto* source = std::get_if<fs::path>(&asset.content);
-  if (source && problemWithReading(*source)) return refused();
-  if (!source && !describe(asset)) return refused();
-  files.add(staged.file);
-  if (const auto why = write(asset.content, staged.file)) return writeError(*why);
+  if (source ? !foundation::openFileForReading(*source) : !describe(asset)) return refused();
+  auto file = foundation::PartialFile::createBeside(originals_ / "new");
+  if (!file) return writeFailure(file.error().text);
+  if (auto written = write(asset.content, file->descriptor()); !written)
+    return writeFailure(written.error().text);
   reach(Stage::fileWritten);
   // A file is looked at as it was copied.
   auto copied = asset;
-  if (source) copied.content = staged.file;
+  if (source) copied.content = file->path();
   auto record = describe(copied);
   if (!record) return refused();
-  staged.record = *std::move(record);
   std::error_code error;
-  staged.record.byteCount = fs::file_size(staged.file, error);
-  if (error) return writeError(error.message());
-  if (!asset.identifier) staged.record.identifier = drawIdentifier();
-  return staged;
+  record->byteCount = fs::file_size(file->path(), error);
+  if (error) return writeFailure(error.message());
+  if (!asset.identifier) record->identifier = drawIdentifier();
+  return StagedAsset{*std::move(record), *std::move(file)};
 }
 
-std::optional<StoreError> LibraryStore::insertLocked(AssetRecord& record) {
-  const auto& identifier = record.identifier;
-  if (assetUuid(identifier).empty() || identifier.find('\0') != std::string::npos) {
-    return StoreError{StoreError::Kind::identifierRefused,
-                      "No asset can have the identifier \"" + identifier + "\""};
-  }
-  Statement insert(*database_,
-                   "INSERT INTO asset (identifier, type, uti, extension, byteCount, width, height, "
-                   "orientation, createdMicroseconds, durationSeconds) "
-                   "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
-  insert.bind(identifier)
-      .bind(static_cast<std::int64_t>(record.type))
-      .bind(record.uti)
-      .bind(record.extension)
-      .bind(static_cast<std::int64_t>(record.byteCount))
-      .bind(std::int64_t{record.width})
-      .bind(std::int64_t{record.height})
-      .bind(std::int64_t{record.orientation})
-      .bind(static_cast<std::int64_t>(record.created.time_since_epoch().count()));
-  if (record.durationSeconds) {
-    insert.bind(*record.durationSeconds);
-  } else {
-    insert.bindNull();
-  }
-  if (!insert.run()) {
-    if (!database_->lastBrokeUniqueness()) return storageError();
-    return StoreError{StoreError::Kind::identifierRefused,
-                      "The library already holds an asset \"" + identifier + "\""};
-  }
-  record.sequence = database_->lastInsertedRow();
-  return std::nullopt;
-}
-
-StoreOutcome<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
-  const std::string name = file.path.filename().string();
-  if (const auto why = problemWithReading(file.path))
-    return StoreError{StoreError::Kind::unreadable, name + " cannot be read: " + *why};
+StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
+  if (const auto opened = foundation::openFileForReading(file.path); !opened)
+    return readFailure(file.path, opened.error());
   // Whether it is a movie is told by its first bytes, a picture is read whole.
   NewAsset asset{file.identifier, PHAssetResourceType::video, file.path, created};
   bool isKnown = describe(asset).has_value();
   if (!isKnown) {
-    auto read = readFile(file.path);
-    if (const auto* why = std::get_if<std::string>(&read))
-      return StoreError{StoreError::Kind::unreadable, name + " cannot be read: " + *why};
+    auto read = foundation::readFile(file.path);
+    if (!read) return readFailure(file.path, read.error());
     asset.type = PHAssetResourceType::photo;
-    asset.content = std::get<Data>(std::move(read));
+    asset.content = *std::move(read);
     isKnown = describe(asset).has_value();
   }
-  if (!isKnown && !parts_.probeMovie) return invalidResource(name, "picture", kPictureFormats);
+  const std::string name = file.path.filename().string();
+  if (!isKnown && !parts_.probeMovie) return invalidResource(name, "picture", pictureFormats);
   if (!isKnown) {
     return invalidResource(name, "picture or movie",
-                           std::string(kPictureFormats) + ", " + std::string(kMovieFormats));
+                           std::string(pictureFormats) + ", " + std::string(movieFormats));
   }
   auto added = add({asset});
-  if (!added) return StoreError{added.error().kind, name + ": " + added.error().text};
+  if (!added) return storeFailure(added.error().kind, name + ": " + added.error().text);
   return std::move(added->front());
 }
 
@@ -458,7 +332,7 @@ ImportReport LibraryStore::importFiles(
     if (record) {
       report.imported.push_back(*std::move(record));
     } else {
-      report.refused.push_back(record.error());
+      report.refused.push_back(std::move(record).error());
     }
     if (progress) progress(i + 1, files.size());
   }
@@ -467,132 +341,93 @@ ImportReport LibraryStore::importFiles(
 
 // Reading
 
-StoreOutcome<std::vector<AssetRecord>> LibraryStore::list() {
+StoreResult<std::vector<AssetRecord>> LibraryStore::list() {
   const std::lock_guard lock(mutex_);
-  return listLocked();
+  return table_->list();
 }
 
-StoreOutcome<std::vector<AssetRecord>> LibraryStore::listLocked() {
-  Statement rows(*database_, selectAssets("ORDER BY sequence"));
-  std::vector<AssetRecord> records;
-  while (rows.next()) records.push_back(recordOf(rows));
-  if (rows.failed()) return storageError();
-  return records;
-}
-
-StoreOutcome<AssetRecord> LibraryStore::fetchByIdentifier(std::string_view identifier) {
+StoreResult<AssetRecord> LibraryStore::fetchByIdentifier(std::string_view identifier) {
   const std::lock_guard lock(mutex_);
-  Statement row(*database_, selectAssets("WHERE identifier = ?"));
-  row.bind(identifier);
-  if (row.next()) return recordOf(row);
-  if (row.failed()) return storageError();
-  return unknownAsset(identifier);
+  return table_->findByIdentifier(identifier);
 }
 
-StoreOutcome<AssetRecord> LibraryStore::findLocked(std::string_view identifierOrUuid) {
-  Statement row(*database_, selectAssets("WHERE identifier = ?1 OR uuid = ?1 "
-                                         "ORDER BY identifier <> ?1, sequence LIMIT 1"));
-  row.bind(identifierOrUuid);
-  if (row.next()) return recordOf(row);
-  if (row.failed()) return storageError();
-  return unknownAsset(identifierOrUuid);
-}
-
-StoreOutcome<AssetRecord> LibraryStore::fetchByAddress(std::string_view address) {
+StoreResult<AssetRecord> LibraryStore::fetchByAddress(std::string_view address) {
   const auto wanted = identifierInAssetAddress(address);
   if (!wanted) {
-    return StoreError{StoreError::Kind::unknownAsset,
-                      "\"" + std::string(address) + "\" is not the address of an asset"};
+    return storeFailure(StoreError::Kind::unknownAsset,
+                        "\"" + std::string(address) + "\" is not the address of an asset");
   }
   const std::lock_guard lock(mutex_);
-  return findLocked(*wanted);
+  return table_->findByIdentifierOrUuid(*wanted);
 }
 
-StoreOutcome<Data> LibraryStore::readOriginal(std::string_view identifier) {
+StoreResult<Data> LibraryStore::readOriginal(std::string_view identifier) {
   const auto record = fetchByIdentifier(identifier);
-  if (!record) return record.error();
+  if (!record) return record.failure();
   return readOriginal(*record);
 }
 
-StoreOutcome<Data> LibraryStore::readOriginal(const AssetRecord& record) const {
-  auto read = readFile(originalFile(record));
-  std::string why;
-  if (const auto* error = std::get_if<std::string>(&read)) {
-    why = *error;
-  } else {
-    auto& data = std::get<Data>(read);
-    if (data.size() == record.byteCount) return std::move(data);
-    why = "it has " + std::to_string(data.size()) + " bytes instead of " +
-          std::to_string(record.byteCount);
-  }
-  return StoreError{StoreError::Kind::unreadable,
-                    "The original of \"" + record.identifier + "\" cannot be read: " + why};
+StoreResult<Data> LibraryStore::readOriginal(const AssetRecord& record) const {
+  auto read = foundation::readFile(originalFile(record));
+  if (read && read->size() == record.byteCount) return *std::move(read);
+  const std::string why = read ? "it has " + std::to_string(read->size()) + " bytes instead of " +
+                                     std::to_string(record.byteCount)
+                               : read.error().text;
+  return storeFailure(StoreError::Kind::unreadable,
+                      "The original of \"" + record.identifier + "\" cannot be read: " + why);
 }
 
-StoreOutcome<fs::path> LibraryStore::originalFile(std::string_view identifier) {
+StoreResult<fs::path> LibraryStore::originalFile(std::string_view identifier) {
   const auto record = fetchByIdentifier(identifier);
-  if (!record) return record.error();
+  if (!record) return record.failure();
   return originalFile(*record);
 }
 
-std::optional<Data> LibraryStore::makeSmall(const AssetRecord& record, int maxSide,
-                                            std::optional<StoreError>& error) const {
-  if (maxSide <= 0) return std::nullopt;
-  if (record.type == PHAssetResourceType::video)
-    return parts_.makePoster ? parts_.makePoster(originalFile(record), maxSide) : std::nullopt;
-  if (!parts_.makeThumbnail) return std::nullopt;
-  const auto original = readOriginal(record);
-  if (original) return parts_.makeThumbnail(*original, maxSide);
-  error = original.error();
-  return std::nullopt;
+StoreResult<Data> LibraryStore::makeThumbnail(const AssetRecord& record, int maxSide) const {
+  std::optional<Data> made;
+  if (maxSide > 0 && record.type == PHAssetResourceType::video) {
+    if (parts_.makePoster) made = parts_.makePoster(originalFile(record), maxSide);
+  } else if (maxSide > 0 && parts_.makeThumbnail) {
+    const auto original = readOriginal(record);
+    if (!original) return original.failure();
+    made = parts_.makeThumbnail(*original, maxSide);
+  }
+  if (made) return *std::move(made);
+  return storeFailure(StoreError::Kind::invalidResource,
+                      "No thumbnail can be made of \"" + record.identifier + "\"");
 }
 
-StoreOutcome<Data> LibraryStore::thumbnail(std::string_view identifier, int maxSide) {
+StoreResult<Data> LibraryStore::thumbnail(std::string_view identifier, int maxSide) {
   const auto record = fetchByIdentifier(identifier);
-  if (!record) return record.error();
+  if (!record) return record.failure();
   const fs::path file = thumbnails_ / thumbnailName(*record, maxSide);
-  auto cached = readFile(file);
-  if (auto* data = std::get_if<Data>(&cached)) return std::move(*data);
-
-  std::optional<StoreError> problem;
-  const auto made = makeSmall(*record, maxSide, problem);
-  if (problem) return *std::move(problem);
-  if (!made) {
-    return StoreError{StoreError::Kind::invalidResource,
-                      "No thumbnail can be made of \"" + record->identifier + "\""};
-  }
+  if (auto cached = foundation::readFile(file)) return *std::move(cached);
+  auto made = makeThumbnail(*record, maxSide);
   // A thumbnail that cannot be kept is made again the next time.
-  const fs::path partial = partialName(file);
-  std::error_code error;
-  if (!writePrivateFile(partial, *made)) fs::rename(partial, file, error);
-  fs::remove(partial, error);
-  return *made;
+  if (made) static_cast<void>(foundation::replaceFile(file, *made));
+  return made;
 }
 
 // Removing
 
-std::optional<StoreError> LibraryStore::remove(std::string_view identifier) {
+StoreResult<void> LibraryStore::remove(std::string_view identifier) {
   return removeAssets(identifier);
 }
 
-std::optional<StoreError> LibraryStore::clear() {
+StoreResult<void> LibraryStore::clear() {
   return removeAssets(std::nullopt);
 }
 
-std::optional<StoreError> LibraryStore::removeAssets(std::optional<std::string_view> identifier) {
+StoreResult<void> LibraryStore::removeAssets(std::optional<std::string_view> identifier) {
   const std::lock_guard lock(mutex_);
   std::vector<AssetRecord> removed;
   {
-    Transaction change(*database_);
-    if (!change.begun()) return storageError();
-    Statement removal(*database_, std::string("DELETE FROM asset ") +
-                                      (identifier ? "WHERE identifier = ? " : "") + "RETURNING " +
-                                      std::string(kColumns));
-    if (identifier) removal.bind(*identifier);
-    while (removal.next()) removed.push_back(recordOf(removal));
-    if (removal.failed()) return storageError();
-    if (identifier && removed.empty()) return unknownAsset(*identifier);
-    if (!change.commit()) return storageError();
+    auto change = table_->begin();
+    if (!change) return change.failure();
+    auto records = table_->remove(identifier);
+    if (!records) return records.failure();
+    if (auto committed = table_->commit(*change); !committed) return committed;
+    removed = *std::move(records);
   }
   reach(Stage::rowsRemoved);
 
@@ -607,12 +442,7 @@ std::optional<StoreError> LibraryStore::removeAssets(std::optional<std::string_v
     const auto sequence = sequenceInThumbnailName(name);
     return sequence && sequences.contains(*sequence);
   });
-  return std::nullopt;
-}
-
-StoreError LibraryStore::storageError() const {
-  return {StoreError::Kind::storage,
-          "The photo library's database failed: " + database_->lastError()};
+  return {};
 }
 
 void LibraryStore::reach(Stage stage) const {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <memory>
@@ -14,11 +13,12 @@
 #include "VECamera/platform/Foundation.h"
 #include "VECamera/platform/Photos.h"
 #include "VECamera/platform/Value.h"
-#include "device/photos/StoreOutcome.h"
+#include "device/photos/AssetRecord.h"
+#include "device/photos/StoreError.h"
 
 namespace vecamera::device::photos {
 
-class Database;
+class AssetTable;
 
 /// What a picture's bytes tell about it.
 struct ProbedPicture {
@@ -41,27 +41,6 @@ struct ProbedMovie {
   int height = 0;
   std::optional<double> durationSeconds;
 };
-
-/// One asset as the library lists it.
-struct AssetRecord {
-  std::string identifier;
-  /// What it is; the values are those of its one resource.
-  PHAssetResourceType type = PHAssetResourceType::photo;
-  std::string uti;
-  std::string extension;
-  std::uint64_t byteCount = 0;
-  /// In pixels, as displayed.
-  int width = 0;
-  int height = 0;
-  CGImagePropertyOrientation orientation = 1;
-  Date created;
-  std::optional<double> durationSeconds;
-  /// Grows from asset to asset; never used again, also not after a removal.
-  std::int64_t sequence = 0;
-};
-
-/// The format's everyday name: "jpeg" for "jpg", otherwise the extension.
-std::string formatName(const AssetRecord& record);
 
 /// The bytes, or the file that holds them; it is copied and stays.
 using AssetContent = std::variant<Data, std::filesystem::path>;
@@ -129,8 +108,8 @@ class LibraryStore {
   /// Opens the library, or makes it where the folder holds none, and removes the files that an
   /// interrupted change left behind. A library of a newer version, a damaged database and originals
   /// whose database is gone are refused, and none of their files is removed.
-  static StoreOutcome<std::unique_ptr<LibraryStore>> open(const std::filesystem::path& folder,
-                                                          Parts parts);
+  static StoreResult<std::unique_ptr<LibraryStore>> open(const std::filesystem::path& folder,
+                                                         Parts parts);
   ~LibraryStore();
   LibraryStore(const LibraryStore&) = delete;
   LibraryStore& operator=(const LibraryStore&) = delete;
@@ -139,8 +118,8 @@ class LibraryStore {
   std::string drawIdentifier();
 
   /// Adds all or none; gives their records in the order of the assets.
-  StoreOutcome<std::vector<AssetRecord>> add(const std::vector<NewAsset>& assets);
-  StoreOutcome<AssetRecord> importFile(const FileToImport& file, Date created);
+  StoreResult<std::vector<AssetRecord>> add(const std::vector<NewAsset>& assets);
+  StoreResult<AssetRecord> importFile(const FileToImport& file, Date created);
   /// Imports each file that can be; a refused one does not keep the others out. `progress` is
   /// called after each file.
   ImportReport importFiles(
@@ -148,50 +127,39 @@ class LibraryStore {
       const std::function<void(std::size_t done, std::size_t total)>& progress);
 
   /// In the order of creation.
-  StoreOutcome<std::vector<AssetRecord>> list();
-  StoreOutcome<AssetRecord> fetchByIdentifier(std::string_view identifier);
+  StoreResult<std::vector<AssetRecord>> list();
+  StoreResult<AssetRecord> fetchByIdentifier(std::string_view identifier);
   /// The asset behind an address of the form "assets-library://asset/asset.EXT?id=UUID&ext=EXT",
   /// in which a whole identifier may stand for the UUID. Extensions are not compared. Of several
   /// assets with the same UUID the oldest is given.
-  StoreOutcome<AssetRecord> fetchByAddress(std::string_view address);
-  StoreOutcome<Data> readOriginal(std::string_view identifier);
+  StoreResult<AssetRecord> fetchByAddress(std::string_view address);
+  StoreResult<Data> readOriginal(std::string_view identifier);
   /// The file that holds the asset's bytes, to be read only.
-  StoreOutcome<std::filesystem::path> originalFile(std::string_view identifier);
+  StoreResult<std::filesystem::path> originalFile(std::string_view identifier);
   /// From the cache, or made now.
-  StoreOutcome<Data> thumbnail(std::string_view identifier, int maxSide);
+  StoreResult<Data> thumbnail(std::string_view identifier, int maxSide);
 
-  /// Nothing on success.
-  std::optional<StoreError> remove(std::string_view identifier);
-  /// Removes every asset. Nothing on success.
-  std::optional<StoreError> clear();
+  StoreResult<void> remove(std::string_view identifier);
+  /// Removes every asset.
+  StoreResult<void> clear();
 
  private:
   LibraryStore(std::filesystem::path folder, Parts parts);
 
-  std::optional<std::string> prepare();
-  std::optional<std::string> prepareDatabase();
-  std::optional<std::string> checkDatabase();
-  std::optional<std::string> migrate();
+  StoreResult<void> prepare();
+  StoreResult<void> prepareTable();
   void sweep();
 
+  /// An asset whose bytes stand in a file of the library's already, under another name.
+  struct StagedAsset;
   /// Files of a change that is under way; removed again unless the change keeps them.
   class ChangeFiles;
-  /// An asset whose bytes stand in a file of the library's already, under another name.
-  struct StagedAsset {
-    AssetRecord record;
-    std::filesystem::path file;
-  };
 
   std::optional<AssetRecord> describe(const NewAsset& asset) const;
-  StoreOutcome<AssetRecord> findLocked(std::string_view identifierOrUuid);
-  std::optional<StoreError> insertLocked(AssetRecord& record);
-  StoreOutcome<StagedAsset> stage(const NewAsset& asset, ChangeFiles& files);
-  std::optional<StoreError> removeAssets(std::optional<std::string_view> identifier);
-  StoreOutcome<std::vector<AssetRecord>> listLocked();
-  StoreOutcome<Data> readOriginal(const AssetRecord& record) const;
-  std::optional<Data> makeSmall(const AssetRecord& record, int maxSide,
-                                std::optional<StoreError>& error) const;
-  StoreError storageError() const;
+  StoreResult<StagedAsset> stage(const NewAsset& asset);
+  StoreResult<void> removeAssets(std::optional<std::string_view> identifier);
+  StoreResult<Data> readOriginal(const AssetRecord& record) const;
+  StoreResult<Data> makeThumbnail(const AssetRecord& record, int maxSide) const;
   void reach(Stage stage) const;
   std::filesystem::path originalFile(const AssetRecord& record) const;
 
@@ -201,7 +169,7 @@ class LibraryStore {
   const Parts parts_;
   std::mutex mutex_;
   // Guarded by the mutex.
-  std::unique_ptr<Database> database_;
+  const std::unique_ptr<AssetTable> table_;
 };
 
 }  // namespace vecamera::device::photos

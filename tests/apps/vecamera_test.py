@@ -14,6 +14,7 @@ import unittest
 import urllib.request
 
 PROGRAM = ""
+TOOLS = pathlib.Path(__file__).resolve().parent / "tools"
 COMPLETIONS = pathlib.Path(__file__).parents[2] / "apps" / "vecamera" / "completions"
 COMMANDS = [["run"], ["take"], ["library"], ["library", "add"], ["library", "list"],
             ["library", "export"], ["library", "clear"], ["demo"], ["scene"], ["serve"],
@@ -336,7 +337,9 @@ class Serve(CommandLine):
             try:
                 address = server.stdout.readline().strip()
                 self.assertRegex(address, r"^http://127\.0\.0\.1:\d+/[0-9a-f]{32}/$")
-                with urllib.request.urlopen(address) as page:
+                # The machine's proxy does not know this one.
+                direct = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+                with direct.open(address) as page:
                     self.assertEqual(page.status, 200)
             finally:
                 server.send_signal(signal.SIGINT)
@@ -344,17 +347,10 @@ class Serve(CommandLine):
             self.assertEqual(server.wait(), 0)
 
     def test_it_opens_the_browser_without_telling_the_secret_to_other_users(self):
-        tools = self.folder / "tools"
-        tools.mkdir()
         told = self.folder / "told"
         os.mkfifo(told)
-        opener = tools / "xdg-open"
         held = self.folder / "held"
-        opener.write_text("#!/bin/sh\n"
-                          f'{{ cut -d" " -f6 "/proc/$$/stat"; readlink /proc/$$/fd/*; }} > "{held}"\n'
-                          f'{{ echo "$@"; stat -c %a "$1"; cat "$1"; }} > "{told}"\n')
-        opener.chmod(0o755)
-        environment = dict(os.environ, PATH=f"{tools}:{os.environ['PATH']}")
+        environment = dict(os.environ, PATH=f"{TOOLS}:{os.environ['PATH']}", TOLD=told, HELD=held)
         with subprocess.Popen([PROGRAM, "serve", "--open"], stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                               cwd=self.folder, env=environment) as server:

@@ -9,17 +9,13 @@ import unittest
 
 PLAYER = pathlib.Path(__file__).parent.parent / "scenarios" / "play.py"
 
-# Stands in for the program: its "script" is Python code.
-PROGRAM = '#!/bin/sh\nexec "%s" "$2"\n' % sys.executable
+PROGRAM = pathlib.Path(__file__).parent / "program.sh"
 
 
 class Play(unittest.TestCase):
     def setUp(self):
         folder = tempfile.TemporaryDirectory()
         self.addCleanup(folder.cleanup)
-        self.program = pathlib.Path(folder.name, "program")
-        self.program.write_text(PROGRAM, encoding="utf-8")
-        self.program.chmod(0o755)
         self.script = pathlib.Path(folder.name, "case.json")
         self.expected = self.script.with_suffix(".expected")
 
@@ -28,7 +24,7 @@ class Play(unittest.TestCase):
         if expected is not None:
             self.expected.write_text(expected, encoding="utf-8")
         done = subprocess.run(
-            [sys.executable, PLAYER, "--program", self.program, *options, self.script],
+            [sys.executable, PLAYER, "--program", PROGRAM, *options, self.script],
             capture_output=True, text=True, check=False)
         return done.returncode, done.stdout + done.stderr
 

@@ -4,8 +4,8 @@
 #include <atomic>
 #include <cerrno>
 
-#include "device/foundation/FileErrors.h"
 #include "device/foundation/Urls.h"
+#include "device/foundation/files/CocoaErrors.h"
 
 namespace vecamera::device::script {
 namespace {

@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <filesystem>
 
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/PartialFile.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/script/assembly/LibraryParts.h"
 #include "device/script/assembly/Samples.h"
 
@@ -20,7 +22,7 @@ std::optional<std::string> putFiles(const std::map<std::string, std::string>& fi
     const bool isFolder = name.ends_with('/');
     const auto folder = isFolder ? path : fs::path(path).parent_path().string();
     if (!foundation::makePrivateFolder(folder) ||
-        (!isFolder && !foundation::writeFile0600(path, Data::copyOf(text))))
+        (!isFolder && !foundation::replaceFile(path, Data::copyOf(text))))
       return "device.files: \"" + name + "\" cannot be written in " + directory;
   }
   return std::nullopt;
@@ -60,6 +62,7 @@ Made prepare(const DeviceSetup& setup) {
   if (foundation::isSharedFolder(made.temporaryDirectory))
     return "device.temporaryDirectory: " + made.temporaryDirectory +
            " is shared with others, and cleanup would empty it; name a folder of its own";
+  foundation::removeAbandonedFiles(made.temporaryDirectory);
 
   auto parts = libraryParts();
   parts.identifiers = [random = std::make_shared<photos::RandomIdentifiers>(setup.seed)] {

@@ -1,7 +1,6 @@
 #include "device/script/play/PlaySession.h"
 
 #include <algorithm>
-#include <fstream>
 #include <nlohmann/json.hpp>
 #include <ostream>
 #include <set>
@@ -9,6 +8,7 @@
 #include <thread>
 
 #include "device/camera/PickerInfo.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/media/SceneMovie.h"
 #include "device/script/json/JsonValue.h"
 #include "device/script/json/StrictJson.h"
@@ -58,12 +58,6 @@ using Json = nlohmann::ordered_json;
 
 /// Why a step could not be played; nothing: it was.
 using StepFailure = std::optional<std::string>;
-
-std::optional<Data> readWholeFile(const std::filesystem::path& path) {
-  std::ifstream in(path, std::ios::binary);
-  if (!in) return std::nullopt;
-  return Data(std::vector<std::uint8_t>(std::istreambuf_iterator<char>(in), {}));
-}
 
 std::string secondsText(std::chrono::milliseconds duration) {
   std::ostringstream text;
@@ -129,7 +123,7 @@ class Steps {
       info = camera::movieInfo(device_.urls.fileURLWithPath(file));
     } else {
       if (!takes(*picker, kUTTypeImage, step.info)) return "the camera on screen takes no photos";
-      const auto photo = readWholeFile(step.file);
+      const auto photo = foundation::readFile(step.file);
       if (!photo) return "the photo " + step.file.string() + " cannot be read";
       const auto edit = editOn(*picker, step.crop);
       device_.camera.pointAt(picker->cameraDevice(), *photo);
@@ -272,8 +266,8 @@ class Steps {
   }
 
   StepFailure step(const RemoveAssetStep& step) {
-    const auto error = device_.base.store->remove(step.asset);
-    return error ? StepFailure(error->text) : std::nullopt;
+    const auto removed = device_.base.store->remove(step.asset);
+    return removed ? StepFailure() : StepFailure(removed.error().text);
   }
 
   StepFailure step(const ReleaseStep&) {

@@ -1,19 +1,20 @@
 #include "device/script/script/ScriptReader.h"
 
+#include <fcntl.h>
+
 #include <algorithm>
-#include <array>
 #include <bit>
 #include <charconv>
 #include <cmath>
-#include <fstream>
 #include <functional>
 #include <initializer_list>
 #include <nlohmann/json.hpp>
 #include <set>
 
-#include "device/foundation/ApplicationHome.h"
 #include "device/foundation/Dates.h"
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/script/json/JsonFields.h"
 #include "device/script/json/JsonValue.h"
 #include "device/script/json/StrictJson.h"
@@ -25,7 +26,7 @@ namespace fs = std::filesystem;
 using Keys = std::vector<std::string_view>;
 
 /// A recording holds its pictures and movies.
-constexpr std::uintmax_t kLongestScript = 512U << 20;
+constexpr std::size_t kLongestScript = 512U << 20;
 
 /// The text of each case of an enumeration.
 template <class E>
@@ -656,7 +657,7 @@ class InlineFiles {
     if (!folder_) folder_ = foundation::ApplicationHome::makePrivate();
     if (!folder_) return std::nullopt;
     const fs::path file = fs::path(folder_->path()) / std::to_string(count_++);
-    if (!foundation::writeFile0600(file.string(), bytes)) return std::nullopt;
+    if (!foundation::replaceFile(file, bytes)) return std::nullopt;
     return file;
   }
   std::shared_ptr<const void> folder() const { return folder_; }
@@ -673,16 +674,13 @@ std::variant<std::string, ScriptError> readText(const fs::path& path) {
   if (fs::is_directory(path, error)) return ScriptError{name + ": it is a folder, not a script"};
   if (!fs::exists(path, error))
     return ScriptError{name + ": there is no such file; check the name and the folder"};
-  std::ifstream file(path, std::ios::binary);
-  std::string text;
-  std::array<char, 1U << 16> buffer;
-  while (file.read(buffer.data(), buffer.size()) || file.gcount() > 0) {
-    text.append(buffer.data(), static_cast<std::size_t>(file.gcount()));
-    if (text.size() > kLongestScript)
-      return ScriptError{name + ": it is longer than 512 MiB, so it is hardly a script"};
-  }
-  if (!file.eof()) return ScriptError{name + ": it cannot be read; check its permissions"};
-  return text;
+  // A script may come through a pipe.
+  const auto file = foundation::openAt(AT_FDCWD, path, O_RDONLY);
+  const auto read = file ? foundation::readAll(*file, kLongestScript) : file.failure();
+  if (!read && read.error().code == EFBIG)
+    return ScriptError{name + ": it is longer than 512 MiB, so it is hardly a script"};
+  if (!read) return ScriptError{name + ": it cannot be read; check its permissions"};
+  return std::string(read->bytes().begin(), read->bytes().end());
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 #include "simulator/server/phone/DevicePart.h"
 
-#include <fstream>
-#include <iterator>
+#include <fcntl.h>
+
 #include <utility>
 
+#include "device/foundation/files/Descriptor.h"
 #include "device/script/json/JsonValue.h"
 #include "device/script/json/StrictJson.h"
 #include "device/script/script/ScriptReader.h"
@@ -38,9 +39,10 @@ Json take(Json& object, std::string_view key) {
 
 std::variant<DevicePart, std::string> readDevicePart(const fs::path& file) {
   const auto name = file.string();
-  std::ifstream in(file, std::ios::binary);
-  const std::string text{std::istreambuf_iterator<char>(in), {}};
-  if (!in) return name + ": it cannot be read; check the name and its permissions";
+  const auto opened = device::foundation::openAt(AT_FDCWD, file, O_RDONLY);
+  const auto read = opened ? device::foundation::readAll(*opened) : opened.failure();
+  if (!read) return name + ": it cannot be read; check the name and its permissions";
+  const std::string text(read->bytes().begin(), read->bytes().end());
   const auto parsed = device::script::parseStrictJson(text);
   if (const auto* error = std::get_if<device::script::JsonError>(&parsed))
     return name + ": " + (error->place.empty() ? "" : error->place + ": ") + error->why;
@@ -49,8 +51,8 @@ std::variant<DevicePart, std::string> readDevicePart(const fs::path& file) {
     return name + ": it has no \"device\" part";
   script["steps"] = Json::array();
   const auto folder = fs::absolute(file).parent_path();
-  const auto read = device::script::parseScript(device::script::toLine(script), name, folder);
-  if (const auto* error = std::get_if<device::script::ScriptError>(&read)) return error->message;
+  const auto checked = device::script::parseScript(device::script::toLine(script), name, folder);
+  if (const auto* error = std::get_if<device::script::ScriptError>(&checked)) return error->message;
 
   DevicePart part;
   part.asked = std::move(script["device"]);

@@ -6,7 +6,7 @@
 #include <cerrno>
 #include <utility>
 
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/files/Folders.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
@@ -33,15 +33,9 @@ std::optional<std::string> MediaFolder::Writer::write(std::span<const char> byte
     return "this phone was given " + std::to_string(folder_.limits_.totalBytes >> 20U) +
            " MiB of media already; restart the device, or open another tab for a fresh one";
   bytes_ += bytes.size();
-  while (!bytes.empty()) {
-    const auto written = ::write(file_.number(), bytes.data(), bytes.size());
-    if (written < 0 && errno != EINTR) {
-      hasDiskFailed_ = true;
-      return "the file cannot be written; is the disk full?";
-    }
-    if (written > 0) bytes = bytes.subspan(static_cast<std::size_t>(written));
-  }
-  return std::nullopt;
+  if (device::foundation::writeAll(file_, std::as_bytes(bytes))) return std::nullopt;
+  hasDiskFailed_ = true;
+  return "the file cannot be written; is the disk full?";
 }
 
 std::string MediaFolder::Writer::finish() {
@@ -56,17 +50,16 @@ std::unique_ptr<MediaFolder::Writer> MediaFolder::begin(std::string_view origina
   if (!extension.empty()) extension.insert(0, 1, '.');
   const std::lock_guard lock(mutex_);
   if (files_.size() + unfinished_ >= limits_.files) return nullptr;
-  device::foundation::makePrivateFolder((folder_ / "media").string());
-  std::string name;
-  device::foundation::Descriptor file;
-  do {
-    name = "media/" + std::to_string(++number_) + extension;
-    file = device::foundation::openAt(AT_FDCWD, (folder_ / name).string(),
-                                      O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
-  } while (!file && errno == EEXIST);
-  if (!file) return nullptr;
-  ++unfinished_;
-  return std::unique_ptr<Writer>(new Writer(*this, std::move(name), std::move(file)));
+  if (!device::foundation::makePrivateFolder(folder_ / "media")) return nullptr;
+  while (true) {
+    auto name = "media/" + std::to_string(++number_) + extension;
+    auto file = device::foundation::openAt(AT_FDCWD, folder_ / name,
+                                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    if (!file && file.error().code == EEXIST) continue;
+    if (!file) return nullptr;
+    ++unfinished_;
+    return std::unique_ptr<Writer>(new Writer(*this, std::move(name), *std::move(file)));
+  }
 }
 
 HeldFile MediaFolder::hold(std::string_view name) {

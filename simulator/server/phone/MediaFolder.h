@@ -10,7 +10,7 @@
 #include <string>
 #include <string_view>
 
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/Descriptor.h"
 
 namespace vecamera::simulator {
 

@@ -11,8 +11,10 @@
 #include <utility>
 
 #include "device/foundation/Dates.h"
-#include "device/foundation/PosixFiles.h"
 #include "device/foundation/Urls.h"
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/TemporaryFolder.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/script/assembly/LibraryParts.h"
 #include "device/script/json/JsonValue.h"
 #include "device/script/script/ScriptReader.h"
@@ -76,28 +78,27 @@ std::variant<device::script::ScriptStep, std::string> parseStep(const Json& step
 void emptyFolder(const std::string& path) {
   const auto folder =
       device::foundation::openFolderAt(AT_FDCWD, path, device::foundation::LastLink::refuse);
-  if (!folder) return;
-  for (const auto& name :
-       device::foundation::entryNames(folder).value_or(std::vector<std::string>()))
-    device::foundation::removeTreeAt(folder, name);
+  const auto names = folder ? device::foundation::entryNames(*folder) : folder.failure();
+  if (!names) return;
+  for (const auto& name : *names)
+    static_cast<void>(device::foundation::removeTreeAt(*folder, name));
 }
 
 /// A folder for files that are to stay, removed when nobody needs it any more.
-using KeptFolder = std::shared_ptr<const fs::path>;
+using KeptFolder = std::shared_ptr<const device::foundation::TemporaryFolder>;
 
+/// Null where it cannot be made.
 KeptFolder makeKeptFolder(const fs::path& in) {
-  const auto path = in / (".recording-" + randomToken());
-  device::foundation::makePrivateFolder(path.string());
-  return KeptFolder(new fs::path(path), [](const fs::path* folder) {
-    rmdir(folder->c_str());
-    delete folder;
-  });
+  auto made = device::foundation::TemporaryFolder::create(in, ".recording-");
+  if (!made) return nullptr;
+  return std::make_shared<device::foundation::TemporaryFolder>(*std::move(made));
 }
 
 /// The file under another name too, so that it stays when the first is removed. Null where it
 /// cannot be had. `copyBytes` is what may be copied yet.
 HeldFile keepFile(const fs::path& file, const KeptFolder& folder, std::uint64_t& copyBytes) {
-  const auto as = *folder / (randomToken() + file.extension().string());
+  if (!folder) return nullptr;
+  const auto as = folder->path() / (randomToken() + file.extension().string());
   std::error_code failed;
   fs::create_hard_link(file, as, failed);
   // Some disks have no such links.
@@ -299,8 +300,8 @@ Phone::Failure Phone::openLibrary(bool keepLibrary) {
   }
   // The library of a home belongs to its developer, and other phones use it too.
   if (keepLibrary || setup_.home) return std::nullopt;
-  const auto error = library()->clear();
-  return error ? Failure(error->text) : std::nullopt;
+  const auto cleared = library()->clear();
+  return cleared ? std::nullopt : Failure(cleared.error().text);
 }
 
 /// The part without the assets that stand in the library already, and with the samples where it is
@@ -308,10 +309,10 @@ Phone::Failure Phone::openLibrary(bool keepLibrary) {
 DevicePart Phone::withFreshLibrary(DevicePart part) const {
   Json wanted = part.library.value_or(Json::array());
   if (!part.library && !setup_.home) {
-    device::foundation::makePrivateFolder(folder() + "/samples");
+    const auto made = device::foundation::makePrivateFolder(folder() + "/samples");
     for (const auto& sample : sampleMedia()) {
       const auto path = folder() + "/samples/" + sample.fileName;
-      if (device::foundation::writeFile0600(path, sample.contents))
+      if (made && device::foundation::replaceFile(path, sample.contents))
         wanted.push_back({{"id", sample.identifier}, {"file", path}});
     }
   }

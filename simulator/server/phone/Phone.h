@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/files/ApplicationHome.h"
 #include "device/photos/LibraryStore.h"
 #include "device/script/play/PlaySession.h"
 #include "simulator/server/phone/DevicePart.h"

@@ -1,18 +1,13 @@
 #include "simulator/server/phone/Recording.h"
 
-#include <fcntl.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 #include <fstream>
 #include <utility>
 
 #include "device/foundation/Base64.h"
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/PartialFile.h"
 #include "device/script/json/JsonValue.h"
 #include "simulator/server/http/ContentTypes.h"
-#include "simulator/server/http/Secrets.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -52,21 +47,12 @@ bool writeWithFile(std::ostream& out, const Json& object, const std::string& key
 /// whole it has a hidden name, which no watcher of the folder minds.
 template <class Write>
 bool replaceFile(const fs::path& path, Write write) {
-  auto partial = path;
-  partial.replace_filename("." + path.filename().string() + "." + randomToken() + ".part");
-  // Made before it is written, so that it is the user's alone.
-  if (!device::foundation::openAt(AT_FDCWD, partial.string(), O_WRONLY | O_CREAT | O_EXCL, 0600))
-    return false;
-  std::ofstream out(partial, std::ios::binary | std::ios::trunc);
+  auto partial = device::foundation::PartialFile::createBeside(path);
+  if (!partial) return false;
+  std::ofstream out(partial->path(), std::ios::binary | std::ios::trunc);
   const bool isWritten = out.is_open() && write(out);
   out.close();
-  std::error_code failed;
-  if (isWritten && !out.fail()) {
-    fs::rename(partial, path, failed);
-    if (!failed) return true;
-  }
-  unlink(partial.c_str());
-  return false;
+  return isWritten && !out.fail() && partial->moveTo(path);
 }
 
 }  // namespace

@@ -6,8 +6,8 @@
 #include <vector>
 
 #include "device/camera/TestScene.h"
-#include "device/foundation/ApplicationHome.h"
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/media/SceneMovie.h"
 #include "device/script/assembly/Samples.h"
 
@@ -37,7 +37,7 @@ std::optional<Data> makeMovie() {
   if (device::media::generateSceneMovie(
           file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3}))
     return std::nullopt;
-  return device::foundation::readFile(file, kLongestSample);
+  return device::foundation::readFile(file, kLongestSample).value();
 }
 
 std::vector<Sample> makeSamples() {

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <utility>
 
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/files/ApplicationHome.h"
 #include "device/script/json/JsonValue.h"
 #include "simulator/server/http/Secrets.h"
 

@@ -17,42 +17,47 @@ using device::foundation::Descriptor;
 // Opening must neither wait for a pipe's other end nor take a terminal.
 constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
 
+using device::foundation::FileResult;
+
 /// One name at a time, without following any link, for systems without `openat2`.
-Descriptor openStepwise(Descriptor folder, std::span<const std::string> names) {
+FileResult<Descriptor> openStepwise(FileResult<Descriptor> folder,
+                                    std::span<const std::string> names) {
   for (std::size_t i = 0; i < names.size() && folder; ++i) {
     const int kind = i + 1 < names.size() ? O_DIRECTORY : 0;
-    folder = device::foundation::openAt(folder.number(), names[i], kFlags | O_NOFOLLOW | kind);
+    folder = device::foundation::openAt(folder->number(), names[i], kFlags | O_NOFOLLOW | kind);
   }
   return folder;
 }
 
-Descriptor openNames(const std::filesystem::path& path, std::span<const std::string> names) {
-  auto folder = device::foundation::openFolderAt(AT_FDCWD, path.string(),
-                                                 device::foundation::LastLink::follow);
+FileResult<Descriptor> openNames(const std::filesystem::path& path,
+                                 std::span<const std::string> names) {
+  auto folder =
+      device::foundation::openFolderAt(AT_FDCWD, path, device::foundation::LastLink::follow);
   if (!folder || names.empty()) return folder;
   std::string relative;
   for (const auto& name : names) {
-    if (name.find('\0') != std::string::npos) return Descriptor();
+    if (name.find('\0') != std::string::npos) return device::foundation::fileFailure(ENOENT);
     relative += (relative.empty() ? "" : "/") + name;
   }
   open_how how{};
   how.flags = kFlags | O_CLOEXEC;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
   Descriptor found(
-      static_cast<int>(syscall(SYS_openat2, folder.number(), relative.c_str(), &how, sizeof how)));
-  const bool isUnknown = !found && (errno == ENOSYS || errno == EPERM);
-  return isUnknown ? openStepwise(std::move(folder), names) : std::move(found);
+      static_cast<int>(syscall(SYS_openat2, folder->number(), relative.c_str(), &how, sizeof how)));
+  if (found) return found;
+  if (errno == ENOSYS || errno == EPERM) return openStepwise(std::move(folder), names);
+  return device::foundation::fileFailure();
 }
 
 }  // namespace
 
 std::optional<OpenedFile> openBeneath(const std::filesystem::path& folder,
                                       std::span<const std::string> names) {
-  OpenedFile file;
-  file.descriptor = openNames(folder, names);
+  auto found = openNames(folder, names);
   struct stat seen {};
-  if (!file.descriptor || fstat(file.descriptor.number(), &seen) != 0 || !S_ISREG(seen.st_mode))
-    return std::nullopt;
+  if (!found || fstat(found->number(), &seen) != 0 || !S_ISREG(seen.st_mode)) return std::nullopt;
+  OpenedFile file;
+  file.descriptor = *std::move(found);
   file.bytes = static_cast<std::uint64_t>(seen.st_size);
   file.modifiedNs = std::int64_t{seen.st_mtim.tv_sec} * 1'000'000'000 + seen.st_mtim.tv_nsec;
   return file;
@@ -61,7 +66,7 @@ std::optional<OpenedFile> openBeneath(const std::filesystem::path& folder,
 bool isFolderBeneath(const std::filesystem::path& folder, std::span<const std::string> names) {
   const auto found = openNames(folder, names);
   struct stat seen {};
-  return found && fstat(found.number(), &seen) == 0 && S_ISDIR(seen.st_mode);
+  return found && fstat(found->number(), &seen) == 0 && S_ISDIR(seen.st_mode);
 }
 
 }  // namespace vecamera::simulator

@@ -6,7 +6,7 @@
 #include <span>
 #include <string>
 
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/Descriptor.h"
 
 namespace vecamera::simulator {
 

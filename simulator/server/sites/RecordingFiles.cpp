@@ -6,6 +6,8 @@
 #include <system_error>
 #include <utility>
 
+#include "device/foundation/files/PartialFile.h"
+
 namespace vecamera::simulator {
 namespace {
 
@@ -19,7 +21,9 @@ fs::path folderOf(const fs::path& path) {
 }  // namespace
 
 RecordingFiles::RecordingFiles(std::optional<fs::path> first) : first_(std::move(first)) {
-  if (first_) folder_ = folderOf(*first_);
+  if (!first_) return;
+  folder_ = folderOf(*first_);
+  device::foundation::removeAbandonedFiles(folder_);
 }
 
 std::optional<fs::path> RecordingFiles::ofSession(std::size_t number) const {

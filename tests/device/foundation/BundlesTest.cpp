@@ -7,7 +7,7 @@
 #include <fstream>
 #include <string>
 
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/files/ApplicationHome.h"
 
 namespace vecamera::device::foundation {
 namespace {

@@ -94,7 +94,7 @@ TEST_F(LibraryStoreCrash, RemovalThatIsInterruptedIsFinishedByTheNextOpening) {
   ASSERT_TRUE(openLibrary(folder_.path())->add({testPicture("A", "A"), testPicture("B", "B")}));
   const auto status = inChild([&] {
     const auto store = openLibrary(folder_.path(), crashingAt(Stage::rowsRemoved, 1));
-    return store->remove("A") ? 1 : 0;
+    return store->remove("A") ? 0 : 1;
   });
   ASSERT_EQ(status, kCrashed);
   expectAssets(*openLibrary(folder_.path()), {"B"});

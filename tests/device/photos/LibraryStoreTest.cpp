@@ -3,8 +3,11 @@
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <atomic>
+#include <csignal>
 #include <fstream>
 #include <functional>
 #include <thread>
@@ -237,13 +240,13 @@ TEST_F(LibraryStoreTest, RemovalTakesTheFilesAlongAndNumbersAreNotUsedAgain) {
   ASSERT_TRUE(store->thumbnail("A/L0/001", 64));
   ASSERT_TRUE(store->thumbnail("B/L0/001", 64));
 
-  EXPECT_FALSE(store->remove("B/L0/001"));
+  EXPECT_TRUE(store->remove("B/L0/001"));
   EXPECT_THAT(identifiersIn(*store), ElementsAre("A/L0/001"));
   EXPECT_THAT(namesIn(originals()), ElementsAre("1.jpg"));
   EXPECT_THAT(namesIn(thumbnails()), ElementsAre("1-64.jpg"));
-  EXPECT_EQ(store->remove("B/L0/001")->kind, StoreError::Kind::unknownAsset);
+  EXPECT_EQ(store->remove("B/L0/001").error().kind, StoreError::Kind::unknownAsset);
 
-  EXPECT_FALSE(store->clear());
+  EXPECT_TRUE(store->clear());
   EXPECT_TRUE(identifiersIn(*store).empty());
   EXPECT_TRUE(namesIn(originals()).empty());
   EXPECT_TRUE(namesIn(thumbnails()).empty());
@@ -295,8 +298,13 @@ TEST_F(LibraryStoreTest, OnlyTheOwnerMayReadTheLibrary) {
 
 TEST_F(LibraryStoreTest, OpeningSweepsFilesWithoutAnAsset) {
   ASSERT_TRUE(openLibrary(folder())->add({testPicture("a", "A/L0/001")}));
-  for (const char* name : {"1.png", "2.jpg", ".part-12-1-3.jpg"}) writeText(originals() / name, "");
-  for (const char* name : {"1-64.jpg", "2-64.jpg", "1.jpg", ".part-12-2-1-64.jpg"}) {
+  // Names with the numbers of processes that live say nothing.
+  const std::string living = ".part-" + std::to_string(getpid()) + "-1-3.jpg";
+  for (const std::string& name : {std::string("1.png"), std::string("2.jpg"), living}) {
+    writeText(originals() / name, "");
+  }
+  for (const std::string& name : {std::string("1-64.jpg"), std::string("2-64.jpg"),
+                                  std::string("1.jpg"), std::string(".part-1-2-1-64.jpg")}) {
     writeText(thumbnails() / name, "");
   }
   openLibrary(folder());
@@ -305,18 +313,42 @@ TEST_F(LibraryStoreTest, OpeningSweepsFilesWithoutAnAsset) {
 }
 
 TEST_F(LibraryStoreTest, OpeningDuringAnothersChangeLeavesItsFilesAlone) {
-  LibraryStore::Parts parts = testParts();
-  int openings = 0;
-  parts.atStage = [&](LibraryStore::Stage stage) {
-    if (stage != LibraryStore::Stage::fileRenamed) return;
-    const auto second = openLibrary(folder());
-    EXPECT_TRUE(identifiersIn(*second).empty());
-    ++openings;
-  };
-  const auto store = openLibrary(folder(), parts);
-  ASSERT_TRUE(store->add({testPicture("a", "A/L0/001")}));
-  EXPECT_EQ(openings, 1);
-  EXPECT_TRUE(store->readOriginal("A/L0/001"));
+  using Stage = LibraryStore::Stage;
+  for (const Stage opening : {Stage::fileWritten, Stage::fileRenamed}) {
+    LibraryStore::Parts parts = testParts();
+    int openings = 0;
+    parts.atStage = [&](Stage stage) {
+      if (stage != opening) return;
+      const std::size_t files = namesIn(originals()).size();
+      openLibrary(folder());
+      EXPECT_EQ(namesIn(originals()).size(), files);
+      ++openings;
+    };
+    const auto store = openLibrary(folder(), parts);
+    ASSERT_TRUE(store->add({testPicture("a", "A/L0/001")}));
+    EXPECT_EQ(openings, 1);
+    EXPECT_TRUE(store->readOriginal("A/L0/001"));
+    ASSERT_TRUE(store->clear());
+  }
+}
+
+TEST_F(LibraryStoreTest, OpeningSweepsTheFileOfAWriterThatDied) {
+  openLibrary(folder());
+  const pid_t writer = fork();
+  if (writer == 0) {
+    LibraryStore::Parts parts = testParts();
+    parts.atStage = [](LibraryStore::Stage stage) {
+      if (stage == LibraryStore::Stage::fileWritten) raise(SIGKILL);
+    };
+    static_cast<void>(openLibrary(folder(), parts)->add({testPicture("a")}));
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(writer, &status, 0), writer);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(namesIn(originals()).size(), 1u);
+  openLibrary(folder());
+  EXPECT_TRUE(namesIn(originals()).empty());
 }
 
 TEST_F(LibraryStoreTest, ThreadsAddAndReadTogether) {

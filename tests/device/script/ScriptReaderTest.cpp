@@ -23,7 +23,7 @@ using testing::StartsWith;
 class ScriptReader : public testing::Test {
  protected:
   ScriptReader() {
-    std::string pattern = testing::TempDir() + "scripts-XXXXXX";
+    std::string pattern = (fs::temp_directory_path() / "scripts-XXXXXX").string();
     folder_ = mkdtemp(pattern.data());
     fs::create_directory(folder_ / "bundles");
     std::ofstream(folder_ / "photo.jpg") << "bytes";

@@ -10,7 +10,6 @@
 #include <sstream>
 
 #include "device/foundation/Base64.h"
-#include "device/foundation/PosixFiles.h"
 #include "device/script/assembly/Samples.h"
 #include "device/script/script/ScriptReader.h"
 #include "simulator/server/phone/SampleMedia.h"

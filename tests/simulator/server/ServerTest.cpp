@@ -6,7 +6,7 @@
 #include <atomic>
 #include <future>
 
-#include "device/foundation/PosixFiles.h"
+#include "device/foundation/files/WholeFiles.h"
 #include "device/script/assembly/Samples.h"
 #include "device/script/script/ScriptReader.h"
 #include "tests/simulator/server/TestBrowser.h"

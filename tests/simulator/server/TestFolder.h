@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/files/ApplicationHome.h"
 
 namespace vecamera::simulator {
 

@@ -1,18 +1,17 @@
-#include "device/foundation/FileManager.h"
+#include "device/foundation/files/FileManager.h"
 
 #include <sys/resource.h>
 
 #include <cerrno>
 #include <csignal>
 
-#include "device/foundation/FileErrors.h"
-#include "device/foundation/PosixFiles.h"
-#include "tests/device/foundation/FileManagerContract.h"
+#include "device/foundation/files/CocoaErrors.h"
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/WholeFiles.h"
+#include "tests/device/foundation/files/FileManagerContract.h"
 
 namespace vecamera::device::foundation {
 namespace {
-
-using testing::Optional;
 
 INSTANTIATE_TEST_SUITE_P(FileManager, FileManagerContract,
                          testing::Values([](const std::string& temporaryDirectory) {
@@ -67,12 +66,12 @@ TEST(FileManager, WriteThatIsCutShortLeavesTheOldFileAndNothingElse) {
   std::signal(SIGXFSZ, handler);
   ASSERT_TRUE(error);
   EXPECT_EQ(told(*error), "512 The file “a.txt” couldn’t be saved in the folder “tmp”.");
-  EXPECT_EQ(readFile(path, 10), Data::copyOf("old"));
+  EXPECT_EQ(readFile(path, 10).value(), Data::copyOf("old"));
   EXPECT_TRUE(files.enumeratorAtPath(home->temporaryDirectory())->nextObject());
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home->temporaryDirectory()), {}), 1);
 }
 
-TEST(FileErrors, SystemErrorsAreToldInThePlatformsWords) {
+TEST(CocoaErrors, SystemErrorsAreToldInThePlatformsWords) {
   const std::string refused =
       "513 “b.txt” couldn’t be removed because you don’t have permission to access it.";
   EXPECT_EQ(told(removalError("/a/b.txt", EACCES)), refused);
@@ -89,61 +88,6 @@ TEST(FileErrors, SystemErrorsAreToldInThePlatformsWords) {
               "space available.");
   }
   EXPECT_EQ(removalError("/a", ENOENT).domain, "NSCocoaErrorDomain");
-}
-
-TEST(PosixFiles, ReadingGivesRegularFilesUpToTheLimit) {
-  const auto home = ApplicationHome::makePrivate();
-  const std::string path = home->path() + "/a";
-  ASSERT_TRUE(writeFile0600(path, Data::copyOf("12345")));
-  EXPECT_THAT(readFile(path, 5), Optional(Data::copyOf("12345")));
-  EXPECT_EQ(readFile(path, 4), std::nullopt);
-  EXPECT_EQ(readFile(home->path(), 1000), std::nullopt);
-  EXPECT_EQ(readFile(home->path() + "/missing", 1000), std::nullopt);
-  ASSERT_EQ(mkfifo((home->path() + "/pipe").c_str(), 0600), 0);
-  EXPECT_EQ(readFile(home->path() + "/pipe", 1000), std::nullopt);
-}
-
-TEST(ApplicationHome, PrivateHomeIsItsUsersAloneAndGoesWithAllItHolds) {
-  auto home = ApplicationHome::makePrivate();
-  ASSERT_TRUE(home);
-  const std::string path = home->path();
-  for (const std::string& folder : {path, home->temporaryDirectory()}) {
-    struct stat status {};
-    ASSERT_EQ(stat(folder.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0700u);
-  }
-  std::filesystem::create_directories(path + "/tmp/a/b");
-  home.reset();
-  EXPECT_FALSE(std::filesystem::exists(path));
-}
-
-TEST(ApplicationHome, OpenedHomeIsMadeOnceAndStays) {
-  const auto around = ApplicationHome::makePrivate();
-  const std::string path = around->path() + "/new/home";
-  ASSERT_TRUE(ApplicationHome::open(path));
-  std::filesystem::permissions(path + "/tmp", std::filesystem::perms::all);
-  ASSERT_TRUE(writeFile0600(path + "/tmp/a", Data()));
-  const auto again = ApplicationHome::open(path + "/");
-  ASSERT_TRUE(again);
-  EXPECT_EQ(again->path(), path);
-  EXPECT_TRUE(std::filesystem::exists(again->temporaryDirectory() + "/a"));
-  EXPECT_EQ(std::filesystem::status(path + "/tmp").permissions(),
-            std::filesystem::perms::owner_all);
-}
-
-TEST(ApplicationHome, SharedFoldersLinksAndFilesAreNoHome) {
-  const auto around = ApplicationHome::makePrivate();
-  const std::string linked = around->path() + "/linked";
-  std::filesystem::create_directory(linked);
-  std::filesystem::create_directory_symlink(around->path(), linked + "/tmp");
-  ASSERT_TRUE(writeFile0600(around->path() + "/file", Data()));
-  const std::string system = std::filesystem::temp_directory_path().string();
-  for (const std::string& path : {std::string("/"), system, system + "/.", linked, std::string(),
-                                  around->path() + "/file", around->path() + "/file/home"}) {
-    EXPECT_EQ(ApplicationHome::open(path), nullptr) << path;
-  }
-  EXPECT_TRUE(isSharedFolder(system));
-  EXPECT_FALSE(isSharedFolder(around->path()));
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-#include "device/foundation/FileErrors.h"
+#include "device/foundation/files/CocoaErrors.h"
 
 #include <cerrno>
 #include <filesystem>
@@ -9,11 +9,11 @@ namespace {
 
 /// Codes of the Cocoa error domain.
 enum CocoaErrorCode {
-  kFileNoSuchFile = 4,
-  kFileWriteUnknown = 512,
-  kFileWriteNoPermission = 513,
-  kFileWriteUnsupportedScheme = 518,
-  kFileWriteOutOfSpace = 640,
+  fileNoSuchFile = 4,
+  fileWriteUnknown = 512,
+  fileWriteNoPermission = 513,
+  fileWriteUnsupportedScheme = 518,
+  fileWriteOutOfSpace = 640,
 };
 
 NSError cocoaError(CocoaErrorCode code, std::string description) {
@@ -48,12 +48,12 @@ NSError removalError(std::string_view path, int code) {
   const std::string text = namesOf(path).item + " couldn’t be removed";
   switch (code) {
     case ENOENT:
-    case ENOTDIR: return cocoaError(kFileNoSuchFile, text + ".");
+    case ENOTDIR: return cocoaError(fileNoSuchFile, text + ".");
     case EACCES:
     case EPERM:
-      return cocoaError(kFileWriteNoPermission,
+      return cocoaError(fileWriteNoPermission,
                         text + " because you don’t have permission to access it.");
-    default: return cocoaError(kFileWriteUnknown, text + ".");
+    default: return cocoaError(fileWriteUnknown, text + ".");
   }
 }
 
@@ -62,21 +62,20 @@ NSError writingError(std::string_view path, int code) {
   const std::string text = "The file " + item + " couldn’t be saved in the folder " + folder;
   switch (code) {
     // The platform's sentence does name the file here, not the folder that is missing.
-    case ENOENT: return cocoaError(kFileNoSuchFile, "The folder " + item + " doesn’t exist.");
+    case ENOENT: return cocoaError(fileNoSuchFile, "The folder " + item + " doesn’t exist.");
     case EACCES:
     case EPERM:
-      return cocoaError(kFileWriteNoPermission, "You don’t have permission to save the file " +
-                                                    item + " in the folder " + folder + ".");
+      return cocoaError(fileWriteNoPermission, "You don’t have permission to save the file " +
+                                                   item + " in the folder " + folder + ".");
     case ENOSPC:
     case EDQUOT:
-      return cocoaError(kFileWriteOutOfSpace,
-                        text + " because there isn’t enough space available.");
-    default: return cocoaError(kFileWriteUnknown, text + ".");
+      return cocoaError(fileWriteOutOfSpace, text + " because there isn’t enough space available.");
+    default: return cocoaError(fileWriteUnknown, text + ".");
   }
 }
 
 NSError unsupportedSchemeError() {
-  return cocoaError(kFileWriteUnsupportedScheme,
+  return cocoaError(fileWriteUnsupportedScheme,
                     "The file couldn’t be saved because the specified URL type isn’t supported.");
 }
 

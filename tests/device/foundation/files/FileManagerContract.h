@@ -13,7 +13,8 @@
 #include <vector>
 
 #include "VECamera/platform/Foundation.h"
-#include "device/foundation/ApplicationHome.h"
+#include "device/foundation/Urls.h"
+#include "device/foundation/files/ApplicationHome.h"
 
 namespace vecamera::device::foundation {
 
@@ -118,8 +119,9 @@ TEST_P(FileManagerContract, FailedCreationLeavesNothingBehind) {
 }
 
 TEST_P(FileManagerContract, AtomicWriteDecodesFileUrlsAndTakesOtherTextsAsPaths) {
-  EXPECT_EQ(failure(files_->writeAtomically(Data::copyOf("1"), URL("file://" + inside("a%20b")))),
-            "none");
+  const URL url = Urls().fileURLWithPath(inside("a b"));
+  ASSERT_THAT(url.absoluteString(), testing::EndsWith("/a%20b"));
+  EXPECT_EQ(failure(files_->writeAtomically(Data::copyOf("1"), url)), "none");
   EXPECT_EQ(failure(files_->writeAtomically(Data::copyOf("2"), URL(inside("a%20c")))), "none");
   EXPECT_EQ(contents(inside("a b")), "1");
   EXPECT_EQ(contents(inside("a%20c")), "2");

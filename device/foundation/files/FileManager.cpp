@@ -1,4 +1,4 @@
-#include "device/foundation/FileManager.h"
+#include "device/foundation/files/FileManager.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -11,9 +11,10 @@
 #include <utility>
 #include <vector>
 
-#include "device/foundation/FileErrors.h"
-#include "device/foundation/PosixFiles.h"
 #include "device/foundation/Urls.h"
+#include "device/foundation/files/CocoaErrors.h"
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/WholeFiles.h"
 
 namespace vecamera::device::foundation {
 namespace {
@@ -43,8 +44,8 @@ class DirectoryEnumerator : public NSDirectoryEnumerator {
     Level& level = levels_.back();
     std::string path = level.prefix + level.names.back();
     level.names.pop_back();
-    if (const Descriptor folder = openFolderAt(root_.number(), path, LastLink::refuse)) {
-      if (auto names = entryNames(folder)) push(path + "/", std::move(*names));
+    if (const auto folder = openFolderAt(root_.number(), path, LastLink::refuse)) {
+      if (auto names = entryNames(*folder)) push(path + "/", std::move(*names));
     }
     return Value(std::move(path));
   }
@@ -71,7 +72,7 @@ class FileHandle : public NSFileHandle {
   FileHandle(Descriptor file, std::uint64_t size) : file_(std::move(file)), size_(size) {}
   std::uint64_t size() const override { return size_; }
   std::optional<Data> readDataUpToLength(std::size_t length) override {
-    return readUpTo(file_, length);
+    return readUpTo(file_, length).value();
   }
 
  private:
@@ -79,22 +80,22 @@ class FileHandle : public NSFileHandle {
   const std::uint64_t size_;
 };
 
-/// Removes the item; 0 or an `errno` value. Works on the folder that was found to lie within the
-/// temporary directory, not on its path, so that no link put there meanwhile leads elsewhere.
-int removeWithin(const std::string& temporaryDirectory, std::string_view path) {
+/// Works on the folder that was found to lie within the temporary directory, not on its path, so
+/// that no link put there meanwhile leads elsewhere.
+FileResult<void> removeWithin(const std::string& temporaryDirectory, std::string_view path) {
   while (path.size() > 1 && path.ends_with('/')) path.remove_suffix(1);
   const auto slash = path.rfind('/');
   const std::string name(path.substr(slash == std::string_view::npos ? 0 : slash + 1));
-  if (path.empty() || name.find('\0') != std::string::npos) return ENOENT;
+  if (path.empty() || name.find('\0') != std::string::npos) return fileFailure(ENOENT);
   const auto parentPath =
       slash == std::string_view::npos ? std::string_view(".") : path.substr(0, slash + 1);
-  const Descriptor parent = openFolderAt(AT_FDCWD, parentPath, LastLink::follow);
-  if (!parent) return errno;
-  const Descriptor root = openFolderAt(AT_FDCWD, temporaryDirectory, LastLink::follow);
-  if (!root || !isWithin(parent, root) || name.empty() || name == "." || name == "..") {
-    return EPERM;
+  const auto parent = openFolderAt(AT_FDCWD, parentPath, LastLink::follow);
+  if (!parent) return parent.failure();
+  const auto root = openFolderAt(AT_FDCWD, temporaryDirectory, LastLink::follow);
+  if (!root || !isWithin(*parent, *root) || name.empty() || name == "." || name == "..") {
+    return fileFailure(EPERM);
   }
-  return removeTreeAt(parent, name);
+  return removeTreeAt(*parent, name);
 }
 
 }  // namespace
@@ -155,15 +156,15 @@ void FileManager::setPollHook(PollHook hook) {
 }
 
 bool FileManager::createFileAtPath(std::string_view path, const Data& contents) {
-  return replaceFile(path, contents) == 0;
+  return static_cast<bool>(replaceFile(path, contents));
 }
 
 std::unique_ptr<NSDirectoryEnumerator> FileManager::enumeratorAtPath(std::string_view path) {
-  Descriptor root = openFolderAt(AT_FDCWD, path, LastLink::follow);
+  auto root = openFolderAt(AT_FDCWD, path, LastLink::follow);
   if (!root) return nullptr;
-  auto names = entryNames(root);
+  auto names = entryNames(*root);
   if (!names) return nullptr;
-  return std::make_unique<DirectoryEnumerator>(std::move(root), std::move(*names));
+  return std::make_unique<DirectoryEnumerator>(*std::move(root), *std::move(names));
 }
 
 std::unique_ptr<NSFileHandle> FileManager::fileHandleForReadingAtPath(std::string_view path) {
@@ -173,17 +174,17 @@ std::unique_ptr<NSFileHandle> FileManager::fileHandleForReadingAtPath(std::strin
 }
 
 std::optional<NSError> FileManager::removeItemAtPath(std::string_view path) {
-  const int failure = removeWithin(temporaryDirectory_, path);
-  if (failure == 0) return std::nullopt;
-  return removalError(path, failure);
+  const auto removed = removeWithin(temporaryDirectory_, path);
+  if (removed) return std::nullopt;
+  return removalError(path, removed.error().code);
 }
 
 std::optional<NSError> FileManager::writeAtomically(const Data& contents, const URL& url) {
   const auto path = filePathOf(url);
   if (!path) return unsupportedSchemeError();
-  const int failure = replaceFile(*path, contents);
-  if (failure == 0) return std::nullopt;
-  return writingError(absolutePath(*path), failure);
+  const auto written = replaceFile(*path, contents);
+  if (written) return std::nullopt;
+  return writingError(absolutePath(*path), written.error().code);
 }
 
 }  // namespace vecamera::device::foundation

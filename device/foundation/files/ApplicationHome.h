@@ -1,8 +1,12 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+
+#include "device/foundation/files/TemporaryFolder.h"
 
 namespace vecamera::device::foundation {
 
@@ -17,28 +21,17 @@ class ApplicationHome {
   /// it cannot be made.
   static std::unique_ptr<ApplicationHome> makePrivate();
 
-  ApplicationHome(const ApplicationHome&) = delete;
-  ApplicationHome& operator=(const ApplicationHome&) = delete;
-  ~ApplicationHome();
-
   /// Absolute, without a trailing slash.
   const std::string& path() const { return path_; }
   std::string temporaryDirectory() const { return path_ + "/tmp"; }
 
  private:
-  enum class AtEnd { keep, remove };
-  ApplicationHome(std::string path, AtEnd atEnd);
+  explicit ApplicationHome(std::string path, std::optional<TemporaryFolder> folder = std::nullopt)
+      : path_(std::move(path)), folder_(std::move(folder)) {}
 
-  std::string path_;
-  AtEnd atEnd_;
+  const std::string path_;
+  /// That of a private home.
+  const std::optional<TemporaryFolder> folder_;
 };
-
-/// Makes the folder, with those above it, where it is missing; new folders have mode 0700. Whether
-/// it is there.
-bool makePrivateFolder(std::string_view path);
-
-/// Whether the existing folder holds, or is, the system's temporary directory or the user's home:
-/// one that an application must not be given to empty.
-bool isSharedFolder(std::string_view path);
 
 }  // namespace vecamera::device::foundation

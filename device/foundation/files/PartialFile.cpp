@@ -1,0 +1,101 @@
+#include "device/foundation/files/PartialFile.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <random>
+#include <utility>
+
+#include "device/foundation/files/Folders.h"
+
+namespace vecamera::device::foundation {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::string_view partialStart = ".vecamera-";
+constexpr std::string_view partialEnd = ".part";
+
+std::string partialName() {
+  std::random_device random;
+  std::array<char, 17> digits;
+  std::snprintf(digits.data(), digits.size(), "%08x%08x", random(), random());
+  return std::string(partialStart) + digits.data() + std::string(partialEnd);
+}
+
+}  // namespace
+
+FileResult<Descriptor> createLocked(const fs::path& file) {
+  auto made = openAt(AT_FDCWD, file, O_RDWR | O_CREAT | O_EXCL, 0600);
+  if (!made) return made;
+  // Whatever the process or the folder takes from a new file's mode.
+  if (fchmod(made->number(), 0600) != 0) {
+    const auto failure = fileFailure();
+    unlink(file.c_str());
+    return failure;
+  }
+  // A file system without locks has no use for them here either.
+  static_cast<void>(lock(*made, WhenLocked::wait));
+  struct stat status;
+  if (fstat(made->number(), &status) != 0 || status.st_nlink == 0) return fileFailure(ESTALE);
+  return made;
+}
+
+FileResult<void> removeUnlessLocked(const Descriptor& folder, const std::string& name,
+                                    const fs::path& lockFile) {
+  const auto file = openAt(folder.number(), lockFile, O_RDWR | O_NONBLOCK | O_NOFOLLOW);
+  if (!file) return file.failure();
+  // Kept until the entry is gone, so that nobody takes it up meanwhile.
+  if (auto locked = lock(*file, WhenLocked::fail); !locked) return locked;
+  return removeTreeAt(folder, name);
+}
+
+PartialFile::PartialFile(Descriptor descriptor, fs::path path)
+    : descriptor_(std::move(descriptor)), path_(std::move(path)) {}
+
+PartialFile::PartialFile(PartialFile&& other) noexcept
+    : descriptor_(std::move(other.descriptor_)), path_(std::exchange(other.path_, {})) {}
+
+PartialFile::~PartialFile() {
+  if (!path_.empty()) unlink(path_.c_str());
+}
+
+FileResult<PartialFile> PartialFile::createBeside(const fs::path& target) {
+  while (true) {
+    auto path = target.parent_path() / partialName();
+    auto made = createLocked(path);
+    if (made) return PartialFile(*std::move(made), std::move(path));
+    if (made.error().code != EEXIST && made.error().code != ESTALE) return made.failure();
+  }
+}
+
+FileResult<void> PartialFile::moveTo(const fs::path& target, IfTaken ifTaken) {
+  bool isMoved = false;
+  if (ifTaken == IfTaken::fail) {
+    isMoved = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, target.c_str(), RENAME_NOREPLACE) == 0;
+    // Some file systems cannot do that; then what is there now counts.
+    if (!isMoved && errno != EINVAL && errno != ENOSYS) return fileFailure();
+    struct stat status;
+    if (!isMoved && lstat(target.c_str(), &status) == 0) return fileFailure(EEXIST);
+  }
+  if (!isMoved && rename(path_.c_str(), target.c_str()) != 0) return fileFailure();
+  path_.clear();
+  return {};
+}
+
+void removeAbandonedFiles(const fs::path& folder) {
+  const auto opened = openFolderAt(AT_FDCWD, folder, LastLink::follow);
+  if (!opened) return;
+  const auto names = entryNames(*opened);
+  if (!names) return;
+  for (const std::string& name : *names) {
+    if (!name.starts_with(partialStart) || !name.ends_with(partialEnd)) continue;
+    // What cannot be removed now is met again the next time.
+    static_cast<void>(removeUnlessLocked(*opened, name, name));
+  }
+}
+
+}  // namespace vecamera::device::foundation

@@ -1,0 +1,58 @@
+#include "device/foundation/files/TemporaryFolder.h"
+
+#include <fcntl.h>
+#include <stdlib.h>
+
+#include <string>
+#include <utility>
+
+#include "device/foundation/files/Folders.h"
+#include "device/foundation/files/PartialFile.h"
+
+namespace vecamera::device::foundation {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// The locked file in the folder. A folder without it is not removed, whatever its name.
+constexpr std::string_view lockName = ".in-use";
+
+void removeAbandonedFolders(const fs::path& parent, std::string_view prefix) {
+  const auto opened = openFolderAt(AT_FDCWD, parent, LastLink::follow);
+  if (!opened) return;
+  const auto names = entryNames(*opened);
+  if (!names) return;
+  for (const std::string& name : *names) {
+    if (name.starts_with(prefix))
+      static_cast<void>(removeUnlessLocked(*opened, name, fs::path(name) / lockName));
+  }
+}
+
+}  // namespace
+
+FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
+                                                    std::string_view prefix) {
+  removeAbandonedFolders(parent, prefix);
+  while (true) {
+    std::string path = (parent / prefix).string() + "XXXXXX";
+    if (!mkdtemp(path.data())) return fileFailure();
+    TemporaryFolder folder{fs::path(path)};
+    auto lock = createLocked(folder.path_ / lockName);
+    if (lock) {
+      folder.lock_ = *std::move(lock);
+      return folder;
+    }
+    if (lock.error().code != ESTALE) return lock.failure();
+  }
+}
+
+TemporaryFolder::TemporaryFolder(TemporaryFolder&& other) noexcept
+    : path_(std::exchange(other.path_, {})), lock_(std::move(other.lock_)) {}
+
+TemporaryFolder::~TemporaryFolder() {
+  if (path_.empty()) return;
+  const auto parent = openFolderAt(AT_FDCWD, path_.parent_path(), LastLink::follow);
+  if (parent) static_cast<void>(removeTreeAt(*parent, path_.filename().string()));
+}
+
+}  // namespace vecamera::device::foundation
