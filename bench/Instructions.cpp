@@ -1,6 +1,6 @@
-// One work on a small picture, for counting its instructions: `vecamera_instructions W1 FILE`. The
-// counter collects within `measured` only. `vecamera_instructions --environment` tells what the
-// counts depend on beside the project.
+// One workload on a small picture, for counting its instructions: `vecamera_instructions W1 FILE`.
+// The counter collects within `measured` only. `vecamera_instructions --environment` prints what
+// the counts depend on beside the project.
 
 #include <gnu/libc-version.h>
 #include <isa-l.h>
@@ -13,24 +13,22 @@
 #include <jpeglib.h>
 
 #include <algorithm>
-#include <filesystem>
-#include <fstream>
 #include <memory>
 #include <string_view>
 
+#include "bench/Contender.h"
 #include "bench/Photographs.h"
-#include "bench/Works.h"
 
 namespace {
 
-std::unique_ptr<vecamera::bench::Worker> worker;
+std::unique_ptr<vecamera::bench::Contender> contender;
 vecamera::bench::Bytes result;
 
 }  // namespace
 
-extern "C" __attribute__((noinline)) void measured(const vecamera::bench::Work& work,
+extern "C" __attribute__((noinline)) void measured(const vecamera::bench::Workload& workload,
                                                    const std::string& path) {
-  result = worker->result(work, path);
+  result = contender->result(workload, path);
 }
 
 #define VECAMERA_TEXT_OF(words) #words
@@ -47,27 +45,20 @@ int main(int count, char** arguments) {
     return 0;
   }
   if (count != 3) return 2;
-  const auto* work = std::find_if(std::begin(works), std::end(works),
-                                  [&](const Work& each) { return each.name == arguments[1]; });
-  if (work == std::end(works)) return 2;
+  const auto* workload =
+      std::find_if(std::begin(workloads), std::end(workloads),
+                   [&](const Workload& each) { return each.name == arguments[1]; });
+  if (workload == std::end(workloads)) return 2;
   const std::string path = arguments[2];
-  if (!std::filesystem::exists(path)) {
-    constexpr unsigned width = 1008;
-    constexpr unsigned height = 752;
-    const vecamera::Data picture =
-        work->source == "photo.png" ? filteredPng(width, height) : photograph(width, height);
-    std::ofstream(path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(picture.bytes().data()),
-               static_cast<std::streamsize>(picture.size()));
-  }
-  Work small = *work;
+  ensurePicture(path, 1008, 752);
+  Workload small = *workload;
   small.side /= 4;
-  worker = device(1);
+  contender = device(1);
   // Loads the picture.
-  Work nothing = small;
+  Workload nothing = small;
   nothing.quality = 1;
   nothing.side = 1;
-  worker->result(nothing, path);
+  contender->result(nothing, path);
   measured(small, path);
   return result.empty() ? 1 : 0;
 }

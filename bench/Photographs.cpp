@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <fstream>
 #include <string_view>
 
-#include "bench/Floor.h"
+#include "bench/Baseline.h"
 #include "device/camera/TestScene.h"
 #include "device/imaging/png/PngCodec.h"
 #include "device/imaging/png/PngWriter.h"
@@ -35,9 +36,9 @@ class Noise {
 };
 
 Raster noisyScene(unsigned width, unsigned height) {
-  const Data scene =
+  const auto scene =
       device::camera::generateTestScene(width, height, UIImageOrientation::right, 0, Dictionary());
-  Raster raster = bareDecode(scene, 1);
+  Raster raster = bareDecode(*scene, 1);
   Noise noise;
   for (std::size_t i = 0; i < raster.bytes.size(); i += 3) {
     const int gray = noise.next();
@@ -124,6 +125,18 @@ Data filteredPng(unsigned width, unsigned height) {
         png, "IDAT", std::span(packed).subspan(at, std::min(chunkBytes, packed.size() - at)));
   device::imaging::appendPngChunk(png, "IEND", {});
   return Data(std::move(png));
+}
+
+void ensurePicture(const std::filesystem::path& path, unsigned width, unsigned height) {
+  if (std::filesystem::exists(path)) return;
+  const Data data =
+      path.extension() == ".png" ? filteredPng(width, height) : photograph(width, height);
+  // Complete under its name, whatever ends the program.
+  const std::filesystem::path unfinished = path.string() + ".new";
+  std::ofstream(unfinished, std::ios::binary)
+      .write(reinterpret_cast<const char*>(data.bytes().data()),
+             static_cast<std::streamsize>(data.size()));
+  std::filesystem::rename(unfinished, path);
 }
 
 }  // namespace vecamera::bench

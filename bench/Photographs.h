@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <filesystem>
 
 #include "VECamera/platform/Value.h"
 
@@ -18,12 +19,15 @@ struct Raster {
 };
 
 /// The device's test scene with the noise of a sensor over it, which is what makes real photographs
-/// cost their time: as a JPEG of quality 92 with halved colours, stored on its side (orientation
-/// 6).
+/// cost their time: as a JPEG of quality 92 with a chroma subsampling of 4:2:0, stored on its side
+/// (orientation 6).
 Data photograph(unsigned width, unsigned height);
 
 /// The same picture upright as PNG, its rows filtered as most encoders do: each with the filter
 /// that leaves the least sum of differences.
 Data filteredPng(unsigned width, unsigned height);
+
+/// Makes the file one of the two, by its extension, unless it is there.
+void ensurePicture(const std::filesystem::path& path, unsigned width, unsigned height);
 
 }  // namespace vecamera::bench

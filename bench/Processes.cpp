@@ -11,10 +11,9 @@
 #include <memory>
 #include <sstream>
 
-#include "bench/Works.h"
+#include "bench/Contender.h"
 
 namespace vecamera::bench {
-namespace {
 
 std::string outputOf(const std::string& command) {
   const std::unique_ptr<FILE, int (*)(FILE*)> pipe(popen((command + " 2>/dev/null").c_str(), "r"),
@@ -25,47 +24,50 @@ std::string outputOf(const std::string& command) {
   return output;
 }
 
+namespace {
+
 std::string scratchFile(std::string_view name) {
   return (std::filesystem::temp_directory_path() / ("vecamera-bench-" + std::string(name)))
       .string();
 }
 
 /// Its time holds the start of its process, which is how it is used.
-class ImageMagick final : public Worker {
+class ImageMagick final : public Contender {
  public:
   explicit ImageMagick(std::string version) : version_(std::move(version)) {}
   std::string name() const override { return "ImageMagick"; }
   std::string version() const override { return version_; }
 
-  std::optional<double> time(const Work& work, const std::string& path) override {
+  std::optional<double> time(const Workload& workload, const std::string& path) override {
     std::ostringstream command;
     command << "convert";
-    if (work.side > 0) command << " -define jpeg:size=" << 2 * work.side << "x" << 2 * work.side;
+    if (workload.side > 0)
+      command << " -define jpeg:size=" << 2 * workload.side << "x" << 2 * workload.side;
     command << " '" << path << "'";
-    if (work.quality > 0) command << " -auto-orient -quality " << work.quality;
-    if (work.side > 0) command << " -resize " << work.side << "x" << work.side;
-    command << " '" << resultPath(work) << "'";
+    if (workload.quality > 0) command << " -auto-orient -quality " << workload.quality;
+    if (workload.side > 0) command << " -resize " << workload.side << "x" << workload.side;
+    command << " '" << resultPath(workload) << "'";
     const auto start = std::chrono::steady_clock::now();
     if (std::system(command.str().c_str()) != 0) return std::nullopt;
     return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start)
         .count();
   }
 
-  Bytes result(const Work& work, const std::string&) override {
-    const Data data = readFile(resultPath(work));
+  Bytes result(const Workload& workload, const std::string&) override {
+    const Data data = readFile(resultPath(workload));
     return {data.bytes().begin(), data.bytes().end()};
   }
 
  private:
-  static std::string resultPath(const Work& work) {
-    return scratchFile(work.quality > 0 ? "magick.jpg" : "magick.png");
+  static std::string resultPath(const Workload& workload) {
+    return scratchFile(workload.quality > 0 ? "magick.jpg" : "magick.png");
   }
 
   std::string version_;
 };
 
-/// A script that stays up, takes a work a line, and answers with the milliseconds that it took.
-class Sharp final : public Worker {
+/// A script that stays up, takes a workload a line, and answers with the milliseconds that it took.
+class Sharp final : public Contender {
  public:
   Sharp() {
     int toScript[2];
@@ -95,15 +97,16 @@ class Sharp final : public Worker {
   std::string name() const override { return "sharp"; }
   std::string version() const override { return version_; }
 
-  std::optional<double> time(const Work& work, const std::string& path) override {
-    fprintf(to_, "%u %d %s %s\n", work.side, work.quality, path.c_str(), resultPath().c_str());
+  std::optional<double> time(const Workload& workload, const std::string& path) override {
+    fprintf(to_, "%u %d %s %s\n", workload.side, workload.quality, path.c_str(),
+            resultPath().c_str());
     fflush(to_);
     const std::string answer = line();
     if (answer.empty() || answer == "no") return std::nullopt;
     return std::strtod(answer.c_str(), nullptr);
   }
 
-  Bytes result(const Work&, const std::string&) override {
+  Bytes result(const Workload&, const std::string&) override {
     const Data data = readFile(resultPath());
     return {data.bytes().begin(), data.bytes().end()};
   }
@@ -127,7 +130,7 @@ class Sharp final : public Worker {
 
 }  // namespace
 
-std::unique_ptr<Worker> imageMagick() {
+std::unique_ptr<Contender> imageMagick() {
   std::istringstream output(outputOf("convert -version"));
   std::string word;
   std::string version;
@@ -136,11 +139,11 @@ std::unique_ptr<Worker> imageMagick() {
   return std::make_unique<ImageMagick>(version);
 }
 
-std::unique_ptr<Worker> sharp() {
+std::unique_ptr<Contender> sharp() {
   if (outputOf("node --version").empty()) return nullptr;
-  auto worker = std::make_unique<Sharp>();
-  if (!worker->ready()) return nullptr;
-  return worker;
+  auto contender = std::make_unique<Sharp>();
+  if (!contender->ready()) return nullptr;
+  return contender;
 }
 
 }  // namespace vecamera::bench

@@ -4,27 +4,27 @@
 #include <cmath>
 #include <numbers>
 
-#include "bench/Floor.h"
+#include "bench/Baseline.h"
 #include "device/imaging/codecs/Codecs.h"
 
 namespace vecamera::bench {
 namespace {
 
-Colors decoded(const Data& jpeg) {
-  const Raster raster = bareDecode(jpeg, 1, RasterColors::asStored);
+FloatImage decoded(const Data& jpeg) {
+  const Raster raster = bareDecode(jpeg, 1, RasterSpace::yCbCr);
   return {raster.width, raster.height, {raster.bytes.begin(), raster.bytes.end()}};
 }
 
-std::vector<std::uint8_t> encoded(const Colors& colors, int quality) {
+std::vector<std::uint8_t> encoded(const FloatImage& colors, int quality) {
   Raster raster{static_cast<unsigned>(colors.width), static_cast<unsigned>(colors.height), {}};
   for (const float value : colors.values)
     raster.bytes.push_back(static_cast<std::uint8_t>(std::lround(std::clamp(value, 0.0F, 255.0F))));
-  return bareEncode(raster, quality, 1, RasterColors::asStored);
+  return bareEncode(raster, quality, 1, RasterSpace::yCbCr);
 }
 
 /// As orientation 6 shows it: the stored bottom left corner comes to the top left.
-Colors upright(const Colors& stored) {
-  Colors result{stored.height, stored.width, std::vector<float>(stored.values.size())};
+FloatImage upright(const FloatImage& stored) {
+  FloatImage result{stored.height, stored.width, std::vector<float>(stored.values.size())};
   for (std::size_t y = 0; y < result.height; ++y)
     for (std::size_t x = 0; x < result.width; ++x)
       std::copy_n(&stored.values[((stored.height - 1 - x) * stored.width + y) * 3], 3,
@@ -40,8 +40,8 @@ double lanczos(double x) {
 }
 
 /// Shrinks the height and exchanges the sides; twice, it shrinks both.
-Colors shrunkAndTurned(const Colors& from, std::size_t height) {
-  Colors to{height, from.width, std::vector<float>(height * from.width * 3)};
+FloatImage shrunkAndTurned(const FloatImage& from, std::size_t height) {
+  FloatImage to{height, from.width, std::vector<float>(height * from.width * 3)};
   const double factor = static_cast<double>(height) / static_cast<double>(from.height);
   const auto last = static_cast<long>(from.height) - 1;
   std::vector<double> sums(from.width * 3);
@@ -68,9 +68,9 @@ Colors shrunkAndTurned(const Colors& from, std::size_t height) {
 
 }  // namespace
 
-Colors carefulReference(const Data& jpeg, unsigned side) {
-  const auto header = vecamera::device::imaging::readHeader(jpeg.bytes());
-  Colors colors = decoded(jpeg);
+FloatImage lanczosReference(const Data& jpeg, unsigned side) {
+  const auto header = device::imaging::readHeader(jpeg.bytes());
+  FloatImage colors = decoded(jpeg);
   if (header && header->orientation == UIImageOrientation::right) colors = upright(colors);
   const double factor =
       static_cast<double>(side) / static_cast<double>(std::max(colors.width, colors.height));
@@ -81,8 +81,8 @@ Colors carefulReference(const Data& jpeg, unsigned side) {
   return shrunkAndTurned(shrunkAndTurned(colors, shrunk(colors.height)), width);
 }
 
-double decibels(const Colors& reference, const std::vector<std::uint8_t>& jpeg) {
-  const Colors actual = decoded(Data(jpeg));
+double psnr(const FloatImage& reference, const std::vector<std::uint8_t>& jpeg) {
+  const FloatImage actual = decoded(Data(jpeg));
   if (actual.width != reference.width || actual.height != reference.height) return -1;
   double sum = 0;
   for (std::size_t i = 0; i < actual.values.size(); ++i) {
@@ -92,8 +92,8 @@ double decibels(const Colors& reference, const std::vector<std::uint8_t>& jpeg) 
   return 10 * std::log10(255.0 * 255.0 * static_cast<double>(actual.values.size()) / sum);
 }
 
-double ceilingDecibels(const Colors& reference, int quality) {
-  return decibels(reference, encoded(reference, quality));
+double psnrCeiling(const FloatImage& reference, int quality) {
+  return psnr(reference, encoded(reference, quality));
 }
 
 }  // namespace vecamera::bench

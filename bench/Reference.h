@@ -7,21 +7,20 @@
 
 namespace vecamera::bench {
 
-/// A picture in the colours in which JPEGs keep theirs, in full precision: brightness and the two
-/// colours of each pixel one after the other.
-struct Colors {
+/// A picture in full precision: luma and the two chroma samples of each pixel, one after the other.
+struct FloatImage {
   std::size_t width = 0;
   std::size_t height = 0;
   std::vector<float> values;
 };
 
-/// The JPEG decoded whole and shrunk to the square with Lanczos' kernel, upright where its
+/// The JPEG decoded whole and scaled down to the square with the Lanczos kernel, upright where its
 /// orientation is 6: what a tool would give that takes all the time it needs.
-Colors carefulReference(const Data& jpeg, unsigned side);
-/// The best that a JPEG of that quality can be: the reference itself, encoded.
-double ceilingDecibels(const Colors& reference, int quality);
-/// How near the JPEG's pixels come to the reference (peak signal to noise ratio); -1 where it has
+FloatImage lanczosReference(const Data& jpeg, unsigned side);
+/// The PSNR of the reference itself, encoded in that quality, in decibels.
+double psnrCeiling(const FloatImage& reference, int quality);
+/// The peak signal-to-noise ratio of the JPEG to the reference, in decibels; -1 where it has
 /// another size.
-double decibels(const Colors& reference, const std::vector<std::uint8_t>& jpeg);
+double psnr(const FloatImage& reference, const std::vector<std::uint8_t>& jpeg);
 
 }  // namespace vecamera::bench

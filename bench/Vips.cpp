@@ -1,4 +1,4 @@
-#include "bench/Works.h"
+#include "bench/Contender.h"
 
 #ifdef VECAMERA_BENCH_VIPS
 #include <vips/vips.h>
@@ -10,28 +10,28 @@ namespace vecamera::bench {
 
 namespace {
 
-Bytes travel(const Work& work, const Data& source) {
+Bytes convert(const Workload& workload, const Data& source) {
   void* bytes = const_cast<std::uint8_t*>(source.bytes().data());
   const std::size_t size = source.size();
   VipsImage* image = nullptr;
-  const auto side = static_cast<int>(work.side);
-  if (work.side > 0) {
+  const auto side = static_cast<int>(workload.side);
+  if (workload.side > 0) {
     if (vips_thumbnail_buffer(bytes, size, &image, side, "height", side, nullptr)) return {};
   } else {
     // Turning needs rows from everywhere.
-    const VipsAccess access = work.quality > 0 ? VIPS_ACCESS_RANDOM : VIPS_ACCESS_SEQUENTIAL;
+    const VipsAccess access = workload.quality > 0 ? VIPS_ACCESS_RANDOM : VIPS_ACCESS_SEQUENTIAL;
     VipsImage* loaded = vips_image_new_from_buffer(bytes, size, "", "access", access, nullptr);
     if (!loaded) return {};
     // The album keeps what the camera stored.
-    const int failed = work.quality > 0 ? vips_autorot(loaded, &image, nullptr)
-                                        : vips_copy(loaded, &image, nullptr);
+    const int failed = workload.quality > 0 ? vips_autorot(loaded, &image, nullptr)
+                                            : vips_copy(loaded, &image, nullptr);
     g_object_unref(loaded);
     if (failed) return {};
   }
   void* encoded = nullptr;
   std::size_t length = 0;
-  if (work.quality > 0)
-    vips_jpegsave_buffer(image, &encoded, &length, "Q", work.quality, nullptr);
+  if (workload.quality > 0)
+    vips_jpegsave_buffer(image, &encoded, &length, "Q", workload.quality, nullptr);
   else
     vips_pngsave_buffer(image, &encoded, &length, nullptr);
   g_object_unref(image);
@@ -43,16 +43,16 @@ Bytes travel(const Work& work, const Data& source) {
 
 }  // namespace
 
-std::unique_ptr<Worker> vips() {
+std::unique_ptr<Contender> vips() {
   if (VIPS_INIT("vecamera_bench")) return nullptr;
-  // Each work is done afresh.
+  // Each workload is done afresh.
   vips_cache_set_max(0);
-  return std::make_unique<LocalWorker>("libvips", vips_version_string(), travel);
+  return std::make_unique<LocalContender>("libvips", vips_version_string(), convert);
 }
 
 #else
 
-std::unique_ptr<Worker> vips() {
+std::unique_ptr<Contender> vips() {
   return nullptr;
 }
 

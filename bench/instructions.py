@@ -1,12 +1,12 @@
 #!/usr/bin/env python3
-"""Counts the instructions of the works on a small picture and compares them with the record.
+"""Counts the instructions of the workloads on a small picture and compares them with the record.
 
     instructions.py PROGRAM [--record]
 
-Fails where a work needs over 5 percent more than instructions.json says; --record writes that file
-anew. The counts are those of a processor with AVX2, which is the most that the counter itself knows,
-and of the compiler and the libraries that the file names: with others nothing can be compared, so
-that the check is skipped and says so.
+Fails where a workload needs over 5 percent more than instructions.json says; --record writes that
+file anew. The counts are those of a processor with AVX2, the latest extension that the counter
+itself knows, and of the compiler and the libraries that the file names: with others nothing can be
+compared, so that the check is skipped and says so.
 """
 
 import concurrent.futures
@@ -19,27 +19,27 @@ import sys
 import tempfile
 
 RECORD = pathlib.Path(__file__).with_name("instructions.json")
-WORKS = ["W1", "W2", "W3", "W4", "W5"]
+WORKLOADS = ["W1", "W2", "W3", "W4", "W5"]
 ALLOWED_GROWTH = 1.05
 SKIPPED = 77
 
 
 def environment(program):
     """The compiler and the libraries of the program, and the counter."""
-    told = subprocess.run([program, "--environment"], capture_output=True, text=True, check=True)
+    output = subprocess.run([program, "--environment"], capture_output=True, text=True, check=True)
     counter = subprocess.run(["valgrind", "--version"], capture_output=True, text=True, check=True)
-    return {**json.loads(told.stdout), "counter": counter.stdout.strip()}
+    return {**json.loads(output.stdout), "counter": counter.stdout.strip()}
 
 
-def count(program, work, folder):
-    source = pathlib.Path(folder) / ("photo.png" if work == "W5" else "photo.jpg")
+def count(program, workload, folder):
+    source = pathlib.Path(folder) / ("photo.png" if workload == "W5" else "photo.jpg")
     run = subprocess.run(
         ["valgrind", "--tool=callgrind", "--collect-atstart=no", "--toggle-collect=measured",
-         "--callgrind-out-file=/dev/null", program, work, str(source)],
+         "--callgrind-out-file=/dev/null", program, workload, str(source)],
         capture_output=True, text=True)
     found = re.search(r"Collected : (\d+)", run.stderr)
     if run.returncode != 0 or not found:
-        sys.exit(f"{work} could not be counted:\n{run.stderr}")
+        sys.exit(f"{workload} could not be counted:\n{run.stderr}")
     return int(found.group(1))
 
 
@@ -59,21 +59,22 @@ def main():
         sys.exit(SKIPPED)
     with tempfile.TemporaryDirectory() as folder:
         # The pictures, made outside of the slow counter.
-        for work in ("W1", "W5"):
-            name = "photo.png" if work == "W5" else "photo.jpg"
-            subprocess.run([program, work, str(pathlib.Path(folder) / name)], check=True)
+        for workload in ("W1", "W5"):
+            name = "photo.png" if workload == "W5" else "photo.jpg"
+            subprocess.run([program, workload, str(pathlib.Path(folder) / name)], check=True)
         with concurrent.futures.ThreadPoolExecutor(2) as pool:
-            counts = dict(zip(WORKS, pool.map(lambda work: count(program, work, folder), WORKS)))
+            counts = dict(zip(WORKLOADS, pool.map(
+                lambda workload: count(program, workload, folder), WORKLOADS)))
     if "--record" in sys.argv:
         record = {"environment": here, "instructions": counts}
         RECORD.write_text(json.dumps(record, indent=2) + "\n")
         return
     grown = []
-    for work, instructions in counts.items():
-        share = instructions / record["instructions"][work]
-        print(f"{work}: {instructions:>12,} instructions, {share:.3f} of the record")
+    for workload, instructions in counts.items():
+        share = instructions / record["instructions"][workload]
+        print(f"{workload}: {instructions:>12,} instructions, {share:.3f} of the record")
         if share > ALLOWED_GROWTH:
-            grown.append(work)
+            grown.append(workload)
     if grown:
         sys.exit(f"{', '.join(grown)} need over 5 percent more instructions than recorded. "
                  "Where that is meant, record them anew: instructions.py PROGRAM --record")

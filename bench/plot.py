@@ -21,7 +21,7 @@ class Panel:
         self.lines = {}
         for point in points:
             for name, value in point.get(key, {}).items():
-                # What cannot be told from nothing is drawn at the bottom.
+                # The scale is logarithmic: less than 1 is drawn at the bottom.
                 self.lines.setdefault(name, []).append((point["megapixels"], max(value, 1)))
         values = [value for line in self.lines.values() for _, value in line]
         self.low = 10 ** math.floor(math.log10(min(values)))

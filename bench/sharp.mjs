@@ -1,7 +1,6 @@
-// Does works with sharp. It is asked one work a line, "SIDE QUALITY SOURCE RESULT", and answers with
-// milliseconds, the last of which are spent before the result is written to its file. sharp is looked
-// for in the folder that SHARP_FOLDER names, else beside this script: `npm install sharp` puts it
-// there.
+// Runs workloads with sharp. It reads one a line, "SIDE QUALITY SOURCE RESULT", and answers with its
+// milliseconds, without the writing of the result to its file, or with "no". sharp is looked for in
+// the folder that SHARP_FOLDER names, else beside this script: `npm install sharp` puts it there.
 import { createRequire } from 'node:module';
 import { readFileSync, writeFileSync } from 'node:fs';
 import { createInterface } from 'node:readline';
@@ -14,7 +13,7 @@ try {
 } catch {
   process.exit(1);
 }
-// Each work is done afresh.
+// Each workload is run afresh.
 sharp.cache(false);
 console.log(`${sharp.versions.sharp} (libvips ${sharp.versions.vips})`);
 

@@ -5,14 +5,15 @@
 #include <utility>
 
 #include "Completions.h"
-#include "apps/vecamera/Arguments.h"
-#include "apps/vecamera/DemoCommand.h"
-#include "apps/vecamera/LibraryCommands.h"
-#include "apps/vecamera/RunCommand.h"
-#include "apps/vecamera/SceneCommand.h"
-#include "apps/vecamera/Serve.h"
-#include "apps/vecamera/Signals.h"
-#include "apps/vecamera/TakeCommand.h"
+#include "VECamera/platform/UIKit.h"
+#include "apps/vecamera/commands/DemoCommand.h"
+#include "apps/vecamera/commands/LibraryCommands.h"
+#include "apps/vecamera/commands/RunCommand.h"
+#include "apps/vecamera/commands/SceneCommand.h"
+#include "apps/vecamera/commands/ServeCommand.h"
+#include "apps/vecamera/commands/TakeCommand.h"
+#include "apps/vecamera/terminal/Arguments.h"
+#include "apps/vecamera/terminal/Signals.h"
 #include "device/script/json/JsonFields.h"
 #include "device/script/json/StrictJson.h"
 
@@ -22,7 +23,7 @@ namespace {
 /// What the arguments ask for.
 using Action = std::function<ExitStatus()>;
 
-/// An option whose value `parse` reads; `form` tells how the value is written.
+/// An option whose value `parse` reads; `form` shows how the value is written.
 template <class T, class Parse>
 CLI::Option* addParsed(CLI::App& command, const std::string& name, std::optional<T>& field,
                        Parse parse, const std::string& form, const std::string& description) {
@@ -38,16 +39,16 @@ CLI::Option* addParsed(CLI::App& command, const std::string& name, std::optional
       ->type_name(form);
 }
 
-using Choices = std::vector<std::pair<std::string, std::int64_t>>;
-
 /// An option that takes one of these words.
-void addChoice(CLI::App& command, const std::string& name, std::optional<std::int64_t>& field,
-               const Choices& choices, const std::string& description) {
+template <class T>
+void addChoice(CLI::App& command, const std::string& name, std::optional<T>& field,
+               const std::vector<std::pair<std::string, T>>& choices,
+               const std::string& description) {
   std::string form;
   for (const auto& [word, value] : choices) form += (form.empty() ? "" : "|") + word;
   addParsed(
       command, name, field,
-      [choices](const std::string& text) -> std::optional<std::int64_t> {
+      [choices](const std::string& text) -> std::optional<T> {
         for (const auto& [word, value] : choices)
           if (word == text) return value;
         return std::nullopt;
@@ -87,6 +88,10 @@ void addRun(CLI::App& app, Action& action) {
 }
 
 void addTake(CLI::App& app, Action& action) {
+  using enum DestinationType;
+  using enum EncodingType;
+  using enum MediaType;
+  using Source = UIImagePickerControllerSourceType;
   auto options = std::make_shared<TakeOptions>();
   auto& command =
       *app.add_subcommand("take", "Take one picture or movie and print the command's answer");
@@ -97,16 +102,21 @@ void addTake(CLI::App& app, Action& action) {
       ->required();
   command.add_option("--quality", options->quality, "JPEG quality [50]")->type_name("N");
   addChoice(command, "--destination", options->destination,
-            {{"data-url", 0}, {"file-uri", 1}, {"native-uri", 2}},
+            {{"data-url", destinationTypeDataUrl},
+             {"file-uri", destinationTypeFileUri},
+             {"native-uri", destinationTypeNativeUri}},
             "The form of the result [native-uri]");
   addChoice(command, "--source", options->source,
-            {{"camera", 1}, {"photo-library", 0}, {"saved-photos", 2}},
+            {{"camera", Source::camera},
+             {"photo-library", Source::photoLibrary},
+             {"saved-photos", Source::savedPhotosAlbum}},
             "Where the picture comes from [camera]");
   addParsed(command, "--size", options->size, parseSize, "WIDTHxHEIGHT",
             "Make it fit into this size");
-  addChoice(command, "--encoding", options->encoding, {{"jpeg", 0}, {"png", 1}},
-            "The form of the bytes [jpeg]");
-  addChoice(command, "--media", options->media, {{"picture", 0}, {"video", 1}, {"all", 2}},
+  addChoice(command, "--encoding", options->encoding,
+            {{"jpeg", encodingTypeJPEG}, {"png", encodingTypePNG}}, "The form of the bytes [jpeg]");
+  addChoice(command, "--media", options->media,
+            {{"picture", mediaTypePicture}, {"video", mediaTypeVideo}, {"all", mediaTypeAll}},
             "What may be taken or picked [picture]");
   addParsed(command, "--edit", options->edit, parseCrop, "X,Y,WIDTH,HEIGHT",
             "Offer the edit step and crop there, in pixels of the upright picture");
@@ -139,7 +149,7 @@ struct LibraryOptions {
   std::filesystem::path home;
   std::vector<std::filesystem::path> files;
   bool json = false;
-  ExportOptions exported;
+  LibraryExport exported;
   bool yes = false;
 };
 
@@ -271,7 +281,7 @@ void addCompletion(CLI::App& app, Action& action) {
       "  vecamera completion zsh > ~/.zfunc/_vecamera\n");
   command.callback([shell, &action] {
     action = [shell] {
-      std::cout << (*shell == "bash" ? kBashCompletion : kZshCompletion) << std::flush;
+      std::cout << (*shell == "bash" ? bashCompletion : zshCompletion) << std::flush;
       return ExitStatus::success;
     };
   });
@@ -310,8 +320,8 @@ std::string unknown(std::string_view what, const std::string& text,
                                      std::vector<std::string_view>(choices.begin(), choices.end()));
 }
 
-/// What is wrong with the arguments. Something that nobody asked for explains more than what is
-/// missing because of it.
+/// What is wrong with the arguments. An unexpected argument explains more than one that is missing
+/// because of it.
 std::string explain(const CLI::App& app, const CLI::ParseError& error) {
   const auto unexpected = app.remaining(true);
   const auto type = error.get_exit_code();
@@ -330,7 +340,7 @@ std::string explain(const CLI::App& app, const CLI::ParseError& error) {
 ExitStatus act(int argc, char** argv) {
   CLI::App app{"Take pictures with the camera module on a software device.", "vecamera"};
   app.require_subcommand(1);
-  app.set_version_flag("--version", std::string("vecamera ") + kVersion);
+  app.set_version_flag("--version", std::string("vecamera ") + version);
   app.footer(
       "Start here:\n"
       "  vecamera demo                  takes a first picture and tells what happens\n"

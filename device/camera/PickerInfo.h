@@ -17,7 +17,7 @@ struct PickerEdit {
 /// bytes can be opened, and the edited one where there was an edit.
 Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& edit);
 
-/// Adds what a camera tells about a capture: the picture's metadata, where it has any.
+/// Adds what a camera gives beside the picture: its metadata, where it has any.
 void addCaptureMetadata(Dictionary& info, const Data& picture);
 
 /// The info dictionary for a movie at the URL.

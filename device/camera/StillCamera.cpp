@@ -11,10 +11,9 @@ void StillCamera::pointAt(std::int64_t cameraDevice, Data picture) {
 Data StillCamera::view(std::int64_t cameraDevice) const {
   const auto found = pictures_.find(cameraDevice);
   if (found != pictures_.end()) return found->second;
-  // Stored lying on its side, as a phone that is held upright stores it; the seed tells the cameras
-  // apart.
-  return generateTestScene(1024, 768, UIImageOrientation::right,
-                           static_cast<std::uint32_t>(cameraDevice + 1), {});
+  // Stored on its side, as a phone that is held upright stores it. Each camera has its own seed.
+  const auto seed = static_cast<std::uint32_t>(cameraDevice + 1);
+  return generateTestScene(1024, 768, UIImageOrientation::right, seed, {}).value().value_or(Data());
 }
 
 Dictionary StillCamera::capture(UIImages& images, std::int64_t cameraDevice,

@@ -46,8 +46,8 @@ float hashed(std::int32_t x, std::int32_t y, std::uint32_t seed) {
   h = (h ^ h >> 15) * 0x2C1B3C6Du;
   h = (h ^ h >> 12) * 0x297A2D39u;
   h ^= h >> 15;
-  constexpr float steps = 1 << 24;
-  return static_cast<float>(h >> 8) / steps;
+  constexpr float range = 1 << 24;
+  return static_cast<float>(h >> 8) / range;
 }
 
 float noise(float x, float y, std::uint32_t seed) {
@@ -271,21 +271,25 @@ Dictionary cameraMetadata(std::size_t width, std::size_t height, UIImageOrientat
 
 }  // namespace
 
-Data generateTestScene(std::size_t width, std::size_t height, UIImageOrientation storedOrientation,
-                       std::uint32_t seed, const Dictionary& metadata) {
+Result<Data, CameraError> generateTestScene(std::size_t width, std::size_t height,
+                                            UIImageOrientation storedOrientation,
+                                            std::uint32_t seed, const Dictionary& metadata) {
   constexpr std::size_t maxSide = 65500;
   constexpr int quality = 92;
-  if (width == 0 || height == 0 || width > maxSide || height > maxSide) return {};
+  if (width == 0 || height == 0 || width > maxSide || height > maxSide)
+    return Failure(CameraError::invalidSize);
   const imaging::Turn upright = imaging::turnFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
   if (scene) scene = imaging::turned(std::move(*scene), imaging::inverse(upright));
-  if (!scene) return {};
+  if (!scene) return Failure(CameraError::notEncoded);
   auto jpeg = imaging::encodeJpeg(*scene, quality, {});
-  if (!jpeg) return {};
+  if (!jpeg) return Failure(CameraError::notEncoded);
   const auto taken = imaging::writeProperties(Data(std::move(*jpeg)),
                                               cameraMetadata(width, height, storedOrientation));
-  if (!taken) return {};
-  return imaging::writeProperties(*taken, metadata).value_or(Data());
+  if (!taken) return Failure(CameraError::notEncoded);
+  auto complete = imaging::writeProperties(*taken, metadata);
+  if (!complete) return Failure(CameraError::notEncoded);
+  return *std::move(complete);
 }
 
 }  // namespace vecamera::device::camera

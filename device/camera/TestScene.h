@@ -4,8 +4,13 @@
 #include <cstdint>
 
 #include "VECamera/platform/UIKit.h"
+#include "device/base/Result.h"
 
 namespace vecamera::device::camera {
+
+/// Why there is no scene: a side is zero or too large for a JPEG; it cannot be painted or encoded,
+/// for want of memory or for the metadata.
+enum class CameraError { invalidSize, notEncoded };
 
 /// The picture that the software camera takes when it is given none: a landscape with a colour
 /// chart and an arrow that points up, as a JPEG with Exif metadata. It is stored the way a phone
@@ -14,8 +19,9 @@ namespace vecamera::device::camera {
 ///
 /// The camera's own metadata (make, model, exposure, sides) is written first, and `metadata`, a
 /// property dictionary as in device/imaging/metadata/Metadata.h, over it. The same arguments give
-/// the same bytes. Empty where the sides are zero, or too large for a JPEG or the memory.
-Data generateTestScene(std::size_t width, std::size_t height, UIImageOrientation storedOrientation,
-                       std::uint32_t seed, const Dictionary& metadata);
+/// the same bytes.
+Result<Data, CameraError> generateTestScene(std::size_t width, std::size_t height,
+                                            UIImageOrientation storedOrientation,
+                                            std::uint32_t seed, const Dictionary& metadata);
 
 }  // namespace vecamera::device::camera

@@ -28,17 +28,18 @@ void Container::create(const Platform& platform, std::shared_ptr<UIViewControlle
   plugin_->setViewController(std::move(viewController));
 }
 
-std::variant<Value, Container::Refusal> Container::perform(std::string_view selector,
-                                                           std::span<const Value> arguments) {
+Result<Value, ContainerError> Container::perform(std::string_view selector,
+                                                 std::span<const Value> arguments) {
   const std::string quoted = "\"" + std::string(selector) + "\"";
-  if (!plugin_) return Refusal{"there is no plug-in object to send " + quoted + " to"};
+  const auto failure = [](std::string text) { return Failure(ContainerError{std::move(text)}); };
+  if (!plugin_) return failure("there is no plug-in object to send " + quoted + " to");
   const auto* operation = plugin_->operationForSelector(selector);
-  if (!operation) return Refusal{"the plug-in does not answer to the selector " + quoted};
+  if (!operation) return failure("the plug-in does not answer to the selector " + quoted);
   const auto wanted = static_cast<std::size_t>(std::count(selector.begin(), selector.end(), ':'));
   if (arguments.size() != wanted)
-    return Refusal{"the selector " + quoted + " takes " + std::to_string(wanted) +
-                   " arguments, not " + std::to_string(arguments.size())};
-  // The object may be let go while it works.
+    return failure("the selector " + quoted + " takes " + std::to_string(wanted) +
+                   " arguments, not " + std::to_string(arguments.size()));
+  // The object may be released while it works.
   const auto keep = plugin_;
   return (*operation)(arguments);
 }
@@ -52,7 +53,7 @@ std::shared_ptr<Callback> Container::makeCallback(std::string name, std::string 
         return delegates->current;
       },
       clock_, observer_);
-  ledger_.add(callback);
+  callbacks_.add(callback);
   return callback;
 }
 

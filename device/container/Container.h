@@ -5,10 +5,10 @@
 #include <span>
 #include <string>
 #include <string_view>
-#include <variant>
 
 #include "VECamera/core/VECameraPlugin.h"
-#include "device/container/Ledger.h"
+#include "device/base/Result.h"
+#include "device/container/CallbackRegistry.h"
 
 namespace vecamera::device::container {
 
@@ -20,16 +20,21 @@ struct UrlTransformerOffer {
   URLTransformer transformer;
 };
 
-/// A stand-in for the host container: it owns the plug-in object, dispatches by selector, hands out
-/// callbacks and keeps their ledger. Used on one thread at a time, but for the URL transformer,
-/// which any thread may ask for.
+/// Why the dispatcher did not call the plug-in, in words.
+struct ContainerError {
+  std::string text;
+};
+
+/// A stand-in for the host container: it owns the plug-in object, dispatches by selector, and hands
+/// out and registers callbacks. Used on one thread at a time, but for the URL transformer, which
+/// any thread may ask for.
 class Container {
  public:
   Container(const NSClock& clock, DeviceObserver& observer);
 
   /// Makes a plug-in object and wires it with a web view and, if given, the view controller.
   void create(const Platform& platform, std::shared_ptr<UIViewController> viewController);
-  /// Lets the plug-in object go.
+  /// Gives up the plug-in object.
   void release() { plugin_.reset(); }
   /// The plug-in object, or null.
   const std::shared_ptr<VECameraPlugin>& plugin() const { return plugin_; }
@@ -39,18 +44,15 @@ class Container {
     return plugin_ && callback.pluginNumber() == pluginNumber_;
   }
 
-  /// A refusal of the dispatcher, in words.
-  struct Refusal {
-    std::string why;
-  };
-  /// Calls the selector on the plug-in object: its value, or why it was not called (no object, an
-  /// unknown selector, a wrong number of arguments).
-  std::variant<Value, Refusal> perform(std::string_view selector, std::span<const Value> arguments);
-  /// A new callback for a page command with these arguments, entered in the ledger.
+  /// Calls the selector on the plug-in object for its value. Fails without an object, for an
+  /// unknown selector and for a wrong number of arguments.
+  Result<Value, ContainerError> perform(std::string_view selector,
+                                        std::span<const Value> arguments);
+  /// A new callback for a page command with these arguments, registered.
   std::shared_ptr<Callback> makeCallback(std::string name, std::string selector, Array arguments);
 
   void setUrlTransformer(UrlTransformerOffer offer);
-  const Ledger& ledger() const { return ledger_; }
+  const CallbackRegistry& callbacks() const { return callbacks_; }
 
  private:
   /// Shared with the callbacks, which may outlive this object.
@@ -64,17 +66,17 @@ class Container {
   const std::shared_ptr<Delegates> delegates_;
   std::shared_ptr<VECameraPlugin> plugin_;
   int pluginNumber_ = 0;
-  Ledger ledger_;
+  CallbackRegistry callbacks_;
 };
 
 /// The container's log, as events.
 class ObservedLog : public VELog {
  public:
   explicit ObservedLog(DeviceObserver& observer) : observer_(observer) {}
-  void debug(std::string_view msg) override { observer_.loggedDebug(msg); }
+  void debug(std::string_view msg) override { observer_.onDebugLogged(msg); }
   void error(std::string_view tag, std::string_view msg, std::string_view filename, int line,
              std::string_view funcName) override {
-    observer_.loggedError(tag, msg, filename, line, funcName);
+    observer_.onErrorLogged(tag, msg, filename, line, funcName);
   }
 
  private:

@@ -16,27 +16,27 @@ enum class Permission { camera, photoLibrary, location };
 /// "camera", "photoLibrary" or "location".
 std::string_view nameOf(Permission permission);
 
-/// What the outside sees of a device, in the order in which it happens. Each member is called on
-/// the executor on which the thing happens; the defaults do nothing.
+/// Notified of what the outside sees of a device, in the order in which it happens. Each member is
+/// called on the executor on which the thing happens; the defaults do nothing.
 class DeviceObserver {
  public:
   virtual ~DeviceObserver() = default;
   /// The callback's record holds the answer.
-  virtual void answered(const Callback& /*callback*/) {}
+  virtual void onAnswered(const Callback& /*callback*/) {}
   /// The plug-in answered the callback again; the container refused that.
-  virtual void answerRefused(const Callback& /*callback*/) {}
-  virtual void loggedDebug(std::string_view /*msg*/) {}
-  virtual void loggedError(std::string_view /*tag*/, std::string_view /*msg*/,
-                           std::string_view /*filename*/, int /*line*/,
-                           std::string_view /*funcName*/) {}
+  virtual void onAnswerRefused(const Callback& /*callback*/) {}
+  virtual void onDebugLogged(std::string_view /*msg*/) {}
+  virtual void onErrorLogged(std::string_view /*tag*/, std::string_view /*msg*/,
+                             std::string_view /*filename*/, int /*line*/,
+                             std::string_view /*funcName*/) {}
   /// A line that the module wrote to standard output.
-  virtual void printed(std::string_view /*line*/) {}
-  virtual void promptShown(Permission /*permission*/) {}
-  virtual void presented(const UIViewController& /*controller*/, bool /*animated*/) {}
-  virtual void dismissed(const UIViewController& /*controller*/, bool /*animated*/) {}
-  virtual void openedURL(const URL& /*url*/) {}
+  virtual void onPrinted(std::string_view /*line*/) {}
+  virtual void onPromptShown(Permission /*permission*/) {}
+  virtual void onPresented(const UIViewController& /*controller*/, bool /*animated*/) {}
+  virtual void onDismissed(const UIViewController& /*controller*/, bool /*animated*/) {}
+  virtual void onURLOpened(const URL& /*url*/) {}
   /// "requestWhenInUseAuthorization", "start" or "stop".
-  virtual void locationManagerTold(std::string_view /*what*/) {}
+  virtual void onLocationManagerCall(std::string_view /*what*/) {}
 };
 
 }  // namespace vecamera::device::container

@@ -23,18 +23,18 @@ class LocationService::Manager : public CLLocationManager,
     if (selector != "requestWhenInUseAuthorization") return;
     service_.mainQueue_.post([self = shared_from_this()] {
       auto& service = self->service_;
-      service.observer_.locationManagerTold("requestWhenInUseAuthorization");
+      service.observer_.onLocationManagerCall("requestWhenInUseAuthorization");
       if (service.permission_.status() == LocationAuthorization::notDetermined)
-        service.permission_.request([&service](LocationAuthorization) { service.allowed(); });
+        service.permission_.request([&service](LocationAuthorization) { service.deliverFix(); });
     });
   }
   void startUpdatingLocation() override {
-    service_.observer_.locationManagerTold("start");
+    service_.observer_.onLocationManagerCall("start");
     running_ = true;
     if (const auto fix = service_.fix()) service_.deliver(shared_from_this(), fix);
   }
   void stopUpdatingLocation() override {
-    service_.observer_.locationManagerTold("stop");
+    service_.observer_.onLocationManagerCall("stop");
     running_ = false;
   }
   std::optional<CLLocation> location() const override {
@@ -83,7 +83,7 @@ void LocationService::update(const std::optional<CLLocation>& location) {
   for (const auto& manager : running()) deliver(manager, location);
 }
 
-void LocationService::allowed() {
+void LocationService::deliverFix() {
   if (const auto standing = fix()) update(standing);
 }
 

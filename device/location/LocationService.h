@@ -13,10 +13,9 @@
 
 namespace vecamera::device::location {
 
-/// Location of a device that is told by script or control where it is. A manager that is running
-/// and allowed gets one update on the main queue when it starts, where the device has a standing
-/// fix, and one for each `update`, which leaves the standing fix as it is. Any thread; outlives its
-/// managers.
+/// Location of a device, which a script or a person sets. A manager that is running and allowed
+/// gets one update on the main queue when it starts, where the device has a standing fix, and one
+/// for each `update`, which leaves the standing fix as it is. Any thread; outlives its managers.
 class LocationService : public CoreLocation {
  public:
   LocationService(screen::PermissionGate<LocationAuthorization>& permission, Executor& mainQueue,
@@ -24,13 +23,13 @@ class LocationService : public CoreLocation {
   ~LocationService() override;
 
   std::shared_ptr<CLLocationManager> makeLocationManager() override;
-  /// The fix that managers find when they start; tells nobody.
+  /// The fix that managers find when they start; no update arrives.
   void setFix(std::optional<CLLocation> fix);
   /// An update arrives at the running managers; nothing: one without a location.
   void update(const std::optional<CLLocation>& location);
   /// Running managers get the standing fix, where there is one; for the moment at which the user
   /// allows location.
-  void allowed();
+  void deliverFix();
   /// Whether a manager is running.
   bool isRunning() const;
 

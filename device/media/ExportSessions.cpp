@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "device/foundation/Urls.h"
-#include "device/media/MediaErrors.h"
 #include "device/media/MovieExport.h"
+#include "device/media/base/MediaErrors.h"
 
 namespace vecamera::device::media {
 namespace {
@@ -75,45 +75,45 @@ class FileExportSession final : public AVAssetExportSession,
       type = outputFileType_;
       target = outputURL_;
     }
-    std::optional<NSError> error;
+    MediaResult<void> done;
     try {
-      error = exported(type, target);
+      done = exportTo(type, target);
     } catch (const std::exception& thrown) {
-      error = mediaError(thrown);
+      done = mediaFailure(thrown);
     }
-    end(error);
-    if (error && supervision_.failed) supervision_.failed(*error);
+    end(done);
+    if (!done && supervision_.onError) supervision_.onError(done.error());
   }
 
-  std::optional<NSError> exported(const std::string& type, const std::optional<URL>& target) {
-    if (isCancelled_) return mediaError(AVError::operationCancelled, "Cancelled.");
+  MediaResult<void> exportTo(const std::string& type, const std::optional<URL>& target) {
+    if (isCancelled_) return mediaFailure(AVError::operationCancelled, "Cancelled.");
     if (type != AVFileTypeMPEG4)
-      return mediaError(AVError::exportFailed,
-                        "The output file type \"" + type + "\" cannot be written.");
+      return mediaFailure(AVError::exportFailed,
+                          "The output file type \"" + type + "\" cannot be written.");
     const auto source = foundation::filePathOf(asset_->url());
-    if (!source) return mediaError(AVError::unknown, "The movie's address is not that of a file.");
+    if (!source)
+      return mediaFailure(AVError::unknown, "The movie's address is not that of a file.");
     const auto path = target ? foundation::filePathOf(*target) : std::nullopt;
-    if (!path) return mediaError(AVError::unknown, "The output address is not that of a file.");
+    if (!path) return mediaFailure(AVError::unknown, "The output address is not that of a file.");
     ExportOptions options;
-    options.cancelled = [this] {
-      return isCancelled_ || (supervision_.interrupted && supervision_.interrupted());
+    options.isCancelled = [this] {
+      return isCancelled_ || (supervision_.isInterrupted && supervision_.isInterrupted());
     };
-    options.progress = [this](float progress) {
+    options.onProgress = [this](float progress) {
       progress_ = progress;
       if (observer_) observer_(progress);
     };
     return exportMovie(*source, *path, options);
   }
 
-  void end(std::optional<NSError> error) {
+  void end(const MediaResult<void>& done) {
     const std::lock_guard lock(mutex_);
-    error_ = std::move(error);
-    if (!error_)
-      status_ = AVAssetExportSessionStatus::completed;
-    else if (isMediaError(*error_, AVError::operationCancelled))
-      status_ = AVAssetExportSessionStatus::cancelled;
-    else
-      status_ = AVAssetExportSessionStatus::failed;
+    status_ = AVAssetExportSessionStatus::completed;
+    if (done) return;
+    error_ = done.error();
+    status_ = isMediaError(*error_, AVError::operationCancelled)
+                  ? AVAssetExportSessionStatus::cancelled
+                  : AVAssetExportSessionStatus::failed;
   }
 
   const std::shared_ptr<FileAsset> asset_;

@@ -15,14 +15,14 @@ namespace vecamera::device::media {
 /// nothing. A second start of a session is ignored.
 class ExportSessions final : public AVAssetExports {
  public:
-  /// Told of the rising progress of every running export, on the queue's thread.
+  /// Notified of the rising progress of every running export, on the queue's thread.
   using ProgressObserver = std::function<void(float)>;
   /// Both on the queue's thread; each may be empty.
   struct Supervision {
     /// Asked often while an export runs; true cancels it.
-    std::function<bool()> interrupted;
-    /// Told why an export failed or was cancelled, before its handler runs.
-    std::function<void(const NSError&)> failed;
+    std::function<bool()> isInterrupted;
+    /// Called when an export failed or was cancelled, before its handler runs.
+    std::function<void(const NSError&)> onError;
   };
 
   explicit ExportSessions(Executor& queue, ProgressObserver observer = {},

@@ -18,17 +18,17 @@ struct MovieFacts {
   /// As displayed: upright and with square pixels.
   std::size_t width = 0;
   std::size_t height = 0;
-  /// Nothing where the file does not tell, as with what browsers record.
+  /// Nothing where the file has none, as with what browsers record.
   std::optional<double> durationSeconds;
-  bool hasSound = false;
+  bool hasAudio = false;
 };
 
-/// Nothing for what is no movie of these kinds or has no picture track. Reads the head and a few
-/// pictures; safe on hostile bytes. Any thread.
+/// Nothing for what is no movie of these kinds or has no video track. Reads the head and a few
+/// frames; safe on hostile bytes. Any thread.
 std::optional<MovieFacts> probeMovie(const Data& movie);
 std::optional<MovieFacts> probeMovieFile(const std::filesystem::path& movie);
 
-/// A JPEG of a picture near the start, upright, no side longer than `maxSide` pixels and never
+/// A JPEG of a frame near the start, upright, no side longer than `maxSide` pixels and never
 /// enlarged: the first that is not all black, else the first. Nothing where there is none. Safe on
 /// hostile bytes. Any thread.
 std::optional<Data> posterFrame(const Data& movie, std::size_t maxSide);

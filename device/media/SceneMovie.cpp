@@ -6,18 +6,18 @@
 #include <exception>
 #include <memory>
 #include <numbers>
-#include <variant>
+#include <optional>
 #include <vector>
 
 #include "device/imaging/base/Orientation.h"
-#include "device/media/FrameFitter.h"
-#include "device/media/MovieOutput.h"
-#include "device/media/SoundFrames.h"
+#include "device/media/ffmpeg/EncodedTrack.h"
+#include "device/media/transcode/AudioFramer.h"
+#include "device/media/transcode/FrameFitter.h"
 
 namespace vecamera::device::media {
 namespace {
 
-constexpr int soundRate = 44100;
+constexpr int sampleRate = 44100;
 /// How long the flash and the beep at the start of each second last.
 constexpr double flashSeconds = 0.1;
 
@@ -57,7 +57,7 @@ float toneAt(double seconds) {
   return static_cast<float>(loudness * std::sin(2 * std::numbers::pi * frequency * seconds));
 }
 
-/// Paints upright pictures of the scene.
+/// Paints upright frames of the scene.
 class ScenePainter {
  public:
   ScenePainter(Size size, std::uint32_t seed)
@@ -70,7 +70,7 @@ class ScenePainter {
                          std::min(1.0, 1.6 * y / static_cast<double>(size.height))));
   }
 
-  /// The picture at a time of a movie of some length, into a frame of three bytes a pixel.
+  /// The scene at a time of a movie of some length, into a frame of three bytes a pixel.
   void paint(AVFrame& frame, double seconds, double length) {
     frame_ = &frame;
     paintLand(seconds);
@@ -176,7 +176,7 @@ class ScenePainter {
     fill(x - radius / 6, y, radius / 3, radius * 6 / 10, white);
   }
 
-  /// One turn of the hand is a second, which tells a dropped picture from a still one.
+  /// The hand turns once a second, which sets a dropped frame apart from a still one.
   void paintClock(double seconds) {
     const double radius = unit_ / 8.0;
     const double x = unit_ / 20.0 + radius;
@@ -194,13 +194,13 @@ class ScenePainter {
   const std::uint32_t seed_;
   const Palette& palette_;
   std::vector<Color> sky_;
-  /// Where each hill begins in every column of the picture.
+  /// Where each hill begins in every column.
   std::vector<int> farTops_;
   std::vector<int> nearTops_;
   AVFrame* frame_ = nullptr;
 };
 
-imaging::Turn turnForDegrees(int degrees) {
+imaging::Turn orientationFor(int degrees) {
   switch (degrees) {
     case 90: return {true, true, false};
     case 180: return {false, true, true};
@@ -209,19 +209,18 @@ imaging::Turn turnForDegrees(int degrees) {
   }
 }
 
-/// The matrix that shows a stored picture of the size as the turn does.
-bool setRotation(AVStream& track, const imaging::Turn& turn, Size stored) {
+/// The display matrix for stored frames of the size; false without memory.
+bool setDisplayMatrix(AVStream& track, const imaging::Turn& orientation, Size stored) {
   auto* const matrix = reinterpret_cast<std::int32_t*>(
       av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)));
   if (!matrix) return false;
   constexpr std::int32_t one = 1 << 16;
-  const int shownWidth = turn.swapsAxes ? stored.height : stored.width;
-  const int shownHeight = turn.swapsAxes ? stored.width : stored.height;
+  const Size upright = uprightSize(stored, orientation);
   std::fill_n(matrix, 9, 0);
-  matrix[turn.swapsAxes ? 3 : 0] = turn.mirrorsX ? -one : one;
-  matrix[turn.swapsAxes ? 1 : 4] = turn.mirrorsY ? -one : one;
-  matrix[6] = turn.mirrorsX ? shownWidth * one : 0;
-  matrix[7] = turn.mirrorsY ? shownHeight * one : 0;
+  matrix[orientation.swapsAxes ? 3 : 0] = orientation.mirrorsX ? -one : one;
+  matrix[orientation.swapsAxes ? 1 : 4] = orientation.mirrorsY ? -one : one;
+  matrix[6] = orientation.mirrorsX ? upright.width * one : 0;
+  matrix[7] = orientation.mirrorsY ? upright.height * one : 0;
   matrix[8] = 1 << 30;
   return true;
 }
@@ -232,104 +231,96 @@ class SceneRecorder {
   explicit SceneRecorder(const SceneMovie& scene)
       : scene_(scene),
         stored_{scene.width, scene.height},
-        turn_(turnForDegrees(scene.rotationDegrees)),
-        fitter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_,
-                imaging::inverse(turn_)),
-        painter_(turn_.swapsAxes ? Size{scene.height, scene.width} : stored_, scene.seed) {}
+        orientation_(orientationFor(scene.rotationDegrees)),
+        fitter_(uprightSize(stored_, orientation_), imaging::inverse(orientation_)),
+        painter_(uprightSize(stored_, orientation_), scene.seed) {}
 
-  Outcome record(const std::filesystem::path& target, const Cancelled& cancelled);
+  MediaResult<void> record(const std::filesystem::path& target,
+                           const CancellationCheck& isCancelled) {
+    const bool isMpeg4 = target.extension() == ".mp4";
+    auto created = MovieOutput::create(target, isMpeg4 ? FileFormat::mpeg4 : FileFormat::quickTime,
+                                       IndexPosition::end, {});
+    if (!created) return std::move(created).failure();
+    output_ = std::move(*created);
+    if (auto done = openTracks(); !done) return done;
+    if (auto done = output_->begin(); !done) return done;
+    const auto frames =
+        std::max<std::int64_t>(1, std::llround(scene_.seconds * scene_.framesPerSecond));
+    for (std::int64_t number = 0; number < frames; ++number) {
+      if (isCancelled && isCancelled())
+        return mediaFailure(AVError::operationCancelled,
+                            "The recording of the scene was cancelled.");
+      if (auto done = encodeFrame(number); !done) return done;
+      const std::int64_t samples = (number + 1) * sampleRate / scene_.framesPerSecond;
+      if (auto done = encodeAudioUpTo(samples); !done) return done;
+    }
+    if (auto done = video_->encode(nullptr); !done) return done;
+    if (framer_) {
+      if (auto done = framer_->finish(); !done) return done;
+    }
+    return output_->finish();
+  }
 
  private:
-  Outcome openTracks();
-  Outcome encodePicture(std::int64_t number);
-  Outcome encodeSoundUpTo(std::int64_t samples);
-  NSError noMemory() const {
-    return libraryError(AVERROR(ENOMEM), "The scene cannot be recorded", AVError::unknown);
+  MediaResult<void> openTracks() {
+    VideoSettings settings;
+    settings.size = stored_;
+    settings.frameRate = {scene_.framesPerSecond, 1};
+    settings.space = AVCOL_SPC_SMPTE170M;
+    settings.threads = 1;
+    settings.preset = "superfast";
+    auto video = EncodedTrack::addVideo(*output_, settings);
+    if (!video) return std::move(video).failure();
+    video_ = std::move(*video);
+    if (orientation_ != imaging::Turn{} &&
+        !setDisplayMatrix(video_->track(), orientation_, stored_))
+      return outOfMemory();
+    if (!scene_.hasAudio) return {};
+    auto audio = EncodedTrack::addAudio(*output_, sampleRate, 1);
+    if (!audio) return std::move(audio).failure();
+    audio_ = std::move(*audio);
+    framer_.emplace(*audio_);
+    return {};
+  }
+
+  MediaResult<void> encodeFrame(std::int64_t number) {
+    if (!canvas_) canvas_ = newVideoFrame(AV_PIX_FMT_RGB24, uprightSize(stored_, orientation_));
+    if (!canvas_) return outOfMemory();
+    const std::int64_t ticks = videoTimeBase.den;
+    painter_.paint(*canvas_, static_cast<double>(number) / scene_.framesPerSecond, scene_.seconds);
+    AVFrame* const frame = fitter_.fit(*canvas_);
+    if (!frame) return outOfMemory();
+    frame->pts = number * ticks / scene_.framesPerSecond;
+    frame->pkt_duration = (number + 1) * ticks / scene_.framesPerSecond - frame->pts;
+    return video_->encode(frame);
+  }
+
+  MediaResult<void> encodeAudioUpTo(std::int64_t samples) {
+    if (!framer_) return {};
+    tone_.clear();
+    for (std::int64_t at = framer_->written(); at < samples; ++at)
+      tone_.push_back(toneAt(static_cast<double>(at) / sampleRate));
+    const auto* const plane = reinterpret_cast<const std::uint8_t*>(tone_.data());
+    return framer_->write(&plane, static_cast<int>(tone_.size()));
+  }
+
+  static Failure<NSError> outOfMemory() {
+    return media::outOfMemory("The scene cannot be recorded");
   }
 
   const SceneMovie& scene_;
   const Size stored_;
-  const imaging::Turn turn_;
+  const imaging::Turn orientation_;
   FrameFitter fitter_;
   ScenePainter painter_;
   std::unique_ptr<MovieOutput> output_;
-  std::unique_ptr<EncodedTrack> picture_;
-  std::unique_ptr<EncodedTrack> soundTrack_;
-  std::optional<SoundFrames> sound_;
+  std::unique_ptr<EncodedTrack> video_;
+  std::unique_ptr<EncodedTrack> audio_;
+  /// Nothing where the scene is silent.
+  std::optional<AudioFramer> framer_;
   Frame canvas_;
   std::vector<float> tone_;
 };
-
-Outcome SceneRecorder::openTracks() {
-  Outcome error;
-  PictureSettings settings;
-  settings.width = stored_.width;
-  settings.height = stored_.height;
-  settings.rate = {scene_.framesPerSecond, 1};
-  settings.space = AVCOL_SPC_SMPTE170M;
-  settings.threads = 1;
-  settings.preset = "superfast";
-  picture_ = addPictureTrack(*output_, settings, error);
-  if (!picture_) return error;
-  if (turn_ != imaging::Turn{} && !setRotation(picture_->track(), turn_, stored_))
-    return noMemory();
-  if (!scene_.hasSound) return std::nullopt;
-  soundTrack_ = addSoundTrack(*output_, soundRate, 1, error);
-  if (soundTrack_) sound_.emplace(*soundTrack_);
-  return error;
-}
-
-Outcome SceneRecorder::record(const std::filesystem::path& target, const Cancelled& cancelled) {
-  const bool isMpeg4 = target.extension() == ".mp4";
-  auto created = MovieOutput::create(target, isMpeg4 ? Container::mpeg4 : Container::quickTime,
-                                     IndexPlace::end, {});
-  if (auto* error = std::get_if<NSError>(&created)) return std::move(*error);
-  output_ = std::move(std::get<0>(created));
-  if (auto error = openTracks()) return error;
-  if (auto error = output_->begin()) return error;
-  const auto pictures =
-      std::max<std::int64_t>(1, std::llround(scene_.seconds * scene_.framesPerSecond));
-  for (std::int64_t number = 0; number < pictures; ++number) {
-    if (cancelled && cancelled())
-      return mediaError(AVError::operationCancelled, "The recording of the scene was cancelled.");
-    if (auto error = encodePicture(number)) return error;
-    const std::int64_t samples = (number + 1) * soundRate / scene_.framesPerSecond;
-    if (auto error = encodeSoundUpTo(samples)) return error;
-  }
-  if (auto error = picture_->encode(nullptr)) return error;
-  if (sound_) {
-    if (auto error = sound_->finish()) return error;
-  }
-  return output_->finish();
-}
-
-Outcome SceneRecorder::encodePicture(std::int64_t number) {
-  if (!canvas_) {
-    canvas_.reset(av_frame_alloc());
-    if (!canvas_) return noMemory();
-    const Size upright = turn_.swapsAxes ? Size{stored_.height, stored_.width} : stored_;
-    canvas_->format = AV_PIX_FMT_RGB24;
-    canvas_->width = upright.width;
-    canvas_->height = upright.height;
-    if (av_frame_get_buffer(canvas_.get(), 0) < 0) return noMemory();
-  }
-  const std::int64_t ticks = pictureTimeBase.den;
-  painter_.paint(*canvas_, static_cast<double>(number) / scene_.framesPerSecond, scene_.seconds);
-  AVFrame* const picture = fitter_.fit(*canvas_);
-  if (!picture) return noMemory();
-  picture->pts = number * ticks / scene_.framesPerSecond;
-  picture->pkt_duration = (number + 1) * ticks / scene_.framesPerSecond - picture->pts;
-  return picture_->encode(picture);
-}
-
-Outcome SceneRecorder::encodeSoundUpTo(std::int64_t samples) {
-  if (!sound_) return std::nullopt;
-  tone_.clear();
-  for (std::int64_t at = sound_->written(); at < samples; ++at)
-    tone_.push_back(toneAt(static_cast<double>(at) / soundRate));
-  const auto* const plane = reinterpret_cast<const std::uint8_t*>(tone_.data());
-  return sound_->write(&plane, static_cast<int>(tone_.size()));
-}
 
 bool isPaintable(const SceneMovie& scene) {
   const auto isSide = [](int side) { return side >= 16 && side <= 4096 && side % 2 == 0; };
@@ -341,15 +332,14 @@ bool isPaintable(const SceneMovie& scene) {
 
 }  // namespace
 
-std::optional<NSError> generateSceneMovie(const std::filesystem::path& target,
-                                          const SceneMovie& scene,
-                                          const std::function<bool()>& cancelled) {
+MediaResult<void> generateSceneMovie(const std::filesystem::path& target, const SceneMovie& scene,
+                                     const std::function<bool()>& isCancelled) {
   if (!isPaintable(scene))
-    return mediaError(AVError::unknown, "There is no scene of this size, length or rotation.");
+    return mediaFailure(AVError::unknown, "There is no scene of this size, length or rotation.");
   try {
-    return SceneRecorder(scene).record(target, cancelled);
+    return SceneRecorder(scene).record(target, isCancelled);
   } catch (const std::exception& thrown) {
-    return mediaError(thrown);
+    return mediaFailure(thrown);
   }
 }
 

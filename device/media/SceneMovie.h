@@ -3,9 +3,8 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <optional>
 
-#include "VECamera/platform/Foundation.h"
+#include "device/media/base/MediaErrors.h"
 
 namespace vecamera::device::media {
 
@@ -22,19 +21,18 @@ struct SceneMovie {
   int framesPerSecond = 30;
   /// Changes the land and the time of day.
   std::uint32_t seed = 1;
-  /// The clockwise turn that shows the stored picture upright: 0, 90, 180 or 270. Phones store it
-  /// beside the picture, and so does this.
+  /// The clockwise rotation that shows a stored frame upright: 0, 90, 180 or 270. Phones store it
+  /// beside the frames, and so does this.
   int rotationDegrees = 0;
-  bool hasSound = true;
+  bool hasAudio = true;
 };
 
 /// Writes H.264 and AAC into a file of mode 0600, MPEG-4 for the extension ".mp4" and QuickTime for
 /// all others, index last, as phones do. The target must not exist, its folder must. The same
-/// arguments give the same bytes. Nothing on success; on an error there is no file. `cancelled` is
-/// asked before each picture, and true ends the work with `operationCancelled`; it may be empty.
+/// arguments give the same bytes. On an error there is no file. `isCancelled` is asked before each
+/// frame, and true ends the work with `operationCancelled`; it may be empty.
 /// Any thread.
-std::optional<NSError> generateSceneMovie(const std::filesystem::path& target,
-                                          const SceneMovie& scene,
-                                          const std::function<bool()>& cancelled = {});
+MediaResult<void> generateSceneMovie(const std::filesystem::path& target, const SceneMovie& scene,
+                                     const std::function<bool()>& isCancelled = {});
 
 }  // namespace vecamera::device::media

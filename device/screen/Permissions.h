@@ -51,19 +51,19 @@ class PermissionGate {
   }
   /// The user decides, in the prompt or in the settings.
   void decide(Status status) {
-    std::vector<Handler> told;
+    std::vector<Handler> handlers;
     {
       const std::lock_guard lock(mutex_);
       status_ = status;
-      if (status != Status::notDetermined) told.swap(waiting_);
+      if (status != Status::notDetermined) handlers.swap(waiting_);
     }
-    if (told.empty()) return;
+    if (handlers.empty()) return;
     screen_.hidePrompt(permission_);
-    for (auto& handler : told)
+    for (auto& handler : handlers)
       platformExecutor_.post([handler = std::move(handler), status] { handler(status); });
   }
   /// Drops the handlers that wait, for the end of the device.
-  void forgetWaiting() {
+  void dropWaiting() {
     std::vector<Handler> dropped;
     const std::lock_guard lock(mutex_);
     dropped.swap(waiting_);

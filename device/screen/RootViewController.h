@@ -19,7 +19,7 @@ class RootViewController : public UIViewController,
   void presentViewController(std::shared_ptr<UIViewController> presented, bool animated,
                              Completion completion) override;
   void dismissViewControllerAnimated(bool animated, Completion completion) override;
-  /// Takes everything off without telling anyone, for the end of the device.
+  /// Takes everything off without a callback, for the end of the device.
   void clear() { presented_.clear(); }
 
  private:

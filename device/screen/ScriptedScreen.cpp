@@ -6,17 +6,17 @@ namespace vecamera::device::screen {
 
 void ScriptedScreen::show(const std::shared_ptr<UIViewController>& controller, bool animated) {
   controllers_.push_back(controller);
-  observer_.presented(*controller, animated);
+  observer_.onPresented(*controller, animated);
 }
 
 void ScriptedScreen::hide(const std::shared_ptr<UIViewController>& controller, bool animated) {
   std::erase(controllers_, controller);
-  observer_.dismissed(*controller, animated);
+  observer_.onDismissed(*controller, animated);
 }
 
 void ScriptedScreen::showPrompt(container::Permission permission) {
   prompts_.insert(permission);
-  observer_.promptShown(permission);
+  observer_.onPromptShown(permission);
 }
 
 void ScriptedScreen::hidePrompt(container::Permission permission) {

@@ -7,8 +7,8 @@
 
 namespace vecamera::device::screen {
 
-/// A screen that only remembers what is on it, for whoever plays the user. Used on one thread at a
-/// time.
+/// A screen that only remembers what is on it, for a script or a person who plays the user. Used on
+/// one thread at a time.
 class ScriptedScreen : public Screen {
  public:
   explicit ScriptedScreen(container::DeviceObserver& observer) : observer_(observer) {}

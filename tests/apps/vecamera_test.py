@@ -58,7 +58,7 @@ class CommandLine(unittest.TestCase):
 
 
 class Usage(CommandLine):
-    def test_wrong_usage_is_told_in_one_line_and_does_nothing(self):
+    def test_wrong_usage_is_reported_in_one_line_and_does_nothing(self):
         (self.folder / "note.txt").write_text("no picture", encoding="utf-8")
         cases = [
             ([], "subcommand is required"),
@@ -93,11 +93,11 @@ class Usage(CommandLine):
             (["serve", "--port", "65536"], "--port"),
             (["completion", "fish"], "fish"),
         ]
-        for arguments, told in cases:
+        for arguments, expected in cases:
             with self.subTest(arguments=arguments):
                 out, err = self.call(*arguments, status=2)
                 self.assertEqual(out, "")
-                self.assertIn(told, err)
+                self.assertIn(expected, err)
                 self.assertEqual(err.count("\n"), 1, err)
         self.assertEqual([path.name for path in self.folder.iterdir()], ["note.txt"])
 
@@ -148,7 +148,7 @@ class Run(CommandLine):
         self.assertEqual((last["event"], last["step"]), ("failed", 1))
         self.assertEqual(len(out.splitlines()), 2)
 
-    def test_what_is_no_script_is_told_its_place(self):
+    def test_what_is_no_script_is_reported_with_its_place(self):
         out, err = self.call("run", "-", status=2,
                              text='{"steps": [{"do": "files"}, {"do": "capture", "photo": "x.jpg"}]}')
         self.assertEqual(out, "")
@@ -238,7 +238,7 @@ class Take(CommandLine):
             self.assertEqual(out, "")
             self.assertIn(why, err)
 
-    def test_an_error_is_answered_printed_and_told(self):
+    def test_an_error_is_answered_and_printed(self):
         self.call("take", self.movie(), "--media", "video", "--output", "whole.mp4")
         whole = (self.folder / "whole.mp4").read_bytes()
         (self.folder / "cut.mp4").write_bytes(whole[:len(whole) * 2 // 3])
@@ -248,7 +248,7 @@ class Take(CommandLine):
         self.assertIn("vecamera: the command was answered with an error: "
                       "FAIL_TAKE_PICTURE: Fail take picture", err)
 
-    def test_a_command_that_stays_open_is_told_why(self):
+    def test_the_reason_of_an_open_command_is_printed(self):
         out, err = self.call("take", self.photo, "--destination", "file-uri", "--encoding", "png",
                              "--location", "1,2", status=1)
         self.assertEqual(out, "")

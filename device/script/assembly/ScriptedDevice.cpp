@@ -177,9 +177,9 @@ ScriptedDevice::~ScriptedDevice() {
   lanes.stop();
   tasks.join();
   container.release();
-  cameraPermission.forgetWaiting();
-  photoPermission.forgetWaiting();
-  locationPermission.forgetWaiting();
+  cameraPermission.dropWaiting();
+  photoPermission.dropWaiting();
+  locationPermission.dropWaiting();
   screen.clear();
   root->clear();
 }

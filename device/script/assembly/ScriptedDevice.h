@@ -65,7 +65,7 @@ class GatedPhotoAuthorization : public photos::PhotoAuthorization {
 class ScriptedProcess : public NSProcess {
  public:
   explicit ScriptedProcess(container::DeviceObserver& observer) : observer_(observer) {}
-  void print(std::string_view line) override { observer_.printed(line); }
+  void print(std::string_view line) override { observer_.onPrinted(line); }
   [[noreturn]] void fatalError(std::string_view message) override {
     throw FatalError(std::string(message));
   }

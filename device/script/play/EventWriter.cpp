@@ -44,7 +44,7 @@ void describe(Json& event, const UIImagePickerController& picker) {
 
 }  // namespace
 
-void EventWriter::answered(const container::Callback& callback) {
+void EventWriter::onAnswered(const container::Callback& callback) {
   const auto answer = callback.answer();
   if (!answer) return;
   Json event{{"event", "answer"},
@@ -58,12 +58,12 @@ void EventWriter::answered(const container::Callback& callback) {
   write(event);
 }
 
-void EventWriter::loggedDebug(std::string_view msg) {
+void EventWriter::onDebugLogged(std::string_view msg) {
   write({{"event", "log"}, {"level", "debug"}, {"msg", msg}});
 }
 
-void EventWriter::loggedError(std::string_view tag, std::string_view msg, std::string_view filename,
-                              int line, std::string_view funcName) {
+void EventWriter::onErrorLogged(std::string_view tag, std::string_view msg,
+                                std::string_view filename, int line, std::string_view funcName) {
   write({{"event", "log"},
          {"level", "error"},
          {"msg", msg},
@@ -73,15 +73,15 @@ void EventWriter::loggedError(std::string_view tag, std::string_view msg, std::s
          {"funcName", funcName}});
 }
 
-void EventWriter::printed(std::string_view line) {
+void EventWriter::onPrinted(std::string_view line) {
   write({{"event", "stdout"}, {"text", line}});
 }
 
-void EventWriter::promptShown(container::Permission permission) {
+void EventWriter::onPromptShown(container::Permission permission) {
   write({{"event", "prompt"}, {"for", container::nameOf(permission)}});
 }
 
-void EventWriter::presented(const UIViewController& controller, bool animated) {
+void EventWriter::onPresented(const UIViewController& controller, bool animated) {
   Json event{{"event", "present"}, {"kind", kindOf(controller)}};
   if (const auto* alert = dynamic_cast<const UIAlertController*>(&controller))
     describe(event, *alert);
@@ -91,15 +91,15 @@ void EventWriter::presented(const UIViewController& controller, bool animated) {
   write(event);
 }
 
-void EventWriter::dismissed(const UIViewController& controller, bool animated) {
+void EventWriter::onDismissed(const UIViewController& controller, bool animated) {
   write({{"event", "dismiss"}, {"kind", kindOf(controller)}, {"animated", animated}});
 }
 
-void EventWriter::openedURL(const URL& url) {
+void EventWriter::onURLOpened(const URL& url) {
   write({{"event", "openURL"}, {"url", url.absoluteString()}});
 }
 
-void EventWriter::locationManagerTold(std::string_view what) {
+void EventWriter::onLocationManagerCall(std::string_view what) {
   write({{"event", "location"}, {"manager", what}});
 }
 

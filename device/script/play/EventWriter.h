@@ -13,16 +13,16 @@ class EventWriter : public ScriptObserver {
  public:
   explicit EventWriter(EventSink sink) : sink_(std::move(sink)) {}
 
-  void answered(const container::Callback& callback) override;
-  void loggedDebug(std::string_view msg) override;
-  void loggedError(std::string_view tag, std::string_view msg, std::string_view filename, int line,
-                   std::string_view funcName) override;
-  void printed(std::string_view line) override;
-  void promptShown(container::Permission permission) override;
-  void presented(const UIViewController& controller, bool animated) override;
-  void dismissed(const UIViewController& controller, bool animated) override;
-  void openedURL(const URL& url) override;
-  void locationManagerTold(std::string_view what) override;
+  void onAnswered(const container::Callback& callback) override;
+  void onDebugLogged(std::string_view msg) override;
+  void onErrorLogged(std::string_view tag, std::string_view msg, std::string_view filename,
+                     int line, std::string_view funcName) override;
+  void onPrinted(std::string_view line) override;
+  void onPromptShown(container::Permission permission) override;
+  void onPresented(const UIViewController& controller, bool animated) override;
+  void onDismissed(const UIViewController& controller, bool animated) override;
+  void onURLOpened(const URL& url) override;
+  void onLocationManagerCall(std::string_view what) override;
   void saved(const photos::SavedAsset& asset) override;
   void finalizedImageDestination(std::string_view type, const Dictionary& properties,
                                  std::size_t bytes) override;

@@ -52,7 +52,7 @@ std::string reasonForOpen(const container::Callback& callback, const ScriptedDev
   if (callback.selector() != "takePicture:") return "the command has not come to its end";
   if (!device.container.keepsPluginOf(callback))
     return "the container let the plug-in object go, and nothing answers for it afterwards";
-  if (device.container.ledger().replaced(callback))
+  if (device.container.callbacks().isReplaced(callback))
     return "a later takePicture took its place, and a callback that was replaced is never answered";
   if (auto waiting = waitingOnScreen(device); !waiting.empty()) return waiting;
 

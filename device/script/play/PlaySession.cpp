@@ -24,13 +24,13 @@ class PlayerEvents : public EventWriter {
  public:
   PlayerEvents(EventSink sink, const PlayerOptions& options, std::ostream& diagnostics)
       : EventWriter(std::move(sink)), options_(options), diagnostics_(diagnostics) {}
-  void answerRefused(const container::Callback& callback) override {
+  void onAnswerRefused(const container::Callback& callback) override {
     diagnostics_ << "fault: the callback " << inQuotes(callback.name())
                  << " was answered again; the container refused that answer\n";
   }
-  void openedURL(const URL& url) override {
+  void onURLOpened(const URL& url) override {
     settingsOpened = true;
-    EventWriter::openedURL(url);
+    EventWriter::onURLOpened(url);
   }
   void exporting(float progress) override {
     latestProgress = Clock::now();
@@ -83,12 +83,10 @@ class Steps {
     command.post([&device = device_, &events = events_, selector, arguments = std::move(arguments),
                   reports, refused] {
       const auto result = device.container.perform(selector, arguments);
-      if (const auto* refusal = std::get_if<container::Container::Refusal>(&result))
-        *refused = refusal->why;
+      if (!result)
+        *refused = result.error().text;
       else if (reports)
-        events.write({{"event", "returned"},
-                      {"selector", selector},
-                      {"value", toJson(std::get<Value>(result))}});
+        events.write({{"event", "returned"}, {"selector", selector}, {"value", toJson(*result)}});
     });
     if (!device_.lanes.isWaiting(command)) device_.lanes.stepOnly(command);
     return *refused;
@@ -215,7 +213,7 @@ class Steps {
       const bool wasAllowed =
           device_.locationPermission.status() == location::LocationAuthorization::authorized;
       device_.locationPermission.decide(*step.location);
-      if (!wasAllowed) device_.location.allowed();
+      if (!wasAllowed) device_.location.deliverFix();
     }
     return std::nullopt;
   }
@@ -346,10 +344,10 @@ class Steps {
     scene.rotationDegrees = 90;
     const std::string folder = device_.base.recordings->path();
     file = folder + "/" + std::to_string(device_.recordedScenes++) + ".mov";
-    const auto error =
+    const auto done =
         media::generateSceneMovie(file, scene, [&events = events_] { return events.wasStopped(); });
-    if (error && events_.wasStopped()) return "interrupted";
-    return error ? StepFailure(error->localizedDescription()) : std::nullopt;
+    if (!done && events_.wasStopped()) return "interrupted";
+    return done ? std::nullopt : StepFailure(done.error().localizedDescription());
   }
 
   static container::Permission permissionOf(AnswerStep::Prompt prompt) {
@@ -471,7 +469,7 @@ std::string PlaySession::reasonForOpen(const container::Callback& callback) cons
 }
 
 void PlaySession::reportOpenCallbacks() {
-  for (const auto& callback : device_->container.ledger().open())
+  for (const auto& callback : device_->container.callbacks().open())
     events_->write(
         {{"event", "open"}, {"callback", callback->name()}, {"why", reasonForOpen(*callback)}});
 }

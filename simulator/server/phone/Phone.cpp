@@ -472,7 +472,7 @@ Phone::Failure Phone::problemWith(const device::script::Step& step, const Json& 
       !std::holds_alternative<device::script::CleanupStep>(step))
     return std::nullopt;
   const auto bytes = device::script::toLine(asked).size();
-  if (session_->device().container.ledger().open().size() >= limits.openCalls)
+  if (session_->device().container.callbacks().open().size() >= limits.openCalls)
     return std::to_string(limits.openCalls) + " calls are open already; restart the device";
   if (calls_ >= limits.calls || callBytes_ + bytes > limits.callBytes)
     return "the page has made so many calls that the device takes no more; restart it";

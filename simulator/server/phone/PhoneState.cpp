@@ -55,7 +55,7 @@ Json promptsOf(const device::script::ScriptedDevice& device) {
 
 Json callbacksOf(device::script::PlaySession& session) {
   Json callbacks = Json::array();
-  for (const auto& callback : session.device().container.ledger().open()) {
+  for (const auto& callback : session.device().container.callbacks().open()) {
     auto command = callback->selector();
     if (command.ends_with(':')) command.pop_back();
     callbacks.push_back({{"name", callback->name()},

@@ -34,7 +34,7 @@ std::optional<Data> makeMovie() {
   const auto home = device::foundation::ApplicationHome::makePrivate();
   if (!home) return std::nullopt;
   const auto file = home->path() + "/scene.mp4";
-  if (device::media::generateSceneMovie(
+  if (!device::media::generateSceneMovie(
           file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3}))
     return std::nullopt;
   return device::foundation::readFile(file, kLongestSample).value();
@@ -55,7 +55,7 @@ std::vector<Sample> makeSamples() {
   std::uint32_t seed = 1;
   for (const auto& scene : scenes)
     add(++number, ".jpg",
-        device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
+        *device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
   if (const auto movie = makeMovie()) add(kMovieNumber, ".mp4", *movie);
   if (const auto photo = device::foundation::readFile(
           device::script::samplesFolder() + "/first-photo.jpg", kLongestSample))

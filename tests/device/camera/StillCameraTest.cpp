@@ -21,7 +21,7 @@ TEST(StillCamera, FrontAndRearSeeScenesOfTheirOwn) {
 TEST(StillCamera, APictureIsSeenByItsCameraOnly) {
   StillCamera camera;
   const Data before = camera.view(Camera::rear);
-  const Data picture = generateTestScene(64, 48, UIImageOrientation::up, 9, {});
+  const Data picture = *generateTestScene(64, 48, UIImageOrientation::up, 9, {});
   camera.pointAt(Camera::front, picture);
   EXPECT_EQ(camera.view(Camera::front), picture);
   EXPECT_EQ(camera.view(Camera::rear), before);

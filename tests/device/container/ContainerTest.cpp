@@ -15,8 +15,8 @@ class StoppedClock : public NSClock {
 
 class Recorder : public DeviceObserver {
  public:
-  void answered(const Callback& callback) override { answers.push_back(callback.name()); }
-  void answerRefused(const Callback& callback) override { refusals.push_back(callback.name()); }
+  void onAnswered(const Callback& callback) override { answers.push_back(callback.name()); }
+  void onAnswerRefused(const Callback& callback) override { refusals.push_back(callback.name()); }
   std::vector<std::string> answers;
   std::vector<std::string> refusals;
 };
@@ -25,8 +25,7 @@ class ContainerTest : public testing::Test {
  protected:
   std::string refusal(std::string_view selector, std::vector<Value> arguments) {
     const auto result = container.perform(selector, arguments);
-    const auto* refused = std::get_if<Container::Refusal>(&result);
-    return refused ? refused->why : "";
+    return result ? "" : result.error().text;
   }
 
   StoppedClock clock;
@@ -34,7 +33,7 @@ class ContainerTest : public testing::Test {
   Container container{clock, recorder};
 };
 
-TEST_F(ContainerTest, ASecondAnswerIsRefusedAndTold) {
+TEST_F(ContainerTest, ASecondAnswerIsRefusedAndTheObserverNotified) {
   const auto callback = container.makeCallback("a", "cleanup:", {});
   callback->error(CommandStatus::NO_PERMISSION, "no", false);
   callback->success(false);
@@ -56,15 +55,15 @@ TEST_F(ContainerTest, AnEmptySlotAndAMissingOneAreNoArguments) {
   EXPECT_EQ(callback->command().argument(2), std::nullopt);
 }
 
-TEST_F(ContainerTest, TheLedgerKnowsWhatIsOpenAndWhatWasReplaced) {
+TEST_F(ContainerTest, CallbacksAreOpenUntilTheirAnswerAndMayBeReplaced) {
   const auto first = container.makeCallback("first", "takePicture:", {});
   const auto cleanup = container.makeCallback("cleanup", "cleanup:", {});
-  EXPECT_FALSE(container.ledger().replaced(*first)) << "cleanup replaces nothing";
+  EXPECT_FALSE(container.callbacks().isReplaced(*first)) << "cleanup replaces nothing";
   const auto second = container.makeCallback("second", "takePicture:", {});
-  EXPECT_TRUE(container.ledger().replaced(*first));
-  EXPECT_FALSE(container.ledger().replaced(*second));
+  EXPECT_TRUE(container.callbacks().isReplaced(*first));
+  EXPECT_FALSE(container.callbacks().isReplaced(*second));
   cleanup->success(false);
-  const auto open = container.ledger().open();
+  const auto open = container.callbacks().open();
   ASSERT_EQ(open.size(), 2u);
   EXPECT_EQ(open[0]->name(), "first");
   EXPECT_EQ(open[1]->name(), "second");

@@ -10,9 +10,9 @@
 namespace vecamera::device::location {
 namespace {
 
-class Told : public container::DeviceObserver {
+class CallRecorder : public container::DeviceObserver {
  public:
-  void locationManagerTold(std::string_view what) override { calls.emplace_back(what); }
+  void onLocationManagerCall(std::string_view what) override { calls.emplace_back(what); }
   std::vector<std::string> calls;
 };
 
@@ -42,13 +42,13 @@ class LocationServiceTest : public testing::Test {
     return manager;
   }
 
-  Told told;
+  CallRecorder recorder;
   QueueExecutor main;
   QueueExecutor platform;
-  screen::ScriptedScreen screen{told};
+  screen::ScriptedScreen screen{recorder};
   screen::PermissionGate<LocationAuthorization> permission{
       container::Permission::location, LocationAuthorization::authorized, screen, platform};
-  LocationService service{permission, main, told};
+  LocationService service{permission, main, recorder};
   std::shared_ptr<Follower> follower = std::make_shared<Follower>();
 };
 
@@ -85,9 +85,10 @@ TEST_F(LocationServiceTest, WithoutPermissionNothingComesBeforeTheUserAllows) {
   service.setFix(at(48));
   const auto manager = started();
   manager->performSelectorAfterZeroDelay("requestWhenInUseAuthorization");
-  EXPECT_EQ(told.calls, std::vector<std::string>{"start"}) << "the request waits for the next pass";
+  EXPECT_EQ(recorder.calls, std::vector<std::string>{"start"})
+      << "the request waits for the next pass";
   main.runAll();
-  EXPECT_EQ(told.calls.back(), "requestWhenInUseAuthorization");
+  EXPECT_EQ(recorder.calls.back(), "requestWhenInUseAuthorization");
   EXPECT_TRUE(screen.prompts().contains(container::Permission::location));
   EXPECT_TRUE(follower->counts.empty());
   permission.decide(LocationAuthorization::authorized);
@@ -96,7 +97,7 @@ TEST_F(LocationServiceTest, WithoutPermissionNothingComesBeforeTheUserAllows) {
   EXPECT_EQ(follower->latitudes, std::vector<double>{48});
 }
 
-TEST_F(LocationServiceTest, ARefusalIsNotTold) {
+TEST_F(LocationServiceTest, ARefusalSendsNoUpdate) {
   permission.decide(LocationAuthorization::denied);
   const auto manager = started();
   service.update(at(48));

@@ -3,8 +3,8 @@
 #include <stdexcept>
 
 #include "device/foundation/Urls.h"
-#include "device/media/MediaErrors.h"
-#include "tests/device/media/Workshop.h"
+#include "device/media/base/MediaErrors.h"
+#include "tests/device/media/MediaTest.h"
 
 namespace vecamera::device::media {
 namespace {
@@ -12,7 +12,7 @@ namespace {
 using testing::ElementsAre;
 using Status = AVAssetExportSessionStatus;
 
-class Sessions : public Workshop {
+class ExportSessionsTest : public MediaTest {
  protected:
   std::shared_ptr<AVAssetExportSession> session(const URL& source) {
     return exports.exportSessionWithAsset(exports.assetWithURL(source),
@@ -41,12 +41,12 @@ class Sessions : public Workshop {
   std::filesystem::path movie = make("in.mp4", pictures + asPhones);
 };
 
-TEST_F(Sessions, AnExportRunsOnItsQueueAndTellsItsEndOnce) {
+TEST_F(ExportSessionsTest, AnExportRunsOnItsQueueAndEndsOnce) {
   const auto export_ = ready();
   EXPECT_EQ(export_->status(), Status::unknown);
-  std::vector<float> told;
+  std::vector<float> reported;
   observer = [&](float progress) {
-    told.push_back(progress);
+    reported.push_back(progress);
     EXPECT_EQ(export_->status(), Status::exporting);
     EXPECT_EQ(export_->progress(), progress);
   };
@@ -59,15 +59,15 @@ TEST_F(Sessions, AnExportRunsOnItsQueueAndTellsItsEndOnce) {
   EXPECT_EQ(handled, 1);
   EXPECT_EQ(export_->status(), Status::completed);
   EXPECT_EQ(export_->progress(), 1);
-  EXPECT_EQ(told.back(), 1);
+  EXPECT_EQ(reported.back(), 1);
   EXPECT_FALSE(export_->error().has_value());
-  EXPECT_EQ(judged(path("out.mp4")).complaints, "");
+  EXPECT_EQ(probed(path("out.mp4")).errors, "");
 
   export_->cancelExport();
   EXPECT_EQ(export_->status(), Status::completed);
 }
 
-TEST_F(Sessions, ACancelledExportEndsAsCancelledAndLeavesNoFile) {
+TEST_F(ExportSessionsTest, ACancelledExportEndsAsCancelledAndLeavesNoFile) {
   enum class When { beforeStart, whileWaiting, whileExporting };
   for (const When when : {When::beforeStart, When::whileWaiting, When::whileExporting}) {
     const auto export_ = ready();
@@ -86,7 +86,7 @@ TEST_F(Sessions, ACancelledExportEndsAsCancelledAndLeavesNoFile) {
   }
 }
 
-TEST_F(Sessions, AnExportThatCannotBeDoneFailsWithTheReason) {
+TEST_F(ExportSessionsTest, AnExportThatCannotBeDoneFailsWithTheReason) {
   write(path("taken.mp4"), "kept");
   struct Case {
     const char* name;
@@ -123,15 +123,15 @@ TEST_F(Sessions, AnExportThatCannotBeDoneFailsWithTheReason) {
         << each.name << ": " << export_->error()->localizedDescription();
     EXPECT_THAT(names(), ElementsAre("in.mp4", "taken.mp4")) << each.name;
   }
-  EXPECT_EQ(vecamera::device::media::textOf(read(path("taken.mp4"))), "kept");
+  EXPECT_EQ(textOf(read(path("taken.mp4"))), "kept");
 }
 
-TEST_F(Sessions, AnExportIsSupervised) {
-  std::vector<std::string> told;
+TEST_F(ExportSessionsTest, AnExportIsSupervised) {
+  std::vector<std::string> calls;
   bool isInterrupted = false;
   const ExportSessions::Supervision supervision{
       [&] { return isInterrupted; },
-      [&](const NSError& error) { told.push_back(error.localizedDescription()); }};
+      [&](const NSError& error) { calls.push_back(error.localizedDescription()); }};
   ExportSessions supervised(
       queue,
       [this](float progress) {
@@ -139,31 +139,31 @@ TEST_F(Sessions, AnExportIsSupervised) {
       },
       supervision);
   const auto statusOfOne = [&] {
-    told.clear();
+    calls.clear();
     std::filesystem::remove(path("out.mp4"));
     const auto export_ = supervised.exportSessionWithAsset(supervised.assetWithURL(urlOf("in.mp4")),
                                                            AVAssetExportPresetHighestQuality);
     export_->setOutputFileType(AVFileTypeMPEG4);
     export_->setOutputURL(urlOf("out.mp4"));
-    export_->exportAsynchronouslyWithCompletionHandler([&] { told.push_back("handled"); });
+    export_->exportAsynchronouslyWithCompletionHandler([&] { calls.push_back("handled"); });
     queue.runAll();
     return export_->status();
   };
   EXPECT_EQ(statusOfOne(), Status::completed);
-  EXPECT_THAT(told, ElementsAre("handled"));
+  EXPECT_THAT(calls, ElementsAre("handled"));
 
   observer = [&](float) { isInterrupted = true; };
   EXPECT_EQ(statusOfOne(), Status::cancelled);
-  EXPECT_THAT(told, ElementsAre("Cancelled.", "handled"));
+  EXPECT_THAT(calls, ElementsAre("Cancelled.", "handled"));
 
   isInterrupted = false;
   observer = [](float) { throw std::length_error("too long"); };
   EXPECT_EQ(statusOfOne(), Status::failed);
-  EXPECT_THAT(told, ElementsAre(testing::HasSubstr("too long"), "handled"));
+  EXPECT_THAT(calls, ElementsAre(testing::HasSubstr("too long"), "handled"));
   EXPECT_THAT(names(), ElementsAre("in.mp4"));
 }
 
-TEST_F(Sessions, ASessionThatIsLetGoGoesOnToItsEnd) {
+TEST_F(ExportSessionsTest, ASessionThatNobodyHoldsGoesOnToItsEnd) {
   const auto spaced = path("a b%20c.mp4");
   std::filesystem::rename(movie, spaced);
   auto export_ = session(urlOf("a b%20c.mp4"));
@@ -176,7 +176,7 @@ TEST_F(Sessions, ASessionThatIsLetGoGoesOnToItsEnd) {
   EXPECT_TRUE(std::filesystem::exists(path("out.mp4")));
 }
 
-TEST_F(Sessions, OnlyItsOwnAssetsAndTheHighestQualityHaveASession) {
+TEST_F(ExportSessionsTest, OnlyItsOwnAssetsAndTheHighestQualityHaveASession) {
   class Foreign : public AVAsset {};
   const auto asset = exports.assetWithURL(urlOf("in.mp4"));
   EXPECT_EQ(exports.exportSessionWithAsset(asset, "AVAssetExportPresetLowQuality"), nullptr);

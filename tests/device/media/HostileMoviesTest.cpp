@@ -2,10 +2,10 @@
 #include <bit>
 #include <random>
 
-#include "device/media/MediaErrors.h"
 #include "device/media/MovieExport.h"
 #include "device/media/Movies.h"
-#include "tests/device/media/Workshop.h"
+#include "device/media/base/MediaErrors.h"
+#include "tests/device/media/MediaTest.h"
 
 namespace vecamera::device::media {
 namespace {
@@ -13,7 +13,7 @@ namespace {
 const std::string smallPictures = "-f lavfi -i testsrc2=s=64x48:r=10:d=0.6 ";
 const std::string shortTone = "-f lavfi -i sine=d=0.6:r=48000 ";
 
-class HostileMovies : public Workshop {
+class HostileMoviesTest : public MediaTest {
  protected:
   std::string sample(const char* name, const std::string& options) const {
     const auto file = make(name, smallPictures + shortTone + options);
@@ -48,14 +48,14 @@ class HostileMovies : public Workshop {
     write(path("in"), bytes);
     probeMovie(Data::copyOf(bytes));
     posterFrame(Data::copyOf(bytes), 32);
-    const auto error = exportMovie(path("in"), path("out.mp4"), {});
-    EXPECT_EQ(std::filesystem::exists(path("out.mp4")), !error);
-    EXPECT_EQ(names().size(), error ? 1 : 2);
-    return !error;
+    const bool isDone{exportMovie(path("in"), path("out.mp4"), {})};
+    EXPECT_EQ(std::filesystem::exists(path("out.mp4")), isDone);
+    EXPECT_EQ(names().size(), isDone ? 2 : 1);
+    return isDone;
   }
 };
 
-TEST_F(HostileMovies, AFileThatEndsBeforeWhatItAnnouncesIsAnError) {
+TEST_F(HostileMoviesTest, AFileThatEndsBeforeWhatItAnnouncesIsAnError) {
   const std::pair<const char*, std::string> samples[] = {
       {"index last", sample("a.mp4", asPhones)},
       {"index first", sample("b.mov", asPhones + "-movflags faststart")},
@@ -75,24 +75,24 @@ TEST_F(HostileMovies, AFileThatEndsBeforeWhatItAnnouncesIsAnError) {
   }
 }
 
-TEST_F(HostileMovies, APieceOfAHeadAtTheEndIsAnError) {
+TEST_F(HostileMoviesTest, APieceOfAHeadAtTheEndIsAnError) {
   const std::string whole = sample("a.mp4", asPhones);
   const std::string head("\0\0\0\1mdat\0\0\0\0\0\0\0\x40", 16);
   for (std::size_t length = 1; length <= head.size(); ++length)
     EXPECT_FALSE(isExported(whole + head.substr(0, length))) << length;
 }
 
-TEST_F(HostileMovies, ABroadcastGoesOnBehindWhatItLost) {
+TEST_F(HostileMoviesTest, ABroadcastGoesOnBehindWhatItLost) {
   std::string bytes = sample("a.ts", asPhones);
   constexpr std::size_t packet = 188;
   bytes.erase(bytes.size() / packet / 2 * packet, packet);
   ASSERT_TRUE(isExported(bytes));
-  const auto judgement = judged(path("out.mp4"));
-  EXPECT_GE(std::stoi(judgement.picture.at("nb_read_frames")), 4);
-  EXPECT_NEAR(std::stod(judgement.sound.at("duration")), 0.6, 0.1);
+  const auto probe = probed(path("out.mp4"));
+  EXPECT_GE(std::stoi(probe.video.at("nb_read_frames")), 4);
+  EXPECT_NEAR(std::stod(probe.audio.at("duration")), 0.6, 0.1);
 }
 
-TEST_F(HostileMovies, TimesOutOfAllOrderMakeNoLongMovie) {
+TEST_F(HostileMoviesTest, TimesOutOfAllOrderMakeNoLongMovie) {
   const std::string whole =
       sample("a.webm", asVp8 + "-g 2 -c:a libopus -live 1 -cluster_time_limit 150");
   struct Case {
@@ -114,29 +114,29 @@ TEST_F(HostileMovies, TimesOutOfAllOrderMakeNoLongMovie) {
     SCOPED_TRACE(name);
     EXPECT_EQ(isExported(withClusterTimes(whole, times)), seconds > 0);
     if (seconds > 0) {
-      EXPECT_NEAR(judged(path("out.mp4")).seconds, seconds, 0.3);
+      EXPECT_NEAR(probed(path("out.mp4")).seconds, seconds, 0.3);
     }
     std::filesystem::remove(path("out.mp4"));
   }
 }
 
-TEST_F(HostileMovies, ARecordingThatAnnouncesNothingMayEndAnywhere) {
+TEST_F(HostileMoviesTest, ARecordingThatAnnouncesNothingMayEndAnywhere) {
   const std::string whole = sample("live.webm", asVp8 + "-c:a libopus -live 1");
   double longest = 0;
   for (std::size_t part = 4; part <= 8; ++part) {
     const bool isWhole = part == 8;
     ASSERT_TRUE(isExported(whole.substr(0, whole.size() * part / 8 - (isWhole ? 0 : 5)))) << part;
-    const auto judgement = judged(path("out.mp4"));
-    EXPECT_EQ(judgement.complaints, "") << part;
-    EXPECT_GE(judgement.seconds, longest) << part;
-    longest = judgement.seconds;
+    const auto probe = probed(path("out.mp4"));
+    EXPECT_EQ(probe.errors, "") << part;
+    EXPECT_GE(probe.seconds, longest) << part;
+    longest = probe.seconds;
     std::filesystem::remove(path("out.mp4"));
   }
   EXPECT_NEAR(longest, 0.6, 0.05);
   EXPECT_FALSE(isExported(whole.substr(0, 300)));
 }
 
-TEST_F(HostileMovies, FlippedBitsDoNoHarm) {
+TEST_F(HostileMoviesTest, FlippedBitsDoNoHarm) {
   const std::string samples[] = {
       sample("a.mp4", asPhones),
       sample("b.mov", "-c:v mpeg4 -c:a pcm_s16le -movflags faststart"),
@@ -146,7 +146,7 @@ TEST_F(HostileMovies, FlippedBitsDoNoHarm) {
   std::mt19937 random(20261121);
   int exported = 0;
   for (const std::string& whole : samples) {
-    // What tells of the contents is short, and most of what can go wrong is in it.
+    // The index is short, and most of what can go wrong is in it.
     const std::size_t index = whole.find("moov");
     const std::size_t head = index == std::string::npos ? 0 : index;
     for (int round = 0; round < 20; ++round) {
@@ -163,7 +163,7 @@ TEST_F(HostileMovies, FlippedBitsDoNoHarm) {
   EXPECT_GT(exported, 20) << "most of the flips hit no more than one picture";
 }
 
-TEST_F(HostileMovies, PicturesOutOfAllMeasureAreAnError) {
+TEST_F(HostileMoviesTest, PicturesOutOfAllMeasureAreAnError) {
   std::string bytes = sample("a.webm", asVp8 + "-c:a libopus");
   // The frame's own sides, behind the start code of a key picture (RFC 6386, 9.1): 16383 each.
   for (std::size_t at = 0; (at = bytes.find("\x9d\x01\x2a", at)) != std::string::npos; at += 3)

@@ -1,18 +1,18 @@
 #include "device/media/Movies.h"
 
-#include "tests/device/media/Workshop.h"
+#include "tests/device/media/MediaTest.h"
 
 namespace vecamera::device::media {
 namespace {
 
-class Movies : public Workshop {};
+class MoviesTest : public MediaTest {};
 
-TEST_F(Movies, AProbeTellsKindSidesLengthAndSound) {
+TEST_F(MoviesTest, AProbeGivesTypeSidesDurationAndAudio) {
   const std::string phone = pictures + tone + asPhones;
   const auto mp4 = make("a.mp4", phone);
   struct Case {
     std::filesystem::path file;
-    std::string told;
+    std::string expected;
   };
   const Case cases[] = {
       {mp4, "mp4 public.mpeg-4 160x120 1.0 with sound"},
@@ -31,21 +31,21 @@ TEST_F(Movies, AProbeTellsKindSidesLengthAndSound) {
       {make("j.avif", pictures + "-frames:v 1 -c:v libaom-av1 -cpu-used 8"), "no movie"},
       {path("missing"), "no movie"},
   };
-  const auto told = [](const std::optional<MovieFacts>& facts) -> std::string {
+  const auto textOfFacts = [](const std::optional<MovieFacts>& facts) -> std::string {
     if (!facts) return "no movie";
     const std::string seconds =
         facts->durationSeconds ? std::to_string(*facts->durationSeconds + 0.001).substr(0, 3) : "?";
     return facts->extension + " " + facts->uniformType + " " + std::to_string(facts->width) + "x" +
            std::to_string(facts->height) + " " + seconds +
-           (facts->hasSound ? " with sound" : " without sound");
+           (facts->hasAudio ? " with sound" : " without sound");
   };
   for (const Case& each : cases) {
-    EXPECT_EQ(told(probeMovieFile(each.file)), each.told) << each.file;
-    EXPECT_EQ(told(probeMovie(read(each.file))), each.told) << each.file;
+    EXPECT_EQ(textOfFacts(probeMovieFile(each.file)), each.expected) << each.file;
+    EXPECT_EQ(textOfFacts(probeMovie(read(each.file))), each.expected) << each.file;
   }
 }
 
-TEST_F(Movies, APosterIsSmallAndShowsMoreThanBlack) {
+TEST_F(MoviesTest, APosterIsSmallAndShowsMoreThanBlack) {
   const std::string starts = "-f lavfi -i color=black:s=160x120:r=10:d=0.4 ";
   const auto file = make("a.webm", starts +
                                        "-f lavfi -i color=red:s=160x120:r=10:d=0.2 "
@@ -55,7 +55,7 @@ TEST_F(Movies, APosterIsSmallAndShowsMoreThanBlack) {
   const auto shown = [this](const std::optional<Data>& poster) {
     if (!poster) return std::string("nothing");
     write(path("poster.jpg"), textOf(*poster));
-    const auto about = judged(path("poster.jpg")).picture;
+    const auto about = probed(path("poster.jpg")).video;
     const auto color = raw(path("poster.jpg"), "-vf scale=1:1 -f rawvideo -pix_fmt rgb24");
     return about.at("width") + "x" + about.at("height") + (color.at(0) > 200 ? " red" : " black");
   };

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "device/media/MediaErrors.h"
-#include "tests/device/media/Workshop.h"
+#include "device/media/base/MediaErrors.h"
+#include "tests/device/media/MediaTest.h"
 
 namespace vecamera::device::media {
 namespace {
@@ -12,47 +12,46 @@ namespace {
 using testing::Each;
 using testing::Ge;
 
-class SceneMovies : public Workshop {
+class SceneMovieTest : public MediaTest {
  protected:
   std::filesystem::path generated(const char* name, const SceneMovie& scene) const {
-    const auto error = generateSceneMovie(path(name), scene);
-    EXPECT_EQ(error ? error->localizedDescription() : "", "");
+    EXPECT_EQ(textOf(generateSceneMovie(path(name), scene)), "");
     return path(name);
   }
 };
 
-TEST_F(SceneMovies, ACancelledSceneLeavesNoFile) {
+TEST_F(SceneMovieTest, ACancelledSceneLeavesNoFile) {
   int asked = 0;
-  const auto error =
+  const auto done =
       generateSceneMovie(path("a.mov"), {.seconds = 3600}, [&asked] { return ++asked == 3; });
-  ASSERT_TRUE(error);
-  EXPECT_TRUE(isMediaError(*error, AVError::operationCancelled));
+  ASSERT_FALSE(done);
+  EXPECT_TRUE(isMediaError(done.error(), AVError::operationCancelled));
   EXPECT_EQ(asked, 3);
   EXPECT_TRUE(std::filesystem::is_empty(path("a.mov").parent_path()));
 }
 
-TEST_F(SceneMovies, ASceneIsStoredAsPhonesDo) {
+TEST_F(SceneMovieTest, ASceneIsStoredAsPhonesDo) {
   const SceneMovie scene{.seconds = 1.5, .width = 320, .height = 240, .rotationDegrees = 90};
   for (const char* name : {"a.mov", "b.mp4"}) {
     const auto movie = generated(name, scene);
-    const auto judgement = judged(movie);
-    const auto& picture = judgement.picture;
+    const auto probe = probed(movie);
+    const auto& picture = probe.video;
     EXPECT_EQ(picture.at("codec_name"), "h264");
     EXPECT_EQ(picture.at("width") + "x" + picture.at("height"), "320x240");
-    EXPECT_EQ(picture.at("rotation"), "-90") << "which the judge tells counterclockwise";
+    EXPECT_EQ(picture.at("rotation"), "-90") << "which ffprobe counts counterclockwise";
     EXPECT_EQ(picture.at("nb_read_frames"), "45");
-    EXPECT_EQ(judgement.sound.at("codec_name"), "aac");
-    EXPECT_NEAR(judgement.seconds, 1.5, 0.01);
-    EXPECT_EQ(judgement.complaints, "");
+    EXPECT_EQ(probe.audio.at("codec_name"), "aac");
+    EXPECT_NEAR(probe.seconds, 1.5, 0.01);
+    EXPECT_EQ(probe.errors, "");
     // The arrow stands in the lower left corner when upright.
     const auto corner =
         raw(movie, "-frames:v 1 -vf crop=2:2:34:284,scale=1:1 -f rawvideo -pix_fmt gray");
     EXPECT_THAT(corner, Each(Ge(180)));
   }
-  EXPECT_TRUE(judged(generated("c.mov", {.hasSound = false})).sound.empty());
+  EXPECT_TRUE(probed(generated("c.mov", {.hasAudio = false})).audio.empty());
 }
 
-TEST_F(SceneMovies, TheSameArgumentsGiveTheSameBytes) {
+TEST_F(SceneMovieTest, TheSameArgumentsGiveTheSameBytes) {
   const SceneMovie scene{.width = 160, .height = 120, .seed = 7};
   const Data once = read(generated("a.mov", scene));
   EXPECT_EQ(read(generated("b.mov", scene)), once);
@@ -61,7 +60,7 @@ TEST_F(SceneMovies, TheSameArgumentsGiveTheSameBytes) {
   EXPECT_NE(read(generated("c.mov", other)), once);
 }
 
-TEST_F(SceneMovies, FlashAndBeepBeginEachSecond) {
+TEST_F(SceneMovieTest, FlashAndBeepBeginEachSecond) {
   const auto movie =
       generated("a.mov", {.seconds = 2, .width = 160, .height = 120, .framesPerSecond = 20});
   const auto light = raw(movie, "-vf crop=8:8:76:8,scale=1:1:flags=area -f rawvideo -pix_fmt gray");
@@ -79,13 +78,13 @@ TEST_F(SceneMovies, FlashAndBeepBeginEachSecond) {
   }
 }
 
-TEST_F(SceneMovies, WhatCannotBePaintedIsAnErrorWithoutAFile) {
+TEST_F(SceneMovieTest, WhatCannotBePaintedIsAnErrorWithoutAFile) {
   for (const SceneMovie& scene :
        {SceneMovie{.seconds = 0}, SceneMovie{.width = 321}, SceneMovie{.height = 8192},
         SceneMovie{.framesPerSecond = 0}, SceneMovie{.rotationDegrees = 45}}) {
-    EXPECT_TRUE(generateSceneMovie(path("a.mov"), scene).has_value());
+    EXPECT_FALSE(generateSceneMovie(path("a.mov"), scene));
   }
-  EXPECT_TRUE(generateSceneMovie(path("none/a.mov"), {}).has_value());
+  EXPECT_FALSE(generateSceneMovie(path("none/a.mov"), {}));
   EXPECT_TRUE(names().empty());
 }
 

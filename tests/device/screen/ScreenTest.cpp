@@ -19,7 +19,9 @@ class ScreenTest : public testing::Test {
   std::shared_ptr<RootViewController> root = std::make_shared<RootViewController>(screen, main);
 };
 
-TEST_F(ScreenTest, ThePresentedKnowsItsPresenterUntilItIsDismissed) {
+class RootViewControllerTest : public ScreenTest {};
+
+TEST_F(RootViewControllerTest, ThePresentedKnowsItsPresenterUntilItIsDismissed) {
   const auto alert = std::make_shared<UIAlertController>("", "m", UIAlertControllerStyle::alert);
   bool shown = false;
   root->presentViewController(alert, true, [&] { shown = true; });
@@ -38,7 +40,7 @@ TEST_F(ScreenTest, ThePresentedKnowsItsPresenterUntilItIsDismissed) {
   EXPECT_TRUE(gone);
 }
 
-TEST_F(ScreenTest, TheUserReachesOnlyWhatIsOnTop) {
+TEST_F(RootViewControllerTest, TheUserReachesOnlyWhatIsOnTop) {
   const auto picker = std::make_shared<UIImagePickerController>();
   const auto alert = std::make_shared<UIAlertController>("", "m", UIAlertControllerStyle::alert);
   root->presentViewController(picker, true, nullptr);
@@ -49,37 +51,38 @@ TEST_F(ScreenTest, TheUserReachesOnlyWhatIsOnTop) {
   EXPECT_EQ(screen.picker(), picker);
 }
 
+class PermissionGateTest : public ScreenTest {};
 using Gate = PermissionGate<AVAuthorizationStatus>;
 
-TEST_F(ScreenTest, RequestsWaitBehindOnePromptAndAreAllToldOnce) {
+TEST_F(PermissionGateTest, RequestsWaitBehindOnePromptAndAreAllAnsweredOnce) {
   Gate gate(container::Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
-  std::vector<AVAuthorizationStatus> told;
-  gate.request([&](auto status) { told.push_back(status); });
-  gate.request([&](auto status) { told.push_back(status); });
+  std::vector<AVAuthorizationStatus> answers;
+  gate.request([&](auto status) { answers.push_back(status); });
+  gate.request([&](auto status) { answers.push_back(status); });
   EXPECT_EQ(screen.prompts(), std::set<container::Permission>{container::Permission::camera});
   platform.runAll();
-  EXPECT_TRUE(told.empty());
+  EXPECT_TRUE(answers.empty());
   gate.decide(AVAuthorizationStatus::denied);
   EXPECT_TRUE(screen.prompts().empty());
-  EXPECT_TRUE(told.empty()) << "handlers come on the platform's executor";
+  EXPECT_TRUE(answers.empty()) << "handlers come on the platform's executor";
   platform.runAll();
   gate.decide(AVAuthorizationStatus::authorized);
   platform.runAll();
-  EXPECT_EQ(told, (std::vector{AVAuthorizationStatus::denied, AVAuthorizationStatus::denied}));
+  EXPECT_EQ(answers, (std::vector{AVAuthorizationStatus::denied, AVAuthorizationStatus::denied}));
   EXPECT_EQ(gate.status(), AVAuthorizationStatus::authorized);
 }
 
-TEST_F(ScreenTest, ADecidedPermissionShowsNoPromptAndStillAnswersLater) {
+TEST_F(PermissionGateTest, ADecidedPermissionShowsNoPromptAndStillAnswersLater) {
   Gate gate(container::Permission::camera, AVAuthorizationStatus::restricted, screen, platform);
-  int told = 0;
-  gate.request([&](auto status) { told += status == AVAuthorizationStatus::restricted; });
+  int restricted = 0;
+  gate.request([&](auto status) { restricted += status == AVAuthorizationStatus::restricted; });
   EXPECT_TRUE(screen.prompts().empty());
-  EXPECT_EQ(told, 0);
+  EXPECT_EQ(restricted, 0);
   platform.runAll();
-  EXPECT_EQ(told, 1);
+  EXPECT_EQ(restricted, 1);
 }
 
-TEST_F(ScreenTest, APreparedAnswerTakesThePromptDownAgain) {
+TEST_F(PermissionGateTest, APreparedAnswerTakesThePromptDownAgain) {
   Gate gate(container::Permission::camera, AVAuthorizationStatus::notDetermined, screen, platform);
   gate.answerPromptsWith(AVAuthorizationStatus::authorized);
   int granted = 0;

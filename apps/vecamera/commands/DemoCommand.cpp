@@ -1,0 +1,108 @@
+#include "apps/vecamera/commands/DemoCommand.h"
+
+#include <stdlib.h>
+
+#include <iostream>
+#include <nlohmann/json.hpp>
+#include <string>
+
+#include "apps/vecamera/commands/Files.h"
+#include "apps/vecamera/commands/ResultBytes.h"
+#include "apps/vecamera/commands/SceneCommand.h"
+#include "device/script/assembly/Samples.h"
+#include "device/script/json/JsonValue.h"
+#include "device/script/play/Player.h"
+#include "device/script/script/ScriptReader.h"
+
+namespace vecamera::app {
+namespace {
+
+namespace fs = std::filesystem;
+
+void say(const std::string& text) {
+  std::cerr << text << std::endl;
+}
+
+/// The folder, made where it is missing; nothing where it cannot be had.
+std::optional<fs::path> makeFolder(const std::optional<fs::path>& wanted) {
+  std::error_code error;
+  if (wanted) {
+    fs::create_directories(*wanted, error);
+    if (!fs::is_directory(*wanted, error)) return std::nullopt;
+    return fs::absolute(*wanted, error);
+  }
+  auto pattern = (fs::temp_directory_path(error) / "vecamera-demo-XXXXXX").string();
+  if (error || mkdtemp(pattern.data()) == nullptr) return std::nullopt;
+  return fs::path(pattern);
+}
+
+/// What an event means to a newcomer; empty where that is plain.
+std::string explain(const nlohmann::ordered_json& event) {
+  const auto name = event.value("event", "");
+  if (name == "present") return "The module shows the camera, set up as the page asked:";
+  if (name == "dismiss")
+    return "The user has taken the photo, and the module takes the camera away:";
+  if (name == "answer") return "The page gets its answer, with the path of the new file:";
+  if (name == "files") return "That file is all there is in the application's temporary directory:";
+  if (name == "state") return "The module is ready for the next command; nothing is pending:";
+  return "";
+}
+
+/// The sample script with the generated photograph in front of its camera.
+std::variant<device::script::Script, device::script::ScriptError> readSample(
+    const fs::path& photo) {
+  auto read =
+      device::script::readScript(fs::path(device::script::samplesFolder()) / "first-photo.json");
+  if (auto* script = std::get_if<device::script::Script>(&read))
+    for (auto& step : script->steps)
+      if (auto* capture = std::get_if<device::script::CaptureStep>(&step.step))
+        capture->file = photo;
+  return read;
+}
+
+}  // namespace
+
+ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
+  const auto folder = makeFolder(wantedFolder);
+  if (!folder)
+    return refuse((wantedFolder ? wantedFolder->string() : std::string("a temporary folder")) +
+                  ": it cannot be made; name a folder that can, as in `vecamera demo DIR`");
+  const auto before = *folder / "before.jpg";
+  const auto after = *folder / "after.jpg";
+  SceneOptions scene;
+  scene.file = before;
+  // A phone held upright stores its pictures on their side.
+  scene.orientation = 6;
+  scene.size = {1200, 1600};
+  if (const auto status = writeScene(scene); status != ExitStatus::success) return status;
+  const auto script = readSample(before);
+  if (const auto* error = std::get_if<device::script::ScriptError>(&script))
+    return fail(error->message);
+
+  say("A page asks for a photo as a JPEG file, upright, fitted into 640 by 480.\n"
+      "Lines in braces are the events that `vecamera run` prints for programs.");
+  std::optional<Data> photo;
+  const auto outcome = device::script::playScript(
+      std::get<device::script::Script>(script), {},
+      [&photo](const std::string& line) {
+        const auto event = nlohmann::ordered_json::parse(line, nullptr, false);
+        if (!event.is_object()) return;
+        if (const auto text = explain(event); !text.empty()) say("\n" + text);
+        std::cout << line << std::endl;
+        // The device takes its files away when the play ends.
+        if (event.value("event", "") == "answer") photo = bytesOfResult(resultOf(event), {});
+      },
+      std::cerr);
+  if (outcome != device::script::PlayOutcome::finished || !photo)
+    return fail("the demo did not come off; the lines above say why");
+  if (!writeFile(after, *photo)) return fail(after.string() + ": it cannot be written");
+
+  say("\nLook at these two pictures:\n  " + before.string() + "  what the camera saw\n  " +
+      after.string() + "   what the page got: upright pixels, smaller\n\nNext: vecamera take " +
+      before.string() +
+      " --encoding png --destination file-uri --output small.png\n      vecamera run " +
+      device::script::samplesFolder() + "/scripts/camera-denied.json");
+  return ExitStatus::success;
+}
+
+}  // namespace vecamera::app

@@ -1,0 +1,128 @@
+#include "apps/vecamera/commands/ServeCommand.h"
+
+#include <fcntl.h>
+#include <signal.h>
+#include <spawn.h>
+#include <unistd.h>
+
+#include <iostream>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "apps/vecamera/terminal/Signals.h"
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/foundation/files/WholeFiles.h"
+#include "simulator/server/Server.h"
+
+namespace vecamera::app {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// Why the options cannot be served, or nothing.
+std::optional<std::string> problemWith(const ServeOptions& options) {
+  std::error_code ignored;
+  if (options.app && !fs::is_directory(*options.app, ignored))
+    return options.app->string() + ": it is no folder; --app names the one with your index.html";
+  if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
+    return options.home->string() + ": it cannot be a device's home; name a folder of its own";
+  if (options.record) {
+    if (fs::is_directory(*options.record, ignored))
+      return options.record->string() + ": it is a folder; --record names a file";
+    const auto folder = fs::absolute(*options.record, ignored).parent_path();
+    if (!fs::is_directory(folder, ignored) || access(folder.c_str(), W_OK) != 0)
+      return options.record->string() +
+             ": its folder cannot be written; choose another for --record";
+  }
+  return std::nullopt;
+}
+
+/// A page that leads to the address. The address holds a secret, and everybody on the machine can
+/// read a program's arguments, but only the user can read this page.
+std::optional<std::string> writeDoor(const std::string& folder, const std::string& address) {
+  auto file = folder + "/open.html";
+  const auto page =
+      "<!doctype html><title>vecamera</title><meta http-equiv=\"refresh\" content=\"0; "
+      "url=" +
+      address + "\">\n";
+  if (!device::foundation::replaceFile(file, Data::copyOf(page))) return std::nullopt;
+  return file;
+}
+
+/// Has the desktop's browser open the page; false where there is none. It may outlive the server:
+/// it gets none of its descriptors, and signals as a shell would give them.
+bool openBrowser(const std::string& page) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  // What a browser has to say is nothing that the output's reader waits for.
+  for (const int output : {STDOUT_FILENO, STDERR_FILENO})
+    posix_spawn_file_actions_addopen(&actions, output, "/dev/null", O_WRONLY, 0);
+  posix_spawn_file_actions_addclosefrom_np(&actions, STDERR_FILENO + 1);
+  posix_spawnattr_t attributes;
+  posix_spawnattr_init(&attributes);
+  sigset_t signals;
+  sigemptyset(&signals);
+  posix_spawnattr_setsigmask(&attributes, &signals);
+  sigaddset(&signals, SIGPIPE);
+  posix_spawnattr_setsigdefault(&attributes, &signals);
+  // In a session of its own, Ctrl-C does not reach it.
+  posix_spawnattr_setflags(&attributes,
+                           POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
+  std::string program = "xdg-open";
+  std::string argument = page;
+  char* const arguments[] = {program.data(), argument.data(), nullptr};
+  pid_t child = 0;
+  const bool started =
+      posix_spawnp(&child, program.c_str(), &actions, &attributes, arguments, environ) == 0;
+  posix_spawnattr_destroy(&attributes);
+  posix_spawn_file_actions_destroy(&actions);
+  return started;
+}
+
+std::optional<fs::path> absolute(const std::optional<fs::path>& path) {
+  std::error_code ignored;
+  return path ? std::optional(fs::absolute(*path, ignored)) : std::nullopt;
+}
+
+}  // namespace
+
+ExitStatus serve(const ServeOptions& options) {
+  if (const auto problem = problemWith(options)) return refuse(*problem);
+  simulator::ServerSetup setup;
+  setup.app = absolute(options.app);
+  setup.home = absolute(options.home);
+  setup.record = absolute(options.record);
+  setup.port = options.port;
+  setup.interrupted = wasInterrupted;
+  setup.diagnose = [](const std::string& line) {
+    static std::mutex mutex;
+    const std::lock_guard lock(mutex);
+    complain(line);
+  };
+  if (options.device) {
+    auto part = simulator::readDevicePart(*options.device);
+    if (const auto* why = std::get_if<std::string>(&part)) return refuse(*why);
+    setup.device = std::move(std::get<simulator::DevicePart>(part));
+  } else {
+    // A new phone has not been asked anything yet.
+    for (const auto* permission : {"camera", "photoLibrary", "location"})
+      setup.device.asked["authorization"][permission] = "notDetermined";
+  }
+
+  auto made = simulator::Server::make(std::move(setup));
+  if (const auto* why = std::get_if<std::string>(&made)) return fail(*why);
+  const auto& server = std::get<std::unique_ptr<simulator::Server>>(made);
+  std::cout << server->address() << std::endl;
+  if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
+  std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
+  const auto hall =
+      options.opensBrowser ? device::foundation::ApplicationHome::makePrivate() : nullptr;
+  const auto door = hall ? writeDoor(hall->path(), server->address()) : std::nullopt;
+  if (options.opensBrowser && !(door && openBrowser(*door)))
+    complain("no browser can be opened: xdg-open is missing; open the address yourself");
+  server->run();
+  return ExitStatus::success;
+}
+
+}  // namespace vecamera::app

@@ -1,0 +1,223 @@
+#include "apps/vecamera/commands/TakeCommand.h"
+
+#include <chrono>
+#include <iostream>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "VECamera/platform/UIKit.h"
+#include "apps/vecamera/commands/Files.h"
+#include "apps/vecamera/commands/ResultBytes.h"
+#include "apps/vecamera/terminal/Signals.h"
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/foundation/files/WholeFiles.h"
+#include "device/imaging/platform/Pictures.h"
+#include "device/media/Movies.h"
+#include "device/photos/RandomIdentifiers.h"
+#include "device/script/json/JsonValue.h"
+#include "device/script/play/Player.h"
+
+namespace vecamera::app {
+namespace {
+
+namespace fs = std::filesystem;
+using device::Failure;
+using enum DestinationType;
+using enum MediaType;
+using Source = UIImagePickerControllerSourceType;
+using Media = device::script::CaptureStep::Media;
+
+/// A number or an enumeration of the page's arguments.
+template <class T>
+Value argument(const std::optional<T>& value) {
+  return value ? Value(static_cast<std::int64_t>(*value)) : Value();
+}
+Value argument(bool flag) {
+  return flag ? Value(true) : Value();
+}
+
+Array argumentsFor(const TakeOptions& options) {
+  const auto& size = options.size;
+  return {argument(options.quality),
+          argument(options.destination),
+          argument(options.source),
+          size ? Value(size->width) : Value(),
+          size ? Value(size->height) : Value(),
+          argument(options.encoding),
+          argument(options.media),
+          argument(options.edit.has_value()),
+          argument(options.correctOrientation),
+          argument(options.save),
+          Value(),
+          argument(options.front),
+          argument(options.location.has_value())};
+}
+
+bool isPicture(const fs::path& file) {
+  const auto bytes = device::foundation::readFile(file);
+  return bytes && device::imaging::probe(*bytes);
+}
+
+/// What the file holds; nothing: neither a picture nor a movie.
+std::optional<Media> contentOf(const fs::path& file) {
+  if (device::media::probeMovieFile(file)) return Media::movie;
+  return isPicture(file) ? std::optional(Media::photo) : std::nullopt;
+}
+
+/// Whether the command opens the camera: a request for videos from the photo library does too.
+bool opensCamera(const TakeOptions& options) {
+  const auto source = options.source.value_or(Source::camera);
+  return source == Source::camera ||
+         (source == Source::photoLibrary && options.media == mediaTypeVideo);
+}
+
+/// What the user takes or picks, or why the request cannot be played.
+AppResult<Media> checked(const TakeOptions& options) {
+  if (auto problem = problemWithFile(options.photo)) return Failure(*std::move(problem));
+  if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
+    return Failure(options.home->string() +
+                   ": it cannot be a device's home; name a folder of its own");
+  const auto content = contentOf(options.photo);
+  const auto asked = options.media.value_or(mediaTypePicture);
+  const bool isPhoto =
+      asked == mediaTypePicture || (asked == mediaTypeAll && content == Media::photo);
+  const Media media = isPhoto ? Media::photo : Media::movie;
+  if (content == media) return media;
+  const std::string name = options.photo.string();
+  if (media == Media::movie)
+    return Failure(
+        name + ": it is no movie that the device can open; give it an MP4, QuickTime or WebM file");
+  if (content == Media::movie) return Failure(name + ": it is a movie; say so with --media video");
+  return Failure(
+      name + ": it is no picture that the device can open; give it a JPEG, PNG, HEIC or WebP file");
+}
+
+/// What the play shows of the command.
+struct Reply {
+  nlohmann::ordered_json answer;
+  /// Why there is no answer.
+  std::string why;
+};
+
+void record(const std::string& line, Reply& reply) {
+  auto event = nlohmann::ordered_json::parse(line, nullptr, false);
+  if (!event.is_object()) return;
+  const auto name = event.value("event", "");
+  if (name == "open" || name == "failed")
+    reply.why = event.value("why", "");
+  else if (name == "answer")
+    reply.answer = std::move(event);
+}
+
+/// What the error answer says, in one line.
+std::string messageOf(const nlohmann::ordered_json& answer) {
+  auto message = answer.value("message", "");
+  if (message.empty() && answer.contains("data") && answer["data"].is_object())
+    message = answer["data"].value("errorMsg", "");
+  return answer.value("status", "") + (message.empty() ? "" : ": " + message);
+}
+
+ExitStatus writeOutput(const TakeOptions& options, const nlohmann::ordered_json& answer,
+                       const fs::path& home) {
+  const auto bytes = bytesOfResult(resultOf(answer), home);
+  if (!bytes)
+    return fail("the answer holds nothing that could be written to " + options.output->string());
+  if (writeFile(*options.output, *bytes)) return ExitStatus::success;
+  return fail(options.output->string() + ": it cannot be written; check folder and permissions");
+}
+
+/// Two photos of one second would have the same name, and the plug-in would wait for the first to
+/// be removed.
+void waitForNextSecond(const fs::path& home) {
+  using namespace std::chrono;
+  std::error_code ignored;
+  const auto written = fs::last_write_time(home / "tmp", ignored);
+  if (ignored) return;
+  const auto now = fs::file_time_type::clock::now();
+  if (now - written < seconds(1)) std::this_thread::sleep_until(floor<seconds>(now) + seconds(1));
+}
+
+void showExport(float share) {
+  showProgress(share, std::to_string(static_cast<int>(share * 100)) + " %");
+}
+
+void warnOfWhatGoesAway(const TakeOptions& options) {
+  const auto destination = options.destination.value_or(destinationTypeNativeUri);
+  if (options.home || options.output || destination == destinationTypeDataUrl) return;
+  complain(std::string(destination == destinationTypeNativeUri ? "the photo library" : "the file") +
+           " of the answer goes away now, with its device; keep the device with --home DIR, or the "
+           "result with --output FILE");
+}
+
+/// The script that plays the command on a device that says yes to everything.
+device::script::Script scriptFor(const TakeOptions& options, Media media) {
+  device::script::Script script;
+  script.name = options.photo.string();
+  script.device.home = options.home;
+  script.device.location = options.location;
+  script.steps.push_back({device::script::TakePictureStep{"page", argumentsFor(options)}});
+  std::error_code ignored;
+  const auto file = fs::absolute(options.photo, ignored);
+  if (opensCamera(options)) {
+    device::script::CaptureStep capture;
+    capture.media = media;
+    capture.file = file;
+    capture.crop = options.edit;
+    script.steps.push_back({std::move(capture)});
+  } else {
+    const auto id = device::photos::RandomIdentifiers()() + "/L0/001";
+    script.device.library.push_back({id, file});
+    device::script::PickStep pick;
+    pick.asset = id;
+    pick.crop = options.edit;
+    script.steps.push_back({std::move(pick)});
+  }
+  return script;
+}
+
+}  // namespace
+
+ExitStatus take(const TakeOptions& options) {
+  const auto media = checked(options);
+  if (!media) return refuse(media.error());
+  // Kept until the end, so that what the answer points to can still be read.
+  std::unique_ptr<device::foundation::ApplicationHome> home;
+  auto used = options;
+  if (!options.home) {
+    home = device::foundation::ApplicationHome::makePrivate();
+    if (!home) return fail("no temporary folder can be made; check TMPDIR");
+    used.home = home->path();
+  }
+
+  const bool leavesFile = options.destination == destinationTypeFileUri || *media == Media::movie;
+  if (options.home && leavesFile) waitForNextSecond(*options.home);
+
+  Reply reply;
+  std::ostringstream notes;
+  const auto played = device::script::playScript(
+      scriptFor(used, *media), {options.limit, wasInterrupted, showExport},
+      [&reply](const std::string& line) { record(line, reply); }, notes);
+  endProgress();
+  std::cerr << notes.str();
+  if (played == device::script::PlayOutcome::notPlayable) return ExitStatus::usage;
+  if (reply.answer.is_null())
+    return fail("the command was not answered: " +
+                (reply.why.empty() ? "nothing says why" : reply.why));
+
+  std::cout << device::script::toLine(reply.answer) << std::endl;
+  if (!std::cout) return fail("standard output cannot be written");
+  if (reply.answer.value("result", "") != "success")
+    return fail("the command was answered with an error: " + messageOf(reply.answer));
+  if (played == device::script::PlayOutcome::failed) return fail(reply.why);
+  if (resultOf(reply.answer).isNull())
+    complain(options.photo.string() +
+             ": the answer holds no picture, because the file cannot be decoded to its end");
+  else
+    warnOfWhatGoesAway(options);
+  return options.output ? writeOutput(options, reply.answer, *used.home) : ExitStatus::success;
+}
+
+}  // namespace vecamera::app

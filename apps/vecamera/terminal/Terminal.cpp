@@ -1,0 +1,45 @@
+#include "apps/vecamera/terminal/Terminal.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <iostream>
+#include <string>
+#include <utility>
+
+namespace vecamera::app {
+namespace {
+
+bool isProgressShown = false;
+
+}  // namespace
+
+void complain(std::string_view why) {
+  std::cerr << "vecamera: " << why << std::endl;
+}
+
+ExitStatus refuse(std::string_view why) {
+  complain(why);
+  return ExitStatus::usage;
+}
+
+ExitStatus fail(std::string_view why) {
+  complain(why);
+  return ExitStatus::failure;
+}
+
+void showProgress(double share, std::string_view text) {
+  constexpr std::size_t width = 30;
+  if (isatty(STDERR_FILENO) == 0) return;
+  const auto filled = static_cast<std::size_t>(std::clamp(share, 0.0, 1.0) * width);
+  std::cerr << "\r[" << std::string(filled, '#') << std::string(width - filled, ' ') << "] " << text
+            << std::flush;
+  isProgressShown = true;
+  if (share >= 1) endProgress();
+}
+
+void endProgress() {
+  if (std::exchange(isProgressShown, false)) std::cerr << "\r\033[K" << std::flush;
+}
+
+}  // namespace vecamera::app

@@ -1,0 +1,36 @@
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "device/base/Result.h"
+
+namespace vecamera::app {
+
+/// How the program ends.
+enum class ExitStatus {
+  success = 0,
+  /// The request was tried and failed.
+  failure = 1,
+  /// The request cannot be carried out as it stands; nothing was done.
+  usage = 2,
+};
+
+/// A value, or why there is none, in words for the user.
+template <class T>
+using AppResult = device::Result<T, std::string>;
+
+/// "vecamera: WHY" on standard error.
+void complain(std::string_view why);
+
+/// Complains, and returns the status.
+ExitStatus refuse(std::string_view why);
+ExitStatus fail(std::string_view why);
+
+/// On a terminal, a bar on standard error that shows the share done, from 0 to 1, and is gone at 1;
+/// elsewhere nothing.
+void showProgress(double share, std::string_view text);
+/// Takes away a bar that did not come to its end.
+void endProgress();
+
+}  // namespace vecamera::app

@@ -1,0 +1,74 @@
+#pragma once
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/audio_fifo.h>
+#include <libswresample/swresample.h>
+#include <libswscale/swscale.h>
+}
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "device/media/base/MediaErrors.h"
+
+/// FFmpeg's objects with owners, for this room's sources only.
+namespace vecamera::device::media {
+
+template <auto release>
+struct Release {
+  template <class T>
+  void operator()(T* held) const {
+    release(held);
+  }
+};
+/// For functions that also clear the pointer.
+template <auto release>
+struct ReleaseAt {
+  template <class T>
+  void operator()(T* held) const {
+    release(&held);
+  }
+};
+using Packet = std::unique_ptr<AVPacket, ReleaseAt<av_packet_free>>;
+using Frame = std::unique_ptr<AVFrame, ReleaseAt<av_frame_free>>;
+using Codec = std::unique_ptr<AVCodecContext, ReleaseAt<avcodec_free_context>>;
+using Fifo = std::unique_ptr<AVAudioFifo, Release<av_audio_fifo_free>>;
+using Resampler = std::unique_ptr<SwrContext, ReleaseAt<swr_free>>;
+using Scaler = std::unique_ptr<SwsContext, Release<sws_freeContext>>;
+
+struct Size {
+  int width = 0;
+  int height = 0;
+  friend bool operator==(const Size&, const Size&) = default;
+};
+
+/// A video frame with memory of its own; null where that cannot be had.
+Frame newVideoFrame(AVPixelFormat format, Size size);
+
+/// Asked often in long work; true ends it. May be empty.
+using CancellationCheck = std::function<bool()>;
+/// The check, a `CancellationCheck`, in the form of an `AVIOInterruptCB`.
+int interruptCallback(void* check);
+
+/// The unit of all times of this room that are not in a stream's own time base.
+inline constexpr AVRational microseconds{1, 1'000'000};
+inline constexpr std::int64_t maxMovieMicroseconds = 12ll * 3600 * 1'000'000;
+
+/// The time in another base. A time that no movie has becomes one beyond all limits, which is still
+/// far from overflowing in a sum.
+std::int64_t rescaled(std::int64_t time, AVRational from, AVRational to);
+
+/// Call it before any other use of FFmpeg: it keeps the libraries from writing to standard error
+/// and from allocating what only a hostile file asks for.
+void prepareLibraries();
+
+/// The failure for FFmpeg's code: that of a cancelled export for `AVERROR_EXIT`, of a full disk and
+/// missing memory where they are it, else `otherwise`. `what` begins the description.
+Failure<NSError> libraryFailure(int code, const std::string& what, AVError otherwise);
+Failure<NSError> outOfMemory(const std::string& what);
+
+}  // namespace vecamera::device::media

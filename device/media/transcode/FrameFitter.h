@@ -1,0 +1,41 @@
+#pragma once
+
+#include "device/imaging/base/Orientation.h"
+#include "device/media/ffmpeg/Ffmpeg.h"
+#include "device/media/transcode/FrameFormat.h"
+#include "device/media/transcode/ToneMapper.h"
+
+namespace vecamera::device::media {
+
+/// Brings frames of any size and format to yuv420p of limited range and one size, upright. A frame
+/// that is one pixel larger is cropped, one of another size is scaled to fit, with black bars; high
+/// dynamic range is tone mapped to BT.709. Used on one thread.
+class FrameFitter {
+ public:
+  /// `size` has even sides and is that of the stored frame, which the orientation shows upright.
+  FrameFitter(Size size, const imaging::Turn& orientation)
+      : size_(size), orientation_(orientation) {}
+
+  Size uprightSize() const { return media::uprightSize(size_, orientation_); }
+  /// The frame, which belongs to the fitter or is the given one itself, until the next call; null
+  /// where it cannot be had. Only its pixels count.
+  AVFrame* fit(AVFrame& source);
+
+ private:
+  bool prepare(const AVFrame& source);
+  AVFrame* scaled(const AVFrame& source);
+
+  const Size size_;
+  const imaging::Turn orientation_;
+  /// What the scaler is made for, how much of it is used, and where that lies in the frame.
+  FrameFormat format_;
+  Size used_;
+  Size inner_;
+  Size offset_;
+  ToneMapper toneMapper_;
+  Scaler scaler_;
+  Frame scaled_;
+  Frame upright_;
+};
+
+}  // namespace vecamera::device::media

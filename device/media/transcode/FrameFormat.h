@@ -1,0 +1,34 @@
+#pragma once
+
+#include "device/imaging/base/Orientation.h"
+#include "device/media/ffmpeg/Ffmpeg.h"
+
+namespace vecamera::device::media {
+
+/// What a scaler for frames must know of them.
+struct FrameFormat {
+  FrameFormat() = default;
+  explicit FrameFormat(const AVFrame& frame);
+  friend bool operator==(const FrameFormat&, const FrameFormat&) = default;
+
+  Size size;
+  int pixels = AV_PIX_FMT_NONE;
+  bool isFullRange = false;
+  AVColorTransferCharacteristic transfer = AVCOL_TRC_UNSPECIFIED;
+  AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
+};
+
+/// The sides of what has the stored size, once it is upright.
+inline Size uprightSize(Size stored, const imaging::Turn& orientation) {
+  return orientation.swapsAxes ? Size{stored.height, stored.width} : stored;
+}
+
+/// The size of encoded frames, as stored, for source frames of a size: even sides, and no larger
+/// than phones decode.
+Size encodableSize(Size source);
+
+/// Converts the upper left part `used` of frames of a format, scaled to a size. Null where that is
+/// unknown.
+Scaler makeScaler(const FrameFormat& source, Size used, Size to, AVPixelFormat pixels);
+
+}  // namespace vecamera::device::media
