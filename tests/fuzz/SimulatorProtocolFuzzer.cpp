@@ -3,7 +3,6 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "device/script/json/JsonValue.h"
 #include "device/script/script/ScriptReader.h"
 #include "simulator/server/http/Http.h"
 #include "simulator/server/http/RequestTarget.h"
@@ -16,11 +15,9 @@ namespace {
 
 /// What a phone makes of a request before it does anything.
 void look(const StepRequest& request) {
-  const nlohmann::ordered_json script = {{"steps", {request.step}}};
-  const auto parsed = device::script::parseScript(
-      device::script::toLine(script), "step", "/nonexistent", device::script::FileScope::folder);
-  if (const auto* read = std::get_if<device::script::Script>(&parsed))
-    for (const auto& step : read->steps) problemWithFiles(step.step, {});
+  const auto read =
+      device::script::stepFromJson(request.step, "/nonexistent", device::script::FileScope::folder);
+  if (read) problemWithFiles(read->step, {});
 }
 
 void look(const RestartRequest& request) {

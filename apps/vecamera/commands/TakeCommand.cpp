@@ -102,14 +102,12 @@ struct Reply {
   std::string why;
 };
 
-void record(const std::string& line, Reply& reply) {
-  auto event = nlohmann::ordered_json::parse(line, nullptr, false);
-  if (!event.is_object()) return;
+void record(const nlohmann::ordered_json& event, Reply& reply) {
   const auto name = event.value("event", "");
   if (name == "open" || name == "failed")
     reply.why = event.value("why", "");
   else if (name == "answer")
-    reply.answer = std::move(event);
+    reply.answer = event;
 }
 
 /// What the error answer says, in one line.
@@ -155,7 +153,6 @@ void warnOfWhatGoesAway(const TakeOptions& options) {
 /// The script that plays the command on a device that says yes to everything.
 device::script::Script scriptFor(const TakeOptions& options, Media media) {
   device::script::Script script;
-  script.name = options.photo.string();
   script.device.home = options.home;
   script.device.location = options.location;
   script.steps.push_back({device::script::TakePictureStep{"page", argumentsFor(options)}});
@@ -199,10 +196,13 @@ ExitStatus take(const TakeOptions& options) {
   std::ostringstream notes;
   const auto played = device::script::playScript(
       scriptFor(used, *media), {options.limit, wasInterrupted, showExport},
-      [&reply](const std::string& line) { record(line, reply); }, notes);
+      [&reply](const nlohmann::ordered_json& event) { record(event, reply); }, notes);
   endProgress();
   std::cerr << notes.str();
-  if (played == device::script::PlayOutcome::notPlayable) return ExitStatus::usage;
+  if (!played) {
+    std::cerr << options.photo.string() << ": " << played.error().message() << '\n';
+    return ExitStatus::usage;
+  }
   if (reply.answer.is_null())
     return fail("the command was not answered: " +
                 (reply.why.empty() ? "nothing says why" : reply.why));
@@ -211,7 +211,7 @@ ExitStatus take(const TakeOptions& options) {
   if (!std::cout) return fail("standard output cannot be written");
   if (reply.answer.value("result", "") != "success")
     return fail("the command was answered with an error: " + messageOf(reply.answer));
-  if (played == device::script::PlayOutcome::failed) return fail(reply.why);
+  if (*played == device::script::PlayOutcome::failed) return fail(reply.why);
   if (resultOf(reply.answer).isNull())
     complain(options.photo.string() +
              ": the answer holds no picture, because the file cannot be decoded to its end");

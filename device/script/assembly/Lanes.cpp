@@ -33,7 +33,7 @@ bool Lanes::step() {
     }
   }
   if (!ready) return false;
-  turn(*ready);
+  resume(*ready);
   return true;
 }
 
@@ -41,7 +41,7 @@ bool Lanes::retryWaiting() {
   bool progressed = false;
   for (const auto& lane : lanes_) {
     if (!isWaiting(*lane)) continue;
-    turn(*lane);
+    resume(*lane);
     progressed = progressed || !isWaiting(*lane);
   }
   return progressed;
@@ -58,7 +58,7 @@ bool Lanes::isWaiting(const Lane& lane) const {
   return lane.inJob_;
 }
 
-void Lanes::note(std::exception_ptr thrown) {
+void Lanes::onException(std::exception_ptr thrown) {
   try {
     std::rethrow_exception(thrown);
   } catch (const Unwinding&) {
@@ -73,8 +73,8 @@ void Lanes::yieldWaiting() {
   if (!lane || &lane->lanes_ != this) return;
   std::unique_lock lock(mutex_);
   running_ = nullptr;
-  handedOver_.notify_all();
-  handedOver_.wait(lock, [this, lane] { return running_ == lane; });
+  changed_.notify_all();
+  changed_.wait(lock, [this, lane] { return running_ == lane; });
   if (stopping_) throw Unwinding();
 }
 
@@ -86,7 +86,7 @@ void Lanes::stop() {
   }
   // A lane in the middle of a job unwinds; an idle one leaves its loop.
   for (const auto& lane : lanes_) {
-    turn(*lane);
+    resume(*lane);
     lane->thread_.join();
   }
   for (const auto& lane : lanes_) {
@@ -95,18 +95,18 @@ void Lanes::stop() {
   }
 }
 
-void Lanes::turn(Lane& lane) {
+void Lanes::resume(Lane& lane) {
   std::unique_lock lock(mutex_);
   running_ = &lane;
-  handedOver_.notify_all();
-  handedOver_.wait(lock, [this] { return running_ == nullptr; });
+  changed_.notify_all();
+  changed_.wait(lock, [this] { return running_ == nullptr; });
 }
 
 void Lanes::work(Lane& lane) {
   currentLane = &lane;
   std::unique_lock lock(mutex_);
   for (;;) {
-    handedOver_.wait(lock, [this, &lane] { return running_ == &lane; });
+    changed_.wait(lock, [this, &lane] { return running_ == &lane; });
     if (!stopping_ && !lane.jobs_.empty()) {
       Job job = std::move(lane.jobs_.front());
       lane.jobs_.pop_front();
@@ -115,14 +115,14 @@ void Lanes::work(Lane& lane) {
       try {
         job();
       } catch (...) {
-        note(std::current_exception());
+        onException(std::current_exception());
       }
       job = nullptr;
       lock.lock();
       lane.inJob_ = false;
     }
     running_ = nullptr;
-    handedOver_.notify_all();
+    changed_.notify_all();
     if (stopping_) return;
   }
 }

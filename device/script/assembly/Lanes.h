@@ -18,10 +18,11 @@ class FatalError : public std::runtime_error {
   using std::runtime_error::runtime_error;
 };
 
-/// Threads in lock step: at every moment either the conductor (the thread that made the object) or
-/// one lane runs, so that the same jobs run in the same order on every machine. A lane that waits
-/// in a loop for the world to change hands back in the middle of its job and is asked again later,
-/// as a blocked thread of a real device would be.
+/// The threads of a device in lock step. A *lane* is one of them: a thread with a queue of jobs. At
+/// every moment either the *conductor* (the thread that made the object) or one lane runs, so that
+/// the same jobs run in the same order on every machine. A lane whose job polls for a change of the
+/// world outside yields to the conductor in the middle of the job and is resumed later, as a
+/// blocked thread of a real device would be.
 class Lanes {
  public:
   class Lane : public Executor {
@@ -54,18 +55,18 @@ class Lanes {
   /// where there is none. Conductor only.
   bool step();
   /// Runs the first job that this lane has. Conductor only, while the lane is not waiting.
-  void stepOnly(Lane& lane) { turn(lane); }
-  /// Lets every waiting lane look again; false where none waits, or all still do. Conductor only.
+  void stepOnly(Lane& lane) { resume(lane); }
+  /// Lets every waiting lane poll again; false where none waits, or all still do. Conductor only.
   bool retryWaiting();
   /// Whether a lane is in the middle of a job. Conductor only.
   bool anyWaiting() const;
   bool isWaiting(const Lane& lane) const;
   /// What a fatal error said, or an empty text. Conductor only.
   const std::string& fatalError() const { return fatalError_; }
-  /// Notes what a task threw. Called on a lane.
-  void note(std::exception_ptr thrown);
+  /// Keeps what a task threw. Called on a lane.
+  void onException(std::exception_ptr thrown);
 
-  /// Called on a lane in the middle of a job: hands back until the conductor asks again. Does
+  /// Called on a lane in the middle of a job: yields until the conductor resumes the lane. Does
   /// nothing on another thread. Throws when the lanes end, to unwind the job.
   void yieldWaiting();
   /// Unwinds and stops the lanes; nothing runs afterwards. Conductor only.
@@ -74,12 +75,12 @@ class Lanes {
  private:
   struct Unwinding {};
 
-  void turn(Lane& lane);
+  void resume(Lane& lane);
   void work(Lane& lane);
 
   std::unique_ptr<Lane> lanes_[4];
   mutable std::mutex mutex_;
-  std::condition_variable handedOver_;
+  std::condition_variable changed_;
   /// The lane that runs; null: the conductor.
   Lane* running_ = nullptr;
   bool stopping_ = false;

@@ -1,9 +1,7 @@
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <string>
-#include <variant>
 
 #include "VECamera/runtime/Executor.h"
 #include "device/camera/StillCamera.h"
@@ -27,24 +25,27 @@
 #include "device/screen/Permissions.h"
 #include "device/screen/RootViewController.h"
 #include "device/screen/ScriptedScreen.h"
-#include "device/script/assembly/Faults.h"
+#include "device/script/assembly/FaultBook.h"
+#include "device/script/assembly/Interceptors.h"
 #include "device/script/assembly/Lanes.h"
-#include "device/script/assembly/Tracing.h"
+#include "device/script/json/ScriptError.h"
 #include "device/script/script/Script.h"
 
 namespace vecamera::device::script {
 
-/// What a scripted device tells beside the events that every device has.
+/// What happens on a scripted device beside what every device's observer is notified of.
 class ScriptObserver : public container::DeviceObserver {
  public:
-  virtual void saved(const photos::SavedAsset& asset) = 0;
-  virtual void finalizedImageDestination(std::string_view type, const Dictionary& properties,
-                                         std::size_t bytes) = 0;
+  virtual void onSaved(const photos::SavedAsset& asset) = 0;
+  virtual void onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
+                                           std::size_t bytes) = 0;
+  /// The plug-in asked for the address of the settings, and there is none.
+  virtual void onSettingsUnavailable() = 0;
   /// How far the running export is, from 0 to 1. Called on the platform's lane.
-  virtual void exporting(float progress) = 0;
+  virtual void onExportProgress(float progress) = 0;
+  virtual void onExportFailed(const NSError& error) = 0;
   /// Asked often while an export runs, on the platform's lane; true cancels it.
-  virtual bool interrupted() = 0;
-  virtual void exportFailed(const NSError& error) = 0;
+  virtual bool isInterrupted() = 0;
 };
 
 /// The photo library's permission, as the library asks for it.
@@ -72,6 +73,19 @@ class ScriptedProcess : public NSProcess {
 
  private:
   container::DeviceObserver& observer_;
+};
+
+/// What the plug-in opens becomes an event.
+class ScriptedApplication : public UIApplication {
+ public:
+  ScriptedApplication(FaultBook& faults, ScriptObserver& observer)
+      : faults_(faults), observer_(observer) {}
+  std::optional<URL> openSettingsURL() override;
+  void openURL(const URL& url) override { observer_.openedURL(url); }
+
+ private:
+  FaultBook& faults_;
+  ScriptObserver& observer_;
 };
 
 /// The picker's sources as the script gives them.
@@ -104,11 +118,10 @@ struct ScriptedDevice {
     std::unique_ptr<photos::LibraryStore> store;
   };
 
-  /// The device, or why it cannot be set up: one line that names the place. `trace` is told of
-  /// every use of a service, where it is not empty.
-  static std::variant<std::unique_ptr<ScriptedDevice>, std::string> make(const DeviceSetup& setup,
-                                                                         ScriptObserver& observer,
-                                                                         TraceSink trace = {});
+  /// The device. `trace` is notified of every use of a service, where it is not empty.
+  static Result<std::unique_ptr<ScriptedDevice>, ScriptError> make(const DeviceSetup& setup,
+                                                                   ScriptObserver& observer,
+                                                                   TraceSink trace = {});
   ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer,
                  TraceSink trace);
   /// Ends everything that is still under way, and removes a private home.
@@ -122,12 +135,11 @@ struct ScriptedDevice {
   void setViewController(bool given);
   /// The fix as the platform's value; without a time stamp of its own it is of now.
   CLLocation locationOf(const Fix& fix) const;
-  /// As the plug-in gets it.
-  Platform platform() { return traces ? traces->platform() : services(); }
 
   Foundation base;
   Lanes lanes;
   FaultBook faults;
+  const Interception interception;
   screen::ScriptedScreen screen;
   std::shared_ptr<screen::RootViewController> root;
   bool givesViewController;
@@ -138,7 +150,6 @@ struct ScriptedDevice {
 
   foundation::DateFormatters dateFormatters;
   foundation::FileManager files;
-  FaultyFileManager faultyFiles;
   foundation::Urls urls;
   foundation::Base64 base64;
   foundation::Bundles bundles;
@@ -147,37 +158,37 @@ struct ScriptedDevice {
 
   ScriptedApplication application;
   ScriptedPickerSources pickerSources;
-  /// Beside the lanes: what helpers do for a picture shows in no order of events.
-  ThreadPoolExecutor pictureHelpers;
+  /// Beside the lanes: what workers do for a picture shows in no order of events.
+  ThreadPoolExecutor pictureWorkers;
   imaging::ThreadBudget pictureThreads;
   imaging::Images images;
-  FaultyImages faultyImages;
   imaging::Graphics graphics;
-  FaultyGraphics faultyGraphics;
   imaging::ImageFiles imageFiles;
   media::ExportSessions exports;
-  FaultyAssetExports faultyExports;
 
   camera::StillCamera camera;
   screen::CaptureDevice captureDevice;
   GatedPhotoAuthorization photoAuthorization;
   photos::PhotoLibrary photoLibrary;
-  FaultyPhotoLibrary faultyLibrary;
   photos::ImageManager imageManager;
-  FaultyImageManager faultyImageManager;
   location::LocationService location;
+
+  // As the plug-in gets them.
+  const std::unique_ptr<NSFileManager> pluginFiles;
+  const std::unique_ptr<NSDataBase64> pluginBase64;
+  const std::unique_ptr<NSBundles> pluginBundles;
+  const std::unique_ptr<UIImages> pluginImages;
+  const std::unique_ptr<UIGraphics> pluginGraphics;
+  const std::unique_ptr<PHPhotoLibrary> pluginPhotoLibrary;
+  const std::unique_ptr<PHImageManager> pluginImageManager;
+  const std::unique_ptr<AVAssetExports> pluginExports;
 
   MainActor mainActor;
   TaskScope tasks;
-  /// Null where nobody is told.
-  std::unique_ptr<TracedServices> traces;
   container::Container container;
   /// The file name that the module last found taken while it waited for a free one.
   std::string takenName;
   int recordedScenes = 0;
-
- private:
-  Platform services();
 };
 
 }  // namespace vecamera::device::script

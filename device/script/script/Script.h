@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -17,6 +18,7 @@
 #include "VECamera/platform/Foundation.h"
 #include "VECamera/platform/Photos.h"
 #include "VECamera/platform/Value.h"
+#include "device/container/DeviceObserver.h"
 #include "device/location/LocationAuthorization.h"
 
 /// A device script as values: what `ScriptReader` reads and what the player plays. Paths are
@@ -81,6 +83,11 @@ struct Fault {
   /// The one name in the temporary directory that the fault is about (removeItem); nothing: any.
   std::optional<std::string> path;
 };
+
+// The names that scripts give to what the user allows.
+std::string_view nameOf(AVAuthorizationStatus status);
+std::string_view nameOf(PHAuthorizationStatus status);
+std::string_view nameOf(location::LocationAuthorization status);
 
 struct AuthorizationSetup {
   AVAuthorizationStatus camera = AVAuthorizationStatus::authorized;
@@ -199,8 +206,7 @@ struct TapStep {
 
 /// The user answers the system prompt on screen.
 struct AnswerStep {
-  enum class Prompt { camera, photoLibrary, location };
-  Prompt prompt = Prompt::camera;
+  container::Permission prompt = container::Permission::camera;
   /// For the camera and location prompts.
   bool allow = false;
   /// For the photo library's prompt; never `notDetermined`.
@@ -251,7 +257,7 @@ struct RemoveStep {
   std::string file;
 };
 
-/// A picture or movie comes into the photo library by another way than the plug-in.
+/// A picture or movie comes into the photo library without the plug-in.
 struct AddAssetStep {
   /// An existing file.
   std::filesystem::path file;
@@ -264,7 +270,7 @@ struct RemoveAssetStep {
   std::string asset;
 };
 
-/// The container lets its plug-in object go.
+/// The container releases its plug-in object.
 struct ReleaseStep {};
 
 /// The container makes a new plug-in object, wired like the first.
@@ -281,6 +287,17 @@ using Step =
                  FaultsStep, CallStep, AdvanceStep, RemoveStep, AddAssetStep, RemoveAssetStep,
                  ReleaseStep, CreateStep, StateStep, FilesStep, LibraryStep>;
 
+/// Whether the container hands out a callback for the step, which stays open until it is answered.
+inline bool opensCallback(const Step& step) {
+  return std::visit(
+      [](const auto& kind) {
+        return requires {
+          kind.as;
+        };
+      },
+      step);
+}
+
 struct ScriptStep {
   Step step;
   /// False: the next step is played before the device has settled.
@@ -288,8 +305,6 @@ struct ScriptStep {
 };
 
 struct Script {
-  /// As the user named the file, for messages.
-  std::string name;
   DeviceSetup device;
   std::vector<ScriptStep> steps;
   /// What holds the files whose bytes stand in the script itself; may be null.

@@ -43,16 +43,15 @@ std::variant<DevicePart, std::string> readDevicePart(const fs::path& file) {
   const auto read = opened ? device::foundation::readAll(*opened) : opened.failure();
   if (!read) return name + ": it cannot be read; check the name and its permissions";
   const std::string text(read->bytes().begin(), read->bytes().end());
-  const auto parsed = device::script::parseStrictJson(text);
-  if (const auto* error = std::get_if<device::script::JsonError>(&parsed))
-    return name + ": " + (error->place.empty() ? "" : error->place + ": ") + error->why;
-  Json script = std::get<nlohmann::json>(parsed);
+  auto parsed = device::script::parseStrictJson(text);
+  if (!parsed) return name + ": " + parsed.error().message();
+  Json& script = *parsed;
   if (!script.is_object() || !script.contains("device"))
     return name + ": it has no \"device\" part";
   script["steps"] = Json::array();
   const auto folder = fs::absolute(file).parent_path();
-  const auto checked = device::script::parseScript(device::script::toLine(script), name, folder);
-  if (const auto* error = std::get_if<device::script::ScriptError>(&checked)) return error->message;
+  if (const auto checked = device::script::scriptFromJson(script, folder); !checked)
+    return name + ": " + checked.error().message();
 
   DevicePart part;
   part.asked = std::move(script["device"]);
@@ -84,13 +83,9 @@ std::variant<device::script::Script, std::string> scriptOf(const DevicePart& par
   if (part.library) device["library"] = *part.library;
   const Json script = {{"device", std::move(device)}, {"steps", Json::array()}};
   // Names of files are absolute by now.
-  auto read = device::script::parseScript(device::script::toLine(script), "", "/");
-  if (const auto* error = std::get_if<device::script::ScriptError>(&read)) {
-    constexpr std::string_view prefix = ": ";
-    return error->message.starts_with(prefix) ? error->message.substr(prefix.size())
-                                              : error->message;
-  }
-  return std::move(std::get<device::script::Script>(read));
+  auto read = device::script::scriptFromJson(script, "/");
+  if (!read) return read.error().message();
+  return *std::move(read);
 }
 
 }  // namespace vecamera::simulator

@@ -58,23 +58,6 @@ Json withNameInFront(const Json& step) {
   return sorted;
 }
 
-std::variant<device::script::ScriptStep, std::string> parseStep(const Json& step,
-                                                                const fs::path& folder) {
-  const Json script = {{"steps", Json::array({step})}};
-  auto parsed = device::script::parseScript(device::script::toLine(script), "step", folder,
-                                            device::script::FileScope::folder);
-  if (auto* error = std::get_if<device::script::ScriptError>(&parsed)) {
-    // The place is told from the step on.
-    constexpr std::string_view prefix = "step: steps[0]";
-    auto why = std::move(error->message);
-    if (why.starts_with(prefix)) why.erase(0, prefix.size());
-    if (why.starts_with('.')) why.erase(0, 1);
-    if (why.starts_with(": ")) why.erase(0, 2);
-    return why;
-  }
-  return std::move(std::get<device::script::Script>(parsed).steps.front());
-}
-
 void emptyFolder(const std::string& path) {
   const auto folder =
       device::foundation::openFolderAt(AT_FDCWD, path, device::foundation::LastLink::refuse);
@@ -362,24 +345,27 @@ Phone::Failure Phone::makeDevice(const DevicePart& part, bool keepLibrary) {
   setup.urlTransformer = {device::script::UrlTransformerSetup::Kind::replace, "file://",
                           kRecordedPrefix};
 
-  device::script::PlayerOptions options;
-  options.interrupted = [this] {
+  device::script::PlayOptions options;
+  options.isInterrupted = [this] {
     const std::lock_guard lock(mutex_);
     return stopping_;
   };
-  options.trace = [this](const device::script::TraceSpan& span) { noteTrace(span); };
-  options.exporting = [this](float progress) {
+  options.onTrace = [this](const device::script::TraceSpan& span) { noteTrace(span); };
+  options.onExportProgress = [this](float progress) {
     setup_.send({PhoneMessage::Kind::passing,
                  device::script::toLine(
                      {{"type", "progress"}, {"what", "export"}, {"fraction", progress}})});
   };
   auto made = device::script::PlaySession::make(
-      setup, options, [this](const std::string& line) { noteEvent(line); }, diagnostics_);
-  if (const auto* why = std::get_if<std::string>(&made)) return *why;
-  session_ = std::move(std::get<std::unique_ptr<device::script::PlaySession>>(made));
+      setup, options, [this](const Json& event) { noteEvent(device::script::toLine(event)); },
+      diagnostics_);
+  if (!made) return made.error().message();
+  session_ = *std::move(made);
   session_->device().setUrlTransformer({true, urlTransformer()});
   beginRecording(setup);
-  session_->runOn();
+  if (!session_->runReadyJobs()) {
+    // The state says what ended the process.
+  }
   return std::nullopt;
 }
 
@@ -433,19 +419,22 @@ Phone::Failure Phone::holdLibrary(std::vector<Recording::Asset>& assets) {
 
 Phone::Failure Phone::play(Json step) {
   if (!session_) return "there is no device: " + broken_;
-  if (auto dead = session_->fatalError()) return *dead + "; restart the device";
+  if (const auto dead = session_->checkProcess(); !dead)
+    return dead.error().message() + "; restart the device";
   step = withNameInFront(step);
   Recording::File file{mediaKeyOf(step), {}};
   if (auto why = replaceFile(step, file)) return why;
-  auto parsed = parseStep(step, media_.folder());
-  if (const auto* why = std::get_if<std::string>(&parsed)) return *why;
-  const auto& scriptStep = std::get<device::script::ScriptStep>(parsed);
+  const auto parsed =
+      device::script::stepFromJson(step, media_.folder(), device::script::FileScope::folder);
+  if (!parsed) return parsed.error().message();
+  const auto& scriptStep = *parsed;
   if (auto why = problemWith(scriptStep.step, step)) return why;
 
   moveClock();
   step_ = recording_.steps();
-  if (auto why = session_->play(scriptStep.step)) return why;
-  Failure failure = scriptStep.settle ? session_->runOn() : session_->fatalError();
+  if (auto played = session_->play(scriptStep.step); !played) return played.error().message();
+  const auto run = scriptStep.settle ? session_->runReadyJobs() : session_->checkProcess();
+  const auto failure = run ? Failure() : Failure(run.error().message());
   isUnsettled_ = !scriptStep.settle;
   if (const auto* advance = std::get_if<device::script::AdvanceStep>(&scriptStep.step))
     clockOffset_ += advance->by;
@@ -454,7 +443,7 @@ Phone::Failure Phone::play(Json step) {
   if (session_->waitingFor()) step["settle"] = false;
   if (!file.key.empty()) step.erase(file.key);
   record(std::move(step), std::move(file));
-  if (failure && session_->fatalError()) session_->reportFailure(step_, *failure);
+  if (!session_->checkProcess()) session_->reportFailure(step_, run.error());
   noteLibrary();
   return failure;
 }
@@ -468,9 +457,7 @@ Phone::Failure Phone::problemWith(const device::script::Step& step, const Json& 
   if (capture != nullptr && capture->file.empty() && capture->seconds > limits.sceneSeconds)
     return "movie: the phone makes no movie of its own that is longer than " +
            std::to_string(std::llround(limits.sceneSeconds)) + " seconds; upload one";
-  if (!std::holds_alternative<device::script::TakePictureStep>(step) &&
-      !std::holds_alternative<device::script::CleanupStep>(step))
-    return std::nullopt;
+  if (!device::script::opensCallback(step)) return std::nullopt;
   const auto bytes = device::script::toLine(asked).size();
   if (session_->device().container.callbacks().open().size() >= limits.openCalls)
     return std::to_string(limits.openCalls) + " calls are open already; restart the device";
@@ -538,14 +525,14 @@ void Phone::moveClock() {
   const auto by = setup_.realTime() + clockOffset_ - session_->device().base.clock->now();
   if (by <= microseconds(0)) return;
   step_ = recording_.steps();
-  if (session_->play(device::script::AdvanceStep{by})) return;
+  if (!session_->play(device::script::AdvanceStep{by})) return;
   const double seconds = static_cast<double>(by.count()) / 1e6;
   record({{"do", "advance"}, {"seconds", seconds}}, {});
 }
 
 void Phone::runOn() {
-  if (const auto failure = session_->runOn(); failure && session_->fatalError())
-    session_->reportFailure(step_, *failure);
+  if (const auto run = session_->runReadyJobs(); !session_->checkProcess())
+    session_->reportFailure(step_, run.error());
   noteLibrary();
   sendState();
 }

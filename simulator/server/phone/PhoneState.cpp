@@ -13,39 +13,6 @@ namespace {
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
 
-// With the names of the device script.
-std::string_view nameOf(AVAuthorizationStatus status) {
-  switch (status) {
-    case AVAuthorizationStatus::notDetermined: return "notDetermined";
-    case AVAuthorizationStatus::restricted: return "restricted";
-    case AVAuthorizationStatus::denied: return "denied";
-    case AVAuthorizationStatus::authorized: return "authorized";
-  }
-  return "";
-}
-
-std::string_view nameOf(PHAuthorizationStatus status) {
-  switch (status) {
-    case PHAuthorizationStatus::notDetermined: return "notDetermined";
-    case PHAuthorizationStatus::restricted: return "restricted";
-    case PHAuthorizationStatus::denied: return "denied";
-    case PHAuthorizationStatus::authorized: return "authorized";
-    case PHAuthorizationStatus::limited: return "limited";
-  }
-  return "";
-}
-
-std::string_view nameOf(device::location::LocationAuthorization status) {
-  using device::location::LocationAuthorization;
-  switch (status) {
-    case LocationAuthorization::notDetermined: return "notDetermined";
-    case LocationAuthorization::restricted: return "restricted";
-    case LocationAuthorization::denied: return "denied";
-    case LocationAuthorization::authorized: return "authorized";
-  }
-  return "";
-}
-
 Json promptsOf(const device::script::ScriptedDevice& device) {
   Json prompts = Json::array();
   for (const auto permission : device.screen.prompts())
@@ -60,7 +27,7 @@ Json callbacksOf(device::script::PlaySession& session) {
     if (command.ends_with(':')) command.pop_back();
     callbacks.push_back({{"name", callback->name()},
                          {"command", command},
-                         {"why", session.reasonForOpen(*callback)}});
+                         {"why", session.pendingReason(*callback)}});
   }
   return callbacks;
 }
@@ -169,9 +136,9 @@ Json stateMessage(device::script::PlaySession& session, const StateExtras& extra
                 {"screen", extras.screens.list()},
                 {"prompts", promptsOf(device)},
                 {"permissions",
-                 {{"camera", nameOf(device.cameraPermission.status())},
-                  {"photoLibrary", nameOf(device.photoPermission.status())},
-                  {"location", nameOf(device.locationPermission.status())}}},
+                 {{"camera", device::script::nameOf(device.cameraPermission.status())},
+                  {"photoLibrary", device::script::nameOf(device.photoPermission.status())},
+                  {"location", device::script::nameOf(device.locationPermission.status())}}},
                 {"callbacks", callbacksOf(session)},
                 {"files", filesOf(device, extras.owners)},
                 {"faults", faultsOf(device, extras.faults)},
@@ -180,7 +147,8 @@ Json stateMessage(device::script::PlaySession& session, const StateExtras& extra
                   {"now", device::foundation::formatISO8601(device.base.clock->now())}}},
                 {"location", {{"running", device.location.isRunning()}}},
                 {"waiting", waiting ? Json(*waiting) : Json()}};
-  addExtras(state, extras, session.fatalError());
+  const auto process = session.checkProcess();
+  addExtras(state, extras, process ? std::nullopt : std::optional(process.error().message()));
   return state;
 }
 

@@ -18,7 +18,7 @@ RequestRefusal refusal(const Json& id, std::string why) {
 }
 
 /// Why the message has other keys than its kind, or nothing.
-std::optional<std::string> unknownKey(const nlohmann::json& message, Keys keys) {
+std::optional<std::string> unknownKey(const Json& message, Keys keys) {
   keys.insert(keys.end(), {"type", "id"});
   for (const auto& [key, value] : message.items())
     if (std::find(keys.begin(), keys.end(), key) == keys.end())
@@ -27,7 +27,7 @@ std::optional<std::string> unknownKey(const nlohmann::json& message, Keys keys) 
 }
 
 std::variant<PhoneRequest, RequestRefusal> readKind(const std::string& type, const Json& id,
-                                                    const nlohmann::json& message) {
+                                                    const Json& message) {
   if (type == "step") {
     if (auto why = unknownKey(message, {"step"})) return refusal(id, *why);
     if (!message.contains("step") || !message["step"].is_object())
@@ -107,10 +107,10 @@ Json idOf(std::string_view text) {
 }  // namespace
 
 std::variant<PhoneRequest, RequestRefusal> parseRequest(std::string_view text) {
-  const auto parsed = device::script::parseStrictJson(text);
-  if (const auto* error = std::get_if<device::script::JsonError>(&parsed))
-    return refusal(idOf(text), (error->place.empty() ? "" : error->place + ": ") + error->why);
-  const auto& message = std::get<nlohmann::json>(parsed);
+  // The steps of a script stand one level deeper than those of a message.
+  const auto parsed = device::script::parseStrictJson(text, device::script::maxJsonDepth - 1);
+  if (!parsed) return refusal(idOf(text), parsed.error().message());
+  const auto& message = *parsed;
   if (!message.is_object()) return refusal(nullptr, "a message is a JSON object");
   if (!message.contains("id") || !message["id"].is_number())
     return refusal(nullptr, "a message has a number \"id\"");

@@ -29,7 +29,7 @@ TEST(JsonValue, EveryKindPrintsInItsOwnForm) {
   EXPECT_EQ(lineOf(Dictionary{{"b", 1}, {"a", Value()}}), R"({"a":null,"b":1})");
 }
 
-TEST(JsonValue, TextThatIsNotUtf8IsMended) {
+TEST(JsonValue, BytesThatAreNotUtf8AreReplaced) {
   EXPECT_EQ(lineOf(Dictionary{{"k\xff", "v\xc3"}}), "{\"k\xEF\xBF\xBD\":\"v\xEF\xBF\xBD\"}");
 }
 
@@ -37,7 +37,23 @@ TEST(JsonValue, WhatIsPrintedIsReadBack) {
   const Value value = Dictionary{{"bytes", Data({1, 2, 3, 4})},
                                  {"list", Array{1, 1.0, true, Value(), "text", URL("a:b")}},
                                  {"nested", Dictionary{{"bytes", 5}}}};
-  EXPECT_EQ(toValue(nlohmann::json::parse(lineOf(value))), value);
+  EXPECT_EQ(*toValue(Json::parse(lineOf(value))), value);
+}
+
+TEST(StrictJson, MembersAreSortedByKeyAndElementsKeepTheirOrder) {
+  const auto json = parseStrictJson(R"({"b": [3, {"z": 1.0, "y": -1}], "": null, "a": "é"})");
+  ASSERT_TRUE(json);
+  EXPECT_EQ(toLine(*json), R"({"":null,"a":"é","b":[3,{"y":-1,"z":1.0}]})");
+}
+
+TEST(StrictJson, NestingHasTheLimitThatIsAskedFor) {
+  const auto nested = [](std::size_t depth) {
+    return std::string(depth, '[') + std::string(depth, ']');
+  };
+  EXPECT_TRUE(parseStrictJson(nested(maxJsonDepth)));
+  EXPECT_FALSE(parseStrictJson(nested(maxJsonDepth + 1)));
+  EXPECT_TRUE(parseStrictJson(nested(3), 3));
+  EXPECT_FALSE(parseStrictJson(nested(4), 3));
 }
 
 TEST(JsonValue, Base64IsTakenStrictly) {

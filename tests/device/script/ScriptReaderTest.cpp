@@ -6,6 +6,7 @@
 #include <cmath>
 #include <filesystem>
 #include <fstream>
+#include <nlohmann/json.hpp>
 #include <string>
 
 namespace vecamera::device::script {
@@ -32,9 +33,8 @@ class ScriptReader : public testing::Test {
 
   /// The error for the text, or an empty one.
   std::string errorOf(const std::string& text) const {
-    const auto read = parseScript(text, "flow.json", folder_);
-    const auto* error = std::get_if<ScriptError>(&read);
-    return error ? error->message : "";
+    const auto read = parseScript(text, folder_);
+    return read ? "" : read.error().message();
   }
 
   /// The script with these members of `device`.
@@ -52,12 +52,12 @@ class ScriptReader : public testing::Test {
   }
 
   Script parsed(const std::string& text) const {
-    auto read = parseScript(text, "flow.json", folder_);
-    if (const auto* error = std::get_if<ScriptError>(&read)) {
-      ADD_FAILURE() << error->message;
+    auto read = parseScript(text, folder_);
+    if (!read) {
+      ADD_FAILURE() << read.error().message();
       return {};
     }
-    return std::get<Script>(std::move(read));
+    return *std::move(read);
   }
 
   fs::path folder_;
@@ -255,8 +255,7 @@ TEST_F(ScriptReader, AConfinedScriptNamesOnlyFilesOfItsFolder) {
   fs::create_symlink(folder_ / "photo.jpg", folder_ / "inner" / "link.jpg");
   const auto isTaken = [this](const std::string& name) {
     const auto text = R"({"steps": [{"do": "capture", "photo": ")" + name + R"("}]})";
-    const auto read = parseScript(text, "flow.json", folder_ / "inner", FileScope::folder);
-    return std::holds_alternative<Script>(read);
+    return bool(parseScript(text, folder_ / "inner", FileScope::folder));
   };
   EXPECT_TRUE(isTaken("in.jpg"));
   EXPECT_TRUE(isTaken("data:;base64,AAEC"));
@@ -290,7 +289,7 @@ TEST_F(ScriptReader, TheArgumentOfACallFitsItsSelector) {
   EXPECT_EQ(argumentOf(R"("dispose")"), std::nullopt);
 }
 
-TEST_F(ScriptReader, StepsKeepTheirOrderAndSettleUnlessToldOtherwise) {
+TEST_F(ScriptReader, StepsKeepTheirOrderAndSettleByDefault) {
   const auto script = parsed(R"({"steps": [
     {"do": "advance", "seconds": 0.25, "settle": false}, {"do": "remove", "file": "a/b"},
     {"do": "urlTransformer", "to": "noDelegate"}, {"do": "viewController", "to": false}]})");
@@ -306,11 +305,11 @@ TEST_F(ScriptReader, StepsKeepTheirOrderAndSettleUnlessToldOtherwise) {
 
 struct BadScript {
   std::string text;
-  /// What the error says behind the file's name.
+  /// How the error's message begins.
   std::string error;
 };
 
-TEST_F(ScriptReader, ABadScriptIsToldItsPlaceAndCureInOneLine) {
+TEST_F(ScriptReader, ABadScriptGetsItsPlaceAndCureInOneLine) {
   const auto device = [](const std::string& members) {
     return R"({"device": {)" + members + R"(}, "steps": []})";
   };
@@ -325,6 +324,8 @@ TEST_F(ScriptReader, ABadScriptIsToldItsPlaceAndCureInOneLine) {
       {"{\"a\": \"\xff\"}", "line 1, column 8: this is not JSON: "},
       {"{\"steps\": [1e999]}", "line 1, column 16: this is not JSON: "},
       {R"({"steps": []} x)", "line 1, column 15: this is not JSON: "},
+      {R"([[0, {"a": 1, "b c": [1, 2, {"d": {"e": 1, "e": 2}}]}]])",
+       "[0][1][\"b c\"][2].d: the key \"e\" stands there twice"},
       {R"({"steps": [{"do": "tap", "do": "tap"}]})", "steps[0]: the key \"do\" stands there twice"},
       {std::string(70, '['), "it is nested more than 64 levels deep"},
       // The top.
@@ -409,15 +410,14 @@ TEST_F(ScriptReader, ABadScriptIsToldItsPlaceAndCureInOneLine) {
   };
   for (const auto& [text, error] : table) {
     const auto message = errorOf(text);
-    EXPECT_THAT(message, StartsWith("flow.json: " + error)) << text;
+    EXPECT_THAT(message, StartsWith(error)) << text;
     EXPECT_THAT(message, Not(HasSubstr("\n")));
   }
 }
 
 TEST_F(ScriptReader, AMissingFileIsNamedWithItsFolder) {
-  EXPECT_EQ(
-      errorOf(R"({"steps": [{"do": "capture", "photo": "pics/x.jpg"}]})"),
-      "flow.json: steps[0].photo: there is no file \"x.jpg\" in " + (folder_ / "pics").string());
+  EXPECT_EQ(errorOf(R"({"steps": [{"do": "capture", "photo": "pics/x.jpg"}]})"),
+            "steps[0].photo: there is no file \"x.jpg\" in " + (folder_ / "pics").string());
 }
 
 TEST_F(ScriptReader, FileNamesStayInsideTheTemporaryDirectory) {
@@ -425,7 +425,7 @@ TEST_F(ScriptReader, FileNamesStayInsideTheTemporaryDirectory) {
        {"", "/", "/etc/a", "..", "../a", "a/../../b", "a//b", "./a", "a/.", "a\\u0000b"})
     EXPECT_THAT(
         errorOf(R"({"device": {"files": {")" + std::string(name) + R"(": ""}}, "steps": []})"),
-        AllOf(StartsWith("flow.json: device.files"), HasSubstr("is no name inside")))
+        AllOf(StartsWith("device.files"), HasSubstr("is no name inside")))
         << name;
   EXPECT_EQ(errorOf(R"({"device": {"files": {"..a": "", "b..": "", ".c": ""}}, "steps": []})"), "");
   EXPECT_THAT(errorOf(R"({"device": {"files": {"a": "", "a/b": ""}}, "steps": []})"),
@@ -436,6 +436,42 @@ TEST_F(ScriptReader, FileNamesStayInsideTheTemporaryDirectory) {
               HasSubstr("a folder (a name with a trailing slash) has no text"));
 }
 
+TEST_F(ScriptReader, AStepByItselfHasPlacesOfItsOwnAndNoFileButThoseNamed) {
+  const auto errorOfStep = [this](const std::string& text) {
+    const auto read = stepFromJson(*parseStrictJson(text), folder_ / "bundles", FileScope::folder);
+    return read ? "" : read.error().place + " | " + read.error().why;
+  };
+  EXPECT_EQ(errorOfStep(R"({"do": "tap", "action": "OK", "settle": false})"), "");
+  EXPECT_THAT(errorOfStep(R"({"do": "tapp"})"), StartsWith("do | unknown text \"tapp\""));
+  EXPECT_EQ(errorOfStep(R"({"do": "tap"})"), " | the key \"action\" is missing");
+  EXPECT_EQ(errorOfStep("[]"), " | it must be an object, not a list");
+  for (const std::string file : {"data:;base64,AAEC", "../photo.jpg"})
+    EXPECT_THAT(errorOfStep(R"({"do": "capture", "photo": ")" + file + R"("})"),
+                StartsWith("photo | "));
+}
+
+TEST_F(ScriptReader, StepsOfPageCommandsOpenCallbacks) {
+  EXPECT_TRUE(opensCallback(TakePictureStep{}));
+  EXPECT_TRUE(opensCallback(CleanupStep{}));
+  for (const Step& other : {Step(CaptureStep{}), Step(CallStep{}), Step(CreateStep{})})
+    EXPECT_FALSE(opensCallback(other));
+}
+
+TEST_F(ScriptReader, StatusesHaveTheNamesThatScriptsGiveThem) {
+  using Library = PHAuthorizationStatus;
+  for (const auto status : {Library::notDetermined, Library::restricted, Library::denied,
+                            Library::authorized, Library::limited}) {
+    const auto name = "\"" + std::string(nameOf(status)) + "\"";
+    EXPECT_EQ(step<AuthorizeStep>(R"("do": "authorize", "photoLibrary": )" + name).photoLibrary,
+              status);
+    if (status == Library::limited) break;
+    const auto authorize =
+        step<AuthorizeStep>(R"("do": "authorize", "camera": )" + name + R"(, "location": )" + name);
+    EXPECT_EQ(nameOf(*authorize.camera), nameOf(status));
+    EXPECT_EQ(nameOf(*authorize.location), nameOf(status));
+  }
+}
+
 TEST_F(ScriptReader, AByteOrderMarkIsSkipped) {
   EXPECT_EQ(errorOf("\xEF\xBB\xBF{\"steps\": []}"), "");
 }
@@ -444,18 +480,14 @@ TEST_F(ScriptReader, RelativePathsStartFromTheFolderOfTheFile) {
   std::ofstream(folder_ / "flow.json")
       << R"({"steps": [{"do": "capture", "photo": "./bundles/../photo.jpg"}]})";
   const auto read = readScript(folder_ / "flow.json");
-  ASSERT_TRUE(std::holds_alternative<Script>(read)) << std::get<ScriptError>(read).message;
-  const auto& script = std::get<Script>(read);
-  EXPECT_EQ(std::get<CaptureStep>(script.steps.at(0).step).file, folder_ / "photo.jpg");
-  EXPECT_EQ(script.name, (folder_ / "flow.json").string());
+  ASSERT_TRUE(read) << read.error().message();
+  EXPECT_EQ(std::get<CaptureStep>(read->steps.at(0).step).file, folder_ / "photo.jpg");
 }
 
 TEST_F(ScriptReader, AFileThatCannotBeAScriptIsNamed) {
-  const auto errorOfFile = [](const fs::path& path) {
-    return std::get<ScriptError>(readScript(path)).message;
-  };
-  EXPECT_THAT(errorOfFile(folder_ / "none.json"), HasSubstr("none.json: there is no such file"));
-  EXPECT_THAT(errorOfFile(folder_), EndsWith(": it is a folder, not a script"));
+  const auto errorOfFile = [](const fs::path& path) { return readScript(path).error().message(); };
+  EXPECT_THAT(errorOfFile(folder_ / "none.json"), StartsWith("there is no such file"));
+  EXPECT_THAT(errorOfFile(folder_), StartsWith("it is a folder, not a script"));
 }
 
 }  // namespace

@@ -1,9 +1,10 @@
 #include <iostream>
+#include <nlohmann/json.hpp>
 
 #include "device/script/play/Player.h"
 #include "device/script/script/ScriptReader.h"
 
-using namespace vecamera::device;
+using namespace vecamera::device::script;
 
 /// Prints how many commands were answered by a device that offers no source.
 int main() {
@@ -12,19 +13,19 @@ int main() {
         "device": {"availableSources": []},
         "steps": [{"do": "takePicture", "as": "a", "arguments": []}]
       })",
-      "script", ".");
-  if (const auto* error = std::get_if<ScriptError>(&read)) {
-    std::cerr << error->message << '\n';
+      ".");
+  if (!read) {
+    std::cerr << read.error().message() << '\n';
     return 2;
   }
   int answers = 0;
   const auto outcome = playScript(
-      std::get<Script>(read), {},
-      [&](const std::string& line) {
-        std::cerr << line << '\n';
-        answers += line.find(R"("event":"answer")") != std::string::npos;
+      *read, {},
+      [&](const Json& event) {
+        std::cerr << toLine(event) << '\n';
+        answers += event["event"] == "answer";
       },
       std::cerr);
   std::cout << answers << '\n';
-  return outcome == PlayOutcome::finished ? 0 : 1;
+  return outcome && *outcome == PlayOutcome::finished ? 0 : 1;
 }

@@ -198,9 +198,8 @@ TEST(Servers, TakeMediaAndPlayThem) {
 
   const auto script = request(running.port(), "GET", base + "/script");
   EXPECT_THAT(script->header("Content-Disposition"), HasSubstr("attachment"));
-  const auto parsed = device::script::parseScript(script->body, "recording", "/nonexistent");
-  ASSERT_TRUE(std::holds_alternative<device::script::Script>(parsed))
-      << std::get<device::script::ScriptError>(parsed).message;
+  const auto parsed = device::script::parseScript(script->body, "/nonexistent");
+  ASSERT_TRUE(parsed) << parsed.error().message();
 }
 
 TEST(Servers, GiveThePageWhatTheModuleAnsweredAndNothingElse) {
@@ -538,9 +537,7 @@ TEST(Servers, SayGoodbyeWhenTheyAreStopped) {
   EXPECT_EQ(first.readUntil("bye")["why"], "vecamera was stopped");
   EXPECT_FALSE(first.read());
   for (const auto* name : {"flow.json", "flow-2.json"})
-    EXPECT_TRUE(std::holds_alternative<device::script::Script>(
-        device::script::readScript(folder.path() / name)))
-        << name;
+    EXPECT_TRUE(device::script::readScript(folder.path() / name)) << name;
 }
 
 TEST(Servers, ServeFiftyPhonesAtOnce) {
