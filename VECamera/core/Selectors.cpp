@@ -1,3 +1,5 @@
+#include <type_traits>
+
 #include "VECamera/core/VECameraPlugin.h"
 
 namespace vecamera {
@@ -15,68 +17,53 @@ const SelectorTarget::Operation* VECameraPlugin::operationForSelector(
   return found == operations_.end() ? nullptr : &found->second;
 }
 
-void VECameraPlugin::registerSelectors() {
+VECameraPlugin::VECameraPlugin(Platform platform) : platform_(platform) {
   using Arguments = std::span<const Value>;
-  const auto reads = [this](std::string selector, auto operation) {
-    operations_[std::move(selector)] = [this, operation](Arguments) -> Value {
-      return operation(*this);
-    };
-  };
-  const auto runs = [this](std::string selector, auto operation) {
-    operations_[std::move(selector)] = [this, operation](Arguments arguments) -> Value {
-      operation(*this, arguments);
+  const auto on = [this](std::string selector, auto operation) {
+    operations_[std::move(selector)] = [operation](Arguments arguments) -> Value {
+      if constexpr (!std::is_void_v<decltype(operation(arguments))>) return operation(arguments);
+      operation(arguments);
       return {};
     };
   };
 
-  runs("takePicture:", [](VECameraPlugin& self, Arguments arguments) {
-    if (auto callback = arguments[0].object<CallBackManager>()) self.takePicture(callback);
+  on("takePicture:", [this](Arguments a) {
+    if (auto callback = a[0].object<CallBackManager>()) takePicture(callback);
   });
-  runs("cleanup:", [](VECameraPlugin& self, Arguments arguments) {
-    if (auto callback = arguments[0].object<CallBackManager>()) self.cleanup(callback);
+  on("cleanup:", [this](Arguments a) {
+    if (auto callback = a[0].object<CallBackManager>()) cleanup(callback);
   });
-  runs("setVWebView:", [](VECameraPlugin& self, Arguments arguments) {
-    self.setVWebView(arguments[0].object<VelmoraWebView>());
-  });
-  runs("dispose", [](VECameraPlugin& self, Arguments) { self.dispose(); });
-  reads("webView", [](VECameraPlugin& self) { return Value(self.webView()); });
-  runs("setWebView:", [](VECameraPlugin& self, Arguments arguments) {
-    self.setWebView(arguments[0].object<VelmoraWebView>());
-  });
-  reads("viewController", [](VECameraPlugin& self) { return Value(self.viewController()); });
-  runs("setViewController:", [](VECameraPlugin& self, Arguments arguments) {
-    self.setViewController(arguments[0].object<UIViewController>());
-  });
-  reads("locationManager", [](VECameraPlugin& self) { return Value(self.locationManager()); });
-  runs("setLocationManager:", [](VECameraPlugin& self, Arguments arguments) {
-    self.setLocationManager(arguments[0].object<CLLocationManager>());
-  });
-  reads("usesGeolocation", [](VECameraPlugin& self) { return Value(self.usesGeolocation()); });
-  runs("retryPermission", [](VECameraPlugin& self, Arguments) { self.retryPermission(); });
-  runs("imagePickerControllerReturnImageResult",
-       [](VECameraPlugin& self, Arguments) { self.imagePickerControllerReturnImageResult(); });
-  runs("imagePickerController:didFinishPickingMediaWithInfo:",
-       [](VECameraPlugin& self, Arguments arguments) {
-         const Dictionary* info = arguments[1].dictionary();
-         self.imagePickerControllerDidFinishPickingMediaWithInfo(
-             arguments[0].object<UIImagePickerController>(), info ? *info : Dictionary());
-       });
-  runs("imagePickerControllerDidCancel:", [](VECameraPlugin& self, Arguments arguments) {
-    self.imagePickerControllerDidCancel(arguments[0].object<UIImagePickerController>());
-  });
-  runs("locationManager:didUpdateLocations:", [](VECameraPlugin& self, Arguments arguments) {
-    self.locationManagerDidUpdateLocations(arguments[0].object<CLLocationManager>(), {});
-  });
-  operations_["urlTransformer:"] = [this](Arguments arguments) -> Value {
-    const URL* url = arguments[0].url();
+  on("setVWebView:", [this](Arguments a) { setVWebView(a[0].object<VelmoraWebView>()); });
+  on("dispose", [this](Arguments) { dispose(); });
+  on("webView", [this](Arguments) { return webView(); });
+  on("setWebView:", [this](Arguments a) { setVWebView(a[0].object<VelmoraWebView>()); });
+  on("viewController", [this](Arguments) { return viewController(); });
+  on("setViewController:",
+     [this](Arguments a) { setViewController(a[0].object<UIViewController>()); });
+  on("locationManager", [this](Arguments) { return locationManager(); });
+  on("setLocationManager:",
+     [this](Arguments a) { setLocationManager(a[0].object<CLLocationManager>()); });
+  on("usesGeolocation", [this](Arguments) { return usesGeolocation(); });
+  on("urlTransformer:", [this](Arguments a) {
+    const URL* url = a[0].url();
     return url ? Value(urlTransformer(*url)) : Value();
-  };
-  operations_["tempFilePath:"] = [this](Arguments arguments) -> Value {
-    return tempFilePath(textOf(arguments[0]));
-  };
-  operations_["getLocalizingString:"] = [this](Arguments arguments) -> Value {
-    return getLocalizingString(textOf(arguments[0]));
-  };
+  });
+  on("tempFilePath:", [this](Arguments a) { return tempFilePath(textOf(a[0])); });
+  on("getLocalizingString:", [this](Arguments a) { return getLocalizingString(textOf(a[0])); });
+  on("retryPermission", [this](Arguments) { retryPermission(); });
+  on("imagePickerControllerReturnImageResult",
+     [this](Arguments) { imagePickerControllerReturnImageResult(); });
+  on("imagePickerController:didFinishPickingMediaWithInfo:", [this](Arguments a) {
+    const Dictionary* info = a[1].dictionary();
+    imagePickerControllerDidFinishPickingMediaWithInfo(a[0].object<UIImagePickerController>(),
+                                                       info ? *info : Dictionary());
+  });
+  on("imagePickerControllerDidCancel:", [this](Arguments a) {
+    imagePickerControllerDidCancel(a[0].object<UIImagePickerController>());
+  });
+  on("locationManager:didUpdateLocations:", [this](Arguments a) {
+    locationManagerDidUpdateLocations(a[0].object<CLLocationManager>(), {});
+  });
 }
 
 }  // namespace vecamera

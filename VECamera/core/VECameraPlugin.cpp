@@ -1,5 +1,7 @@
 #include "VECamera/core/VECameraPlugin.h"
 
+#include "VECamera/permissions/DeniedPermissionAlert.h"
+
 namespace vecamera {
 
 const std::string_view pluginSourceFile = __FILE__;
@@ -8,28 +10,12 @@ std::shared_ptr<VECameraPlugin> VECameraPlugin::create(Platform platform) {
   return std::shared_ptr<VECameraPlugin>(new VECameraPlugin(platform));
 }
 
-VECameraPlugin::VECameraPlugin(Platform platform) : platform_(platform) {
-  registerSelectors();
-}
-
 std::shared_ptr<UIViewController> VECameraPlugin::viewController() const {
   return viewController_.load();
 }
 
 void VECameraPlugin::setViewController(std::shared_ptr<UIViewController> viewController) {
   viewController_.store(std::move(viewController));
-}
-
-std::shared_ptr<VelmoraWebView> VECameraPlugin::webView() const {
-  return webView_.load();
-}
-
-void VECameraPlugin::setWebView(std::shared_ptr<VelmoraWebView> webView) {
-  webView_.store(std::move(webView));
-}
-
-void VECameraPlugin::setVWebView(std::shared_ptr<VelmoraWebView> webView) {
-  webView_.store(std::move(webView));
 }
 
 void VECameraPlugin::dispose() {
@@ -50,8 +36,20 @@ void VECameraPlugin::setLocationManager(std::shared_ptr<CLLocationManager> manag
   locationManager_.store(std::move(manager));
 }
 
-bool VECameraPlugin::usesGeolocation() const {
-  return processWideUsesGeolocation();
+URL VECameraPlugin::urlTransformer(const URL& url) const {
+  const std::string& text = url.absoluteString();
+  const URL working = text.starts_with("file") ? url : platform_.urls.fileURLWithPath(text);
+  const auto callback = currentCallBack_.load();
+  const auto delegate = callback ? callback->commandDelegate() : nullptr;
+  const URLTransformer transform = delegate ? delegate->urlTransformer() : nullptr;
+  if (!transform) return url;
+  // Settled: the file URL only shapes what the host's function gets; where that gives nothing, the
+  // caller gets its own URL back.
+  return transform(working).value_or(url);
+}
+
+std::string VECameraPlugin::getLocalizingString(std::string_view key) const {
+  return localizedString(platform_.bundles, key);
 }
 
 VECameraPlugin::Inspection VECameraPlugin::inspect() const {
@@ -59,8 +57,8 @@ VECameraPlugin::Inspection VECameraPlugin::inspect() const {
   seen.hasPendingOperation = hasPendingOperation_;
   seen.currentCallBack = currentCallBack_.load();
   seen.pickerController = pickerController_.load();
-  if (const auto data = data_.load()) seen.data = *data;
-  if (const auto metadata = metadata_.load()) seen.metadata = *metadata;
+  if (const auto data = heldBackPhoto_.data.load()) seen.data = *data;
+  if (const auto metadata = heldBackPhoto_.metadata.load()) seen.metadata = *metadata;
   seen.hasLocationManager = locationManager_.load() != nullptr;
   return seen;
 }

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <atomic>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -9,17 +8,20 @@
 #include <string_view>
 
 #include "VECamera/core/CameraDelegate.h"
-#include "VECamera/core/ResultPair.h"
-#include "VECamera/options/PictureOptions.h"
 #include "VECamera/picker/CameraPicker.h"
 #include "VECamera/platform/Platform.h"
+#include "VECamera/result/ResultContext.h"
 #include "VECamera/runtime/SharedSlot.h"
 
 namespace vecamera {
 
 /// The camera plug-in: one object for each web view. It answers the page commands `takePicture` and
-/// `cleanup` through the command's `CallBackManager`, at most once each; some paths leave a command
-/// open, and that is settled. Nothing is thrown to the container.
+/// `cleanup` through the command's `CallBackManager`, at most once each. Nothing is thrown to the
+/// container.
+///
+/// Some of what it does looks like a mistake, and pages rely on it: some paths never answer their
+/// command, and a photo may be saved twice. A comment that begins with "Settled" marks such a
+/// place, which is not to be changed.
 ///
 /// Threads: `takePicture` and `cleanup` may be called on any thread, everything else on the main
 /// thread unless it says otherwise. No locks are taken: the hand-overs between the executors order
@@ -49,9 +51,8 @@ class VECameraPlugin : public SelectorTarget,
 
   std::shared_ptr<UIViewController> viewController() const override;
   void setViewController(std::shared_ptr<UIViewController> viewController) override;
-  std::shared_ptr<VelmoraWebView> webView() const override;
-  void setWebView(std::shared_ptr<VelmoraWebView> webView);
-  void setVWebView(std::shared_ptr<VelmoraWebView> webView) override;
+  std::shared_ptr<VelmoraWebView> webView() const override { return webView_.load(); }
+  void setVWebView(std::shared_ptr<VelmoraWebView> view) override { webView_.store(view); }
   /// Drops the web view and the view controller and leaves everything else as it is.
   void dispose() override;
   /// The location manager, made on the first read of an empty field. Never starts updates. Any
@@ -62,7 +63,7 @@ class VECameraPlugin : public SelectorTarget,
   // Operations that the container may call.
 
   /// The process-wide value of the latest `takePicture` arguments.
-  bool usesGeolocation() const;
+  bool usesGeolocation() const { return processWideUsesGeolocation(); }
   /// The URL as the command's delegate rewrites it, or the URL itself. On the caller's executor.
   URL urlTransformer(const URL& url) const;
   /// The text of the key in the container's resource bundle; looked up anew on each call.
@@ -96,62 +97,18 @@ class VECameraPlugin : public SelectorTarget,
   Inspection inspect() const;
 
  private:
-  /// The retrieved picture, shared by the steps of one result and the photo library's queue.
-  using ImageSlot = SharedSlot<UIImage>;
-
   explicit VECameraPlugin(Platform platform);
 
-  // core/
+  // Steps of the operations above.
   void startCapture(const std::shared_ptr<CallBackManager>& callback);
   void startCamera(const std::shared_ptr<PictureOptions>& options);
   void startLibrary(const std::shared_ptr<PictureOptions>& options,
                     const std::shared_ptr<CallBackManager>& callback);
-  void requestLibraryAccess(std::shared_ptr<PictureOptions> options,
-                            std::shared_ptr<CallBackManager> callback);
-  void registerSelectors();
-
-  // permissions/
   void showDenyCameraPermission();
-
-  // picker/
   void addCameraVC(const std::shared_ptr<PictureOptions>& options);
-
-  // result/
   static Task<void> finishPicking(std::weak_ptr<VECameraPlugin> weakSelf,
                                   std::shared_ptr<UIImagePickerController> picker, Dictionary info);
-  static Task<ResultPair> resultForImage(std::shared_ptr<VECameraPlugin> self,
-                                         std::shared_ptr<PictureOptions> options, Dictionary info);
-  static Task<ResultPair> fileResult(std::shared_ptr<VECameraPlugin> self,
-                                     std::shared_ptr<PictureOptions> options, Dictionary info,
-                                     std::shared_ptr<ImageSlot> imageSlot);
-  static Task<ResultPair> libraryAssetResult(std::shared_ptr<VECameraPlugin> self, Dictionary info,
-                                             std::shared_ptr<ImageSlot> imageSlot, Data bytes,
-                                             std::string path);
-  /// Adds the resource of a new asset, in a change block; false where there is none to add.
-  using AddResource = std::function<bool(PHAssetCreationRequest&)>;
-  static Task<ResultPair> newAssetResult(std::shared_ptr<VECameraPlugin> self,
-                                         AddResource addResource, std::string extension);
-  static Task<void> saveToAlbum(Platform platform, AddResource addResource);
-  static Task<ResultPair> resultForVideo(std::shared_ptr<VECameraPlugin> self,
-                                         std::shared_ptr<PictureOptions> options, Dictionary info);
-  /// The path of the exported movie; nothing where there is none.
-  static Task<std::optional<std::string>> exportedMovie(std::shared_ptr<VECameraPlugin> self,
-                                                        Dictionary info);
-  /// The movie is saved from its file, which is removed afterwards where nothing else needs it.
-  static Task<void> saveMovieToAlbum(Platform platform, std::string path, bool fileIsNeeded);
-
-  ResultPair dataUrlResult(const PictureOptions& options, const Dictionary& info,
-                           ImageSlot& imageSlot);
-  ResultPair plainFileResult(const Data& bytes, const std::string& path);
-  std::shared_ptr<UIImage> retrieveImage(const Dictionary& info, const PictureOptions& options);
-  std::optional<Data> processImage(const std::shared_ptr<UIImage>& image, const Dictionary& info,
-                                   const PictureOptions& options);
-  void keepForLocation(const std::optional<Data>& bytes, const Dictionary& info);
-  void mergeMetadata(const std::shared_ptr<UIImage>& image);
-  ResultPair heldBackFile(const PictureOptions& options, const std::shared_ptr<const Data>& data);
-  void saveHeldBackPicture(const PictureOptions& options);
-  void answer(ResultPair result);
-  void answerCancel(const UIImagePickerController& picker);
+  ResultContext resultContext();
   void resetToIdle();
 
   const Platform platform_;
@@ -166,12 +123,8 @@ class VECameraPlugin : public SelectorTarget,
   /// Settled: nothing assigns it; the branches that test it stand for embedding applications.
   std::shared_ptr<CameraDelegate> cameraDelegate_;
   SharedSlot<CameraPicker> pickerController_;
-  SharedSlot<const Data> data_;
-  SharedSlot<const Dictionary> metadata_;
+  HeldBackPhoto heldBackPhoto_;
   SharedSlot<CLLocationManager> locationManager_;
 };
-
-/// The path of the plug-in's source file, as log lines carry it.
-extern const std::string_view pluginSourceFile;
 
 }  // namespace vecamera

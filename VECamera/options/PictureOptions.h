@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -21,10 +22,26 @@ enum class EncodingType { encodingTypeJPEG = 0, encodingTypePNG = 1 };
 /// What may be picked.
 enum class MediaType { mediaTypePicture = 0, mediaTypeVideo = 1, mediaTypeAll = 2 };
 
-/// The case of the raw value, or nothing where no case has it.
-std::optional<DestinationType> destinationTypeFromRawValue(std::int64_t rawValue);
-std::optional<EncodingType> encodingTypeFromRawValue(std::int64_t rawValue);
-std::optional<MediaType> mediaTypeFromRawValue(std::int64_t rawValue);
+/// The positional arguments of `takePicture`.
+struct TakePictureArguments {
+  enum Position : std::size_t {
+    quality,
+    destination,
+    source,
+    width,
+    height,
+    encoding,
+    media,
+    editing,
+    orientation,
+    album,
+    unread,
+    /// True is the front camera.
+    front,
+    geolocation,
+  };
+  static constexpr std::size_t count = geolocation + 1;
+};
 
 /// Everything that a page asks of one `takePicture` command. Shared by the plug-in, the picker and
 /// the result steps; written on the main queue before the picker is made, only read from then on.

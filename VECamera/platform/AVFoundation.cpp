@@ -9,13 +9,13 @@ namespace vecamera {
 namespace {
 
 // The platform's codes in "AVFoundationErrorDomain".
-constexpr std::int64_t kUnknownError = -11800;
-constexpr std::int64_t kOperationCancelled = -11878;
+constexpr std::int64_t unknownError = -11800;
+constexpr std::int64_t operationCancelled = -11878;
 
 NSError errorOf(const AVAssetExportSession& session) {
   if (auto error = session.error()) return *std::move(error);
   const bool cancelled = session.status() == AVAssetExportSessionStatus::cancelled;
-  return {"AVFoundationErrorDomain", cancelled ? kOperationCancelled : kUnknownError, {}};
+  return {"AVFoundationErrorDomain", cancelled ? operationCancelled : unknownError, {}};
 }
 
 }  // namespace

@@ -50,7 +50,7 @@ enum class AVAssetExportSessionStatus {
 };
 
 /// One export of one asset into one file. The setters come before the start; everything else may be
-/// called on any thread. A session that is let go before its handler has run goes on to its end.
+/// called on any thread. A session that is released before its handler has run goes on to its end.
 class AVAssetExportSession : public Object {
  public:
   virtual void setOutputFileType(std::string_view type) = 0;
@@ -65,7 +65,7 @@ class AVAssetExportSession : public Object {
   virtual AVAssetExportSessionStatus status() const = 0;
   /// From 0 to 1, never falling.
   virtual float progress() const = 0;
-  /// Why the export failed or was cancelled; nothing where the platform does not tell.
+  /// Why the export failed or was cancelled; nothing where the platform gives no reason.
   virtual std::optional<NSError> error() const = 0;
 };
 

@@ -181,7 +181,7 @@ inline constexpr std::string_view kUTTypeMovie = "public.movie";
 
 class UIImagePickerController;
 
-/// Told by a picker how it ended. Called on the main thread; the picker stays on screen until the
+/// Notified of how a picker ended. Called on the main thread; the picker stays on screen until the
 /// delegate dismisses it.
 class UIImagePickerControllerDelegate {
  public:

@@ -1,19 +1,56 @@
-#include "VECamera/core/VECameraPlugin.h"
+#include "VECamera/imaging/ScalingAndOrientation.h"
+#include "VECamera/result/LibraryAsset.h"
 #include "VECamera/result/ResultRules.h"
 
 namespace vecamera {
 namespace {
 
-using TextSlot = SharedSlot<const std::string>;
-
-std::string textOf(bool flag) {
-  return flag ? "true" : "false";
+bool isPng(const PictureOptions& options) {
+  return options.encodingType == EncodingType::encodingTypePNG;
 }
 
-/// Adds the slot's picture to a library asset; false where there is none.
-auto addPicture(UIImages& images, std::shared_ptr<SharedSlot<UIImage>> imageSlot) {
-  return [&images, imageSlot = std::move(imageSlot)](PHAssetCreationRequest& request) {
-    const auto image = imageSlot->load();
+std::shared_ptr<UIImage> imageIn(const Dictionary& info, std::string_view key) {
+  const Value* value = find(info, key);
+  return value ? value->object<UIImage>() : nullptr;
+}
+
+/// The picture of the picker's info, turned and scaled as the options ask, or null.
+std::shared_ptr<UIImage> retrieveImage(UIGraphics& graphics, const Dictionary& info,
+                                       const PictureOptions& options) {
+  std::shared_ptr<UIImage> image;
+  if (options.allowsEditing) image = imageIn(info, UIImagePickerControllerEditedImage);
+  if (!image) image = imageIn(info, UIImagePickerControllerOriginalImage);
+  // Settled: a correction that fails leaves no picture, while a scaling that fails is passed over.
+  if (options.correctOrientation && image)
+    image = imageCorrectedForCaptureOrientation(graphics, image, image->imageOrientation());
+  const auto size = options.targetSize.value_or(CGSize());
+  if (!image || !(size.width > 0) || !(size.height > 0)) return image;
+  const auto scaled = options.cropToSize ? imageByScalingAndCroppingForSize(graphics, image, size)
+                                         : imageByScalingNotCroppingForSize(graphics, image, size);
+  return scaled ? scaled : image;
+}
+
+/// The encoded picture, or nothing. With geolocation a JPEG is also held back, and its location
+/// asked for.
+std::optional<Data> processImage(const ResultContext& context,
+                                 const std::shared_ptr<UIImage>& image, const Dictionary& info,
+                                 const PictureOptions& options) {
+  UIImages& images = context.platform.images;
+  if (!options.encodingType) return std::nullopt;
+  if (isPng(options)) return image ? images.UIImagePNGRepresentation(image) : std::nullopt;
+  const auto bytes =
+      image ? images.UIImageJPEGRepresentation(image, compressionQuality(options)) : std::nullopt;
+  if (options.usesGeolocation && context.heldBackPhoto.keep(bytes, info)) {
+    if (const auto manager = context.locationManager())
+      manager->performSelectorAfterZeroDelay("requestWhenInUseAuthorization");
+    if (const auto manager = context.locationManager()) manager->startUpdatingLocation();
+  }
+  return bytes;
+}
+
+/// Adds the picture to a library asset; false where there is none.
+AddResource addPicture(UIImages& images, std::shared_ptr<UIImage> image) {
+  return [&images, image = std::move(image)](PHAssetCreationRequest& request) {
     // Settled: the library always gets PNG, whatever encoding the page asked for.
     const auto png = image ? images.UIImagePNGRepresentation(image) : std::nullopt;
     if (png) request.addResource(PHAssetResourceType::photo, *png, {});
@@ -21,166 +58,102 @@ auto addPicture(UIImages& images, std::shared_ptr<SharedSlot<UIImage>> imageSlot
   };
 }
 
-}  // namespace
-
-Task<ResultPair> VECameraPlugin::resultForImage(std::shared_ptr<VECameraPlugin> self,
-                                                std::shared_ptr<PictureOptions> options,
-                                                Dictionary info) {
-  const Platform& platform = self->platform_;
-  co_await resumeOn(platform.background);
-  bool savesToAlbum = options->saveToPhotoAlbum;
-  const auto imageSlot = std::make_shared<ImageSlot>();
-
-  ResultPair result;
-  if (options->destinationType == DestinationType::destinationTypeDataUrl) {
-    result = self->dataUrlResult(*options, info, *imageSlot);
-  } else if (options->destinationType == DestinationType::destinationTypeFileUri) {
-    result = co_await fileResult(self, options, info, imageSlot);
-  } else if (options->destinationType == DestinationType::destinationTypeNativeUri) {
-    if (const auto reference = urlIn(info, UIImagePickerControllerReferenceURL)) {
-      // The picture lives in the library already.
-      result = success(self->urlTransformer(*reference).absoluteString());
-      savesToAlbum = false;
-    } else {
-      imageSlot->store(self->retrieveImage(info, *options));
-      result = co_await newAssetResult(self, addPicture(platform.images, imageSlot),
-                                       std::string(nativeUriExtension(*options)));
-    }
-  }
-
-  platform.log.debug("saveToPhotoAlbum " + textOf(savesToAlbum));
-  if (savesToAlbum) {
-    // Settled: a new library asset is saved a second time here.
-    if (const auto image = imageSlot->load()) {
-      if (auto png = platform.images.UIImagePNGRepresentation(image)) {
-        const auto addPng = [png = *std::move(png)](PHAssetCreationRequest& request) {
-          request.addResource(PHAssetResourceType::photo, png, {});
-          return true;
-        };
-        platform.tasks.start(platform.background, saveToAlbum(platform, addPng));
-      }
-    }
-  }
-  co_return result;
-}
-
-ResultPair VECameraPlugin::dataUrlResult(const PictureOptions& options, const Dictionary& info,
-                                         ImageSlot& imageSlot) {
-  const auto image = retrieveImage(info, options);
-  imageSlot.store(image);
-  const auto bytes = processImage(image, info, options);
-  if (!bytes) return {};
-  return success(platform_.base64.base64EncodedString(dataUrlPrefix(options), *bytes));
-}
-
-Task<ResultPair> VECameraPlugin::fileResult(std::shared_ptr<VECameraPlugin> self,
-                                            std::shared_ptr<PictureOptions> options,
-                                            Dictionary info, std::shared_ptr<ImageSlot> imageSlot) {
-  using Source = UIImagePickerControllerSourceType;
-  const auto image = self->retrieveImage(info, *options);
-  imageSlot->store(image);
-  const auto bytes = self->processImage(image, info, *options);
-  if (!bytes) co_return ResultPair{};
-  const std::string path = self->tempFilePath(temporaryFileExtension(*options));
-  if (!options->usesGeolocation) co_return self->plainFileResult(*bytes, path);
-  const bool fromLibrary = options->sourceType == Source::photoLibrary ||
-                           options->sourceType == Source::savedPhotosAlbum;
-  // A camera photo is delivered later, when its location has come.
-  if (!fromLibrary) co_return ResultPair{};
-  ResultPair result = co_await libraryAssetResult(self, info, imageSlot, *bytes, path);
-  co_return result;
-}
-
-ResultPair VECameraPlugin::plainFileResult(const Data& bytes, const std::string& path) {
-  if (!platform_.fileManager.createFileAtPath(path, bytes))
+ResultPair plainFileResult(const ResultContext& context, const Data& bytes,
+                           const std::string& path) {
+  if (!context.platform.fileManager.createFileAtPath(path, bytes))
     return writeFailure("Fail write image file");
-  const auto url = platform_.urls.URLWithString(path);
+  const auto url = context.platform.urls.URLWithString(path);
   if (!url) return writeFailure("Invalid image path");
-  return success(urlTransformer(*url).absoluteString());
+  return success(context.urlTransformer(*url).absoluteString());
 }
 
-Task<ResultPair> VECameraPlugin::libraryAssetResult(std::shared_ptr<VECameraPlugin> self,
-                                                    Dictionary info,
-                                                    std::shared_ptr<ImageSlot> imageSlot,
-                                                    Data bytes, std::string path) {
-  const Platform& platform = self->platform_;
+/// The asset behind the picker's reference URL, or the picked one; null where there is none.
+std::shared_ptr<PHAsset> assetIn(const Dictionary& info, PHPhotoLibrary& library) {
   const Value* picked = find(info, UIImagePickerControllerPHAsset);
   auto asset = picked ? picked->object<PHAsset>() : nullptr;
-  if (!asset) co_return ResultPair{};
-  if (const auto reference = urlIn(info, UIImagePickerControllerReferenceURL)) {
-    const auto fetched = platform.photoLibrary.fetchAssetsWithALAssetURLs({*reference}, {});
-    if (!fetched.empty()) asset = fetched.front();
-  }
+  const auto reference = urlIn(info, UIImagePickerControllerReferenceURL);
+  if (!asset || !reference) return asset;
+  const auto fetched = library.fetchAssetsWithALAssetURLs({*reference}, {});
+  return fetched.empty() ? asset : fetched.front();
+}
 
+/// The result of an encoded picture: a data URL or a file.
+Task<ResultPair> bytesResult(ResultContext context, std::shared_ptr<PictureOptions> options,
+                             Dictionary info, std::shared_ptr<UIImage> image, Data bytes) {
+  using Source = UIImagePickerControllerSourceType;
+  const Platform& platform = context.platform;
+  if (options->destinationType == DestinationType::destinationTypeDataUrl)
+    co_return success(platform.base64.base64EncodedString(
+        isPng(*options) ? "data:image/png;base64," : "data:image/jpeg;base64,", bytes));
+  const std::string path = context.tempFilePath(temporaryFileExtension(*options));
+  if (!options->usesGeolocation) co_return plainFileResult(context, bytes, path);
+  // A camera photo is delivered when its location has come.
+  if (options->sourceType != Source::photoLibrary &&
+      options->sourceType != Source::savedPhotosAlbum)
+    co_return ResultPair{};
+
+  const auto asset = assetIn(info, platform.photoLibrary);
+  if (!asset) co_return ResultPair{};
   std::optional<PHImageData> original;
-  std::string failure;
+  std::string error;
   try {
     original = co_await requestImageDataAndOrientationAsync(
         platform.imageManager, platform.background, asset, PHImageRequestOptions{});
   } catch (const NSErrorException& thrown) {
-    failure = thrown.error().localizedDescription();
+    error = thrown.error().localizedDescription();
   }
-  if (!original) co_return writeFailure(failure);
+  if (!original) co_return writeFailure(error);
   if (auto properties = platform.imageIO.CIImageProperties(original->data))
-    self->metadata_.store(std::make_shared<const Dictionary>(*std::move(properties)));
-  self->mergeMetadata(imageSlot->load());
+    context.heldBackPhoto.metadata.store(
+        std::make_shared<const Dictionary>(*std::move(properties)));
+  context.heldBackPhoto.mergeMetadata(platform.imageIO, image);
 
   const auto url = platform.urls.URLWithString(path);
   if (!url) co_return ResultPair{};
-  if (const auto error = platform.fileManager.writeAtomically(bytes, *url))
-    co_return writeFailure(error->localizedDescription());
-  co_return success(self->urlTransformer(*url));
+  if (const auto failure = platform.fileManager.writeAtomically(bytes, *url))
+    co_return writeFailure(failure->localizedDescription());
+  co_return success(context.urlTransformer(*url));
 }
 
-Task<ResultPair> VECameraPlugin::newAssetResult(std::shared_ptr<VECameraPlugin> self,
-                                                AddResource addResource, std::string extension) {
-  const Platform& platform = self->platform_;
-  const auto identifierSlot = std::make_shared<TextSlot>();
-  const auto change = [&library = platform.photoLibrary, addResource, identifierSlot] {
-    auto& request = library.creationRequestForAsset();
-    if (!addResource(request)) return;
-    identifierSlot->store(std::make_shared<const std::string>(
-        request.placeholderLocalIdentifier().value_or(std::string())));
-  };
+}  // namespace
 
-  bool changed = false;
-  std::optional<std::string> failure;
-  try {
-    changed = co_await performChangesAsync(platform.photoLibrary, platform.background, change);
-  } catch (const NSErrorException& thrown) {
-    failure = thrown.error().localizedDescription();
-  }
-  if (failure) co_return writeFailure(*failure);
-  const auto identifier = identifierSlot->load();
-  if (!changed || !identifier || identifier->empty()) co_return ResultPair{};
+Task<ResultPair> resultForImage(ResultContext context, std::shared_ptr<PictureOptions> options,
+                                Dictionary info) {
+  using enum DestinationType;
+  const Platform& platform = context.platform;
+  co_await resumeOn(platform.background);
+  const auto destination = options->destinationType;
+  const auto reference = destination == destinationTypeNativeUri
+                             ? urlIn(info, UIImagePickerControllerReferenceURL)
+                             : std::nullopt;
+  // A picture with a reference URL lives in the library already.
+  const bool savesToAlbum = options->saveToPhotoAlbum && !reference;
+  std::shared_ptr<UIImage> image;
+  if (destination && !reference) image = retrieveImage(platform.graphics, info, *options);
 
-  const std::string address = nativeUri(extension, *identifier);
-  const auto url = platform.urls.URLWithString(address);
-  if (!url) co_return writeFailure("URL PathIsWrong " + address);
-  const auto encoded =
-      platform.urls.addingPercentEncoding(self->urlTransformer(*url).absoluteString(), "&");
-  platform.log.debug("nativeUri :" + encoded.value_or(std::string()));
-  if (!encoded) co_return ResultPair{std::nullopt, Dictionary()};
-  co_return success(*encoded);
-}
+  ResultPair result;
+  if (reference) {
+    result = success(context.urlTransformer(*reference).absoluteString());
+  } else if (destination == destinationTypeNativeUri) {
+    result = co_await newAssetResult(context, addPicture(platform.images, image),
+                                     isPng(*options) ? "PNG" : "JPG");
+  } else if (destination) {
+    if (const auto bytes = processImage(context, image, info, *options))
+      result = co_await bytesResult(context, options, std::move(info), image, *bytes);
+  }
 
-Task<void> VECameraPlugin::saveToAlbum(Platform platform, AddResource addResource) {
-  const auto change = [&library = platform.photoLibrary, addResource] {
-    addResource(library.creationRequestForAsset());
-  };
-  bool saved = false;
-  std::optional<std::string> failure;
-  try {
-    saved = co_await performChangesAsync(platform.photoLibrary, platform.background, change);
-  } catch (const NSErrorException& thrown) {
-    failure = thrown.error().localizedDescription();
+  platform.log.debug(savesToAlbum ? "saveToPhotoAlbum true" : "saveToPhotoAlbum false");
+  // Settled: a new library asset is saved a second time here.
+  const auto png =
+      savesToAlbum && image ? platform.images.UIImagePNGRepresentation(image) : std::nullopt;
+  if (png) {
+    const auto addPng = [png](PHAssetCreationRequest& request) {
+      request.addResource(PHAssetResourceType::photo, *png, {});
+      return true;
+    };
+    platform.tasks.start(platform.background, saveToAlbum(platform, addPng));
   }
-  if (failure) {
-    platform.log.error("", "error : " + *failure, pluginSourceFile, 354, "resultForImage(_:info:)");
-    co_return;
-  }
-  platform.log.debug("taskResult " + textOf(saved));
-  if (saved) platform.log.debug("save photoAlbum success");
+  co_return result;
 }
 
 }  // namespace vecamera

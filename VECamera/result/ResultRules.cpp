@@ -3,13 +3,6 @@
 #include "VECamera/platform/UIKit.h"
 
 namespace vecamera {
-namespace {
-
-bool isPng(const PictureOptions& options) {
-  return options.encodingType == EncodingType::encodingTypePNG;
-}
-
-}  // namespace
 
 ResultPair success(Value callbackUri) {
   // Not from a list of pairs, which would copy a long text.
@@ -33,31 +26,13 @@ double compressionQuality(const PictureOptions& options) {
   return static_cast<double>(options.quality / 100);
 }
 
-bool hasUsableTargetSize(const PictureOptions& options) {
-  return options.targetSize && options.targetSize->width > 0 && options.targetSize->height > 0;
-}
-
-std::string_view dataUrlPrefix(const PictureOptions& options) {
-  return isPng(options) ? "data:image/png;base64," : "data:image/jpeg;base64,";
-}
-
 std::string_view temporaryFileExtension(const PictureOptions& options) {
-  return isPng(options) ? "png" : "jpg";
+  return options.encodingType == EncodingType::encodingTypePNG ? "png" : "jpg";
 }
 
 std::optional<URL> urlIn(const Dictionary& info, std::string_view key) {
   const Value* value = find(info, key);
   return value && value->url() ? std::optional(*value->url()) : std::nullopt;
-}
-
-std::string_view nativeUriExtension(const PictureOptions& options) {
-  return isPng(options) ? "PNG" : "JPG";
-}
-
-std::string nativeUri(std::string_view extension, std::string_view localIdentifier) {
-  const std::string text(extension);
-  return "assets-library://asset/asset." + text + "?id=" + std::string(localIdentifier) +
-         "&ext=" + text;
 }
 
 }  // namespace vecamera

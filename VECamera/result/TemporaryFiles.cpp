@@ -1,14 +1,20 @@
 #include "VECamera/core/VECameraPlugin.h"
-#include "VECamera/result/ResultRules.h"
 
 namespace vecamera {
+namespace {
+
+/// Begins the name of every temporary file.
+constexpr std::string_view photoPrefix = "velmora_photo_";
+
+}  // namespace
 
 std::string VECameraPlugin::tempFilePath(std::string_view extension) const {
   const auto temporary = platform_.fileManager.temporaryDirectory();
   if (!temporary) platform_.process.fatalError("There is no temporary directory.");
   const auto directory = platform_.fileManager.stringByStandardizingPath(*temporary);
   const auto formatter = platform_.dateFormatters.makeDateFormatter();
-  formatter->setDateFormat(temporaryFileDateFormat);
+  // Settled: a twelve-hour clock without a marker.
+  formatter->setDateFormat("yyyyMMddhhmmss");
   const auto stamp = formatter->stringFromDate(platform_.clock.now());
   std::string path =
       directory + "/" + std::string(photoPrefix) + stamp + "." + std::string(extension);

@@ -1,6 +1,6 @@
 #include <exception>
 
-#include "VECamera/core/VECameraPlugin.h"
+#include "VECamera/result/LibraryAsset.h"
 #include "VECamera/result/ResultRules.h"
 
 namespace vecamera {
@@ -8,97 +8,106 @@ namespace {
 
 /// How much of a movie is read and encoded at a time: a multiple of three, so that the pieces'
 /// Base64 texts join to one.
-constexpr std::size_t kPieceLength = 3U << 18;
+constexpr std::size_t pieceLength = 3U << 18;
 
-ResultPair failed() {
-  return {CommandStatus::FAIL_TAKE_PICTURE, Dictionary{{"errorMsg", "Fail take picture"}}};
+void logError(VELog& log, const std::string& error) {
+  constexpr int noLine = 0;
+  log.error("", "error : " + error, pluginSourceFile, noLine, "resultForVideo(_:info:)");
 }
 
-/// The file's data URL; nothing where the file cannot be read, or the text be held.
+/// The file's data URL; nothing where the file cannot be read, or memory is short.
 std::optional<std::string> dataUrlOf(const std::string& path, const Platform& platform) try {
   const auto file = platform.fileManager.fileHandleForReadingAtPath(path);
   if (!file) return std::nullopt;
-  std::string text(movieDataUrlPrefix);
+  std::string text = "data:video/mp4;base64,";
   text.reserve(text.size() + (file->size() + 2) / 3 * 4);
   while (true) {
-    const auto piece = file->readDataUpToLength(kPieceLength);
+    const auto piece = file->readDataUpToLength(pieceLength);
     if (!piece) return std::nullopt;
     platform.base64.appendBase64(text, *piece);
-    if (piece->size() < kPieceLength) return text;
+    if (piece->size() < pieceLength) return text;
   }
 } catch (const std::exception&) {
   return std::nullopt;
 }
 
 /// Adds the movie of a file to a library asset.
-auto addMovie(const URL& file) {
+AddResource addMovie(const URL& file) {
   return [file](PHAssetCreationRequest& request) {
     request.addResource(PHAssetResourceType::video, file, {});
     return true;
   };
 }
 
+/// The path of the exported movie; nothing where there is none.
+Task<std::optional<std::string>> exportedMovie(ResultContext context, Dictionary info) {
+  const Platform& platform = context.platform;
+  const auto movie = urlIn(info, UIImagePickerControllerMediaURL);
+  if (!movie) co_return std::nullopt;
+  const auto session = platform.assetExports.exportSessionWithAsset(
+      platform.assetExports.assetWithURL(*movie), AVAssetExportPresetHighestQuality);
+  if (!session) co_return std::nullopt;
+  std::string path = context.tempFilePath("mp4");
+  session->setOutputFileType(AVFileTypeMPEG4);
+  session->setOutputURL(platform.urls.fileURLWithPath(path));
+  try {
+    co_await exportAsync(session, platform.background);
+  } catch (const NSErrorException& thrown) {
+    logError(platform.log, thrown.error().localizedDescription());
+    co_return std::nullopt;
+  }
+  co_return path;
+}
+
+/// What becomes of the exported file.
+enum class MovieFile { kept, removed };
+
+/// Saves the movie from its file.
+Task<void> saveMovieToAlbum(Platform platform, std::string path, MovieFile file) {
+  co_await saveToAlbum(platform, addMovie(platform.urls.fileURLWithPath(path)));
+  if (file == MovieFile::removed) platform.fileManager.removeItemAtPath(path);
+}
+
 }  // namespace
 
-Task<ResultPair> VECameraPlugin::resultForVideo(std::shared_ptr<VECameraPlugin> self,
-                                                std::shared_ptr<PictureOptions> options,
-                                                Dictionary info) {
+Task<ResultPair> resultForVideo(ResultContext context, std::shared_ptr<PictureOptions> options,
+                                Dictionary info) {
   using enum DestinationType;
-  const Platform& platform = self->platform_;
+  const Platform& platform = context.platform;
   co_await resumeOn(platform.background);
   const auto destination =
       options && options->destinationType ? *options->destinationType : destinationTypeFileUri;
   const bool savesToAlbum =
       options && options->saveToPhotoAlbum && destination != destinationTypeNativeUri;
 
-  ResultPair result = failed();
-  bool fileIsNeeded = true;
-  const auto path = co_await exportedMovie(self, std::move(info));
+  ResultPair result;
+  const auto path = co_await exportedMovie(context, std::move(info));
   if (path) {
-    if (destination == destinationTypeDataUrl) {
-      if (auto text = dataUrlOf(*path, platform)) {
-        result = success(*std::move(text));
-        fileIsNeeded = false;
-      }
-    } else if (destination == destinationTypeNativeUri) {
-      result = co_await newAssetResult(self, addMovie(platform.urls.fileURLWithPath(*path)), "MP4");
-    } else {
-      result = success(self->urlTransformer(platform.urls.fileURLWithPath(*path)).absoluteString());
+    const URL url = platform.urls.fileURLWithPath(*path);
+    MovieFile file = MovieFile::kept;
+    if (destination == destinationTypeNativeUri) {
+      result = co_await newAssetResult(context, addMovie(url), "MP4");
+    } else if (destination == destinationTypeFileUri) {
+      result = success(context.urlTransformer(url).absoluteString());
+    } else if (auto text = dataUrlOf(*path, platform)) {
+      result = success(*std::move(text));
+      file = MovieFile::removed;
+    }
+    if (savesToAlbum) {
+      platform.log.debug("saveToPhotoAlbum true");
+      platform.tasks.start(platform.background, saveMovieToAlbum(platform, *path, file));
+    } else if (file == MovieFile::removed) {
+      platform.fileManager.removeItemAtPath(*path);
     }
   }
 
-  if (path && savesToAlbum) {
-    platform.log.debug("saveToPhotoAlbum true");
-    platform.tasks.start(platform.background, saveMovieToAlbum(platform, *path, fileIsNeeded));
-  } else if (path && !fileIsNeeded) {
-    platform.fileManager.removeItemAtPath(*path);
+  if (result.payload) {
+    if (result.payload->contains("callbackURI")) co_return result;
+    if (const Value* error = find(*result.payload, "errorMsg"))
+      logError(platform.log, *error->text());
   }
-  co_return result;
-}
-
-Task<std::optional<std::string>> VECameraPlugin::exportedMovie(std::shared_ptr<VECameraPlugin> self,
-                                                               Dictionary info) {
-  const Platform& platform = self->platform_;
-  const auto movie = urlIn(info, UIImagePickerControllerMediaURL);
-  if (!movie) co_return std::nullopt;
-  const auto session = platform.assetExports.exportSessionWithAsset(
-      platform.assetExports.assetWithURL(*movie), AVAssetExportPresetHighestQuality);
-  if (!session) co_return std::nullopt;
-  std::string path = self->tempFilePath("mp4");
-  session->setOutputFileType(AVFileTypeMPEG4);
-  session->setOutputURL(platform.urls.fileURLWithPath(path));
-  try {
-    co_await exportAsync(session, platform.background);
-  } catch (const NSErrorException&) {
-    co_return std::nullopt;
-  }
-  co_return path;
-}
-
-Task<void> VECameraPlugin::saveMovieToAlbum(Platform platform, std::string path,
-                                            bool fileIsNeeded) {
-  co_await saveToAlbum(platform, addMovie(platform.urls.fileURLWithPath(path)));
-  if (!fileIsNeeded) platform.fileManager.removeItemAtPath(path);
+  co_return ResultPair{CommandStatus::FAIL_TAKE_PICTURE,
+                       Dictionary{{"errorMsg", "Fail take picture"}}};
 }
 
 }  // namespace vecamera

@@ -29,7 +29,7 @@ struct RootCoroutine {
 struct RootPromise : PromiseBase {
   struct End {
     bool await_ready() const noexcept { return false; }
-    // Not inlined, for the reason told at `ResumeOn`.
+    // Not inlined, for the reason given at `ResumeOn`.
     [[gnu::noinline]] void await_suspend(std::coroutine_handle<RootPromise> frame) const noexcept {
       const auto root = frame.promise().root->shared_from_this();
       // The frame holds what the task captured; it goes before the scope counts the task as ended.

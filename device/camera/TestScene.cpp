@@ -278,7 +278,7 @@ Result<Data, CameraError> generateTestScene(std::size_t width, std::size_t heigh
   constexpr int quality = 92;
   if (width == 0 || height == 0 || width > maxSide || height > maxSide)
     return Failure(CameraError::invalidSize);
-  const imaging::Turn upright = imaging::turnFor(storedOrientation);
+  const imaging::Orientation upright = imaging::turnFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
   if (scene) scene = imaging::turned(std::move(*scene), imaging::inverse(upright));
   if (!scene) return Failure(CameraError::notEncoded);

@@ -200,7 +200,7 @@ class ScenePainter {
   AVFrame* frame_ = nullptr;
 };
 
-imaging::Turn orientationFor(int degrees) {
+imaging::Orientation orientationFor(int degrees) {
   switch (degrees) {
     case 90: return {true, true, false};
     case 180: return {false, true, true};
@@ -210,7 +210,7 @@ imaging::Turn orientationFor(int degrees) {
 }
 
 /// The display matrix for stored frames of the size; false without memory.
-bool setDisplayMatrix(AVStream& track, const imaging::Turn& orientation, Size stored) {
+bool setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, Size stored) {
   auto* const matrix = reinterpret_cast<std::int32_t*>(
       av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)));
   if (!matrix) return false;
@@ -272,7 +272,7 @@ class SceneRecorder {
     auto video = EncodedTrack::addVideo(*output_, settings);
     if (!video) return std::move(video).failure();
     video_ = std::move(*video);
-    if (orientation_ != imaging::Turn{} &&
+    if (orientation_ != imaging::Orientation{} &&
         !setDisplayMatrix(video_->track(), orientation_, stored_))
       return outOfMemory();
     if (!scene_.hasAudio) return {};
@@ -310,7 +310,7 @@ class SceneRecorder {
 
   const SceneMovie& scene_;
   const Size stored_;
-  const imaging::Turn orientation_;
+  const imaging::Orientation orientation_;
   FrameFitter fitter_;
   ScenePainter painter_;
   std::unique_ptr<MovieOutput> output_;

@@ -31,7 +31,7 @@ class Lines {
   std::vector<std::string> lines_;
 };
 
-/// A readable form that tells the kinds apart: 'text', bytes[text], <URL>, {key: value}.
+/// A readable form that shows the kind: 'text', bytes[text], <URL>, {key: value}.
 std::string describe(const Value& value);
 std::string describe(double number);
 
@@ -57,6 +57,8 @@ class FakeCallBack : public CallBackManager {
   const std::vector<std::size_t>& positionsRead() const { return command_.read; }
 
   std::shared_ptr<CommandDelegate> delegate;
+  /// Runs while an answer is given, before it is recorded.
+  std::function<void()> onAnswer;
 
  private:
   struct Command : VelmoraCommand {
@@ -70,6 +72,7 @@ class FakeCallBack : public CallBackManager {
   };
 
   void answer(std::string_view status, const std::string& payload, bool keep) {
+    if (onAnswer) onAnswer();
     answers_.add(std::string(status) + (payload.empty() ? "" : " " + payload) +
                  (keep ? " (kept)" : ""));
   }

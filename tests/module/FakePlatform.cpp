@@ -236,6 +236,7 @@ std::string FakeFiles::stringByStandardizingPath(std::string_view path) {
 }
 
 bool FakeFiles::fileExistsAtPath(std::string_view path) {
+  if (onPoll) onPoll();
   if (const auto busy = pollsUntilFree.find(path); busy != pollsUntilFree.end())
     return busy->second-- > 0;
   return files.contains(path);

@@ -38,6 +38,8 @@ class FakeFiles : public NSFileManager {
   std::optional<std::string> temporary = "/app/tmp/";
   std::map<std::string, Data, std::less<>> files;
   std::map<std::string, int, std::less<>> pollsUntilFree;
+  /// Runs each time somebody asks whether a file exists.
+  std::function<void()> onPoll;
   bool createFails = false;
   /// Reads of an open file that succeed before one fails.
   std::optional<int> goodReads;
@@ -169,12 +171,16 @@ class FakeImageIO : public ImageIO {
 /// Keeps the handler of the latest question until the test answers it.
 class FakeCaptureDevice : public AVCaptureDevice {
  public:
-  AVAuthorizationStatus authorizationStatusForMediaType(std::string_view) override {
+  AVAuthorizationStatus authorizationStatusForMediaType(std::string_view mediaType) override {
+    mediaTypes.add(std::string(mediaType));
     return status;
   }
-  void requestAccessForMediaType(std::string_view, std::function<void(bool)> handler) override {
+  void requestAccessForMediaType(std::string_view mediaType,
+                                 std::function<void(bool)> handler) override {
+    mediaTypes.add(std::string(mediaType));
     asked = std::move(handler);
   }
+  Lines mediaTypes;
   AVAuthorizationStatus status = AVAuthorizationStatus::authorized;
   std::function<void(bool)> asked;
 };

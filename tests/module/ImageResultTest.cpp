@@ -12,7 +12,7 @@ const std::string fileName = "/app/tmp/velmora_photo_20261116020327";
 const std::string reference(UIImagePickerControllerReferenceURL);
 const std::string assetKey(UIImagePickerControllerPHAsset);
 
-class ImageResult : public PluginTest {
+class ImageResultTest : public PluginTest {
  protected:
   using Setup = std::function<void(FakePlatform&)>;
   static void noSetup(FakePlatform&) {}
@@ -29,7 +29,7 @@ class ImageResult : public PluginTest {
   }
 };
 
-TEST_F(ImageResult, APictureIsChosenTurnedAndScaledAsAsked) {
+TEST_F(ImageResultTest, APictureIsChosenTurnedAndScaledAsAsked) {
   const auto edited = std::make_shared<FakeImage>("edited", CGSize{10, 20});
   const std::string editedKey(UIImagePickerControllerEditedImage);
   const struct {
@@ -57,7 +57,7 @@ TEST_F(ImageResult, APictureIsChosenTurnedAndScaledAsAsked) {
   }
 }
 
-TEST_F(ImageResult, WithoutBytesNothingIsDelivered) {
+TEST_F(ImageResultTest, WithoutBytesNothingIsDelivered) {
   const Dictionary noImage{{std::string(UIImagePickerControllerOriginalImage), "text"}};
   for (const int given : {dataUrl, fileUri}) {
     EXPECT_THAT(answersTo({{destination, given}}, noImage), ElementsAre("success {}"));
@@ -75,7 +75,7 @@ TEST_F(ImageResult, WithoutBytesNothingIsDelivered) {
   EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
 }
 
-TEST_F(ImageResult, PlainFilesAreWrittenUnderAFreshNameAndTransformed) {
+TEST_F(ImageResultTest, PlainFilesAreWrittenUnderAFreshNameAndTransformed) {
   const Arguments file{{destination, fileUri}, {source, library}};
   EXPECT_THAT(answersTo(file),
               ElementsAre("success {callbackURI: 'app:file://" + fileName + ".jpg'}"))
@@ -95,7 +95,7 @@ TEST_F(ImageResult, PlainFilesAreWrittenUnderAFreshNameAndTransformed) {
   EXPECT_THAT(fake.files.files, SizeIs(1)) << "the file stays";
 }
 
-TEST_F(ImageResult, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAfterItsDataCame) {
+TEST_F(ImageResultTest, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAfterItsDataCame) {
   const auto picked = std::make_shared<FakeAsset>("PICKED"),
              old = std::make_shared<FakeAsset>("OLD");
   fake.photoLibrary.assetsByUrl["assets-library://old"] = old;
@@ -138,6 +138,7 @@ TEST_F(ImageResult, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAfterIt
       EXPECT_THAT(callback->answers(), IsEmpty()) << "not before the data came";
       fake.imageManager.requests.front()(row.original, "public.heic", 1, {});
       fake.imageManager.requests.clear();
+      expectBackgroundJob();
       fake.settle();
     }
     EXPECT_THAT(callback->answers(), ElementsAre(row.answer));
@@ -147,7 +148,7 @@ TEST_F(ImageResult, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAfterIt
   }
 }
 
-TEST_F(ImageResult, ALibraryPicturesMetadataIsMergedAndTheMergeDropped) {
+TEST_F(ImageResultTest, ALibraryPicturesMetadataIsMergedAndTheMergeDropped) {
   const std::vector<std::string> merge{"destination public.jpeg x1 over jpeg(photo@1)",
                                        "add {of: 'asset'}", "finalize"};
   const std::pair<Setup, bool> rows[] = {
@@ -169,13 +170,31 @@ TEST_F(ImageResult, ALibraryPicturesMetadataIsMergedAndTheMergeDropped) {
     fake.settle();
     EXPECT_EQ(fake.imageIO.calls.all(), merges ? merge : std::vector<std::string>());
     EXPECT_EQ(plugin->inspect().metadata, fake.imageIO.properties);
+    EXPECT_EQ(describe(*plugin->inspect().data), "bytes[jpeg(photo@1)]") << "not the merged bytes";
     EXPECT_EQ(describe(fake.files.files[fileName + ".jpg"]), "bytes[jpeg(photo@1)]");
     EXPECT_THAT(callback->answers(), SizeIs(1));
     fake.files.files.clear();
   }
 }
 
-TEST_F(ImageResult, APictureOfTheLibraryIsNamedByItsReferenceAndNotSavedAgain) {
+TEST_F(ImageResultTest, TheLibrarysPropertiesReplaceTheCapturesUnlessTheOriginalIsNoPicture) {
+  const Dictionary captured{{"{Exif}", Dictionary{{"Lens", "wide"}}}};
+  for (const auto& properties : {std::optional(Dictionary{{"of", "asset"}}), {}}) {
+    fake.imageIO.properties = properties;
+    take({{destination, fileUri}, {source, library}, {geolocation, true}});
+    auto info = cameraInfo();
+    info[assetKey] = std::make_shared<FakeAsset>("A");
+    finish(info);
+    ASSERT_EQ(plugin->inspect().metadata, captured);
+    fake.imageManager.requests.front()(Data::copyOf("original"), {}, 1, {});
+    fake.imageManager.requests.clear();
+    fake.settle();
+    EXPECT_EQ(plugin->inspect().metadata, properties.value_or(captured));
+    fake.files.files.clear();
+  }
+}
+
+TEST_F(ImageResultTest, APictureOfTheLibraryIsNamedByItsReferenceAndNotSavedAgain) {
   const auto answers = answersTo({{source, library}, {album, true}},
                                  {{reference, URL("assets-library://asset/a.JPG?id=1&ext=JPG")}});
   EXPECT_THAT(answers, ElementsAre("success {callbackURI: "
@@ -184,7 +203,7 @@ TEST_F(ImageResult, APictureOfTheLibraryIsNamedByItsReferenceAndNotSavedAgain) {
   EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
 }
 
-TEST_F(ImageResult, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
+TEST_F(ImageResultTest, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
   const std::string jpeg = "app:file://assets-library://asset/asset.JPG?id=NEW-1%26ext=JPG";
   const std::string png = "app:file://assets-library://asset/asset.PNG?id=NEW-1%26ext=PNG";
   const std::string spaced = "assets-library://asset/asset.JPG?id=A B&ext=JPG";
@@ -226,6 +245,7 @@ TEST_F(ImageResult, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
     finish();
     EXPECT_THAT(callback->answers(), IsEmpty()) << "not before the library has changed";
     fake.photoLibrary.finishChange(row.success, row.error);
+    expectBackgroundJob();
     fake.settle();
     EXPECT_THAT(callback->answers(), ElementsAre(row.answer));
     std::vector<std::string> log{"debug saveToPhotoAlbum false"};
@@ -235,7 +255,7 @@ TEST_F(ImageResult, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
   EXPECT_THAT(fake.photoLibrary.added.all(), Contains("type 1 png(photo)").Times(8));
 }
 
-TEST_F(ImageResult, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
+TEST_F(ImageResultTest, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
   const auto callback = take({{album, true}});
   finish();
   fake.photoLibrary.finishChange(true);
@@ -247,7 +267,7 @@ TEST_F(ImageResult, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
   EXPECT_THAT(fake.photoLibrary.added.all(), ElementsAre("type 1 png(photo)", "type 1 png(photo)"));
 }
 
-TEST_F(ImageResult, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
+TEST_F(ImageResultTest, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
   const std::string failed =
       "error [] error : full @" + std::string(pluginSourceFile) + ":354 resultForImage(_:info:)";
   const struct {
@@ -263,6 +283,7 @@ TEST_F(ImageResult, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
     finish();
     EXPECT_THAT(callback->answers(), SizeIs(1)) << "the answer does not wait for the album";
     fake.photoLibrary.finishChange(row.success, row.error);
+    expectBackgroundJob();
     fake.settle();
     std::vector<std::string> log{"debug saveToPhotoAlbum true"};
     log.insert(log.end(), row.log.begin(), row.log.end());
@@ -271,7 +292,7 @@ TEST_F(ImageResult, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
   }
 }
 
-TEST_F(ImageResult, AnUnknownEncodingDeliversNothingButIsStillSavedToTheAlbum) {
+TEST_F(ImageResultTest, AnUnknownEncodingDeliversNothingButIsStillSavedToTheAlbum) {
   EXPECT_THAT(answersTo({{destination, dataUrl}, {encoding, 5}, {album, true}}),
               ElementsAre("success {}"));
   fake.photoLibrary.finishChange(true);

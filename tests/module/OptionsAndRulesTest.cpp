@@ -1,3 +1,5 @@
+#include <cmath>
+
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "VECamera/result/ResultRules.h"
 #include "tests/module/PluginTest.h"
@@ -27,7 +29,8 @@ std::string textOf(const PictureOptions& o) {
 }
 
 TEST(PictureOptions, EachArgumentIsTakenOrFallsBack) {
-  const double nan = std::nan("");
+  const double nan = std::nan(""), infinity = HUGE_VAL, twoTo63 = std::ldexp(1.0, 63);
+  const std::int64_t twoTo32 = std::int64_t{1} << 32;
   const struct {
     FakeCallBack::Arguments arguments;
     std::string parsed;
@@ -50,6 +53,14 @@ TEST(PictureOptions, EachArgumentIsTakenOrFallsBack) {
       {{{editing, true}, {album, 1}, {10, true}, {front, true}}, "q50 d2 s1 - e0 m0 c1 10100"},
       {{{orientation, 1.0}, {geolocation, true}, {front, 1}}, "q50 d2 s1 - e0 m0 c1 01010"},
       {{{editing, 2}, {orientation, "true"}, {front, 0}}, "q50 d2 s1 - e0 m0 c0 00000"},
+      {{{destination, true}, {source, false}, {encoding, true}}, "q50 d1 s0 - e1 m0 c0 00000"},
+      {{{quality, true}, {width, true}, {height, 0}}, "q1 d2 s1 1x0 e0 m0 c0 00000"},
+      {{{destination, 256}, {encoding, 256}, {media, 258}}, "q50 d- s1 - e- m- c0 00000"},
+      {{{destination, twoTo32}, {source, twoTo32}, {encoding, twoTo32}, {media, twoTo32}},
+       "q50 d- s4294967296 - e- m- c0 00000"},
+      {{{quality, -twoTo63}, {source, twoTo63}}, "q-9223372036854775808 d2 s1 - e0 m0 c0 00000"},
+      {{{quality, infinity}, {destination, -infinity}}, "q50 d2 s1 - e0 m0 c0 00000"},
+      {{{width, infinity}, {height, 1}}, "q50 d2 s1 - e0 m0 c0 00000"},
       {{{source, 0}, {media, 1}}, "q50 d2 s1 - e0 m1 c0 00000"},
       {{{source, 2}, {media, 1}}, "q50 d2 s2 - e0 m1 c0 00000"},
       {{{source, 0}, {media, 2}}, "q50 d2 s0 - e0 m2 c0 00000"},
@@ -121,7 +132,7 @@ TEST(ResultRules, QualityIsDividedAsAnIntegerUnlessThePictureIsUntouched) {
   }
 }
 
-TEST(Geometry, ScalingFillsOrFitsWithoutRounding) {
+TEST(ScalingGeometry, ScalingFillsOrFitsWithoutRounding) {
   const double third = 100.0 / 3;
   const struct {
     CGSize source, target;
@@ -152,7 +163,7 @@ TEST(Geometry, ScalingFillsOrFitsWithoutRounding) {
   }
 }
 
-TEST(Geometry, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
+TEST(ScalingGeometry, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
   FakeGraphics graphics;
   const auto image = std::make_shared<FakeImage>("a", CGSize{50, 40});
   const auto result = imageByScalingAndCroppingForSize(graphics, image, {100, 100});
@@ -166,7 +177,7 @@ TEST(Geometry, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
                           "begin 100,80", "draw 0,0 100,80", "take", "end"));
 }
 
-TEST(Geometry, OrientationIsCorrectedByOneTurnAndALateShift) {
+TEST(ScalingGeometry, OrientationIsCorrectedByOneTurnAndALateShift) {
   using Orientation = UIImageOrientation;
   const std::vector<std::string> plain{"rotate 0", "scale 1,-1", "bitmap -15,-20 30,40"};
   const std::vector<std::string> down{"rotate 3.14159", "scale 1,-1", "bitmap -15,-20 30,40"};
@@ -196,7 +207,7 @@ TEST(Geometry, OrientationIsCorrectedByOneTurnAndALateShift) {
   }
 }
 
-TEST(Geometry, OrientationCorrectionWithoutBitmapOrContextDrawsNothing) {
+TEST(ScalingGeometry, OrientationCorrectionWithoutBitmapOrContextDrawsNothing) {
   FakeGraphics graphics;
   const auto bare =
       std::make_shared<FakeImage>("a", CGSize{30, 40}, UIImageOrientation::right, false);

@@ -1,3 +1,4 @@
+#include <chrono>
 #include <thread>
 
 #include "tests/module/PluginTest.h"
@@ -8,9 +9,19 @@ namespace {
 using testing::ElementsAre;
 using testing::StartsWith;
 
+/// Runs the queue's jobs until the condition holds; false where it does not within ten seconds.
+bool runUntil(QueueExecutor& queue, const std::function<bool()>& done) {
+  const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+  while (!done()) {
+    if (std::chrono::steady_clock::now() > deadline) return false;
+    if (!queue.runOne()) std::this_thread::sleep_for(std::chrono::microseconds(100));
+  }
+  return true;
+}
+
 /// Two commands from two container threads, with the answers of the photo framework on a thread of
 /// their own: the main queue is pumped here, and the user finishes each picker at once.
-TEST(Threads, TwoOverlappingCommandsAreAnsweredOnTheLatestCallback) {
+TEST(VECameraPlugin, TwoOverlappingCommandsAreAnsweredOnTheLatestCallback) {
   for (int round = 0; round < 20; ++round) {
     ThreadPoolExecutor background(2);
     FakePlatform fake(&background);
@@ -41,11 +52,13 @@ TEST(Threads, TwoOverlappingCommandsAreAnsweredOnTheLatestCallback) {
     const auto native = command(2, false), file = command(1, true);
     std::thread one([&] { plugin->takePicture(native); });
     std::thread two([&] { plugin->takePicture(file); });
-    fake.mainQueue.runUntil([&] { return native->answers().size() + file->answers().size() == 2; });
+    const bool answered = runUntil(
+        fake.mainQueue, [&] { return native->answers().size() + file->answers().size() == 2; });
     one.join();
     two.join();
     fake.tasks.join();  // Album saves may be in flight; their changes end with the thread.
     photos = nullptr;
+    ASSERT_TRUE(answered);
     EXPECT_THAT(fake.unhandled.all(), testing::IsEmpty());
     std::vector<std::string> answers = native->answers();
     for (auto& answer : file->answers()) answers.push_back(answer);

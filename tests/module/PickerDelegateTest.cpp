@@ -6,9 +6,9 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-class PickerDelegate : public PluginTest {};
+class PickerDelegateTest : public PluginTest {};
 
-TEST_F(PickerDelegate, APictureIsAnsweredAfterTheDismissalAndTheBackgroundWork) {
+TEST_F(PickerDelegateTest, APictureIsAnsweredAfterTheDismissalAndTheBackgroundWork) {
   const auto callback = take({{destination, dataUrl}, {source, library}});
   const auto shown = picker();
   plugin->imagePickerControllerDidFinishPickingMediaWithInfo(
@@ -29,7 +29,7 @@ TEST_F(PickerDelegate, APictureIsAnsweredAfterTheDismissalAndTheBackgroundWork) 
   EXPECT_FALSE(pending());
 }
 
-TEST_F(PickerDelegate, WhatIsNoPictureOrHasNoOptionsGoesToTheVideoResult) {
+TEST_F(PickerDelegateTest, WhatIsNoPictureOrHasNoOptionsGoesToTheVideoResult) {
   const std::string key(UIImagePickerControllerMediaType);
   const struct {
     bool hasOptions;
@@ -56,7 +56,7 @@ TEST_F(PickerDelegate, WhatIsNoPictureOrHasNoOptionsGoesToTheVideoResult) {
   }
 }
 
-TEST_F(PickerDelegate, PickersThatCannotBeDismissedLeaveTheCommandOpen) {
+TEST_F(PickerDelegateTest, PickersThatCannotBeDismissedLeaveTheCommandOpen) {
   const auto callback = take({});
   const auto foreign = std::make_shared<UIImagePickerController>();
   controller->presentViewController(foreign, true, nullptr);
@@ -74,7 +74,7 @@ TEST_F(PickerDelegate, PickersThatCannotBeDismissedLeaveTheCommandOpen) {
       << "a cancelled picker may be of any class";
 }
 
-TEST_F(PickerDelegate, CancelTellsWhichAccessIsMissing) {
+TEST_F(PickerDelegateTest, CancelNamesTheAccessThatIsMissing) {
   using Camera = AVAuthorizationStatus;
   using Photos = PHAuthorizationStatus;
   const struct {
@@ -104,7 +104,24 @@ TEST_F(PickerDelegate, CancelTellsWhichAccessIsMissing) {
   }
 }
 
-TEST_F(PickerDelegate, WithoutACommandAPickerIsDismissedAndNothingIsAnswered) {
+TEST_F(PickerDelegateTest, ASecondTapDoesNothing) {
+  for (const bool cancels : {true, false}) {
+    const auto callback = take({{destination, fileUri}, {source, library}});
+    controller->calls.clear();
+    const auto shown = picker();
+    for (int tap = 0; tap < 2; ++tap) {
+      if (cancels)
+        plugin->imagePickerControllerDidCancel(shown);
+      else
+        plugin->imagePickerControllerDidFinishPickingMediaWithInfo(shown, {});
+    }
+    fake.settle();
+    EXPECT_THAT(controller->calls.all(), ElementsAre("dismiss animated"));
+    EXPECT_THAT(callback->answers(), testing::SizeIs(1));
+  }
+}
+
+TEST_F(PickerDelegateTest, WithoutACommandAPickerIsDismissedAndNothingIsAnswered) {
   for (const bool cancels : {true, false}) {
     const auto shown = std::make_shared<CameraPicker>();
     controller->presentViewController(shown, true, nullptr);
@@ -117,7 +134,7 @@ TEST_F(PickerDelegate, WithoutACommandAPickerIsDismissedAndNothingIsAnswered) {
   }
 }
 
-TEST_F(PickerDelegate, APlugInReleasedBeforeItsTaskStartsAnswersNothingAndLaterAnswersStill) {
+TEST_F(PickerDelegateTest, APlugInReleasedBeforeItsTaskStartsAnswersNothingAndLaterAnswersStill) {
   for (const int mainJobs : {1, 2, 3}) {
     plugin = VECameraPlugin::create(fake.platform());
     plugin->setViewController(controller);
@@ -136,7 +153,7 @@ TEST_F(PickerDelegate, APlugInReleasedBeforeItsTaskStartsAnswersNothingAndLaterA
   }
 }
 
-TEST_F(PickerDelegate, TeardownDropsAPictureInFlightWithItsPlugIn) {
+TEST_F(PickerDelegateTest, TeardownDropsAPictureInFlightWithItsPlugIn) {
   const auto callback = take({{source, library}});
   finish();
   ASSERT_EQ(fake.photoLibrary.changes.size(), 1u);

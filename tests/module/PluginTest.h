@@ -6,21 +6,7 @@
 
 namespace vecamera {
 
-// Positions of the arguments of `takePicture`.
-enum Position : std::size_t {
-  quality,
-  destination,
-  source,
-  width,
-  height,
-  encoding,
-  media,
-  editing,
-  orientation,
-  album,
-  front = 11,
-  geolocation
-};
+using enum TakePictureArguments::Position;
 
 /// A plug-in on the fake platform, with its controller. A test pumps the executors with
 /// `fake.settle()`.
@@ -58,10 +44,15 @@ class PluginTest : public testing::Test {
     plugin->imagePickerControllerDidFinishPickingMediaWithInfo(picker(), std::move(more));
     fake.settle();
   }
-  /// What the camera's pickers tell beside the picture.
+  /// What the camera's pickers give beside the picture.
   static Dictionary cameraInfo() {
     const Dictionary metadata{{"{Exif}", Dictionary{{"Lens", "wide"}}}, {"{TIFF}", Dictionary()}};
     return {{std::string(UIImagePickerControllerMediaMetadata), metadata}};
+  }
+  /// What a handler of the platform has resumed goes on in the background.
+  void expectBackgroundJob() const {
+    EXPECT_EQ(fake.mainQueue.pending(), 0u);
+    EXPECT_EQ(fake.manualBackground.pending(), 1u);
   }
   /// A fix arrives at the plug-in's location manager.
   void update() { plugin->locationManagerDidUpdateLocations(nullptr, {}); }

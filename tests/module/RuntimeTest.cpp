@@ -23,9 +23,9 @@ struct Sentinel {
   static inline std::atomic<int> live{0};
 };
 
-class Runtime : public testing::Test {
+class RuntimeTest : public testing::Test {
  protected:
-  ~Runtime() override {
+  ~RuntimeTest() override {
     tasks.join();
     EXPECT_EQ(Sentinel::live, 0);
   }
@@ -43,6 +43,10 @@ class Runtime : public testing::Test {
   QueueExecutor background;
   TaskScope tasks{[this](std::exception_ptr error) { errors.push_back(messageOf(error)); }};
 };
+
+class TaskTest : public RuntimeTest {};
+class ContinuationTest : public RuntimeTest {};
+class TaskScopeTest : public RuntimeTest {};
 
 Task<int> number(int value, Sentinel = {}) {
   co_return value;
@@ -89,7 +93,7 @@ constexpr int links = 100'000;
 constexpr int links = 1'000;
 #endif
 
-TEST_F(Runtime, AChainOrALoopOfManyTasksGivesItsValueWithoutStack) {
+TEST_F(TaskTest, AChainOrALoopOfManyTasksGivesItsValueWithoutStack) {
   tasks.start(main, keep(seen, nested(links)));
   tasks.start(main, keep(seen, counted(links)));
   EXPECT_EQ(main.runAll(), 2u);
@@ -97,7 +101,7 @@ TEST_F(Runtime, AChainOrALoopOfManyTasksGivesItsValueWithoutStack) {
   EXPECT_EQ(tasks.liveCount(), 0u);
 }
 
-TEST_F(Runtime, ATaskThatIsNeverAwaitedRunsNothingAndFreesItsFrame) {
+TEST_F(TaskTest, ATaskThatIsNeverAwaitedRunsNothingAndFreesItsFrame) {
   {
     auto dropped = keep(seen, number(1));
     auto moved = std::move(dropped);
@@ -108,7 +112,7 @@ TEST_F(Runtime, ATaskThatIsNeverAwaitedRunsNothingAndFreesItsFrame) {
   EXPECT_TRUE(seen.empty());
 }
 
-TEST_F(Runtime, ATaskStartsOnItsExecutorAndResumesOnTheOneThatItNames) {
+TEST_F(TaskTest, ATaskStartsOnItsExecutorAndResumesOnTheOneThatItNames) {
   tasks.start(main, visit(seen, main, background));
   EXPECT_TRUE(seen.empty());
   main.runAll();
@@ -121,7 +125,7 @@ TEST_F(Runtime, ATaskStartsOnItsExecutorAndResumesOnTheOneThatItNames) {
   EXPECT_EQ(tasks.liveCount(), 0u);
 }
 
-TEST_F(Runtime, AnErrorPassesAllAwaitersToTheSinkAndEndsOnlyItsOwnTask) {
+TEST_F(TaskTest, AnErrorPassesAllAwaitersToTheSinkAndEndsOnlyItsOwnTask) {
   tasks.start(main, keep(seen, failing(5)));
   tasks.start(main, keep(seen, number(7)));
   main.runAll();
@@ -130,7 +134,7 @@ TEST_F(Runtime, AnErrorPassesAllAwaitersToTheSinkAndEndsOnlyItsOwnTask) {
   EXPECT_EQ(Sentinel::live, 0);
 }
 
-/// Waits for the continuation that it puts into `out`, and notes what comes.
+/// Waits for the continuation that it puts into `out`, and keeps what comes.
 Task<void> wait(std::vector<int>& into, std::optional<Continuation<int>>& out, Executor& resumed,
                 bool inlineResume = false, Sentinel = {}) {
   const auto start = [&out, inlineResume](Continuation<int> waiter) {
@@ -141,28 +145,29 @@ Task<void> wait(std::vector<int>& into, std::optional<Continuation<int>>& out, E
   into.push_back(value);
 }
 
-TEST_F(Runtime, AContinuationResumesItsWaiterOnTheNamedExecutorAndNeverInline) {
-  enum class Way { value, error, insideStart, fromAnotherThread };
-  for (const Way way : {Way::value, Way::error, Way::insideStart, Way::fromAnotherThread}) {
+TEST_F(ContinuationTest, AContinuationResumesItsWaiterOnTheNamedExecutorAndNeverInline) {
+  enum class Resumed { value, error, insideStart, fromAnotherThread };
+  for (const Resumed how :
+       {Resumed::value, Resumed::error, Resumed::insideStart, Resumed::fromAnotherThread}) {
     seen.clear();
     errors.clear();
     std::optional<Continuation<int>> waiter;
-    tasks.start(main, wait(seen, waiter, background, way == Way::insideStart));
+    tasks.start(main, wait(seen, waiter, background, how == Resumed::insideStart));
     main.runAll();
     ASSERT_TRUE(waiter);
-    EXPECT_EQ(background.pending(), way == Way::insideStart ? 1u : 0u);
-    if (way == Way::value) waiter->resume(5);
-    if (way == Way::error)
+    EXPECT_EQ(background.pending(), how == Resumed::insideStart ? 1u : 0u);
+    if (how == Resumed::value) waiter->resume(5);
+    if (how == Resumed::error)
       waiter->resumeThrowing(std::make_exception_ptr(std::runtime_error("refused")));
-    if (way == Way::fromAnotherThread) std::thread([&] { waiter->resume(5); }).join();
+    if (how == Resumed::fromAnotherThread) std::thread([&] { waiter->resume(5); }).join();
     EXPECT_TRUE(seen.empty() && errors.empty()) << "not before the executor runs";
     EXPECT_EQ(background.runAll(), 1u);
     EXPECT_EQ(seen.size() + errors.size(), 1u);
-    EXPECT_EQ(errors.size(), way == Way::error ? 1u : 0u);
+    EXPECT_EQ(errors.size(), how == Resumed::error ? 1u : 0u);
   }
 }
 
-TEST_F(Runtime, ASecondResumptionIsAnErrorThatNamesTheOperation) {
+TEST_F(ContinuationTest, ASecondResumptionIsAnErrorThatNamesTheOperation) {
   std::optional<Continuation<int>> waiter;
   tasks.start(main, wait(seen, waiter, main));
   main.runAll();
@@ -174,7 +179,7 @@ TEST_F(Runtime, ASecondResumptionIsAnErrorThatNamesTheOperation) {
   EXPECT_THROW(waiter->resumeThrowing(nullptr), std::logic_error);
 }
 
-TEST_F(Runtime, JoinDropsWaitingQueuedAndUnstartedTasksWithAllTheirFrames) {
+TEST_F(TaskScopeTest, JoinDropsWaitingQueuedAndUnstartedTasksWithAllTheirFrames) {
   std::optional<Continuation<int>> waiting, woken;
   tasks.start(main, wait(seen, waiting, background));
   tasks.start(main, wait(seen, woken, background));
@@ -205,7 +210,7 @@ Task<void> holdUp(std::latch& running, std::shared_future<void> released, Execut
   passed = true;
 }
 
-TEST_F(Runtime, JoinWaitsForARunningTaskAndDropsItAtItsNextSuspension) {
+TEST_F(TaskScopeTest, JoinWaitsForARunningTaskAndDropsItAtItsNextSuspension) {
   ThreadPoolExecutor pool(1);
   std::latch running(1);
   std::promise<void> release;
@@ -221,7 +226,7 @@ TEST_F(Runtime, JoinWaitsForARunningTaskAndDropsItAtItsNextSuspension) {
   EXPECT_FALSE(passed);
 }
 
-TEST_F(Runtime, AScopeJoinsWhenItEnds) {
+TEST_F(TaskScopeTest, AScopeJoinsWhenItEnds) {
   std::optional<Continuation<int>> waiter;
   {
     TaskScope inner(nullptr);
@@ -300,7 +305,7 @@ Task<void> wander(Executor& here, Executor& there, std::latch& done, Sentinel = 
   done.count_down();
 }
 
-TEST(Threads, TasksHopAndRaceWithTheirHandlersOnTwoPools) {
+TEST(TaskScope, TasksHopAndRaceWithTheirHandlersOnTwoPools) {
   constexpr int count = 100;
   std::atomic<int> errors = 0;
   ThreadPoolExecutor left(2), right(2);
@@ -313,7 +318,7 @@ TEST(Threads, TasksHopAndRaceWithTheirHandlersOnTwoPools) {
   EXPECT_EQ(Sentinel::live, 0);
 }
 
-TEST(Threads, JoinDropsTasksInFullFlight) {
+TEST(TaskScope, JoinDropsTasksInFullFlight) {
   for (int round = 0; round < 30; ++round) {
     std::latch neverDone(1000);
     ThreadPoolExecutor left(2), right(2);

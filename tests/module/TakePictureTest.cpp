@@ -11,9 +11,9 @@ using Camera = AVAuthorizationStatus;
 
 const std::string noCamera = "NO_PERMISSION 'Not have permission to use the camera.'";
 
-class TakePicture : public PluginTest {
+class TakePictureTest : public PluginTest {
  protected:
-  TakePicture() {
+  TakePictureTest() {
     fake.bundles.texts = {{"CAMERA_PERMISSION_REJECT_CONFIRM", "No camera"},
                           {"PHOTOLIBRARY_PERMISSION_REJECT_CONFIRM", "No photos"},
                           {"SETTINGS", "Settings"},
@@ -31,7 +31,7 @@ class TakePicture : public PluginTest {
   }
 };
 
-TEST_F(TakePicture, DoesNothingBeforeTheMainQueueRuns) {
+TEST_F(TakePictureTest, DoesNothingBeforeTheMainQueueRuns) {
   const auto callback = issue({});
   EXPECT_FALSE(pending());
   EXPECT_EQ(plugin->inspect().currentCallBack, nullptr);
@@ -48,7 +48,7 @@ TEST_F(TakePicture, DoesNothingBeforeTheMainQueueRuns) {
   EXPECT_FALSE(pending());
 }
 
-TEST_F(TakePicture, SourceAndAuthorizationDecideWhatIsShown) {
+TEST_F(TakePictureTest, SourceAndAuthorizationDecideWhatIsShown) {
   const struct {
     int source;
     Camera camera;
@@ -80,7 +80,7 @@ TEST_F(TakePicture, SourceAndAuthorizationDecideWhatIsShown) {
   EXPECT_THAT(fake.log.lines.all(), IsEmpty());
 }
 
-TEST_F(TakePicture, AMissingSourceIsLoggedAndAnswered) {
+TEST_F(TakePictureTest, AMissingSourceIsLoggedAndAnswered) {
   fake.imagePickers.available = {0};
   const std::string where = std::string(pluginSourceFile) + ":121 takePicture(_:)";
   for (const int given : {1, 2, 5}) {
@@ -96,7 +96,7 @@ TEST_F(TakePicture, AMissingSourceIsLoggedAndAnswered) {
   }
 }
 
-TEST_F(TakePicture, AnUndecidedCameraIsAskedForAndTheAnswerDecides) {
+TEST_F(TakePictureTest, AnUndecidedCameraIsAskedForAndTheAnswerDecides) {
   fake.captureDevice.status = Camera::notDetermined;
   for (const bool granted : {true, false}) {
     controller->shown.clear();
@@ -110,7 +110,7 @@ TEST_F(TakePicture, AnUndecidedCameraIsAskedForAndTheAnswerDecides) {
   }
 }
 
-TEST_F(TakePicture, AnUndecidedLibraryIsAskedForInALaterJobAndAnswersItsOwnCommand) {
+TEST_F(TakePictureTest, AnUndecidedLibraryIsAskedForInALaterJobAndAnswersItsOwnCommand) {
   const std::string refused = "debug PHAuthorization denied or restricted";
   const struct {
     Photos decided;
@@ -144,7 +144,7 @@ TEST_F(TakePicture, AnUndecidedLibraryIsAskedForInALaterJobAndAnswersItsOwnComma
   }
 }
 
-TEST_F(TakePicture, APlugInThatIsGoneDuringAPromptEndsTheFlow) {
+TEST_F(TakePictureTest, APlugInThatIsGoneDuringAPromptEndsTheFlow) {
   fake.captureDevice.status = Camera::notDetermined;
   fake.photoLibrary.status = Photos::notDetermined;
   const auto first = take({}), second = take({{source, library}});
@@ -161,7 +161,86 @@ TEST_F(TakePicture, APlugInThatIsGoneDuringAPromptEndsTheFlow) {
   EXPECT_THAT(second->answers(), ElementsAre("NO_PERMISSION 'has no access to PhotoLibrary'"));
 }
 
-TEST_F(TakePicture, TheTwoAlertsAnswerAndResetDifferently) {
+TEST_F(TakePictureTest, AJobQueuedForAPlugInThatIsGoneDoesNothing) {
+  fake.photoLibrary.status = Photos::notDetermined;
+  const auto callback = issue({{source, library}});
+  fake.mainQueue.runOne();
+  plugin->retryPermission();
+  const std::weak_ptr<VECameraPlugin> gone = plugin;
+  plugin = nullptr;
+  EXPECT_TRUE(gone.expired());
+  fake.settle();
+  EXPECT_FALSE(fake.photoLibrary.asked);
+  EXPECT_EQ(onScreen(), "");
+  EXPECT_THAT(callback->answers(), IsEmpty());
+}
+
+TEST_F(TakePictureTest, TheAuthorizationForVideoAndNoOtherIsReadAndAskedFor) {
+  for (const auto status : {Camera::authorized, Camera::notDetermined, Camera::denied}) {
+    fake.captureDevice.status = status;
+    take({});
+  }
+  plugin->imagePickerControllerDidCancel(picker());
+  fake.settle();
+  EXPECT_THAT(fake.captureDevice.mediaTypes.all(),
+              ElementsAre("vide", "vide", "vide", "vide", "vide"));
+}
+
+TEST_F(TakePictureTest, HandlersOfPermissionsActOnThePlatformsThread) {
+  fake.captureDevice.status = Camera::notDetermined;
+  fake.photoLibrary.status = Photos::notDetermined;
+  take({});
+  fake.captureDevice.asked(true);
+  EXPECT_NE(picker(), nullptr);
+  fake.settle();
+  controller->shown.clear();
+  fake.captureDevice.asked(false);
+  fake.mainQueue.runOne();
+  EXPECT_EQ(onScreen(), "No camera") << "one job presents the alert, which is built already";
+  fake.settle();
+
+  const auto earlier = picker();
+  const auto callback = take({{source, library}});
+  fake.photoLibrary.asked(Photos::authorized);
+  EXPECT_NE(picker(), earlier);
+  fake.photoLibrary.asked(Photos::denied);
+  EXPECT_THAT(callback->answers(), SizeIs(1));
+}
+
+TEST_F(TakePictureTest, TheLibraryIsAskedForWhateverItsAuthorizationIsByThen) {
+  for (const auto status : {Photos::denied, Photos::authorized, Photos::limited}) {
+    fake.photoLibrary.status = Photos::notDetermined;
+    fake.photoLibrary.asked = nullptr;
+    issue({{source, library}});
+    fake.mainQueue.runOne();
+    fake.photoLibrary.status = status;
+    fake.settle();
+    EXPECT_TRUE(fake.photoLibrary.asked);
+    EXPECT_EQ(onScreen(), "");
+  }
+}
+
+TEST_F(TakePictureTest, TheCamerasCancelReturnsToIdleAfterItsAnswerAndTouchesNothingElse) {
+  plugin->setVWebView(std::make_shared<VelmoraWebView>());
+  take({{destination, dataUrl}, {geolocation, true}});
+  finish(cameraInfo());
+  fake.captureDevice.status = Camera::denied;
+  const auto callback = take({});
+  const auto before = plugin->inspect();
+  ASSERT_TRUE(before.hasPendingOperation && before.pickerController && before.data &&
+              before.metadata && before.hasLocationManager);
+  callback->onAnswer = [this] { EXPECT_TRUE(pending() && picker()) << "the answer comes first"; };
+  controller->press(1);
+  EXPECT_THAT(callback->answers(), ElementsAre(noCamera));
+  const auto after = plugin->inspect();
+  EXPECT_FALSE(after.hasPendingOperation || after.pickerController);
+  EXPECT_EQ(after.currentCallBack, callback);
+  EXPECT_EQ(after.data, before.data);
+  EXPECT_EQ(after.metadata, before.metadata);
+  EXPECT_TRUE(after.hasLocationManager && plugin->webView() && plugin->viewController());
+}
+
+TEST_F(TakePictureTest, TheTwoAlertsAnswerAndResetDifferently) {
   const struct {
     int source;
     std::size_t action;
@@ -200,7 +279,7 @@ TEST_F(TakePicture, TheTwoAlertsAnswerAndResetDifferently) {
   }
 }
 
-TEST_F(TakePicture, AlertsAreShownOnTheControllerOfTheirMoment) {
+TEST_F(TakePictureTest, AlertsAreShownOnTheControllerOfTheirMoment) {
   fake.captureDevice.status = Camera::denied;
   plugin->dispose();
   issue({});
@@ -220,7 +299,21 @@ TEST_F(TakePicture, AlertsAreShownOnTheControllerOfTheirMoment) {
     EXPECT_EQ(action.style, UIAlertActionStyle::defaultStyle);
 }
 
-TEST_F(TakePicture, AnAlertOutlivesThePlugInAndThenOnlyDismissesItself) {
+TEST_F(TakePictureTest, ThePickerGoesToTheNewerControllerAndTheCamerasAlertToTheOneItHad) {
+  const auto newer = std::make_shared<FakeController>(fake.mainQueue);
+  for (const auto status : {Camera::authorized, Camera::denied}) {
+    fake.captureDevice.status = status;
+    plugin->setViewController(controller);
+    issue({});
+    fake.mainQueue.runOne();
+    plugin->setViewController(newer);
+    fake.settle();
+    EXPECT_THAT(newer->shown, SizeIs(1)) << "the picker";
+    EXPECT_THAT(controller->shown, SizeIs(status == Camera::denied ? 1 : 0)) << "the alert";
+  }
+}
+
+TEST_F(TakePictureTest, AnAlertOutlivesThePlugInAndThenOnlyDismissesItself) {
   fake.captureDevice.status = Camera::denied;
   fake.photoLibrary.status = Photos::denied;
   const auto first = take({});
@@ -239,7 +332,7 @@ TEST_F(TakePicture, AnAlertOutlivesThePlugInAndThenOnlyDismissesItself) {
   EXPECT_THAT(second->answers(), IsEmpty());
 }
 
-TEST_F(TakePicture, TextsComeFromTheBundleAnewEachTime) {
+TEST_F(TakePictureTest, TextsComeFromTheBundleAnewEachTime) {
   plugin->retryPermission();
   fake.settle();
   controller->press(1);  // No command is in flight: nothing is answered.
@@ -256,7 +349,7 @@ TEST_F(TakePicture, TextsComeFromTheBundleAnewEachTime) {
   }
 }
 
-TEST_F(TakePicture, ThePickerIsConfiguredFromTheOptions) {
+TEST_F(TakePictureTest, ThePickerIsConfiguredFromTheOptions) {
   using Mode = UIImagePickerControllerCameraCaptureMode;
   const std::vector<std::string> available{"public.image", "public.movie"};
   const struct {
@@ -298,7 +391,7 @@ TEST_F(TakePicture, ThePickerIsConfiguredFromTheOptions) {
   }
 }
 
-TEST_F(TakePicture, ThePickerIsPresentedFullScreenWithThePlugInAsItsDelegate) {
+TEST_F(TakePictureTest, ThePickerIsPresentedFullScreenWithThePlugInAsItsDelegate) {
   take({{editing, true}});
   const auto first = std::dynamic_pointer_cast<CameraPicker>(picker());
   EXPECT_EQ(first->modalPresentationStyle(), UIModalPresentationStyle::fullScreen);
@@ -314,7 +407,21 @@ TEST_F(TakePicture, ThePickerIsPresentedFullScreenWithThePlugInAsItsDelegate) {
   EXPECT_THAT(callback->answers(), IsEmpty());
 }
 
-TEST_F(TakePicture, TheCameraDoesNotOfferAllMedia) {
+TEST_F(TakePictureTest, AnEarlierPickerIsReplacedAndStaysUp) {
+  take({});
+  const auto first = picker();
+  take({});
+  const auto second = picker();
+  EXPECT_NE(second, first);
+  const auto refused = take({{media, 2}});
+  EXPECT_THAT(refused->answers(), ElementsAre("INVALID_PARAM 'Not supported mediaType'"));
+  EXPECT_EQ(picker(), second);
+  for (const auto& shown : {first, second})
+    EXPECT_EQ(shown->presentingViewController(), controller);
+  EXPECT_THAT(controller->calls.all(), ElementsAre("present animated", "present animated"));
+}
+
+TEST_F(TakePictureTest, TheCameraDoesNotOfferAllMedia) {
   const auto callback = take({{media, 2}});
   EXPECT_THAT(callback->answers(), ElementsAre("INVALID_PARAM 'Not supported mediaType'"));
   EXPECT_EQ(picker(), nullptr);

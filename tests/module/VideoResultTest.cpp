@@ -9,6 +9,11 @@ using testing::SizeIs;
 using Status = AVAssetExportSessionStatus;
 
 const std::string path = "/app/tmp/velmora_photo_20261116020327.mp4";
+std::string logged(const std::string& sentence) {
+  return "error [] error : " + sentence + " @" + std::string(pluginSourceFile) +
+         ":0 resultForVideo(_:info:)";
+}
+
 const std::string failure = "FAIL_TAKE_PICTURE {errorMsg: 'Fail take picture'}";
 
 Task<void> exported(std::shared_ptr<AVAssetExportSession> session, Executor& resumed, Lines& out) {
@@ -21,7 +26,7 @@ Task<void> exported(std::shared_ptr<AVAssetExportSession> session, Executor& res
   out.add(line);
 }
 
-TEST(ExportAdapter, TheWaiterResumesOnceWhenTheHandlerHasRunAndNeverInline) {
+TEST(AVAssetExportSession, TheWaiterResumesOnceWhenTheHandlerHasRunAndNeverInline) {
   const struct {
     Status status;
     std::optional<NSError> error;
@@ -47,7 +52,7 @@ TEST(ExportAdapter, TheWaiterResumesOnceWhenTheHandlerHasRunAndNeverInline) {
   }
 }
 
-TEST(ExportAdapter, AHandlerThatComesAfterTheTeardownFindsNobody) {
+TEST(AVAssetExportSession, AHandlerThatComesAfterTheTeardownFindsNobody) {
   Lines out;
   const auto session = std::make_shared<FakeExportSession>();
   {
@@ -60,7 +65,7 @@ TEST(ExportAdapter, AHandlerThatComesAfterTheTeardownFindsNobody) {
   EXPECT_THAT(out.all(), IsEmpty());
 }
 
-class VideoResult : public PluginTest {
+class VideoResultTest : public PluginTest {
  protected:
   const Dictionary movie{{std::string(UIImagePickerControllerMediaType), "public.movie"},
                          {std::string(UIImagePickerControllerMediaURL), URL("file:///m.mov")}};
@@ -87,7 +92,7 @@ class VideoResult : public PluginTest {
   }
 };
 
-TEST_F(VideoResult, TheMovieIsExportedToAFreshMpeg4FileAndItsFileUrlGoesThroughTheTransformer) {
+TEST_F(VideoResultTest, TheMovieIsExportedToAFreshMpeg4FileAndItsFileUrlGoesThroughTheTransformer) {
   for (const Arguments& arguments : {Arguments{{destination, fileUri}}, {{destination, 9}}}) {
     const auto callback = export_(arguments);
     EXPECT_THAT(
@@ -105,7 +110,17 @@ TEST_F(VideoResult, TheMovieIsExportedToAFreshMpeg4FileAndItsFileUrlGoesThroughT
   }
 }
 
-TEST_F(VideoResult, WithoutOptionsAFileIsAnswered) {
+TEST_F(VideoResultTest, AMovieIsDeliveredInTheBackgroundAndAnsweredOnTheMainActor) {
+  const auto callback = export_({{destination, fileUri}});
+  fake.assetExports.sessions.back()->end(Status::completed);
+  expectBackgroundJob();
+  fake.manualBackground.runAll();
+  EXPECT_THAT(callback->answers(), IsEmpty());
+  fake.mainQueue.runAll();
+  EXPECT_THAT(callback->answers(), SizeIs(1));
+}
+
+TEST_F(VideoResultTest, WithoutOptionsAFileIsAnswered) {
   const auto callback = take({{album, true}});
   finishWithoutOptions();
   endExport();
@@ -113,7 +128,7 @@ TEST_F(VideoResult, WithoutOptionsAFileIsAnswered) {
   EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
 }
 
-TEST_F(VideoResult, WhatCannotBeExportedOrReadIsAFailure) {
+TEST_F(VideoResultTest, WhatCannotBeExportedOrReadIsAFailure) {
   const std::string key(UIImagePickerControllerMediaURL);
   for (const Dictionary& info : {Dictionary{{key, Value()}}, {{key, "file:///m.mov"}}}) {
     const auto callback = take({{destination, fileUri}});
@@ -136,6 +151,7 @@ TEST_F(VideoResult, WhatCannotBeExportedOrReadIsAFailure) {
     fake.assetExports.sessions.back()->end(status, errorSaying("no codec"));
     fake.settle();
     EXPECT_THAT(callback->answers(), ElementsAre(failure));
+    EXPECT_THAT(fake.log.lines.all(), ElementsAre(logged("no codec")));
     EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
   }
 
@@ -150,7 +166,7 @@ TEST_F(VideoResult, WhatCannotBeExportedOrReadIsAFailure) {
   EXPECT_THAT(fake.files.files, SizeIs(1)) << "the file of a failed step stays";
 }
 
-TEST_F(VideoResult, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
+TEST_F(VideoResultTest, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
   auto callback = export_({{destination, dataUrl}});
   endExport();
   EXPECT_THAT(callback->answers(),
@@ -165,22 +181,30 @@ TEST_F(VideoResult, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
       ElementsAre("success {callbackURI: 'data:video/mp4;base64,b64:" + first + "b64:rest'}"));
 }
 
-TEST_F(VideoResult, ANewLibraryMovieIsAnsweredWithItsAddress) {
+TEST_F(VideoResultTest, ANewLibraryMovieIsAnsweredWithItsAddress) {
   const std::string address = "app:file://assets-library://asset/asset.MP4?id=NEW-1%26ext=MP4";
   const struct {
     bool success;
     std::optional<NSError> error;
     std::string answer;
+    std::optional<std::string> placeholder = "NEW-1";
   } rows[] = {{true, {}, "success {callbackURI: '" + address + "'}"},
-              {false, {}, "success {}"},
-              {false, errorSaying("refused"), "UNABLE_FILE_WRITE {errorMsg: 'refused'}"}};
+              {true, {}, failure, std::nullopt},
+              {true, {}, failure, "not a URL"},
+              {false, {}, failure},
+              {false, errorSaying("refused"), failure}};
   for (const auto& row : rows) {
+    fake.photoLibrary.placeholder = row.placeholder;
     const auto callback = export_({{destination, nativeUri}, {album, true}});
     endExport();
     EXPECT_THAT(callback->answers(), IsEmpty()) << "not before the library has changed";
     fake.photoLibrary.finishChange(row.success, row.error);
+    expectBackgroundJob();
     fake.settle();
     EXPECT_THAT(callback->answers(), ElementsAre(row.answer));
+    if (row.error) {
+      EXPECT_THAT(fake.log.lines.all(), ElementsAre(logged("refused")));
+    }
     EXPECT_THAT(fake.photoLibrary.changes, IsEmpty()) << "saved once";
     EXPECT_THAT(fake.files.files, SizeIs(1));
     fake.files.files.clear();
@@ -188,7 +212,7 @@ TEST_F(VideoResult, ANewLibraryMovieIsAnsweredWithItsAddress) {
   EXPECT_THAT(fake.photoLibrary.added.all(), testing::Each("type 2 of file://" + path));
 }
 
-TEST_F(VideoResult, TheAlbumSaveIsDetachedAndADataUrlsFileLivesUntilItEnds) {
+TEST_F(VideoResultTest, TheAlbumSaveIsDetachedAndADataUrlsFileLivesUntilItEnds) {
   const std::string failed =
       "error [] error : full @" + std::string(pluginSourceFile) + ":354 resultForImage(_:info:)";
   const struct {
@@ -207,6 +231,7 @@ TEST_F(VideoResult, TheAlbumSaveIsDetachedAndADataUrlsFileLivesUntilItEnds) {
     EXPECT_THAT(callback->answers(), SizeIs(1)) << "the answer does not wait for the album";
     EXPECT_THAT(fake.files.files, SizeIs(1)) << "the album still needs it";
     fake.photoLibrary.finishChange(row.success, row.error);
+    expectBackgroundJob();
     fake.settle();
     std::vector<std::string> log{"debug saveToPhotoAlbum true"};
     log.insert(log.end(), row.log.begin(), row.log.end());

@@ -5,8 +5,8 @@
     play.py --program VECAMERA --update SCRIPT.json...
 
 Beside NAME.json stands NAME.expected, with one JSON object a line, in order. A text "<any>" matches
-any value, and "<any>" within a text matches any piece of it. A first line without "event" tells
-about the whole play: {"exit": N} the exit status (0 when left out), {"stderr": TEXT} a text that
+any value, and "<any>" within a text matches any piece of it. A first line without "event"
+describes the whole play: {"exit": N} the exit status (0 when left out), {"stderr": TEXT} a text that
 standard error matches, {"deterministic": false} that two plays may differ (each matches what is
 expected all the same), {"options": [...]} options of `vecamera run`, {"temporaryFolder": NAME} the
 name of the folder in which private folders are made.

@@ -8,6 +8,7 @@
 #include <string>
 #include <thread>
 
+#include "VECamera/options/PictureOptions.h"
 #include "VECamera/platform/UIKit.h"
 #include "apps/vecamera/commands/Files.h"
 #include "apps/vecamera/commands/ResultBytes.h"
@@ -40,20 +41,23 @@ Value argument(bool flag) {
 }
 
 Array argumentsFor(const TakeOptions& options) {
-  const auto& size = options.size;
-  return {argument(options.quality),
-          argument(options.destination),
-          argument(options.source),
-          size ? Value(size->width) : Value(),
-          size ? Value(size->height) : Value(),
-          argument(options.encoding),
-          argument(options.media),
-          argument(options.edit.has_value()),
-          argument(options.correctOrientation),
-          argument(options.save),
-          Value(),
-          argument(options.front),
-          argument(options.location.has_value())};
+  using Position = TakePictureArguments::Position;
+  Array arguments(TakePictureArguments::count);
+  arguments[Position::quality] = argument(options.quality);
+  arguments[Position::destination] = argument(options.destination);
+  arguments[Position::source] = argument(options.source);
+  if (const auto& size = options.size) {
+    arguments[Position::width] = size->width;
+    arguments[Position::height] = size->height;
+  }
+  arguments[Position::encoding] = argument(options.encoding);
+  arguments[Position::media] = argument(options.media);
+  arguments[Position::editing] = argument(options.edit.has_value());
+  arguments[Position::orientation] = argument(options.correctOrientation);
+  arguments[Position::album] = argument(options.save);
+  arguments[Position::front] = argument(options.front);
+  arguments[Position::geolocation] = argument(options.location.has_value());
+  return arguments;
 }
 
 bool isPicture(const fs::path& file) {

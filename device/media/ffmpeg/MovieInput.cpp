@@ -257,7 +257,7 @@ MediaResult<Codec> openDecoder(const AVStream& stream) {
                         AVError::decodeFailed);
 }
 
-imaging::Turn orientationOf(const AVStream& stream) {
+imaging::Orientation orientationOf(const AVStream& stream) {
   std::size_t size = 0;
   const std::uint8_t* const data =
       av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
@@ -269,7 +269,7 @@ imaging::Turn orientationOf(const AVStream& stream) {
   const std::int64_t b = matrix[1];
   const std::int64_t c = matrix[3];
   const std::int64_t d = matrix[4];
-  imaging::Turn orientation;
+  imaging::Orientation orientation;
   orientation.swapsAxes = std::abs(b) > std::abs(a);
   orientation.mirrorsX = (orientation.swapsAxes ? c : a) < 0;
   orientation.mirrorsY = (orientation.swapsAxes ? b : d) < 0;

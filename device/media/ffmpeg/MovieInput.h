@@ -79,7 +79,7 @@ MediaResult<Codec> openDecoder(const AVStream& stream);
 
 /// The orientation that shows the stream's frames upright, by its display matrix; the nearest one
 /// for odd angles.
-imaging::Turn orientationOf(const AVStream& stream);
+imaging::Orientation orientationOf(const AVStream& stream);
 
 /// Width by height of a pixel; 1 by 1 where it is unknown or absurd.
 AVRational pixelAspectRatio(const AVStream& stream);

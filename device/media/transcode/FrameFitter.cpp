@@ -32,7 +32,8 @@ void blacken(AVFrame& frame) {
 
 /// In squares, which make good use of the cache when the axes are exchanged.
 void orientPlane(const std::uint8_t* from, std::ptrdiff_t fromStride, int width, int height,
-                 std::uint8_t* to, std::ptrdiff_t toStride, const imaging::Turn& orientation) {
+                 std::uint8_t* to, std::ptrdiff_t toStride,
+                 const imaging::Orientation& orientation) {
   constexpr int square = 32;
   const int toWidth = orientation.swapsAxes ? height : width;
   const int toHeight = orientation.swapsAxes ? width : height;
@@ -100,7 +101,7 @@ AVFrame* FrameFitter::fit(AVFrame& given) {
   const bool fits =
       format.pixels == AV_PIX_FMT_YUV420P && !format.isFullRange && format.size == size_;
   AVFrame* const stored = fits ? &source : scaled(source);
-  if (!stored || orientation_ == imaging::Turn{}) return stored;
+  if (!stored || orientation_ == imaging::Orientation{}) return stored;
   if (!allocate(upright_, uprightSize())) return nullptr;
   for (int plane = 0; plane < 3; ++plane) {
     const int shift = plane == 0 ? 0 : 1;

@@ -13,7 +13,7 @@ namespace vecamera::device::media {
 class FrameFitter {
  public:
   /// `size` has even sides and is that of the stored frame, which the orientation shows upright.
-  FrameFitter(Size size, const imaging::Turn& orientation)
+  FrameFitter(Size size, const imaging::Orientation& orientation)
       : size_(size), orientation_(orientation) {}
 
   Size uprightSize() const { return media::uprightSize(size_, orientation_); }
@@ -26,7 +26,7 @@ class FrameFitter {
   AVFrame* scaled(const AVFrame& source);
 
   const Size size_;
-  const imaging::Turn orientation_;
+  const imaging::Orientation orientation_;
   /// What the scaler is made for, how much of it is used, and where that lies in the frame.
   FrameFormat format_;
   Size used_;

@@ -19,7 +19,7 @@ struct FrameFormat {
 };
 
 /// The sides of what has the stored size, once it is upright.
-inline Size uprightSize(Size stored, const imaging::Turn& orientation) {
+inline Size uprightSize(Size stored, const imaging::Orientation& orientation) {
   return orientation.swapsAxes ? Size{stored.height, stored.width} : stored;
 }
 

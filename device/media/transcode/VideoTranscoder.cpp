@@ -13,7 +13,8 @@ namespace {
 constexpr std::int64_t ticksPerSecond = videoTimeBase.den;
 constexpr std::int64_t maxTicks = maxMovieMicroseconds / 1'000'000 * ticksPerSecond;
 
-VideoSettings settingsFor(const AVStream& source, Size size, const imaging::Turn& orientation) {
+VideoSettings settingsFor(const AVStream& source, Size size,
+                          const imaging::Orientation& orientation) {
   const AVCodecParameters& video = *source.codecpar;
   VideoSettings settings;
   settings.size = size;
@@ -147,7 +148,7 @@ MediaResult<std::unique_ptr<TrackWriter>> transcodeVideo(const MovieInput& input
   const AVStream& source = input.video();
   auto decoder = openDecoder(source);
   if (!decoder) return std::move(decoder).failure();
-  const imaging::Turn orientation = orientationOf(source);
+  const imaging::Orientation orientation = orientationOf(source);
   FrameFitter fitter(encodableSize({source.codecpar->width, source.codecpar->height}), orientation);
   auto track =
       EncodedTrack::addVideo(output, settingsFor(source, fitter.uprightSize(), orientation));

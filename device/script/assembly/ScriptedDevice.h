@@ -81,7 +81,7 @@ class ScriptedApplication : public UIApplication {
   ScriptedApplication(FaultBook& faults, ScriptObserver& observer)
       : faults_(faults), observer_(observer) {}
   std::optional<URL> openSettingsURL() override;
-  void openURL(const URL& url) override { observer_.openedURL(url); }
+  void openURL(const URL& url) override { observer_.onURLOpened(url); }
 
  private:
   FaultBook& faults_;

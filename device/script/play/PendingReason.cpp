@@ -4,8 +4,9 @@ namespace vecamera::device::script {
 namespace {
 
 using Source = UIImagePickerControllerSourceType;
+using Position = TakePictureArguments::Position;
 
-std::int64_t integerAt(const container::Callback& callback, std::size_t position,
+std::int64_t integerAt(const container::Callback& callback, Position position,
                        std::int64_t otherwise) {
   const auto argument = callback.command().argument(position);
   return argument ? argument->integerValue().value_or(otherwise) : otherwise;
@@ -13,13 +14,13 @@ std::int64_t integerAt(const container::Callback& callback, std::size_t position
 
 /// Videos of the photo library are taken with the camera.
 std::int64_t sourceOf(const container::Callback& callback) {
-  const auto source = integerAt(callback, 2, Source::camera);
-  const bool isVideo = integerAt(callback, 6, 0) == 1;
+  const auto source = integerAt(callback, Position::source, Source::camera);
+  const bool isVideo = integerAt(callback, Position::media, 0) == 1;
   return source == Source::photoLibrary && isVideo ? Source::camera : source;
 }
 
 bool asksForLocation(const container::Callback& callback) {
-  const auto argument = callback.command().argument(12);
+  const auto argument = callback.command().argument(Position::geolocation);
   return argument && argument->booleanValue().value_or(false);
 }
 
@@ -42,9 +43,9 @@ std::string heldBackForLocation(const container::Callback& callback, const Scrip
              "refusal is not told to the plug-in";
     return "the photo is held back for its location, and no location update has come";
   }
-  if (integerAt(callback, 1, 2) == 2)
+  if (integerAt(callback, Position::destination, 2) == 2)
     return "the photo was held back for its location, and then a native URI gets no answer";
-  if (integerAt(callback, 5, 0) == 1)
+  if (integerAt(callback, Position::encoding, 0) == 1)
     return "the photo is held back for its location, but a PNG starts no location manager";
   return "the photo is held back for its location, but without a JPEG and its media metadata no "
          "location manager is started";

@@ -11,9 +11,9 @@ using namespace std::chrono;
 const std::string fileName = "/app/tmp/velmora_photo_20261116020327";
 const Date lateEvening = sys_days{2024y / March / 1} + 23h + 59min + 59s + 123456us;
 
-class Location : public PluginTest {
+class HeldBackPhotoTest : public PluginTest {
  protected:
-  Location() {
+  HeldBackPhotoTest() {
     fake.coreLocation.fix = [] { return CLLocation{{-33.5, 151.2}, 12, lateEvening}; };
   }
   /// A camera photo that waits for its location.
@@ -26,7 +26,7 @@ class Location : public PluginTest {
   }
 };
 
-TEST_F(Location, TheGpsDictionaryKeepsSignsBesideItsTextReferences) {
+TEST_F(HeldBackPhotoTest, TheGpsDictionaryKeepsSignsBesideItsTextReferences) {
   const double nan = std::nan("");
   const std::string stamps = "DateStamp: '2024:03:01', ";
   const std::string time = ", TimeStamp: '23:59:59.123456'}";
@@ -57,7 +57,7 @@ TEST_F(Location, TheGpsDictionaryKeepsSignsBesideItsTextReferences) {
       << "the device's own zone, where UTC is unknown";
 }
 
-TEST_F(Location, AManagerIsMadeOnTheFirstReadAndNeverStartedByIt) {
+TEST_F(HeldBackPhotoTest, AManagerIsMadeOnTheFirstReadAndNeverStartedByIt) {
   EXPECT_FALSE(plugin->inspect().hasLocationManager);
   const auto manager = plugin->locationManager();
   EXPECT_EQ(plugin->locationManager(), manager);
@@ -70,7 +70,7 @@ TEST_F(Location, AManagerIsMadeOnTheFirstReadAndNeverStartedByIt) {
   EXPECT_THAT(fake.coreLocation.calls.all(), ElementsAre("make", "make"));
 }
 
-TEST_F(Location, ACameraPhotoIsHeldBackUntilTheFirstUpdate) {
+TEST_F(HeldBackPhotoTest, ACameraPhotoIsHeldBackUntilTheFirstUpdate) {
   const auto callback = capture(fileUri);
   EXPECT_THAT(callback->answers(), IsEmpty());
   EXPECT_NE(picker(), nullptr);
@@ -97,7 +97,33 @@ TEST_F(Location, ACameraPhotoIsHeldBackUntilTheFirstUpdate) {
   EXPECT_THAT(fake.coreLocation.calls.all(), ElementsAre("stop"));
 }
 
-TEST_F(Location, WithoutUsableMetadataThePhotoWaitsAndNoLocationIsAskedFor) {
+TEST_F(HeldBackPhotoTest, APhotoThatCannotBeEncodedReplacesAnEarlierOne) {
+  capture(dataUrl);
+  ASSERT_TRUE(plugin->inspect().data);
+  fake.images.encodes = false;
+  const auto callback = capture(dataUrl);
+  EXPECT_FALSE(plugin->inspect().data);
+  update();
+  EXPECT_THAT(callback->answers(), ElementsAre("success {}"));
+}
+
+TEST_F(HeldBackPhotoTest, TheGpsDictionaryReplacesAnEarlierOne) {
+  fake.imageIO.properties = Dictionary{{"{GPS}", Dictionary{{"Speed", 5}, {"Altitude", 1}}}};
+  take({{destination, fileUri}, {source, library}, {geolocation, true}});
+  finish({{std::string(UIImagePickerControllerPHAsset), std::make_shared<FakeAsset>("A")}});
+  fake.imageManager.requests.front()(Data(), {}, 1, {});
+  fake.settle();
+  ASSERT_EQ(plugin->inspect().metadata, fake.imageIO.properties);
+  fake.imageIO.calls.clear();
+  plugin->locationManager();
+  take({{destination, dataUrl}, {source, library}});
+  update();
+  EXPECT_THAT(fake.imageIO.calls.all(),
+              testing::Contains(testing::AllOf(testing::HasSubstr("Altitude: 12"),
+                                               testing::Not(testing::HasSubstr("Speed")))));
+}
+
+TEST_F(HeldBackPhotoTest, WithoutUsableMetadataThePhotoWaitsAndNoLocationIsAskedFor) {
   const std::string key(UIImagePickerControllerMediaMetadata);
   for (const Dictionary& info : {Dictionary(), Dictionary{{key, "text"}}}) {
     const auto callback = capture(dataUrl, {}, info);
@@ -111,7 +137,7 @@ TEST_F(Location, WithoutUsableMetadataThePhotoWaitsAndNoLocationIsAskedFor) {
   EXPECT_THAT(fake.coreLocation.calls.all(), testing::Contains("start"));
 }
 
-TEST_F(Location, PngAndNativeUrisStartNoLocation) {
+TEST_F(HeldBackPhotoTest, PngAndNativeUrisStartNoLocation) {
   for (const auto& [form, encoded] : {std::pair(fileUri, 1), std::pair(nativeUri, 0)}) {
     const auto callback = capture(form, {{encoding, encoded}});
     EXPECT_FALSE(plugin->inspect().data || plugin->inspect().metadata);
@@ -120,7 +146,7 @@ TEST_F(Location, PngAndNativeUrisStartNoLocation) {
   }
 }
 
-TEST_F(Location, TheHeldBackResultIsAnsweredByItsDestination) {
+TEST_F(HeldBackPhotoTest, TheHeldBackResultIsAnsweredByItsDestination) {
   const std::string file = "success {callbackURI: <app:file://" + fileName;
   const struct {
     int form, encoding;
@@ -159,7 +185,7 @@ TEST_F(Location, TheHeldBackResultIsAnsweredByItsDestination) {
   }
 }
 
-TEST_F(Location, AnUpdateWithoutMetadataStillAnswers) {
+TEST_F(HeldBackPhotoTest, AnUpdateWithoutMetadataStillAnswers) {
   const auto callback = capture(dataUrl, {}, {});
   plugin->locationManager();
   update();
@@ -167,7 +193,7 @@ TEST_F(Location, AnUpdateWithoutMetadataStillAnswers) {
   EXPECT_THAT(fake.imageIO.calls.all(), IsEmpty());
 }
 
-TEST_F(Location, AFailedEmbeddingIsSilent) {
+TEST_F(HeldBackPhotoTest, AFailedEmbeddingIsSilent) {
   for (bool* broken :
        {&fake.images.decodes, &fake.imageIO.makesSources, &fake.imageIO.makesDestinations}) {
     *broken = false;
@@ -181,7 +207,7 @@ TEST_F(Location, AFailedEmbeddingIsSilent) {
   EXPECT_THAT(fake.log.lines.all(), testing::Each("debug saveToPhotoAlbum false"));
 }
 
-TEST_F(Location, AnUpdateWithoutALocationIsFatalAfterTheManagerIsReleased) {
+TEST_F(HeldBackPhotoTest, AnUpdateWithoutALocationIsFatalAfterTheManagerIsReleased) {
   capture(dataUrl);
   fake.coreLocation.fix = [] { return std::nullopt; };
   EXPECT_THROW(update(), FatalError);

@@ -10,7 +10,7 @@ using namespace std::chrono;
 
 const std::string removalFailed = "UNABLE_FILE_REMOVE 'One or more files failed to be deleted.'";
 
-class Container : public PluginTest {
+class VECameraPluginTest : public PluginTest {
  protected:
   std::vector<std::string> cleanup() {
     const auto callback = std::make_shared<FakeCallBack>();
@@ -23,7 +23,7 @@ class Container : public PluginTest {
   }
 };
 
-TEST_F(Container, TemporaryNamesCarryTheDeviceTimeOnATwelveHourClock) {
+TEST_F(VECameraPluginTest, TemporaryNamesCarryTheDeviceTimeOnATwelveHourClock) {
   const auto day = sys_days{2026y / November / 16} - 9h;
   const std::string prefix = "/app/tmp/velmora_photo_20261116";
   const std::tuple<Date, std::string, std::string> rows[] = {
@@ -42,14 +42,15 @@ TEST_F(Container, TemporaryNamesCarryTheDeviceTimeOnATwelveHourClock) {
   EXPECT_THROW(plugin->tempFilePath("jpg"), FatalError);
 }
 
-TEST_F(Container, ATakenNameIsWaitedForAndNotVaried) {
+TEST_F(VECameraPluginTest, ATakenNameIsWaitedForAndNotVaried) {
   const std::string path = "/app/tmp/velmora_photo_20261116020327.jpg";
   fake.files.pollsUntilFree[path] = 1000;
-  EXPECT_EQ(plugin->tempFilePath("jpg"), path);
+  fake.files.onPoll = [this] { fake.clock.time += 1s; };
+  EXPECT_EQ(plugin->tempFilePath("jpg"), path) << "the date is taken once";
   EXPECT_EQ(fake.files.pollsUntilFree[path], -1) << "asked until it was free, and no further";
 }
 
-TEST_F(Container, CleanupRemovesEveryEntryAndStopsAtTheFirstFailure) {
+TEST_F(VECameraPluginTest, CleanupRemovesEveryEntryAndStopsAtTheFirstFailure) {
   const std::string where = " @" + std::string(pluginSourceFile) + ":190 cleanup(_:)";
   const std::vector<std::string> success{"success"}, failure{removalFailed};
   const struct {
@@ -86,7 +87,7 @@ TEST_F(Container, CleanupRemovesEveryEntryAndStopsAtTheFirstFailure) {
   EXPECT_THAT(pluginSourceFile, EndsWith("VECamera/core/VECameraPlugin.cpp"));
 }
 
-TEST_F(Container, CleanupLeavesACommandInFlightAlone) {
+TEST_F(VECameraPluginTest, CleanupLeavesACommandInFlightAlone) {
   const auto callback = take({});
   const auto shown = picker();
   cleanup();
@@ -95,7 +96,7 @@ TEST_F(Container, CleanupLeavesACommandInFlightAlone) {
   EXPECT_THAT(callback->answers(), IsEmpty());
 }
 
-TEST_F(Container, TheHostsFunctionGetsAFileUrlAndItsMissingResultGivesTheInputBack) {
+TEST_F(VECameraPluginTest, TheHostsFunctionGetsAFileUrlAndItsMissingResultGivesTheInputBack) {
   const auto through = [this](std::string text) {
     return plugin->urlTransformer(URL(std::move(text))).absoluteString();
   };
@@ -113,18 +114,34 @@ TEST_F(Container, TheHostsFunctionGetsAFileUrlAndItsMissingResultGivesTheInputBa
   EXPECT_EQ(through("/a/b.jpg"), "/a/b.jpg");
 }
 
-TEST_F(Container, DisposeDropsOnlyTheViews) {
+TEST_F(VECameraPluginTest, DisposeDropsOnlyTheViewsAndAHeldBackPhotoStillGetsItsAnswer) {
+  fake.coreLocation.fix = [] { return CLLocation(); };
   plugin->setVWebView(std::make_shared<VelmoraWebView>());
-  const auto callback = take({});
+  const auto callback = take({{destination, dataUrl}, {geolocation, true}});
+  finish(cameraInfo());
+  const auto shown = picker();
+  const auto before = plugin->inspect();
+  ASSERT_TRUE(shown && before.data && before.metadata && before.hasLocationManager);
   plugin->dispose();
   EXPECT_EQ(plugin->webView(), nullptr);
   EXPECT_EQ(plugin->viewController(), nullptr);
-  EXPECT_EQ(plugin->inspect().currentCallBack, callback);
-  EXPECT_NE(picker(), nullptr);
+  const auto after = plugin->inspect();
+  EXPECT_EQ(after.currentCallBack, callback);
+  EXPECT_EQ(after.pickerController, shown);
+  EXPECT_EQ(after.data, before.data);
+  EXPECT_EQ(after.metadata, before.metadata);
+  EXPECT_TRUE(after.hasLocationManager);
   EXPECT_THAT(callback->answers(), IsEmpty());
+  update();
+  EXPECT_THAT(callback->answers(), testing::SizeIs(1));
+
+  take({});
+  EXPECT_TRUE(pending()) << "nothing presents its picker";
+  plugin->dispose();
+  EXPECT_TRUE(pending());
 }
 
-TEST_F(Container, ANewerCommandReplacesTheOlderWhichIsNeverAnswered) {
+TEST_F(VECameraPluginTest, ANewerCommandReplacesTheOlderWhichIsNeverAnswered) {
   const auto older = take({{source, library}}), newer = take({{source, library}});
   plugin->imagePickerControllerDidCancel(picker());
   fake.settle();
@@ -132,7 +149,7 @@ TEST_F(Container, ANewerCommandReplacesTheOlderWhichIsNeverAnswered) {
   EXPECT_THAT(newer->answers(), ElementsAre("NO_PERMISSION {errorMsg: 'no image selected'}"));
 }
 
-TEST_F(Container, ASelectorReachesItsOperation) {
+TEST_F(VECameraPluginTest, ASelectorReachesItsOperation) {
   const auto view = std::make_shared<VelmoraWebView>();
   const auto manager = fake.coreLocation.makeLocationManager();
   call("setVWebView:", {view});
@@ -176,7 +193,22 @@ TEST_F(Container, ASelectorReachesItsOperation) {
   EXPECT_EQ(plugin->viewController(), controller);
 }
 
-TEST_F(Container, UnknownSelectorsAndArgumentsOfTheWrongTypeDoNothing) {
+TEST_F(VECameraPluginTest, SettersTakeNothing) {
+  const auto view = std::make_shared<VelmoraWebView>();
+  for (const auto* setter : {"setVWebView:", "setWebView:"}) {
+    call(setter, {view});
+    EXPECT_EQ(plugin->webView(), view);
+    call(setter, {Value()});
+    EXPECT_EQ(plugin->webView(), nullptr);
+  }
+  call("setViewController:", {Value()});
+  EXPECT_EQ(plugin->viewController(), nullptr);
+  call("setLocationManager:", {fake.coreLocation.makeLocationManager()});
+  call("setLocationManager:", {Value()});
+  EXPECT_FALSE(plugin->inspect().hasLocationManager);
+}
+
+TEST_F(VECameraPluginTest, UnknownSelectorsAndArgumentsOfTheWrongTypeDoNothing) {
   for (const auto* unknown : {"", "takePicture", "pluginInitialize", "handleOpenURL:", "onReset"})
     EXPECT_EQ(plugin->operationForSelector(unknown), nullptr) << unknown;
   for (const Value& wrong : {Value(), Value(5), Value(photo)}) {

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "VECamera/result/ResultContext.h"
+
+namespace vecamera {
+
+/// Adds the resource of a new library asset, in a change block; false where there is none to add.
+using AddResource = std::function<bool(PHAssetCreationRequest&)>;
+
+/// The result of a picture or movie that becomes a new library asset: its native URI. The extension
+/// is in upper case. Goes on on the background executor.
+Task<ResultPair> newAssetResult(ResultContext context, AddResource addResource,
+                                std::string extension);
+/// Saves a copy to the photo album and logs how that ended. It does not need the plug-in.
+Task<void> saveToAlbum(Platform platform, AddResource addResource);
+
+}  // namespace vecamera
