@@ -145,7 +145,7 @@ bool isPlainKey(std::string_view key) {
 
 Result<Json, ScriptError> parseStrictJson(std::string_view text, std::size_t maxDepth) {
   Builder builder(text, maxDepth);
-  if (!Json::sax_parse(text, &builder)) return Failure(builder.error());
+  if (!Json::sax_parse(text, &builder)) return Failure{builder.error()};
   return builder.takeDocument();
 }
 

@@ -41,7 +41,7 @@ auto readWhole(const Json& document, ReadingFiles files, Read read)
     -> Result<decltype(read(std::declval<JsonNode>())), ScriptError> {
   JsonReading reading(std::move(files));
   auto made = read(JsonNode(reading, document, ""));
-  if (reading.error()) return Failure(*reading.error());
+  if (reading.error()) return Failure{*reading.error()};
   return made;
 }
 
