@@ -224,7 +224,7 @@ std::uint8_t asByte(float component) {
 }
 
 std::optional<imaging::Bitmap> painted(std::size_t width, std::size_t height, std::uint32_t seed) {
-  auto bitmap = imaging::Bitmap::uninitialized(width, height);
+  auto bitmap = imaging::Bitmap::uninitialized(width, height).value();
   if (!bitmap) return std::nullopt;
   const Scene scene(width, height, seed);
   for (std::size_t y = 0; y < height; ++y) {
@@ -278,9 +278,9 @@ Result<Data, CameraError> generateTestScene(std::size_t width, std::size_t heigh
   constexpr int quality = 92;
   if (width == 0 || height == 0 || width > maxSide || height > maxSide)
     return Failure(CameraError::invalidSize);
-  const imaging::Orientation upright = imaging::turnFor(storedOrientation);
+  const imaging::Orientation upright = imaging::orientationFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
-  if (scene) scene = imaging::turned(std::move(*scene), imaging::inverse(upright));
+  if (scene) scene = imaging::oriented(std::move(*scene), imaging::inverse(upright)).value();
   if (!scene) return Failure(CameraError::notEncoded);
   auto jpeg = imaging::encodeJpeg(*scene, quality, {});
   if (!jpeg) return Failure(CameraError::notEncoded);

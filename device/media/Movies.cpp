@@ -63,7 +63,8 @@ std::optional<imaging::Bitmap> bitmapOf(const AVFrame& given, Size size) {
   // Its rows are longer than the bitmap's, which the scaler makes use of.
   const Frame scaled = newVideoFrame(AV_PIX_FMT_RGBA, size);
   auto bitmap = imaging::Bitmap::uninitialized(static_cast<std::size_t>(size.width),
-                                               static_cast<std::size_t>(size.height));
+                                               static_cast<std::size_t>(size.height))
+                    .value();
   if (!scaler || !scaled || !bitmap ||
       sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, scaled->data,
                 scaled->linesize) <= 0)
@@ -145,8 +146,8 @@ std::optional<Data> posterOf(const MediaResult<std::unique_ptr<MovieInput>>& inp
       break;
     }
   }
-  poster = imaging::turned(std::move(*poster), orientationOf((*input)->video()));
-  auto jpeg = poster ? imaging::encodeJpeg(*poster, quality, {}) : std::nullopt;
+  poster = imaging::oriented(std::move(*poster), orientationOf((*input)->video())).value();
+  auto jpeg = poster ? imaging::encodeJpeg(*poster, quality, {}).value() : std::nullopt;
   return jpeg ? std::optional(Data(std::move(*jpeg))) : std::nullopt;
 }
 

@@ -18,7 +18,7 @@ std::string_view fileExtension(PictureFormat format);
 
 enum class ColorModel { rgb, gray, cmyk };
 
-/// What the head of an encoded picture tells without decoding its pixels.
+/// What is read of an encoded picture without decoding its pixels.
 struct PictureHeader {
   PictureFormat format = PictureFormat::jpeg;
   /// The sides as stored, in pixels, before the orientation is applied.
@@ -28,7 +28,7 @@ struct PictureHeader {
   bool hasAlpha = false;
   ColorModel colorModel = ColorModel::rgb;
   int bitsPerChannel = 8;
-  /// Pixels per inch where the container itself tells them, else 0.
+  /// Pixels per inch where the file states them outside of its Exif block, else 0.
   double dpiX = 0;
   double dpiY = 0;
   /// The Exif block from its TIFF header on; empty where there is none.

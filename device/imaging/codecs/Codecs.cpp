@@ -28,7 +28,7 @@ bool describesRgb(const std::vector<std::uint8_t>& profile) {
 
 std::optional<PictureHeader> readHeaderAs(PictureFormat format, Bytes bytes) {
   switch (format) {
-    case PictureFormat::jpeg: return readJpegHeader(bytes);
+    case PictureFormat::jpeg: return readJpegHeader(bytes).value();
     case PictureFormat::png: return readPngHeader(bytes);
     case PictureFormat::heic: return readHeifHeader(bytes);
     case PictureFormat::webp: return readWebpHeader(bytes);
@@ -45,23 +45,23 @@ std::optional<Bitmap> decodeWhole(Bytes bytes, const PictureHeader& header) {
   }
 }
 
-std::optional<DecodedPicture> decodeRows(RowSource& rows, const Turn& turn) {
-  constexpr std::size_t stripRows = 16;
+ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) {
+  constexpr std::size_t bandRows = 16;
   const std::size_t width = rows.width();
   const std::size_t height = rows.height();
-  auto bitmap =
-      Bitmap::uninitialized(turn.swapsAxes ? height : width, turn.swapsAxes ? width : height);
-  const ScratchBuffer strip(width * stripRows * sizeof(std::uint32_t));
-  if (!bitmap || !strip) return std::nullopt;
-  auto* pixels = reinterpret_cast<std::uint32_t*>(strip.data());
-  for (std::size_t y = 0; y < height; y += stripRows) {
-    const std::size_t count = std::min(stripRows, height - y);
-    if (!rows.read(pixels, count)) return std::nullopt;
-    placeTurned(pixels, width, height, y, count, turn, *bitmap);
+  auto bitmap = Bitmap::uninitialized(orientation.swapsAxes ? height : width,
+                                      orientation.swapsAxes ? width : height);
+  const ScratchBuffer band(width * bandRows * sizeof(std::uint32_t));
+  if (!bitmap || !band) return Failure(ImageError::outOfMemory);
+  auto* pixels = reinterpret_cast<std::uint32_t*>(band.data());
+  for (std::size_t y = 0; y < height; y += bandRows) {
+    const std::size_t count = std::min(bandRows, height - y);
+    if (!rows.read(pixels, count)) return Failure(ImageError::corrupt);
+    copyOriented(pixels, width, height, y, count, orientation, *bitmap);
   }
-  if (!rows.finish()) return std::nullopt;
+  if (!rows.finish()) return Failure(ImageError::corrupt);
   bitmap->setKnownOpaque(rows.isOpaque());
-  return DecodedPicture{std::move(*bitmap), rows.sourcePixels()};
+  return bitmap;
 }
 
 }  // namespace
@@ -97,11 +97,11 @@ std::optional<PictureFormat> formatOf(Bytes bytes) {
   return std::nullopt;
 }
 
-std::optional<PictureHeader> readHeader(Bytes bytes) {
+ImageResult<PictureHeader> readHeader(Bytes bytes) {
   const auto format = formatOf(bytes);
-  if (!format) return std::nullopt;
+  if (!format) return Failure(ImageError::unsupported);
   auto header = readHeaderAs(*format, bytes);
-  if (!header || header->width == 0 || header->height == 0) return std::nullopt;
+  if (!header || header->width == 0 || header->height == 0) return Failure(ImageError::corrupt);
   header->format = *format;
   // Colour profiles say nothing of grey pixels and inks, whatever the file claims.
   if (header->colorModel != ColorModel::rgb || !describesRgb(header->profile))
@@ -109,34 +109,30 @@ std::optional<PictureHeader> readHeader(Bytes bytes) {
   // The pixels of a HEIC picture come out upright: its container turns them, not its Exif block.
   if (*format != PictureFormat::heic)
     header->orientation = orientationOfExif(orientationInExif(header->exif).value_or(1));
-  return header;
+  return *std::move(header);
 }
 
-std::unique_ptr<RowSource> openRows(Bytes bytes, const PictureHeader& header, double coverWidth,
-                                    double coverHeight, const ThreadBudget& threads) {
-  switch (header.format) {
-    case PictureFormat::jpeg: return openJpegRows(bytes, header, coverWidth, coverHeight);
-    case PictureFormat::png: return openPngRows(bytes, header, threads);
-    default: return nullptr;
-  }
+ImageResult<std::unique_ptr<RowSource>> openRows(Bytes bytes, const PictureHeader& header,
+                                                 DecodeScale scale, const ThreadBudget& threads) {
+  if (header.format == PictureFormat::jpeg) return openJpegRows(bytes, header, scale);
+  if (header.format == PictureFormat::png)
+    if (auto rows = openPngRows(bytes, header, threads)) return rows;
+  return Failure(ImageError::unsupported);
 }
 
-double rowStep(const PictureHeader& header, double coverWidth, double coverHeight) {
-  return header.format == PictureFormat::jpeg ? 8.0 / jpegEighths(header, coverWidth, coverHeight)
-                                              : 1;
+DecodeScale decodeScaleFor(const PictureHeader& header, double storedPerResult) {
+  return header.format == PictureFormat::jpeg ? jpegDecodeScale(storedPerResult) : DecodeScale{};
 }
 
-std::optional<DecodedPicture> decode(Bytes bytes, const PictureHeader& header, const Turn& turn,
-                                     double coverWidth, double coverHeight,
-                                     const ThreadBudget& threads) {
-  if (const auto rows = openRows(bytes, header, coverWidth, coverHeight, threads))
-    return decodeRows(*rows, turn);
+ImageResult<Bitmap> decode(Bytes bytes, const PictureHeader& header, const Orientation& orientation,
+                           DecodeScale scale, const ThreadBudget& threads) {
+  const auto rows = openRows(bytes, header, scale, threads);
+  if (rows) return decodeRows(**rows, orientation);
+  if (rows.error() != ImageError::unsupported) return rows.failure();
   auto whole = decodeWhole(bytes, header);
-  if (!whole) return std::nullopt;
+  if (!whole) return Failure(ImageError::corrupt);
   whole->setKnownOpaque(!header.hasAlpha);
-  auto result = turned(std::move(*whole), turn);
-  if (!result) return std::nullopt;
-  return DecodedPicture{std::move(*result), 1};
+  return oriented(std::move(*whole), orientation);
 }
 
 }  // namespace vecamera::device::imaging

@@ -74,7 +74,7 @@ std::optional<Bitmap> copyOf(const heif_image* image, const PictureHeader& heade
   if (!plane || width != static_cast<int>(header.width) ||
       height != static_cast<int>(header.height))
     return std::nullopt;
-  auto bitmap = Bitmap::uninitialized(header.width, header.height);
+  auto bitmap = Bitmap::uninitialized(header.width, header.height).value();
   if (!bitmap) return std::nullopt;
   for (std::size_t y = 0; y < bitmap->height(); ++y)
     std::memcpy(bitmap->row(y), plane + y * static_cast<std::size_t>(stride),

@@ -48,7 +48,7 @@ std::optional<PictureHeader> readWebpHeader(Bytes bytes) {
 }
 
 std::optional<Bitmap> decodeWebp(Bytes bytes, const PictureHeader& header) {
-  auto bitmap = Bitmap::uninitialized(header.width, header.height);
+  auto bitmap = Bitmap::uninitialized(header.width, header.height).value();
   WebPDecoderConfig config;
   if (!bitmap || !WebPInitDecoderConfig(&config)) return std::nullopt;
   config.output.colorspace = MODE_rgbA;  // premultiplied

@@ -26,14 +26,14 @@ class Canvas final : public UIGraphicsImageContext, public CGContext {
     if (!source) return;
     const CGSize shown = image->size();
     const AffineMap upright =
-        mapOf(turnFor(image->imageOrientation()), static_cast<double>(source->width()),
-              static_cast<double>(source->height()));
+        affineMapOf(orientationFor(image->imageOrientation()), static_cast<double>(source->width()),
+                    static_cast<double>(source->height()));
     record(source, compose(mapToRect(rect, shown.width, shown.height), upright));
   }
 
   std::shared_ptr<UIImage> imageFromCurrentImageContext() override {
     if (!recording_) return nullptr;
-    return std::make_shared<Picture>(std::make_shared<const Source>(*recording_),
+    return std::make_shared<Picture>(std::make_shared<const LazyImage>(*recording_),
                                      UIImageOrientation::up);
   }
 
@@ -57,8 +57,8 @@ class Canvas final : public UIGraphicsImageContext, public CGContext {
   }
 
  private:
-  void record(const std::shared_ptr<const Source>& source, const AffineMap& map) {
-    if (recording_) recording_->drawings.push_back({source, compose(matrix_, map)});
+  void record(const std::shared_ptr<const LazyImage>& source, const AffineMap& map) {
+    if (recording_) recording_->commands.push_back({source, compose(matrix_, map)});
   }
 
   std::optional<DrawList> recording_;

@@ -42,8 +42,8 @@ class Destination final : public CGImageDestination {
 
  private:
   std::optional<Data> encoded() const {
-    auto bytes = format_ == PictureFormat::jpeg ? jpegOf(source_, quality(), {}, threads_)
-                                                : pngOf(source_, threads_);
+    auto bytes = format_ == PictureFormat::jpeg ? encodeJpeg(source_, quality(), {}, threads_)
+                                                : encodePng(source_, threads_);
     if (!bytes) return std::nullopt;
     return Data(std::move(*bytes));
   }
@@ -59,14 +59,14 @@ class Destination final : public CGImageDestination {
   ImageFiles::Observer observer_;
   ThreadBudget threads_;
   std::size_t added_ = 0;
-  std::shared_ptr<const Source> source_;
+  std::shared_ptr<const LazyImage> source_;
   Dictionary properties_;
   bool finalized_ = false;
 };
 
 class EncodedSource final : public CGImageSource {
  public:
-  explicit EncodedSource(const Data& data) : header_(readHeader(data.bytes())) {}
+  explicit EncodedSource(const Data& data) : header_(readHeader(data.bytes()).value()) {}
   std::optional<std::string> type() const override {
     if (!header_) return std::nullopt;
     return std::string(typeIdentifier(header_->format));

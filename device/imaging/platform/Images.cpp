@@ -11,7 +11,7 @@
 namespace vecamera::device::imaging {
 namespace {
 
-std::optional<Data> asData(std::optional<std::vector<std::uint8_t>> bytes) {
+std::optional<Data> asData(ImageResult<EncodedBytes> bytes) {
   if (!bytes) return std::nullopt;
   return Data(std::move(*bytes));
 }
@@ -34,13 +34,13 @@ std::optional<Data> Images::UIImageJPEGRepresentation(const std::shared_ptr<UIIm
   std::vector<std::uint8_t> exif;
   if (image->imageOrientation() != UIImageOrientation::up)
     exif = exifWithOrientation(exifOrientation(image->imageOrientation()));
-  return asData(jpegOf(source, jpegQuality(compressionQuality), exif, threads_));
+  return asData(encodeJpeg(source, jpegQuality(compressionQuality), exif, threads_));
 }
 
 std::optional<Data> Images::UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) {
   const auto source = sourceOf(image.get());
   if (!source) return std::nullopt;
-  return asData(pngOf(source, threads_));
+  return asData(encodePng(source, threads_));
 }
 
 }  // namespace vecamera::device::imaging

@@ -48,7 +48,7 @@ std::optional<PictureInfo> probe(const Data& data) {
   info.storedWidth = header->width;
   info.storedHeight = header->height;
   info.orientation = header->orientation;
-  const bool swaps = turnFor(header->orientation).swapsAxes;
+  const bool swaps = orientationFor(header->orientation).swapsAxes;
   info.displayedWidth = swaps ? header->height : header->width;
   info.displayedHeight = swaps ? header->width : header->height;
   return info;
@@ -70,7 +70,7 @@ std::optional<Data> thumbnail(const Data& data, std::size_t maxSide) {
 
 std::optional<Bitmap> pixelsOf(const UIImage& image) {
   const auto source = sourceOf(&image);
-  return source ? render(*source) : std::nullopt;
+  return source ? render(*source).value() : std::nullopt;
 }
 
 }  // namespace vecamera::device::imaging

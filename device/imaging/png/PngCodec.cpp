@@ -96,7 +96,7 @@ std::optional<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
   const Context context = open(bytes);
   spng_ihdr ihdr{};
   if (!context || spng_get_ihdr(context.get(), &ihdr) || !canHold(bytes, ihdr)) return std::nullopt;
-  auto bitmap = Bitmap::uninitialized(header.width, header.height);
+  auto bitmap = Bitmap::uninitialized(header.width, header.height).value();
   if (!bitmap) return std::nullopt;
   // Reading the chunks behind the pixels as well shows whether the file ends early.
   if (spng_decode_image(context.get(), bitmap->row(0), bitmap->strideBytes() * bitmap->height(),

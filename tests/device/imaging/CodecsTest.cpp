@@ -272,7 +272,7 @@ TEST(Codecs, TheColourProfileGoesAlong) {
   bitmap.setProfile(std::make_shared<const Raw>(bytes));
   Images images;
   Graphics graphics;
-  for (const auto& source : {encodeJpeg(bitmap, 90, {}), encodePng(std::move(bitmap))}) {
+  for (const auto& source : {encodeJpeg(bitmap, 90, {}).value(), encodePng(std::move(bitmap))}) {
     const auto stored = images.imageWithData(Data(*source));
     const auto context = graphics.beginImageContext({10, 10});
     context->drawInRect(stored, {0, 0, 10, 10});

@@ -19,7 +19,7 @@ constexpr std::uint8_t height = 12;
 
 bool readsRows(const Raw& png, const PictureHeader& header) {
   const auto rows = openPngRows(png, header, {});
-  Bitmap pixels = Bitmap::uninitialized(header.width, header.height).value();
+  Bitmap pixels = *Bitmap::uninitialized(header.width, header.height);
   return rows && rows->read(pixels.row(0), header.height) && rows->finish();
 }
 
@@ -192,8 +192,7 @@ TEST(PngRoads, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
         appendPngChunk(png, "IDAT",
                        Bytes(packed).subspan(at, std::min(pieceBytes, packed.size() - at)));
       appendPngChunk(png, "IEND", {});
-      EXPECT_TRUE(readsRows(png, readHeader(png).value()))
-          << wide << " in pieces of " << pieceBytes;
+      EXPECT_TRUE(readsRows(png, *readHeader(png))) << wide << " in pieces of " << pieceBytes;
     }
 }
 
@@ -229,7 +228,7 @@ TEST(PngRoads, APngHasTheSameBytesWithAnyNumberOfThreads) {
       ThreadPoolExecutor helpers(threads - 1);
       EXPECT_EQ(encodePng(picture, {threads, helpers}), alone);
     }
-    const auto header = readHeader(alone).value();
+    const auto header = *readHeader(alone);
     EXPECT_LE(largestDifference(decodePng(alone, header).value(), picture), withAlpha ? 1 : 0);
   }
 }
@@ -260,10 +259,10 @@ Data pngOfAllFilters(std::size_t columns, std::size_t rowCount, std::uint8_t cha
 TEST(PngRoads, RowsOfAPngAreWhatTheWholeOneHolds) {
   for (const std::uint8_t channels : {std::uint8_t{3}, std::uint8_t{4}}) {
     const Data png = pngOfAllFilters(201, 103, channels);
-    const PictureHeader header = readHeader(png.bytes()).value();
+    const PictureHeader header = *readHeader(png.bytes());
     const auto rows = openPngRows(png.bytes(), header, {});
     ASSERT_TRUE(rows);
-    Bitmap actual = Bitmap::uninitialized(201, 103).value();
+    Bitmap actual = *Bitmap::uninitialized(201, 103);
     // In pieces that are no strips of the reader's own.
     for (std::size_t y = 0; y < 103; y += 7)
       ASSERT_TRUE(rows->read(actual.row(y), std::min<std::size_t>(7, 103 - y)));
@@ -276,10 +275,10 @@ TEST(PngRoads, AHelperUnpacksALargePngToTheSameRows) {
   constexpr std::size_t columns = 1400;
   constexpr std::size_t rowCount = 900;
   const auto png = encodePng(noise(columns, rowCount, true)).value();
-  const PictureHeader header = readHeader(png).value();
+  const PictureHeader header = *readHeader(png);
   ThreadPoolExecutor helper(1);
   const ThreadBudget two(2, helper);
-  Bitmap actual = Bitmap::uninitialized(columns, rowCount).value();
+  Bitmap actual = *Bitmap::uninitialized(columns, rowCount);
   const auto rows = openPngRows(png, header, two);
   ASSERT_TRUE(rows && rows->read(actual.row(0), rowCount) && rows->finish());
   EXPECT_EQ(largestDifference(actual, decodePng(png, header).value()), 0);
@@ -338,7 +337,7 @@ TEST(PngRoads, WhatRepeatsItselfIsLeftUnfilteredAndPhotographsAreNot) {
   const Bitmap flat = page();
   const Raw png = encodePng(flat).value();
   EXPECT_EQ(filtersOf(png, flat), Raw(flat.height(), 0));
-  EXPECT_EQ(largestDifference(decodePng(png, readHeader(png).value()).value(), flat), 0);
+  EXPECT_EQ(largestDifference(decodePng(png, *readHeader(png)).value(), flat), 0);
 
   const Bitmap photograph = noise(701, 611, false);
   EXPECT_EQ(filtersOf(encodePng(photograph).value(), photograph), Raw(611, 4));

@@ -51,7 +51,7 @@ Rgba pixelAt(const Bitmap& bitmap, std::size_t x, std::size_t y) {
 
 Bitmap bitmapOf(std::size_t width, std::size_t height,
                 const std::function<Rgba(std::size_t x, std::size_t y)>& color) {
-  Bitmap bitmap = Bitmap::uninitialized(width, height).value();
+  Bitmap bitmap = *Bitmap::uninitialized(width, height);
   for (std::size_t y = 0; y < height; ++y) {
     for (std::size_t x = 0; x < width; ++x) {
       const Rgba pixel = color(x, y);
@@ -99,7 +99,7 @@ Data pngOf(const Bitmap& bitmap, UIImageOrientation orientation) {
 }
 
 Data jpegOf(const Bitmap& bitmap, UIImageOrientation orientation, int quality) {
-  return Data(encodeJpeg(bitmap, quality, orientationBlock(orientation)).value());
+  return Data(*encodeJpeg(bitmap, quality, orientationBlock(orientation)));
 }
 
 Data webpOf(const Bitmap& bitmap) {

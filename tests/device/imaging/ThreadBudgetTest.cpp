@@ -27,7 +27,7 @@ struct Pieces {
   }
 };
 
-TEST(Helpers, AHelperComesOnlyWhereFewerThreadsAreAtWork) {
+TEST(WorkQueue, AWorkerStartsOnlyWhereFewerThreadsAreActive) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   const ThreadBudget::Lease one(two);
@@ -37,7 +37,7 @@ TEST(Helpers, AHelperComesOnlyWhereFewerThreadsAreAtWork) {
   EXPECT_TRUE(work.requestWorker());
   EXPECT_EQ(queue.pending(), 1u);
   {
-    // It was called, but another picture was faster.
+    // It was requested, but another picture was faster.
     const ThreadBudget::Lease other(two);
     queue.runAll();
     EXPECT_EQ(pieces.done, 0);
@@ -50,7 +50,7 @@ TEST(Helpers, AHelperComesOnlyWhereFewerThreadsAreAtWork) {
   EXPECT_TRUE(work.end());
 }
 
-TEST(Helpers, AHelperLeavesWhereAnotherPictureComes) {
+TEST(WorkQueue, AWorkerEndsWhereAnotherPictureComes) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   const ThreadBudget::Lease one(two);
@@ -65,7 +65,7 @@ TEST(Helpers, AHelperLeavesWhereAnotherPictureComes) {
   EXPECT_EQ(done, 1);
 }
 
-TEST(Helpers, AHelperThatComesTooLateDoesNothing) {
+TEST(WorkQueue, AWorkerThatStartsTooLateDoesNothing) {
   QueueExecutor queue;
   Pieces pieces{3};
   {
@@ -78,7 +78,7 @@ TEST(Helpers, AHelperThatComesTooLateDoesNothing) {
   EXPECT_EQ(pieces.done, 0);
 }
 
-TEST(Helpers, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
+TEST(WorkQueue, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
   QueueExecutor queue;
   WorkQueue work({2, queue}, []() -> bool { throw std::bad_alloc(); });
   work.requestWorker();
@@ -87,7 +87,7 @@ TEST(Helpers, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
   EXPECT_FALSE(work.end());
 }
 
-TEST(Helpers, MoreHelpersComeWhereMoreThreadsAreAllowed) {
+TEST(WorkQueue, MoreWorkersStartWhereMoreThreadsAreAllowed) {
   QueueExecutor queue;
   const ThreadBudget four(4, queue);
   const ThreadBudget::Lease one(four);
@@ -106,13 +106,13 @@ Bitmap noise(std::size_t width, std::size_t height) {
 }
 
 bool readsAll(const std::vector<std::uint8_t>& png, const ThreadBudget& threads) {
-  const auto header = readHeader(png).value();
+  const auto header = *readHeader(png);
   const auto rows = openPngRows(png, header, threads);
-  Bitmap pixels = Bitmap::uninitialized(header.width, header.height).value();
+  Bitmap pixels = *Bitmap::uninitialized(header.width, header.height);
   return rows && rows->read(pixels.row(0), header.height) && rows->finish();
 }
 
-TEST(Helpers, PicturesDoNotWaitForHelpersThatNeverCome) {
+TEST(ThreadBudget, PicturesDoNotWaitForWorkersThatNeverStart) {
   QueueExecutor never;
   const ThreadBudget two(2, never);
   const auto png = encodePng(noise(1200, 900)).value();
@@ -123,27 +123,27 @@ TEST(Helpers, PicturesDoNotWaitForHelpersThatNeverCome) {
   never.runAll();
 }
 
-TEST(Helpers, APictureHasHelpersOnlyWhereItsOwnThreadLeavesRoom) {
+TEST(ThreadBudget, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   Images images({}, two);
   const auto image = images.imageWithData(Data(encodePng(noise(1200, 900)).value()));
-  const auto helpersCalled = [&](auto&& make) {
+  const auto workersRequested = [&](auto&& make) {
     EXPECT_TRUE(make());
-    const std::size_t called = queue.pending();
+    const std::size_t requested = queue.pending();
     queue.runAll();
-    return called;
+    return requested;
   };
   const auto png = [&] { return images.UIImagePNGRepresentation(image); };
   const auto jpeg = [&] { return images.UIImageJPEGRepresentation(image, 0.8); };
-  EXPECT_GE(helpersCalled(png), 1u);
-  EXPECT_GE(helpersCalled(jpeg), 1u);
+  EXPECT_GE(workersRequested(png), 1u);
+  EXPECT_GE(workersRequested(jpeg), 1u);
   const ThreadBudget::Lease other(two);
-  EXPECT_EQ(helpersCalled(png), 0u);
-  EXPECT_EQ(helpersCalled(jpeg), 0u);
+  EXPECT_EQ(workersRequested(png), 0u);
+  EXPECT_EQ(workersRequested(jpeg), 0u);
 }
 
-TEST(Helpers, PicturesMayBeMadeOnTheHelpersOwnExecutor) {
+TEST(ThreadBudget, PicturesMayBeMadeOnTheWorkersOwnExecutor) {
   const auto png = encodePng(noise(1200, 900)).value();
   ThreadPoolExecutor pool(3);
   const ThreadBudget three(3, pool);
@@ -152,7 +152,7 @@ TEST(Helpers, PicturesMayBeMadeOnTheHelpersOwnExecutor) {
     const auto made = std::make_shared<std::promise<bool>>();
     results.push_back(made->get_future());
     pool.post([&, made] {
-      const ThreadBudget::Lease atWork(three);
+      const ThreadBudget::Lease lease(three);
       made->set_value(encodePng(noise(1200, 900), three) == png && readsAll(png, three));
     });
   }

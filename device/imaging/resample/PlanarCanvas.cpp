@@ -1,42 +1,15 @@
-#include "device/imaging/pipeline/PlanarCanvas.h"
+#include "device/imaging/resample/PlanarCanvas.h"
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
 
 namespace vecamera::device::imaging {
 namespace {
 
-constexpr std::size_t rowStep = 64;
+constexpr std::size_t rowAlignment = 64;
 constexpr int white = 255;
 constexpr int neutral = 128;
-
-/// From samples of the stored axis, each `storedStep` pixels, to those of the canvas axis.
-AxisMap sampleMap(double stretch, double shift, double storedStep, int canvasStep) {
-  return {stretch * storedStep / canvasStep, shift / canvasStep};
-}
-
-std::size_t samples(std::size_t pixels, int step) {
-  return (pixels + static_cast<std::size_t>(step) - 1) / static_cast<std::size_t>(step);
-}
-
-std::optional<ScalePlan> planFor(const Placement& layout, std::size_t width, std::size_t height,
-                                 const StoredComponent& stored, int step) {
-  const AffineMap& map = layout.map;
-  const bool swaps = layout.turn->swapsAxes;
-  const AxisMap across =
-      sampleMap(swaps ? map.b : map.a, swaps ? map.ty : map.tx, stored.stepX, step);
-  const AxisMap down =
-      sampleMap(swaps ? map.c : map.d, swaps ? map.tx : map.ty, stored.stepY, step);
-  if (std::min(std::abs(across.scale), std::abs(down.scale)) < AxisWeights::minScale)
-    return std::nullopt;
-  const PixelRange columns{0, samples(width, step)};
-  const PixelRange rows{0, samples(height, step)};
-  return ScalePlan{AxisWeights(across, swaps ? rows : columns,
-                               samplesOf(layout.usable.columns, stored.stepX, stored.width)),
-                   AxisWeights(down, swaps ? columns : rows,
-                               samplesOf(layout.usable.rows, stored.stepY, stored.height)),
-                   swaps};
-}
 
 /// The shares of samples that span `step` pixels; a last pixel that is not there is like the one
 /// before it.
@@ -67,7 +40,8 @@ void fade(const PlaneView& plane, const std::vector<double>& across,
 }
 
 CanvasPlane planeOf(std::size_t width, std::size_t height) {
-  CanvasPlane plane{{width, height, (width + rowStep - 1) / rowStep * rowStep, nullptr}, {}};
+  CanvasPlane plane{
+      {width, height, (width + rowAlignment - 1) / rowAlignment * rowAlignment, nullptr}, {}};
   plane.memory = ScratchBuffer(plane.view.strideBytes * height);
   plane.view.bytes = plane.memory.data();
   return plane;
@@ -75,29 +49,20 @@ CanvasPlane planeOf(std::size_t width, std::size_t height) {
 
 }  // namespace
 
-bool PlanarCanvas::takes(const Placement& layout, std::size_t width, std::size_t height) {
-  return layout.shows() && layout.turn && layout.columns.count == width &&
-         layout.rows.count == height;
-}
-
-PlanarCanvas::PlanarCanvas(const Placement& layout, std::size_t width, std::size_t height,
+PlanarCanvas::PlanarCanvas(const AlignedPlacement& placement,
                            const std::vector<StoredComponent>& components, int chromaStep,
                            std::size_t bandRows)
-    : width_(width),
-      height_(height),
-      coveredX_(layout.x),
-      coveredY_(layout.y),
-      chromaStep_(chromaStep) {
+    : placement_(placement), chromaStep_(chromaStep) {
   std::optional<ScalePlan> plan;
   for (std::size_t i = 0; i < components.size(); ++i) {
     const StoredComponent& stored = components[i];
-    // The two colours are usually alike.
+    // The two components of chroma are usually alike.
     if (i < 2 || !(stored == components[i - 1]))
-      plan = planFor(layout, width, height, stored, i == 0 ? 1 : chromaStep);
-    ready_ = ready_ && plan;
-    if (!ready_) return;
-    scalers_.push_back(std::make_unique<PlaneScaler>(*plan, stored.width, stored.unit, bandRows));
+      plan.emplace(placement.sampled(stored.grid, i == 0 ? 1 : chromaStep));
+    scalers_.push_back(
+        std::make_unique<PlaneScaler>(*plan, stored.grid.width, stored.format, bandRows));
     ready_ = scalers_.back()->ready();
+    if (!ready_) return;
   }
 }
 
@@ -106,8 +71,8 @@ void PlanarCanvas::push(std::size_t component, const std::uint8_t* const* rows, 
 }
 
 std::vector<CanvasPlane> PlanarCanvas::finish() {
-  const auto across = coverage(coveredX_, {0, width_});
-  const auto down = coverage(coveredY_, {0, height_});
+  const auto across = placement_.x().coverage();
+  const auto down = placement_.y().coverage();
   std::vector<CanvasPlane> planes;
   for (auto& scaler : scalers_) {
     CanvasPlane plane = planeOf(scaler->resultWidth(), scaler->resultHeight());
