@@ -5,15 +5,15 @@
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "bench/Works.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
 
 namespace vecamera::bench {
 namespace {
 
 LocalWorker::Function travelOn(const vecamera::device::imaging::ThreadBudget& threads) {
   return [threads](const Work& work, const Data& source) {
-    vecamera::device::imaging::Images images({}, threads);
+    vecamera::device::imaging::ImageFactory images({}, threads);
     vecamera::device::imaging::Graphics graphics;
     auto image = images.imageWithData(source);
     // The album keeps what the camera stored.

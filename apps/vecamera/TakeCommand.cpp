@@ -13,7 +13,7 @@
 #include "apps/vecamera/Files.h"
 #include "apps/vecamera/Signals.h"
 #include "device/foundation/ApplicationHome.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/codecs/Codecs.h"
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
 #include "device/script/json/JsonValue.h"
@@ -59,7 +59,7 @@ Array argumentsFor(const TakeOptions& options) {
 
 bool isPicture(const fs::path& file) {
   const auto bytes = readFile(file);
-  return bytes && device::imaging::probe(*bytes);
+  return bytes && device::imaging::readHeader(bytes->bytes());
 }
 
 Media mediaOf(const TakeOptions& options) {
@@ -87,8 +87,8 @@ std::optional<std::string> problemWith(const TakeOptions& options) {
   if (mediaOf(options) == Media::photo && isMovie)
     return name + ": it is a movie; say so with --media video";
   if (mediaOf(options) == Media::photo && !isPicture(options.photo))
-    return name +
-           ": it is no picture that the device can open; give it a JPEG, PNG, HEIC or WebP file";
+    return name + ": it is no picture that the device can open; give it a " +
+           device::imaging::formatNames(" or ") + " file";
   return std::nullopt;
 }
 

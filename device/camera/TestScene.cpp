@@ -224,7 +224,7 @@ std::uint8_t asByte(float component) {
 }
 
 std::optional<imaging::Bitmap> painted(std::size_t width, std::size_t height, std::uint32_t seed) {
-  auto bitmap = imaging::Bitmap::uninitialized(width, height);
+  auto bitmap = imaging::Bitmap::uninitialized(width, height).value();
   if (!bitmap) return std::nullopt;
   const Scene scene(width, height, seed);
   for (std::size_t y = 0; y < height; ++y) {
@@ -276,16 +276,16 @@ Data generateTestScene(std::size_t width, std::size_t height, UIImageOrientation
   constexpr std::size_t maxSide = 65500;
   constexpr int quality = 92;
   if (width == 0 || height == 0 || width > maxSide || height > maxSide) return {};
-  const imaging::Turn upright = imaging::turnFor(storedOrientation);
+  const imaging::Orientation upright = imaging::orientationFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
-  if (scene) scene = imaging::turned(std::move(*scene), imaging::inverse(upright));
+  if (scene) scene = imaging::oriented(std::move(*scene), imaging::inverse(upright)).value();
   if (!scene) return {};
   auto jpeg = imaging::encodeJpeg(*scene, quality, {});
   if (!jpeg) return {};
   const auto taken = imaging::writeProperties(Data(std::move(*jpeg)),
                                               cameraMetadata(width, height, storedOrientation));
   if (!taken) return {};
-  return imaging::writeProperties(*taken, metadata).value_or(Data());
+  return imaging::writeProperties(*taken, metadata).value().value_or(Data());
 }
 
 }  // namespace vecamera::device::camera

@@ -57,7 +57,7 @@ void blacken(AVFrame& frame) {
 
 /// In squares, which make good use of the cache when the axes are exchanged.
 void turnPlane(const std::uint8_t* from, std::ptrdiff_t fromStride, int width, int height,
-               std::uint8_t* to, std::ptrdiff_t toStride, const imaging::Turn& turn) {
+               std::uint8_t* to, std::ptrdiff_t toStride, const imaging::Orientation& turn) {
   constexpr int square = 32;
   const int toWidth = turn.swapsAxes ? height : width;
   const int toHeight = turn.swapsAxes ? width : height;
@@ -161,7 +161,7 @@ AVFrame* FrameFitter::fit(AVFrame& given) {
   const bool fits = source.format == AV_PIX_FMT_YUV420P && !hasFullRange(source) &&
                     source.width == size_.width && source.height == size_.height;
   AVFrame* const upright = fits ? &source : scaled(source);
-  if (!upright || turn_ == imaging::Turn{}) return upright;
+  if (!upright || turn_ == imaging::Orientation{}) return upright;
   if (!allocate(turned_, turnedSize())) return nullptr;
   for (int plane = 0; plane < 3; ++plane) {
     const int shift = plane == 0 ? 0 : 1;

@@ -26,7 +26,7 @@ Scaler makeScaler(const AVFrame& source, Size used, Size to, AVPixelFormat forma
 class FrameFitter {
  public:
   /// `fitted` has even sides and is the size before the turn.
-  FrameFitter(Size fitted, const imaging::Turn& turn) : size_(fitted), turn_(turn) {}
+  FrameFitter(Size fitted, const imaging::Orientation& turn) : size_(fitted), turn_(turn) {}
 
   Size turnedSize() const { return turn_.swapsAxes ? Size{size_.height, size_.width} : size_; }
   /// The picture, which belongs to the fitter or is the given one itself, until the next call; null
@@ -45,7 +45,7 @@ class FrameFitter {
   AVFrame* scaled(const AVFrame& source);
 
   const Size size_;
-  const imaging::Turn turn_;
+  const imaging::Orientation turn_;
   /// What the scaler is made for, how much of it is used, and where that lies in the fitted size.
   Form form_;
   Size used_;

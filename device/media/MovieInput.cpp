@@ -462,7 +462,7 @@ Codec openDecoder(const AVStream& stream, Outcome& error) {
   return nullptr;
 }
 
-imaging::Turn turnOf(const AVStream& stream) {
+imaging::Orientation turnOf(const AVStream& stream) {
   std::size_t size = 0;
   const std::uint8_t* const data =
       av_stream_get_side_data(&stream, AV_PKT_DATA_DISPLAYMATRIX, &size);
@@ -474,7 +474,7 @@ imaging::Turn turnOf(const AVStream& stream) {
   const std::int64_t b = matrix[1];
   const std::int64_t c = matrix[3];
   const std::int64_t d = matrix[4];
-  imaging::Turn turn;
+  imaging::Orientation turn;
   turn.swapsAxes = std::abs(b) > std::abs(a);
   turn.mirrorsX = (turn.swapsAxes ? c : a) < 0;
   turn.mirrorsY = (turn.swapsAxes ? b : d) < 0;

@@ -90,7 +90,7 @@ Codec openDecoder(const AVStream& stream, Outcome& error);
 
 /// The turn that shows the stream's pictures upright, by what stands beside them; the nearest one
 /// for odd angles.
-imaging::Turn turnOf(const AVStream& stream);
+imaging::Orientation turnOf(const AVStream& stream);
 
 /// The shape of a pixel, width by height; 1 by 1 where it is unknown or absurd.
 AVRational pixelShape(const AVStream& stream);

@@ -65,7 +65,8 @@ std::optional<imaging::Bitmap> bitmapOf(const AVFrame& given, Size size) {
   const Scaler scaler = makeScaler(picture, {picture.width, picture.height}, size, AV_PIX_FMT_RGBA);
   const Frame scaled(av_frame_alloc());
   auto bitmap = imaging::Bitmap::uninitialized(static_cast<std::size_t>(size.width),
-                                               static_cast<std::size_t>(size.height));
+                                               static_cast<std::size_t>(size.height))
+                    .value();
   if (!scaler || !scaled || !bitmap) return std::nullopt;
   scaled->format = AV_PIX_FMT_RGBA;
   scaled->width = size.width;
@@ -151,8 +152,8 @@ std::optional<Data> posterOf(const std::unique_ptr<MovieInput>& input, std::size
       break;
     }
   }
-  poster = imaging::turned(std::move(*poster), turnOf(input->picture()));
-  auto jpeg = poster ? imaging::encodeJpeg(*poster, quality, {}) : std::nullopt;
+  poster = imaging::oriented(std::move(*poster), turnOf(input->picture())).value();
+  auto jpeg = poster ? imaging::encodeJpeg(*poster, quality, {}).value() : std::nullopt;
   return jpeg ? std::optional(Data(std::move(*jpeg))) : std::nullopt;
 }
 

@@ -9,7 +9,7 @@ namespace {
 constexpr std::int64_t ticksPerSecond = pictureTimeBase.den;
 constexpr std::int64_t maxTicks = maxMovieMicroseconds / 1'000'000 * ticksPerSecond;
 
-PictureSettings settingsFor(const AVStream& source, Size size, const imaging::Turn& turn) {
+PictureSettings settingsFor(const AVStream& source, Size size, const imaging::Orientation& turn) {
   const AVCodecParameters& picture = *source.codecpar;
   PictureSettings settings;
   settings.width = size.width;
@@ -47,7 +47,7 @@ std::unique_ptr<PictureTranscoder> PictureTranscoder::make(const MovieInput& inp
   const AVStream& source = input.picture();
   Codec decoder = openDecoder(source, error);
   if (!decoder) return nullptr;
-  const imaging::Turn turn = turnOf(source);
+  const imaging::Orientation turn = turnOf(source);
   FrameFitter fitter(encodableSize({source.codecpar->width, source.codecpar->height}), turn);
   auto track = addPictureTrack(output, settingsFor(source, fitter.turnedSize(), turn), error);
   if (!track) return nullptr;

@@ -200,7 +200,7 @@ class ScenePainter {
   AVFrame* frame_ = nullptr;
 };
 
-imaging::Turn turnForDegrees(int degrees) {
+imaging::Orientation turnForDegrees(int degrees) {
   switch (degrees) {
     case 90: return {true, true, false};
     case 180: return {false, true, true};
@@ -210,7 +210,7 @@ imaging::Turn turnForDegrees(int degrees) {
 }
 
 /// The matrix that shows a stored picture of the size as the turn does.
-bool setRotation(AVStream& track, const imaging::Turn& turn, Size stored) {
+bool setRotation(AVStream& track, const imaging::Orientation& turn, Size stored) {
   auto* const matrix = reinterpret_cast<std::int32_t*>(
       av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)));
   if (!matrix) return false;
@@ -249,7 +249,7 @@ class SceneRecorder {
 
   const SceneMovie& scene_;
   const Size stored_;
-  const imaging::Turn turn_;
+  const imaging::Orientation turn_;
   FrameFitter fitter_;
   ScenePainter painter_;
   std::unique_ptr<MovieOutput> output_;
@@ -271,7 +271,7 @@ Outcome SceneRecorder::openTracks() {
   settings.preset = "superfast";
   picture_ = addPictureTrack(*output_, settings, error);
   if (!picture_) return error;
-  if (turn_ != imaging::Turn{} && !setRotation(picture_->track(), turn_, stored_))
+  if (turn_ != imaging::Orientation{} && !setRotation(picture_->track(), turn_, stored_))
     return noMemory();
   if (!scene_.hasSound) return std::nullopt;
   soundTrack_ = addSoundTrack(*output_, soundRate, 1, error);

@@ -5,27 +5,20 @@
 #include <new>
 
 namespace vecamera::device::imaging {
-namespace {
 
-bool sizeFits(std::size_t width, std::size_t height) {
-  return width > 0 && height > 0 &&
-         height <= std::numeric_limits<std::size_t>::max() / sizeof(std::uint32_t) / width;
-}
-
-}  // namespace
-
-std::optional<Bitmap> Bitmap::uninitialized(std::size_t width, std::size_t height) {
-  if (!sizeFits(width, height)) return std::nullopt;
+ImageResult<Bitmap> Bitmap::uninitialized(std::size_t width, std::size_t height) {
+  constexpr std::size_t maxPixels = std::numeric_limits<std::size_t>::max() / sizeof(std::uint32_t);
+  if (width == 0 || height == 0 || height > maxPixels / width)
+    return Failure(ImageError::outOfMemory);
   std::unique_ptr<std::uint32_t[]> pixels(new (std::nothrow) std::uint32_t[width * height]);
-  if (!pixels) return std::nullopt;
+  if (!pixels) return Failure(ImageError::outOfMemory);
   return Bitmap(width, height, std::move(pixels));
 }
 
-std::optional<Bitmap> Bitmap::transparent(std::size_t width, std::size_t height) {
-  if (!sizeFits(width, height)) return std::nullopt;
-  std::unique_ptr<std::uint32_t[]> pixels(new (std::nothrow) std::uint32_t[width * height]());
-  if (!pixels) return std::nullopt;
-  return Bitmap(width, height, std::move(pixels));
+ImageResult<Bitmap> Bitmap::transparent(std::size_t width, std::size_t height) {
+  auto bitmap = uninitialized(width, height);
+  if (bitmap) std::fill_n(bitmap->row(0), width * height, 0);
+  return bitmap;
 }
 
 bool Bitmap::isOpaque() const {

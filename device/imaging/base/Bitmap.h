@@ -3,8 +3,10 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <optional>
+#include <utility>
 #include <vector>
+
+#include "device/imaging/base/ImageResult.h"
 
 namespace vecamera::device::imaging {
 
@@ -15,10 +17,10 @@ using ColorProfile = std::shared_ptr<const std::vector<std::uint8_t>>;
 /// one form when they are decoded.
 class Bitmap {
  public:
-  /// Without initial contents; nothing where the memory cannot be had or a side is zero.
-  static std::optional<Bitmap> uninitialized(std::size_t width, std::size_t height);
+  /// Without initial contents. `outOfMemory`, also where a side is zero.
+  static ImageResult<Bitmap> uninitialized(std::size_t width, std::size_t height);
   /// All pixels transparent.
-  static std::optional<Bitmap> transparent(std::size_t width, std::size_t height);
+  static ImageResult<Bitmap> transparent(std::size_t width, std::size_t height);
 
   std::size_t width() const { return width_; }
   std::size_t height() const { return height_; }
@@ -44,7 +46,7 @@ class Bitmap {
 
   /// Multiplies the colours, which were read unmultiplied, by their alpha.
   void premultiply();
-  /// Filters overshoot; no colour may exceed its alpha.
+  /// Filters overshoot, but no colour may exceed its alpha.
   void limitColorsToAlpha();
 
  private:

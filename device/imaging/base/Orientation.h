@@ -9,32 +9,33 @@
 
 namespace vecamera::device::imaging {
 
-/// One of the eight ways to lay a rectangle on itself: the axes are exchanged first, then the
-/// results are mirrored.
-struct Turn {
+/// One of the eight symmetries of a rectangle: the axes are exchanged first, then the results are
+/// mirrored.
+struct Orientation {
   bool swapsAxes = false;
   bool mirrorsX = false;
   bool mirrorsY = false;
-  friend bool operator==(const Turn&, const Turn&) = default;
+  friend bool operator==(const Orientation&, const Orientation&) = default;
 };
 
-/// The turn that shows a stored bitmap upright.
-Turn turnFor(UIImageOrientation orientation);
-/// The turn that stores an upright bitmap so that the orientation shows it upright again.
-Turn inverse(const Turn& turn);
-/// The same turn as a map of the coordinates of a stored bitmap with these sides.
-AffineMap mapOf(const Turn& turn, double storedWidth, double storedHeight);
+/// The one that shows a stored bitmap upright.
+Orientation orientationFor(UIImageOrientation orientation);
+/// The one that stores an upright bitmap so that `orientation` shows it upright again.
+Orientation inverse(const Orientation& orientation);
+/// The same as a map of the coordinates of a stored bitmap with these sides.
+AffineMap affineMapOf(const Orientation& orientation, double storedWidth, double storedHeight);
 
 /// The value of the Exif tag for the orientation (1 to 8), and back; a value outside is `up`.
 int exifOrientation(UIImageOrientation orientation);
 UIImageOrientation orientationOfExif(std::int64_t value);
 
 /// Puts rows `firstRow` to `firstRow + count` of a stored bitmap of `storedWidth` by `storedHeight`
-/// into their places in `turned`, which has the turned sides. About 16 rows at a time make good use
-/// of the cache.
-void placeTurned(const std::uint32_t* rows, std::size_t storedWidth, std::size_t storedHeight,
-                 std::size_t firstRow, std::size_t count, const Turn& turn, Bitmap& turned);
-/// A whole bitmap turned; nothing where the memory cannot be had.
-std::optional<Bitmap> turned(Bitmap stored, const Turn& turn);
+/// into their places in `oriented`, which has the sides that the orientation gives. About 16 rows
+/// at a time make good use of the cache.
+void copyOriented(const std::uint32_t* rows, std::size_t storedWidth, std::size_t storedHeight,
+                  std::size_t firstRow, std::size_t count, const Orientation& orientation,
+                  Bitmap& oriented);
+/// A whole bitmap with the orientation applied. The only error is `outOfMemory`.
+ImageResult<Bitmap> oriented(Bitmap stored, const Orientation& orientation);
 
 }  // namespace vecamera::device::imaging

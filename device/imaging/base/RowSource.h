@@ -11,11 +11,9 @@ class RowSource {
   virtual ~RowSource() = default;
   virtual std::size_t width() const = 0;
   virtual std::size_t height() const = 0;
-  /// One decoded pixel stands for that many stored ones, both ways.
-  virtual double sourcePixels() const { return 1; }
   virtual bool isOpaque() const = 0;
-  /// Puts the next `count` rows, of which there are enough, one behind the other; false where the
-  /// bytes are damaged.
+  /// Writes the next `count` rows, of which there are enough, one behind the other; false where
+  /// the bytes are damaged.
   virtual bool read(std::uint32_t* rows, std::size_t count) = 0;
   /// After the last row: true where the bytes did not end early either.
   virtual bool finish() = 0;

@@ -6,9 +6,9 @@
 
 namespace vecamera::device::imaging {
 
-/// Uninitialized memory that one piece of work needs for a while. It goes back to a pool of the
-/// thread that lets go of it, so that the next picture on that thread finds its pages mapped
-/// already. The pool keeps no more than 16 MB and ends with its thread.
+/// Uninitialized memory for one piece of work. It goes back to a pool of the thread that destroys
+/// it, so that the next picture on that thread finds its pages mapped already. The pool keeps no
+/// more than 16 MB and ends with its thread.
 class ScratchBuffer {
  public:
   ScratchBuffer() = default;

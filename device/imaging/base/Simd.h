@@ -4,17 +4,97 @@
 #include <cstddef>
 #include <cstdint>
 #include <iterator>
+#include <limits>
+#include <type_traits>
+
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
 
 namespace vecamera::device::imaging {
 
-// Sixteen bytes that are computed with at once, as the compilers know them for every processor.
+// How all code dispatches: vectors of 16 bytes, as the compilers know them for every processor, are
+// the baseline. Where a longer vector is worth a function of its own, it is chosen by the level.
+
+/// The instruction sets of which there are functions beside the baseline, each with those before.
+enum class SimdLevel { baseline, sse41, avx2 };
+
+/// The highest that this processor runs.
+inline SimdLevel simdLevel() {
+#if defined(__x86_64__)
+  static const SimdLevel level = __builtin_cpu_supports("avx2")     ? SimdLevel::avx2
+                                 : __builtin_cpu_supports("sse4.1") ? SimdLevel::sse41
+                                                                    : SimdLevel::baseline;
+  return level;
+#else
+  return SimdLevel::baseline;
+#endif
+}
 
 using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 using Words8 = std::int16_t __attribute__((vector_size(16)));
 using UnsignedWords8 = std::uint16_t __attribute__((vector_size(16)));
+using Ints4 = std::int32_t __attribute__((vector_size(16)));
 
 template <typename Vector>
 inline constexpr std::size_t lanes = sizeof(Vector) / sizeof(Vector{}[0]);
+
+/// What has an instruction on most processors, but no operator.
+namespace portable {
+
+/// The high halves of the products.
+inline Words8 multiplyHigh(Words8 a, Words8 b) {
+  Words8 products;
+  for (std::size_t i = 0; i < lanes<Words8>; ++i)
+    products[i] = static_cast<std::int16_t>(a[i] * b[i] >> 16);
+  return products;
+}
+
+/// The products of neighbours, two by two, added up.
+inline Ints4 multiplyAddPairs(Words8 a, Words8 b) {
+  Ints4 sums;
+  for (std::size_t i = 0; i < lanes<Ints4>; ++i)
+    sums[i] = a[2 * i] * b[2 * i] + a[2 * i + 1] * b[2 * i + 1];
+  return sums;
+}
+
+/// The numbers of the first and then of the second, each brought into the range of half as long
+/// ones: signed words of integers, unsigned bytes of words.
+template <typename Narrow, typename Wide>
+Narrow packSaturated(Wide first, Wide second) {
+  using Limits = std::numeric_limits<std::remove_reference_t<decltype(Narrow{}[0])>>;
+  Narrow packed;
+  for (std::size_t i = 0; i < lanes<Narrow>; ++i) {
+    const int number = i < lanes<Wide> ? first[i] : second[i - lanes<Wide>];
+    packed[i] =
+        static_cast<decltype(Limits::max())>(std::clamp<int>(number, Limits::min(), Limits::max()));
+  }
+  return packed;
+}
+
+}  // namespace portable
+
+#if defined(__SSE2__)
+inline Words8 multiplyHigh(Words8 a, Words8 b) {
+  return reinterpret_cast<Words8>(
+      _mm_mulhi_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+inline Ints4 multiplyAddPairs(Words8 a, Words8 b) {
+  return reinterpret_cast<Ints4>(
+      _mm_madd_epi16(reinterpret_cast<__m128i>(a), reinterpret_cast<__m128i>(b)));
+}
+template <typename Narrow, typename Wide>
+Narrow packSaturated(Wide first, Wide second) {
+  const auto a = reinterpret_cast<__m128i>(first);
+  const auto b = reinterpret_cast<__m128i>(second);
+  if constexpr (sizeof(Narrow{}[0]) == 2)
+    return reinterpret_cast<Narrow>(_mm_packs_epi32(a, b));
+  else
+    return reinterpret_cast<Narrow>(_mm_packus_epi16(a, b));
+}
+#else
+using namespace portable;
+#endif
 
 /// Numbers of the first and the second in turn, of their lower halves.
 template <typename Vector>
@@ -35,18 +115,17 @@ Vector interleavedHigh(Vector a, Vector b) {
     return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
 }
 
-/// Lays the rows of a square block as its columns. Each round interleaves rows that are half of the
-/// block apart.
+/// Transposes a square block of rows. Each round interleaves rows that are half of the block apart.
 template <typename Vector, std::size_t side>
 void transposeBlock(Vector (&rows)[side]) {
   static_assert(side == lanes<Vector>);
-  Vector mixed[side];
+  Vector interleaved[side];
   for (std::size_t rest = side; rest > 1; rest /= 2) {
     for (std::size_t i = 0; i < side / 2; ++i) {
-      mixed[2 * i] = interleavedLow(rows[i], rows[i + side / 2]);
-      mixed[2 * i + 1] = interleavedHigh(rows[i], rows[i + side / 2]);
+      interleaved[2 * i] = interleavedLow(rows[i], rows[i + side / 2]);
+      interleaved[2 * i + 1] = interleavedHigh(rows[i], rows[i + side / 2]);
     }
-    std::copy(std::begin(mixed), std::end(mixed), std::begin(rows));
+    std::copy(std::begin(interleaved), std::end(interleaved), std::begin(rows));
   }
 }
 

@@ -10,45 +10,44 @@
 namespace vecamera::device::imaging {
 
 unsigned defaultThreadCount() {
-  constexpr unsigned most = 2;
-  return std::clamp(std::thread::hardware_concurrency(), 1u, most);
+  constexpr unsigned maxThreads = 2;
+  return std::clamp(std::thread::hardware_concurrency(), 1u, maxThreads);
 }
 
 struct ThreadBudget::Budget {
-  Budget(unsigned mostAtWork, Executor& helperExecutor)
-      : most(mostAtWork), helpers(helperExecutor) {}
+  Budget(unsigned threads, Executor& executor) : maxThreads(threads), workers(executor) {}
 
-  bool admitHelper() {
-    unsigned now = atWork;
-    while (now < most)
-      if (atWork.compare_exchange_weak(now, now + 1)) return true;
+  bool admitWorker() {
+    unsigned now = active;
+    while (now < maxThreads)
+      if (active.compare_exchange_weak(now, now + 1)) return true;
     return false;
   }
 
-  const unsigned most;
-  Executor& helpers;
-  std::atomic<unsigned> atWork = 0;
+  const unsigned maxThreads;
+  Executor& workers;
+  std::atomic<unsigned> active = 0;
 };
 
-ThreadBudget::ThreadBudget(unsigned most, Executor& helpers)
-    : budget_(std::make_shared<Budget>(most, helpers)) {}
+ThreadBudget::ThreadBudget(unsigned maxThreads, Executor& workers)
+    : budget_(std::make_shared<Budget>(maxThreads, workers)) {}
 
 ThreadBudget::Lease::Lease(const ThreadBudget& threads) : budget_(threads.budget_) {
-  if (budget_) ++budget_->atWork;
+  if (budget_) ++budget_->active;
 }
 
 ThreadBudget::Lease::~Lease() {
-  if (budget_) --budget_->atWork;
+  if (budget_) --budget_->active;
 }
 
-/// Outlives the work where the executor runs a helper late.
+/// Outlives the queue where the executor runs a worker late.
 struct WorkQueue::Shared {
   std::function<bool()> doPiece;
   std::mutex mutex;
-  std::condition_variable left;
+  std::condition_variable workerEnded;
   // Guarded by the mutex.
-  unsigned called = 0;
-  unsigned atWork = 0;
+  unsigned requested = 0;
+  unsigned active = 0;
   bool ended = false;
   bool failed = false;
 };
@@ -63,31 +62,31 @@ WorkQueue::~WorkQueue() {
 }
 
 bool WorkQueue::requestWorker() {
-  if (!budget_ || budget_->most < 2) return false;
+  if (!budget_ || budget_->maxThreads < 2) return false;
   {
     const std::lock_guard lock(shared_->mutex);
     if (shared_->ended) return false;
-    if (shared_->called + 1 >= budget_->most) return true;
-    if (budget_->atWork >= budget_->most) return shared_->called > 0;
-    ++shared_->called;
+    if (shared_->requested + 1 >= budget_->maxThreads) return true;
+    if (budget_->active >= budget_->maxThreads) return shared_->requested > 0;
+    ++shared_->requested;
   }
   try {
-    budget_->helpers.post([shared = shared_, budget = budget_] { help(*shared, *budget); });
+    budget_->workers.post([shared = shared_, budget = budget_] { runWorker(*shared, *budget); });
     return true;
   } catch (const std::exception&) {
     // Without memory for another job the owner does it all.
     const std::lock_guard lock(shared_->mutex);
-    --shared_->called;
+    --shared_->requested;
     return false;
   }
 }
 
-void WorkQueue::help(Shared& shared, ThreadBudget::Budget& budget) {
+void WorkQueue::runWorker(Shared& shared, ThreadBudget::Budget& budget) {
   std::unique_lock lock(shared.mutex);
-  if (!shared.ended && budget.admitHelper()) {
-    ++shared.atWork;
+  if (!shared.ended && budget.admitWorker()) {
+    ++shared.active;
     bool more = true;
-    while (more && !shared.ended && budget.atWork <= budget.most) {
+    while (more && !shared.ended && budget.active <= budget.maxThreads) {
       lock.unlock();
       bool failed = false;
       try {
@@ -99,17 +98,17 @@ void WorkQueue::help(Shared& shared, ThreadBudget::Budget& budget) {
       if (failed) shared.failed = true;
       more = more && !failed;
     }
-    --shared.atWork;
-    --budget.atWork;
+    --shared.active;
+    --budget.active;
   }
-  --shared.called;
-  shared.left.notify_all();
+  --shared.requested;
+  shared.workerEnded.notify_all();
 }
 
 bool WorkQueue::end() {
   std::unique_lock lock(shared_->mutex);
   shared_->ended = true;
-  shared_->left.wait(lock, [this] { return shared_->atWork == 0; });
+  shared_->workerEnded.wait(lock, [this] { return shared_->active == 0; });
   return !shared_->failed;
 }
 

@@ -7,7 +7,7 @@
 #include <string_view>
 #include <utility>
 
-#include "device/imaging/jpeg/JpegStreams.h"
+#include "device/imaging/jpeg/JpegWriter.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -43,15 +43,14 @@ void composeOverWhite(const std::uint8_t* from, std::size_t width, std::uint8_t*
 
 class JpegRows final : public RowSource {
  public:
-  JpegRows(Bytes bytes, unsigned eighths) : reader_(bytes), eighths_(eighths) {}
+  JpegRows(Bytes bytes, DecodeScale scale) : reader_(bytes), scale_(scale) {}
 
   bool start() {
     return reader_.readHeader(JpegReader::Markers::ignore) &&
-           reader_.start(eighths_, reader_.isCmyk() ? JCS_CMYK : JCS_EXT_RGBA);
+           reader_.start(scale_, reader_.isCmyk() ? JCS_CMYK : JCS_EXT_RGBA);
   }
   std::size_t width() const override { return reader_.info().output_width; }
   std::size_t height() const override { return reader_.info().output_height; }
-  double sourcePixels() const override { return 8.0 / eighths_; }
   bool isOpaque() const override { return true; }
 
   bool read(std::uint32_t* rows, std::size_t count) override {
@@ -60,10 +59,11 @@ class JpegRows final : public RowSource {
     return true;
   }
   bool finish() override { return reader_.finish(); }
+  Failure<ImageError> failure() const { return reader_.failure(); }
 
  private:
   JpegReader reader_;
-  unsigned eighths_;
+  DecodeScale scale_;
 };
 
 bool writeRows(JpegWriter& writer, const Bitmap& bitmap) {
@@ -82,9 +82,9 @@ bool writeRows(JpegWriter& writer, const Bitmap& bitmap) {
 
 }  // namespace
 
-std::optional<PictureHeader> readJpegHeader(Bytes bytes) {
+ImageResult<PictureHeader> readJpegHeader(Bytes bytes) {
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::keep)) return std::nullopt;
+  if (!reader.readHeader(JpegReader::Markers::keep)) return reader.failure();
   const jpeg_decompress_struct& info = reader.info();
   PictureHeader header;
   header.width = info.image_width;
@@ -121,34 +121,32 @@ bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
   return std::uint64_t{header.width} * header.height <= bytes.size() * maxPixelsPerByte;
 }
 
-unsigned jpegEighths(const PictureHeader& header, double coverWidth, double coverHeight) {
-  const double stored = std::min(header.width / coverWidth, header.height / coverHeight);
-  // The decoded pixels that one of the result needs were found with a zone plate: they leave about
-  // a hundredth of the strength of its rings, as the root of the mean square. To a half and a
-  // quarter the library scales by means of pixels, which lets more through than three eighths; for
-  // a half nothing is left.
+DecodeScale jpegDecodeScale(double storedPerResult) {
+  // How many decoded pixels one of the result needs was found with a zone plate: they leave about
+  // a hundredth of the amplitude above Nyquist, as the root of the mean square. At a half and a
+  // quarter the library takes means of pixels, which leaves more aliasing than three eighths; no
+  // number of pixels is enough for a half.
   constexpr std::pair<unsigned, double> scales[] = {{1, 2.4}, {2, 3.2}, {3, 2.4}};
-  for (const auto& [eighths, needed] : scales)
-    if (stored * eighths / 8 >= needed) return eighths;
-  return 8;
+  for (const auto& [numerator, needed] : scales)
+    if (storedPerResult * numerator / DecodeScale::denominator >= needed) return {numerator};
+  return {};
 }
 
-std::unique_ptr<RowSource> openJpegRows(Bytes bytes, const PictureHeader& header, double coverWidth,
-                                        double coverHeight) {
-  if (!jpegCanHold(bytes, header)) return nullptr;
-  auto rows = std::make_unique<JpegRows>(bytes, jpegEighths(header, coverWidth, coverHeight));
-  return rows->start() ? std::move(rows) : nullptr;
+ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,
+                                                     DecodeScale scale) {
+  if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
+  auto rows = std::make_unique<JpegRows>(bytes, scale);
+  if (!rows->start()) return rows->failure();
+  return rows;
 }
 
-std::optional<std::vector<std::uint8_t>> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif) {
-  if (!fitsIntoJpeg(bitmap.width(), bitmap.height())) return std::nullopt;
+ImageResult<EncodedBytes> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif) {
+  if (!fitsIntoJpeg(bitmap.width(), bitmap.height())) return Failure(ImageError::unsupported);
   JpegWriter writer;
   if (!writer.start({bitmap.width(), bitmap.height(), quality, false, jpegChromaStep(quality)}) ||
-      !writer.writeMetadata(exif, bitmap.profile().get()))
-    return std::nullopt;
-  if (!writeRows(writer, bitmap) || !writer.finish()) return std::nullopt;
-  const Bytes written = writer.written();
-  return std::vector<std::uint8_t>(written.begin(), written.end());
+      !writer.writeMetadata(exif, bitmap.profile().get()) || !writeRows(writer, bitmap))
+    return writer.failure();
+  return writer.finish();
 }
 
 }  // namespace vecamera::device::imaging

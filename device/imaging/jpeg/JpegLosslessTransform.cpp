@@ -8,7 +8,7 @@
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/base/Simd.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/jpeg/JpegStreams.h"
+#include "device/imaging/jpeg/JpegWriter.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -16,19 +16,19 @@ namespace {
 using Row = Words8;
 static_assert(sizeof(Row) == DCTSIZE * sizeof(JCOEF));
 
-constexpr std::size_t mostComponents = 3;
+constexpr std::size_t maxComponents = 3;
 
 /// Mirroring a block changes the sign of its odd frequencies. False where a frequency is larger
 /// than 8-bit pictures have it: the usual codes have none for it.
-bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
+bool transformBlock(const JCOEF* from, const Orientation& orientation, JCOEF* to) {
   Row rows[DCTSIZE];
   std::memcpy(rows, from, sizeof rows);
-  if (turn.swapsAxes) transposeBlock(rows);
-  if (turn.mirrorsX) {
+  if (orientation.swapsAxes) transposeBlock(rows);
+  if (orientation.mirrorsX) {
     const Row oddColumns{1, -1, 1, -1, 1, -1, 1, -1};
     for (Row& row : rows) row *= oddColumns;
   }
-  if (turn.mirrorsY) {
+  if (orientation.mirrorsY) {
     for (int i = 1; i < DCTSIZE; i += 2) rows[i] = -rows[i];
   }
   std::memcpy(to, rows, sizeof rows);
@@ -49,23 +49,24 @@ bool turnBlock(const JCOEF* from, const Turn& turn, JCOEF* to) {
   return false;
 }
 
-/// What the writer needs to turn a component's blocks row by row when libjpeg asks for them. It is
-/// used from C code that may jump, so that nothing here has to be let go of in between.
-struct BlockTurner {
+/// What the writer needs to transform a component's blocks row by row when libjpeg asks for them.
+/// It is used from C code that may jump, so that its functions keep no object with a destructor.
+struct BlockTransformer {
   jpeg_decompress_struct* from;
   jvirt_barray_ptr* coefficients;
-  Turn turn;
-  /// Of the turned components, which the writer lays out.
+  Orientation orientation;
+  /// Of the transformed components, which the writer lays out.
   const jpeg_compress_struct* to;
   /// Libjpeg asks for all components before it looks at what it got.
-  std::array<JBLOCK*, mostComponents> blocks{};
-  std::array<std::array<JBLOCKROW, MAX_SAMP_FACTOR>, mostComponents> rowsOf{};
+  std::array<JBLOCK*, maxComponents> blocks{};
+  std::array<std::array<JBLOCKROW, MAX_SAMP_FACTOR>, maxComponents> rowsOf{};
   bool canBeWritten = true;
 
-  JBLOCKARRAY turned(std::size_t component, JDIMENSION first, JDIMENSION count);
+  JBLOCKARRAY transformed(std::size_t component, JDIMENSION first, JDIMENSION count);
 };
 
-JBLOCKARRAY BlockTurner::turned(std::size_t component, JDIMENSION first, JDIMENSION count) {
+JBLOCKARRAY BlockTransformer::transformed(std::size_t component, JDIMENSION first,
+                                          JDIMENSION count) {
   auto& rows = rowsOf[component];
   const jpeg_component_info& target = to->comp_info[component];
   const auto source = reinterpret_cast<j_common_ptr>(from);
@@ -77,81 +78,79 @@ JBLOCKARRAY BlockTurner::turned(std::size_t component, JDIMENSION first, JDIMENS
   const auto rowAt = [&](JDIMENSION row) {
     return from->mem->access_virt_barray(source, coefficients[component], row, 1, FALSE)[0];
   };
-  const auto targetX = [&](JDIMENSION x) { return turn.mirrorsX ? width - 1 - x : x; };
-  const auto targetY = [&](JDIMENSION y) { return turn.mirrorsY ? height - 1 - y : y; };
-  if (turn.swapsAxes) {
+  const auto targetX = [&](JDIMENSION x) { return orientation.mirrorsX ? width - 1 - x : x; };
+  const auto targetY = [&](JDIMENSION y) { return orientation.mirrorsY ? height - 1 - y : y; };
+  if (orientation.swapsAxes) {
     for (JDIMENSION x = 0; x < width; ++x) {
       const JBLOCKROW column = rowAt(targetX(x));
       for (JDIMENSION y = 0; y < there; ++y)
-        canBeWritten &= turnBlock(column[targetY(first + y)], turn, rows[y][x]);
+        canBeWritten &= transformBlock(column[targetY(first + y)], orientation, rows[y][x]);
     }
   } else {
     for (JDIMENSION y = 0; y < there; ++y) {
       const JBLOCKROW row = rowAt(targetY(first + y));
       for (JDIMENSION x = 0; x < width; ++x)
-        canBeWritten &= turnBlock(row[targetX(x)], turn, rows[y][x]);
+        canBeWritten &= transformBlock(row[targetX(x)], orientation, rows[y][x]);
     }
   }
   return rows.data();
 }
 
-JBLOCKARRAY turnedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSION first,
-                       JDIMENSION count, boolean) {
-  auto& turner = *static_cast<BlockTurner*>(info->client_data);
+JBLOCKARRAY transformedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSION first,
+                            JDIMENSION count, boolean) {
+  auto& transformer = *static_cast<BlockTransformer*>(info->client_data);
   std::size_t component = 0;
-  while (turner.coefficients[component] != wanted) ++component;
+  while (transformer.coefficients[component] != wanted) ++component;
   // The call that is under way is the writer's, so that it is the one to end where the reader
   // fails.
-  jpeg_error_mgr* const ownErrors = std::exchange(turner.from->err, info->err);
-  const JBLOCKARRAY rows = turner.turned(component, first, count);
-  turner.from->err = ownErrors;
+  jpeg_error_mgr* const ownErrors = std::exchange(transformer.from->err, info->err);
+  const JBLOCKARRAY rows = transformer.transformed(component, first, count);
+  transformer.from->err = ownErrors;
   return rows;
 }
 
-bool endsInBlocks(const jpeg_decompress_struct& info, const Turn& turn) {
-  const bool across = turn.swapsAxes ? turn.mirrorsY : turn.mirrorsX;
-  const bool down = turn.swapsAxes ? turn.mirrorsX : turn.mirrorsY;
+bool endsInBlocks(const jpeg_decompress_struct& info, const Orientation& orientation) {
+  const bool across = orientation.swapsAxes ? orientation.mirrorsY : orientation.mirrorsX;
+  const bool down = orientation.swapsAxes ? orientation.mirrorsX : orientation.mirrorsY;
   const auto group = [](int factor) { return static_cast<JDIMENSION>(factor * DCTSIZE); };
   return (!across || info.image_width % group(info.max_h_samp_factor) == 0) &&
          (!down || info.image_height % group(info.max_v_samp_factor) == 0);
 }
 
-bool hasUsualColors(const jpeg_decompress_struct& info) {
+bool isSupported(const jpeg_decompress_struct& info, const Orientation& orientation) {
   return info.data_precision == 8 &&
-         (info.jpeg_color_space == JCS_GRAYSCALE || info.jpeg_color_space == JCS_YCbCr);
+         (info.jpeg_color_space == JCS_GRAYSCALE || info.jpeg_color_space == JCS_YCbCr) &&
+         endsInBlocks(info, orientation);
 }
 
 }  // namespace
 
-Attempt<std::vector<std::uint8_t>> turnedJpeg(Bytes bytes, const PictureHeader& header,
-                                              const Turn& turn, Bytes exif) {
-  constexpr auto failed = failedAttempt<std::vector<std::uint8_t>>;
-  if (!jpegCanHold(bytes, header)) return failed();
+ImageResult<EncodedBytes> transformJpegLosslessly(Bytes bytes, const PictureHeader& header,
+                                                  const Orientation& orientation, Bytes exif) {
+  if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
   // Outlives the reader, which lends it its errors.
   JpegWriter writer;
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::ignore) || !hasUsualColors(reader.info()) ||
-      !endsInBlocks(reader.info(), turn))
-    return std::nullopt;
+  if (!reader.readHeader(JpegReader::Markers::ignore) || !isSupported(reader.info(), orientation))
+    return Failure(ImageError::unsupported);
   jvirt_barray_ptr* coefficients = reader.readCoefficients();
-  if (!coefficients) return reader.lackedMemory() ? std::nullopt : failed();
-  const jpeg_decompress_struct& from = reader.info();
-  BlockTurner turner{const_cast<jpeg_decompress_struct*>(&from), coefficients, turn,
-                     &writer.info()};
-  std::array<ScratchBuffer, mostComponents> memory;
-  for (std::size_t i = 0; i < static_cast<std::size_t>(from.num_components); ++i) {
-    const jpeg_component_info& component = from.comp_info[i];
+  if (!coefficients) return reader.failure();
+  BlockTransformer transformer{&reader.info(), coefficients, orientation, &writer.info()};
+  std::array<ScratchBuffer, maxComponents> memory;
+  for (std::size_t i = 0; i < static_cast<std::size_t>(reader.info().num_components); ++i) {
+    const jpeg_component_info& component = reader.info().comp_info[i];
     const std::size_t longest = std::max(component.width_in_blocks, component.height_in_blocks);
     memory[i] = ScratchBuffer(longest * MAX_SAMP_FACTOR * sizeof(JBLOCK));
-    if (!memory[i]) return std::nullopt;
-    turner.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
+    if (!memory[i]) return Failure(ImageError::outOfMemory);
+    transformer.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
   }
-  if (!writer.startCoefficients(reader, coefficients, turn.swapsAxes, turnedRows, &turner) ||
-      !writer.writeMetadata(exif, &header.profile) || !writer.finish() || !reader.finish())
-    return failed();
-  if (!turner.canBeWritten) return std::nullopt;
-  const Bytes written = writer.written();
-  return EncodedBytes(std::in_place, written.begin(), written.end());
+  if (!writer.startCoefficients(reader, coefficients, orientation, transformedRows, &transformer) ||
+      !writer.writeMetadata(exif, &header.profile))
+    return Failure(ImageError::corrupt);
+  auto written = writer.finish();
+  if (!written || !reader.finish()) return Failure(ImageError::corrupt);
+  if (!transformer.canBeWritten) return Failure(ImageError::unsupported);
+  return written;
 }
 
 }  // namespace vecamera::device::imaging

@@ -4,36 +4,39 @@
 #include <array>
 #include <cmath>
 #include <cstring>
+#include <optional>
 
 #include "device/imaging/base/ScratchBuffer.h"
+#include "device/imaging/jpeg/JpegBlockReader.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/jpeg/JpegStreams.h"
+#include "device/imaging/jpeg/JpegWriter.h"
 
 namespace vecamera::device::imaging {
 namespace {
 
-constexpr std::size_t mostComponents = 3;
+constexpr std::size_t maxComponents = 3;
 
 /// Every component gets at least so many rows in a band, which makes good use of the resampler.
-constexpr std::size_t leastBandRows = 8;
+constexpr std::size_t minBandRows = 8;
 
 /// Memory for a few rows of blocks of every component, and the rows in it.
-class Band {
+class RowBand {
  public:
   /// For the picture that the reader has started to give planes of.
-  Band(const jpeg_decompress_struct& info, const std::vector<StoredComponent>& components) {
-    std::size_t least = SIZE_MAX;
+  RowBand(const jpeg_decompress_struct& info, const std::vector<StoredComponent>& components) {
+    std::size_t fewest = SIZE_MAX;
     for (std::size_t i = 0; i < count(info); ++i) {
       blockRows_[i] = rowsOf(info.comp_info[i]);
-      least = std::min(least, blockRows_[i]);
+      fewest = std::min(fewest, blockRows_[i]);
     }
-    groups_ = (leastBandRows + least - 1) / least;
+    groups_ = (minBandRows + fewest - 1) / fewest;
     // The resampler takes rows in pairs, and a component may have an odd number of them in a group.
     groups_ += groups_ % 2;
     for (std::size_t i = 0; i < count(info); ++i) {
       const jpeg_component_info& component = info.comp_info[i];
-      const std::size_t stride = (std::size_t{component.width_in_blocks} + ScaledIdct::moreBlocks) *
-                                 DCTSIZE * bytesOf(components[i].unit);
+      const std::size_t stride =
+          (std::size_t{component.width_in_blocks} + ScaledIdct::extraBlocks) * DCTSIZE *
+          bytesOf(components[i].format);
       memory_[i] = ScratchBuffer(stride * blockRows_[i] * groups_);
       if (!memory_[i]) return;
       for (std::size_t y = 0; y < blockRows_[i] * groups_; ++y)
@@ -43,7 +46,7 @@ class Band {
   }
 
   bool ready() const { return ready_; }
-  std::size_t mostRows() const {
+  std::size_t maxRows() const {
     return std::max({rows_[0].size(), rows_[1].size(), rows_[2].size()});
   }
 
@@ -52,13 +55,14 @@ class Band {
     return readGroups_ == info.total_iMCU_rows;
   }
 
-  /// Fills the band with the next rows of blocks; false where that fails.
-  bool read(JpegReader& reader) {
-    const jpeg_decompress_struct& info = reader.info();
+  /// Fills the band with the next rows of blocks, each of which `readRows` reads; false where that
+  /// fails.
+  template <typename ReadRows>
+  bool read(const jpeg_decompress_struct& info, ReadRows readRows) {
     for (std::size_t group = 0; group < groups_ && !ended(info); ++group, ++readGroups_) {
-      std::array<JSAMPARRAY, mostComponents> at{};
+      std::array<JSAMPARRAY, maxComponents> at{};
       for (std::size_t i = 0; i < count(info); ++i) at[i] = rows_[i].data() + group * blockRows_[i];
-      if (!reader.readPlaneRows(at.data())) return false;
+      if (!readRows(at.data())) return false;
     }
     return true;
   }
@@ -75,9 +79,9 @@ class Band {
     return static_cast<std::size_t>(component.v_samp_factor * component.DCT_scaled_size);
   }
 
-  std::array<ScratchBuffer, mostComponents> memory_;
-  std::array<std::vector<JSAMPROW>, mostComponents> rows_;
-  std::array<std::size_t, mostComponents> blockRows_{};
+  std::array<ScratchBuffer, maxComponents> memory_;
+  std::array<std::vector<JSAMPROW>, maxComponents> rows_;
+  std::array<std::size_t, maxComponents> blockRows_{};
   std::size_t groups_ = 0;
   std::size_t readGroups_ = 0;
   bool ready_ = false;
@@ -93,74 +97,59 @@ bool storesPlanes(const jpeg_decompress_struct& info) {
   });
 }
 
-/// The samples of a component as they are stored.
-struct Density {
-  /// How many pixels each spans.
-  double stepX = 1;
-  double stepY = 1;
-  /// How many there are for one of the canvas, on the axis that has the fewest and on the other.
-  double least = 1;
-  double most = 1;
-};
-
-/// `stretchX` and `stretchY` are those of a stored pixel, `canvasStep` the pixels of the canvas in
-/// a sample of the component.
-Density densityOf(const jpeg_decompress_struct& info, const jpeg_component_info& component,
-                  double stretchX, double stretchY, int canvasStep) {
-  const double stepX = info.max_h_samp_factor / component.h_samp_factor;
-  const double stepY = info.max_v_samp_factor / component.v_samp_factor;
-  const double x = canvasStep / (stretchX * stepX);
-  const double y = canvasStep / (stretchY * stepY);
-  return {stepX, stepY, std::min(x, y), std::max(x, y)};
-}
-
-/// How many samples, both ways, are needed for each of the brightness on the canvas where so many
-/// come out of a block. Found with a zone plate: of rings that are too fine for the result, this
-/// leaves about a hundredth of their strength, as the root of the mean square. Four of a block
-/// leave more than the others.
-constexpr double brightnessSamples(unsigned ofBlock) {
+/// How many samples of luma, along each axis, a sample of it on the canvas needs where so many come
+/// out of a block. Found with a zone plate: of amplitudes above Nyquist for the canvas, this leaves
+/// about a hundredth as aliasing, as the root of the mean square. Four of a block leave more than
+/// the others.
+constexpr double lumaSamples(unsigned ofBlock) {
   return ofBlock == 4 ? 2.6 : 2.4;
 }
-/// The same for the colours, of which it leaves about two hundredths.
-constexpr double colorSamples = 1.9;
-/// A sample is made of all of its block. More of them keep what lies in a cut block, but was cut
-/// off, to the first pixel of the result, and faint.
-constexpr double moreSamplesIfCut = 1.5;
+/// The same for chroma, where it leaves about two hundredths.
+constexpr double chromaSamples = 1.9;
+/// A sample is made of all of its block. More of them keep what lies in a block that is cropped,
+/// but was cut off, to the first pixel of the result, and faint.
+constexpr double moreSamplesIfCropped = 1.5;
 
-bool cuts(const SourceRect& usable, const jpeg_decompress_struct& info) {
-  return usable.columns.count < info.image_width || usable.rows.count < info.image_height;
+/// A component of which so many samples, along both axes, come out of a block.
+StoredComponent storedComponent(const jpeg_decompress_struct& info, int index, unsigned samples) {
+  const jpeg_component_info& component = info.comp_info[index];
+  const auto count = [&](std::size_t pixels, int factor, int maxFactor) {
+    const auto groupPixels = static_cast<std::size_t>(maxFactor * DCTSIZE);
+    const auto groupSamples = static_cast<std::size_t>(factor) * samples;
+    return (pixels * groupSamples + groupPixels - 1) / groupPixels;
+  };
+  const double step = double{DCTSIZE} / samples;
+  return {{count(info.image_width, component.h_samp_factor, info.max_h_samp_factor),
+           count(info.image_height, component.v_samp_factor, info.max_v_samp_factor),
+           info.max_h_samp_factor / component.h_samp_factor * step,
+           info.max_v_samp_factor / component.v_samp_factor * step},
+          samples < DCTSIZE ? ScaledIdct::formatOf(samples) : SampleFormat::byte};
 }
 
-/// How many samples, both ways, are read of the blocks of each component; nothing where one of them
-/// needs more than a scaler makes, so that all of all blocks is read.
-std::optional<JpegReader::BlockSamples> scaledSamples(const std::vector<Density>& densities,
-                                                      bool isCut) {
-  JpegReader::BlockSamples samples{};
-  const double more = isCut ? moreSamplesIfCut : 1;
-  for (std::size_t i = 0; i < densities.size(); ++i) {
+/// How many samples, along both axes, are made of the blocks of each component; nothing where one
+/// of them needs more than `ScaledIdct` makes, so that all of all blocks is read.
+std::optional<JpegBlockReader::BlockSamples> scaledSamples(const jpeg_decompress_struct& info,
+                                                           const AlignedPlacement& placement,
+                                                           int chromaStep) {
+  const auto isCropped = [](const AxisPlacement& axis) { return axis.usable.count < axis.length; };
+  const bool cropped = isCropped(placement.columns) || isCropped(placement.rows);
+  JpegBlockReader::BlockSamples samples{};
+  for (int i = 0; i < info.num_components; ++i) {
+    // Stored samples for one of the canvas, on the axis that has fewer.
+    const SampleGrid grid = storedComponent(info, i, DCTSIZE).grid;
+    const int canvasStep = i == 0 ? 1 : chromaStep;
+    const double density = std::min(canvasStep / (std::abs(placement.columns.scale) * grid.stepX),
+                                    canvasStep / (std::abs(placement.rows.scale) * grid.stepY));
     const auto& sizes = ScaledIdct::sizes;
-    const auto found = std::find_if(sizes.begin(), sizes.end(), [&](unsigned ofBlock) {
-      const double needed = (i == 0 ? brightnessSamples(ofBlock) : colorSamples) * more;
-      return densities[i].least * ofBlock >= needed * DCTSIZE;
+    const auto* const found = std::find_if(sizes.begin(), sizes.end(), [&](unsigned ofBlock) {
+      const double needed =
+          (i == 0 ? lumaSamples(ofBlock) : chromaSamples) * (cropped ? moreSamplesIfCropped : 1);
+      return density * ofBlock >= needed * DCTSIZE;
     });
     if (found == sizes.end()) return std::nullopt;
-    samples[i] = *found;
+    samples[static_cast<std::size_t>(i)] = *found;
   }
   return samples;
-}
-
-std::vector<StoredComponent> storedComponents(const jpeg_decompress_struct& info,
-                                              const std::vector<Density>& densities,
-                                              const JpegReader::BlockSamples& samples) {
-  std::vector<StoredComponent> components;
-  for (std::size_t i = 0; i < densities.size(); ++i) {
-    const double step = double{DCTSIZE} / samples[i];
-    components.push_back(
-        {info.comp_info[i].downsampled_width, info.comp_info[i].downsampled_height,
-         densities[i].stepX * step, densities[i].stepY * step,
-         samples[i] < DCTSIZE ? ScaledIdct::unitOf(samples[i]) : SampleFormat::byte});
-  }
-  return components;
 }
 
 /// The encoder reads whole blocks; what fills the last one up is like the picture's edge.
@@ -171,9 +160,9 @@ void fillLastBlocks(const PlaneView& plane) {
 }
 
 bool writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
-  constexpr std::size_t mostRows = 2 * DCTSIZE;
-  std::array<std::array<JSAMPROW, mostRows>, mostComponents> pointers{};
-  std::array<JSAMPARRAY, mostComponents> rows{};
+  constexpr std::size_t maxRows = 2 * DCTSIZE;
+  std::array<std::array<JSAMPROW, maxRows>, maxComponents> pointers{};
+  std::array<JSAMPARRAY, maxComponents> rows{};
   for (std::size_t i = 0; i < planes.size(); ++i) rows[i] = pointers[i].data();
   const jpeg_compress_struct& info = writer.info();
   const auto groupRows = static_cast<unsigned>(info.max_v_samp_factor * DCTSIZE);
@@ -191,61 +180,58 @@ bool writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
 
 }  // namespace
 
-Attempt<std::vector<CanvasPlane>> planesOfJpeg(Bytes bytes, const PictureHeader& header,
-                                               const Placement& layout, std::size_t width,
-                                               std::size_t height, int chromaStep) {
-  constexpr auto failed = failedAttempt<std::vector<CanvasPlane>>;
-  if (!jpegCanHold(bytes, header)) return failed();
+ImageResult<std::vector<CanvasPlane>> decodeJpegPlanes(Bytes bytes, const PictureHeader& header,
+                                                       const AlignedPlacement& placement,
+                                                       int chromaStep) {
+  if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::ignore)) return failed();
-  if (!storesPlanes(reader.info())) return std::nullopt;
-  const AffineMap& map = layout.map;
-  const bool swaps = layout.turn->swapsAxes;
-  const double stretchX = std::abs(swaps ? map.b : map.a);
-  const double stretchY = std::abs(swaps ? map.c : map.d);
-  std::vector<Density> densities;
-  for (int i = 0; i < reader.info().num_components; ++i)
-    densities.push_back(densityOf(reader.info(), reader.info().comp_info[i], stretchX, stretchY,
-                                  i == 0 ? 1 : chromaStep));
-  const auto scaled = scaledSamples(densities, cuts(layout.usable, reader.info()));
-  JpegReader::BlockSamples samples;
-  samples.fill(DCTSIZE);
-  if (scaled) samples = *scaled;
-  // Before the reader starts, which decodes all of a progressive picture.
-  for (std::size_t i = 0; i < densities.size(); ++i)
-    if (densities[i].most * AxisWeights::minScale * samples[i] > DCTSIZE) return std::nullopt;
-  if (!(scaled ? reader.startScaledPlanes(samples) : reader.startPlanes())) return failed();
+  if (!reader.readHeader(JpegReader::Markers::ignore)) return reader.failure();
   const jpeg_decompress_struct& info = reader.info();
-  const auto components = storedComponents(info, densities, samples);
-  Band band(info, components);
-  if (!band.ready()) return failed();
-  PlanarCanvas canvas(layout, width, height, components, chromaStep, band.mostRows());
-  if (!canvas.ready()) return failed();
+  if (!storesPlanes(info)) return Failure(ImageError::unsupported);
+  auto samples = scaledSamples(info, placement, chromaStep);
+  const bool isScaled = samples.has_value();
+  if (!isScaled) samples.emplace().fill(DCTSIZE);
+  std::vector<StoredComponent> components;
+  for (int i = 0; i < info.num_components; ++i) {
+    components.push_back(storedComponent(info, i, (*samples)[static_cast<std::size_t>(i)]));
+    // Before the reader starts, which decodes all of a progressive picture.
+    if (placement.sampled(components.back().grid, i == 0 ? 1 : chromaStep).minScale() <
+        AxisWeights::minScale)
+      return Failure(ImageError::unsupported);
+  }
+  JpegBlockReader blocks(reader, *samples);
+  if (!(isScaled ? blocks.start() : reader.startPlanes())) return reader.failure();
+  RowBand band(info, components);
+  if (!band.ready()) return Failure(ImageError::outOfMemory);
+  PlanarCanvas canvas(placement, components, chromaStep, band.maxRows());
+  if (!canvas.ready()) return Failure(ImageError::outOfMemory);
+  const auto readRows = [&](JSAMPIMAGE rows) {
+    return isScaled ? blocks.readRows(rows) : reader.readPlaneRows(rows);
+  };
   for (std::size_t bands = 0; !band.ended(info); ++bands) {
-    if (!band.read(reader)) return failed();
+    if (!band.read(info, readRows)) return reader.failure();
     for (std::size_t i = 0; i < components.size(); ++i) {
-      const std::size_t first = std::min(bands * band.rowCount(i), components[i].height);
-      canvas.push(i, band.rows(i), std::min(band.rowCount(i), components[i].height - first));
+      const std::size_t height = components[i].grid.height;
+      const std::size_t first = std::min(bands * band.rowCount(i), height);
+      canvas.push(i, band.rows(i), std::min(band.rowCount(i), height - first));
     }
   }
-  if (!reader.finish()) return failed();
+  if (!reader.finish()) return reader.failure();
   auto planes = canvas.finish();
-  if (planes.empty()) return failed();
+  if (planes.empty()) return Failure(ImageError::outOfMemory);
   return planes;
 }
 
-std::optional<std::vector<std::uint8_t>> encodePlanes(const std::vector<CanvasPlane>& planes,
-                                                      int quality, Bytes exif,
-                                                      const std::vector<std::uint8_t>& profile) {
-  const PlaneView& brightness = planes.front().view;
+ImageResult<EncodedBytes> encodeJpegPlanes(const std::vector<CanvasPlane>& planes, int quality,
+                                           Bytes exif, const EncodedBytes& profile) {
+  const PlaneView& luma = planes.front().view;
   for (const CanvasPlane& plane : planes) fillLastBlocks(plane.view);
   JpegWriter writer;
-  if (!writer.startPlanes({brightness.width, brightness.height, quality, planes.size() == 1,
-                           jpegChromaStep(quality)}) ||
-      !writer.writeMetadata(exif, &profile) || !writePlanes(writer, planes) || !writer.finish())
-    return std::nullopt;
-  const Bytes written = writer.written();
-  return std::vector<std::uint8_t>(written.begin(), written.end());
+  if (!writer.startPlanes(
+          {luma.width, luma.height, quality, planes.size() == 1, jpegChromaStep(quality)}) ||
+      !writer.writeMetadata(exif, &profile) || !writePlanes(writer, planes))
+    return writer.failure();
+  return writer.finish();
 }
 
 }  // namespace vecamera::device::imaging

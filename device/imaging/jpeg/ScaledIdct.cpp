@@ -1,18 +1,24 @@
 #include "device/imaging/jpeg/ScaledIdct.h"
 
+// jpeglib.h needs those before it.
+#include <cstddef>
+#include <cstdio>
+
+#include <jpeglib.h>
+
 #include <algorithm>
 #include <cstring>
+#include <type_traits>
 #include <utility>
-
-#if defined(__SSE2__)
-#include <emmintrin.h>
-#endif
 
 #include "device/imaging/base/Simd.h"
 #include "device/imaging/resample/ResampleKernels.h"
 
 namespace vecamera::device::imaging {
 namespace {
+
+using Block = ScaledIdct::Block;
+static_assert(std::is_same_v<Block, JBLOCK>);
 
 /// One number of each of eight blocks. They are signed; as unsigned ones, what no encoder makes may
 /// wrap around.
@@ -35,24 +41,16 @@ auto forEach(Action action) {
   (std::make_index_sequence<n>());
 }
 
-/// A sample is an eighth of what the transforms make of the coefficients, and so is one in a word;
-/// these bits are computed with beside. Sums wrap where a sample is beyond 1023, well over the 600
-/// that coarse quantization has been seen to make of black and white.
+/// The transforms give eight times the samples, as words hold them; this many more bits are
+/// computed with. Sums wrap where a sample is beyond 1023, well over the 600 to which coarse
+/// quantization has been seen to overshoot.
 constexpr int fractionBits = 2;
 static_assert(wordFractionBits == 3);
 
 /// `factor` is positive and less than a half.
 Words times(Words words, double factor) {
   const auto parts = static_cast<std::int16_t>(factor * 65536 + 0.5);
-#if defined(__SSE2__)
-  return reinterpret_cast<Words>(
-      _mm_mulhi_epi16(reinterpret_cast<__m128i>(words), _mm_set1_epi16(parts)));
-#else
-  Words products;
-  for (std::size_t i = 0; i < together; ++i)
-    products[i] = static_cast<std::uint16_t>(static_cast<std::int16_t>(words[i]) * parts >> 16);
-  return products;
-#endif
+  return reinterpret_cast<Words>(multiplyHigh(reinterpret_cast<Words8>(words), Words8{} + parts));
 }
 
 // The transforms: sample j of n is c0 + sqrt(2) * sum of cosine(k * (2j + 1) * pi / 2n) * ck.
@@ -111,7 +109,7 @@ Words startsOf(const JCOEF* first, const JCOEF* second) {
 }
 
 /// Four coefficients of each block, from that one on.
-VECAMERA_INLINE Row<4> coefficients(const JBLOCK* blocks, std::size_t first) {
+VECAMERA_INLINE Row<4> coefficients(const Block* blocks, std::size_t first) {
   const auto starts =
       forEach<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
   const Words a = interleavedLow(starts[0], starts[1]);
@@ -170,18 +168,18 @@ VECAMERA_INLINE void store(const Row<6>& words, std::uint8_t* to) {
   }
 }
 
-/// What each coefficient is multiplied by, in all places of a word.
+/// The step of each coefficient, in all lanes of a vector.
 template <std::size_t n>
-using Steps = std::array<Row<n>, n>;
+using Quantization = std::array<Row<n>, n>;
 
 template <std::size_t n>
-void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, std::uint8_t* const* rows,
-                   std::size_t at) {
+void transformTogether(const Block* blocks, const Quantization<n>& quantization,
+                       std::uint8_t* const* rows, std::size_t at) {
   auto stored = forEach<n>([&](auto y) {
     const Row<4> first = coefficients(blocks, DCTSIZE * y);
     Row<4> second{};
     if constexpr (n > 4) second = coefficients(blocks, DCTSIZE * y + 4);
-    return forEach<n>([&](auto x) { return (x < 4 ? first : second)[x % 4] * steps[y][x]; });
+    return forEach<n>([&](auto x) { return (x < 4 ? first : second)[x % 4] * quantization[y][x]; });
   });
   // The first coefficient comes into all samples as it is, and so may bring more with it.
   stored[0][0] += (CENTERJSAMPLE << (wordFractionBits + fractionBits)) + (1 << (fractionBits - 1));
@@ -196,29 +194,29 @@ void scaleTogether(const JBLOCK* blocks, const Steps<n>& steps, std::uint8_t* co
 }
 
 template <std::size_t n>
-void scaleBlocks(JBLOCK* blocks, std::size_t count, bool clears, const ScaledIdct::Steps& allSteps,
-                 std::uint8_t* const* rows) {
-  Steps<n> steps;
+void transformBlocks(Block* blocks, std::size_t count, ScaledIdct::AfterUse after,
+                     const ScaledIdct::Quantization& quantization, std::uint8_t* const* rows) {
+  Quantization<n> steps;
   for (std::size_t y = 0; y < n; ++y)
     for (std::size_t x = 0; x < n; ++x)
-      steps[y][x] = Words{} + static_cast<std::uint16_t>(allSteps[y][x] << fractionBits);
+      steps[y][x] = Words{} + static_cast<std::uint16_t>(quantization[y][x] << fractionBits);
   for (std::size_t at = 0; at < count; at += together) {
     const std::size_t now = std::min(together, count - at);
     if (now == together) {
-      scaleTogether<n>(blocks + at, steps, rows, at);
+      transformTogether<n>(blocks + at, steps, rows, at);
     } else {
-      JBLOCK last[together]{};
+      Block last[together]{};
       std::copy_n(&blocks[at][0], now * DCTSIZE2, &last[0][0]);
-      scaleTogether<n>(last, steps, rows, at);
+      transformTogether<n>(last, steps, rows, at);
     }
-    if (!clears) continue;
+    if (after == ScaledIdct::AfterUse::keep) continue;
     for (std::size_t i = at; i < at + now; ++i) std::fill_n(blocks[i], n * DCTSIZE, JCOEF{0});
   }
 }
 
 /// As the library does where it transforms a block to one sample. Means are gathered first, so that
-/// the compiler computes with many at once. They need no clearing: each block has its own.
-void storeMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samples) {
+/// the compiler computes with many at once. They need no clearing: every block has one.
+void storeMeans(const Block* blocks, std::size_t count, int step, JSAMPROW samples) {
   constexpr std::size_t many = 16;
   std::array<JCOEF, many> means;
   for (std::size_t at = 0; at < count; at += many) {
@@ -232,20 +230,20 @@ void storeMeans(const JBLOCK* blocks, std::size_t count, int step, JSAMPROW samp
 
 }  // namespace
 
-ScaledIdct::ScaledIdct(unsigned samples, const UINT16* steps) : samples_(samples) {
-  if (!steps) return;
+ScaledIdct::ScaledIdct(unsigned samples, const std::uint16_t* table) : samples_(samples) {
+  if (!table) return;
   for (std::size_t y = 0; y < samples; ++y)
-    std::copy_n(steps + y * DCTSIZE, samples, steps_[y].begin());
+    std::copy_n(table + y * DCTSIZE, samples, quantization_[y].begin());
 }
 
-void ScaledIdct::scale(JBLOCK* blocks, std::size_t count, bool clears,
-                       std::uint8_t* const* rows) const {
+void ScaledIdct::transform(Block* blocks, std::size_t count, AfterUse after,
+                           std::uint8_t* const* rows) const {
   switch (samples_) {
-    case 6: return scaleBlocks<6>(blocks, count, clears, steps_, rows);
-    case 4: return scaleBlocks<4>(blocks, count, clears, steps_, rows);
-    case 3: return scaleBlocks<3>(blocks, count, clears, steps_, rows);
-    case 2: return scaleBlocks<2>(blocks, count, clears, steps_, rows);
-    default: return storeMeans(blocks, count, steps_[0][0], rows[0]);
+    case 6: return transformBlocks<6>(blocks, count, after, quantization_, rows);
+    case 4: return transformBlocks<4>(blocks, count, after, quantization_, rows);
+    case 3: return transformBlocks<3>(blocks, count, after, quantization_, rows);
+    case 2: return transformBlocks<2>(blocks, count, after, quantization_, rows);
+    default: return storeMeans(blocks, count, quantization_[0][0], rows[0]);
   }
 }
 

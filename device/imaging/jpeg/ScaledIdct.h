@@ -1,49 +1,46 @@
 #pragma once
 
-// jpeglib.h needs the two before it.
-#include <cstddef>
-#include <cstdio>
-
-#include <jpeglib.h>
-
 #include <array>
+#include <cstddef>
 #include <cstdint>
 
 #include "device/imaging/resample/PlaneScaler.h"
 
 namespace vecamera::device::imaging {
 
-/// Makes samples of the blocks of a component at a part of their size. Of each block only the
-/// lowest coefficients are used, as many both ways as samples come out, with the inverse cosine
-/// transform of that length. Where the library takes the mean of the pixels that a sample spans, as
-/// it does at a half and a quarter, about twice as much is left of what is finer than the samples.
-/// Takes any coefficients: those that no encoder makes give samples without a meaning.
+/// Makes samples of the blocks of a component at a part of their size: the inverse cosine transform
+/// of that length, of the lowest coefficients. Where the library takes the mean of the pixels that
+/// a sample spans, as it does at a half and a quarter, about twice as much aliasing is left. Takes
+/// any coefficients: those that no encoder makes give samples without a meaning.
 class ScaledIdct {
  public:
-  /// So many samples, both ways, can come out of a block.
+  /// As libjpeg has it.
+  using Block = std::int16_t[64];
+  /// How many samples, along both axes, can come out of a block.
   static constexpr std::array<unsigned, 5> sizes{1, 2, 3, 4, 6};
-  static constexpr unsigned mostSamples = sizes.back();
-  /// Where more than means come out of blocks, edges throw them beyond black and white, and that
-  /// has to go into the mixing.
-  static constexpr SampleFormat unitOf(unsigned samples) {
+  static constexpr unsigned maxSamples = sizes.back();
+  /// Where more than the mean comes out of a block, edges overshoot black and white. The resampler
+  /// needs the overshoot, or it would give means that are too grey.
+  static constexpr SampleFormat formatOf(unsigned samples) {
     return samples == 1 ? SampleFormat::byte : SampleFormat::word;
   }
-  /// For so many blocks more than there are a row of samples has room, with all 8 samples of each.
-  static constexpr std::size_t moreBlocks = 8;
-  using Steps = std::array<std::array<int, mostSamples>, mostSamples>;
+  /// A row of samples has room for so many blocks more than there are, with all 8 samples of each.
+  static constexpr std::size_t extraBlocks = 8;
+  using Quantization = std::array<std::array<int, maxSamples>, maxSamples>;
 
   ScaledIdct() = default;
-  /// `steps` are the 64 of the component's quantization, row after row; without them all samples
-  /// come out alike.
-  ScaledIdct(unsigned samples, const UINT16* steps);
+  /// `table` holds the 64 steps of the component's quantization, row after row; without a table all
+  /// samples come out alike.
+  ScaledIdct(unsigned samples, const std::uint16_t* table);
 
-  /// Makes `samples` rows of the blocks of one row, as a `PlaneScaler` takes them. `clears` sets
-  /// the coefficients that were read to zero.
-  void scale(JBLOCK* blocks, std::size_t count, bool clears, std::uint8_t* const* rows) const;
+  /// What becomes of the coefficients that were read.
+  enum class AfterUse { keep, clear };
+  /// Makes `samples` rows of the blocks of one row, as a `PlaneScaler` takes them.
+  void transform(Block* blocks, std::size_t count, AfterUse after, std::uint8_t* const* rows) const;
 
  private:
   unsigned samples_ = 1;
-  Steps steps_{};
+  Quantization quantization_{};
 };
 
 }  // namespace vecamera::device::imaging

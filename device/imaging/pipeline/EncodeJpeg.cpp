@@ -14,53 +14,47 @@ namespace {
 constexpr int bestQuality = 100;
 
 /// The one drawing on the canvas as it lies there. A stored picture lies on a canvas of its size.
-std::optional<Placement> onlyLayout(const std::shared_ptr<const Source>& source) {
-  const DrawList* recording = source->recording();
-  if (!recording) return placementOf({source, {}}, source->width(), source->height());
-  if (recording->drawings.size() != 1) return std::nullopt;
-  return placementOf(recording->drawings.front(), recording->width, recording->height);
+std::optional<Placement> onlyPlacement(const std::shared_ptr<const LazyImage>& image) {
+  const DrawList* list = image->drawList();
+  if (!list) return placementOf({image, {}}, image->width(), image->height());
+  if (list->commands.size() != 1) return std::nullopt;
+  return placementOf(list->commands.front(), list->width, list->height);
 }
 
-bool isMereTurn(const Placement& layout, std::size_t width, std::size_t height) {
-  const bool swaps = layout.turn->swapsAxes;
-  const std::size_t storedWidth = layout.source->width();
-  const std::size_t storedHeight = layout.source->height();
-  return layout.usable.columns == PixelRange{0, storedWidth} &&
-         layout.usable.rows == PixelRange{0, storedHeight} &&
-         width == (swaps ? storedHeight : storedWidth) &&
-         height == (swaps ? storedWidth : storedHeight) && layout.x.low == 0 &&
-         layout.x.high == static_cast<double>(width) && layout.y.low == 0 &&
-         layout.y.high == static_cast<double>(height);
-}
-
-Attempt<std::vector<std::uint8_t>> shortWay(const std::shared_ptr<const Source>& source,
-                                            int quality, Bytes exif) {
-  const auto layout = onlyLayout(source);
-  if (!layout || !PlanarCanvas::takes(*layout, source->width(), source->height()))
-    return std::nullopt;
-  const Encoded* stored = layout->source->encoded();
-  if (!stored || stored->header.format != PictureFormat::jpeg) return std::nullopt;
+ImageResult<EncodedBytes> tryFastPath(const std::shared_ptr<const LazyImage>& image, int quality,
+                                      Bytes exif) {
+  constexpr Failure unsupported(ImageError::unsupported);
+  const auto placement = onlyPlacement(image);
+  if (!placement || !placement->shows() || !placement->aligned) return unsupported;
+  const AlignedPlacement& aligned = *placement->aligned;
+  const bool fills =
+      aligned.x().window.count == image->width() && aligned.y().window.count == image->height();
+  const EncodedImage* stored = placement->image->encoded();
+  if (!fills || !stored || stored->header.format != jpegFormat) return unsupported;
   const Bytes bytes = stored->bytes.bytes();
-  if (quality == bestQuality && isMereTurn(*layout, source->width(), source->height()))
-    if (auto turned = turnedJpeg(bytes, stored->header, *layout->turn, exif)) return turned;
-  const auto planes = planesOfJpeg(bytes, stored->header, *layout, source->width(),
-                                   source->height(), jpegChromaStep(quality));
-  if (!planes) return std::nullopt;
-  if (!*planes) return failedAttempt<std::vector<std::uint8_t>>();
-  return encodePlanes(**planes, quality, exif, stored->header.profile);
+  if (quality == bestQuality && aligned.columns.isIdentity() && aligned.rows.isIdentity()) {
+    auto transformed = transformJpegLosslessly(bytes, stored->header, aligned.orientation(), exif);
+    // Planes take less memory.
+    if (transformed || transformed.error() == ImageError::corrupt) return transformed;
+  }
+  const auto planes = decodeJpegPlanes(bytes, stored->header, aligned, jpegChromaStep(quality));
+  if (!planes) return planes.failure();
+  return encodeJpegPlanes(*planes, quality, exif, stored->header.profile);
 }
 
 }  // namespace
 
-EncodedBytes jpegOf(const std::shared_ptr<const Source>& source, int quality, Bytes exif,
-                    const ThreadBudget& threads) try {
-  if (!fitsIntoJpeg(source->width(), source->height())) return std::nullopt;
-  const ThreadBudget::Lease atWork(threads);
-  if (auto encoded = shortWay(source, quality, exif)) return *encoded;
-  const auto bitmap = render(*source, threads);
-  return bitmap ? encodeJpeg(*bitmap, quality, exif) : std::nullopt;
+ImageResult<EncodedBytes> encodeJpeg(const std::shared_ptr<const LazyImage>& image, int quality,
+                                     Bytes exif, const ThreadBudget& threads) try {
+  if (!fitsIntoJpeg(image->width(), image->height())) return Failure(ImageError::unsupported);
+  const ThreadBudget::Lease lease(threads);
+  auto encoded = tryFastPath(image, quality, exif);
+  if (encoded || encoded.error() != ImageError::unsupported) return encoded;
+  const auto bitmap = render(*image, threads);
+  if (!bitmap) return bitmap.failure();
+  return encodeJpeg(*bitmap, quality, exif);
 } catch (const std::bad_alloc&) {
-  return std::nullopt;
+  return Failure(ImageError::outOfMemory);
 }
 
 }  // namespace vecamera::device::imaging

@@ -3,7 +3,7 @@
 #include <new>
 
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/jpeg/JpegStreams.h"
+#include "device/imaging/jpeg/JpegReader.h"
 #include "device/imaging/pipeline/Render.h"
 #include "device/imaging/png/PngCodec.h"
 #include "device/imaging/png/PngWriter.h"
@@ -11,39 +11,44 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// Not for CMYK, which is converted.
-Attempt<std::vector<std::uint8_t>> pngOfStoredJpeg(const Encoded& stored,
-                                                   const ThreadBudget& threads) {
-  constexpr auto failed = failedAttempt<std::vector<std::uint8_t>>;
-  const PictureHeader& header = stored.header;
-  const Bytes bytes = stored.bytes.bytes();
+/// `unsupported` for other pictures than JPEGs, and for CMYK, which is converted.
+ImageResult<EncodedBytes> tryFastPath(const LazyImage& image, const ThreadBudget& threads) {
+  const EncodedImage* stored = image.encoded();
+  if (!stored || stored->header.format != jpegFormat) return Failure(ImageError::unsupported);
+  const PictureHeader& header = stored->header;
+  const Bytes bytes = stored->bytes.bytes();
+  if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
   JpegReader reader(bytes);
-  if (!jpegCanHold(bytes, header) || !reader.readHeader(JpegReader::Markers::ignore))
-    return failed();
-  if (reader.isCmyk()) return std::nullopt;
+  if (!reader.readHeader(JpegReader::Markers::ignore)) return reader.failure();
+  if (reader.isCmyk()) return Failure(ImageError::unsupported);
   const bool gray = reader.info().jpeg_color_space == JCS_GRAYSCALE;
-  if (!reader.start(DCTSIZE, gray ? JCS_GRAYSCALE : JCS_RGB)) return failed();
+  if (!reader.start({}, gray ? JCS_GRAYSCALE : JCS_RGB)) return reader.failure();
   PngPixels pixels{header.width, header.height, gray ? 1u : 3u, nullptr, {}};
   if (!header.profile.empty())
-    pixels.profile = std::make_shared<const std::vector<std::uint8_t>>(header.profile);
+    pixels.profile = std::make_shared<const EncodedBytes>(header.profile);
   pixels.nextRows = [&](std::uint8_t* to, std::size_t count) {
     return reader.readRows(to, count) == count &&
            (reader.info().output_scanline < reader.info().output_height || reader.finish());
   };
-  return writePng(pixels, threads);
+  auto png = writePng(pixels, threads);
+  if (!png) return reader.failure();
+  return *std::move(png);
 }
 
 }  // namespace
 
-EncodedBytes pngOf(const std::shared_ptr<const Source>& source, const ThreadBudget& threads) try {
-  const ThreadBudget::Lease atWork(threads);
-  const Encoded* stored = source->encoded();
-  if (stored && stored->header.format == PictureFormat::jpeg)
-    if (auto png = pngOfStoredJpeg(*stored, threads)) return *png;
-  const auto bitmap = render(*source, threads);
-  return bitmap ? encodePng(*bitmap, threads) : std::nullopt;
+ImageResult<EncodedBytes> encodePng(const std::shared_ptr<const LazyImage>& image,
+                                    const ThreadBudget& threads) try {
+  const ThreadBudget::Lease lease(threads);
+  auto encoded = tryFastPath(*image, threads);
+  if (encoded || encoded.error() != ImageError::unsupported) return encoded;
+  const auto bitmap = render(*image, threads);
+  if (!bitmap) return bitmap.failure();
+  auto png = encodePng(*bitmap, threads);
+  if (!png) return Failure(ImageError::outOfMemory);
+  return *std::move(png);
 } catch (const std::bad_alloc&) {
-  return std::nullopt;
+  return Failure(ImageError::outOfMemory);
 }
 
 }  // namespace vecamera::device::imaging

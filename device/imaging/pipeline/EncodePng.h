@@ -2,16 +2,17 @@
 
 #include <memory>
 
+#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/ThreadBudget.h"
-#include "device/imaging/codecs/Codecs.h"
-#include "device/imaging/platform/Picture.h"
+#include "device/imaging/pipeline/LazyImage.h"
 
 namespace vecamera::device::imaging {
 
-/// The source as PNG; the threads do not change the bytes. A JPEG that is
-/// kept as it is stored goes from its rows to the file's without ever being a whole bitmap; grey
-/// ones stay grey. Nothing where a picture that shows cannot be decoded or the memory cannot be
-/// had. Any thread.
-EncodedBytes pngOf(const std::shared_ptr<const Source>& source, const ThreadBudget& threads);
+/// The source as PNG; the number of threads does not change the bytes. A JPEG that is kept as it is
+/// stored goes from its rows to the file's without ever being a whole bitmap; grey ones stay grey.
+/// Any thread.
+ImageResult<EncodedBytes> encodePng(const std::shared_ptr<const LazyImage>& image,
+                                    const ThreadBudget& threads);
 
 }  // namespace vecamera::device::imaging

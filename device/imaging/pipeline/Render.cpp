@@ -8,6 +8,7 @@
 #include "device/imaging/codecs/Codecs.h"
 #include "device/imaging/pipeline/Placement.h"
 #include "device/imaging/resample/PlaneScaler.h"
+#include "device/imaging/resample/Resample.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -19,29 +20,42 @@ struct Layer {
   PixelRange rows;
 };
 
-ColorProfile profileOf(const Encoded& encoded) {
+ColorProfile profileOf(const EncodedImage& encoded) {
   if (encoded.header.profile.empty()) return nullptr;
-  return std::make_shared<const std::vector<std::uint8_t>>(encoded.header.profile);
+  return std::make_shared<const EncodedBytes>(encoded.header.profile);
 }
 
-std::optional<DecodedPicture> turnedPixels(const Source& source, const Turn& turn,
-                                           double coverWidth, double coverHeight,
-                                           const ThreadBudget& threads) {
-  if (const Encoded* encoded = source.encoded()) {
-    auto decoded =
-        decode(encoded->bytes.bytes(), encoded->header, turn, coverWidth, coverHeight, threads);
-    if (decoded) decoded->bitmap.setProfile(profileOf(*encoded));
+/// The scale for a canvas on which a stored pixel is that wide and high. What is not encoded has
+/// its pixels made at their own size.
+DecodeScale decodeScaleOf(const LazyImage& image, double pixelWidth, double pixelHeight) {
+  const EncodedImage* encoded = image.encoded();
+  if (!encoded) return {};
+  // Both lengths are whole for most pictures, so that their ratio is exact where 1 / pixelWidth
+  // may miss a scale's limit by a rounding error.
+  const auto storedPerResult = [](std::size_t length, double pixel) {
+    const auto stored = static_cast<double>(length);
+    return stored / (pixel * stored);
+  };
+  return decodeScaleFor(encoded->header, std::min(storedPerResult(image.width(), pixelWidth),
+                                                  storedPerResult(image.height(), pixelHeight)));
+}
+
+/// The scale is the full one but for what is encoded.
+ImageResult<Bitmap> orientedPixels(const LazyImage& image, const Orientation& orientation,
+                                   DecodeScale scale, const ThreadBudget& threads) {
+  if (const EncodedImage* encoded = image.encoded()) {
+    auto decoded = decode(encoded->bytes.bytes(), encoded->header, orientation, scale, threads);
+    if (decoded) decoded->setProfile(profileOf(*encoded));
     return decoded;
   }
-  auto pixels = render(source, threads);
-  if (pixels) pixels = turned(std::move(*pixels), turn);
-  if (!pixels) return std::nullopt;
-  return DecodedPicture{std::move(*pixels), 1};
+  auto pixels = render(image, threads);
+  if (!pixels) return pixels;
+  return oriented(*std::move(pixels), orientation);
 }
 
-void fadeEdges(Bitmap& bitmap, const Placement& layout) {
-  const auto across = coverage(layout.x, layout.columns);
-  const auto down = coverage(layout.y, layout.rows);
+void fadeEdges(Bitmap& bitmap, const AlignedPlacement& placement) {
+  const auto across = placement.x().coverage();
+  const auto down = placement.y().coverage();
   if (across.empty() && down.empty()) return;
   const auto fade = [&](std::size_t x, std::size_t y) {
     const double share = (across.empty() ? 1 : across[x]) * (down.empty() ? 1 : down[y]);
@@ -63,115 +77,79 @@ void fadeEdges(Bitmap& bitmap, const Placement& layout) {
   bitmap.setKnownOpaque(false);
 }
 
-/// How turned pixels, of which there are `length` along the axis, lie on the canvas. `stretch` is
-/// the signed stretch of a source pixel and `shift` where source coordinate 0 comes to lie.
-AxisMap axisMap(double stretch, double shift, const DecodedPicture& pixels, std::size_t length) {
-  const double scale = stretch * pixels.sourcePixels;
-  if (scale > 0) return {scale, shift};
-  return {-scale, shift + scale * static_cast<double>(length)};
-}
-
-/// The usable stored pixels as pixels of the turned, perhaps coarser bitmap, which has `length` of
-/// them along the axis.
-PixelRange usableTurned(const PixelRange& stored, double step, std::size_t length, bool mirrored) {
-  const PixelRange samples = samplesOf(stored, step, length);
-  return {mirrored ? length - samples.end() : samples.first, samples.count};
-}
-
-/// The colours of a source that is decoded row by row go straight to the resampler, which turns
-/// them as well: neither the decoded nor the turned picture ever stands in memory. Not for pictures
-/// that have no rows to read, nor for scales that are too coarse for the resampler.
-Attempt<Bitmap> drawnFromRows(const Placement& layout, double shownWidth, double shownHeight,
-                              const ThreadBudget& threads) {
-  const Encoded* encoded = layout.source->encoded();
-  if (!encoded) return std::nullopt;
-  const bool swaps = layout.turn->swapsAxes;
-  const double coverWidth = swaps ? shownHeight : shownWidth;
-  const double coverHeight = swaps ? shownWidth : shownHeight;
-  const AffineMap& map = layout.map;
-  const double step = rowStep(encoded->header, coverWidth, coverHeight);
-  const AxisMap across{(swaps ? map.b : map.a) * step, swaps ? map.ty : map.tx};
-  const AxisMap down{(swaps ? map.c : map.d) * step, swaps ? map.tx : map.ty};
-  if (std::min(std::abs(across.scale), std::abs(down.scale)) < AxisWeights::minScale)
-    return std::nullopt;
-  const auto source =
-      openRows(encoded->bytes.bytes(), encoded->header, coverWidth, coverHeight, threads);
-  if (!source) return std::nullopt;
-  const SourceRect& usable = layout.usable;
+/// The pixels of a source that is decoded row by row go straight to the resampler, which orients
+/// them as well: neither the decoded nor the oriented picture ever is in memory as a whole.
+/// `unsupported` for pictures that have no rows to read, and for scales that are too small for the
+/// resampler.
+ImageResult<Bitmap> drawFromRows(const LazyImage& image, const AlignedPlacement& placement,
+                                 DecodeScale scale, const ThreadBudget& threads) {
+  const EncodedImage* encoded = image.encoded();
+  const double step = scale.storedPixels();
+  if (!encoded || placement.minScale() * step < AxisWeights::minScale)
+    return Failure(ImageError::unsupported);
+  const auto opened = openRows(encoded->bytes.bytes(), encoded->header, scale, threads);
+  if (!opened) return opened.failure();
+  RowSource& rows = **opened;
   constexpr std::size_t bandRows = 16;
   constexpr std::size_t pixelBytes = 4;
-  PlaneScaler scaler({AxisWeights(across, swaps ? layout.rows : layout.columns,
-                                  samplesOf(usable.columns, step, source->width())),
-                      AxisWeights(down, swaps ? layout.columns : layout.rows,
-                                  samplesOf(usable.rows, step, source->height())),
-                      swaps},
-                     source->width(), SampleFormat::pixel, bandRows);
-  const ScratchBuffer band(source->width() * bandRows * pixelBytes);
-  if (!scaler.ready() || !band) return failedAttempt<Bitmap>();
-  std::array<const std::uint8_t*, bandRows> rows;
+  PlaneScaler scaler(ScalePlan(placement.sampled({rows.width(), rows.height(), step, step})),
+                     rows.width(), SampleFormat::pixel, bandRows);
+  const ScratchBuffer band(rows.width() * bandRows * pixelBytes);
+  if (!scaler.ready() || !band) return Failure(ImageError::outOfMemory);
+  std::array<const std::uint8_t*, bandRows> pointers;
   for (std::size_t i = 0; i < bandRows; ++i)
-    rows[i] = band.data() + i * source->width() * pixelBytes;
-  for (std::size_t y = 0; y < source->height(); y += bandRows) {
-    const std::size_t count = std::min(bandRows, source->height() - y);
-    if (!source->read(reinterpret_cast<std::uint32_t*>(band.data()), count))
-      return failedAttempt<Bitmap>();
-    scaler.push(rows.data(), count);
+    pointers[i] = band.data() + i * rows.width() * pixelBytes;
+  for (std::size_t y = 0; y < rows.height(); y += bandRows) {
+    const std::size_t count = std::min(bandRows, rows.height() - y);
+    if (!rows.read(reinterpret_cast<std::uint32_t*>(band.data()), count))
+      return Failure(ImageError::corrupt);
+    scaler.push(pointers.data(), count);
   }
-  auto result = Bitmap::uninitialized(layout.columns.count, layout.rows.count);
-  if (!result || !source->finish() ||
-      !scaler.finish(
-          {result->width(), result->height(), result->strideBytes(), result->bytesOfRow(0)}))
-    return failedAttempt<Bitmap>();
-  result->setKnownOpaque(source->isOpaque());
-  if (!source->isOpaque()) result->limitColorsToAlpha();
+  auto result = Bitmap::uninitialized(placement.x().window.count, placement.y().window.count);
+  if (!result) return result;
+  if (!rows.finish()) return Failure(ImageError::corrupt);
+  if (!scaler.finish(viewOf(*result))) return Failure(ImageError::outOfMemory);
+  result->setKnownOpaque(rows.isOpaque());
+  if (!rows.isOpaque()) result->limitColorsToAlpha();
   result->setProfile(profileOf(*encoded));
   return result;
 }
 
-std::optional<Bitmap> drawnAligned(const Placement& layout, const ThreadBudget& threads) {
-  const AffineMap& map = layout.map;
-  const Turn& turn = *layout.turn;
-  const double stretchX = turn.swapsAxes ? map.c : map.a;
-  const double stretchY = turn.swapsAxes ? map.b : map.d;
-  const double shownWidth =
-      std::abs(stretchX) *
-      static_cast<double>(turn.swapsAxes ? layout.source->height() : layout.source->width());
-  const double shownHeight =
-      std::abs(stretchY) *
-      static_cast<double>(turn.swapsAxes ? layout.source->width() : layout.source->height());
-  if (std::abs(stretchX) != 1 || std::abs(stretchY) != 1) {
-    auto attempt = drawnFromRows(layout, shownWidth, shownHeight, threads);
-    if (attempt && *attempt) fadeEdges(**attempt, layout);
-    if (attempt) return std::move(*attempt);
-  }
-  auto pixels = turnedPixels(*layout.source, turn, turn.swapsAxes ? shownHeight : shownWidth,
-                             turn.swapsAxes ? shownWidth : shownHeight, threads);
-  if (!pixels) return std::nullopt;
-  const std::size_t width = pixels->bitmap.width();
-  const std::size_t height = pixels->bitmap.height();
-  const AxisMap x = axisMap(stretchX, map.tx, *pixels, width);
-  const AxisMap y = axisMap(stretchY, map.ty, *pixels, height);
-  const double step = pixels->sourcePixels;
-  const SourceRect& usable = layout.usable;
-  const SourceRect usableHere{
-      usableTurned(turn.swapsAxes ? usable.rows : usable.columns, step, width, turn.mirrorsX),
-      usableTurned(turn.swapsAxes ? usable.columns : usable.rows, step, height, turn.mirrorsY)};
-  auto result = resampled(std::move(pixels->bitmap), x, y, layout.columns, layout.rows, usableHere);
-  if (result) fadeEdges(*result, layout);
+ImageResult<Bitmap> resampleWhole(const LazyImage& image, const AlignedPlacement& placement,
+                                  DecodeScale scale, const ThreadBudget& threads) {
+  auto pixels = orientedPixels(image, placement.orientation(), scale, threads);
+  if (!pixels) return pixels;
+  const double step = scale.storedPixels();
+  const auto axis = [&](const AxisPlacement& stored, std::size_t length) {
+    return stored.sampled(step, length).unmirrored();
+  };
+  const AxisPlacement x = axis(placement.x(), pixels->width());
+  const AxisPlacement y = axis(placement.y(), pixels->height());
+  return resample(*std::move(pixels), x, y);
+}
+
+ImageResult<Bitmap> drawAligned(const LazyImage& image, const AlignedPlacement& placement,
+                                const ThreadBudget& threads) {
+  const double columnScale = std::abs(placement.columns.scale);
+  const double rowScale = std::abs(placement.rows.scale);
+  const DecodeScale scale = decodeScaleOf(image, columnScale, rowScale);
+  ImageResult<Bitmap> result = Failure(ImageError::unsupported);
+  if (columnScale != 1 || rowScale != 1) result = drawFromRows(image, placement, scale, threads);
+  if (!result && result.error() == ImageError::unsupported)
+    result = resampleWhole(image, placement, scale, threads);
+  if (result) fadeEdges(*result, placement);
   return result;
 }
 
-std::optional<Bitmap> drawnFreely(const Placement& layout, const ThreadBudget& threads) {
-  const auto cover = [](double first, double second, std::size_t length) {
-    return std::hypot(first, second) * static_cast<double>(length);
-  };
-  auto pixels =
-      turnedPixels(*layout.source, {}, cover(layout.map.a, layout.map.b, layout.source->width()),
-                   cover(layout.map.c, layout.map.d, layout.source->height()), threads);
-  if (!pixels) return std::nullopt;
-  const double step = pixels->sourcePixels;
-  return transformed(std::move(pixels->bitmap), compose(layout.map, AffineMap::scaling(step, step)),
-                     layout.columns, layout.rows);
+ImageResult<Bitmap> drawFreely(const Placement& placement, const ThreadBudget& threads) {
+  const AffineMap& map = placement.map;
+  const DecodeScale scale =
+      decodeScaleOf(*placement.image, std::hypot(map.a, map.b), std::hypot(map.c, map.d));
+  auto pixels = orientedPixels(*placement.image, {}, scale, threads);
+  if (!pixels) return pixels;
+  const double step = scale.storedPixels();
+  return transform(*std::move(pixels), compose(map, AffineMap::scaling(step, step)),
+                   placement.columns, placement.rows);
 }
 
 void composeOver(const Layer& layer, Bitmap& canvas) {
@@ -179,10 +157,10 @@ void composeOver(const Layer& layer, Bitmap& canvas) {
     const std::uint8_t* from = layer.bitmap.bytesOfRow(y);
     std::uint8_t* to = canvas.bytesOfRow(layer.rows.first + y) + 4 * layer.columns.first;
     for (std::size_t x = 0; x < layer.columns.count; ++x, from += 4, to += 4) {
-      const unsigned shining = 255u - from[3];
+      const unsigned transparency = 255u - from[3];
       for (int channel = 0; channel < 4; ++channel)
         to[channel] = static_cast<std::uint8_t>(
-            std::min(255, from[channel] + multiplied(to[channel], shining)));
+            std::min(255, from[channel] + multiplied(to[channel], transparency)));
     }
   }
 }
@@ -195,47 +173,47 @@ bool fills(const Layer& layer, const DrawList& canvas) {
   return layer.columns.count == canvas.width && layer.rows.count == canvas.height;
 }
 
-/// Lays the layer on what there is so far; the first one may become the canvas itself.
-bool lay(Layer layer, const DrawList& recording, std::optional<Bitmap>& canvas) {
-  if (!canvas && fills(layer, recording)) {
+/// Composes the layer over what there is so far; the first one may become the canvas itself.
+ImageResult<void> addLayer(Layer layer, const DrawList& list, std::optional<Bitmap>& canvas) {
+  if (!canvas && fills(layer, list)) {
     canvas = std::move(layer.bitmap);
-    return true;
+    return {};
   }
   if (!canvas) {
-    canvas = Bitmap::transparent(recording.width, recording.height);
-    if (!canvas) return false;
+    auto transparent = Bitmap::transparent(list.width, list.height);
+    if (!transparent) return transparent.failure();
+    canvas = *std::move(transparent);
     canvas->setProfile(layer.bitmap.profile());
   }
   composeOver(layer, *canvas);
-  if (layer.bitmap.knownOpaque() && fills(layer, recording)) canvas->setKnownOpaque(true);
+  if (layer.bitmap.knownOpaque() && fills(layer, list)) canvas->setKnownOpaque(true);
   // Pixels of several colour spaces are taken as they are, without a profile.
   if (!sameProfile(canvas->profile(), layer.bitmap.profile())) canvas->setProfile(nullptr);
-  return true;
+  return {};
 }
 
-std::optional<Bitmap> carriedOut(const DrawList& recording, const ThreadBudget& threads) {
+ImageResult<Bitmap> draw(const DrawList& list, const ThreadBudget& threads) {
   std::optional<Bitmap> canvas;
-  for (const DrawCommand& drawing : recording.drawings) {
-    // A drawing that does not show on the canvas has no layer, which is no failure.
-    const Placement layout = placementOf(drawing, recording.width, recording.height);
-    if (!layout.shows()) continue;
-    auto bitmap = layout.turn ? drawnAligned(layout, threads) : drawnFreely(layout, threads);
-    if (!bitmap || !lay({std::move(*bitmap), layout.columns, layout.rows}, recording, canvas))
-      return std::nullopt;
+  for (const DrawCommand& command : list.commands) {
+    // A command that does not show on the canvas has no layer, which is no error.
+    const Placement placement = placementOf(command, list.width, list.height);
+    if (!placement.shows()) continue;
+    auto bitmap = placement.aligned ? drawAligned(*placement.image, *placement.aligned, threads)
+                                    : drawFreely(placement, threads);
+    if (!bitmap) return bitmap;
+    const auto added =
+        addLayer({*std::move(bitmap), placement.columns, placement.rows}, list, canvas);
+    if (!added) return added.failure();
   }
-  if (!canvas) canvas = Bitmap::transparent(recording.width, recording.height);
-  return canvas;
+  if (!canvas) return Bitmap::transparent(list.width, list.height);
+  return *std::move(canvas);
 }
 
 }  // namespace
 
-std::optional<Bitmap> render(const Source& source, const ThreadBudget& threads) {
-  if (const DrawList* recording = source.recording()) return carriedOut(*recording, threads);
-  const auto width = static_cast<double>(source.width());
-  const auto height = static_cast<double>(source.height());
-  auto pixels = turnedPixels(source, {}, width, height, threads);
-  if (!pixels) return std::nullopt;
-  return std::move(pixels->bitmap);
+ImageResult<Bitmap> render(const LazyImage& image, const ThreadBudget& threads) {
+  if (const DrawList* list = image.drawList()) return draw(*list, threads);
+  return orientedPixels(image, {}, {}, threads);
 }
 
 }  // namespace vecamera::device::imaging

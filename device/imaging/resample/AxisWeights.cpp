@@ -18,8 +18,8 @@ double sinc(double x) {
   return std::abs(x) < 1e-9 ? 1 : std::sin(angle) / angle;
 }
 
-/// The kernel at evenly spaced places, between which it is as good as straight: sines take longer
-/// than the mixing of a small picture does.
+/// The kernel at evenly spaced places, between which it is interpolated linearly: sines take longer
+/// than the convolution of a small picture does.
 class LanczosTable {
  public:
   LanczosTable() {
@@ -33,8 +33,8 @@ class LanczosTable {
     const double place = std::abs(x) * stepsPerUnit;
     const auto step = static_cast<std::size_t>(place);
     if (step + 1 >= values_.size()) return 0;
-    const double part = place - static_cast<double>(step);
-    return values_[step] + (values_[step + 1] - values_[step]) * part;
+    const double fraction = place - static_cast<double>(step);
+    return values_[step] + (values_[step + 1] - values_[step]) * fraction;
   }
 
  private:
@@ -57,32 +57,32 @@ double catmullRom(double x) {
   return x < cubicReach ? 2 + x * (-4 + x * (2.5 - 0.5 * x)) : 0;
 }
 
-bool movesByWholePixels(const AxisMap& map, std::size_t length) {
-  return std::abs(std::abs(map.scale) - 1) * static_cast<double>(length) < tolerance &&
-         std::abs(map.offset - std::round(map.offset)) < tolerance;
+bool movesByWholePixels(const AxisPlacement& axis) {
+  return std::abs(std::abs(axis.scale) - 1) * static_cast<double>(axis.usable.end()) < tolerance &&
+         std::abs(axis.offset - std::round(axis.offset)) < tolerance;
 }
 
 }  // namespace
 
-AxisWeights::AxisWeights(const AxisMap& map, const PixelRange& window, const PixelRange& usable)
-    : mirrored_(map.scale < 0) {
+AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) {
+  const PixelRange& window = axis.window;
   results_.reserve(window.count);
-  const bool whole = movesByWholePixels(map, usable.end());
-  const double stretch = std::abs(map.scale);
-  const bool shrinks = stretch < 1;
-  const double step = shrinks ? stretch : 1;
+  const bool copies = movesByWholePixels(axis);
+  const double scale = std::abs(axis.scale);
+  const bool shrinks = scale < 1;
+  const double step = shrinks ? scale : 1;
   const double reach = (shrinks ? lanczosLobes : cubicReach) / step;
   Workspace work;
   std::vector<double>& taps = work.taps;
   for (std::size_t i = 0; i < window.count; ++i) {
     const std::size_t pixel = window.first + (mirrored_ ? window.count - 1 - i : i);
-    const double centre = (static_cast<double>(pixel) + 0.5 - map.offset) / map.scale;
-    if (whole) {
+    const double centre = (static_cast<double>(pixel) + 0.5 - axis.offset) / axis.scale;
+    if (copies) {
       taps.assign(1, 1.0);
-      append(static_cast<std::ptrdiff_t>(std::floor(centre)), work, usable);
+      append(static_cast<std::ptrdiff_t>(std::floor(centre)), work, axis.usable);
       continue;
     }
-    // The centre of source pixel n is at n + 0.5.
+    // The centre of stored sample n is at n + 0.5.
     const double first = std::ceil(centre - reach - 0.5);
     const double last = std::floor(centre + reach - 0.5);
     taps.clear();
@@ -90,7 +90,7 @@ AxisWeights::AxisWeights(const AxisMap& map, const PixelRange& window, const Pix
       const double x = (n + 0.5 - centre) * step;
       taps.push_back(shrinks ? lanczos(x) : catmullRom(x));
     }
-    append(static_cast<std::ptrdiff_t>(first), work, usable);
+    append(static_cast<std::ptrdiff_t>(first), work, axis.usable);
   }
 }
 
@@ -107,24 +107,24 @@ void AxisWeights::append(std::ptrdiff_t first, Workspace& work, const PixelRange
   const std::size_t pairs = clampedAt(taps.size() - 1) / 2 + 1 - firstPair;
   std::vector<double>& exact = work.exact;
   exact.assign(pairs * 2, 0.0);
-  const double toWhole = one / sum;
+  const double toFixed = one / sum;
   for (std::size_t i = 0; i < taps.size(); ++i)
-    exact[clampedAt(i) - 2 * firstPair] += taps[i] * toWhole;
-  std::vector<int>& whole = work.whole;
-  whole.resize(exact.size());
+    exact[clampedAt(i) - 2 * firstPair] += taps[i] * toFixed;
+  std::vector<int>& fixed = work.fixed;
+  fixed.resize(exact.size());
   int total = 0;
   std::size_t largest = 0;
   for (std::size_t i = 0; i < exact.size(); ++i) {
-    whole[i] = rounded(exact[i]);
-    total += whole[i];
-    if (whole[i] > whole[largest]) largest = i;
+    fixed[i] = rounded(exact[i]);
+    total += fixed[i];
+    if (fixed[i] > fixed[largest]) largest = i;
   }
-  whole[largest] += one - total;
+  fixed[largest] += one - total;
   results_.push_back({firstPair, weights_.size(), pairs});
   maxPairs_ = std::max(maxPairs_, pairs);
-  for (std::size_t i = 0; i < whole.size(); i += 2)
-    weights_.push_back(static_cast<std::uint32_t>(static_cast<std::uint16_t>(whole[i])) |
-                       static_cast<std::uint32_t>(static_cast<std::uint16_t>(whole[i + 1])) << 16);
+  for (std::size_t i = 0; i < fixed.size(); i += 2)
+    weights_.push_back(static_cast<std::uint32_t>(static_cast<std::uint16_t>(fixed[i])) |
+                       static_cast<std::uint32_t>(static_cast<std::uint16_t>(fixed[i + 1])) << 16);
 }
 
 PixelRange AxisWeights::needed() const {
@@ -138,8 +138,8 @@ PixelRange AxisWeights::needed() const {
   return {2 * first, 2 * (last - first)};
 }
 
-void AxisWeights::startAt(std::size_t sourcePixel) {
-  for (Result& result : results_) result.firstPair -= sourcePixel / 2;
+void AxisWeights::startAt(std::size_t first) {
+  for (Result& result : results_) result.firstPair -= first / 2;
 }
 
 }  // namespace vecamera::device::imaging

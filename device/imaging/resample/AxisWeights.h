@@ -5,41 +5,28 @@
 #include <span>
 #include <vector>
 
+#include "device/imaging/resample/AxisPlacement.h"
+
 namespace vecamera::device::imaging {
 
-/// How one axis of a bitmap lies on that of a canvas: canvas = scale * bitmap + offset. The scale
-/// is not zero; a negative one mirrors.
-struct AxisMap {
-  double scale = 1;
-  double offset = 0;
-};
-
-/// A range of whole pixels of an axis.
-struct PixelRange {
-  std::size_t first = 0;
-  std::size_t count = 0;
-  std::size_t end() const { return first + count; }
-  friend bool operator==(const PixelRange&, const PixelRange&) = default;
-};
-
-/// For every pixel of a window of the canvas axis, the pixels of the source axis that it is mixed
-/// from. Shrinking filters with Lanczos' kernel of three lobes, enlarging with the cubic of Catmull
-/// and Rom; a map that moves by whole pixels copies. What the filter would take from outside of the
-/// usable source pixels, it takes from the nearest of them.
+/// For every pixel of a window of the canvas axis, the weights of the stored samples of which it is
+/// the sum. Shrinking convolves with the Lanczos kernel of three lobes, enlarging with the cubic of
+/// Catmull and Rom; a placement that moves by whole pixels copies. What the kernel would take from
+/// outside of the usable samples, it takes from the nearest of them.
 ///
-/// Weights are whole numbers that add up to `one`, so that results are the same on every processor
-/// and a flat picture stays as it is. They come in pairs for the source pixels 2n and 2n + 1: the
-/// weight of the even pixel in the low 16 bits, that of the odd one in the high 16 bits.
+/// Weights are fixed-point numbers that add up to `one`, so that results are the same on every
+/// processor and a flat picture stays as it is. They come in pairs for the samples 2n and 2n + 1:
+/// the weight of the even one in the low 16 bits, that of the odd one in the high 16 bits.
 class AxisWeights {
  public:
-  static constexpr int oneBits = 14;
-  static constexpr int one = 1 << oneBits;
-  /// Scales further from 1 than this lose precision to the whole numbers.
+  static constexpr int fractionBits = 14;
+  static constexpr int one = 1 << fractionBits;
+  /// At smaller scales the weights of single samples are too small for fixed point.
   static constexpr double minScale = 1.0 / 64;
 
-  AxisWeights(const AxisMap& map, const PixelRange& window, const PixelRange& usable);
+  explicit AxisWeights(const AxisPlacement& axis);
 
-  /// Results are numbered along the source axis: with a negative scale the first is the last pixel
+  /// Results are numbered along the stored axis: with a negative scale the first is the last pixel
   /// of the window.
   std::size_t count() const { return results_.size(); }
   bool mirrored() const { return mirrored_; }
@@ -50,12 +37,12 @@ class AxisWeights {
   std::size_t endPair(std::size_t result) const {
     return results_[result].firstPair + results_[result].pairs;
   }
-  /// The most pairs that a result takes.
+  /// The maximum number of pairs of a result.
   std::size_t maxPairs() const { return maxPairs_; }
-  /// The source pixels that any result takes, widened to whole pairs.
+  /// The stored samples that any result takes, widened to whole pairs.
   PixelRange needed() const;
-  /// Counts source pixels from a later one, which is even and not after the first needed one.
-  void startAt(std::size_t sourcePixel);
+  /// Counts samples from `first` on, which is even and not after the first needed one.
+  void startAt(std::size_t first);
 
  private:
   struct Result {
@@ -64,11 +51,11 @@ class AxisWeights {
     std::size_t pairs = 0;
   };
 
-  /// What is used for one result after the other.
+  /// Reused for one result after the other.
   struct Workspace {
     std::vector<double> taps;
     std::vector<double> exact;
-    std::vector<int> whole;
+    std::vector<int> fixed;
   };
   void append(std::ptrdiff_t first, Workspace& work, const PixelRange& usable);
 

@@ -11,90 +11,94 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// Results are mixed, and laid as columns, in strips of so many.
-constexpr std::size_t stripRows = 16;
-constexpr std::size_t secondPassBand = 16;
+/// Results are made, and transposed, in bands of so many rows.
+constexpr std::size_t resultRows = 16;
+constexpr std::size_t secondPassRows = 16;
 
 constexpr std::size_t roundedUp(std::size_t number, std::size_t step) {
   return (number + step - 1) / step * step;
 }
 
-/// Rows of a strip, in the places that the canvas has them in.
-struct Strip {
+/// Neighbouring result rows, in the order of the canvas, where the first has that number.
+struct ResultBand {
   const std::uint8_t* bytes;
   std::size_t strideBytes;
-  std::size_t firstPlace;
+  std::size_t firstRow;
   std::size_t count;
 };
 
-/// The processor's sixteen bytes are a row of a block of numbers.
-template <typename Number>
-void layAsColumns(const Strip& strip, std::size_t length, const PlaneView& to) {
-  constexpr std::size_t side = 16 / sizeof(Number);
-  constexpr auto transpose = sizeof(Number) == 1 ? transpose16 : transposeWords8;
+/// A vector holds a row of a block of samples.
+template <typename Sample>
+void transposeSamples(const ResultBand& band, std::size_t length, const PlaneView& to) {
+  constexpr std::size_t side = 16 / sizeof(Sample);
+  constexpr auto transpose = sizeof(Sample) == 1 ? transpose16 : transposeWords8;
   for (std::size_t at = 0; at < length; at += side)
-    for (std::size_t first = 0; first < strip.count; first += side) {
-      const std::uint8_t* from = strip.bytes + first * strip.strideBytes + at * sizeof(Number);
-      const std::size_t place = (strip.firstPlace + first) * sizeof(Number);
+    for (std::size_t first = 0; first < band.count; first += side) {
+      const std::uint8_t* from = band.bytes + first * band.strideBytes + at * sizeof(Sample);
+      const std::size_t place = (band.firstRow + first) * sizeof(Sample);
       const std::size_t rows = std::min(side, length - at);
-      const std::size_t columns = std::min(side, strip.count - first);
+      const std::size_t columns = std::min(side, band.count - first);
       if (rows == side && columns == side) {
-        transpose(from, strip.strideBytes, to.row(at) + place, to.strideBytes);
+        transpose(from, band.strideBytes, to.row(at) + place, to.strideBytes);
         continue;
       }
       std::array<std::uint8_t, side * 16> block;
-      transpose(from, strip.strideBytes, block.data(), 16);
+      transpose(from, band.strideBytes, block.data(), 16);
       for (std::size_t row = 0; row < rows; ++row)
-        std::memcpy(to.row(at + row) + place, block.data() + 16 * row, columns * sizeof(Number));
+        std::memcpy(to.row(at + row) + place, block.data() + 16 * row, columns * sizeof(Sample));
     }
 }
 
-void layPixelsAsColumns(const Strip& strip, std::size_t length, const PlaneView& to) {
+void transposePixels(const ResultBand& band, std::size_t length, const PlaneView& to) {
   constexpr std::size_t pixelBytes = 4;
-  const std::size_t wholeLength = strip.count == stripRows ? length / 4 * 4 : 0;
+  const std::size_t wholeLength = band.count == resultRows ? length / 4 * 4 : 0;
   for (std::size_t at = 0; at < wholeLength; at += 4)
-    for (std::size_t i = 0; i < stripRows; i += 4)
-      transposePixels4(strip.bytes + i * strip.strideBytes + at * pixelBytes, strip.strideBytes,
-                       to.row(at) + (strip.firstPlace + i) * pixelBytes, to.strideBytes);
+    for (std::size_t i = 0; i < resultRows; i += 4)
+      transposePixels4(band.bytes + i * band.strideBytes + at * pixelBytes, band.strideBytes,
+                       to.row(at) + (band.firstRow + i) * pixelBytes, to.strideBytes);
   for (std::size_t at = wholeLength; at < length; ++at) {
-    std::uint8_t* column = to.row(at) + strip.firstPlace * pixelBytes;
-    for (std::size_t i = 0; i < strip.count; ++i)
-      std::memcpy(column + i * pixelBytes, strip.bytes + i * strip.strideBytes + at * pixelBytes,
+    std::uint8_t* column = to.row(at) + band.firstRow * pixelBytes;
+    for (std::size_t i = 0; i < band.count; ++i)
+      std::memcpy(column + i * pixelBytes, band.bytes + i * band.strideBytes + at * pixelBytes,
                   pixelBytes);
   }
 }
 
-void layAsRows(const Strip& strip, std::size_t rowBytes, const PlaneView& to) {
-  for (std::size_t i = 0; i < strip.count; ++i)
-    std::memcpy(to.row(strip.firstPlace + i), strip.bytes + i * strip.strideBytes, rowBytes);
+void copyRows(const ResultBand& band, std::size_t rowBytes, const PlaneView& to) {
+  for (std::size_t i = 0; i < band.count; ++i)
+    std::memcpy(to.row(band.firstRow + i), band.bytes + i * band.strideBytes, rowBytes);
 }
 
 }  // namespace
 
-std::size_t bytesOf(SampleFormat unit) {
-  return unit == SampleFormat::byte ? 1 : unit == SampleFormat::word ? 2 : 4;
+PlaneView viewOf(Bitmap& bitmap) {
+  return {bitmap.width(), bitmap.height(), bitmap.strideBytes(), bitmap.bytesOfRow(0)};
 }
 
-/// Mixes rows of numbers into result rows. Rows come in order; what is kept of them is what results
-/// to come still need.
-template <typename From, typename To>
-class RowMixer {
- public:
-  RowMixer(std::size_t rowNumbers, const AxisWeights& weights, std::size_t bandRows)
-      : weights_(weights),
-        rowNumbers_(rowNumbers),
-        tiles_((rowNumbers + tileNumbers - 1) / tileNumbers),
-        ringPairs_(std::bit_ceil(weights.maxPairs() + bandRows / 2 + 1)),
-        ring_(tiles_ * ringPairs_ * tilePairNumbers * sizeof(std::int16_t)),
-        strip_(tiles_ * tileNumbers * stripRows * sizeof(To)) {}
+std::size_t bytesOf(SampleFormat format) {
+  return format == SampleFormat::byte ? 1 : format == SampleFormat::word ? 2 : 4;
+}
 
-  bool ready() const { return ring_ && strip_; }
+/// Convolves columns of samples. Rows come in order; of them, only those are kept that results to
+/// come still need.
+template <typename From, typename To>
+class ColumnConvolver {
+ public:
+  ColumnConvolver(std::size_t rowSamples, const AxisWeights& weights, std::size_t bandRows)
+      : weights_(weights),
+        rowSamples_(rowSamples),
+        tiles_((rowSamples + tileSamples - 1) / tileSamples),
+        keptPairs_(std::bit_ceil(weights.maxPairs() + bandRows / 2 + 1)),
+        pairs_(tiles_ * keptPairs_ * tilePairSamples * sizeof(std::int16_t)),
+        results_(tiles_ * tileSamples * resultRows * sizeof(To)) {}
+
+  bool ready() const { return pairs_ && results_; }
   bool finished() const { return nextResult_ == weights_.count(); }
 
-  /// Takes `count` more rows, an even number but for the last ones, and gives each strip that is
-  /// complete to `done`.
-  template <typename Done>
-  void push(const std::uint8_t* const* rows, std::size_t count, Done done) {
+  /// Takes `count` more rows, an even number but for the last ones, and passes each band of
+  /// results that is complete to `onBand`.
+  template <typename OnBand>
+  void push(const std::uint8_t* const* rows, std::size_t count, OnBand onBand) {
     const std::size_t endPair = endPair_ + (count + 1) / 2;
     bool taken = false;
     do {
@@ -104,66 +108,66 @@ class RowMixer {
         const TileRing ring = ringOf(tile);
         if (!taken) take(tile, ring, rows, count);
         if (first < last)
-          mix_(ring, weights_, first, last,
-               reinterpret_cast<To*>(strip_.data()) + rowInStrip(first) * stride() +
-                   tile * tileNumbers,
-               weights_.mirrored() ? -stride() : stride());
+          convolve_(ring, weights_, first, last,
+                    reinterpret_cast<To*>(results_.data()) + rowInBand(first) * stride() +
+                        tile * tileSamples,
+                    weights_.mirrored() ? -stride() : stride());
       }
       taken = true;
       nextResult_ = last;
-      if (last > first && endsStrip(last - 1)) done(stripOf(last - 1));
+      if (last > first && endsBand(last - 1)) onBand(bandOf(last - 1));
     } while (nextResult_ < weights_.count() && weights_.endPair(nextResult_) <= endPair);
     endPair_ = endPair;
   }
 
  private:
-  /// In numbers.
-  std::ptrdiff_t stride() const { return static_cast<std::ptrdiff_t>(tiles_ * tileNumbers); }
+  /// In samples.
+  std::ptrdiff_t stride() const { return static_cast<std::ptrdiff_t>(tiles_ * tileSamples); }
 
   TileRing ringOf(std::size_t tile) const {
-    auto* numbers = reinterpret_cast<std::int16_t*>(ring_.data());
-    return {numbers + tile * ringPairs_ * tilePairNumbers, ringPairs_ - 1};
+    auto* samples = reinterpret_cast<std::int16_t*>(pairs_.data());
+    return {samples + tile * keptPairs_ * tilePairSamples, keptPairs_ - 1};
   }
 
-  /// Where the result lies on the canvas.
-  std::size_t place(std::size_t result) const {
+  /// The row of the canvas that the result is.
+  std::size_t rowOf(std::size_t result) const {
     return weights_.mirrored() ? weights_.count() - 1 - result : result;
   }
-  std::ptrdiff_t rowInStrip(std::size_t result) const {
-    return static_cast<std::ptrdiff_t>(place(result) % stripRows);
+  std::ptrdiff_t rowInBand(std::size_t result) const {
+    return static_cast<std::ptrdiff_t>(rowOf(result) % resultRows);
   }
-  bool endsStrip(std::size_t result) const {
+  bool endsBand(std::size_t result) const {
     return result + 1 == weights_.count() ||
-           place(result) / stripRows != place(result + 1) / stripRows;
+           rowOf(result) / resultRows != rowOf(result + 1) / resultRows;
   }
-  Strip stripOf(std::size_t result) const {
-    const std::size_t first = place(result) / stripRows * stripRows;
-    return {strip_.data(), tiles_ * tileNumbers * sizeof(To), first,
-            std::min(stripRows, weights_.count() - first)};
+  ResultBand bandOf(std::size_t result) const {
+    const std::size_t first = rowOf(result) / resultRows * resultRows;
+    return {results_.data(), tiles_ * tileSamples * sizeof(To), first,
+            std::min(resultRows, weights_.count() - first)};
   }
 
-  /// The results of the current strip that the pairs so far allow.
+  /// The results of the current band that the pairs so far allow.
   std::size_t endOfChunk(std::size_t endPair) const {
     std::size_t last = nextResult_;
     while (last < weights_.count() && weights_.endPair(last) <= endPair)
-      if (endsStrip(last++)) break;
+      if (endsBand(last++)) break;
     return last;
   }
 
   void take(std::size_t tile, const TileRing& ring, const std::uint8_t* const* rows,
             std::size_t count) const {
-    const std::size_t at = tile * tileNumbers;
-    const std::size_t length = std::min(tileNumbers, rowNumbers_ - at);
+    const std::size_t at = tile * tileSamples;
+    const std::size_t length = std::min(tileSamples, rowSamples_ - at);
     for (std::size_t row = 0; row < count; row += 2) {
       const From* upper = reinterpret_cast<const From*>(rows[row]) + at;
       const From* lower = reinterpret_cast<const From*>(rows[row + 1 < count ? row + 1 : row]) + at;
-      std::array<From, 2 * tileNumbers> copies;
-      if (length < tileNumbers) {
+      std::array<From, 2 * tileSamples> copies;
+      if (length < tileSamples) {
         copies.fill(0);
         std::copy_n(upper, length, copies.data());
-        std::copy_n(lower, length, copies.data() + tileNumbers);
+        std::copy_n(lower, length, copies.data() + tileSamples);
         upper = copies.data();
-        lower = copies.data() + tileNumbers;
+        lower = copies.data() + tileSamples;
       }
       interleave_(upper, lower, ring.pair(endPair_ + row / 2));
     }
@@ -175,7 +179,7 @@ class RowMixer {
     else
       return interleaveWords;
   }
-  static ResampleKernels::Mix<To> mixing() {
+  static ResampleKernels::Convolve<To> convolution() {
     if constexpr (sizeof(From) == 1)
       return resampleKernels().bytesToBytes;
     else if constexpr (sizeof(To) == 1)
@@ -185,57 +189,58 @@ class RowMixer {
   }
 
   void (*interleave_)(const From*, const From*, std::int16_t*) = interleaving();
-  ResampleKernels::Mix<To> mix_ = mixing();
+  ResampleKernels::Convolve<To> convolve_ = convolution();
   const AxisWeights& weights_;
-  std::size_t rowNumbers_;
+  std::size_t rowSamples_;
   std::size_t tiles_;
-  std::size_t ringPairs_;
-  ScratchBuffer ring_;
-  ScratchBuffer strip_;
+  std::size_t keptPairs_;
+  ScratchBuffer pairs_;
+  ScratchBuffer results_;
   std::size_t endPair_ = 0;
   std::size_t nextResult_ = 0;
 };
 
-/// The first pass keeps the kind of numbers.
+/// The first pass keeps the format of the samples.
 class PlaneScaler::FirstPass {
  public:
-  FirstPass(SampleFormat unit, std::size_t rowUnits, const AxisWeights& weights,
+  FirstPass(SampleFormat format, std::size_t rowSamples, const AxisWeights& weights,
             std::size_t bandRows) {
-    if (unit == SampleFormat::word)
-      words_.emplace(rowUnits, weights, bandRows);
+    if (format == SampleFormat::word)
+      words_.emplace(rowSamples, weights, bandRows);
     else
-      bytes_.emplace(rowUnits * bytesOf(unit), weights, bandRows);
+      bytes_.emplace(rowSamples * bytesOf(format), weights, bandRows);
   }
 
   bool ready() const { return words_ ? words_->ready() : bytes_->ready(); }
   bool finished() const { return words_ ? words_->finished() : bytes_->finished(); }
-  template <typename Done>
-  void push(const std::uint8_t* const* rows, std::size_t count, Done done) {
+  template <typename OnBand>
+  void push(const std::uint8_t* const* rows, std::size_t count, OnBand onBand) {
     if (words_)
-      words_->push(rows, count, done);
+      words_->push(rows, count, onBand);
     else
-      bytes_->push(rows, count, done);
+      bytes_->push(rows, count, onBand);
   }
 
  private:
-  std::optional<RowMixer<std::uint8_t, std::uint8_t>> bytes_;
-  std::optional<RowMixer<std::int16_t, std::int16_t>> words_;
+  std::optional<ColumnConvolver<std::uint8_t, std::uint8_t>> bytes_;
+  std::optional<ColumnConvolver<std::int16_t, std::int16_t>> words_;
 };
 
-PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, SampleFormat unit, std::size_t bandRows)
+PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, SampleFormat format,
+                         std::size_t bandRows)
     : plan_(std::move(plan)),
-      unit_(unit),
+      format_(format),
       columns_(plan_.alongColumns.needed()),
       rows_(plan_.alongRows.needed()) {
   columns_.count = std::min(columns_.end(), width) - columns_.first;
   plan_.alongColumns.startAt(columns_.first);
   plan_.alongRows.startAt(rows_.first);
-  firstPass_ = std::make_unique<FirstPass>(unit, columns_.count, plan_.alongRows, bandRows);
-  turned_ = {plan_.alongRows.count(), columns_.count,
-             roundedUp(plan_.alongRows.count() * bytesOf(unit), tileNumbers), nullptr};
-  turnedMemory_ = ScratchBuffer(turned_.strideBytes * turned_.height);
-  turned_.bytes = turnedMemory_.data();
-  ready_ = firstPass_->ready() && turnedMemory_;
+  firstPass_ = std::make_unique<FirstPass>(format, columns_.count, plan_.alongRows, bandRows);
+  transposed_ = {plan_.alongRows.count(), columns_.count,
+                 roundedUp(plan_.alongRows.count() * bytesOf(format), tileSamples), nullptr};
+  transposedMemory_ = ScratchBuffer(transposed_.strideBytes * transposed_.height);
+  transposed_.bytes = transposedMemory_.data();
+  ready_ = firstPass_->ready() && transposedMemory_;
 }
 
 PlaneScaler::~PlaneScaler() = default;
@@ -245,44 +250,45 @@ void PlaneScaler::push(const std::uint8_t* const* rows, std::size_t count) {
   pushedRows_ += count;
   if (pushedRows_ <= rows_.first || first >= rows_.end()) return;
   const std::size_t skipped = rows_.first - std::min(rows_.first, first);
-  const auto lay = unit_ == SampleFormat::byte   ? layAsColumns<std::uint8_t>
-                   : unit_ == SampleFormat::word ? layAsColumns<std::int16_t>
-                                                 : layPixelsAsColumns;
+  const auto transpose = format_ == SampleFormat::byte   ? transposeSamples<std::uint8_t>
+                         : format_ == SampleFormat::word ? transposeSamples<std::int16_t>
+                                                         : transposePixels;
   std::array<const std::uint8_t*, 64> pointers;
   for (std::size_t at = skipped; at < count;) {
     const std::size_t now = std::min(count - at, pointers.size());
     for (std::size_t i = 0; i < now; ++i)
-      pointers[i] = rows[at + i] + columns_.first * bytesOf(unit_);
+      pointers[i] = rows[at + i] + columns_.first * bytesOf(format_);
     firstPass_->push(pointers.data(), now,
-                     [&](const Strip& strip) { lay(strip, columns_.count, turned_); });
+                     [&](const ResultBand& band) { transpose(band, columns_.count, transposed_); });
     at += now;
   }
 }
 
-template <typename Number>
-bool PlaneScaler::finishFrom(std::size_t numbers, const PlaneView& result) const {
-  RowMixer<Number, std::uint8_t> mixer(turned_.width * numbers, plan_.alongColumns, secondPassBand);
-  if (!mixer.ready()) return false;
-  std::array<const std::uint8_t*, secondPassBand> rows;
-  for (std::size_t y = 0; y < turned_.height; y += secondPassBand) {
-    const std::size_t count = std::min(secondPassBand, turned_.height - y);
-    for (std::size_t i = 0; i < count; ++i) rows[i] = turned_.row(y + i);
-    mixer.push(rows.data(), count, [&](const Strip& strip) {
+template <typename Sample>
+bool PlaneScaler::finishFrom(std::size_t channels, const PlaneView& result) const {
+  ColumnConvolver<Sample, std::uint8_t> convolver(transposed_.width * channels, plan_.alongColumns,
+                                                  secondPassRows);
+  if (!convolver.ready()) return false;
+  std::array<const std::uint8_t*, secondPassRows> rows;
+  for (std::size_t y = 0; y < transposed_.height; y += secondPassRows) {
+    const std::size_t count = std::min(secondPassRows, transposed_.height - y);
+    for (std::size_t i = 0; i < count; ++i) rows[i] = transposed_.row(y + i);
+    convolver.push(rows.data(), count, [&](const ResultBand& band) {
       if (plan_.swapsAxes)
-        layAsRows(strip, turned_.width * numbers, result);
+        copyRows(band, transposed_.width * channels, result);
       else
-        (numbers == 1 ? layAsColumns<std::uint8_t> : layPixelsAsColumns)(strip, turned_.width,
-                                                                         result);
+        (channels == 1 ? transposeSamples<std::uint8_t> : transposePixels)(band, transposed_.width,
+                                                                           result);
     });
   }
-  return mixer.finished();
+  return convolver.finished();
 }
 
 bool PlaneScaler::finish(const PlaneView& result) {
   if (!firstPass_->finished()) return false;
   firstPass_.reset();
-  if (unit_ == SampleFormat::word) return finishFrom<std::int16_t>(1, result);
-  return finishFrom<std::uint8_t>(bytesOf(unit_), result);
+  if (format_ == SampleFormat::word) return finishFrom<std::int16_t>(1, result);
+  return finishFrom<std::uint8_t>(bytesOf(format_), result);
 }
 
 }  // namespace vecamera::device::imaging

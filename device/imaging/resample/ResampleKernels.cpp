@@ -1,105 +1,77 @@
 #include "device/imaging/resample/ResampleKernels.h"
 
-#include <algorithm>
-#include <array>
 #include <cstring>
-#include <limits>
-#include <vector>
 
 #if defined(__x86_64__)
 #include <immintrin.h>
 #endif
 
-#include "device/imaging/base/Simd.h"
-
 namespace vecamera::device::imaging {
 namespace {
 
-/// The low `bits` of a sum are rounded away.
+/// Half of what the low `bits` of a sum hold, so that they are rounded away.
 template <int bits>
 constexpr int half = 1 << (bits - 1);
 
-void interleavePortably(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
-  for (std::size_t i = 0; i < tileNumbers; ++i) {
-    pair[2 * i] = upper[i];
-    pair[2 * i + 1] = lower[i];
+template <typename Vector>
+Vector load(const void* from) {
+  Vector vector;
+  std::memcpy(&vector, from, sizeof vector);
+  return vector;
+}
+
+void interleaveBytes(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
+  constexpr Bytes16 zero{};
+  for (std::size_t i = 0; i < tileSamples; i += lanes<Bytes16>) {
+    const auto a = load<Bytes16>(upper + i);
+    const auto b = load<Bytes16>(lower + i);
+    const Bytes16 low = interleavedLow(a, b);
+    const Bytes16 high = interleavedHigh(a, b);
+    // Zeros make words of the bytes.
+    const Bytes16 words[] = {interleavedLow(low, zero), interleavedHigh(low, zero),
+                             interleavedLow(high, zero), interleavedHigh(high, zero)};
+    std::memcpy(pair + 2 * i, words, sizeof words);
   }
 }
 
-template <int bits, typename Number>
-void mixPortably(const TileRing& ring, const AxisWeights& weights, std::size_t first,
-                 std::size_t last, Number* tile, std::ptrdiff_t stride) {
-  using Limits = std::numeric_limits<Number>;
-  for (std::size_t result = first; result < last; ++result, tile += stride) {
-    std::array<int, tileNumbers> sums;
-    sums.fill(half<bits>);
-    std::size_t index = weights.firstPair(result);
-    for (const std::uint32_t both : weights.pairs(result)) {
-      const int even = static_cast<std::int16_t>(both & 0xFFFF);
-      const int odd = static_cast<std::int16_t>(both >> 16);
-      const std::int16_t* pair = ring.pair(index++);
-      for (std::size_t i = 0; i < tileNumbers; ++i)
-        sums[i] += pair[2 * i] * even + pair[2 * i + 1] * odd;
-    }
-    for (std::size_t i = 0; i < tileNumbers; ++i)
-      tile[i] = static_cast<Number>(std::clamp<int>(sums[i] >> bits, Limits::min(), Limits::max()));
+/// A quarter of a tile's result, sixteen samples: as many sums as registers hold.
+template <int bits, typename Sample>
+void convolveQuarter(const TileRing& ring, const AxisWeights& weights, std::size_t result,
+                     std::size_t quarter, Sample* to) {
+  Ints4 sums[4];
+  for (Ints4& sum : sums) sum = Ints4{} + half<bits>;
+  std::size_t index = weights.firstPair(result);
+  for (const std::uint32_t both : weights.pairs(result)) {
+    const auto factor = reinterpret_cast<Words8>(Ints4{} + static_cast<std::int32_t>(both));
+    const std::int16_t* pair = ring.pair(index++) + 32 * quarter;
+    for (std::size_t i = 0; i < 4; ++i)
+      sums[i] += multiplyAddPairs(load<Words8>(pair + 8 * i), factor);
   }
+  for (Ints4& sum : sums) sum >>= bits;
+  const Words8 words[] = {packSaturated<Words8>(sums[0], sums[1]),
+                          packSaturated<Words8>(sums[2], sums[3])};
+  if constexpr (sizeof(Sample) == 1) {
+    const auto bytes = packSaturated<Bytes16>(words[0], words[1]);
+    std::memcpy(to, &bytes, sizeof bytes);
+  } else {
+    std::memcpy(to, words, sizeof words);
+  }
+}
+
+template <int bits, typename Sample>
+void convolve(const TileRing& ring, const AxisWeights& weights, std::size_t first, std::size_t last,
+              Sample* tile, std::ptrdiff_t stride) {
+  for (std::size_t result = first; result < last; ++result, tile += stride)
+    for (std::size_t quarter = 0; quarter < 4; ++quarter)
+      convolveQuarter<bits>(ring, weights, result, quarter, tile + 16 * quarter);
 }
 
 #if defined(__x86_64__)
 
-void interleaveSse2(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair) {
-  const __m128i zero = _mm_setzero_si128();
-  auto* to = reinterpret_cast<__m128i*>(pair);
-  for (std::size_t i = 0; i < tileNumbers; i += 16, to += 4) {
-    const __m128i a = _mm_loadu_si128(reinterpret_cast<const __m128i*>(upper + i));
-    const __m128i b = _mm_loadu_si128(reinterpret_cast<const __m128i*>(lower + i));
-    const __m128i low = _mm_unpacklo_epi8(a, b);
-    const __m128i high = _mm_unpackhi_epi8(a, b);
-    _mm_store_si128(to, _mm_unpacklo_epi8(low, zero));
-    _mm_store_si128(to + 1, _mm_unpackhi_epi8(low, zero));
-    _mm_store_si128(to + 2, _mm_unpacklo_epi8(high, zero));
-    _mm_store_si128(to + 3, _mm_unpackhi_epi8(high, zero));
-  }
-}
-
-/// A quarter of a tile's result: sixteen numbers.
-template <int bits, typename Number>
-void mixQuarterSse2(const TileRing& ring, const AxisWeights& weights, std::size_t result,
-                    std::size_t quarter, Number* to) {
-  __m128i sums[4];
-  for (__m128i& sum : sums) sum = _mm_set1_epi32(half<bits>);
-  std::size_t index = weights.firstPair(result);
-  for (const std::uint32_t both : weights.pairs(result)) {
-    const __m128i factor = _mm_set1_epi32(static_cast<int>(both));
-    const auto* pair = reinterpret_cast<const __m128i*>(ring.pair(index++)) + 4 * quarter;
-    for (int i = 0; i < 4; ++i)
-      sums[i] = _mm_add_epi32(sums[i], _mm_madd_epi16(_mm_load_si128(pair + i), factor));
-  }
-  for (__m128i& sum : sums) sum = _mm_srai_epi32(sum, bits);
-  const __m128i low = _mm_packs_epi32(sums[0], sums[1]);
-  const __m128i high = _mm_packs_epi32(sums[2], sums[3]);
-  auto* const vectors = reinterpret_cast<__m128i*>(to);
-  if constexpr (sizeof(Number) == 1) {
-    _mm_storeu_si128(vectors, _mm_packus_epi16(low, high));
-  } else {
-    _mm_storeu_si128(vectors, low);
-    _mm_storeu_si128(vectors + 1, high);
-  }
-}
-
-template <int bits, typename Number>
-void mixSse2(const TileRing& ring, const AxisWeights& weights, std::size_t first, std::size_t last,
-             Number* tile, std::ptrdiff_t stride) {
-  for (std::size_t result = first; result < last; ++result, tile += stride)
-    for (std::size_t quarter = 0; quarter < 4; ++quarter)
-      mixQuarterSse2<bits>(ring, weights, result, quarter, tile + 16 * quarter);
-}
-
 __attribute__((target("avx2"))) void interleaveAvx2(const std::uint8_t* upper,
                                                     const std::uint8_t* lower, std::int16_t* pair) {
   auto* to = reinterpret_cast<__m256i*>(pair);
-  for (std::size_t i = 0; i < tileNumbers; i += 32, to += 4) {
+  for (std::size_t i = 0; i < tileSamples; i += 32, to += 4) {
     const __m256i a = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(upper + i));
     const __m256i b = _mm256_loadu_si256(reinterpret_cast<const __m256i*>(lower + i));
     const __m256i low = _mm256_unpacklo_epi8(a, b);
@@ -111,10 +83,10 @@ __attribute__((target("avx2"))) void interleaveAvx2(const std::uint8_t* upper,
   }
 }
 
-template <int bits, typename Number>
-__attribute__((target("avx2"))) void mixAvx2(const TileRing& ring, const AxisWeights& weights,
-                                             std::size_t first, std::size_t last, Number* tile,
-                                             std::ptrdiff_t stride) {
+template <int bits, typename Sample>
+__attribute__((target("avx2"))) void convolveAvx2(const TileRing& ring, const AxisWeights& weights,
+                                                  std::size_t first, std::size_t last, Sample* tile,
+                                                  std::ptrdiff_t stride) {
   const __m256i order = _mm256_setr_epi32(0, 4, 1, 5, 2, 6, 3, 7);
   for (std::size_t result = first; result < last; ++result, tile += stride) {
     __m256i sums[8];
@@ -131,7 +103,7 @@ __attribute__((target("avx2"))) void mixAvx2(const TileRing& ring, const AxisWei
       const __m256i low = _mm256_packs_epi32(sums[i], sums[i + 1]);
       const __m256i high = _mm256_packs_epi32(sums[i + 2], sums[i + 3]);
       auto* const vectors = reinterpret_cast<__m256i*>(tile + 8 * i);
-      if constexpr (sizeof(Number) == 1) {
+      if constexpr (sizeof(Sample) == 1) {
         const __m256i bytes = _mm256_packus_epi16(low, high);
         _mm256_storeu_si256(vectors, _mm256_permutevar8x32_epi32(bytes, order));
       } else {
@@ -144,20 +116,15 @@ __attribute__((target("avx2"))) void mixAvx2(const TileRing& ring, const AxisWei
 
 #endif
 
-constexpr int whole = AxisWeights::oneBits;
-constexpr int fromWords = AxisWeights::oneBits + wordFractionBits;
+constexpr int sameFormat = AxisWeights::fractionBits;
+constexpr int fromWords = AxisWeights::fractionBits + wordFractionBits;
 
-std::vector<ResampleKernels> mixingsHere() {
-  std::vector<ResampleKernels> mixings;
+constexpr ResampleKernels baseline{interleaveBytes, convolve<sameFormat>, convolve<sameFormat>,
+                                   convolve<fromWords>};
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2"))
-    mixings.push_back({interleaveAvx2, mixAvx2<whole>, mixAvx2<whole>, mixAvx2<fromWords>});
-  mixings.push_back({interleaveSse2, mixSse2<whole>, mixSse2<whole>, mixSse2<fromWords>});
+constexpr ResampleKernels avx2{interleaveAvx2, convolveAvx2<sameFormat>, convolveAvx2<sameFormat>,
+                               convolveAvx2<fromWords>};
 #endif
-  mixings.push_back(
-      {interleavePortably, mixPortably<whole>, mixPortably<whole>, mixPortably<fromWords>});
-  return mixings;
-}
 
 using Pixels4 = std::uint32_t __attribute__((vector_size(16)));
 
@@ -166,31 +133,27 @@ template <typename Vector>
 void transpose(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
                std::size_t toStride) {
   Vector rows[lanes<Vector>];
-  for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  for (std::size_t i = 0; i < lanes<Vector>; ++i) rows[i] = load<Vector>(from + i * fromStride);
   transposeBlock(rows);
   for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
 }
 
 }  // namespace
 
+const ResampleKernels& resampleKernels(SimdLevel level) {
+#if defined(__x86_64__)
+  if (level >= SimdLevel::avx2) return avx2;
+#endif
+  return baseline;
+}
+
 void interleaveWords(const std::int16_t* upper, const std::int16_t* lower, std::int16_t* pair) {
-  for (std::size_t i = 0; i < tileNumbers; i += 8) {
-    Words8 a;
-    Words8 b;
-    std::memcpy(&a, upper + i, sizeof a);
-    std::memcpy(&b, lower + i, sizeof b);
+  for (std::size_t i = 0; i < tileSamples; i += lanes<Words8>) {
+    const auto a = load<Words8>(upper + i);
+    const auto b = load<Words8>(lower + i);
     const Words8 both[] = {interleavedLow(a, b), interleavedHigh(a, b)};
     std::memcpy(pair + 2 * i, both, sizeof both);
   }
-}
-
-std::span<const ResampleKernels> allResampleKernels() {
-  static const std::vector<ResampleKernels> mixings = mixingsHere();
-  return mixings;
-}
-
-const ResampleKernels& resampleKernels() {
-  return allResampleKernels().front();
 }
 
 void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
@@ -206,7 +169,7 @@ void transposeWords8(const std::uint8_t* from, std::size_t fromStride, std::uint
 void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
                       std::size_t toStride) {
   Pixels4 rows[4];
-  for (std::size_t i = 0; i < 4; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  for (std::size_t i = 0; i < 4; ++i) rows[i] = load<Pixels4>(from + i * fromStride);
   const Pixels4 even = __builtin_shufflevector(rows[0], rows[2], 0, 4, 1, 5);
   const Pixels4 odd = __builtin_shufflevector(rows[1], rows[3], 0, 4, 1, 5);
   const Pixels4 evenHigh = __builtin_shufflevector(rows[0], rows[2], 2, 6, 3, 7);

@@ -133,7 +133,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       images({}, pictureThreads),
       faultyImages(images, faults),
       faultyGraphics(graphics, faults),
-      imageFiles(
+      imageIO(
           [&observer](std::string_view type, const Dictionary& properties, std::size_t bytes) {
             observer.finalizedImageDestination(type, properties, bytes);
           },
@@ -229,7 +229,7 @@ Platform ScriptedDevice::services() {
                   .imagePickers = pickerSources,
                   .graphics = faultyGraphics,
                   .images = faultyImages,
-                  .imageIO = imageFiles,
+                  .imageIO = imageIO,
                   .assetExports = faultyExports,
                   .captureDevice = captureDevice,
                   .photoLibrary = faultyLibrary,

@@ -16,9 +16,9 @@
 #include "device/foundation/FileManager.h"
 #include "device/foundation/Urls.h"
 #include "device/imaging/base/ThreadBudget.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/ImageFiles.h"
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/SoftwareImageIO.h"
+#include "device/imaging/platform/ImageFactory.h"
 #include "device/location/LocationService.h"
 #include "device/media/ExportSessions.h"
 #include "device/photos/LibraryStore.h"
@@ -150,11 +150,11 @@ struct ScriptedDevice {
   /// Beside the lanes: what helpers do for a picture shows in no order of events.
   ThreadPoolExecutor pictureHelpers;
   imaging::ThreadBudget pictureThreads;
-  imaging::Images images;
+  imaging::ImageFactory images;
   FaultyImages faultyImages;
   imaging::Graphics graphics;
   FaultyGraphics faultyGraphics;
-  imaging::ImageFiles imageFiles;
+  imaging::SoftwareImageIO imageIO;
   media::ExportSessions exports;
   FaultyAssetExports faultyExports;
 

@@ -1,7 +1,7 @@
 #include "VECamera/imaging/ScalingAndOrientation.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Pictures.h"
-#include "tests/device/imaging/TestPictures.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageOperations.h"
+#include "tests/device/imaging/TestJpegs.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -25,16 +25,9 @@ constexpr Case cases[] = {
     {UIImageOrientation::downMirrored, "CMY/RGB", "RGB/CMY"},
 };
 
-std::shared_ptr<UIImage> drawnAtOwnSize(const std::shared_ptr<UIImage>& image) {
-  Graphics graphics;
-  const auto context = graphics.beginImageContext(image->size());
-  context->drawInRect(image, {0, 0, image->size().width, image->size().height});
-  return context->imageFromCurrentImageContext();
-}
+class OrientationTest : public testing::TestWithParam<Case> {};
 
-class Orientation : public testing::TestWithParam<Case> {};
-
-TEST_P(Orientation, DrawInRectShowsThePictureUpright) {
+TEST_P(OrientationTest, DrawInRectShowsThePictureUpright) {
   const auto image = opened(pngOf(bitmapOfLetters(stored), GetParam().orientation));
   ASSERT_TRUE(image);
   EXPECT_EQ(image->imageOrientation(), GetParam().orientation);
@@ -42,14 +35,14 @@ TEST_P(Orientation, DrawInRectShowsThePictureUpright) {
   EXPECT_EQ(lettersOf(drawnAtOwnSize(image)), GetParam().shown);
 }
 
-TEST_P(Orientation, JpegsAreTurnedTheSameWay) {
+TEST_P(OrientationTest, JpegsAreTurnedTheSameWay) {
   constexpr std::size_t square = 16;
   const auto image = opened(jpegOf(bitmapOfLetters(stored, square), GetParam().orientation));
   ASSERT_TRUE(image);
   EXPECT_EQ(lettersOf(drawnAtOwnSize(image), square), GetParam().shown);
 }
 
-TEST_P(Orientation, CorrectionOfTheBareBitmapTurnsItButNeverMirrors) {
+TEST_P(OrientationTest, CorrectionOfTheBareBitmapTurnsItButNeverMirrors) {
   const auto image = opened(pngOf(bitmapOfLetters(stored), GetParam().orientation));
   Graphics graphics;
   const auto corrected =
@@ -62,10 +55,10 @@ TEST_P(Orientation, CorrectionOfTheBareBitmapTurnsItButNeverMirrors) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(All, Orientation, testing::ValuesIn(cases));
+INSTANTIATE_TEST_SUITE_P(All, OrientationTest, testing::ValuesIn(cases));
 
 // These two show their sides exchanged, but are drawn bare into the shown size, and so stretched.
-INSTANTIATE_TEST_SUITE_P(MirroredOnTheSide, Orientation,
+INSTANTIATE_TEST_SUITE_P(MirroredOnTheSide, OrientationTest,
                          testing::Values(Case{UIImageOrientation::leftMirrored, "RC/GM/BY", {}},
                                          Case{UIImageOrientation::rightMirrored, "YB/MG/CR", {}}));
 
@@ -101,7 +94,7 @@ TEST(Orientation, TurnsOfTurnsAreExactAndComeBack) {
 TEST(Orientation, SizeIsTheShownOneAndTheBitmapKeepsTheStoredOne) {
   for (const auto orientation : allOrientations) {
     const auto image = opened(pngOf(bitmapOfLetters(stored), orientation));
-    const bool onSide = turnFor(orientation).swapsAxes;
+    const bool onSide = orientationFor(orientation).swapsAxes;
     EXPECT_EQ(image->size(), onSide ? (CGSize{2, 3}) : (CGSize{3, 2}));
     EXPECT_EQ(image->cgImage()->width(), 3u);
     EXPECT_EQ(image->cgImage()->height(), 2u);

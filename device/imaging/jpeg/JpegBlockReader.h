@@ -1,0 +1,43 @@
+#pragma once
+
+#include <array>
+
+#include "device/imaging/jpeg/JpegMemoryHooks.h"
+#include "device/imaging/jpeg/JpegReader.h"
+#include "device/imaging/jpeg/ScaledIdct.h"
+
+namespace vecamera::device::imaging {
+
+/// Reads the components of a JPEG at a part of their size: libjpeg decodes blocks of coefficients,
+/// and a `ScaledIdct` makes the samples.
+class JpegBlockReader {
+ public:
+  /// How many samples, along both axes, come out of a block of each component.
+  using BlockSamples = std::array<unsigned, MAX_COMPS_IN_SCAN>;
+
+  /// The reader has read its header; its last use is within the life of this object.
+  JpegBlockReader(JpegReader& reader, const BlockSamples& samples)
+      : reader_(reader), samples_(samples) {}
+  JpegBlockReader(const JpegBlockReader&) = delete;
+  JpegBlockReader& operator=(const JpegBlockReader&) = delete;
+
+  bool start();
+  /// As `JpegReader::readPlaneRows`; rows have the room that a `ScaledIdct` needs.
+  bool readRows(JSAMPIMAGE rows);
+
+ private:
+  void scaleComponents();
+  /// Within the jump of the caller.
+  bool startBlocks();
+
+  JpegReader& reader_;
+  BlockSamples samples_;
+  std::array<ScaledIdct, MAX_COMPS_IN_SCAN> transforms_;
+  /// Of a picture in several scans, all blocks.
+  jvirt_barray_ptr* allBlocks_ = nullptr;
+  /// Of any other, those of the row of blocks that was decoded last.
+  JpegReadHooks hooks_;
+  JDIMENSION doneRows_ = 0;
+};
+
+}  // namespace vecamera::device::imaging

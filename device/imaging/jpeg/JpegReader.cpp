@@ -1,0 +1,119 @@
+#include "device/imaging/jpeg/JpegReader.h"
+
+#include <jerror.h>
+
+namespace vecamera::device::imaging {
+namespace {
+
+/// Real pictures have about ten scans; a hostile one has thousands, each costing a pass over the
+/// whole picture.
+constexpr int maxScans = 100;
+/// For the coefficients of progressive pictures, which the library keeps whole.
+constexpr long maxDecoderBytes = 1L << 30;
+
+boolean failAtEnd(j_decompress_ptr info) {
+  ERREXIT(info, JERR_INPUT_EOF);
+  return FALSE;
+}
+
+void skip(j_decompress_ptr info, long count) {
+  if (count <= 0) return;
+  if (static_cast<std::size_t>(count) > info->src->bytes_in_buffer) ERREXIT(info, JERR_INPUT_EOF);
+  info->src->next_input_byte += count;
+  info->src->bytes_in_buffer -= static_cast<std::size_t>(count);
+}
+
+void nothingToDo(j_decompress_ptr) {}
+
+void limitScans(j_common_ptr info) {
+  if (reinterpret_cast<j_decompress_ptr>(info)->input_scan_number > maxScans)
+    ERREXIT(info, JERR_BAD_PROGRESSION);
+}
+
+}  // namespace
+
+JpegReader::JpegReader(Bytes bytes) {
+  errors_.install(info_.err);
+  source_.next_input_byte = bytes.data();
+  source_.bytes_in_buffer = bytes.size();
+  source_.init_source = nothingToDo;
+  source_.fill_input_buffer = failAtEnd;
+  source_.skip_input_data = skip;
+  source_.resync_to_restart = jpeg_resync_to_restart;
+  source_.term_source = nothingToDo;
+  progress_.progress_monitor = limitScans;
+}
+
+JpegReader::~JpegReader() {
+  if (created_) jpeg_destroy_decompress(&info_);
+}
+
+bool JpegReader::isCmyk() const {
+  return info_.jpeg_color_space == JCS_CMYK || info_.jpeg_color_space == JCS_YCCK;
+}
+
+bool JpegReader::readHeader(Markers markers) {
+  if (setjmp(errors_.jump)) return false;
+  jpeg_create_decompress(&info_);
+  created_ = true;
+  info_.src = &source_;
+  info_.progress = &progress_;
+  info_.mem->max_memory_to_use = maxDecoderBytes;
+  if (markers == Markers::keep) {
+    jpeg_save_markers(&info_, JPEG_APP0 + 1, 0xFFFF);
+    jpeg_save_markers(&info_, JPEG_APP0 + 2, 0xFFFF);
+  }
+  jpeg_read_header(&info_, TRUE);
+  return !info_.arith_code && info_.jpeg_color_space != JCS_UNKNOWN;
+}
+
+JOCTET* JpegReader::readProfile(unsigned& size) {
+  JOCTET* profile = nullptr;
+  if (setjmp(errors_.jump)) return nullptr;
+  return jpeg_read_icc_profile(&info_, &profile, &size) ? profile : nullptr;
+}
+
+bool JpegReader::start(DecodeScale scale, J_COLOR_SPACE colors) {
+  if (setjmp(errors_.jump)) return false;
+  info_.scale_num = scale.numerator;
+  info_.scale_denom = DecodeScale::denominator;
+  info_.out_color_space = colors;
+  info_.dct_method = JDCT_ISLOW;
+  return jpeg_start_decompress(&info_);
+}
+
+std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
+  if (setjmp(errors_.jump)) return 0;
+  std::size_t done = 0;
+  while (done < count && info_.output_scanline < info_.output_height) {
+    JSAMPROW row = to + done * info_.output_width * static_cast<unsigned>(info_.output_components);
+    done += jpeg_read_scanlines(&info_, &row, 1);
+  }
+  return done;
+}
+
+bool JpegReader::startPlanes() {
+  if (setjmp(errors_.jump)) return false;
+  info_.out_color_space = info_.jpeg_color_space;
+  info_.raw_data_out = TRUE;
+  info_.dct_method = JDCT_ISLOW;
+  return jpeg_start_decompress(&info_);
+}
+
+bool JpegReader::readPlaneRows(JSAMPIMAGE rows) {
+  if (setjmp(errors_.jump)) return false;
+  const auto count = static_cast<JDIMENSION>(info_.max_v_samp_factor * DCTSIZE);
+  return jpeg_read_raw_data(&info_, rows, count) == count;
+}
+
+jvirt_barray_ptr* JpegReader::readCoefficients() {
+  if (setjmp(errors_.jump)) return nullptr;
+  return jpeg_read_coefficients(&info_);
+}
+
+bool JpegReader::finish() {
+  if (setjmp(errors_.jump)) return false;
+  return jpeg_finish_decompress(&info_) && !errors_.dataEndedEarly;
+}
+
+}  // namespace vecamera::device::imaging

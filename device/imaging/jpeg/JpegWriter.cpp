@@ -1,0 +1,163 @@
+#include "device/imaging/jpeg/JpegWriter.h"
+
+#include <jerror.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <utility>
+
+namespace vecamera::device::imaging {
+namespace {
+
+JpegOutput& outputOf(j_compress_ptr info) {
+  return *reinterpret_cast<JpegOutput*>(info->dest);
+}
+
+/// More room for the output, behind what it holds.
+void growOutput(j_compress_ptr info, std::size_t held) {
+  constexpr std::size_t first = 1U << 16;
+  JpegOutput& output = outputOf(info);
+  const std::size_t capacity = std::max(first, output.capacity * 2);
+  auto* const bytes = static_cast<unsigned char*>(std::realloc(output.bytes, capacity));
+  if (!bytes) ERREXIT1(info, JERR_OUT_OF_MEMORY, 0);
+  output.bytes = bytes;
+  output.capacity = capacity;
+  output.manager.next_output_byte = bytes + held;
+  output.manager.free_in_buffer = capacity - held;
+}
+
+void startOutput(j_compress_ptr info) {
+  growOutput(info, 0);
+}
+
+boolean emptyOutput(j_compress_ptr info) {
+  // All of it is full, whatever the pointers say.
+  growOutput(info, outputOf(info).capacity);
+  return TRUE;
+}
+
+void endOutput(j_compress_ptr info) {
+  JpegOutput& output = outputOf(info);
+  output.size = output.capacity - output.manager.free_in_buffer;
+}
+
+}  // namespace
+
+JpegWriter::JpegWriter() {
+  errors_.install(info_.err);
+}
+
+JpegWriter::~JpegWriter() {
+  if (created_) jpeg_destroy_compress(&info_);
+  std::free(output_.bytes);
+}
+
+void JpegWriter::create() {
+  jpeg_create_compress(&info_);
+  created_ = true;
+  output_.manager.init_destination = startOutput;
+  output_.manager.empty_output_buffer = emptyOutput;
+  output_.manager.term_destination = endOutput;
+  info_.dest = &output_.manager;
+}
+
+void JpegWriter::describe(const JpegSettings& settings) {
+  info_.image_width = static_cast<JDIMENSION>(settings.width);
+  info_.image_height = static_cast<JDIMENSION>(settings.height);
+  jpeg_set_defaults(&info_);
+  if (settings.gray) jpeg_set_colorspace(&info_, JCS_GRAYSCALE);
+  jpeg_set_quality(&info_, settings.quality, TRUE);
+  info_.comp_info[0].h_samp_factor = settings.gray ? 1 : settings.chromaStep;
+  info_.comp_info[0].v_samp_factor = settings.gray ? 1 : settings.chromaStep;
+}
+
+bool JpegWriter::start(const JpegSettings& settings) {
+  if (setjmp(errors_.jump)) return false;
+  create();
+  info_.input_components = 4;
+  info_.in_color_space = JCS_EXT_RGBX;
+  describe(settings);
+  jpeg_start_compress(&info_, TRUE);
+  return true;
+}
+
+bool JpegWriter::writeRow(const std::uint8_t* bytes) {
+  if (setjmp(errors_.jump)) return false;
+  JSAMPROW row = const_cast<JSAMPROW>(bytes);
+  return jpeg_write_scanlines(&info_, &row, 1) == 1;
+}
+
+bool JpegWriter::startPlanes(const JpegSettings& settings) {
+  if (setjmp(errors_.jump)) return false;
+  create();
+  info_.input_components = settings.gray ? 1 : 3;
+  info_.in_color_space = settings.gray ? JCS_GRAYSCALE : JCS_YCbCr;
+  describe(settings);
+  info_.raw_data_in = TRUE;
+  jpeg_start_compress(&info_, TRUE);
+  return true;
+}
+
+bool JpegWriter::writePlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
+  if (setjmp(errors_.jump)) return false;
+  return jpeg_write_raw_data(&info_, rows, rowCount) == rowCount;
+}
+
+void JpegWriter::describeTransformed(const jpeg_decompress_struct& from, bool swapsAxes) {
+  jpeg_copy_critical_parameters(const_cast<j_decompress_ptr>(&from), &info_);
+  if (!swapsAxes) return;
+  std::swap(info_.image_width, info_.image_height);
+  for (int i = 0; i < info_.num_components; ++i)
+    std::swap(info_.comp_info[i].h_samp_factor, info_.comp_info[i].v_samp_factor);
+  for (JQUANT_TBL* table : info_.quant_tbl_ptrs) {
+    if (!table) continue;
+    for (int y = 0; y < DCTSIZE; ++y)
+      for (int x = 0; x < y; ++x)
+        std::swap(table->quantval[y * DCTSIZE + x], table->quantval[x * DCTSIZE + y]);
+  }
+}
+
+bool JpegWriter::startCoefficients(const JpegReader& reader, jvirt_barray_ptr* coefficients,
+                                   const Orientation& orientation, JpegBlockRows rows,
+                                   void* context) {
+  if (setjmp(errors_.jump)) return false;
+  create();
+  describeTransformed(reader.info(), orientation.swapsAxes);
+  installBlockRows(info_, rows, context);
+  jpeg_write_coefficients(&info_, coefficients);
+  return true;
+}
+
+bool JpegWriter::writeExif(const std::uint8_t* block, std::size_t size) {
+  if (setjmp(errors_.jump)) return false;
+  jpeg_write_marker(&info_, JPEG_APP0 + 1, block, static_cast<unsigned>(size));
+  return true;
+}
+
+bool JpegWriter::writeProfile(const EncodedBytes& profile) {
+  if (setjmp(errors_.jump)) return false;
+  jpeg_write_icc_profile(&info_, profile.data(), static_cast<unsigned>(profile.size()));
+  return true;
+}
+
+bool JpegWriter::writeMetadata(Bytes exif, const EncodedBytes* profile) {
+  if (!exif.empty()) {
+    EncodedBytes block(jpegExifMarker.begin(), jpegExifMarker.end());
+    block.insert(block.end(), exif.begin(), exif.end());
+    if (!writeExif(block.data(), block.size())) return false;
+  }
+  return !profile || profile->empty() || writeProfile(*profile);
+}
+
+bool JpegWriter::finishStream() {
+  if (setjmp(errors_.jump)) return false;
+  jpeg_finish_compress(&info_);
+  return true;
+}
+
+ImageResult<EncodedBytes> JpegWriter::finish() {
+  if (!finishStream()) return failure();
+  return EncodedBytes(output_.bytes, output_.bytes + output_.size);
+}
+
+}  // namespace vecamera::device::imaging
