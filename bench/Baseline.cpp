@@ -8,7 +8,7 @@
 
 #include <cstdlib>
 
-#include "device/imaging/metadata/ExifBlock.h"
+#include "device/imaging/codecs/ExifOrientation.h"
 
 namespace vecamera::bench {
 

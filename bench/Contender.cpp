@@ -4,15 +4,15 @@
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "bench/Contender.h"
 #include "device/foundation/files/WholeFiles.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
 
 namespace vecamera::bench {
 namespace {
 
 LocalContender::Function pipelineOn(const device::imaging::ThreadBudget& threads) {
   return [threads](const Workload& workload, const Data& source) {
-    device::imaging::Images images({}, threads);
+    device::imaging::ImageFactory images({}, threads);
     device::imaging::Graphics graphics;
     auto image = images.imageWithData(source);
     // The album keeps what the camera stored.

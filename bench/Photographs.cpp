@@ -9,8 +9,8 @@
 
 #include "bench/Baseline.h"
 #include "device/camera/TestScene.h"
+#include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
-#include "device/imaging/png/PngWriter.h"
 
 namespace vecamera::bench {
 namespace {

@@ -1,7 +1,7 @@
 #include "device/camera/PickerInfo.h"
 
 #include "device/imaging/metadata/Metadata.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/platform/ImageOperations.h"
 
 namespace vecamera::device::camera {
 

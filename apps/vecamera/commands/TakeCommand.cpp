@@ -15,7 +15,7 @@
 #include "apps/vecamera/terminal/Signals.h"
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/foundation/files/WholeFiles.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/codecs/Codecs.h"
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
 #include "device/script/json/JsonValue.h"
@@ -62,7 +62,7 @@ Array argumentsFor(const TakeOptions& options) {
 
 bool isPicture(const fs::path& file) {
   const auto bytes = device::foundation::readFile(file);
-  return bytes && device::imaging::probe(*bytes);
+  return bytes && device::imaging::readHeader(bytes->bytes());
 }
 
 /// What the file holds; nothing: neither a picture nor a movie.
@@ -95,8 +95,8 @@ AppResult<Media> checked(const TakeOptions& options) {
     return Failure(
         name + ": it is no movie that the device can open; give it an MP4, QuickTime or WebM file");
   if (content == Media::movie) return Failure(name + ": it is a movie; say so with --media video");
-  return Failure(
-      name + ": it is no picture that the device can open; give it a JPEG, PNG, HEIC or WebP file");
+  return Failure(name + ": it is no picture that the device can open; give it a " +
+                 device::imaging::formatNames(" or ") + " file");
 }
 
 /// What the play shows of the command.

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string_view>
 #include <vector>
 
@@ -9,18 +8,25 @@
 
 namespace vecamera::device::imaging {
 
-enum class PictureFormat { jpeg, png, heic, webp };
+/// A format that pictures are encoded in. Each codec declares its own; Codecs.cpp lists them.
+struct PictureFormat {
+  /// As people write it: "JPEG".
+  std::string_view name;
+  /// The platform's uniform type identifier.
+  std::string_view typeIdentifier;
+  /// Lower case, without a dot.
+  std::string_view fileExtension;
 
-/// The platform's uniform type identifier.
-std::string_view typeIdentifier(PictureFormat format);
-/// "jpg", "png", "heic" or "webp".
-std::string_view fileExtension(PictureFormat format);
+  friend bool operator==(const PictureFormat& a, const PictureFormat& b) {
+    return a.typeIdentifier == b.typeIdentifier;
+  }
+};
 
 enum class ColorModel { rgb, gray, cmyk };
 
 /// What is read of an encoded picture without decoding its pixels.
 struct PictureHeader {
-  PictureFormat format = PictureFormat::jpeg;
+  PictureFormat format;
   /// The sides as stored, in pixels, before the orientation is applied.
   std::uint32_t width = 0;
   std::uint32_t height = 0;

@@ -1,13 +1,16 @@
 #include "device/imaging/codecs/Codecs.h"
 
 #include <algorithm>
-#include <string_view>
+#include <array>
+#include <cstdint>
+#include <utility>
 
 #include "device/imaging/base/ScratchBuffer.h"
+#include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/codecs/HeifCodec.h"
 #include "device/imaging/codecs/WebpCodec.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/ExifBlock.h"
+#include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
 #include "device/imaging/png/PngRows.h"
 
@@ -19,30 +22,72 @@ std::string_view textAt(Bytes bytes, std::size_t offset, std::size_t length) {
   return {reinterpret_cast<const char*>(bytes.data()) + offset, length};
 }
 
+bool isHeif(Bytes bytes) {
+  constexpr std::string_view brands[] = {"heic", "heix", "heim", "heis", "mif1"};
+  return textAt(bytes, 4, 4) == "ftyp" &&
+         std::find(std::begin(brands), std::end(brands), textAt(bytes, 8, 4)) != std::end(brands);
+}
+
+/// Where a format says how its stored pixels are to be oriented.
+enum class OrientedBy { exif, decoder };
+
+using Rows = ImageResult<std::unique_ptr<RowSource>>;
+
+struct Codec {
+  PictureFormat format;
+  bool (*recognizes)(Bytes bytes);
+  ImageResult<PictureHeader> (*readHeader)(Bytes bytes);
+  OrientedBy orientedBy = OrientedBy::exif;
+  /// Null where `openRows` takes every picture.
+  ImageResult<Bitmap> (*decode)(Bytes bytes, const PictureHeader& header) = nullptr;
+  /// Null where there is only decoding as a whole.
+  Rows (*openRows)(Bytes bytes, const PictureHeader& header, DecodeScale scale,
+                   const ThreadBudget& threads) = nullptr;
+  /// Null where the decoder cannot scale.
+  DecodeScale (*decodeScale)(double storedPerResult) = nullptr;
+};
+
+Rows jpegRows(Bytes bytes, const PictureHeader& header, DecodeScale scale, const ThreadBudget&) {
+  return openJpegRows(bytes, header, scale);
+}
+
+Rows pngRows(Bytes bytes, const PictureHeader& header, DecodeScale, const ThreadBudget& threads) {
+  return openPngRows(bytes, header, threads);
+}
+
+constexpr auto codecs = std::to_array<Codec>({
+    {.format = jpegFormat,
+     .recognizes = [](Bytes bytes) { return textAt(bytes, 0, 3) == "\xFF\xD8\xFF"; },
+     .readHeader = readJpegHeader,
+     .openRows = jpegRows,
+     .decodeScale = jpegDecodeScale},
+    {.format = pngFormat,
+     .recognizes = [](Bytes bytes) { return textAt(bytes, 0, 8) == pngSignature; },
+     .readHeader = readPngHeader,
+     .decode = decodePng,
+     .openRows = pngRows},
+    {.format = heicFormat,
+     .recognizes = isHeif,
+     .readHeader = readHeifHeader,
+     .orientedBy = OrientedBy::decoder,
+     .decode = decodeHeif},
+    {.format = webpFormat,
+     .recognizes =
+         [](Bytes bytes) { return textAt(bytes, 0, 4) == "RIFF" && textAt(bytes, 8, 4) == "WEBP"; },
+     .readHeader = readWebpHeader,
+     .decode = decodeWebp},
+});
+
+const Codec& codecOf(const PictureHeader& header) {
+  return *std::find_if(codecs.begin(), codecs.end(),
+                       [&](const Codec& codec) { return codec.format == header.format; });
+}
+
 /// Profiles of grey or CMYK colours do not describe the RGB pixels that decoding gives.
 bool describesRgb(const std::vector<std::uint8_t>& profile) {
   constexpr std::size_t headerSize = 128;
   constexpr std::size_t colorSpaceOffset = 16;
   return profile.size() >= headerSize && textAt(profile, colorSpaceOffset, 4) == "RGB ";
-}
-
-std::optional<PictureHeader> readHeaderAs(PictureFormat format, Bytes bytes) {
-  switch (format) {
-    case PictureFormat::jpeg: return readJpegHeader(bytes).value();
-    case PictureFormat::png: return readPngHeader(bytes);
-    case PictureFormat::heic: return readHeifHeader(bytes);
-    case PictureFormat::webp: return readWebpHeader(bytes);
-  }
-  return std::nullopt;
-}
-
-std::optional<Bitmap> decodeWhole(Bytes bytes, const PictureHeader& header) {
-  switch (header.format) {
-    case PictureFormat::png: return decodePng(bytes, header);
-    case PictureFormat::heic: return decodeHeif(bytes, header);
-    case PictureFormat::webp: return decodeWebp(bytes, header);
-    default: return std::nullopt;
-  }
 }
 
 ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) {
@@ -66,71 +111,50 @@ ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) 
 
 }  // namespace
 
-std::string_view typeIdentifier(PictureFormat format) {
-  switch (format) {
-    case PictureFormat::jpeg: return "public.jpeg";
-    case PictureFormat::png: return "public.png";
-    case PictureFormat::heic: return "public.heic";
-    case PictureFormat::webp: return "org.webmproject.webp";
+std::string formatNames(std::string_view lastSeparator) {
+  std::string names;
+  for (const Codec& codec : codecs) {
+    if (!names.empty()) names += &codec == &codecs.back() ? lastSeparator : ", ";
+    names += codec.format.name;
   }
-  return {};
-}
-
-std::string_view fileExtension(PictureFormat format) {
-  switch (format) {
-    case PictureFormat::jpeg: return "jpg";
-    case PictureFormat::png: return "png";
-    case PictureFormat::heic: return "heic";
-    case PictureFormat::webp: return "webp";
-  }
-  return {};
-}
-
-std::optional<PictureFormat> formatOf(Bytes bytes) {
-  if (textAt(bytes, 0, 3) == "\xFF\xD8\xFF") return PictureFormat::jpeg;
-  if (textAt(bytes, 0, 8) == "\x89PNG\r\n\x1A\n") return PictureFormat::png;
-  if (textAt(bytes, 0, 4) == "RIFF" && textAt(bytes, 8, 4) == "WEBP") return PictureFormat::webp;
-  if (textAt(bytes, 4, 4) == "ftyp") {
-    for (const std::string_view brand : {"heic", "heix", "heim", "heis", "mif1"})
-      if (textAt(bytes, 8, 4) == brand) return PictureFormat::heic;
-  }
-  return std::nullopt;
+  return names;
 }
 
 ImageResult<PictureHeader> readHeader(Bytes bytes) {
-  const auto format = formatOf(bytes);
-  if (!format) return Failure(ImageError::unsupported);
-  auto header = readHeaderAs(*format, bytes);
-  if (!header || header->width == 0 || header->height == 0) return Failure(ImageError::corrupt);
-  header->format = *format;
-  // Colour profiles say nothing of grey pixels and inks, whatever the file claims.
+  const auto codec = std::find_if(codecs.begin(), codecs.end(),
+                                  [&](const Codec& each) { return each.recognizes(bytes); });
+  if (codec == codecs.end()) return Failure(ImageError::unsupported);
+  auto header = codec->readHeader(bytes);
+  if (!header) return header;
+  if (header->width == 0 || header->height == 0) return Failure(ImageError::corrupt);
+  header->format = codec->format;
   if (header->colorModel != ColorModel::rgb || !describesRgb(header->profile))
     header->profile.clear();
-  // The pixels of a HEIC picture come out upright: its container turns them, not its Exif block.
-  if (*format != PictureFormat::heic)
-    header->orientation = orientationOfExif(orientationInExif(header->exif).value_or(1));
-  return *std::move(header);
-}
-
-ImageResult<std::unique_ptr<RowSource>> openRows(Bytes bytes, const PictureHeader& header,
-                                                 DecodeScale scale, const ThreadBudget& threads) {
-  if (header.format == PictureFormat::jpeg) return openJpegRows(bytes, header, scale);
-  if (header.format == PictureFormat::png)
-    if (auto rows = openPngRows(bytes, header, threads)) return rows;
-  return Failure(ImageError::unsupported);
+  if (codec->orientedBy == OrientedBy::exif)
+    header->orientation = orientationOfExif(exifOrientationTag(header->exif).value_or(1));
+  return header;
 }
 
 DecodeScale decodeScaleFor(const PictureHeader& header, double storedPerResult) {
-  return header.format == PictureFormat::jpeg ? jpegDecodeScale(storedPerResult) : DecodeScale{};
+  const Codec& codec = codecOf(header);
+  return codec.decodeScale ? codec.decodeScale(storedPerResult) : DecodeScale{};
+}
+
+Rows openRows(Bytes bytes, const PictureHeader& header, DecodeScale scale,
+              const ThreadBudget& threads) {
+  const Codec& codec = codecOf(header);
+  if (!codec.openRows) return Failure(ImageError::unsupported);
+  return codec.openRows(bytes, header, scale, threads);
 }
 
 ImageResult<Bitmap> decode(Bytes bytes, const PictureHeader& header, const Orientation& orientation,
                            DecodeScale scale, const ThreadBudget& threads) {
   const auto rows = openRows(bytes, header, scale, threads);
   if (rows) return decodeRows(**rows, orientation);
-  if (rows.error() != ImageError::unsupported) return rows.failure();
-  auto whole = decodeWhole(bytes, header);
-  if (!whole) return Failure(ImageError::corrupt);
+  const Codec& codec = codecOf(header);
+  if (rows.error() != ImageError::unsupported || !codec.decode) return rows.failure();
+  auto whole = codec.decode(bytes, header);
+  if (!whole) return whole;
   whole->setKnownOpaque(!header.hasAlpha);
   return oriented(std::move(*whole), orientation);
 }

@@ -1,11 +1,13 @@
 #pragma once
 
 #include <memory>
-#include <optional>
+#include <string>
+#include <string_view>
 
 #include "device/imaging/base/Bitmap.h"
 #include "device/imaging/base/DecodeScale.h"
 #include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/Orientation.h"
 #include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/RowSource.h"
@@ -13,13 +15,18 @@
 
 namespace vecamera::device::imaging {
 
-/// The format that the first bytes announce, or nothing.
-std::optional<PictureFormat> formatOf(Bytes bytes);
-/// Reads the header only. Safe on hostile bytes.
+// Decoding of every format that the device opens, from one table in Codecs.cpp. Any thread.
+
+/// The names of the formats in the order of the table, with commas between them and
+/// `lastSeparator` before the last: "JPEG, PNG, HEIC or WebP".
+std::string formatNames(std::string_view lastSeparator = ", ");
+
+/// Reads the header only. `unsupported` where the first bytes announce no format of the table;
+/// safe on hostile bytes.
 ImageResult<PictureHeader> readHeader(Bytes bytes);
 
 /// The smallest scale to decode at for a result of which each pixel spans that many stored ones.
-/// The full one for formats that cannot be decoded smaller.
+/// Full size for formats that cannot be decoded smaller.
 DecodeScale decodeScaleFor(const PictureHeader& header, double storedPerResult);
 
 /// Starts to decode row by row, at that scale, perhaps with a worker. `unsupported` where the

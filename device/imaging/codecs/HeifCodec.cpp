@@ -29,15 +29,16 @@ struct Opened {
   Handle primary;
 };
 
-std::optional<Opened> open(Bytes bytes) {
+ImageResult<Opened> open(Bytes bytes) {
   Opened opened{Context(heif_context_alloc()), nullptr};
-  if (!opened.context || heif_context_read_from_memory_without_copy(
-                             opened.context.get(), bytes.data(), bytes.size(), nullptr)
-                             .code)
-    return std::nullopt;
+  if (!opened.context) return Failure(ImageError::outOfMemory);
+  if (heif_context_read_from_memory_without_copy(opened.context.get(), bytes.data(), bytes.size(),
+                                                 nullptr)
+          .code)
+    return Failure(ImageError::corrupt);
   heif_image_handle* primary = nullptr;
   if (heif_context_get_primary_image_handle(opened.context.get(), &primary).code)
-    return std::nullopt;
+    return Failure(ImageError::corrupt);
   opened.primary.reset(primary);
   return opened;
 }
@@ -65,7 +66,7 @@ std::vector<std::uint8_t> profileOf(const heif_image_handle* handle) {
   return profile;
 }
 
-std::optional<Bitmap> copyOf(const heif_image* image, const PictureHeader& header) {
+ImageResult<Bitmap> copyOf(const heif_image* image, const PictureHeader& header) {
   int stride = 0;
   const std::uint8_t* plane =
       heif_image_get_plane_readonly(image, heif_channel_interleaved, &stride);
@@ -73,19 +74,19 @@ std::optional<Bitmap> copyOf(const heif_image* image, const PictureHeader& heade
   const int height = heif_image_get_height(image, heif_channel_interleaved);
   if (!plane || width != static_cast<int>(header.width) ||
       height != static_cast<int>(header.height))
-    return std::nullopt;
-  auto bitmap = Bitmap::uninitialized(header.width, header.height).value();
-  if (!bitmap) return std::nullopt;
+    return Failure(ImageError::corrupt);
+  auto bitmap = Bitmap::uninitialized(header.width, header.height);
+  if (!bitmap) return bitmap;
   for (std::size_t y = 0; y < bitmap->height(); ++y)
     std::memcpy(bitmap->row(y), plane + y * static_cast<std::size_t>(stride),
                 bitmap->strideBytes());
   return bitmap;
 }
 
-std::optional<PictureHeader> readOpened(const heif_image_handle* handle) {
+ImageResult<PictureHeader> readOpened(const heif_image_handle* handle) {
   const int width = heif_image_handle_get_width(handle);
   const int height = heif_image_handle_get_height(handle);
-  if (width <= 0 || height <= 0) return std::nullopt;
+  if (width <= 0 || height <= 0) return Failure(ImageError::corrupt);
   PictureHeader header;
   header.width = static_cast<std::uint32_t>(width);
   header.height = static_cast<std::uint32_t>(height);
@@ -97,38 +98,41 @@ std::optional<PictureHeader> readOpened(const heif_image_handle* handle) {
   return header;
 }
 
-}  // namespace
-
-std::optional<PictureHeader> readHeifHeader(Bytes bytes) {
-  // libheif is C++ inside and lets bad_alloc through.
-  try {
-    const auto opened = open(bytes);
-    return opened ? readOpened(opened->primary.get()) : std::nullopt;
-  } catch (...) {
-    return std::nullopt;
-  }
+ImageResult<Bitmap> decodeOpened(const heif_image_handle* handle, const PictureHeader& header) {
+  const Options options(heif_decoding_options_alloc());
+  if (!options) return Failure(ImageError::outOfMemory);
+  options->convert_hdr_to_8bit = 1;
+  heif_image* decoded = nullptr;
+  if (heif_decode_image(handle, &decoded, heif_colorspace_RGB, heif_chroma_interleaved_RGBA,
+                        options.get())
+          .code)
+    return Failure(ImageError::corrupt);
+  const Image image(decoded);
+  auto bitmap = copyOf(image.get(), header);
+  if (bitmap && header.hasAlpha && !heif_image_is_premultiplied_alpha(image.get()))
+    bitmap->premultiply();
+  return bitmap;
 }
 
-std::optional<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header) {
-  try {
-    const auto opened = open(bytes);
-    if (!opened) return std::nullopt;
-    const Options options(heif_decoding_options_alloc());
-    if (!options) return std::nullopt;
-    options->convert_hdr_to_8bit = 1;
-    heif_image* decoded = nullptr;
-    if (heif_decode_image(opened->primary.get(), &decoded, heif_colorspace_RGB,
-                          heif_chroma_interleaved_RGBA, options.get())
-            .code)
-      return std::nullopt;
-    const Image image(decoded);
-    auto bitmap = copyOf(image.get(), header);
-    if (bitmap && header.hasAlpha && !heif_image_is_premultiplied_alpha(image.get()))
-      bitmap->premultiply();
-    return bitmap;
-  } catch (...) {
-    return std::nullopt;
-  }
+/// libheif is C++ inside and lets exceptions through, mostly for want of memory.
+template <class T, class Read>
+ImageResult<T> withOpened(Bytes bytes, Read read) try {
+  const auto opened = open(bytes);
+  if (!opened) return opened.failure();
+  return read(opened->primary.get());
+} catch (...) {
+  return Failure(ImageError::outOfMemory);
+}
+
+}  // namespace
+
+ImageResult<PictureHeader> readHeifHeader(Bytes bytes) {
+  return withOpened<PictureHeader>(bytes, readOpened);
+}
+
+ImageResult<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header) {
+  return withOpened<Bitmap>(
+      bytes, [&](const heif_image_handle* handle) { return decodeOpened(handle, header); });
 }
 
 }  // namespace vecamera::device::imaging

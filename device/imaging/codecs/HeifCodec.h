@@ -1,16 +1,18 @@
 #pragma once
 
-#include <optional>
-
 #include "device/imaging/base/Bitmap.h"
-#include "device/imaging/codecs/Codecs.h"
+#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/ImageResult.h"
+#include "device/imaging/base/PictureFormat.h"
 
 namespace vecamera::device::imaging {
 
-// HEIC through libheif, read only. The container's own turns and crops are carried out, so the
-// pixels and the sides are those of the upright picture.
+// HEIC through libheif, read only. The file's own rotations and crops are carried out, so the
+// pixels and the sides are those of the upright picture, whatever its Exif block says.
 
-std::optional<PictureHeader> readHeifHeader(Bytes bytes);
-std::optional<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header);
+inline constexpr PictureFormat heicFormat{"HEIC", "public.heic", "heic"};
+
+ImageResult<PictureHeader> readHeifHeader(Bytes bytes);
+ImageResult<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header);
 
 }  // namespace vecamera::device::imaging

@@ -27,11 +27,11 @@ Bytes chunk(Bytes bytes, std::string_view name) {
 
 }  // namespace
 
-std::optional<PictureHeader> readWebpHeader(Bytes bytes) {
+ImageResult<PictureHeader> readWebpHeader(Bytes bytes) {
   WebPBitstreamFeatures features{};
   if (WebPGetFeatures(bytes.data(), bytes.size(), &features) != VP8_STATUS_OK ||
       features.has_animation || features.width <= 0 || features.height <= 0)
-    return std::nullopt;
+    return Failure(ImageError::corrupt);
   PictureHeader header;
   header.width = static_cast<std::uint32_t>(features.width);
   header.height = static_cast<std::uint32_t>(features.height);
@@ -47,10 +47,10 @@ std::optional<PictureHeader> readWebpHeader(Bytes bytes) {
   return header;
 }
 
-std::optional<Bitmap> decodeWebp(Bytes bytes, const PictureHeader& header) {
-  auto bitmap = Bitmap::uninitialized(header.width, header.height).value();
+ImageResult<Bitmap> decodeWebp(Bytes bytes, const PictureHeader& header) {
+  auto bitmap = Bitmap::uninitialized(header.width, header.height);
   WebPDecoderConfig config;
-  if (!bitmap || !WebPInitDecoderConfig(&config)) return std::nullopt;
+  if (!bitmap || !WebPInitDecoderConfig(&config)) return Failure(ImageError::outOfMemory);
   config.output.colorspace = MODE_rgbA;  // premultiplied
   config.output.is_external_memory = 1;
   config.output.u.RGBA.rgba = bitmap->bytesOfRow(0);
@@ -58,7 +58,8 @@ std::optional<Bitmap> decodeWebp(Bytes bytes, const PictureHeader& header) {
   config.output.u.RGBA.size = bitmap->strideBytes() * bitmap->height();
   const auto status = WebPDecode(bytes.data(), bytes.size(), &config);
   WebPFreeDecBuffer(&config.output);
-  if (status != VP8_STATUS_OK) return std::nullopt;
+  if (status == VP8_STATUS_OUT_OF_MEMORY) return Failure(ImageError::outOfMemory);
+  if (status != VP8_STATUS_OK) return Failure(ImageError::corrupt);
   return bitmap;
 }
 

@@ -1,15 +1,17 @@
 #pragma once
 
-#include <optional>
-
 #include "device/imaging/base/Bitmap.h"
-#include "device/imaging/codecs/Codecs.h"
+#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/ImageResult.h"
+#include "device/imaging/base/PictureFormat.h"
 
 namespace vecamera::device::imaging {
 
-// Still WebP pictures through libwebp, read only; an animation is no picture here.
+// Still WebP pictures through libwebp, read only; animations are refused.
 
-std::optional<PictureHeader> readWebpHeader(Bytes bytes);
-std::optional<Bitmap> decodeWebp(Bytes bytes, const PictureHeader& header);
+inline constexpr PictureFormat webpFormat{"WebP", "org.webmproject.webp", "webp"};
+
+ImageResult<PictureHeader> readWebpHeader(Bytes bytes);
+ImageResult<Bitmap> decodeWebp(Bytes bytes, const PictureHeader& header);
 
 }  // namespace vecamera::device::imaging

@@ -12,7 +12,7 @@ namespace vecamera::device::imaging {
 
 // JPEG through libjpeg-turbo: grey, RGB, YCbCr, CMYK and YCCK, sequential and progressive.
 
-inline constexpr PictureFormat jpegFormat = PictureFormat::jpeg;
+inline constexpr PictureFormat jpegFormat{"JPEG", "public.jpeg", "jpg"};
 
 ImageResult<PictureHeader> readJpegHeader(Bytes bytes);
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,

@@ -1,8 +1,7 @@
 #pragma once
 
-#include <optional>
-
 #include "VECamera/platform/Value.h"
+#include "device/imaging/base/ImageResult.h"
 
 namespace vecamera::device::imaging {
 
@@ -13,14 +12,14 @@ namespace vecamera::device::imaging {
 // "Longitude" are degrees without sign beside their reference letters, a "TimeStamp" is
 // "HH:MM:SS", with the fraction of the second where there is one. Any thread.
 
-/// All that the picture tells; nothing where the bytes are no picture. Metadata that cannot be read
-/// is left out.
-std::optional<Dictionary> readProperties(const Data& data);
+/// The metadata of the picture, for which only its header is read. Metadata that cannot be read is
+/// left out.
+ImageResult<Dictionary> readProperties(const Data& data);
 
 /// The JPEG or PNG with the properties added to its metadata; a tag that it has already is
 /// replaced. Takes what `readProperties` gives, and degrees and altitudes with a sign, which is
 /// dropped. Unknown keys and values of the wrong kind are ignored. The pixels are not touched.
-/// Nothing where the picture is of another format or damaged, or the metadata does not fit.
-std::optional<Data> writeProperties(const Data& encoded, const Dictionary& properties);
+/// `unsupported` for other formats and for metadata that does not fit.
+ImageResult<Data> writeProperties(const Data& encoded, const Dictionary& properties);
 
 }  // namespace vecamera::device::imaging

@@ -3,7 +3,6 @@
 #include <spng.h>
 
 #include <algorithm>
-#include <array>
 #include <memory>
 
 #include "device/imaging/png/PngWriter.h"
@@ -11,7 +10,7 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// Bounds what ancillary chunks may unpack to, one by one and together.
+/// Bounds what ancillary chunks may inflate to, one by one and together.
 constexpr std::size_t maxChunkBytes = 8u << 20;
 constexpr std::size_t maxCachedBytes = 16u << 20;
 constexpr double metresPerInch = 0.0254;
@@ -32,15 +31,7 @@ Context open(Bytes bytes) {
   return context;
 }
 
-bool canHold(Bytes bytes, const spng_ihdr& ihdr) {
-  constexpr std::array<std::uint64_t, 7> channels{1, 0, 3, 1, 2, 0, 4};
-  const std::uint64_t bitsPerRow =
-      std::uint64_t{ihdr.width} * channels.at(ihdr.color_type) * ihdr.bit_depth;
-  return bitsPerRow / 8 * ihdr.height <= bytes.size() * bestDeflateRatio;
-}
-
-/// Undoes the premultiplication.
-void putColors(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
+void unpremultiply(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
   for (std::size_t x = 0; x < width; ++x, from += 4, to += 4) {
     const unsigned alpha = from[3];
     for (int channel = 0; channel < 3; ++channel) {
@@ -53,7 +44,7 @@ void putColors(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
   }
 }
 
-void putOpaque(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
+void dropAlpha(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
   for (std::size_t x = 0; x < width; ++x, from += 4, to += 3) {
     to[0] = from[0];
     to[1] = from[1];
@@ -63,10 +54,17 @@ void putOpaque(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
 
 }  // namespace
 
-std::optional<PictureHeader> readPngHeader(Bytes bytes) {
+bool pngCanHold(Bytes bytes, std::uint64_t filteredBytes) {
+  // Deflate's longest match is 258 bytes and takes at least two bits.
+  constexpr std::uint64_t maxDeflateRatio = 1032;
+  return filteredBytes <= bytes.size() * maxDeflateRatio;
+}
+
+ImageResult<PictureHeader> readPngHeader(Bytes bytes) {
   const Context context = open(bytes);
+  if (!context) return Failure(ImageError::outOfMemory);
   spng_ihdr ihdr{};
-  if (!context || spng_get_ihdr(context.get(), &ihdr)) return std::nullopt;
+  if (spng_get_ihdr(context.get(), &ihdr)) return Failure(ImageError::corrupt);
   PictureHeader header;
   header.width = ihdr.width;
   header.height = ihdr.height;
@@ -92,30 +90,32 @@ std::optional<PictureHeader> readPngHeader(Bytes bytes) {
   return header;
 }
 
-std::optional<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
+ImageResult<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
   const Context context = open(bytes);
-  spng_ihdr ihdr{};
-  if (!context || spng_get_ihdr(context.get(), &ihdr) || !canHold(bytes, ihdr)) return std::nullopt;
-  auto bitmap = Bitmap::uninitialized(header.width, header.height).value();
-  if (!bitmap) return std::nullopt;
+  if (!context) return Failure(ImageError::outOfMemory);
+  std::size_t filteredBytes = 0;
+  if (spng_decoded_image_size(context.get(), SPNG_FMT_PNG, &filteredBytes) ||
+      !pngCanHold(bytes, filteredBytes))
+    return Failure(ImageError::corrupt);
+  auto bitmap = Bitmap::uninitialized(header.width, header.height);
+  if (!bitmap) return bitmap;
   // Reading the chunks behind the pixels as well shows whether the file ends early.
   if (spng_decode_image(context.get(), bitmap->row(0), bitmap->strideBytes() * bitmap->height(),
                         SPNG_FMT_RGBA8, SPNG_DECODE_TRNS) ||
       spng_decode_chunks(context.get()))
-    return std::nullopt;
+    return Failure(ImageError::corrupt);
   if (header.hasAlpha) bitmap->premultiply();
   return bitmap;
 }
 
-std::optional<std::vector<std::uint8_t>> encodePng(const Bitmap& bitmap,
-                                                   const ThreadBudget& threads) {
+ImageResult<EncodedBytes> encodePng(const Bitmap& bitmap, const ThreadBudget& threads) {
   const bool opaque = bitmap.isOpaque();
-  std::size_t y = 0;
-  const auto put = opaque ? putOpaque : putColors;
+  const auto convertRow = opaque ? dropAlpha : unpremultiply;
   const std::size_t channels = opaque ? 3 : 4;
+  std::size_t y = 0;
   const auto nextRows = [&](std::uint8_t* to, std::size_t count) {
     for (std::size_t i = 0; i < count; ++i, to += bitmap.width() * channels)
-      put(bitmap.bytesOfRow(y++), bitmap.width(), to);
+      convertRow(bitmap.bytesOfRow(y++), bitmap.width(), to);
     return true;
   };
   return writePng({bitmap.width(), bitmap.height(), channels, bitmap.profile(), nextRows}, threads);

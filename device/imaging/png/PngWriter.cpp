@@ -8,34 +8,31 @@
 #include <deque>
 #include <mutex>
 #include <string_view>
+#include <vector>
 
 #include "device/imaging/base/ScratchBuffer.h"
-#include "device/imaging/base/ThreadBudget.h"
+#include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/RowFilters.h"
 
 namespace vecamera::device::imaging {
 namespace {
 
-constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
 constexpr std::string_view profileName = "ICC profile";
 enum class PngFilter : std::uint8_t { none = 0, paeth = 4 };
 constexpr std::size_t maxChunkLength = 0x7FFFFFFF;
-/// Long enough that starting afresh costs little, short enough to share the work evenly.
-constexpr std::size_t usualStripBytes = std::size_t{1} << 18;
+/// Long enough that the empty dictionary at its start costs little, short enough to share the work
+/// evenly.
+constexpr std::size_t targetStripBytes = std::size_t{1} << 18;
 
-void appendBigEndian(std::vector<std::uint8_t>& bytes, std::uint32_t number) {
-  for (int shift = 24; shift >= 0; shift -= 8)
-    bytes.push_back(static_cast<std::uint8_t>(number >> shift));
-}
-
-/// A piece of a deflate stream that ends on a whole byte and refers to nothing before it.
-std::vector<std::uint8_t> deflatedPiece(Bytes plain) {
+/// A piece of a deflate stream that ends on a whole byte and refers to nothing before it. Empty
+/// without memory.
+EncodedBytes deflatedPiece(Bytes plain) {
   // The highest level that gives the same bytes with AVX-512 as without.
   constexpr std::uint32_t level = 2;
   const ScratchBuffer table(ISAL_DEF_LVL2_DEFAULT);
-  // What is left as it is costs five bytes for each 65535, and the flush five more.
-  const ScratchBuffer packed(plain.size() + plain.size() / 1000 + 64);
-  if (!table || !packed || plain.size() > UINT32_MAX / 2) return {};
+  // A stored block costs five bytes for each 65535, and the flush five more.
+  const ScratchBuffer deflated(plain.size() + plain.size() / 1000 + 64);
+  if (!table || !deflated || plain.size() > UINT32_MAX / 2) return {};
   isal_zstream stream;
   isal_deflate_init(&stream);
   stream.level = level;
@@ -44,14 +41,14 @@ std::vector<std::uint8_t> deflatedPiece(Bytes plain) {
   stream.flush = FULL_FLUSH;
   stream.next_in = const_cast<std::uint8_t*>(plain.data());
   stream.avail_in = static_cast<std::uint32_t>(plain.size());
-  stream.next_out = packed.data();
-  stream.avail_out = static_cast<std::uint32_t>(packed.size());
+  stream.next_out = deflated.data();
+  stream.avail_out = static_cast<std::uint32_t>(deflated.size());
   if (isal_deflate(&stream) != COMP_OK || stream.avail_in != 0 || stream.avail_out == 0) return {};
-  return {packed.data(), packed.data() + stream.total_out};
+  return {deflated.data(), deflated.data() + stream.total_out};
 }
 
-/// The Adler-32 checksum of two pieces from the checksums of each.
-std::uint32_t joinedChecksum(std::uint32_t first, std::uint32_t second, std::size_t secondLength) {
+/// The Adler-32 checksum of two pieces, one behind the other, from the checksums of each.
+std::uint32_t combinedAdler32(std::uint32_t first, std::uint32_t second, std::size_t secondLength) {
   constexpr std::uint64_t modulus = 65521;
   const std::uint64_t firstLow = first & 0xFFFF;
   const std::uint64_t low = (firstLow + (second & 0xFFFF) + modulus - 1) % modulus;
@@ -61,21 +58,21 @@ std::uint32_t joinedChecksum(std::uint32_t first, std::uint32_t second, std::siz
   return static_cast<std::uint32_t>(high << 16 | low);
 }
 
-/// Rows of the picture on their way into the file. Led by the row above them, but for the first.
+/// Rows that are filtered and compressed apart from all others.
 struct Strip {
+  /// Led by the row above the strip, unless it is the first one.
   ScratchBuffer rows;
   std::size_t count = 0;
   bool hasAbove = false;
   // What compressing gives.
-  std::vector<std::uint8_t> packed;
+  EncodedBytes deflated;
   std::uint32_t checksum = 1;
   std::size_t filteredBytes = 0;
 };
 
 struct RowShape {
   std::size_t bytes = 0;
-  /// Bytes from a pixel to the next.
-  std::size_t unit = 0;
+  std::size_t pixelBytes = 0;
 };
 
 /// Whether at least half of the bytes in some of the rows are as in the pixel to their left, as in
@@ -87,8 +84,9 @@ bool looksFlat(const Strip& strip, const RowShape& shape) {
   const std::uint8_t* const first = strip.rows.data() + (strip.hasAbove ? shape.bytes : 0);
   for (std::size_t y = 0; y < strip.count; y += step) {
     const std::uint8_t* row = first + y * shape.bytes;
-    for (std::size_t i = shape.unit; i < shape.bytes; ++i) alike += row[i] == row[i - shape.unit];
-    seen += shape.bytes - shape.unit;
+    for (std::size_t i = shape.pixelBytes; i < shape.bytes; ++i)
+      alike += row[i] == row[i - shape.pixelBytes];
+    seen += shape.bytes - shape.pixelBytes;
   }
   return seen > 0 && alike * 2 >= seen;
 }
@@ -99,13 +97,13 @@ void filterRows(const Strip& strip, const RowShape& shape, PngFilter filter, std
     *to++ = static_cast<std::uint8_t>(filter);
     if (filter == PngFilter::paeth)
       filterPaeth(row, strip.hasAbove || y > 0 ? row - shape.bytes : nullptr, shape.bytes,
-                  shape.unit, to);
+                  shape.pixelBytes, to);
     else
       std::memcpy(to, row, shape.bytes);
   }
 }
 
-/// Filters and compresses. Without memory, what is packed stays empty.
+/// Filters and compresses. Without memory, the strip has no compressed bytes.
 void compress(Strip& strip, const RowShape& shape) {
   strip.filteredBytes = (shape.bytes + 1) * strip.count;
   const ScratchBuffer filtered(strip.filteredBytes);
@@ -113,40 +111,40 @@ void compress(Strip& strip, const RowShape& shape) {
   const Bytes plain(filtered.data(), strip.filteredBytes);
   filterRows(strip, shape, PngFilter::paeth, filtered.data());
   strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
-  strip.packed = deflatedPiece(plain);
-  if (strip.packed.empty() || !looksFlat(strip, shape)) return;
-  // What repeats itself is often smaller as it is, and quickly compressed twice.
+  strip.deflated = deflatedPiece(plain);
+  if (strip.deflated.empty() || !looksFlat(strip, shape)) return;
+  // What repeats itself is often smaller unfiltered, and compressing it twice takes little time.
   filterRows(strip, shape, PngFilter::none, filtered.data());
   auto unfiltered = deflatedPiece(plain);
-  if (unfiltered.empty() || unfiltered.size() >= strip.packed.size()) return;
+  if (unfiltered.empty() || unfiltered.size() >= strip.deflated.size()) return;
   strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
-  strip.packed = std::move(unfiltered);
+  strip.deflated = std::move(unfiltered);
 }
 
-/// The strips that wait for a thread. The thread that reads rows adds them and compresses, too,
-/// when enough of them wait; helpers take them as they come.
-class Compression {
+/// A queue of strips. The thread that reads rows adds them, and compresses some itself where too
+/// many wait; workers take them as they come.
+class StripCompressor {
  public:
-  Compression(const RowShape& shape, const ThreadBudget& threads)
+  StripCompressor(const RowShape& shape, const ThreadBudget& threads)
       : shape_(shape), work_(threads, [this] { return compressNext(); }) {}
 
-  /// Memory for so many rows, perhaps that of a strip that is done: always ask for as many.
+  /// Memory for so many rows, perhaps that of a compressed strip; `rows` is the same in all calls.
   ScratchBuffer memoryFor(std::size_t rows) {
     const std::lock_guard lock(mutex_);
     if (spare_.empty()) return ScratchBuffer(rows * shape_.bytes);
-    ScratchBuffer last = std::move(spare_.back());
+    ScratchBuffer memory = std::move(spare_.back());
     spare_.pop_back();
-    return last;
+    return memory;
   }
 
   void add(Strip& strip) {
-    constexpr std::size_t mostWaiting = 3;
+    constexpr std::size_t maxWaiting = 3;
     {
       const std::lock_guard lock(mutex_);
       waiting_.push_back(&strip);
     }
-    const std::size_t leave = work_.requestWorker() ? mostWaiting : 0;
-    while (waitingCount() > leave) compressNext();
+    const std::size_t mayWait = work_.requestWorker() ? maxWaiting : 0;
+    while (waitingCount() > mayWait) compressNext();
   }
 
   /// Returns when all strips are compressed; false where that failed.
@@ -179,15 +177,15 @@ class Compression {
   std::mutex mutex_;
   std::deque<Strip*> waiting_;
   std::vector<ScratchBuffer> spare_;
-  /// Last, so that no helper is at work when the others go.
+  /// Last, so that no worker runs when the others are destroyed.
   WorkQueue work_;
 };
 
-std::vector<std::uint8_t> headerChunk(const PngPixels& pixels) {
+EncodedBytes headerChunk(const PngPixels& pixels) {
   constexpr std::uint8_t grayType = 0;
   constexpr std::uint8_t rgbType = 2;
   constexpr std::uint8_t rgbaType = 6;
-  std::vector<std::uint8_t> contents;
+  EncodedBytes contents;
   appendBigEndian(contents, static_cast<std::uint32_t>(pixels.width));
   appendBigEndian(contents, static_cast<std::uint32_t>(pixels.height));
   const std::uint8_t type = pixels.channels == 1   ? grayType
@@ -197,92 +195,86 @@ std::vector<std::uint8_t> headerChunk(const PngPixels& pixels) {
   return contents;
 }
 
-constexpr std::uint8_t zlibHead[] = {0x78, 0x01};
+constexpr std::uint8_t zlibHeader[] = {0x78, 0x01};
 /// An empty last block.
 constexpr std::uint8_t deflateEnd[] = {0x03, 0x00};
 
 /// Empty without memory.
-std::vector<std::uint8_t> profileChunk(const std::vector<std::uint8_t>& profile) {
-  std::vector<std::uint8_t> contents(profileName.begin(), profileName.end());
+EncodedBytes profileChunk(const std::vector<std::uint8_t>& profile) {
+  EncodedBytes contents(profileName.begin(), profileName.end());
   contents.push_back(0);  // ends the name
   contents.push_back(0);  // the compression method: zlib
-  const auto packed = deflatedPiece(profile);
-  if (packed.empty()) return {};
-  contents.insert(contents.end(), std::begin(zlibHead), std::end(zlibHead));
-  contents.insert(contents.end(), packed.begin(), packed.end());
+  const auto deflated = deflatedPiece(profile);
+  if (deflated.empty()) return {};
+  contents.insert(contents.end(), std::begin(zlibHeader), std::end(zlibHeader));
+  contents.insert(contents.end(), deflated.begin(), deflated.end());
   contents.insert(contents.end(), std::begin(deflateEnd), std::end(deflateEnd));
   appendBigEndian(contents, libdeflate_adler32(1, profile.data(), profile.size()));
   return contents;
 }
 
 std::size_t rowsPerStrip(std::size_t rowBytes) {
-  return std::max<std::size_t>(1, usualStripBytes / (rowBytes + 1));
+  return std::max<std::size_t>(1, targetStripBytes / (rowBytes + 1));
 }
 
-/// Reads the rows strip by strip and has them compressed.
-bool compressStrips(const PngPixels& pixels, const ThreadBudget& threads,
-                    std::vector<Strip>& strips) {
+/// Reads the rows strip by strip and compresses them.
+ImageResult<void> compressStrips(const PngPixels& pixels, const ThreadBudget& threads,
+                                 std::vector<Strip>& strips) {
   const std::size_t rowBytes = pixels.width * pixels.channels;
-  const std::size_t most = std::min(rowsPerStrip(rowBytes), pixels.height);
+  const std::size_t maxRows = std::min(rowsPerStrip(rowBytes), pixels.height);
   ScratchBuffer above(rowBytes);
-  if (!above) return false;
-  Compression compression({rowBytes, pixels.channels}, threads);
+  if (!above) return Failure(ImageError::outOfMemory);
+  StripCompressor compressor({rowBytes, pixels.channels}, threads);
   std::size_t y = 0;
   for (Strip& strip : strips) {
-    strip.count = std::min(most, pixels.height - y);
+    strip.count = std::min(maxRows, pixels.height - y);
     strip.hasAbove = y > 0;
-    strip.rows = compression.memoryFor(most + 1);
-    if (!strip.rows) return false;
+    strip.rows = compressor.memoryFor(maxRows + 1);
+    if (!strip.rows) return Failure(ImageError::outOfMemory);
     std::uint8_t* rows = strip.rows.data();
     if (strip.hasAbove) {
       std::memcpy(rows, above.data(), rowBytes);
       rows += rowBytes;
     }
-    if (!pixels.nextRows(rows, strip.count)) return false;
+    if (!pixels.nextRows(rows, strip.count)) return Failure(ImageError::corrupt);
     std::memcpy(above.data(), rows + (strip.count - 1) * rowBytes, rowBytes);
     y += strip.count;
-    compression.add(strip);
+    compressor.add(strip);
   }
-  return compression.finish() && std::none_of(strips.begin(), strips.end(), [](const Strip& strip) {
-           return strip.packed.empty();
-         });
+  const bool finished = compressor.finish();
+  if (!finished || std::any_of(strips.begin(), strips.end(),
+                               [](const Strip& strip) { return strip.deflated.empty(); }))
+    return Failure(ImageError::outOfMemory);
+  return {};
 }
 
 }  // namespace
 
-void appendPngChunk(std::vector<std::uint8_t>& png, const char (&type)[5], Bytes contents) {
-  appendBigEndian(png, static_cast<std::uint32_t>(contents.size()));
-  const std::size_t checkedFrom = png.size();
-  png.insert(png.end(), type, type + 4);
-  png.insert(png.end(), contents.begin(), contents.end());
-  appendBigEndian(png, libdeflate_crc32(0, png.data() + checkedFrom, png.size() - checkedFrom));
-}
-
-std::optional<std::vector<std::uint8_t>> writePng(const PngPixels& pixels,
-                                                  const ThreadBudget& threads) {
+ImageResult<EncodedBytes> writePng(const PngPixels& pixels, const ThreadBudget& threads) {
   const std::size_t rowBytes = pixels.width * pixels.channels;
   const std::size_t perStrip = rowsPerStrip(rowBytes);
-  if (rowBytes >= maxChunkLength / 2) return std::nullopt;
+  if (rowBytes >= maxChunkLength / 2) return Failure(ImageError::unsupported);
   std::vector<Strip> strips((pixels.height + perStrip - 1) / perStrip);
-  std::vector<std::uint8_t> profile;
+  EncodedBytes profile;
   if (pixels.profile) profile = profileChunk(*pixels.profile);
-  if ((pixels.profile && profile.empty()) || !compressStrips(pixels, threads, strips))
-    return std::nullopt;
+  if (pixels.profile && profile.empty()) return Failure(ImageError::outOfMemory);
+  if (const auto compressed = compressStrips(pixels, threads, strips); !compressed)
+    return compressed.failure();
 
-  std::size_t packedBytes = 0;
-  for (const Strip& strip : strips) packedBytes += strip.packed.size() + 12;
-  std::vector<std::uint8_t> png(signature.begin(), signature.end());
-  png.reserve(packedBytes + 1024 + profile.size());
+  std::size_t dataBytes = 0;
+  for (const Strip& strip : strips) dataBytes += strip.deflated.size() + pngFrameSize;
+  EncodedBytes png(pngSignature.begin(), pngSignature.end());
+  png.reserve(dataBytes + 1024 + profile.size());
   appendPngChunk(png, "IHDR", headerChunk(pixels));
   if (pixels.profile) appendPngChunk(png, "iCCP", profile);
-  appendPngChunk(png, "IDAT", zlibHead);
+  appendPngChunk(png, "IDAT", zlibHeader);
   std::uint32_t checksum = 1;
   for (Strip& strip : strips) {
-    appendPngChunk(png, "IDAT", strip.packed);
-    checksum = joinedChecksum(checksum, strip.checksum, strip.filteredBytes);
-    strip.packed = {};
+    appendPngChunk(png, "IDAT", strip.deflated);
+    checksum = combinedAdler32(checksum, strip.checksum, strip.filteredBytes);
+    strip.deflated = {};
   }
-  std::vector<std::uint8_t> end(std::begin(deflateEnd), std::end(deflateEnd));
+  EncodedBytes end(std::begin(deflateEnd), std::end(deflateEnd));
   appendBigEndian(end, checksum);
   appendPngChunk(png, "IDAT", end);
   appendPngChunk(png, "IEND", {});

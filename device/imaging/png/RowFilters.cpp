@@ -1,6 +1,5 @@
 #include "device/imaging/png/RowFilters.h"
 
-#include <array>
 #include <bit>
 #include <cstdlib>
 #include <cstring>
@@ -9,12 +8,14 @@
 #include <immintrin.h>
 #endif
 
+#include "device/imaging/base/Simd.h"
+
 namespace vecamera::device::imaging {
 namespace {
 
 enum Filter { none = 0, sub = 1, up = 2, average = 3, paeth = 4 };
 
-std::uint8_t predictedByPaeth(int left, int above, int corner) {
+std::uint8_t paethPrediction(int left, int above, int corner) {
   const int toLeft = std::abs(above - corner);
   const int toAbove = std::abs(left - corner);
   const int toCorner = std::abs(left + above - 2 * corner);
@@ -24,17 +25,17 @@ std::uint8_t predictedByPaeth(int left, int above, int corner) {
 
 using Bytes32 = std::uint8_t __attribute__((vector_size(32)));
 
-/// Vectors are no results and no values of parameters: how those are passed depends on the target.
+/// Vectors are neither returned nor passed by value: how that is done depends on the target.
 __attribute__((always_inline)) inline void load(const std::uint8_t* from, Bytes32& to) {
   std::memcpy(&to, from, sizeof to);
 }
 
 /// Paeth's filter without leaving eight bits. The distance of the prediction from the corner is the
 /// sum of the other two distances where both neighbours lie on the same side of the corner, and
-/// else their difference; a sum that is cut at 255 still loses no comparison.
+/// else their difference; a sum that saturates at 255 still loses no comparison.
 __attribute__((always_inline)) inline std::size_t filterPaethInVectors(
     const std::uint8_t* row, const std::uint8_t* above, std::size_t first, std::size_t count,
-    std::size_t unit, std::uint8_t* to) {
+    std::size_t pixelBytes, std::uint8_t* to) {
   std::size_t i = first;
   for (; i + sizeof(Bytes32) <= count; i += sizeof(Bytes32)) {
     Bytes32 own;
@@ -42,17 +43,17 @@ __attribute__((always_inline)) inline std::size_t filterPaethInVectors(
     Bytes32 up;
     Bytes32 corner;
     load(row + i, own);
-    load(row + i - unit, left);
+    load(row + i - pixelBytes, left);
     load(above + i, up);
-    load(above + i - unit, corner);
-    const Bytes32 upIsMore = up > corner;
-    const Bytes32 leftIsMore = left > corner;
-    const Bytes32 toLeft = upIsMore ? up - corner : corner - up;
-    const Bytes32 toAbove = leftIsMore ? left - corner : corner - left;
+    load(above + i - pixelBytes, corner);
+    const Bytes32 upIsLarger = up > corner;
+    const Bytes32 leftIsLarger = left > corner;
+    const Bytes32 toLeft = upIsLarger ? up - corner : corner - up;
+    const Bytes32 toAbove = leftIsLarger ? left - corner : corner - left;
     const Bytes32 sum = toLeft + toAbove;
-    const Bytes32 cut = sum | static_cast<Bytes32>(sum < toLeft);
+    const Bytes32 saturated = sum | static_cast<Bytes32>(sum < toLeft);
     const Bytes32 difference = toLeft > toAbove ? toLeft - toAbove : toAbove - toLeft;
-    const Bytes32 toCorner = upIsMore == leftIsMore ? cut : difference;
+    const Bytes32 toCorner = upIsLarger == leftIsLarger ? saturated : difference;
     const Bytes32 aboveOrCorner = toAbove <= toCorner ? up : corner;
     const Bytes32 predicted = ((toLeft <= toAbove) & (toLeft <= toCorner)) ? left : aboveOrCorner;
     const Bytes32 filtered = own - predicted;
@@ -61,32 +62,18 @@ __attribute__((always_inline)) inline std::size_t filterPaethInVectors(
   return i;
 }
 
-using PaethInVectors = std::size_t (*)(const std::uint8_t*, const std::uint8_t*, std::size_t,
-                                       std::size_t, std::size_t, std::uint8_t*);
-
-std::size_t paethAnywhere(const std::uint8_t* row, const std::uint8_t* above, std::size_t first,
-                          std::size_t count, std::size_t unit, std::uint8_t* to) {
-  return filterPaethInVectors(row, above, first, count, unit, to);
-}
-
 #if defined(__x86_64__)
-__attribute__((target("avx2"))) std::size_t paethAvx2(const std::uint8_t* row,
-                                                      const std::uint8_t* above, std::size_t first,
-                                                      std::size_t count, std::size_t unit,
-                                                      std::uint8_t* to) {
-  return filterPaethInVectors(row, above, first, count, unit, to);
+__attribute__((target("avx2"))) std::size_t filterPaethAvx2(const std::uint8_t* row,
+                                                            const std::uint8_t* above,
+                                                            std::size_t first, std::size_t count,
+                                                            std::size_t pixelBytes,
+                                                            std::uint8_t* to) {
+  return filterPaethInVectors(row, above, first, count, pixelBytes, to);
 }
 #endif
 
-PaethInVectors fastestPaeth() {
-#if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx2")) return paethAvx2;
-#endif
-  return paethAnywhere;
-}
-
-// Taking a filter off works on whole pixels, whose four channels are the lanes of a vector: what is
-// read behind a pixel of three bytes is made opaque alpha in the end.
+// Unfiltering works on whole pixels, whose four channels are the lanes of a vector. The byte that
+// is read behind a pixel of three bytes becomes opaque alpha in the end.
 
 std::uint32_t wordAt(const std::uint8_t* from) {
   std::uint32_t word;
@@ -94,23 +81,23 @@ std::uint32_t wordAt(const std::uint8_t* from) {
   return word;
 }
 
-struct RowToUnfilter {
-  const std::uint8_t* raw;
+struct FilteredRow {
+  const std::uint8_t* bytes;
   const std::uint8_t* above;
   std::size_t width;
   std::uint8_t* to;
 };
 
-/// The raw bytes of a pixel; of one of three bytes with one more.
-template <std::size_t unit>
-std::uint32_t rawAt(const RowToUnfilter& row, std::size_t x) {
-  return wordAt(row.raw + x * unit);
+/// The filtered bytes of a pixel; of one of three bytes with one more.
+template <std::size_t pixelBytes>
+std::uint32_t filteredAt(const FilteredRow& row, std::size_t x) {
+  return wordAt(row.bytes + x * pixelBytes);
 }
 
-template <std::size_t unit>
-void put(const RowToUnfilter& row, std::size_t x, std::uint32_t pixel) {
+template <std::size_t pixelBytes>
+void put(const FilteredRow& row, std::size_t x, std::uint32_t pixel) {
   constexpr std::uint32_t opaque = std::endian::native == std::endian::little ? 0xFF000000 : 0xFF;
-  if (unit == 3) pixel |= opaque;
+  if (pixelBytes == 3) pixel |= opaque;
   std::memcpy(row.to + 4 * x, &pixel, sizeof pixel);
 }
 
@@ -120,36 +107,31 @@ std::uint32_t addedBytes(std::uint32_t a, std::uint32_t b) {
   return ((a & low) + (b & low)) ^ ((a ^ b) & ~low);
 }
 
-template <std::size_t unit>
-void takeOffNone(const RowToUnfilter& row) {
-  for (std::size_t x = 0; x < row.width; ++x) put<unit>(row, x, rawAt<unit>(row, x));
-}
-
-template <std::size_t unit>
-void takeOffSub(const RowToUnfilter& row) {
+/// Undoes the filter whose predictions for the four channels `predict(left, above, corner)` gives.
+template <std::size_t pixelBytes, class Predict>
+void unfilterWith(const FilteredRow& row, Predict predict) {
   std::uint32_t left = 0;
-  for (std::size_t x = 0; x < row.width; ++x) {
-    left = addedBytes(left, rawAt<unit>(row, x));
-    put<unit>(row, x, left);
-  }
-}
-
-template <std::size_t unit>
-void takeOffUp(const RowToUnfilter& row) {
-  for (std::size_t x = 0; x < row.width; ++x)
-    put<unit>(row, x, addedBytes(wordAt(row.above + 4 * x), rawAt<unit>(row, x)));
-}
-
-template <std::size_t unit>
-void takeOffAverage(const RowToUnfilter& row) {
-  std::uint32_t left = 0;
+  std::uint32_t corner = 0;
   for (std::size_t x = 0; x < row.width; ++x) {
     const std::uint32_t above = wordAt(row.above + 4 * x);
-    // The means of bytes, rounded down: the bits that both have, and half of those that differ.
-    const std::uint32_t mean = (left & above) + (((left ^ above) & 0xFEFEFEFE) >> 1);
-    left = addedBytes(mean, rawAt<unit>(row, x));
-    put<unit>(row, x, left);
+    left = addedBytes(predict(left, above, corner), filteredAt<pixelBytes>(row, x));
+    corner = above;
+    put<pixelBytes>(row, x, left);
   }
+}
+
+/// The means of bytes, rounded down: the bits that both have, and half of those that differ.
+std::uint32_t meanBytes(std::uint32_t a, std::uint32_t b) {
+  return (a & b) + (((a ^ b) & 0xFEFEFEFE) >> 1);
+}
+
+std::uint32_t paethBytes(std::uint32_t left, std::uint32_t above, std::uint32_t corner) {
+  std::uint32_t predicted = 0;
+  for (int shift = 0; shift < 32; shift += 8)
+    predicted |= std::uint32_t{paethPrediction(left >> shift & 0xFF, above >> shift & 0xFF,
+                                               corner >> shift & 0xFF)}
+                 << shift;
+  return predicted;
 }
 
 #if defined(__x86_64__)
@@ -164,59 +146,53 @@ __attribute__((target("sse4.1"))) __m128i predicted(__m128i left, __m128i above,
   const __m128i toLeft = _mm_abs_epi16(fromLeft);
   const __m128i toAbove = _mm_abs_epi16(fromAbove);
   const __m128i toCorner = _mm_abs_epi16(_mm_add_epi16(fromLeft, fromAbove));
-  const __m128i least = _mm_min_epi16(toLeft, _mm_min_epi16(toAbove, toCorner));
-  const __m128i aboveOrCorner = _mm_blendv_epi8(corner, above, _mm_cmpeq_epi16(least, toAbove));
-  return _mm_blendv_epi8(aboveOrCorner, left, _mm_cmpeq_epi16(least, toLeft));
+  const __m128i nearest = _mm_min_epi16(toLeft, _mm_min_epi16(toAbove, toCorner));
+  const __m128i aboveOrCorner = _mm_blendv_epi8(corner, above, _mm_cmpeq_epi16(nearest, toAbove));
+  return _mm_blendv_epi8(aboveOrCorner, left, _mm_cmpeq_epi16(nearest, toLeft));
 }
 
-template <std::size_t unit>
-__attribute__((target("sse4.1"))) void takeOffPaethSse41(const RowToUnfilter& row) {
+template <std::size_t pixelBytes>
+__attribute__((target("sse4.1"))) void unfilterPaethSse41(const FilteredRow& row) {
   const __m128i bytes = _mm_set1_epi16(0xFF);
   __m128i left = _mm_setzero_si128();
   __m128i corner = _mm_setzero_si128();
   for (std::size_t x = 0; x < row.width; ++x) {
     const __m128i above = wide(wordAt(row.above + 4 * x));
-    const __m128i sum = _mm_add_epi16(wide(rawAt<unit>(row, x)), predicted(left, above, corner));
+    const __m128i sum =
+        _mm_add_epi16(wide(filteredAt<pixelBytes>(row, x)), predicted(left, above, corner));
     left = _mm_and_si128(sum, bytes);
     corner = above;
-    put<unit>(row, x, static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(left, left))));
+    put<pixelBytes>(row, x,
+                    static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(left, left))));
   }
 }
 
 #endif
 
-template <std::size_t unit>
-void takeOffPaethAnywhere(const RowToUnfilter& row) {
-  for (std::size_t x = 0; x < row.width; ++x) {
-    std::array<std::uint8_t, 4> pixel;
-    for (std::size_t i = 0; i < 4; ++i) {
-      const std::size_t at = 4 * x + i;
-      const int left = x > 0 ? row.to[at - 4] : 0;
-      const int corner = x > 0 ? row.above[at - 4] : 0;
-      pixel[i] = static_cast<std::uint8_t>(row.raw[x * unit + i] +
-                                           predictedByPaeth(left, row.above[at], corner));
-    }
-    put<unit>(row, x, wordAt(pixel.data()));
-  }
-}
-
-template <std::size_t unit>
-void takeOffPaeth(const RowToUnfilter& row) {
-#if defined(__x86_64__)
-  static const bool hasSse41 = __builtin_cpu_supports("sse4.1");
-  if (hasSse41) return takeOffPaethSse41<unit>(row);
-#endif
-  takeOffPaethAnywhere<unit>(row);
-}
-
-template <std::size_t unit>
-bool takeOff(int filter, const RowToUnfilter& row) {
+template <std::size_t pixelBytes>
+bool unfilter(int filter, const FilteredRow& row) {
+  using Pixel = std::uint32_t;
   switch (filter) {
-    case none: takeOffNone<unit>(row); return true;
-    case sub: takeOffSub<unit>(row); return true;
-    case up: takeOffUp<unit>(row); return true;
-    case average: takeOffAverage<unit>(row); return true;
-    case paeth: takeOffPaeth<unit>(row); return true;
+    case none: unfilterWith<pixelBytes>(row, [](Pixel, Pixel, Pixel) { return 0; }); return true;
+    case sub:
+      unfilterWith<pixelBytes>(row, [](Pixel left, Pixel, Pixel) { return left; });
+      return true;
+    case up:
+      unfilterWith<pixelBytes>(row, [](Pixel, Pixel above, Pixel) { return above; });
+      return true;
+    case average:
+      unfilterWith<pixelBytes>(
+          row, [](Pixel left, Pixel above, Pixel) { return meanBytes(left, above); });
+      return true;
+    case paeth:
+#if defined(__x86_64__)
+      if (simdLevel() >= SimdLevel::sse41) {
+        unfilterPaethSse41<pixelBytes>(row);
+        return true;
+      }
+#endif
+      unfilterWith<pixelBytes>(row, paethBytes);
+      return true;
     default: return false;
   }
 }
@@ -224,25 +200,27 @@ bool takeOff(int filter, const RowToUnfilter& row) {
 }  // namespace
 
 void filterPaeth(const std::uint8_t* row, const std::uint8_t* above, std::size_t count,
-                 std::size_t unit, std::uint8_t* to) {
-  static const PaethInVectors inVectors = fastestPaeth();
+                 std::size_t pixelBytes, std::uint8_t* to) {
   std::size_t i = 0;
-  for (; i < unit && i < count; ++i)
+  for (; i < pixelBytes && i < count; ++i)
     to[i] = static_cast<std::uint8_t>(row[i] - (above ? above[i] : 0));
   if (!above) {
-    for (; i < count; ++i) to[i] = static_cast<std::uint8_t>(row[i] - row[i - unit]);
+    for (; i < count; ++i) to[i] = static_cast<std::uint8_t>(row[i] - row[i - pixelBytes]);
     return;
   }
-  i = inVectors(row, above, i, count, unit, to);
+#if defined(__x86_64__)
+  if (simdLevel() >= SimdLevel::avx2) i = filterPaethAvx2(row, above, i, count, pixelBytes, to);
+#endif
+  i = filterPaethInVectors(row, above, i, count, pixelBytes, to);
   for (; i < count; ++i)
-    to[i] = static_cast<std::uint8_t>(row[i] -
-                                      predictedByPaeth(row[i - unit], above[i], above[i - unit]));
+    to[i] = static_cast<std::uint8_t>(
+        row[i] - paethPrediction(row[i - pixelBytes], above[i], above[i - pixelBytes]));
 }
 
-bool unfilterToPixels(int filter, const std::uint8_t* raw, std::size_t unit,
-                      const std::uint8_t* above, std::size_t width, std::uint8_t* to) {
-  const RowToUnfilter row{raw, above, width, to};
-  return unit == 3 ? takeOff<3>(filter, row) : takeOff<4>(filter, row);
+bool unfilterRow(int filter, const std::uint8_t* filtered, std::size_t pixelBytes,
+                 const std::uint8_t* above, std::size_t width, std::uint8_t* to) {
+  const FilteredRow row{filtered, above, width, to};
+  return pixelBytes == 3 ? unfilter<3>(filter, row) : unfilter<4>(filter, row);
 }
 
 }  // namespace vecamera::device::imaging

@@ -1,22 +1,24 @@
 #include "device/script/assembly/LibraryParts.h"
 
 #include "device/imaging/base/Orientation.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/codecs/Codecs.h"
+#include "device/imaging/platform/ImageOperations.h"
 #include "device/media/Movies.h"
 
 namespace vecamera::device::script {
 namespace {
 
 std::optional<photos::ProbedPicture> probePicture(const Data& data) {
-  const auto info = imaging::probe(data);
-  if (!info) return std::nullopt;
+  const auto header = imaging::readHeader(data.bytes());
+  if (!header) return std::nullopt;
+  const bool swaps = imaging::orientationFor(header->orientation).swapsAxes;
   photos::ProbedPicture probed;
-  probed.extension = imaging::fileExtension(info->format);
-  probed.uti = imaging::typeIdentifier(info->format);
-  probed.width = static_cast<int>(info->displayedWidth);
-  probed.height = static_cast<int>(info->displayedHeight);
+  probed.extension = header->format.fileExtension;
+  probed.uti = header->format.typeIdentifier;
+  probed.width = static_cast<int>(swaps ? header->height : header->width);
+  probed.height = static_cast<int>(swaps ? header->width : header->height);
   probed.orientation =
-      static_cast<CGImagePropertyOrientation>(imaging::exifOrientation(info->orientation));
+      static_cast<CGImagePropertyOrientation>(imaging::exifOrientation(header->orientation));
   return probed;
 }
 
@@ -40,7 +42,7 @@ photos::LibraryStore::Parts libraryParts() {
   photos::LibraryStore::Parts parts;
   parts.probePicture = probePicture;
   parts.makeThumbnail = [](const Data& original, int maxSide) {
-    return imaging::thumbnail(original, static_cast<std::size_t>(maxSide));
+    return imaging::thumbnail(original, static_cast<std::size_t>(maxSide)).value();
   };
   parts.probeMovie = probeMovieContent;
   parts.makePoster = [](const std::filesystem::path& original, int maxSide) {

@@ -144,7 +144,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       pictureWorkers(threadsFor(setup) - 1),
       pictureThreads(threadsFor(setup), pictureWorkers),
       images({}, pictureThreads),
-      imageFiles(
+      imageIO(
           [&observer](std::string_view type, const Dictionary& properties, std::size_t bytes) {
             observer.onImageDestinationFinalized(type, properties, bytes);
           },
@@ -210,7 +210,7 @@ void ScriptedDevice::createPlugin() {
                           .imagePickers = pickerSources,
                           .graphics = *pluginGraphics,
                           .images = *pluginImages,
-                          .imageIO = imageFiles,
+                          .imageIO = imageIO,
                           .assetExports = *pluginExports,
                           .captureDevice = captureDevice,
                           .photoLibrary = *pluginPhotoLibrary,

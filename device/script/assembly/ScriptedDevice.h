@@ -14,9 +14,9 @@
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/foundation/files/FileManager.h"
 #include "device/imaging/base/ThreadBudget.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/ImageFiles.h"
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
+#include "device/imaging/platform/SoftwareImageIO.h"
 #include "device/location/LocationService.h"
 #include "device/media/ExportSessions.h"
 #include "device/photos/LibraryStore.h"
@@ -161,9 +161,9 @@ struct ScriptedDevice {
   /// Beside the lanes: what workers do for a picture shows in no order of events.
   ThreadPoolExecutor pictureWorkers;
   imaging::ThreadBudget pictureThreads;
-  imaging::Images images;
+  imaging::ImageFactory images;
   imaging::Graphics graphics;
-  imaging::ImageFiles imageFiles;
+  imaging::SoftwareImageIO imageIO;
   media::ExportSessions exports;
 
   camera::StillCamera camera;

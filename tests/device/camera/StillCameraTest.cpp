@@ -4,7 +4,7 @@
 
 #include "VECamera/platform/ImageIO.h"
 #include "device/camera/TestScene.h"
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/ImageFactory.h"
 
 namespace vecamera::device::camera {
 namespace {
@@ -28,7 +28,7 @@ TEST(StillCamera, APictureIsSeenByItsCameraOnly) {
 }
 
 TEST(StillCamera, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
-  imaging::Images images;
+  imaging::ImageFactory images;
   const StillCamera camera;
   const Dictionary info = camera.capture(images, Camera::rear, {CGRect{10, 20, 30, 40}});
   const auto original = find(info, UIImagePickerControllerOriginalImage)->object<UIImage>();
@@ -41,7 +41,7 @@ TEST(StillCamera, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
 }
 
 TEST(StillCamera, BytesThatAreNoPictureGiveNeitherOriginalNorMetadata) {
-  imaging::Images images;
+  imaging::ImageFactory images;
   StillCamera camera;
   camera.pointAt(Camera::rear, Data::copyOf("no picture"));
   const Dictionary info = camera.capture(images, Camera::rear, {});

@@ -12,12 +12,13 @@
 #include <thread>
 #include <tuple>
 
+#include "device/imaging/codecs/HeifCodec.h"
+#include "device/imaging/codecs/WebpCodec.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Images.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
+#include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
-#include "device/imaging/png/PngWriter.h"
 #include "tests/device/imaging/TestPictures.h"
 
 namespace vecamera::device::imaging {
@@ -40,13 +41,12 @@ struct PngParts {
 };
 
 Data pngOfParts(const PngParts& parts) {
-  constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
   Raw packed(1000);
   libdeflate_compressor* compressor = libdeflate_alloc_compressor(1);
   packed.resize(libdeflate_zlib_compress(compressor, parts.rows.data(), parts.rows.size(),
                                          packed.data(), packed.size()));
   libdeflate_free_compressor(compressor);
-  Raw png(signature.begin(), signature.end());
+  Raw png(pngSignature.begin(), pngSignature.end());
   const std::uint8_t interlacing = parts.interlaced ? 1 : 0;
   appendPngChunk(png, "IHDR",
                  Raw{0, 0, 0, parts.width, 0, 0, 0, parts.height, parts.depth, parts.colorType, 0,
@@ -113,7 +113,7 @@ struct JpegKind {
   int sampling = 1;
 };
 
-/// A valid progressive picture that refines each coefficient of the brightness on its own.
+/// A valid progressive picture that refines each coefficient of the luma on its own.
 std::vector<jpeg_scan_info> scansPerCoefficient(int refinements) {
   std::vector<jpeg_scan_info> scans{{1, {0, 0, 0, 0}, 0, 0, 0, 0}};
   for (int low = refinements; low >= 0; --low)
@@ -170,7 +170,7 @@ TEST(Codecs, EveryKindOfJpegIsRead) {
   constexpr JpegKind kinds[] = {
       {"grey", JCS_GRAYSCALE, JCS_GRAYSCALE, 1},
       {"RGB", JCS_RGB, JCS_RGB, 3},
-      {"YCbCr at half resolution", JCS_RGB, JCS_YCbCr, 3, Scans::one, 2},
+      {"YCbCr 4:2:0", JCS_RGB, JCS_YCbCr, 3, Scans::one, 2},
       {"progressive", JCS_RGB, JCS_YCbCr, 3, Scans::usual, 2},
       {"CMYK", JCS_CMYK, JCS_CMYK, 4},
       {"YCCK", JCS_CMYK, JCS_YCCK, 4},
@@ -199,18 +199,62 @@ TEST(Codecs, UnknownBytesAreNoPicture) {
        {"", "GIF89a", "not a picture at all", "\xFF\xD8\xFF", "\x89PNG\r\n\x1A\n", "RIFF1234WEBP",
         "\1\2\3\4ftypheic", "\1\2\3\4ftypqt  "}) {
     EXPECT_FALSE(opened(Data::copyOf(bytes))) << bytes;
-    EXPECT_FALSE(probe(Data::copyOf(bytes))) << bytes;
+    EXPECT_FALSE(readHeader(Data::copyOf(bytes).bytes())) << bytes;
   }
+}
+
+TEST(Codecs, HeadersTellFormatSidesAndOrientation) {
+  struct Case {
+    Data data;
+    PictureFormat format;
+    std::string_view extension;
+    std::uint32_t width = 3;
+    std::uint32_t height = 2;
+    UIImageOrientation orientation = UIImageOrientation::up;
+  };
+  const Bitmap picture = bitmapOfLetters("RGB/CMY");
+  const auto leftMirrored = UIImageOrientation::leftMirrored;
+  const Case cases[] = {
+      {jpegOf(picture, leftMirrored), jpegFormat, "jpg", 3, 2, leftMirrored},
+      {pngOf(picture, leftMirrored), pngFormat, "png", 3, 2, leftMirrored},
+      {webpOf(picture), webpFormat, "webp"},
+      {fixture("turned.heic"), heicFormat, "heic", 64, 96},
+  };
+  for (const auto& [data, format, extension, width, height, orientation] : cases) {
+    SCOPED_TRACE(extension);
+    const auto header = readHeader(data.bytes());
+    ASSERT_TRUE(header);
+    EXPECT_EQ(header->format, format);
+    EXPECT_EQ(header->format.fileExtension, extension);
+    EXPECT_EQ(header->width, width);
+    EXPECT_EQ(header->height, height);
+    EXPECT_EQ(header->orientation, orientation);
+  }
+  EXPECT_EQ(formatNames(), "JPEG, PNG, HEIC, WebP");
+  EXPECT_EQ(formatNames(" or "), "JPEG, PNG, HEIC or WebP");
+}
+
+TEST(Codecs, TellUnknownFormatsFromCorruptBytes) {
+  const Data whole = pngOf(bitmapOfLetters("RGB/CMY"));
+  Raw flipped(whole.bytes().begin(), whole.bytes().end());
+  flipped[whole.size() / 2] ^= 1;
+  const auto header = *readHeader(whole.bytes());
+  EXPECT_EQ(readHeader({}).error(), ImageError::unsupported);
+  EXPECT_EQ(readHeader(whole.bytes().first(12)).error(), ImageError::corrupt);
+  EXPECT_EQ(decode(flipped, header, {}, {}, {}).error(), ImageError::corrupt);
+  const Data webp = webpOf(bitmapOfLetters("RGB"));
+  EXPECT_EQ(openRows(webp.bytes(), *readHeader(webp.bytes()), {}, {}).error(),
+            ImageError::unsupported);
 }
 
 TEST(Codecs, TheLimitCountsPixels) {
   const Data png = pngOf(bitmapOfLetters("RGB/CMY"));
-  EXPECT_TRUE(Images(PictureLimits{6}).imageWithData(png));
-  EXPECT_FALSE(Images(PictureLimits{5}).imageWithData(png));
+  EXPECT_TRUE(ImageFactory(PictureLimits{6}).imageWithData(png));
+  EXPECT_FALSE(ImageFactory(PictureLimits{5}).imageWithData(png));
 }
 
 TEST(Codecs, JpegQualityIsClampedAndRules) {
-  Images images;
+  ImageFactory images;
   const auto image = images.imageWithData(pngOf(bitmapOfLetters("RGB/CMY/WKR", 11)));
   const auto sizeAt = [&](double quality) {
     return images.UIImageJPEGRepresentation(image, quality).value();
@@ -224,7 +268,7 @@ TEST(Codecs, JpegQualityIsClampedAndRules) {
 }
 
 TEST(Codecs, JpegsTellTheirOrientationAndPngsDoNot) {
-  Images images;
+  ImageFactory images;
   for (const auto orientation : allOrientations) {
     const auto image = images.imageWithData(pngOf(bitmapOfLetters("RGB/CMY", 8), orientation));
     const auto jpeg = images.imageWithData(*images.UIImageJPEGRepresentation(image, 1));
@@ -237,7 +281,7 @@ TEST(Codecs, JpegsTellTheirOrientationAndPngsDoNot) {
 }
 
 TEST(Codecs, JpegsPutAlphaOnWhite) {
-  Images images;
+  ImageFactory images;
   const auto image = images.imageWithData(pngOf(bitmapOf(16, 16, [](std::size_t, std::size_t) {
     return Rgba{0, 0, 0, 64};
   })));
@@ -247,7 +291,7 @@ TEST(Codecs, JpegsPutAlphaOnWhite) {
 
 TEST(Codecs, PngsHoldEveryPixelAndAnAlphaOnlyWhereThereIsOne) {
   constexpr std::size_t colorTypeOffset = 25;
-  Images images;
+  ImageFactory images;
   const Bitmap opaque = bitmapOf(61, 47, [](std::size_t x, std::size_t y) {
     return Rgba{static_cast<int>(x * 4), static_cast<int>(y * 5), static_cast<int>(x ^ y)};
   });
@@ -270,10 +314,10 @@ TEST(Codecs, TheColourProfileGoesAlong) {
   std::copy(space.begin(), space.end(), bytes.begin() + 16);
   Bitmap bitmap = bitmapOfLetters("RGB/CMY", 8);
   bitmap.setProfile(std::make_shared<const Raw>(bytes));
-  Images images;
+  ImageFactory images;
   Graphics graphics;
-  for (const auto& source : {encodeJpeg(bitmap, 90, {}).value(), encodePng(std::move(bitmap))}) {
-    const auto stored = images.imageWithData(Data(*source));
+  for (const auto& source : {*encodeJpeg(bitmap, 90, {}), *encodePng(bitmap)}) {
+    const auto stored = images.imageWithData(Data(source));
     const auto context = graphics.beginImageContext({10, 10});
     context->drawInRect(stored, {0, 0, 10, 10});
     for (const auto& image : {stored, context->imageFromCurrentImageContext()}) {
@@ -288,7 +332,7 @@ TEST(Codecs, TheColourProfileGoesAlong) {
 }
 
 TEST(Codecs, NothingIsEncodedOfNothing) {
-  Images images;
+  ImageFactory images;
   EXPECT_FALSE(images.UIImageJPEGRepresentation(nullptr, 1));
   EXPECT_FALSE(images.UIImagePNGRepresentation(nullptr));
 }
@@ -296,8 +340,8 @@ TEST(Codecs, NothingIsEncodedOfNothing) {
 TEST(Codecs, AJpegCannotBeWiderThanTheFormatAllows) {
   Graphics graphics;
   const auto image = graphics.beginImageContext({65501, 1})->imageFromCurrentImageContext();
-  EXPECT_FALSE(Images().UIImageJPEGRepresentation(image, 1));
-  EXPECT_TRUE(Images().UIImagePNGRepresentation(image));
+  EXPECT_FALSE(ImageFactory().UIImageJPEGRepresentation(image, 1));
+  EXPECT_TRUE(ImageFactory().UIImagePNGRepresentation(image));
 }
 
 TEST(Codecs, OnePictureServesSeveralThreadsAtOnce) {
@@ -315,7 +359,7 @@ TEST(Codecs, OnePictureServesSeveralThreadsAtOnce) {
   for (auto& result : results)
     threads.emplace_back([&scaled, &result] {
       for (const auto& image : scaled)
-        result.push_back(Images().UIImagePNGRepresentation(image).value_or(Data()));
+        result.push_back(ImageFactory().UIImagePNGRepresentation(image).value_or(Data()));
     });
   for (auto& thread : threads) thread.join();
   for (const auto& result : results) {

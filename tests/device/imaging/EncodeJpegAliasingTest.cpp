@@ -1,7 +1,7 @@
 #include <cmath>
 #include <numbers>
 
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/ImageFactory.h"
 #include "tests/device/imaging/TestJpegs.h"
 
 namespace vecamera::device::imaging {
@@ -35,7 +35,7 @@ std::shared_ptr<UIImage> scaledTo(double length, const std::shared_ptr<UIImage>&
 
 Bitmap jpegScaledTo(double length, const std::shared_ptr<UIImage>& image, double quality) {
   return pixelsOfImage(
-      opened(*Images().UIImageJPEGRepresentation(scaledTo(length, image), quality)));
+      opened(*ImageFactory().UIImageJPEGRepresentation(scaledTo(length, image), quality)));
 }
 
 /// Visits the pixels of a scaled plate, but for its edges, with their places on the whole one and

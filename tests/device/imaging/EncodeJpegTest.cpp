@@ -1,11 +1,12 @@
 #include <cmath>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
+#include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/ExifBlock.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Images.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/metadata/EmbedExif.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
+#include "device/imaging/platform/ImageOperations.h"
 #include "tests/device/imaging/TestJpegs.h"
 
 namespace vecamera::device::imaging {
@@ -61,7 +62,7 @@ TEST(EncodeJpeg, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
           const auto shrunk = [&](Scans scans) {
             const auto image = opened(jpegOfFactors(picture, colors, factors, scans));
             const CGSize size{width * scale, height * scale};
-            return *Images().UIImageJPEGRepresentation(
+            return *ImageFactory().UIImageJPEGRepresentation(
                 drawn(image, size, {0, 0, size.width, size.height}), 0.9);
           };
           const Data inOne = shrunk(Scans::one);
@@ -83,7 +84,7 @@ TEST(EncodeJpeg, ColoursThatNoScanHoldsAreGrey) {
   ASSERT_NE(second, bytes.end());
   second[1] = 0xD9;
   for (const double width : {90.0, 40.0, 20.0, 8.0, 3.0}) {
-    const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+    const Bitmap scaled = pixelsOfImage(opened(*ImageFactory().UIImageJPEGRepresentation(
         drawn(opened(Data(bytes)), {width, width}, {0, 0, width, width}), 0.9)));
     const Rgba pixel = pixelAt(scaled, 0, 0);
     EXPECT_LE(std::abs(pixel.red - pixel.green) + std::abs(pixel.blue - pixel.green), 2) << width;
@@ -94,8 +95,8 @@ TEST(EncodeJpeg, APictureIsTheSameInWhateverOrientationItIsStored) {
   // The same upright picture, stored in all eight orientations.
   const Bitmap upright = landscape(240, 160);
   const auto scaled = [](const std::shared_ptr<UIImage>& image) {
-    return pixelsOfImage(
-        opened(*Images().UIImageJPEGRepresentation(drawn(image, {75, 50}, {0, 0, 75, 50}), 0.9)));
+    return pixelsOfImage(opened(
+        *ImageFactory().UIImageJPEGRepresentation(drawn(image, {75, 50}, {0, 0, 75, 50}), 0.9)));
   };
   const Bitmap expected = scaled(opened(jpegWith(upright, TJSAMP_420, UIImageOrientation::up)));
   for (const auto orientation : allOrientations) {
@@ -117,7 +118,7 @@ TEST(EncodeJpeg, BlackLinesOnWhiteStayAsDarkAsTheyAre) {
   const auto image = opened(jpegWith(lines, TJSAMP_420, UIImageOrientation::left));
   for (const double ratio : {3.3, 4.0, 5.3, 7.0, 7.9, 12.0, 20.0}) {
     const CGSize size{std::round(240 / ratio), std::round(320 / ratio)};
-    const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+    const Bitmap scaled = pixelsOfImage(opened(*ImageFactory().UIImageJPEGRepresentation(
         drawn(image, size, {0, 0, size.width, size.height}), 0.95)));
     double sum = 0;
     for (std::size_t y = 0; y < scaled.height(); ++y)
@@ -147,7 +148,7 @@ TEST(EncodeJpeg, WhatWasCroppedInsideOfABlockIsFaintInTheFirstPixelOnly) {
         const auto at = static_cast<double>(edge);
         const CGSize kept = cut(320, 64);
         Graphics graphics;
-        const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+        const Bitmap scaled = pixelsOfImage(opened(*ImageFactory().UIImageJPEGRepresentation(
             imageByScalingNotCroppingForSize(
                 graphics,
                 croppedUpright(image, {left ? at : 0, left ? 0 : at, kept.width, kept.height}),
@@ -184,7 +185,7 @@ TEST(EncodeJpeg, ChromaStaysWithTheLumaItBelongsTo) {
           inverse(orientationFor(orientation)));
       const auto image = opened(jpegWith(lying, TJSAMP_420, orientation));
       const CGSize size{std::round(320 * scale), std::round(240 * scale)};
-      const Bitmap scaled = pixelsOfImage(opened(*Images().UIImageJPEGRepresentation(
+      const Bitmap scaled = pixelsOfImage(opened(*ImageFactory().UIImageJPEGRepresentation(
           drawn(image, size, {0, 0, size.width, size.height}), 0.97)));
       struct Centre {
         double sum = 0;
@@ -226,9 +227,9 @@ TEST(EncodeJpeg, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
       for (const auto orientation : {UIImageOrientation::up, UIImageOrientation::leftMirrored}) {
         SCOPED_TRACE((colors == grey ? "grey " : "colours ") + std::to_string(across) + " x " +
                      std::to_string(down));
-        const auto image = opened(Data(withExif(stored.bytes(), PictureFormat::jpeg,
-                                                exifWithOrientation(exifOrientation(orientation)))
-                                           .value()));
+        const auto image = opened(Data(
+            embedExif(stored.bytes(), jpegFormat, exifWithOrientation(exifOrientation(orientation)))
+                .value()));
         expectSamePicture(drawnAtOwnSize(image), 1.0, 14, 1.5);
         expectSamePicture(drawn(image, {40, 30}, {0, 0, 40, 30}), 0.95, 14, 1.5);
         // A canvas of pixels repeats chroma that is stored this coarsely; planes smooth it.
@@ -262,11 +263,11 @@ TEST(EncodeJpeg, AnEditedPictureIsCroppedBeforeItIsScaled) {
 TEST(EncodeJpeg, AGreyJpegBecomesAGreyPngAndJpeg) {
   constexpr std::size_t colorTypeOffset = 25;
   const Data grey = jpegWith(landscape(90, 70), TJSAMP_GRAY, UIImageOrientation::left);
-  const Data png = Images().UIImagePNGRepresentation(opened(grey)).value();
+  const Data png = ImageFactory().UIImagePNGRepresentation(opened(grey)).value();
   EXPECT_EQ(png.bytes()[colorTypeOffset], 0);
   EXPECT_EQ(largestDifference(pixelsOfImage(opened(png)), pixelsOfImage(opened(grey))), 0);
   const auto scaled = drawn(opened(grey), {30, 40}, {0, 0, 30, 40});
-  const auto header = readHeader(Images().UIImageJPEGRepresentation(scaled, 0.8)->bytes());
+  const auto header = readHeader(ImageFactory().UIImageJPEGRepresentation(scaled, 0.8)->bytes());
   EXPECT_EQ(header->colorModel, ColorModel::gray);
 }
 
@@ -280,9 +281,9 @@ TEST(EncodeJpeg, AGreyPictureLosesAProfileOfColours) {
   Raw bytes(grey.bytes().begin(), grey.bytes().end());
   bytes.insert(bytes.begin() + 2, segment.begin(), segment.end());
   const auto image = opened(Data(bytes));
-  for (const auto& encoded :
-       {Images().UIImagePNGRepresentation(image), Images().UIImageJPEGRepresentation(image, 0.8),
-        Images().UIImageJPEGRepresentation(image, 1)}) {
+  for (const auto& encoded : {ImageFactory().UIImagePNGRepresentation(image),
+                              ImageFactory().UIImageJPEGRepresentation(image, 0.8),
+                              ImageFactory().UIImageJPEGRepresentation(image, 1)}) {
     ASSERT_TRUE(encoded);
     const std::string_view text(reinterpret_cast<const char*>(encoded->bytes().data()),
                                 encoded->size());

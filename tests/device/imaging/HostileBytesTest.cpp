@@ -5,11 +5,14 @@
 #include <string_view>
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
+#include "device/imaging/codecs/Codecs.h"
 #include "device/imaging/metadata/Metadata.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/ImageFiles.h"
-#include "device/imaging/platform/Images.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/pipeline/Render.h"
+#include "device/imaging/platform/DeviceImage.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
+#include "device/imaging/platform/ImageOperations.h"
+#include "device/imaging/platform/SoftwareImageIO.h"
 #include "tests/device/imaging/TestPictures.h"
 
 namespace vecamera::device::imaging {
@@ -22,7 +25,7 @@ Data withMetadata(const Data& picture) {
                         {"LensSpecification", Array{4.2, 4.2, 1.8, 1.8}},
                         {"UserComment", "A comment."}};
   const Dictionary gps{{"Latitude", 10.5}, {"LatitudeRef", "N"}, {"TimeStamp", "14:03:20.5"}};
-  return writeProperties(picture, {{"{Exif}", exif}, {"{GPS}", gps}}).value();
+  return *writeProperties(picture, {{"{Exif}", exif}, {"{GPS}", gps}});
 }
 
 struct Sample {
@@ -38,37 +41,37 @@ std::vector<Sample> samples() {
           {"heic", fixture("turned.heic")}};
 }
 
-/// Whether the picture can be read at an eighth of its size.
+/// Whether the picture can be decoded at an eighth of its size.
 bool makesTinyJpeg(const std::shared_ptr<UIImage>& image) {
   Graphics graphics;
   const auto tiny = imageByScalingNotCroppingForSize(graphics, image, {2, 2});
-  return Images().UIImageJPEGRepresentation(tiny, 0.5).has_value();
+  return ImageFactory().UIImageJPEGRepresentation(tiny, 0.5).has_value();
 }
 
 /// Everything that the device does with bytes from outside. Gives whether there were pixels.
 bool survives(const Data& data) {
-  const auto info = probe(data);
+  const auto header = readHeader(data.bytes());
   const auto properties = readProperties(data);
   const auto image = opened(data);
-  EXPECT_EQ(info.has_value(), properties.has_value());
-  if (properties) writeProperties(data, *properties);
+  EXPECT_EQ(bool(header), bool(properties));
+  if (properties) static_cast<void>(writeProperties(data, *properties));
   // A flip in the head may well claim a large picture that is not worth the test's time.
   constexpr std::size_t largest = 4'000'000;
-  if (!image || info->storedWidth * info->storedHeight > largest) return false;
-  const auto pixels = pixelsOf(*image);
+  if (!image || std::size_t{header->width} * header->height > largest) return false;
+  const auto pixels = render(*lazyImageOf(image.get()));
   const auto small = thumbnail(data, 16);
   // Turned without being decoded, scaled as planes, and written row by row.
-  Images images;
+  ImageFactory images;
   for (const double quality : {1.0, 0.5})
-    EXPECT_EQ(images.UIImageJPEGRepresentation(image, quality).has_value(), pixels.has_value());
-  EXPECT_EQ(images.UIImagePNGRepresentation(image).has_value(), pixels.has_value());
+    EXPECT_EQ(images.UIImageJPEGRepresentation(image, quality).has_value(), bool(pixels));
+  EXPECT_EQ(images.UIImagePNGRepresentation(image).has_value(), bool(pixels));
   // A tiny one may come of damaged bytes: a head may claim a picture so narrow that nothing of it
   // is to be seen, and nothing is decoded then.
   EXPECT_TRUE(makesTinyJpeg(image) || !pixels);
   if (!pixels) return false;
-  EXPECT_EQ(pixels->width(), info->storedWidth);
-  EXPECT_EQ(pixels->height(), info->storedHeight);
-  EXPECT_EQ(small.has_value(), true);
+  EXPECT_EQ(pixels->width(), header->width);
+  EXPECT_EQ(pixels->height(), header->height);
+  EXPECT_TRUE(small);
   return true;
 }
 
@@ -144,11 +147,11 @@ TEST(HostileBytes, FewBytesCannotHoldAPictureWithinTheLimitEither) {
     const auto image = opened(claim);
     ASSERT_TRUE(image);
     ASSERT_TRUE(image->cgImage());
-    EXPECT_FALSE(Images().UIImageJPEGRepresentation(image, 1));
-    EXPECT_FALSE(Images().UIImagePNGRepresentation(image));
+    EXPECT_FALSE(ImageFactory().UIImageJPEGRepresentation(image, 1));
+    EXPECT_FALSE(ImageFactory().UIImagePNGRepresentation(image));
     EXPECT_FALSE(thumbnail(claim, 100));
-    ImageFiles files;
-    const auto destination = files.CGImageDestinationCreateWithData(claim, "public.jpeg", 1);
+    SoftwareImageIO imageIO;
+    const auto destination = imageIO.CGImageDestinationCreateWithData(claim, "public.jpeg", 1);
     destination->addImage(image->cgImage(), {});
     EXPECT_FALSE(destination->finalize());
     EXPECT_EQ(destination->data(), claim);

@@ -1,6 +1,6 @@
 #include "device/imaging/jpeg/JpegLosslessTransform.h"
 
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/ImageFactory.h"
 #include "tests/device/imaging/TestJpegs.h"
 
 namespace vecamera::device::imaging {
@@ -53,7 +53,7 @@ TEST(JpegLosslessTransform, CoefficientsWithoutAHuffmanCodeAreUnsupported) {
   EXPECT_EQ(transformJpegLosslessly(jpeg, *readHeader(jpeg), {}, {}).error(),
             ImageError::unsupported);
   expectSamePicture(drawn(image, {8, 8}, {0, 0, 8, 8}), 1.0, 3, 1);
-  EXPECT_TRUE(Images().UIImagePNGRepresentation(image));
+  EXPECT_TRUE(ImageFactory().UIImagePNGRepresentation(image));
 }
 
 TEST(JpegLosslessTransform, DamageIsNoReasonToTryAnotherPath) {

@@ -10,10 +10,11 @@
 #include <cstdlib>
 #include <tuple>
 
+#include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/ExifBlock.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/metadata/EmbedExif.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageFactory.h"
 
 namespace vecamera::device::imaging {
 
@@ -31,8 +32,7 @@ Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientat
   tjFree(bytes);
   tjDestroy(compressor);
   if (orientation != UIImageOrientation::up)
-    jpeg = withExif(jpeg, PictureFormat::jpeg, exifWithOrientation(exifOrientation(orientation)))
-               .value();
+    jpeg = embedExif(jpeg, jpegFormat, exifWithOrientation(exifOrientation(orientation))).value();
   return Data(std::move(jpeg));
 }
 
@@ -107,7 +107,7 @@ double meanDifference(const Bitmap& a, const Bitmap& b) {
 
 void expectSamePicture(const std::shared_ptr<UIImage>& image, double quality, int max,
                        double mean) {
-  const auto encoded = Images().UIImageJPEGRepresentation(image, quality);
+  const auto encoded = ImageFactory().UIImageJPEGRepresentation(image, quality);
   ASSERT_TRUE(encoded);
   const Bitmap actual = pixelsOfImage(opened(*encoded));
   const Bitmap expected =

@@ -7,11 +7,14 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <random>
 
+#include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/ExifBlock.h"
-#include "device/imaging/platform/Images.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/metadata/EmbedExif.h"
+#include "device/imaging/pipeline/Render.h"
+#include "device/imaging/platform/DeviceImage.h"
+#include "device/imaging/platform/ImageFactory.h"
 #include "device/imaging/png/PngCodec.h"
 
 namespace vecamera::device::imaging {
@@ -37,7 +40,7 @@ char letterOf(const Rgba& color) {
   return '?';
 }
 
-std::vector<std::uint8_t> orientationBlock(UIImageOrientation orientation) {
+EncodedBytes orientationBlock(UIImageOrientation orientation) {
   if (orientation == UIImageOrientation::up) return {};
   return exifWithOrientation(exifOrientation(orientation));
 }
@@ -61,6 +64,17 @@ Bitmap bitmapOf(std::size_t width, std::size_t height,
     }
   }
   return bitmap;
+}
+
+Bitmap noisyPicture(std::size_t width, std::size_t height, bool withAlpha) {
+  std::mt19937 random(3);
+  return bitmapOf(width, height, [&](std::size_t x, std::size_t y) {
+    const int alpha = withAlpha ? static_cast<int>(random() % 256) : 255;
+    const auto color = [&](std::size_t base) {
+      return static_cast<int>((base + random() % 40) % 256) * alpha / 255;
+    };
+    return Rgba{color(x), color(y), color(x + y), alpha};
+  });
 }
 
 Bitmap bitmapOfLetters(std::string_view rows, std::size_t pixelsPerLetter) {
@@ -87,14 +101,14 @@ std::string lettersOf(const Bitmap& bitmap, std::size_t pixelsPerLetter) {
 
 std::string lettersOf(const std::shared_ptr<UIImage>& image, std::size_t pixelsPerLetter) {
   if (!image) return "no picture";
-  const auto pixels = pixelsOf(*image);
+  const auto pixels = render(*lazyImageOf(image.get()));
   return pixels ? lettersOf(*pixels, pixelsPerLetter) : "no pixels";
 }
 
 Data pngOf(const Bitmap& bitmap, UIImageOrientation orientation) {
-  auto png = encodePng(bitmap).value();
+  auto png = *encodePng(bitmap);
   if (orientation != UIImageOrientation::up)
-    png = withExif(png, PictureFormat::png, orientationBlock(orientation)).value();
+    png = *embedExif(png, pngFormat, orientationBlock(orientation));
   return Data(std::move(png));
 }
 
@@ -119,11 +133,11 @@ Data fixture(std::string_view name) {
 }
 
 std::shared_ptr<UIImage> opened(const Data& data) {
-  return Images().imageWithData(data);
+  return ImageFactory().imageWithData(data);
 }
 
 Bitmap pixelsOfImage(const std::shared_ptr<UIImage>& image) {
-  return pixelsOf(*image).value();
+  return *render(*lazyImageOf(image.get()));
 }
 
 int largestDifference(const Bitmap& a, const Bitmap& b) {

@@ -30,6 +30,9 @@ Rgba pixelAt(const Bitmap& bitmap, std::size_t x, std::size_t y);
 Bitmap bitmapOf(std::size_t width, std::size_t height,
                 const std::function<Rgba(std::size_t x, std::size_t y)>& color);
 
+/// Colours that change slowly with a little noise, and alpha at random or opaque.
+Bitmap noisyPicture(std::size_t width, std::size_t height, bool withAlpha);
+
 /// Small pictures are written as letters, rows parted by "/": R, G, B, C, M, Y for the full
 /// colours, K and W for black and white, "." for a transparent pixel.
 Bitmap bitmapOfLetters(std::string_view rows, std::size_t pixelsPerLetter = 1);
@@ -45,7 +48,7 @@ Data webpOf(const Bitmap& bitmap);
 Data fixture(std::string_view name);
 
 std::shared_ptr<UIImage> opened(const Data& data);
-/// The pixels, which have to be there.
+/// The stored pixels, which have to be there.
 Bitmap pixelsOfImage(const std::shared_ptr<UIImage>& image);
 /// The largest difference of any channel, of two bitmaps of the same size.
 int largestDifference(const Bitmap& a, const Bitmap& b);

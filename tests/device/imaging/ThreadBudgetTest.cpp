@@ -4,7 +4,7 @@
 #include <new>
 #include <random>
 
-#include "device/imaging/platform/Images.h"
+#include "device/imaging/platform/ImageFactory.h"
 #include "device/imaging/png/PngCodec.h"
 #include "device/imaging/png/PngRows.h"
 #include "tests/device/imaging/TestPictures.h"
@@ -126,7 +126,7 @@ TEST(ThreadBudget, PicturesDoNotWaitForWorkersThatNeverStart) {
 TEST(ThreadBudget, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
-  Images images({}, two);
+  ImageFactory images({}, two);
   const auto image = images.imageWithData(Data(encodePng(noise(1200, 900)).value()));
   const auto workersRequested = [&](auto&& make) {
     EXPECT_TRUE(make());

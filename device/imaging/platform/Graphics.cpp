@@ -1,10 +1,10 @@
-#include "device/imaging/platform/Canvas.h"
+#include "device/imaging/platform/Graphics.h"
 
 #include <cmath>
 #include <optional>
 
 #include "device/imaging/base/Orientation.h"
-#include "device/imaging/platform/Picture.h"
+#include "device/imaging/platform/DeviceImage.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -16,25 +16,25 @@ AffineMap mapToRect(const CGRect& rect, double width, double height) {
 
 class Canvas final : public UIGraphicsImageContext, public CGContext {
  public:
-  /// Without pixels the canvas is none and records nothing.
-  explicit Canvas(std::optional<DrawList> recording) : recording_(std::move(recording)) {}
+  /// Without a list the canvas has no pixels and records nothing.
+  explicit Canvas(std::optional<DrawList> drawList) : drawList_(std::move(drawList)) {}
 
-  CGContext* currentContext() override { return recording_ ? this : nullptr; }
+  CGContext* currentContext() override { return drawList_ ? this : nullptr; }
 
   void drawInRect(const std::shared_ptr<UIImage>& image, const CGRect& rect) override {
-    const auto source = sourceOf(image.get());
-    if (!source) return;
+    const auto drawn = lazyImageOf(image.get());
+    if (!drawn) return;
     const CGSize shown = image->size();
     const AffineMap upright =
-        affineMapOf(orientationFor(image->imageOrientation()), static_cast<double>(source->width()),
-                    static_cast<double>(source->height()));
-    record(source, compose(mapToRect(rect, shown.width, shown.height), upright));
+        affineMapOf(orientationFor(image->imageOrientation()), static_cast<double>(drawn->width()),
+                    static_cast<double>(drawn->height()));
+    record(drawn, compose(mapToRect(rect, shown.width, shown.height), upright));
   }
 
   std::shared_ptr<UIImage> imageFromCurrentImageContext() override {
-    if (!recording_) return nullptr;
-    return std::make_shared<Picture>(std::make_shared<const LazyImage>(*recording_),
-                                     UIImageOrientation::up);
+    if (!drawList_) return nullptr;
+    return std::make_shared<DeviceImage>(std::make_shared<const LazyImage>(*drawList_),
+                                         UIImageOrientation::up);
   }
 
   void translateBy(double x, double y) override {
@@ -48,20 +48,20 @@ class Canvas final : public UIGraphicsImageContext, public CGContext {
   }
 
   void drawImage(const std::shared_ptr<const CGImage>& image, const CGRect& rect) override {
-    const auto source = sourceOf(image.get());
-    if (!source) return;
-    const auto width = static_cast<double>(source->width());
-    const auto height = static_cast<double>(source->height());
+    const auto drawn = lazyImageOf(image.get());
+    if (!drawn) return;
+    const auto width = static_cast<double>(drawn->width());
+    const auto height = static_cast<double>(drawn->height());
     const AffineMap bottomUp{1, 0, 0, -1, 0, height};
-    record(source, compose(mapToRect(rect, width, height), bottomUp));
+    record(drawn, compose(mapToRect(rect, width, height), bottomUp));
   }
 
  private:
-  void record(const std::shared_ptr<const LazyImage>& source, const AffineMap& map) {
-    if (recording_) recording_->commands.push_back({source, compose(matrix_, map)});
+  void record(const std::shared_ptr<const LazyImage>& image, const AffineMap& map) {
+    if (drawList_) drawList_->commands.push_back({image, compose(matrix_, map)});
   }
 
-  std::optional<DrawList> recording_;
+  std::optional<DrawList> drawList_;
   AffineMap matrix_;
 };
 

@@ -12,17 +12,17 @@
 
 namespace vecamera::device::imaging {
 
-/// Image sources for what `UIImages` opens; destinations for one "public.jpeg" or "public.png".
+/// Image sources for the formats of Codecs.h; destinations for one "public.jpeg" or "public.png".
 /// Stateless but for the observer, so any thread may use it.
-class ImageFiles final : public ImageIO {
+class SoftwareImageIO final : public ImageIO {
  public:
-  /// Told of each destination that was finalized: its type, the properties given with the picture,
-  /// and the size of the finished buffer. Called on the thread that finalizes.
+  /// Notified of each destination that was finalized: its type, the properties given with the
+  /// picture, and the size of the finished buffer. Called on the thread that finalizes.
   using Observer =
       std::function<void(std::string_view type, const Dictionary& properties, std::size_t bytes)>;
 
   /// `threads` are those that the device has for its pictures.
-  explicit ImageFiles(Observer observer = {}, ThreadBudget threads = {})
+  explicit SoftwareImageIO(Observer observer = {}, ThreadBudget threads = {})
       : observer_(std::move(observer)), threads_(std::move(threads)) {}
 
   /// Null for empty bytes only; a source of unknown bytes has no type.

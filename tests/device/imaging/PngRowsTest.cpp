@@ -4,9 +4,9 @@
 #include <string_view>
 
 #include "device/imaging/codecs/Codecs.h"
+#include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
 #include "device/imaging/png/PngRows.h"
-#include "device/imaging/png/PngWriter.h"
 #include "tests/device/imaging/TestPictures.h"
 
 namespace vecamera::device::imaging {
@@ -20,14 +20,14 @@ constexpr std::uint8_t height = 12;
 bool readsRows(const Raw& png, const PictureHeader& header) {
   const auto rows = openPngRows(png, header, {});
   Bitmap pixels = *Bitmap::uninitialized(header.width, header.height);
-  return rows && rows->read(pixels.row(0), header.height) && rows->finish();
+  return rows && (*rows)->read(pixels.row(0), header.height) && (*rows)->finish();
 }
 
 /// 1 where the picture is read both row by row and whole, 0 where neither.
 int readings(const Raw& png) {
   const auto header = readHeader(png);
   if (!header || header->width != width || header->height != height) return 0;
-  const bool whole = decodePng(png, *header).has_value();
+  const bool whole = bool(decodePng(png, *header));
   const bool rows = readsRows(png, *header);
   EXPECT_EQ(rows, whole);
   return rows ? 1 : 0;
@@ -72,8 +72,7 @@ Parts parts() {
 }
 
 Raw assembled(const Parts& parts) {
-  constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
-  Raw png(signature.begin(), signature.end());
+  Raw png(pngSignature.begin(), pngSignature.end());
   const auto append = [&](const Raw& bytes) { png.insert(png.end(), bytes.begin(), bytes.end()); };
   append(chunk("IHDR", Raw{0, 0, 0, width, 0, 0, 0, height, 8, 2, 0, 0, 0}));
   append(parts.beforeData);
@@ -95,7 +94,7 @@ Raw withWrongChecksum(Raw bytes) {
   return bytes;
 }
 
-TEST(PngRoads, BothReadAndRefuseTheSameFiles) {
+TEST(PngRows, ReadsAndRefusesTheSameFilesAsDecodePng) {
   struct Kind {
     const char* name;
     int readings;
@@ -174,13 +173,12 @@ TEST(PngRoads, BothReadAndRefuseTheSameFiles) {
   }
 }
 
-TEST(PngRoads, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
+TEST(PngRows, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
   // Each band of rows ends amid the last bytes of some picture.
   for (std::uint32_t wide = 900; wide < 1100; wide += 7)
     for (const std::size_t pieceBytes : {std::size_t{1}, std::size_t{5}, std::size_t{1} << 20}) {
       const std::uint32_t high = 262144 / (3 * wide + 1) * 2 + 1;
-      constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
-      Raw png(signature.begin(), signature.end());
+      Raw png(pngSignature.begin(), pngSignature.end());
       const auto byte = [](std::uint32_t number, int shift) {
         return static_cast<std::uint8_t>(number >> shift);
       };
@@ -196,7 +194,7 @@ TEST(PngRoads, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
     }
 }
 
-TEST(PngRoads, BothReadAndRefuseTheSameDamage) {
+TEST(PngRows, RefusesTheSameDamageAsDecodePng) {
   const Raw whole = assembled(parts());
   for (std::size_t at = 0; at < whole.size(); ++at) {
     SCOPED_TRACE(at);
@@ -206,30 +204,6 @@ TEST(PngRoads, BothReadAndRefuseTheSameDamage) {
     Raw flipped = whole;
     flipped[at] ^= static_cast<std::uint8_t>(1u << at % 8);
     EXPECT_EQ(readings(flipped), 0);
-  }
-}
-
-Bitmap noise(std::size_t columns, std::size_t rowCount, bool withAlpha) {
-  std::mt19937 random(3);
-  return bitmapOf(columns, rowCount, [&](std::size_t x, std::size_t y) {
-    const int alpha = withAlpha ? static_cast<int>(random() % 256) : 255;
-    const auto color = [&](std::size_t base) {
-      return static_cast<int>((base + random() % 40) % 256) * alpha / 255;
-    };
-    return Rgba{color(x), color(y), color(x + y), alpha};
-  });
-}
-
-TEST(PngRoads, APngHasTheSameBytesWithAnyNumberOfThreads) {
-  for (const bool withAlpha : {false, true}) {
-    const Bitmap picture = noise(701, 611, withAlpha);
-    const auto alone = encodePng(picture).value();
-    for (const unsigned threads : {2u, 3u, 8u}) {
-      ThreadPoolExecutor helpers(threads - 1);
-      EXPECT_EQ(encodePng(picture, {threads, helpers}), alone);
-    }
-    const auto header = *readHeader(alone);
-    EXPECT_LE(largestDifference(decodePng(alone, header).value(), picture), withAlpha ? 1 : 0);
   }
 }
 
@@ -243,8 +217,7 @@ Data pngOfAllFilters(std::size_t columns, std::size_t rowCount, std::uint8_t cha
     for (std::size_t i = 0; i < rowBytes; ++i) rows.push_back(static_cast<std::uint8_t>(random()));
   }
   const Raw packed = packedRows(rows);
-  constexpr std::string_view signature = "\x89PNG\r\n\x1A\n";
-  Raw png(signature.begin(), signature.end());
+  Raw png(pngSignature.begin(), pngSignature.end());
   const std::uint8_t colorType = channels == 3 ? 2 : 6;
   appendPngChunk(png, "IHDR",
                  Raw{0, 0, 0, static_cast<std::uint8_t>(columns), 0, 0, 0,
@@ -256,91 +229,39 @@ Data pngOfAllFilters(std::size_t columns, std::size_t rowCount, std::uint8_t cha
   return Data(std::move(png));
 }
 
-TEST(PngRoads, RowsOfAPngAreWhatTheWholeOneHolds) {
+TEST(PngRows, RowsOfAPngAreWhatTheWholeOneHolds) {
   for (const std::uint8_t channels : {std::uint8_t{3}, std::uint8_t{4}}) {
     const Data png = pngOfAllFilters(201, 103, channels);
     const PictureHeader header = *readHeader(png.bytes());
     const auto rows = openPngRows(png.bytes(), header, {});
     ASSERT_TRUE(rows);
     Bitmap actual = *Bitmap::uninitialized(201, 103);
-    // In pieces that are no strips of the reader's own.
+    // In pieces other than the bands of the reader.
     for (std::size_t y = 0; y < 103; y += 7)
-      ASSERT_TRUE(rows->read(actual.row(y), std::min<std::size_t>(7, 103 - y)));
-    EXPECT_TRUE(rows->finish());
-    EXPECT_EQ(largestDifference(actual, decodePng(png.bytes(), header).value()), 0);
+      ASSERT_TRUE((*rows)->read(actual.row(y), std::min<std::size_t>(7, 103 - y)));
+    EXPECT_TRUE((*rows)->finish());
+    EXPECT_EQ(largestDifference(actual, *decodePng(png.bytes(), header)), 0);
   }
 }
 
-TEST(PngRoads, AHelperUnpacksALargePngToTheSameRows) {
+TEST(PngRows, AWorkerInflatesALargePngToTheSameRows) {
   constexpr std::size_t columns = 1400;
   constexpr std::size_t rowCount = 900;
-  const auto png = encodePng(noise(columns, rowCount, true)).value();
+  const auto png = *encodePng(noisyPicture(columns, rowCount, true));
   const PictureHeader header = *readHeader(png);
-  ThreadPoolExecutor helper(1);
-  const ThreadBudget two(2, helper);
+  ThreadPoolExecutor worker(1);
+  const ThreadBudget two(2, worker);
   Bitmap actual = *Bitmap::uninitialized(columns, rowCount);
   const auto rows = openPngRows(png, header, two);
-  ASSERT_TRUE(rows && rows->read(actual.row(0), rowCount) && rows->finish());
-  EXPECT_EQ(largestDifference(actual, decodePng(png, header).value()), 0);
-  // Let go of in the middle, and damaged in the middle.
+  ASSERT_TRUE(rows && (*rows)->read(actual.row(0), rowCount) && (*rows)->finish());
+  EXPECT_EQ(largestDifference(actual, *decodePng(png, header)), 0);
+  // Destroyed in the middle, and corrupt in the middle.
   const auto left = openPngRows(png, header, two);
-  EXPECT_TRUE(left->read(actual.row(0), rowCount / 3));
+  EXPECT_TRUE((*left)->read(actual.row(0), rowCount / 3));
   Raw damaged = png;
   damaged[damaged.size() / 2] ^= 1;
   const auto broken = openPngRows(damaged, header, two);
-  EXPECT_FALSE(broken->read(actual.row(0), rowCount));
-}
-
-/// White with lines of letters, which are black with grey edges.
-Bitmap page() {
-  constexpr std::size_t columns = 800;
-  constexpr std::size_t rowCount = 640;
-  constexpr std::size_t across = 8;
-  constexpr std::size_t down = 16;
-  std::mt19937 random(11);
-  std::vector<int> shapes(26 * across * down);
-  for (int& shade : shapes) shade = random() % 3 ? 255 : random() % 3 ? 0 : 120;
-  std::vector<std::size_t> letters(columns / across * (rowCount / down));
-  for (std::size_t& letter : letters) letter = random() % 26;
-  return bitmapOf(columns, rowCount, [&](std::size_t x, std::size_t y) {
-    const std::size_t line = y / down;
-    const bool blank = line % 2 == 1 || x % across == 0;
-    const std::size_t letter = letters[line * (columns / across) + x / across];
-    const int shade = blank ? 255 : shapes[(letter * down + y % down) * across + x % across];
-    return Rgba{shade, shade, shade};
-  });
-}
-
-Raw filtersOf(const Raw& png, const Bitmap& picture) {
-  Raw packed;
-  constexpr std::size_t frame = 12;
-  for (std::size_t at = 8; at + frame <= png.size();) {
-    const std::size_t length = std::size_t{png[at + 1]} << 16 | png[at + 2] << 8 | png[at + 3];
-    const auto contents = png.begin() + static_cast<std::ptrdiff_t>(at) + 8;
-    if (png[at + 4] == 'I' && png[at + 5] == 'D')
-      packed.insert(packed.end(), contents, contents + static_cast<std::ptrdiff_t>(length));
-    at += length + frame;
-  }
-  const std::size_t rowBytes = picture.width() * 3 + 1;
-  Raw rows(rowBytes * picture.height());
-  libdeflate_decompressor* decompressor = libdeflate_alloc_decompressor();
-  EXPECT_EQ(libdeflate_zlib_decompress(decompressor, packed.data(), packed.size(), rows.data(),
-                                       rows.size(), nullptr),
-            LIBDEFLATE_SUCCESS);
-  libdeflate_free_decompressor(decompressor);
-  Raw filters;
-  for (std::size_t at = 0; at < rows.size(); at += rowBytes) filters.push_back(rows[at]);
-  return filters;
-}
-
-TEST(PngRoads, WhatRepeatsItselfIsLeftUnfilteredAndPhotographsAreNot) {
-  const Bitmap flat = page();
-  const Raw png = encodePng(flat).value();
-  EXPECT_EQ(filtersOf(png, flat), Raw(flat.height(), 0));
-  EXPECT_EQ(largestDifference(decodePng(png, *readHeader(png)).value(), flat), 0);
-
-  const Bitmap photograph = noise(701, 611, false);
-  EXPECT_EQ(filtersOf(encodePng(photograph).value(), photograph), Raw(611, 4));
+  EXPECT_FALSE((*broken)->read(actual.row(0), rowCount));
 }
 
 }  // namespace

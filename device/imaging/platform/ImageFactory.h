@@ -10,17 +10,17 @@
 
 namespace vecamera::device::imaging {
 
-/// Opens JPEG, PNG, HEIC and WebP; writes JPEG and PNG. Stateless, so any thread may use it.
-class Images final : public UIImages {
+/// Opens the formats of Codecs.h; writes JPEG and PNG. Stateless, so any thread may use it.
+class ImageFactory final : public UIImages {
  public:
   /// `threads` are those that the device has for its pictures.
-  explicit Images(PictureLimits limits = {}, ThreadBudget threads = {})
+  explicit ImageFactory(PictureLimits limits = {}, ThreadBudget threads = {})
       : limits_(limits), threads_(std::move(threads)) {}
 
   std::shared_ptr<UIImage> imageWithData(const Data& data) override;
-  /// The quality from 0 to 1 becomes libjpeg's from 0 to 100, rounded; what is no number counts as
-  /// 0. Chroma is kept at full resolution at 1.0 and halved both ways below. Alpha is composed over
-  /// white. Other orientations than up are written as an Exif block with that one tag.
+  /// The quality from 0 to 1 becomes libjpeg's from 0 to 100, rounded; NaN counts as 0. Chroma is
+  /// not subsampled at 1.0, and 4:2:0 below. Alpha is composed over white. Other orientations than
+  /// up are written as an Exif block with that one tag.
   std::optional<Data> UIImageJPEGRepresentation(const std::shared_ptr<UIImage>& image,
                                                 double compressionQuality) override;
   std::optional<Data> UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) override;

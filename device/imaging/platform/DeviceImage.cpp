@@ -1,0 +1,34 @@
+#include "device/imaging/platform/DeviceImage.h"
+
+#include "device/imaging/base/Orientation.h"
+#include "device/imaging/codecs/Codecs.h"
+
+namespace vecamera::device::imaging {
+
+std::shared_ptr<DeviceImage> DeviceImage::open(const Data& bytes, const PictureLimits& limits) {
+  auto header = readHeader(bytes.bytes());
+  if (!header || !limits.allow(header->width, header->height)) return nullptr;
+  const UIImageOrientation orientation = header->orientation;
+  header->exif = {};
+  return std::make_shared<DeviceImage>(
+      std::make_shared<const LazyImage>(EncodedImage{bytes, std::move(*header)}), orientation);
+}
+
+CGSize DeviceImage::size() const {
+  const auto width = static_cast<double>(bitmap_->width());
+  const auto height = static_cast<double>(bitmap_->height());
+  if (orientationFor(orientation_).swapsAxes) return {height, width};
+  return {width, height};
+}
+
+std::shared_ptr<const LazyImage> lazyImageOf(const UIImage* image) {
+  const auto* own = dynamic_cast<const DeviceImage*>(image);
+  return own ? lazyImageOf(own->cgImage().get()) : nullptr;
+}
+
+std::shared_ptr<const LazyImage> lazyImageOf(const CGImage* bitmap) {
+  const auto* own = dynamic_cast<const DeviceBitmap*>(bitmap);
+  return own ? own->image() : nullptr;
+}
+
+}  // namespace vecamera::device::imaging
