@@ -2,11 +2,13 @@
 
 #include <algorithm>
 
+#include "device/foundation/Urls.h"
+
 namespace vecamera::device::photos {
 
 namespace {
 
-constexpr std::string_view kStart = "assets-library://asset/";
+constexpr std::string_view addressStart = "assets-library://asset/";
 
 // ASCII only, whatever the machine's locale.
 char upper(char letter) {
@@ -19,15 +21,8 @@ bool unreserved(char letter) {
          letter == '.' || letter == '_' || letter == '~';
 }
 
-std::optional<int> hexDigit(char letter) {
-  const char folded = upper(letter);
-  if (folded >= '0' && folded <= '9') return folded - '0';
-  if (folded >= 'A' && folded <= 'F') return folded - 'A' + 10;
-  return std::nullopt;
-}
-
 std::string escaped(std::string_view text) {
-  constexpr std::string_view kDigits = "0123456789ABCDEF";
+  constexpr std::string_view digits = "0123456789ABCDEF";
   std::string result;
   for (const char letter : text) {
     if (unreserved(letter)) {
@@ -36,25 +31,8 @@ std::string escaped(std::string_view text) {
     }
     const auto byte = static_cast<unsigned char>(letter);
     result += '%';
-    result += kDigits[byte >> 4];
-    result += kDigits[byte & 0xF];
-  }
-  return result;
-}
-
-std::optional<std::string> unescaped(std::string_view text) {
-  std::string result;
-  for (std::size_t at = 0; at < text.size(); ++at) {
-    if (text[at] != '%') {
-      result += text[at];
-      continue;
-    }
-    if (text.size() - at < 3) return std::nullopt;
-    const auto high = hexDigit(text[at + 1]);
-    const auto low = hexDigit(text[at + 2]);
-    if (!high || !low) return std::nullopt;
-    result += static_cast<char>(*high * 16 + *low);
-    at += 2;
+    result += digits[byte >> 4];
+    result += digits[byte & 0xF];
   }
   return result;
 }
@@ -81,23 +59,25 @@ std::string_view assetUuid(std::string_view identifier) {
 
 std::string assetAddress(std::string_view identifier, std::string_view extension) {
   const std::string ext = uppercased(extension);
-  return std::string(kStart) + "asset." + ext + "?id=" + escaped(assetUuid(identifier)) +
+  return std::string(addressStart) + "asset." + ext + "?id=" + escaped(assetUuid(identifier)) +
          "&ext=" + ext;
 }
 
 std::optional<std::string> identifierInAssetAddress(std::string_view address) {
-  if (uppercased(address.substr(0, kStart.size())) != uppercased(kStart)) return std::nullopt;
-  address.remove_prefix(kStart.size());
+  if (uppercased(address.substr(0, addressStart.size())) != uppercased(addressStart))
+    return std::nullopt;
+  address.remove_prefix(addressStart.size());
 
   std::string_view query = takeUntil(address, '#');
   const std::string_view name = takeUntil(query, '?');
-  constexpr std::string_view kStem = "asset.";
-  if (!name.starts_with(kStem) || name.size() == kStem.size()) return std::nullopt;
+  constexpr std::string_view stem = "asset.";
+  if (!name.starts_with(stem) || name.size() == stem.size()) return std::nullopt;
   if (name.find('/') != std::string_view::npos) return std::nullopt;
 
   while (!query.empty()) {
     const std::string_view item = takeUntil(query, '&');
-    if (item.starts_with("id=") && item.size() > 3) return unescaped(item.substr(3));
+    if (item.starts_with("id=") && item.size() > 3)
+      return foundation::removingPercentEncoding(item.substr(3));
   }
   return std::nullopt;
 }
