@@ -8,7 +8,7 @@ namespace vecamera::device::photos {
 
 namespace {
 
-constexpr std::string_view start = "assets-library://asset/";
+constexpr std::string_view addressStart = "assets-library://asset/";
 
 // ASCII only, whatever the machine's locale.
 char upper(char letter) {
@@ -37,13 +37,14 @@ std::string_view assetUuid(std::string_view identifier) {
 
 std::string assetAddress(std::string_view identifier, std::string_view extension) {
   const std::string ext = uppercased(extension);
-  return std::string(start) + "asset." + ext +
+  return std::string(addressStart) + "asset." + ext +
          "?id=" + foundation::percentEncoded(assetUuid(identifier), "-._~") + "&ext=" + ext;
 }
 
 std::optional<std::string> identifierInAssetAddress(std::string_view address) {
-  if (uppercased(address.substr(0, start.size())) != uppercased(start)) return std::nullopt;
-  address.remove_prefix(start.size());
+  if (uppercased(address.substr(0, addressStart.size())) != uppercased(addressStart))
+    return std::nullopt;
+  address.remove_prefix(addressStart.size());
 
   std::string_view query = takeUntil(address, '#');
   const std::string_view name = takeUntil(query, '?');

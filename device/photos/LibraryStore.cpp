@@ -39,18 +39,6 @@ std::optional<std::int64_t> sequenceInThumbnailName(const std::string& name) {
   return sequence;
 }
 
-/// Removes the folder's files that the condition holds for, but those that are being written.
-/// Removing is housekeeping: what cannot be removed now is met again the next time.
-void removeFiles(const fs::path& folder, const std::function<bool(const std::string&)>& condition) {
-  const auto opened = foundation::openFolderAt(AT_FDCWD, folder, foundation::LastLink::follow);
-  if (!opened) return;
-  const auto names = foundation::entryNames(*opened);
-  if (!names) return;
-  for (const std::string& name : *names) {
-    if (condition(name)) static_cast<void>(foundation::removeUnlessLocked(*opened, name, name));
-  }
-}
-
 std::optional<Data> dataOf(const AssetContent& content) {
   if (const auto* data = std::get_if<Data>(&content)) return *data;
   return foundation::readFile(std::get<fs::path>(content)).value();
@@ -166,8 +154,9 @@ void LibraryStore::sweep() {
     originals.insert(originalName(record));
     sequences.insert(record.sequence);
   }
-  removeFiles(originals_, [&](const std::string& name) { return !originals.contains(name); });
-  removeFiles(thumbnails_, [&](const std::string& name) {
+  foundation::removeAbandoned(originals_,
+                              [&](const std::string& name) { return !originals.contains(name); });
+  foundation::removeAbandoned(thumbnails_, [&](const std::string& name) {
     const auto sequence = sequenceInThumbnailName(name);
     return !sequence || !sequences.contains(*sequence);
   });
@@ -302,7 +291,7 @@ StoreResult<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset
 StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
   if (const auto opened = foundation::openFileForReading(file.path); !opened)
     return readFailure(file.path, opened.error());
-  // Whether it is a movie is told by its first bytes, a picture is read whole.
+  // The first bytes show whether it is a movie; a picture is read whole.
   NewAsset asset{file.identifier, PHAssetResourceType::video, file.path, created};
   bool isKnown = describe(asset).has_value();
   if (!isKnown) {
@@ -438,7 +427,7 @@ StoreResult<void> LibraryStore::removeAssets(std::optional<std::string_view> ide
     fs::remove(originalFile(record), ignored);
     sequences.insert(record.sequence);
   }
-  removeFiles(thumbnails_, [&](const std::string& name) {
+  foundation::removeAbandoned(thumbnails_, [&](const std::string& name) {
     const auto sequence = sequenceInThumbnailName(name);
     return sequence && sequences.contains(*sequence);
   });

@@ -20,7 +20,7 @@ namespace vecamera::device::photos {
 
 class AssetTable;
 
-/// What a picture's bytes tell about it.
+/// What a picture's bytes say about it.
 struct ProbedPicture {
   /// Lower case, without a dot: "jpg", "png", "heic", "webp".
   std::string extension;

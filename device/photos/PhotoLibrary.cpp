@@ -9,21 +9,21 @@ namespace vecamera::device::photos {
 
 namespace {
 
-constexpr std::string_view kErrorDomain = "PHPhotosErrorDomain";
+constexpr std::string_view errorDomain = "PHPhotosErrorDomain";
 // The platform's codes for a change.
-constexpr std::int64_t kInternalError = -1;
-constexpr std::int64_t kChangeNotSupported = 3300;
-constexpr std::int64_t kInvalidResource = 3302;
-constexpr std::int64_t kAccessUserDenied = 3311;
+constexpr std::int64_t internalError = -1;
+constexpr std::int64_t changeNotSupported = 3300;
+constexpr std::int64_t invalidResource = 3302;
+constexpr std::int64_t accessUserDenied = 3311;
 
 /// An error that the platform's stock sentence describes.
 NSError plainError(std::int64_t code) {
-  return {std::string(kErrorDomain), code, {}};
+  return {std::string(errorDomain), code, {}};
 }
 
 NSError errorOf(const StoreError& error) {
-  if (error.kind == StoreError::Kind::invalidResource) return plainError(kInvalidResource);
-  NSError result = plainError(kInternalError);
+  if (error.kind == StoreError::Kind::invalidResource) return plainError(invalidResource);
+  NSError result = plainError(internalError);
   result.userInfo.emplace(NSLocalizedDescriptionKey, error.text);
   return result;
 }
@@ -145,7 +145,7 @@ void PhotoLibrary::performChanges(ChangeBlock changes, CompletionHandler complet
 void PhotoLibrary::runIfAllowed(PHAuthorizationStatus status, const ChangeBlock& changes,
                                 const CompletionHandler& completion) {
   if (!allows(status)) {
-    completion(false, plainError(kAccessUserDenied));
+    completion(false, plainError(accessUserDenied));
     return;
   }
   Change change(*this);
@@ -160,7 +160,7 @@ std::optional<NSError> PhotoLibrary::commit(const Change& change) {
   for (const auto& request : change.requests()) {
     if (request->isEmpty()) continue;
     auto asset = request->asset(created);
-    if (!asset) return plainError(kChangeNotSupported);
+    if (!asset) return plainError(changeNotSupported);
     assets.push_back(*std::move(asset));
   }
   const auto added = store_.add(assets);

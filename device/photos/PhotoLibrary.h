@@ -89,8 +89,9 @@ class PhotoLibrary : public PHPhotoLibrary {
 };
 
 /// The image manager over a store. Without permission, for an unknown asset and for one whose file
-/// is missing or damaged, the handler gets no data; the information then tells why, as text under
-/// "PHImageErrorKey". Handlers run on the queue; the manager outlives the jobs that it posts there.
+/// is missing or damaged, the handler gets no data; the information then has the reason, as text
+/// under "PHImageErrorKey". Handlers run on the queue; the manager outlives the jobs that it posts
+/// there.
 class ImageManager : public PHImageManager {
  public:
   ImageManager(LibraryStore& store, Executor& queue, PhotoAuthorization& authorization);

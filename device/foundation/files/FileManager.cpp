@@ -125,11 +125,11 @@ bool FileManager::fileExistsAtPath(std::string_view path) {
   struct stat status;
   const std::string text(path);
   const bool exists = text.find('\0') == std::string::npos && ::stat(text.c_str(), &status) == 0;
-  notePoll(path, exists);
+  detectPoll(path, exists);
   return exists;
 }
 
-void FileManager::notePoll(std::string_view path, bool exists) {
+void FileManager::detectPoll(std::string_view path, bool exists) {
   // Which manager this thread asked last, and for what. Only compared, never followed.
   thread_local const FileManager* lastManager = nullptr;
   thread_local std::string lastPath;

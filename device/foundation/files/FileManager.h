@@ -43,7 +43,7 @@ class FileManager : public NSFileManager {
   void setPollHook(PollHook hook);
 
  private:
-  void notePoll(std::string_view path, bool exists);
+  void detectPoll(std::string_view path, bool exists);
 
   /// Absolute, with a trailing slash; empty for none.
   const std::string temporaryDirectory_;

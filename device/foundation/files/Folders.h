@@ -12,7 +12,8 @@ namespace vecamera::device::foundation {
 /// The folder's entries without "." and "..", sorted by their bytes.
 FileResult<std::vector<std::string>> entryNames(const Descriptor& folder);
 
-/// Whether the folder is `ancestor` or lies below it, as the file system itself tells.
+/// Whether the folder is `ancestor` or lies below it, by the identity of the folders, not their
+/// paths.
 bool isWithin(const Descriptor& folder, const Descriptor& ancestor);
 
 /// Removes the file, link or folder with all it holds. Stops at the first thing that cannot be

@@ -44,13 +44,20 @@ FileResult<Descriptor> createLocked(const fs::path& file) {
   return made;
 }
 
-FileResult<void> removeUnlessLocked(const Descriptor& folder, const std::string& name,
-                                    const fs::path& lockFile) {
-  const auto file = openAt(folder.number(), lockFile, O_RDWR | O_NONBLOCK | O_NOFOLLOW);
-  if (!file) return file.failure();
-  // Kept until the entry is gone, so that nobody takes it up meanwhile.
-  if (auto locked = lock(*file, WhenLocked::fail); !locked) return locked;
-  return removeTreeAt(folder, name);
+void removeAbandoned(const fs::path& folder,
+                     const std::function<bool(const std::string& name)>& condition,
+                     std::string_view lockFile) {
+  const auto opened = openFolderAt(AT_FDCWD, folder, LastLink::follow);
+  const auto names = opened ? entryNames(*opened) : opened.failure();
+  if (!names) return;
+  for (const std::string& name : *names) {
+    if (!condition(name)) continue;
+    const auto file =
+        openAt(opened->number(), lockFile.empty() ? fs::path(name) : fs::path(name) / lockFile,
+               O_RDWR | O_NONBLOCK | O_NOFOLLOW);
+    // The lock is kept until the entry is gone, so that nobody takes it up meanwhile.
+    if (file && lock(*file, WhenLocked::fail)) static_cast<void>(removeTreeAt(*opened, name));
+  }
 }
 
 PartialFile::PartialFile(Descriptor descriptor, fs::path path)
@@ -87,15 +94,9 @@ FileResult<void> PartialFile::moveTo(const fs::path& target, IfTaken ifTaken) {
 }
 
 void removeAbandonedFiles(const fs::path& folder) {
-  const auto opened = openFolderAt(AT_FDCWD, folder, LastLink::follow);
-  if (!opened) return;
-  const auto names = entryNames(*opened);
-  if (!names) return;
-  for (const std::string& name : *names) {
-    if (!name.starts_with(partialStart) || !name.ends_with(partialEnd)) continue;
-    // What cannot be removed now is met again the next time.
-    static_cast<void>(removeUnlessLocked(*opened, name, name));
-  }
+  removeAbandoned(folder, [](const std::string& name) {
+    return name.starts_with(partialStart) && name.ends_with(partialEnd);
+  });
 }
 
 }  // namespace vecamera::device::foundation

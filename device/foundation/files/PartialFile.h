@@ -1,7 +1,9 @@
 #pragma once
 
 #include <filesystem>
+#include <functional>
 #include <string>
+#include <string_view>
 
 #include "device/foundation/files/Descriptor.h"
 
@@ -21,10 +23,12 @@ namespace vecamera::device::foundation {
 /// lock was taken; the caller tries again.
 FileResult<Descriptor> createLocked(const std::filesystem::path& file);
 
-/// Removes the entry of the folder, with all it holds, unless somebody holds the lock of
-/// `lockFile`, a path from the folder on.
-FileResult<void> removeUnlessLocked(const Descriptor& folder, const std::string& name,
-                                    const std::filesystem::path& lockFile);
+/// Removes the folder's entries that the condition holds for, with all they hold, but those whose
+/// lock somebody holds. The lock is that of the entry, or that of the file of the name `lockFile`
+/// in it. What cannot be removed stays, and so does what has no such file.
+void removeAbandoned(const std::filesystem::path& folder,
+                     const std::function<bool(const std::string& name)>& condition,
+                     std::string_view lockFile = {});
 
 /// A file on its way into its place. Until it is complete it has a hidden name in the same folder
 /// and is locked; it is removed where it does not get so far. Used by one thread at a time.
@@ -52,7 +56,7 @@ class PartialFile {
   std::filesystem::path path_;
 };
 
-/// Removes the partial files of the folder whose writers have ended. What cannot be removed stays.
+/// Removes the partial files of the folder whose writers have ended.
 void removeAbandonedFiles(const std::filesystem::path& folder);
 
 }  // namespace vecamera::device::foundation

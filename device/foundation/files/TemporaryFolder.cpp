@@ -17,22 +17,12 @@ namespace fs = std::filesystem;
 /// The locked file in the folder. A folder without it is not removed, whatever its name.
 constexpr std::string_view lockName = ".in-use";
 
-void removeAbandonedFolders(const fs::path& parent, std::string_view prefix) {
-  const auto opened = openFolderAt(AT_FDCWD, parent, LastLink::follow);
-  if (!opened) return;
-  const auto names = entryNames(*opened);
-  if (!names) return;
-  for (const std::string& name : *names) {
-    if (name.starts_with(prefix))
-      static_cast<void>(removeUnlessLocked(*opened, name, fs::path(name) / lockName));
-  }
-}
-
 }  // namespace
 
 FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
                                                     std::string_view prefix) {
-  removeAbandonedFolders(parent, prefix);
+  removeAbandoned(
+      parent, [prefix](const std::string& name) { return name.starts_with(prefix); }, lockName);
   while (true) {
     std::string path = (parent / prefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) return fileFailure();

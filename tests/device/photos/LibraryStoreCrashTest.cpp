@@ -21,13 +21,13 @@ std::optional<int> inChild(const std::function<int()>& work) {
   return WEXITSTATUS(status);
 }
 
-constexpr int kCrashed = 42;
+constexpr int crashedStatus = 42;
 
 /// Parts with which the process ends when a stage is reached for the given time.
 LibraryStore::Parts crashingAt(Stage stage, int time) {
   LibraryStore::Parts parts = testParts();
   parts.atStage = [stage, left = std::make_shared<int>(time)](Stage reached) {
-    if (reached == stage && --*left == 0) _exit(kCrashed);
+    if (reached == stage && --*left == 0) _exit(crashedStatus);
   };
   return parts;
 }
@@ -68,7 +68,7 @@ TEST_P(LibraryStoreCrash, ChangeIsThereAsAWholeOrNotAtAll) {
     const auto added = store->add({testPicture("B", "B"), testPicture("C", "C")});
     return added ? 0 : 1;
   });
-  ASSERT_EQ(status, kCrashed);
+  ASSERT_EQ(status, crashedStatus);
 
   const auto store = openLibrary(folder_.path());
   if (GetParam().changed) {
@@ -96,7 +96,7 @@ TEST_F(LibraryStoreCrash, RemovalThatIsInterruptedIsFinishedByTheNextOpening) {
     const auto store = openLibrary(folder_.path(), crashingAt(Stage::rowsRemoved, 1));
     return store->remove("A") ? 0 : 1;
   });
-  ASSERT_EQ(status, kCrashed);
+  ASSERT_EQ(status, crashedStatus);
   expectAssets(*openLibrary(folder_.path()), {"B"});
 }
 
@@ -119,7 +119,7 @@ TEST_F(LibraryStoreCrash, LibraryInUseGoesOnAfterAnotherProcessDies) {
   close(ready[1]);
   int status = 0;
   ASSERT_EQ(waitpid(child, &status, 0), child);
-  EXPECT_EQ(WEXITSTATUS(status), kCrashed);
+  EXPECT_EQ(WEXITSTATUS(status), crashedStatus);
 
   // The number, and so the file, of the asset that never came is used by the next one.
   ASSERT_TRUE(store->add({testPicture("C", "C")}));

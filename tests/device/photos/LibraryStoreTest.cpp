@@ -353,13 +353,13 @@ TEST_F(LibraryStoreTest, OpeningSweepsTheFileOfAWriterThatDied) {
 
 TEST_F(LibraryStoreTest, ThreadsAddAndReadTogether) {
   const auto store = openLibrary(folder());
-  constexpr int kThreads = 4;
-  constexpr int kEach = 8;
+  constexpr int threadCount = 4;
+  constexpr int changesEach = 8;
   std::atomic<int> failures = 0;
   std::vector<std::thread> threads;
-  for (int thread = 0; thread < kThreads; ++thread) {
+  for (int thread = 0; thread < threadCount; ++thread) {
     threads.emplace_back([&, thread] {
-      for (int i = 0; i < kEach; ++i) {
+      for (int i = 0; i < changesEach; ++i) {
         const std::string name = std::to_string(thread) + "-" + std::to_string(i);
         const auto added = store->add({testPicture(name), testPicture(name + "+")});
         if (!added || !store->list() || !store->readOriginal(added->front().identifier)) ++failures;
@@ -371,7 +371,7 @@ TEST_F(LibraryStoreTest, ThreadsAddAndReadTogether) {
 
   const auto records = store->list();
   ASSERT_TRUE(records);
-  ASSERT_EQ(records->size(), std::size_t{2 * kThreads * kEach});
+  ASSERT_EQ(records->size(), std::size_t{2 * threadCount * changesEach});
   // The two assets of a change stand side by side, each with its own bytes.
   for (std::size_t i = 0; i < records->size(); i += 2) {
     const auto first = store->readOriginal((*records)[i].identifier);

@@ -36,7 +36,7 @@ using MakePhotos = std::unique_ptr<PhotosUnderTest> (*)();
 /// What every photo library and image manager keeps to.
 class PhotosContract : public testing::TestWithParam<MakePhotos> {
  protected:
-  struct Outcome {
+  struct Answer {
     int blockRuns = 0;
     int handlerRuns = 0;
     bool success = false;
@@ -54,29 +54,29 @@ class PhotosContract : public testing::TestWithParam<MakePhotos> {
   void SetUp() override { photos_ = GetParam()(); }
   PHPhotoLibrary& library() { return photos_->library(); }
 
-  std::shared_ptr<Outcome> start(std::vector<Fill> requests) {
-    auto outcome = std::make_shared<Outcome>();
+  std::shared_ptr<Answer> start(std::vector<Fill> requests) {
+    auto answer = std::make_shared<Answer>();
     library().performChanges(
-        [this, outcome, requests = std::move(requests)] {
-          ++outcome->blockRuns;
+        [this, answer, requests = std::move(requests)] {
+          ++answer->blockRuns;
           for (const Fill& fill : requests) {
             PHAssetCreationRequest& request = library().creationRequestForAsset();
             fill(request);
-            outcome->placeholder = request.placeholderLocalIdentifier();
+            answer->placeholder = request.placeholderLocalIdentifier();
           }
         },
-        [outcome](bool success, std::optional<NSError> error) {
-          ++outcome->handlerRuns;
-          outcome->success = success;
-          outcome->error = std::move(error);
+        [answer](bool success, std::optional<NSError> error) {
+          ++answer->handlerRuns;
+          answer->success = success;
+          answer->error = std::move(error);
         });
-    return outcome;
+    return answer;
   }
-  std::shared_ptr<Outcome> change(std::vector<Fill> requests) {
-    auto outcome = start(std::move(requests));
+  std::shared_ptr<Answer> change(std::vector<Fill> requests) {
+    auto answer = start(std::move(requests));
     photos_->settle();
-    EXPECT_EQ(outcome->handlerRuns, 1);
-    return outcome;
+    EXPECT_EQ(answer->handlerRuns, 1);
+    return answer;
   }
   Fill adding(Data data, PHAssetResourceType type = PHAssetResourceType::photo) {
     return [data, type](PHAssetCreationRequest& request) { request.addResource(type, data, {}); };
@@ -107,19 +107,19 @@ class PhotosContract : public testing::TestWithParam<MakePhotos> {
 };
 
 TEST_P(PhotosContract, ChangeRunsAfterTheCallAndBringsTheAssetUnderItsPlaceholder) {
-  const auto outcome = start({addingPicture()});
-  EXPECT_EQ(outcome->blockRuns, 0);
-  EXPECT_EQ(outcome->handlerRuns, 0);
+  const auto answer = start({addingPicture()});
+  EXPECT_EQ(answer->blockRuns, 0);
+  EXPECT_EQ(answer->handlerRuns, 0);
   photos_->settle();
-  EXPECT_EQ(outcome->blockRuns, 1);
-  EXPECT_EQ(outcome->handlerRuns, 1);
-  EXPECT_TRUE(outcome->success);
-  EXPECT_FALSE(outcome->error);
+  EXPECT_EQ(answer->blockRuns, 1);
+  EXPECT_EQ(answer->handlerRuns, 1);
+  EXPECT_TRUE(answer->success);
+  EXPECT_FALSE(answer->error);
 
-  ASSERT_TRUE(outcome->placeholder);
-  const auto assets = fetch(*outcome->placeholder);
+  ASSERT_TRUE(answer->placeholder);
+  const auto assets = fetch(*answer->placeholder);
   ASSERT_EQ(assets.size(), 1u);
-  EXPECT_EQ(assets[0]->localIdentifier(), *outcome->placeholder);
+  EXPECT_EQ(assets[0]->localIdentifier(), *answer->placeholder);
 
   const Fetched fetched = request(assets[0]);
   EXPECT_EQ(fetched.data, photos_->picture());
@@ -128,17 +128,17 @@ TEST_P(PhotosContract, ChangeRunsAfterTheCallAndBringsTheAssetUnderItsPlaceholde
 }
 
 TEST_P(PhotosContract, ChangeWithoutRequestsSucceedsAndCreatesNothing) {
-  const auto outcome = change({});
-  EXPECT_EQ(outcome->blockRuns, 1);
-  EXPECT_TRUE(outcome->success);
-  EXPECT_FALSE(outcome->error);
+  const auto answer = change({});
+  EXPECT_EQ(answer->blockRuns, 1);
+  EXPECT_TRUE(answer->success);
+  EXPECT_FALSE(answer->error);
   EXPECT_EQ(photos_->assetCount(), 0u);
 }
 
 TEST_P(PhotosContract, RequestWithoutAResourceIsPassedOver) {
-  const auto outcome = change({[](PHAssetCreationRequest&) {}});
-  EXPECT_TRUE(outcome->success);
-  EXPECT_FALSE(outcome->error);
+  const auto answer = change({[](PHAssetCreationRequest&) {}});
+  EXPECT_TRUE(answer->success);
+  EXPECT_FALSE(answer->error);
   EXPECT_EQ(photos_->assetCount(), 0u);
 }
 
@@ -170,11 +170,11 @@ TEST_P(PhotosContract, ABadRequestFailsTheWholeChange) {
   };
   for (const auto& bad : cases) {
     SCOPED_TRACE(bad.what);
-    const auto outcome = change({addingPicture(), bad.fill});
-    EXPECT_FALSE(outcome->success);
-    ASSERT_TRUE(outcome->error);
-    EXPECT_EQ(outcome->error->domain, "PHPhotosErrorDomain");
-    EXPECT_EQ(outcome->error->code, bad.code);
+    const auto answer = change({addingPicture(), bad.fill});
+    EXPECT_FALSE(answer->success);
+    ASSERT_TRUE(answer->error);
+    EXPECT_EQ(answer->error->domain, "PHPhotosErrorDomain");
+    EXPECT_EQ(answer->error->code, bad.code);
     EXPECT_EQ(photos_->assetCount(), 0u);
   }
 }
@@ -182,11 +182,11 @@ TEST_P(PhotosContract, ABadRequestFailsTheWholeChange) {
 TEST_P(PhotosContract, LibraryThatMayNotBeChangedRefusesBeforeTheBlockRuns) {
   for (const auto status : {PHAuthorizationStatus::denied, PHAuthorizationStatus::restricted}) {
     photos_->authorize(status);
-    const auto outcome = change({addingPicture()});
-    EXPECT_EQ(outcome->blockRuns, 0);
-    EXPECT_FALSE(outcome->success);
-    ASSERT_TRUE(outcome->error);
-    EXPECT_EQ(outcome->error->localizedDescription(),
+    const auto answer = change({addingPicture()});
+    EXPECT_EQ(answer->blockRuns, 0);
+    EXPECT_FALSE(answer->success);
+    ASSERT_TRUE(answer->error);
+    EXPECT_EQ(answer->error->localizedDescription(),
               "The operation couldn’t be completed. (PHPhotosErrorDomain error 3311.)");
     EXPECT_EQ(photos_->assetCount(), 0u);
   }
@@ -225,7 +225,7 @@ TEST_P(PhotosContract, RequestOutsideAChangeIsDropped) {
 }
 
 TEST_P(PhotosContract, ChangeStartedInsideAChangeIsOneOfItsOwn) {
-  std::shared_ptr<Outcome> inner;
+  std::shared_ptr<Answer> inner;
   const auto outer = change({addingPicture(), [&](PHAssetCreationRequest& request) {
                                inner = start({addingPicture()});
                                EXPECT_EQ(inner->blockRuns, 0);

@@ -206,6 +206,15 @@ TEST(RecordingFiles, AreKnownHoweverTheyAreNamed) {
   EXPECT_FALSE(RecordingFiles().has("flow.json"));
 }
 
+TEST(RecordingFiles, SweepWhatAWriterThatDiedLeftHalfWritten) {
+  const TestFolder folder;
+  const auto left = folder.write(".vecamera-0123456789abcdef.part", "{");
+  const auto other = folder.write(".hidden.part", "somebody's");
+  const RecordingFiles files(folder.path() / "flow.json");
+  EXPECT_FALSE(std::filesystem::exists(left));
+  EXPECT_TRUE(std::filesystem::exists(other));
+}
+
 TEST(FolderFingerprints, LeaveRecordingsOutAndSayWhereTheyStop) {
   const TestFolder folder;
   folder.write("index.html", "a");

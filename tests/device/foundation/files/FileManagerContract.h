@@ -128,7 +128,7 @@ TEST_P(FileManagerContract, AtomicWriteDecodesFileUrlsAndTakesOtherTextsAsPaths)
   EXPECT_EQ(mode(inside("a b")), 0600u);
 }
 
-TEST_P(FileManagerContract, FailedAtomicWriteTellsWhyInThePlatformsWords) {
+TEST_P(FileManagerContract, FailedAtomicWriteSaysWhyInThePlatformsWords) {
   std::filesystem::create_directory(inside("folder"));
   const Data data = Data::copyOf("x");
   EXPECT_EQ(failure(files_->writeAtomically(data, URL(inside("missing/a.txt")))),
@@ -192,7 +192,7 @@ TEST_P(FileManagerContract, RemovalTakesFilesFoldersAndLinksThemselves) {
   EXPECT_EQ(contents(outside("other/kept.txt")), "text");
 }
 
-TEST_P(FileManagerContract, RemovalOfWhatIsMissingTellsItsName) {
+TEST_P(FileManagerContract, RemovalOfWhatIsMissingNamesIt) {
   put(inside("a.txt"));
   for (const std::string name : {"missing", "sub/missing", "a.txt/missing"}) {
     EXPECT_EQ(failure(files_->removeItemAtPath(inside(name))), "4 “missing” couldn’t be removed.");
@@ -225,8 +225,8 @@ TEST_P(FileManagerContract, NothingOutsideOfTheTemporaryDirectoryCanBeRemoved) {
 
 TEST_P(FileManagerContract, PathThroughALinkIntoTheTemporaryDirectoryMayBeRemoved) {
   put(inside("sub/a.txt"));
-  std::filesystem::create_directory_symlink(inside("sub"), outside("way"));
-  EXPECT_EQ(failure(files_->removeItemAtPath(outside("way/a.txt"))), "none");
+  std::filesystem::create_directory_symlink(inside("sub"), outside("into"));
+  EXPECT_EQ(failure(files_->removeItemAtPath(outside("into/a.txt"))), "none");
   EXPECT_FALSE(files_->fileExistsAtPath(inside("sub/a.txt")));
 }
 

@@ -86,7 +86,7 @@ TEST_F(PartialFileTest, NoSweepTakesAFileFromItsWriterHoweverYoungItIs) {
     while (!ends) removeAbandonedFiles(folder());
   });
   int lost = 0;
-  for (int i = 0; i < 100; ++i) {
+  for (int i = 0; i < 300; ++i) {
     if (!replaceFile(folder() / "a.txt", Data::copyOf("text"))) ++lost;
   }
   ends = true;
