@@ -37,7 +37,7 @@ std::optional<fs::path> makeFolder(const std::optional<fs::path>& wanted) {
 }
 
 /// What an event means to someone who sees it for the first time; empty where it speaks for itself.
-std::string explain(const nlohmann::json& event) {
+std::string explain(const nlohmann::ordered_json& event) {
   const auto name = event.value("event", "");
   if (name == "present") return "The module shows the camera, set up as the page asked:";
   if (name == "dismiss")
@@ -49,7 +49,7 @@ std::string explain(const nlohmann::json& event) {
 }
 
 /// The path of the file that the answer names, or nothing.
-std::optional<Data> photoOf(const nlohmann::json& event) {
+std::optional<Data> photoOf(const nlohmann::ordered_json& event) {
   if (event.value("event", "") != "answer" || !event.contains("data")) return std::nullopt;
   const auto data = device::script::toValue(event["data"]);
   const auto* dictionary = data ? data->dictionary() : nullptr;
@@ -58,12 +58,11 @@ std::optional<Data> photoOf(const nlohmann::json& event) {
 }
 
 /// The sample script with the generated photograph in front of its camera.
-std::variant<device::script::Script, device::script::ScriptError> readSample(
-    const fs::path& photo) {
-  auto read =
-      device::script::readScript(fs::path(device::script::samplesFolder()) / "first-photo.json");
-  if (auto* script = std::get_if<device::script::Script>(&read))
-    for (auto& step : script->steps)
+device::Result<device::script::Script, device::script::ScriptError> readSample(
+    const fs::path& file, const fs::path& photo) {
+  auto read = device::script::readScript(file);
+  if (read)
+    for (auto& step : read->steps)
       if (auto* capture = std::get_if<device::script::CaptureStep>(&step.step))
         capture->file = photo;
   return read;
@@ -84,25 +83,24 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
   scene.orientation = 6;
   scene.size = {1200, 1600};
   if (const auto status = writeScene(scene); status != ExitStatus::success) return status;
-  const auto script = readSample(before);
-  if (const auto* error = std::get_if<device::script::ScriptError>(&script))
-    return fail(error->message);
+  const auto sample = fs::path(device::script::samplesFolder()) / "first-photo.json";
+  const auto script = readSample(sample, before);
+  if (!script) return fail(sample.string() + ": " + script.error().message());
 
   say("A page asks for a photo as a JPEG file, upright, fitted into 640 by 480.\n"
       "Lines in braces are the events that `vecamera run` prints for programs.");
   std::optional<Data> photo;
   const auto outcome = device::script::playScript(
-      std::get<device::script::Script>(script), {},
-      [&photo](const std::string& line) {
-        const auto event = nlohmann::json::parse(line, nullptr, false);
-        if (!event.is_object()) return;
+      *script, {},
+      [&photo](const nlohmann::ordered_json& event) {
         if (const auto text = explain(event); !text.empty()) say("\n" + text);
-        std::cout << line << std::endl;
+        std::cout << device::script::toLine(event) << std::endl;
         // The device takes its files away when the play ends.
         if (auto bytes = photoOf(event)) photo = std::move(bytes);
       },
       std::cerr);
-  if (outcome != device::script::PlayOutcome::finished || !photo)
+  if (!outcome) std::cerr << sample.string() << ": " << outcome.error().message() << '\n';
+  if (!outcome || *outcome != device::script::PlayOutcome::finished || !photo)
     return fail("the demo did not come off; the lines above say why");
   if (!writeFile(after, *photo)) return fail(after.string() + ": it cannot be written");
 

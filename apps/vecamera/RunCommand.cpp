@@ -11,36 +11,32 @@
 namespace vecamera::app {
 namespace {
 
-std::variant<device::script::Script, device::script::ScriptError> read(const std::string& script) {
+device::Result<device::script::Script, device::script::ScriptError> read(
+    const std::string& script) {
   if (script != "-") return device::script::readScript(script);
   const std::string text{std::istreambuf_iterator<char>(std::cin), {}};
   std::error_code ignored;
-  return device::script::parseScript(text, "standard input",
-                                     std::filesystem::current_path(ignored));
-}
-
-ExitStatus statusOf(device::script::PlayOutcome outcome) {
-  switch (outcome) {
-    case device::script::PlayOutcome::finished: return ExitStatus::success;
-    case device::script::PlayOutcome::failed: return ExitStatus::failure;
-    case device::script::PlayOutcome::notPlayable: return ExitStatus::usage;
-  }
-  return ExitStatus::failure;
+  return device::script::parseScript(text, std::filesystem::current_path(ignored));
 }
 
 }  // namespace
 
 ExitStatus run(const RunOptions& options) {
-  const auto script = read(options.script);
-  if (const auto* error = std::get_if<device::script::ScriptError>(&script)) {
-    std::cerr << error->message << std::endl;
+  const auto refuseScript = [&options](const device::script::ScriptError& error) {
+    std::cerr << (options.script == "-" ? "standard input" : options.script) << ": "
+              << error.message() << std::endl;
     return ExitStatus::usage;
-  }
+  };
+  const auto script = read(options.script);
+  if (!script) return refuseScript(script.error());
   const auto outcome = device::script::playScript(
-      std::get<device::script::Script>(script), {options.limit, wasInterrupted},
-      [](const std::string& line) { std::cout << line << std::endl; }, std::cerr);
+      *script, {options.limit, wasInterrupted},
+      [](const auto& event) { std::cout << device::script::toLine(event) << std::endl; },
+      std::cerr);
   if (!std::cout) return fail("standard output cannot be written, so events are missing from it");
-  return statusOf(outcome);
+  if (!outcome) return refuseScript(outcome.error());
+  return *outcome == device::script::PlayOutcome::finished ? ExitStatus::success
+                                                           : ExitStatus::failure;
 }
 
 }  // namespace vecamera::app

@@ -99,20 +99,17 @@ struct Outcome {
   std::string why;
 };
 
-void note(const std::string& line, Outcome& outcome) {
-  auto event = nlohmann::ordered_json::parse(line, nullptr, false);
-  if (!event.is_object()) return;
+void note(const nlohmann::ordered_json& event, Outcome& outcome) {
   const auto name = event.value("event", "");
   if (name == "open" || name == "failed")
     outcome.why = event.value("why", "");
   else if (name == "answer")
-    outcome.answer = std::move(event);
+    outcome.answer = event;
 }
 
 /// The value under "callbackURI" of the answer's data.
 Value resultOf(const nlohmann::ordered_json& answer) {
-  const auto data =
-      device::script::toValue(nlohmann::json(answer.value("data", nlohmann::ordered_json())));
+  const auto data = device::script::toValue(answer.value("data", nlohmann::ordered_json()));
   const auto* dictionary = data ? data->dictionary() : nullptr;
   const auto* result = dictionary ? find(*dictionary, "callbackURI") : nullptr;
   return result ? *result : Value();
@@ -162,7 +159,6 @@ void warnOfWhatGoesAway(const TakeOptions& options) {
 
 device::script::Script scriptFor(const TakeOptions& options) {
   device::script::Script script;
-  script.name = options.photo.string();
   script.device.home = options.home;
   script.device.location = options.location;
   script.steps.push_back({device::script::TakePictureStep{"page", argumentsFor(options)}});
@@ -203,10 +199,13 @@ ExitStatus take(const TakeOptions& options) {
   std::ostringstream notes;
   const auto played = device::script::playScript(
       scriptFor(used), {options.limit, wasInterrupted, showExport},
-      [&outcome](const std::string& line) { note(line, outcome); }, notes);
+      [&outcome](const auto& event) { note(event, outcome); }, notes);
   endProgress();
   std::cerr << notes.str();
-  if (played == device::script::PlayOutcome::notPlayable) return ExitStatus::usage;
+  if (!played) {
+    std::cerr << options.photo.string() << ": " << played.error().message() << '\n';
+    return ExitStatus::usage;
+  }
   if (outcome.answer.is_null())
     return fail("the command was not answered: " +
                 (outcome.why.empty() ? "nothing says why" : outcome.why));
@@ -215,7 +214,7 @@ ExitStatus take(const TakeOptions& options) {
   if (!std::cout) return fail("standard output cannot be written");
   if (outcome.answer.value("result", "") != "success")
     return fail("the command was answered with an error: " + messageOf(outcome.answer));
-  if (played == device::script::PlayOutcome::failed) return fail(outcome.why);
+  if (*played == device::script::PlayOutcome::failed) return fail(outcome.why);
   if (resultOf(outcome.answer).isNull())
     complain(options.photo.string() +
              ": the answer holds no picture, because the file cannot be decoded to its end");

@@ -3,28 +3,25 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "device/script/json/JsonValue.h"
 #include "device/script/script/ScriptReader.h"
 #include "simulator/server/http/Http.h"
 #include "simulator/server/http/RequestTarget.h"
 #include "simulator/server/phone/DevicePart.h"
 #include "simulator/server/phone/Requests.h"
-#include "simulator/server/sites/PathPolicy.h"
+#include "simulator/server/phone/PathPolicy.h"
 
 namespace vecamera::simulator {
 namespace {
 
 /// What a phone makes of a request before it does anything.
 void look(const StepRequest& request) {
-  const nlohmann::ordered_json script = {{"steps", {request.step}}};
-  const auto parsed = device::script::parseScript(
-      device::script::toLine(script), "step", "/nonexistent", device::script::FileScope::folder);
-  if (const auto* read = std::get_if<device::script::Script>(&parsed))
-    for (const auto& step : read->steps) problemWithFiles(step.step, {});
+  const auto read =
+      device::script::stepFromJson(request.step, "/nonexistent", device::script::FileScope::folder);
+  if (read) (void)checkFiles(read->step, {});
 }
 
 void look(const RestartRequest& request) {
-  if (!problemWithAskedPart(request.device)) scriptOf({request.device, {}, std::nullopt});
+  if (checkRequestedPart(request.device)) (void)scriptOf({request.device, {}, std::nullopt});
 }
 
 void look(const RestoreSamplesRequest&) {}
@@ -35,8 +32,7 @@ void look(const RestoreSamplesRequest&) {}
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace vecamera::simulator;
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);
-  const auto parsed = parseRequest(text);
-  if (const auto* request = std::get_if<PhoneRequest>(&parsed)) {
+  if (const auto request = parseRequest(text)) {
     if (!request->id.is_number()) std::abort();
     std::visit([](const auto& what) { look(what); }, request->what);
   }

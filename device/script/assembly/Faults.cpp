@@ -179,9 +179,4 @@ std::shared_ptr<AVAssetExportSession> FaultyAssetExports::exportSessionWithAsset
   return real_.exportSessionWithAsset(asset, presetName);
 }
 
-std::optional<URL> ScriptedApplication::openSettingsURL() {
-  if (faults_.strike(FaultPoint::settingsURL)) return std::nullopt;
-  return URL("app-settings:");
-}
-
 }  // namespace vecamera::device::script

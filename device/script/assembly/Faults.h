@@ -12,7 +12,6 @@
 #include "VECamera/platform/Foundation.h"
 #include "VECamera/platform/Photos.h"
 #include "VECamera/platform/UIKit.h"
-#include "device/container/DeviceObserver.h"
 #include "device/script/script/Script.h"
 
 namespace vecamera::device::script {
@@ -136,19 +135,6 @@ class FaultyAssetExports : public AVAssetExports {
   AVAssetExports& real_;
   FaultBook& faults_;
   Executor& queue_;
-};
-
-/// The application of a scripted device: what it opens becomes an event.
-class ScriptedApplication : public UIApplication {
- public:
-  ScriptedApplication(FaultBook& faults, container::DeviceObserver& observer)
-      : faults_(faults), observer_(observer) {}
-  std::optional<URL> openSettingsURL() override;
-  void openURL(const URL& url) override { observer_.openedURL(url); }
-
- private:
-  FaultBook& faults_;
-  container::DeviceObserver& observer_;
 };
 
 }  // namespace vecamera::device::script

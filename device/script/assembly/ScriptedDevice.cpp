@@ -6,33 +6,34 @@
 #include "device/foundation/PosixFiles.h"
 #include "device/script/assembly/LibraryParts.h"
 #include "device/script/assembly/Samples.h"
+#include "device/script/json/StrictJson.h"
 
 namespace vecamera::device::script {
 namespace {
 
 namespace fs = std::filesystem;
-using Made = std::variant<ScriptedDevice::Foundation, std::string>;
+using Made = Result<ScriptedDevice::Foundation, ScriptError>;
 
-std::optional<std::string> putFiles(const std::map<std::string, std::string>& files,
-                                    const std::string& directory) {
+Result<void, ScriptError> putFiles(const std::map<std::string, std::string>& files,
+                                   const std::string& directory) {
   for (const auto& [name, text] : files) {
     const std::string path = directory + "/" + name;
     const bool isFolder = name.ends_with('/');
     const auto folder = isFolder ? path : fs::path(path).parent_path().string();
     if (!foundation::makePrivateFolder(folder) ||
         (!isFolder && !foundation::writeFile0600(path, Data::copyOf(text))))
-      return "device.files: \"" + name + "\" cannot be written in " + directory;
+      return failed("device.files", "\"" + name + "\" cannot be written in " + directory);
   }
-  return std::nullopt;
+  return {};
 }
 
-std::optional<std::string> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Foundation& made) {
+Result<void, ScriptError> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Foundation& made) {
   for (std::size_t i = 0; i < setup.library.size(); ++i) {
     const auto& asset = setup.library[i];
     const auto imported = made.store->importFile({asset.file, asset.id}, made.clock->now());
-    if (!imported) return "device.library[" + std::to_string(i) + "]: " + imported.error().text;
+    if (!imported) return failed(placeOfElement("device.library", i), imported.error().text);
   }
-  return std::nullopt;
+  return {};
 }
 
 Made prepare(const DeviceSetup& setup) {
@@ -48,29 +49,32 @@ Made prepare(const DeviceSetup& setup) {
   made.home = setup.home ? foundation::ApplicationHome::open(setup.home->string())
                          : foundation::ApplicationHome::makePrivate();
   if (!made.home)
-    return "the application's home" + (setup.home ? " " + setup.home->string() : std::string()) +
-           " cannot be made; name a folder of your own that may be written";
+    return failed("the application's home" +
+                  (setup.home ? " " + setup.home->string() : std::string()) +
+                  " cannot be made; name a folder of your own that may be written");
   made.recordings = foundation::ApplicationHome::makePrivate();
-  if (!made.recordings) return "no temporary folder can be made; check TMPDIR";
+  if (!made.recordings) return failed("no temporary folder can be made; check TMPDIR");
   made.temporaryDirectory = setup.temporaryDirectory ? setup.temporaryDirectory->string()
                                                      : made.home->temporaryDirectory();
   if (!foundation::makePrivateFolder(made.temporaryDirectory))
-    return "device.temporaryDirectory: the folder " + made.temporaryDirectory +
-           " cannot be made; name one that may be written";
+    return failed("device.temporaryDirectory", "the folder " + made.temporaryDirectory +
+                                                   " cannot be made; name one that may be written");
   if (foundation::isSharedFolder(made.temporaryDirectory))
-    return "device.temporaryDirectory: " + made.temporaryDirectory +
-           " is shared with others, and cleanup would empty it; name a folder of its own";
+    return failed("device.temporaryDirectory",
+                  made.temporaryDirectory +
+                      " is shared with others, and cleanup would empty it; name a folder of its "
+                      "own");
 
   auto parts = libraryParts();
   parts.identifiers = [random = std::make_shared<photos::RandomIdentifiers>(setup.seed)] {
     return (*random)();
   };
   auto opened = photos::LibraryStore::open(libraryFolder(made.home->path()), std::move(parts));
-  if (!opened) return "the photo library cannot be opened: " + opened.error().text;
+  if (!opened) return failed("the photo library cannot be opened: " + opened.error().text);
   made.store = std::move(*opened);
 
-  if (auto error = putFiles(setup.files, made.temporaryDirectory)) return *error;
-  if (auto error = fillLibrary(setup, made)) return *error;
+  if (auto put = putFiles(setup.files, made.temporaryDirectory); !put) return put.failure();
+  if (auto filled = fillLibrary(setup, made); !filled) return filled.failure();
   return made;
 }
 
@@ -89,6 +93,12 @@ std::optional<std::string> mainBundlePath(const MainBundleSetup& setup) {
 
 }  // namespace
 
+std::optional<URL> ScriptedApplication::openSettingsURL() {
+  if (!faults_.strike(FaultPoint::settingsURL)) return URL("app-settings:");
+  observer_.onSettingsUnavailable();
+  return std::nullopt;
+}
+
 bool ScriptedPickerSources::isSourceTypeAvailable(std::int64_t sourceType) {
   return std::find(available_.begin(), available_.end(), sourceType) != available_.end();
 }
@@ -100,12 +110,12 @@ std::optional<std::vector<std::string>> ScriptedPickerSources::availableMediaTyp
   return std::vector<std::string>{std::string(kUTTypeImage), std::string(kUTTypeMovie)};
 }
 
-std::variant<std::unique_ptr<ScriptedDevice>, std::string> ScriptedDevice::make(
-    const DeviceSetup& setup, ScriptObserver& observer, TraceSink trace) {
+Result<std::unique_ptr<ScriptedDevice>, ScriptError> ScriptedDevice::make(const DeviceSetup& setup,
+                                                                          ScriptObserver& observer,
+                                                                          TraceSink trace) {
   auto made = prepare(setup);
-  if (auto* error = std::get_if<std::string>(&made)) return std::move(*error);
-  return std::make_unique<ScriptedDevice>(setup, std::move(std::get<Foundation>(made)), observer,
-                                          std::move(trace));
+  if (!made) return std::move(made).failure();
+  return std::make_unique<ScriptedDevice>(setup, *std::move(made), observer, std::move(trace));
 }
 
 ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
@@ -135,17 +145,18 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       faultyGraphics(graphics, faults),
       imageFiles(
           [&observer](std::string_view type, const Dictionary& properties, std::size_t bytes) {
-            observer.finalizedImageDestination(type, properties, bytes);
+            observer.onImageDestinationFinalized(type, properties, bytes);
           },
           pictureThreads),
-      exports(lanes.platform(), [&observer](float progress) { observer.exporting(progress); },
-              {[&observer] { return observer.interrupted(); },
-               [&observer](const NSError& error) { observer.exportFailed(error); }}),
+      exports(lanes.platform(),
+              [&observer](float progress) { observer.onExportProgress(progress); },
+              {[&observer] { return observer.isInterrupted(); },
+               [&observer](const NSError& error) { observer.onExportFailed(error); }}),
       faultyExports(exports, faults, lanes.platform()),
       captureDevice(cameraPermission),
       photoAuthorization(photoPermission),
       photoLibrary(*base.store, *base.clock, lanes.platform(), photoAuthorization,
-                   [&observer](const photos::SavedAsset& asset) { observer.saved(asset); }),
+                   [&observer](const photos::SavedAsset& asset) { observer.onSaved(asset); }),
       faultyLibrary(photoLibrary, faults, lanes.platform()),
       imageManager(*base.store, lanes.platform(), photoAuthorization),
       faultyImageManager(imageManager, faults, lanes.platform()),

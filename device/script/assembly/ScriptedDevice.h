@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 #include <string>
-#include <variant>
 
 #include "VECamera/runtime/Executor.h"
 #include "device/camera/StillCamera.h"
@@ -30,21 +29,24 @@
 #include "device/script/assembly/Faults.h"
 #include "device/script/assembly/Lanes.h"
 #include "device/script/assembly/Tracing.h"
+#include "device/script/json/ScriptError.h"
 #include "device/script/script/Script.h"
 
 namespace vecamera::device::script {
 
-/// What a scripted device tells beside the events that every device has.
+/// What happens on a scripted device beside what every device's observer is notified of.
 class ScriptObserver : public container::DeviceObserver {
  public:
-  virtual void saved(const photos::SavedAsset& asset) = 0;
-  virtual void finalizedImageDestination(std::string_view type, const Dictionary& properties,
-                                         std::size_t bytes) = 0;
+  virtual void onSaved(const photos::SavedAsset& asset) = 0;
+  virtual void onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
+                                           std::size_t bytes) = 0;
+  /// The plug-in asked for the address of the settings, and there is none.
+  virtual void onSettingsUnavailable() = 0;
   /// How far the running export is, from 0 to 1. Called on the platform's lane.
-  virtual void exporting(float progress) = 0;
+  virtual void onExportProgress(float progress) = 0;
+  virtual void onExportFailed(const NSError& error) = 0;
   /// Asked often while an export runs, on the platform's lane; true cancels it.
-  virtual bool interrupted() = 0;
-  virtual void exportFailed(const NSError& error) = 0;
+  virtual bool isInterrupted() = 0;
 };
 
 /// The photo library's permission, as the library asks for it.
@@ -72,6 +74,19 @@ class ScriptedProcess : public NSProcess {
 
  private:
   container::DeviceObserver& observer_;
+};
+
+/// What the plug-in opens becomes an event.
+class ScriptedApplication : public UIApplication {
+ public:
+  ScriptedApplication(FaultBook& faults, ScriptObserver& observer)
+      : faults_(faults), observer_(observer) {}
+  std::optional<URL> openSettingsURL() override;
+  void openURL(const URL& url) override { observer_.openedURL(url); }
+
+ private:
+  FaultBook& faults_;
+  ScriptObserver& observer_;
 };
 
 /// The picker's sources as the script gives them.
@@ -104,11 +119,10 @@ struct ScriptedDevice {
     std::unique_ptr<photos::LibraryStore> store;
   };
 
-  /// The device, or why it cannot be set up: one line that names the place. `trace` is told of
-  /// every use of a service, where it is not empty.
-  static std::variant<std::unique_ptr<ScriptedDevice>, std::string> make(const DeviceSetup& setup,
-                                                                         ScriptObserver& observer,
-                                                                         TraceSink trace = {});
+  /// The device. `trace` is notified of every use of a service, where it is not empty.
+  static Result<std::unique_ptr<ScriptedDevice>, ScriptError> make(const DeviceSetup& setup,
+                                                                   ScriptObserver& observer,
+                                                                   TraceSink trace = {});
   ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer,
                  TraceSink trace);
   /// Ends everything that is still under way, and removes a private home.
@@ -169,7 +183,7 @@ struct ScriptedDevice {
 
   MainActor mainActor;
   TaskScope tasks;
-  /// Null where nobody is told.
+  /// Null where nobody traces.
   std::unique_ptr<TracedServices> traces;
   container::Container container;
   /// The file name that the module last found taken while it waited for a free one.

@@ -15,15 +15,14 @@ namespace vecamera::device::script {
 namespace {
 
 namespace fs = std::filesystem;
-using nlohmann::json;
 
-std::string_view nameOfType(const json& value) {
+std::string_view nameOfType(const Json& value) {
   switch (value.type()) {
-    case json::value_t::null: return "null";
-    case json::value_t::boolean: return "true or false";
-    case json::value_t::string: return "a text";
-    case json::value_t::array: return "a list";
-    case json::value_t::object: return "an object";
+    case Json::value_t::null: return "null";
+    case Json::value_t::boolean: return "true or false";
+    case Json::value_t::string: return "a text";
+    case Json::value_t::array: return "a list";
+    case Json::value_t::object: return "an object";
     default: return "a number";
   }
 }
@@ -68,11 +67,11 @@ std::optional<std::string_view> nearest(std::string_view text,
   if (text.size() > 64) return std::nullopt;
   const auto lower = inLowerCase(text);
   std::optional<std::string_view> best;
-  std::size_t least = std::max<std::size_t>(1, std::min<std::size_t>(3, text.size() / 3)) + 1;
+  std::size_t minDistance = std::max<std::size_t>(1, std::min<std::size_t>(3, text.size() / 3)) + 1;
   for (const auto choice : choices) {
     const auto distance = editDistance(lower, inLowerCase(choice));
-    if (distance >= least) continue;
-    least = distance;
+    if (distance >= minDistance) continue;
+    minDistance = distance;
     best = choice;
   }
   return best;
@@ -108,9 +107,8 @@ std::string problemWith(const fs::path& path, fs::file_type wanted) {
 
 }  // namespace
 
-void JsonReading::fail(const std::string& place, const std::string& why) {
-  if (error_) return;
-  error_ = place.empty() ? why : place + ": " + why;
+void JsonReading::fail(const std::string& place, std::string why) {
+  if (!error_) error_ = {place, std::move(why)};
 }
 
 bool JsonNode::isNull() const {
@@ -163,10 +161,10 @@ double JsonNode::number() const {
   return 0;
 }
 
-double JsonNode::numberBetween(double least, double most) const {
+double JsonNode::numberBetween(double min, double max) const {
   const double number = this->number();
-  if (number < least || number > most)
-    fail("it is out of range; it must be between " + shortly(least) + " and " + shortly(most));
+  if (number < min || number > max)
+    fail("it is out of range; it must be between " + shortly(min) + " and " + shortly(max));
   return number;
 }
 

@@ -3,7 +3,6 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
-#include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
 #include <string>
@@ -12,6 +11,7 @@
 #include <vector>
 
 #include "VECamera/platform/Value.h"
+#include "device/script/json/StrictJson.h"
 
 namespace vecamera::device::script {
 
@@ -21,35 +21,35 @@ struct ReadingFiles {
   std::filesystem::path folder;
   /// Whether only files inside of the folder may be named.
   bool confined = false;
-  /// Puts the bytes of a data URL into a file of its own; nothing where that cannot be.
+  /// Puts the bytes of a data URL into a file of its own; nothing where that is impossible. Empty:
+  /// data URLs are errors.
   std::function<std::optional<std::filesystem::path>(const Data&)> keep;
 };
 
-/// One strict reading of a document. It keeps the first thing that is wrong; after that, what is
-/// read does not matter any more, and readers go on with empty values.
+/// One strict reading of a document. It keeps the first error; after that, what is read does not
+/// matter any more, and readers go on with empty values.
 class JsonReading {
  public:
   explicit JsonReading(ReadingFiles files) : files_(std::move(files)) {}
 
-  void fail(const std::string& place, const std::string& why);
-  /// "PLACE: WHY", or nothing as long as all is well.
-  const std::optional<std::string>& error() const { return error_; }
+  void fail(const std::string& place, std::string why);
+  const std::optional<ScriptError>& error() const { return error_; }
   const ReadingFiles& files() const { return files_; }
 
  private:
   const ReadingFiles files_;
-  std::optional<std::string> error_;
+  std::optional<ScriptError> error_;
 };
 
 /// A value within the document, with its place. Lives as long as reading and document. Each reader
 /// takes exactly its own kind of value and fails the reading on any other.
 class JsonNode {
  public:
-  JsonNode(JsonReading& reading, const nlohmann::json& json, std::string place)
+  JsonNode(JsonReading& reading, const Json& json, std::string place)
       : reading_(&reading), json_(&json), place_(std::move(place)) {}
 
-  void fail(const std::string& why) const { reading_->fail(place_, why); }
-  const nlohmann::json& json() const { return *json_; }
+  void fail(std::string why) const { reading_->fail(place_, std::move(why)); }
+  const Json& json() const { return *json_; }
   bool isNull() const;
   bool isText() const;
   bool isObject() const;
@@ -59,9 +59,8 @@ class JsonNode {
   bool boolean() const;
   std::int64_t integer() const;
   double number() const;
-  double numberBetween(double least, double most) const;
+  double numberBetween(double min, double max) const;
   std::vector<JsonNode> elements() const;
-  /// The members of an object, sorted by key.
   std::vector<std::pair<std::string, JsonNode>> members() const;
 
   /// The place of the text in `choices`.
@@ -79,7 +78,7 @@ class JsonNode {
   std::filesystem::path inlineFile(std::string_view url) const;
 
   JsonReading* reading_;
-  const nlohmann::json* json_;
+  const Json* json_;
   std::string place_;
 };
 

@@ -8,43 +8,43 @@
 namespace vecamera::device::script {
 namespace {
 
-constexpr std::string_view kAlphabet =
+constexpr std::string_view alphabet =
     "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
 
-nlohmann::ordered_json realToJson(double number) {
+Json realToJson(double number) {
   if (std::isnan(number)) return "NaN";
   if (std::isinf(number)) return number < 0 ? "-Infinity" : "Infinity";
   return number;
 }
 
 /// The text under the only key of the object, where it has that one.
-const std::string* soleText(const nlohmann::json& object, const char* key) {
+const std::string* soleText(const Json& object, const char* key) {
   if (object.size() != 1) return nullptr;
   const auto found = object.find(key);
   return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
 }
 
-std::optional<Value> objectToValue(const nlohmann::json& object) {
+Result<Value, ScriptError> objectToValue(const Json& object) {
   if (const auto* url = soleText(object, "url")) return Value(URL(*url));
   if (const auto* base64 = soleText(object, "bytes")) {
     auto bytes = decodeBase64(*base64);
-    if (!bytes) return std::nullopt;
+    if (!bytes) return failed("a \"bytes\" in it is not Base64");
     return Value(*std::move(bytes));
   }
   Dictionary dictionary;
   for (const auto& [key, element] : object.items()) {
     auto value = toValue(element);
-    if (!value) return std::nullopt;
+    if (!value) return value;
     dictionary.emplace(key, *std::move(value));
   }
   return Value(std::move(dictionary));
 }
 
-std::optional<Value> arrayToValue(const nlohmann::json& elements) {
+Result<Value, ScriptError> arrayToValue(const Json& elements) {
   Array array;
   for (const auto& element : elements) {
     auto value = toValue(element);
-    if (!value) return std::nullopt;
+    if (!value) return value;
     array.push_back(*std::move(value));
   }
   return Value(std::move(array));
@@ -52,7 +52,7 @@ std::optional<Value> arrayToValue(const nlohmann::json& elements) {
 
 }  // namespace
 
-nlohmann::ordered_json toJson(const Value& value) {
+Json toJson(const Value& value) {
   if (const auto* flag = value.boolean()) return *flag;
   if (const auto* number = value.integer()) return *number;
   if (const auto* number = value.real()) return realToJson(*number);
@@ -61,37 +61,33 @@ nlohmann::ordered_json toJson(const Value& value) {
     return {{"bytes", foundation::Base64().base64EncodedString("", *data)}};
   if (const auto* url = value.url()) return {{"url", url->absoluteString()}};
   if (const auto* array = value.array()) {
-    auto json = nlohmann::ordered_json::array();
+    auto json = Json::array();
     for (const auto& element : *array) json.push_back(toJson(element));
     return json;
   }
   if (const auto* dictionary = value.dictionary()) {
-    auto json = nlohmann::ordered_json::object();
+    auto json = Json::object();
     for (const auto& [key, element] : *dictionary) json[key] = toJson(element);
     return json;
   }
   return nullptr;
 }
 
-std::optional<Value> toValue(const nlohmann::json& json) {
+Result<Value, ScriptError> toValue(const Json& json) {
   switch (json.type()) {
-    case nlohmann::json::value_t::boolean: return Value(json.get<bool>());
-    case nlohmann::json::value_t::number_integer: return Value(json.get<std::int64_t>());
-    case nlohmann::json::value_t::number_unsigned: {
+    case Json::value_t::boolean: return Value(json.get<bool>());
+    case Json::value_t::number_integer: return Value(json.get<std::int64_t>());
+    case Json::value_t::number_unsigned: {
       const auto number = json.get<std::uint64_t>();
       if (std::in_range<std::int64_t>(number)) return Value(static_cast<std::int64_t>(number));
       return Value(static_cast<double>(number));
     }
-    case nlohmann::json::value_t::number_float: return Value(json.get<double>());
-    case nlohmann::json::value_t::string: return Value(json.get_ref<const std::string&>());
-    case nlohmann::json::value_t::object: return objectToValue(json);
-    case nlohmann::json::value_t::array: return arrayToValue(json);
+    case Json::value_t::number_float: return Value(json.get<double>());
+    case Json::value_t::string: return Value(json.get_ref<const std::string&>());
+    case Json::value_t::object: return objectToValue(json);
+    case Json::value_t::array: return arrayToValue(json);
     default: return Value();
   }
-}
-
-std::string toLine(const nlohmann::ordered_json& json) {
-  return json.dump(-1, ' ', false, nlohmann::ordered_json::error_handler_t::replace);
 }
 
 std::optional<Data> decodeBase64(std::string_view text) {
@@ -107,7 +103,7 @@ std::optional<Data> decodeBase64(std::string_view text) {
   std::uint32_t group = 0;
   int bits = 0;
   for (const char c : text) {
-    const auto digit = kAlphabet.find(c);
+    const auto digit = alphabet.find(c);
     if (digit == std::string_view::npos) return std::nullopt;
     group = group << 6 | static_cast<std::uint32_t>(digit);
     bits += 6;

@@ -2,10 +2,10 @@
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "VECamera/platform/Value.h"
+#include "device/script/json/StrictJson.h"
 
 namespace vecamera::device::script {
 
@@ -13,15 +13,12 @@ namespace vecamera::device::script {
 /// object with its keys in order. Real numbers keep their point (12.0); those that JSON cannot
 /// write become the texts "NaN", "Infinity" and "-Infinity". An object of the platform, which has
 /// no content to show, is null.
-nlohmann::ordered_json toJson(const Value& value);
+Json toJson(const Value& value);
 
 /// The JSON as a value, the other way round: {"bytes": BASE64} and {"url": "..."}, with that one
 /// key, become a byte buffer and a URL. Whole numbers past the range of 64 bits become real ones.
-/// Nothing where a "bytes" is not Base64.
-std::optional<Value> toValue(const nlohmann::json& json);
-
-/// One line of output, without its line end. Bytes that are not UTF-8 are replaced.
-std::string toLine(const nlohmann::ordered_json& json);
+/// Fails where a "bytes" is not Base64.
+Result<Value, ScriptError> toValue(const Json& json);
 
 /// Base64 (RFC 4648) with or without padding; nothing for any other text.
 std::optional<Data> decodeBase64(std::string_view text);

@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cctype>
+#include <map>
 #include <nlohmann/json.hpp>
 #include <vector>
 
 namespace vecamera::device::script {
 namespace {
-
-using nlohmann::json;
-
-constexpr std::size_t kDeepest = 64;
 
 /// The line and column, both from 1, of the byte at the offset. A column is a character.
 std::string positionOf(std::string_view text, std::size_t offset) {
@@ -32,20 +29,19 @@ std::string reasonOf(const std::string& what) {
     start = what.find("] ");
     start = start == std::string::npos ? 0 : start + 2;
   }
-  const json reason = what.substr(start);
-  return json::parse(reason.dump(-1, ' ', false, json::error_handler_t::replace));
+  return Json::parse(toLine(what.substr(start)));
 }
 
 /// Builds the document while it is parsed.
 class Builder {
  public:
-  using number_integer_t = json::number_integer_t;
-  using number_unsigned_t = json::number_unsigned_t;
-  using number_float_t = json::number_float_t;
-  using string_t = json::string_t;
-  using binary_t = json::binary_t;
+  using number_integer_t = Json::number_integer_t;
+  using number_unsigned_t = Json::number_unsigned_t;
+  using number_float_t = Json::number_float_t;
+  using string_t = Json::string_t;
+  using binary_t = Json::binary_t;
 
-  explicit Builder(std::string_view text) : text_(text) {}
+  Builder(std::string_view text, std::size_t maxDepth) : text_(text), maxDepth_(maxDepth) {}
 
   bool null() { return add(nullptr); }
   bool boolean(bool value) { return add(value); }
@@ -54,81 +50,89 @@ class Builder {
   bool number_float(number_float_t value, const string_t&) { return add(value); }
   bool string(string_t& value) { return add(std::move(value)); }
   bool binary(binary_t&) { return false; }
-  bool start_object(std::size_t) { return open(json::object()); }
-  bool start_array(std::size_t) { return open(json::array()); }
+  bool start_object(std::size_t) { return open(Container::Kind::object); }
+  bool start_array(std::size_t) { return open(Container::Kind::array); }
   bool end_object() { return close(); }
   bool end_array() { return close(); }
 
   bool key(string_t& key) {
-    if (open_.back()->contains(key)) {
-      error_ = {placeOfLast(), "the key " + inQuotes(key) + " stands there twice; leave one out"};
+    if (open_.back().members.contains(key)) {
+      error_ = {placeOfInnermost(),
+                "the key " + inQuotes(key) + " stands there twice; leave one out"};
       return false;
     }
-    key_ = std::move(key);
+    open_.back().key = std::move(key);
     return true;
   }
 
-  bool parse_error(std::size_t position, const std::string&, const json::exception& exception) {
+  bool parse_error(std::size_t position, const std::string&, const Json::exception& exception) {
     error_ = {positionOf(text_, position == 0 ? 0 : position - 1),
               "this is not JSON: " + reasonOf(exception.what())};
     return false;
   }
 
-  json takeDocument() { return std::move(document_); }
-  const JsonError& error() const { return error_; }
+  Json takeDocument() { return std::move(document_); }
+  const ScriptError& error() const { return error_; }
 
  private:
-  /// Puts the value where it belongs; the pointer is good until its container grows.
-  json* place(json value) {
-    if (open_.empty()) {
+  /// An array or object whose end has not come yet.
+  struct Container {
+    enum class Kind { array, object };
+    Kind kind;
+    Json::array_t elements{};
+    std::map<std::string, Json> members{};
+    /// Of the member that comes next.
+    std::string key{};
+
+    Json take() {
+      if (kind == Kind::array) return std::move(elements);
+      Json::object_t object;
+      object.reserve(members.size());
+      for (auto& [name, value] : members) object.emplace_back(name, std::move(value));
+      return object;
+    }
+  };
+
+  bool add(Json value) {
+    if (open_.empty())
       document_ = std::move(value);
-      return &document_;
-    }
-    if (open_.back()->is_array()) {
-      open_.back()->push_back(std::move(value));
-      return &open_.back()->back();
-    }
-    json& member = (*open_.back())[key_];
-    member = std::move(value);
-    return &member;
+    else if (open_.back().kind == Container::Kind::array)
+      open_.back().elements.push_back(std::move(value));
+    else
+      open_.back().members.emplace(std::move(open_.back().key), std::move(value));
+    return true;
   }
 
-  bool add(json value) { return place(std::move(value)) != nullptr; }
-
-  bool open(json container) {
-    if (open_.size() == kDeepest) {
-      error_ = {"", "it is nested more than " + std::to_string(kDeepest) + " levels deep"};
+  bool open(Container::Kind kind) {
+    if (open_.size() == maxDepth_) {
+      error_ = {"", "it is nested more than " + std::to_string(maxDepth_) + " levels deep"};
       return false;
     }
-    if (!open_.empty()) steps_.push_back(key_);
-    open_.push_back(place(std::move(container)));
+    open_.push_back({kind});
     return true;
   }
 
   bool close() {
+    auto value = open_.back().take();
     open_.pop_back();
-    if (!steps_.empty()) steps_.pop_back();
-    return true;
+    return add(std::move(value));
   }
 
-  /// The place of the innermost open object or array.
-  std::string placeOfLast() const {
+  std::string placeOfInnermost() const {
     std::string place;
-    for (std::size_t i = 0; i < steps_.size(); ++i)
-      place = open_[i]->is_array() ? placeOfElement(place, open_[i]->size() - 1)
-                                   : placeOfKey(place, steps_[i]);
+    for (std::size_t i = 0; i + 1 < open_.size(); ++i)
+      place = open_[i].kind == Container::Kind::array
+                  ? placeOfElement(place, open_[i].elements.size())
+                  : placeOfKey(place, open_[i].key);
     return place;
   }
 
-  std::string_view text_;
-  json document_;
-  /// From the outermost to the innermost. A container never moves while it is open: only the
-  /// innermost one grows.
-  std::vector<json*> open_;
-  /// The key under which each open container but the first stands in the one before it.
-  std::vector<std::string> steps_;
-  std::string key_;
-  JsonError error_;
+  const std::string_view text_;
+  const std::size_t maxDepth_;
+  Json document_;
+  /// From the outermost to the innermost.
+  std::vector<Container> open_;
+  ScriptError error_;
 };
 
 bool isPlainKey(std::string_view key) {
@@ -139,10 +143,14 @@ bool isPlainKey(std::string_view key) {
 
 }  // namespace
 
-std::variant<nlohmann::json, JsonError> parseStrictJson(std::string_view text) {
-  Builder builder(text);
-  if (!json::sax_parse(text, &builder)) return builder.error();
+Result<Json, ScriptError> parseStrictJson(std::string_view text, std::size_t maxDepth) {
+  Builder builder(text, maxDepth);
+  if (!Json::sax_parse(text, &builder)) return Failure(builder.error());
   return builder.takeDocument();
+}
+
+std::string toLine(const Json& json) {
+  return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
 std::string inQuotes(std::string_view text) {
@@ -151,7 +159,7 @@ std::string inQuotes(std::string_view text) {
     while (length > 0 && (text[length] & 0xC0) == 0x80) --length;
     shown = std::string(text.substr(0, length)) + "...";
   }
-  return json(shown).dump(-1, ' ', false, json::error_handler_t::replace);
+  return toLine(shown);
 }
 
 std::string placeOfKey(std::string_view place, std::string_view key) {

@@ -1,24 +1,29 @@
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
-#include <variant>
+
+#include "device/script/json/ScriptError.h"
 
 namespace vecamera::device::script {
 
-/// Why a text is not taken as JSON.
-struct JsonError {
-  /// "line 3, column 5", both from 1, or the place within the document ("steps[3]"), which is empty
-  /// at the top level.
-  std::string place;
-  /// One line.
-  std::string why;
-};
+/// The JSON of scripts, events and messages. Written in the order in which it was built.
+using Json = nlohmann::ordered_json;
 
-/// The JSON that the text holds. Stricter than the grammar: a key that stands twice in an object
-/// and nesting past 64 levels are errors too. A byte order mark at the start is skipped.
-std::variant<nlohmann::json, JsonError> parseStrictJson(std::string_view text);
+/// How deep a document may be nested.
+inline constexpr std::size_t maxJsonDepth = 64;
+
+/// The JSON that the text holds, with the members of each object sorted by key: nothing that is
+/// made of it depends on their order in the text. Stricter than the grammar: a key that stands
+/// twice in an object and nesting beyond `maxDepth` levels are errors too. A byte order mark at the
+/// start is skipped.
+Result<Json, ScriptError> parseStrictJson(std::string_view text,
+                                          std::size_t maxDepth = maxJsonDepth);
+
+/// One line of output, without its line end. Bytes that are not UTF-8 are replaced.
+std::string toLine(const Json& json);
 
 /// The text in quotation marks with everything escaped that would break a line, shortened where it
 /// is long. For messages.

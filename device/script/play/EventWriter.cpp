@@ -7,8 +7,6 @@
 namespace vecamera::device::script {
 namespace {
 
-using Json = nlohmann::ordered_json;
-
 std::string styleName(UIModalPresentationStyle style) {
   switch (style) {
     case UIModalPresentationStyle::fullScreen: return "fullScreen";
@@ -103,7 +101,7 @@ void EventWriter::locationManagerTold(std::string_view what) {
   write({{"event", "location"}, {"manager", what}});
 }
 
-void EventWriter::saved(const photos::SavedAsset& asset) {
+void EventWriter::onSaved(const photos::SavedAsset& asset) {
   write({{"event", "saved"},
          {"id", asset.id},
          {"type", asset.type},
@@ -111,16 +109,12 @@ void EventWriter::saved(const photos::SavedAsset& asset) {
          {"format", asset.format}});
 }
 
-void EventWriter::finalizedImageDestination(std::string_view type, const Dictionary& properties,
-                                            std::size_t bytes) {
+void EventWriter::onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
+                                              std::size_t bytes) {
   write({{"event", "imageDestination"},
          {"type", type},
          {"properties", toJson(Value(properties))},
          {"bytes", bytes}});
-}
-
-void EventWriter::write(const Json& event) {
-  sink_(toLine(event));
 }
 
 }  // namespace vecamera::device::script

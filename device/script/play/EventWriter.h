@@ -1,14 +1,16 @@
 #pragma once
 
-#include <nlohmann/json_fwd.hpp>
-#include <string>
+#include <functional>
 
 #include "device/script/assembly/ScriptedDevice.h"
-#include "device/script/play/Player.h"
+#include "device/script/json/StrictJson.h"
 
 namespace vecamera::device::script {
 
-/// Writes what a scripted device tells as the events of a script's output.
+/// Takes one event, a JSON object. Whoever writes it uses `toLine`.
+using EventSink = std::function<void(const Json& event)>;
+
+/// Turns what happens on a scripted device into the events of a script's output.
 class EventWriter : public ScriptObserver {
  public:
   explicit EventWriter(EventSink sink) : sink_(std::move(sink)) {}
@@ -23,12 +25,12 @@ class EventWriter : public ScriptObserver {
   void dismissed(const UIViewController& controller, bool animated) override;
   void openedURL(const URL& url) override;
   void locationManagerTold(std::string_view what) override;
-  void saved(const photos::SavedAsset& asset) override;
-  void finalizedImageDestination(std::string_view type, const Dictionary& properties,
-                                 std::size_t bytes) override;
+  void onSaved(const photos::SavedAsset& asset) override;
+  void onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
+                                   std::size_t bytes) override;
 
   /// Writes any other event.
-  void write(const nlohmann::ordered_json& event);
+  void write(const Json& event) { sink_(event); }
 
  private:
   const EventSink sink_;

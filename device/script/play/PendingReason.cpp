@@ -11,6 +11,13 @@ std::int64_t integerAt(const container::Callback& callback, std::size_t position
   return argument ? argument->integerValue().value_or(otherwise) : otherwise;
 }
 
+/// Videos of the photo library are taken with the camera.
+std::int64_t sourceOf(const container::Callback& callback) {
+  const auto source = integerAt(callback, 2, Source::camera);
+  const bool isVideo = integerAt(callback, 6, 0) == 1;
+  return source == Source::photoLibrary && isVideo ? Source::camera : source;
+}
+
 bool asksForLocation(const container::Callback& callback) {
   const auto argument = callback.command().argument(12);
   return argument && argument->booleanValue().value_or(false);
@@ -43,10 +50,22 @@ std::string heldBackForLocation(const container::Callback& callback, const Scrip
          "location manager is started";
 }
 
+/// Why nothing was put on screen for the command.
+std::string nothingPresented(std::int64_t source, const ScriptedDevice& device) {
+  if (source != Source::camera && device.photoPermission.status() == PHAuthorizationStatus::limited)
+    return "access to the photo library is limited, which opens no picker and gives no answer";
+  const auto& plugin = *device.container.plugin();
+  // `dispose` takes both views, a page without a view controller has the web view yet.
+  if (!plugin.webView())
+    return "the plug-in was disposed before it could present anything: it had no view controller";
+  if (!plugin.viewController()) return "the plug-in has no view controller to present anything on";
+  return "the plug-in had no view controller when it was to present something";
+}
+
 }  // namespace
 
-std::string reasonForOpen(const container::Callback& callback, const ScriptedDevice& device,
-                          bool settingsOpened) {
+std::string pendingReason(const container::Callback& callback, const ScriptedDevice& device,
+                          const CommandHistory& history) {
   if (device.lanes.anyWaiting())
     return "a temporary file of the wanted name exists, and the plug-in waits until it is gone";
   if (callback.selector() != "takePicture:") return "the command has not come to its end";
@@ -56,17 +75,18 @@ std::string reasonForOpen(const container::Callback& callback, const ScriptedDev
     return "a later takePicture took its place, and a callback that was replaced is never answered";
   if (auto waiting = waitingOnScreen(device); !waiting.empty()) return waiting;
 
-  const auto source = integerAt(callback, 2, Source::camera);
+  const auto source = sourceOf(callback);
   if (source != Source::photoLibrary && source != Source::camera &&
       source != Source::savedPhotosAlbum)
     return "the device has the source " + std::to_string(source) +
            ", but the plug-in knows no such source and stops without an answer";
-  if (settingsOpened)
-    return "the Settings action of the camera's alert opens the settings and answers nothing";
-  if (source != Source::camera && device.photoPermission.status() == PHAuthorizationStatus::limited)
-    return "access to the photo library is limited, which opens no picker and gives no answer";
-  if (!device.container.plugin()->viewController())
-    return "the plug-in has no view controller to present anything on";
+  if (!history.hasPresentedPicker) {
+    if (history.settings == CommandHistory::Settings::opened)
+      return "the Settings action of the camera's alert opens the settings and answers nothing";
+    if (history.settings == CommandHistory::Settings::unavailable)
+      return "the Settings action of the alert found no settings to open, and answers nothing";
+    if (!history.hasPresentedAlert) return nothingPresented(source, device);
+  }
   if (asksForLocation(callback) && source == Source::camera)
     return heldBackForLocation(callback, device);
   return "the flow ended on a path that gives no answer";

@@ -6,9 +6,22 @@
 
 namespace vecamera::device::script {
 
-/// Why the callback has no answer, in plain words, from how things stand now. `settingsOpened`: an
-/// alert opened the settings since the callback was given.
-std::string reasonForOpen(const container::Callback& callback, const ScriptedDevice& device,
-                          bool settingsOpened);
+/// What has happened since a command began, as far as its open callback depends on it.
+struct CommandHistory {
+  enum class Settings {
+    notAsked,
+    opened,
+    /// An alert's action found no address of the settings.
+    unavailable,
+  };
+  Settings settings = Settings::notAsked;
+  bool hasPresentedAlert = false;
+  bool hasPresentedPicker = false;
+};
+
+/// Why the callback has no answer, in plain words, from how things stand now and from the history
+/// of the latest `takePicture`.
+std::string pendingReason(const container::Callback& callback, const ScriptedDevice& device,
+                          const CommandHistory& history);
 
 }  // namespace vecamera::device::script

@@ -19,45 +19,51 @@ namespace vecamera::device::script {
 
 using Clock = std::chrono::steady_clock;
 
-/// Notes the events that the reasons of open callbacks need, and the time that exports take.
+/// Keeps what the reasons of open callbacks depend on, and the time that exports take.
 class PlayerEvents : public EventWriter {
  public:
-  PlayerEvents(EventSink sink, const PlayerOptions& options, std::ostream& diagnostics)
+  PlayerEvents(EventSink sink, const PlayOptions& options, std::ostream& diagnostics)
       : EventWriter(std::move(sink)), options_(options), diagnostics_(diagnostics) {}
   void answerRefused(const container::Callback& callback) override {
     diagnostics_ << "fault: the callback " << inQuotes(callback.name())
                  << " was answered again; the container refused that answer\n";
   }
+  void presented(const UIViewController& controller, bool animated) override {
+    const bool isPicker = dynamic_cast<const UIImagePickerController*>(&controller) != nullptr;
+    (isPicker ? history.hasPresentedPicker : history.hasPresentedAlert) = true;
+    EventWriter::presented(controller, animated);
+  }
   void openedURL(const URL& url) override {
-    settingsOpened = true;
+    history.settings = CommandHistory::Settings::opened;
     EventWriter::openedURL(url);
   }
-  void exporting(float progress) override {
-    latestProgress = Clock::now();
-    if (options_.exporting) options_.exporting(progress);
+  void onSettingsUnavailable() override {
+    history.settings = CommandHistory::Settings::unavailable;
   }
-  bool interrupted() override { return takesTooLong() || wasStopped(); }
-  void exportFailed(const NSError& error) override {
+  void onExportProgress(float progress) override {
+    latestProgress = Clock::now();
+    if (options_.onExportProgress) options_.onExportProgress(progress);
+  }
+  bool isInterrupted() override { return takesTooLong() || wasStopped(); }
+  void onExportFailed(const NSError& error) override {
     diagnostics_ << "note: the movie's export failed: " << error.localizedDescription() << '\n';
   }
-  bool wasStopped() const { return options_.interrupted && options_.interrupted(); }
+  bool wasStopped() const { return options_.isInterrupted && options_.isInterrupted(); }
   bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
 
-  bool settingsOpened = false;
-  /// When the settling began, or an export told of its progress last: a movie takes its time.
+  /// Of the latest `takePicture`.
+  CommandHistory history;
+  /// When the settling began, or an export last made progress: a movie takes its time.
   Clock::time_point latestProgress = Clock::now();
 
  private:
-  const PlayerOptions options_;
+  const PlayOptions options_;
   std::ostream& diagnostics_;
 };
 
 namespace {
 
-using Json = nlohmann::ordered_json;
-
-/// Why a step could not be played; nothing: it was.
-using StepFailure = std::optional<std::string>;
+using Played = Result<void, ScriptError>;
 
 std::optional<Data> readWholeFile(const std::filesystem::path& path) {
   std::ifstream in(path, std::ios::binary);
@@ -77,20 +83,20 @@ class Steps {
   Steps(ScriptedDevice& device, PlayerEvents& events, std::ostream& diagnostics)
       : device_(device), events_(events), diagnostics_(diagnostics) {}
 
-  StepFailure play(const Step& step) {
+  Played play(const Step& step) {
     return std::visit([this](const auto& one) { return this->step(one); }, step);
   }
 
  private:
   /// Calls the selector on the container's command thread, before anything else runs.
-  StepFailure perform(const std::string& selector, Array arguments, bool reports) {
-    const auto refused = std::make_shared<StepFailure>();
+  Played perform(const std::string& selector, Array arguments, bool reports) {
+    const auto refused = std::make_shared<Played>();
     auto& command = device_.lanes.command();
     command.post([&device = device_, &events = events_, selector, arguments = std::move(arguments),
                   reports, refused] {
       const auto result = device.container.perform(selector, arguments);
       if (const auto* refusal = std::get_if<container::Container::Refusal>(&result))
-        *refused = refusal->why;
+        *refused = failed(refusal->why);
       else if (reports)
         events.write({{"event", "returned"},
                       {"selector", selector},
@@ -100,37 +106,38 @@ class Steps {
     return *refused;
   }
 
-  StepFailure performCommand(const std::string& selector, const std::string& name,
-                             Array arguments) {
+  Played performCommand(const std::string& selector, const std::string& name, Array arguments) {
     if (!device_.container.plugin())
-      return "there is no plug-in object; a \"create\" step makes one";
+      return failed("there is no plug-in object; a \"create\" step makes one");
     return perform(selector,
                    {Value(device_.container.makeCallback(name, selector, std::move(arguments)))},
                    false);
   }
 
-  StepFailure step(const TakePictureStep& step) {
-    events_.settingsOpened = false;
+  Played step(const TakePictureStep& step) {
+    events_.history = {};
     return performCommand("takePicture:", step.as, step.arguments);
   }
 
-  StepFailure step(const CleanupStep& step) { return performCommand("cleanup:", step.as, {}); }
+  Played step(const CleanupStep& step) { return performCommand("cleanup:", step.as, {}); }
 
-  StepFailure step(const CaptureStep& step) {
+  Played step(const CaptureStep& step) {
     const auto picker = device_.screen.picker();
     if (!picker || picker->sourceType() != UIImagePickerControllerSourceType::camera)
-      return "there is no camera picker on screen";
+      return failed("there is no camera picker on screen");
     Dictionary info;
     if (step.media == CaptureStep::Media::movie) {
-      if (!takes(*picker, kUTTypeMovie, step.info)) return "the camera on screen takes no movies";
+      if (!takes(*picker, kUTTypeMovie, step.info))
+        return failed("the camera on screen takes no movies");
       std::string file = step.file.string();
       if (file.empty())
-        if (auto failure = recordScene(*picker, step.seconds, file)) return failure;
+        if (auto recorded = recordScene(*picker, step.seconds, file); !recorded) return recorded;
       info = camera::movieInfo(device_.urls.fileURLWithPath(file));
     } else {
-      if (!takes(*picker, kUTTypeImage, step.info)) return "the camera on screen takes no photos";
+      if (!takes(*picker, kUTTypeImage, step.info))
+        return failed("the camera on screen takes no photos");
       const auto photo = readWholeFile(step.file);
-      if (!photo) return "the photo " + step.file.string() + " cannot be read";
+      if (!photo) return failed("the photo " + step.file.string() + " cannot be read");
       const auto edit = editOn(*picker, step.crop);
       device_.camera.pointAt(picker->cameraDevice(), *photo);
       info = device_.camera.capture(device_.images, picker->cameraDevice(), edit);
@@ -140,21 +147,22 @@ class Steps {
     return finish(picker, std::move(info), step.info);
   }
 
-  StepFailure step(const PickStep& step) {
+  Played step(const PickStep& step) {
     const auto picker = device_.screen.picker();
     if (!picker || picker->sourceType() == UIImagePickerControllerSourceType::camera)
-      return "there is no library picker on screen";
+      return failed("there is no library picker on screen");
     const auto asset = device_.photoLibrary.assetWithIdentifier(step.asset);
-    if (!asset) return "the photo library has no asset " + inQuotes(step.asset);
+    if (!asset) return failed("the photo library has no asset " + inQuotes(step.asset));
     const auto file = device_.base.store->originalFile(step.asset);
-    if (!file) return file.error().text;
+    if (!file) return failed(file.error().text);
     Dictionary info;
     if (asset->record().type == PHAssetResourceType::video) {
-      if (!takes(*picker, kUTTypeMovie, step.info)) return "the library on screen shows no movies";
+      if (!takes(*picker, kUTTypeMovie, step.info))
+        return failed("the library on screen shows no movies");
       info = camera::movieInfo(device_.urls.fileURLWithPath(file->string()));
     } else {
       const auto original = device_.base.store->readOriginal(step.asset);
-      if (!original) return original.error().text;
+      if (!original) return failed(original.error().text);
       const auto edit = editOn(*picker, step.crop);
       info = camera::pictureInfo(device_.images, *original, edit);
       noteMissedCrop(edit, info);
@@ -165,32 +173,33 @@ class Steps {
     return finish(picker, std::move(info), step.info);
   }
 
-  StepFailure step(const CancelStep&) {
+  Played step(const CancelStep&) {
     const auto picker = device_.screen.picker();
-    if (!picker) return "there is no picker on screen";
+    if (!picker) return failed("there is no picker on screen");
     if (const auto delegate = picker->delegate()) delegate->imagePickerControllerDidCancel(picker);
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const TapStep& step) {
+  Played step(const TapStep& step) {
     const auto alert = device_.screen.alert();
-    if (!alert) return "there is no alert on screen";
+    if (!alert) return failed("there is no alert on screen");
     std::string offered;
     for (const auto& action : alert->actions()) {
       if (action.title == step.action) {
         if (action.handler) action.handler(alert);
-        return std::nullopt;
+        return {};
       }
       offered += (offered.empty() ? "" : ", ") + inQuotes(action.title);
     }
-    return "the alert on screen has no action " + inQuotes(step.action) + "; it offers " + offered;
+    return failed("the alert on screen has no action " + inQuotes(step.action) + "; it offers " +
+                  offered);
   }
 
-  StepFailure step(const AnswerStep& step) {
+  Played step(const AnswerStep& step) {
     const auto permission = permissionOf(step.prompt);
     if (!device_.screen.prompts().contains(permission))
-      return "there is no system prompt for " +
-             inQuotes(std::string(container::nameOf(permission))) + " on screen";
+      return failed("there is no system prompt for " +
+                    inQuotes(std::string(container::nameOf(permission))) + " on screen");
     switch (step.prompt) {
       case AnswerStep::Prompt::camera:
         device_.cameraPermission.decide(step.allow ? AVAuthorizationStatus::authorized
@@ -204,17 +213,17 @@ class Steps {
                                                      : location::LocationAuthorization::denied);
         break;
     }
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const LocationStep& step) {
+  Played step(const LocationStep& step) {
     std::optional<CLLocation> fix;
     if (step.fix) fix = device_.locationOf(*step.fix);
     device_.location.update(fix);
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const AuthorizeStep& step) {
+  Played step(const AuthorizeStep& step) {
     if (step.camera) device_.cameraPermission.decide(*step.camera);
     if (step.photoLibrary) device_.photoPermission.decide(*step.photoLibrary);
     if (step.location) {
@@ -223,72 +232,73 @@ class Steps {
       device_.locationPermission.decide(*step.location);
       if (!wasAllowed) device_.location.allowed();
     }
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const ViewControllerStep& step) {
+  Played step(const ViewControllerStep& step) {
     device_.setViewController(step.to);
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const UrlTransformerStep& step) {
+  Played step(const UrlTransformerStep& step) {
     device_.setUrlTransformer(step.to);
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const FaultsStep& step) {
+  Played step(const FaultsStep& step) {
     device_.faults.set(step.to);
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const CallStep& step) {
+  Played step(const CallStep& step) {
     return perform(step.selector, step.argument ? Array{*step.argument} : Array{}, true);
   }
 
-  StepFailure step(const AdvanceStep& step) {
+  Played step(const AdvanceStep& step) {
     if (!device_.base.manualClock)
-      return "the clock runs by itself; give device.clock to make it stand still";
+      return failed("the clock runs by itself; give device.clock to make it stand still");
     // Beyond these years dates cannot be written any more.
     using namespace std::chrono;
     constexpr Date first = sys_days(year(1) / January / 1);
     constexpr Date end = sys_days(year(10000) / January / 1);
     const auto then = device_.base.clock->now() + step.by;
-    if (then < first || then >= end) return "the clock would leave the years 1 to 9999";
+    if (then < first || then >= end) return failed("the clock would leave the years 1 to 9999");
     device_.base.manualClock->advance(step.by);
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const RemoveStep& step) {
+  Played step(const RemoveStep& step) {
     const auto path = device_.base.temporaryDirectory + "/" + step.file;
     if (const auto error = device_.files.removeItemAtPath(path))
-      return error->localizedDescription();
-    return std::nullopt;
+      return failed(error->localizedDescription());
+    return {};
   }
 
-  StepFailure step(const AddAssetStep& step) {
+  Played step(const AddAssetStep& step) {
     const auto added =
         device_.base.store->importFile({step.file, step.id}, device_.base.clock->now());
-    return added ? StepFailure() : StepFailure(added.error().text);
+    if (!added) return failed(added.error().text);
+    return {};
   }
 
-  StepFailure step(const RemoveAssetStep& step) {
-    const auto error = device_.base.store->remove(step.asset);
-    return error ? StepFailure(error->text) : std::nullopt;
+  Played step(const RemoveAssetStep& step) {
+    if (const auto error = device_.base.store->remove(step.asset)) return failed(error->text);
+    return {};
   }
 
-  StepFailure step(const ReleaseStep&) {
+  Played step(const ReleaseStep&) {
     device_.container.release();
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const CreateStep&) {
+  Played step(const CreateStep&) {
     device_.createPlugin();
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const StateStep&) {
+  Played step(const StateStep&) {
     const auto& plugin = device_.container.plugin();
-    if (!plugin) return "there is no plug-in object; a \"create\" step makes one";
+    if (!plugin) return failed("there is no plug-in object; a \"create\" step makes one");
     const auto seen = plugin->inspect();
     const auto callback = std::dynamic_pointer_cast<container::Callback>(seen.currentCallBack);
     events_.write({{"event", "state"},
@@ -301,10 +311,10 @@ class Steps {
                    {"webView", plugin->webView() != nullptr},
                    {"viewController", plugin->viewController() != nullptr},
                    {"usesGeolocation", plugin->usesGeolocation()}});
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const FilesStep&) {
+  Played step(const FilesStep&) {
     const std::string directory = device_.base.temporaryDirectory;
     std::set<std::string> names;
     if (const auto entries = device_.files.enumeratorAtPath(directory)) {
@@ -317,12 +327,12 @@ class Steps {
       }
     }
     events_.write({{"event", "files"}, {"names", names}});
-    return std::nullopt;
+    return {};
   }
 
-  StepFailure step(const LibraryStep&) {
+  Played step(const LibraryStep&) {
     const auto records = device_.base.store->list();
-    if (!records) return records.error().text;
+    if (!records) return failed(records.error().text);
     Json assets = Json::array();
     for (const auto& record : *records)
       assets.push_back({{"id", record.identifier},
@@ -332,7 +342,7 @@ class Steps {
                         {"height", record.height},
                         {"format", photos::formatName(record)}});
     events_.write({{"event", "library"}, {"assets", assets}});
-    return std::nullopt;
+    return {};
   }
 
   /// A script that sets the media type itself knows what it does.
@@ -344,8 +354,7 @@ class Steps {
   }
 
   /// The camera's own movie, upright only when it is turned, as a phone stores it.
-  StepFailure recordScene(const UIImagePickerController& picker, double seconds,
-                          std::string& file) {
+  Played recordScene(const UIImagePickerController& picker, double seconds, std::string& file) {
     media::SceneMovie scene;
     scene.seconds = seconds;
     scene.seed = static_cast<std::uint32_t>(picker.cameraDevice() + 1);
@@ -354,8 +363,8 @@ class Steps {
     file = folder + "/" + std::to_string(device_.recordedScenes++) + ".mov";
     const auto error =
         media::generateSceneMovie(file, scene, [&events = events_] { return events.wasStopped(); });
-    if (error && events_.wasStopped()) return "interrupted";
-    return error ? StepFailure(error->localizedDescription()) : std::nullopt;
+    if (error) return failed(events_.wasStopped() ? "interrupted" : error->localizedDescription());
+    return {};
   }
 
   static container::Permission permissionOf(AnswerStep::Prompt prompt) {
@@ -381,8 +390,8 @@ class Steps {
   }
 
   /// The user uses what was taken or picked, after the script has had its say about the info.
-  StepFailure finish(const std::shared_ptr<UIImagePickerController>& picker, Dictionary info,
-                     const Dictionary& changes) {
+  Played finish(const std::shared_ptr<UIImagePickerController>& picker, Dictionary info,
+                const Dictionary& changes) {
     for (const auto& [key, value] : changes) {
       if (value.isNull())
         info.erase(key);
@@ -391,7 +400,7 @@ class Steps {
     }
     if (const auto delegate = picker->delegate())
       delegate->imagePickerControllerDidFinishPickingMediaWithInfo(picker, std::move(info));
-    return std::nullopt;
+    return {};
   }
 
   ScriptedDevice& device_;
@@ -401,70 +410,71 @@ class Steps {
 
 }  // namespace
 
-PlaySession::PlaySession(const PlayerOptions& options, EventSink sink, std::ostream& diagnostics)
+PlaySession::PlaySession(const PlayOptions& options, EventSink sink, std::ostream& diagnostics)
     : options_(options),
       diagnostics_(diagnostics),
       events_(std::make_unique<PlayerEvents>(
-          [this, sink = std::move(sink)](const std::string& line) {
-            if (reporting_) sink(line);
+          [this, sink = std::move(sink)](const Json& event) {
+            if (isReporting_) sink(event);
           },
           options, diagnostics)) {}
 
-std::variant<std::unique_ptr<PlaySession>, std::string> PlaySession::make(
-    const DeviceSetup& setup, const PlayerOptions& options, EventSink sink,
-    std::ostream& diagnostics) {
+Result<std::unique_ptr<PlaySession>, ScriptError> PlaySession::make(const DeviceSetup& setup,
+                                                                    const PlayOptions& options,
+                                                                    EventSink sink,
+                                                                    std::ostream& diagnostics) {
   std::unique_ptr<PlaySession> session(new PlaySession(options, std::move(sink), diagnostics));
   auto device = ScriptedDevice::make(setup, *session->events_, session->traceSink());
-  if (auto* error = std::get_if<std::string>(&device)) return std::move(*error);
-  session->device_ = std::get<std::unique_ptr<ScriptedDevice>>(std::move(device));
+  if (!device) return std::move(device).failure();
+  session->device_ = *std::move(device);
   return session;
 }
 
 TraceSink PlaySession::traceSink() const {
-  if (!options_.trace) return {};
+  if (!options_.onTrace) return {};
   return [this](const TraceSpan& span) {
-    if (reporting_) options_.trace(span);
+    if (isReporting_) options_.onTrace(span);
   };
 }
 
 PlaySession::~PlaySession() {
-  reporting_ = false;
+  isReporting_ = false;
 }
 
-std::optional<std::string> PlaySession::play(const Step& step) {
+Result<void, ScriptError> PlaySession::play(const Step& step) {
   return Steps(*device_, *events_, diagnostics_).play(step);
 }
 
-std::optional<std::string> PlaySession::fatalError() const {
+Result<void, ScriptError> PlaySession::checkProcess() const {
   const auto& error = device_->lanes.fatalError();
-  if (error.empty()) return std::nullopt;
-  return "the module ended the process: " + error;
+  if (error.empty()) return {};
+  return failed("the module ended the process: " + error);
 }
 
-std::optional<std::string> PlaySession::settle() {
+Result<void, ScriptError> PlaySession::settle() {
   events_->latestProgress = Clock::now();
   for (;;) {
-    if (auto error = fatalError()) return error;
+    if (auto checked = checkProcess(); !checked) return checked;
     const bool moved = device_->lanes.step() || device_->lanes.retryWaiting();
-    if (!moved && !device_->lanes.anyWaiting()) return std::nullopt;
-    if (options_.interrupted && options_.interrupted()) return "interrupted";
+    if (!moved && !device_->lanes.anyWaiting()) return {};
+    if (events_->wasStopped()) return failed("interrupted");
     if (events_->takesTooLong()) {
       const auto waiting = waitingFor();
-      return "not settled in " + secondsText(options_.limit) +
-             (waiting ? ": " + *waiting : std::string());
+      return failed("not settled in " + secondsText(options_.limit) +
+                    (waiting ? ": " + *waiting : std::string()));
     }
     // Only the world outside can free the name that the module waits for.
     if (!moved) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
 
-std::optional<std::string> PlaySession::runOn() {
+Result<void, ScriptError> PlaySession::runReadyJobs() {
   events_->latestProgress = Clock::now();
   while (device_->lanes.step() || device_->lanes.retryWaiting()) {
-    if (options_.interrupted && options_.interrupted()) return "interrupted";
-    if (auto error = fatalError()) return error;
+    if (events_->wasStopped()) return failed("interrupted");
+    if (auto checked = checkProcess(); !checked) return checked;
   }
-  return fatalError();
+  return checkProcess();
 }
 
 std::optional<std::string> PlaySession::waitingFor() const {
@@ -472,18 +482,18 @@ std::optional<std::string> PlaySession::waitingFor() const {
   return "the module waits until no file " + inQuotes(device_->takenName) + " exists";
 }
 
-std::string PlaySession::reasonForOpen(const container::Callback& callback) const {
-  return script::reasonForOpen(callback, *device_, events_->settingsOpened);
+std::string PlaySession::pendingReason(const container::Callback& callback) const {
+  return script::pendingReason(callback, *device_, events_->history);
 }
 
 void PlaySession::reportOpenCallbacks() {
   for (const auto& callback : device_->container.ledger().open())
     events_->write(
-        {{"event", "open"}, {"callback", callback->name()}, {"why", reasonForOpen(*callback)}});
+        {{"event", "open"}, {"callback", callback->name()}, {"why", pendingReason(*callback)}});
 }
 
-void PlaySession::reportFailure(std::size_t step, const std::string& why) {
-  events_->write({{"event", "failed"}, {"step", step}, {"why", why}});
+void PlaySession::reportFailure(std::size_t step, const ScriptError& error) {
+  events_->write({{"event", "failed"}, {"step", step}, {"why", error.message()}});
 }
 
 }  // namespace vecamera::device::script

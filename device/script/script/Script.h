@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <variant>
 #include <vector>
@@ -81,6 +82,11 @@ struct Fault {
   /// The one name in the temporary directory that the fault is about (removeItem); nothing: any.
   std::optional<std::string> path;
 };
+
+// The names that scripts give to what the user allows.
+std::string_view nameOf(AVAuthorizationStatus status);
+std::string_view nameOf(PHAuthorizationStatus status);
+std::string_view nameOf(location::LocationAuthorization status);
 
 struct AuthorizationSetup {
   AVAuthorizationStatus camera = AVAuthorizationStatus::authorized;
@@ -281,6 +287,17 @@ using Step =
                  FaultsStep, CallStep, AdvanceStep, RemoveStep, AddAssetStep, RemoveAssetStep,
                  ReleaseStep, CreateStep, StateStep, FilesStep, LibraryStep>;
 
+/// Whether the container hands out a callback for the step, which stays open until it is answered.
+inline bool opensCallback(const Step& step) {
+  return std::visit(
+      [](const auto& kind) {
+        return requires {
+          kind.as;
+        };
+      },
+      step);
+}
+
 struct ScriptStep {
   Step step;
   /// False: the next step is played before the device has settled.
@@ -288,8 +305,6 @@ struct ScriptStep {
 };
 
 struct Script {
-  /// As the user named the file, for messages.
-  std::string name;
   DeviceSetup device;
   std::vector<ScriptStep> steps;
   /// What holds the files whose bytes stand in the script itself; may be null.

@@ -1,23 +1,12 @@
 #pragma once
 
 #include <filesystem>
-#include <string>
 #include <string_view>
-#include <variant>
 
+#include "device/script/json/StrictJson.h"
 #include "device/script/script/Script.h"
 
 namespace vecamera::device::script {
-
-/// Why a file is not taken as a script: one line that names the file, the place and the cure.
-struct ScriptError {
-  std::string message;
-};
-
-/// Reads and checks a script whole, the files that it names included, before anything is played.
-/// Relative paths start from the script's folder; a data URL stands for a file of its own, which
-/// lives as long as the script.
-std::variant<Script, ScriptError> readScript(const std::filesystem::path& path);
 
 /// Which files a script may name.
 enum class FileScope {
@@ -26,9 +15,20 @@ enum class FileScope {
   folder,
 };
 
-/// The same from a text. `name` stands for the file in messages.
-std::variant<Script, ScriptError> parseScript(std::string_view text, std::string name,
-                                              const std::filesystem::path& folder,
-                                              FileScope scope = FileScope::anywhere);
+// Each reads and checks the whole, the files that it names included, before anything is played.
+// Relative paths start from the folder; a data URL stands for a file of its own, which lives as
+// long as the script. Errors do not name the file: whoever shows them knows it.
+
+/// The script in the file, whose paths start from its folder.
+Result<Script, ScriptError> readScript(const std::filesystem::path& path);
+Result<Script, ScriptError> parseScript(std::string_view text, const std::filesystem::path& folder,
+                                        FileScope scope = FileScope::anywhere);
+Result<Script, ScriptError> scriptFromJson(const Json& document,
+                                           const std::filesystem::path& folder,
+                                           FileScope scope = FileScope::anywhere);
+
+/// One step, which may not hold a data URL. Places begin at the step.
+Result<ScriptStep, ScriptError> stepFromJson(const Json& step, const std::filesystem::path& folder,
+                                             FileScope scope);
 
 }  // namespace vecamera::device::script

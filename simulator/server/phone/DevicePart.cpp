@@ -4,7 +4,6 @@
 #include <iterator>
 #include <utility>
 
-#include "device/script/json/JsonValue.h"
 #include "device/script/json/StrictJson.h"
 #include "device/script/script/ScriptReader.h"
 
@@ -13,17 +12,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
-
-/// What every phone has of its own.
-constexpr std::string_view kOwnKeys[] = {"temporaryDirectory", "urlTransformer"};
-/// What only a part from a file may tell.
-constexpr std::string_view kFileKeys[] = {"files", "mainBundle"};
-
-std::optional<std::string> refusedKey(const Json& device, std::span<const std::string_view> keys) {
-  for (const auto key : keys)
-    if (device.contains(key)) return "\"" + std::string(key) + "\" is the server's own";
-  return std::nullopt;
-}
 
 /// Takes the key out of the object; null where it is not there.
 Json take(Json& object, std::string_view key) {
@@ -36,59 +24,54 @@ Json take(Json& object, std::string_view key) {
 
 }  // namespace
 
-std::variant<DevicePart, std::string> readDevicePart(const fs::path& file) {
+Result<DevicePart> readDevicePart(const fs::path& file) {
   const auto name = file.string();
   std::ifstream in(file, std::ios::binary);
   const std::string text{std::istreambuf_iterator<char>(in), {}};
-  if (!in) return name + ": it cannot be read; check the name and its permissions";
-  const auto parsed = device::script::parseStrictJson(text);
-  if (const auto* error = std::get_if<device::script::JsonError>(&parsed))
-    return name + ": " + (error->place.empty() ? "" : error->place + ": ") + error->why;
-  Json script = std::get<nlohmann::json>(parsed);
+  if (!in) return failed(name, "it cannot be read; check the name and its permissions");
+  auto parsed = device::script::parseStrictJson(text);
+  if (!parsed) return failed(name, parsed.error().message());
+  auto& script = *parsed;
   if (!script.is_object() || !script.contains("device"))
-    return name + ": it has no \"device\" part";
+    return failed(name, "it has no \"device\" part");
   script["steps"] = Json::array();
   const auto folder = fs::absolute(file).parent_path();
-  const auto read = device::script::parseScript(device::script::toLine(script), name, folder);
-  if (const auto* error = std::get_if<device::script::ScriptError>(&read)) return error->message;
+  if (const auto read = device::script::scriptFromJson(script, folder); !read)
+    return failed(name, read.error().message());
 
   DevicePart part;
-  part.asked = std::move(script["device"]);
+  part.requested = std::move(script["device"]);
   // A recording has them, and may well be what a phone begins with.
-  for (const auto key : kOwnKeys) take(part.asked, key);
-  for (const auto key : {"files", "mainBundle", "seed"})
-    if (part.asked.contains(key)) part.kept[key] = take(part.asked, key);
-  if (part.kept.contains("mainBundle") && part.kept["mainBundle"].is_string())
-    part.kept["mainBundle"] = (folder / part.kept["mainBundle"].get<std::string>()).string();
+  for (const auto* key : {"temporaryDirectory", "urlTransformer"}) take(part.requested, key);
+  for (const auto* key : {"files", "mainBundle", "seed"})
+    if (part.requested.contains(key)) part.serverOwned[key] = take(part.requested, key);
+  if (part.serverOwned.contains("mainBundle") && part.serverOwned["mainBundle"].is_string())
+    part.serverOwned["mainBundle"] =
+        (folder / part.serverOwned["mainBundle"].get<std::string>()).string();
   // A phone that was described has just what the description says.
   part.library = Json::array();
-  if (auto library = take(part.asked, "library"); library.is_array()) {
+  if (auto library = take(part.requested, "library"); library.is_array()) {
     for (auto& asset : library)
-      if (auto& asked = asset["file"]; !asked.get<std::string>().starts_with("data:"))
-        asked = (folder / asked.get<std::string>()).string();
+      if (auto& source = asset["file"]; !source.get<std::string>().starts_with("data:"))
+        source = (folder / source.get<std::string>()).string();
     part.library = std::move(library);
   }
   return part;
 }
 
-std::optional<std::string> problemWithAskedPart(const Json& device) {
-  if (auto why = refusedKey(device, kOwnKeys)) return why;
-  return refusedKey(device, kFileKeys);
+Result<> checkRequestedPart(const Json& device) {
+  for (const auto* key : {"temporaryDirectory", "urlTransformer", "files", "mainBundle"})
+    if (device.contains(key)) return failed("\"" + std::string(key) + "\" is the server's own");
+  return {};
 }
 
-std::variant<device::script::Script, std::string> scriptOf(const DevicePart& part) {
-  Json device = part.asked;
-  for (const auto& [key, value] : part.kept.items()) device[key] = value;
+Result<device::script::Script> scriptOf(const DevicePart& part) {
+  Json device = part.requested;
+  device.update(part.serverOwned);
   if (part.library) device["library"] = *part.library;
-  const Json script = {{"device", std::move(device)}, {"steps", Json::array()}};
   // Names of files are absolute by now.
-  auto read = device::script::parseScript(device::script::toLine(script), "", "/");
-  if (const auto* error = std::get_if<device::script::ScriptError>(&read)) {
-    constexpr std::string_view prefix = ": ";
-    return error->message.starts_with(prefix) ? error->message.substr(prefix.size())
-                                              : error->message;
-  }
-  return std::move(std::get<device::script::Script>(read));
+  return device::script::scriptFromJson({{"device", std::move(device)}, {"steps", Json::array()}},
+                                        "/");
 }
 
 }  // namespace vecamera::simulator
