@@ -23,12 +23,12 @@ namespace asio = boost::asio;
 using asio::ip::tcp;
 using Error = boost::system::error_code;
 
-constexpr std::chrono::milliseconds kTick{250};
-constexpr int kTicksBetweenLooks = 2;
-constexpr std::size_t kWorkers = 2;
+constexpr std::chrono::milliseconds tickInterval{250};
+constexpr int ticksPerWatch = 2;
+constexpr std::size_t workerCount = 2;
 /// How long the last messages may take to reach the browsers.
-constexpr std::chrono::milliseconds kFarewell{500};
-constexpr std::chrono::milliseconds kFarewellTick{10};
+constexpr std::chrono::milliseconds closeTimeout{500};
+constexpr std::chrono::milliseconds closeInterval{10};
 
 Error listen(tcp::acceptor& acceptor, std::uint16_t port) {
   const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
@@ -40,112 +40,103 @@ Error listen(tcp::acceptor& acceptor, std::uint16_t port) {
   return error;
 }
 
-}  // namespace
-
-class Server::Inside {
+class NetworkServer : public Server {
  public:
-  explicit Inside(ServerSetup setup)
+  explicit NetworkServer(ServerSetup setup)
       : setup_(std::move(setup)),
-        network_{io_, workers_, networkLimits(setup_)},
-        workers_(kWorkers),
-        simulatorDoor_(io_),
-        appDoor_(io_),
+        network_{io_, workers_, setup_.network, setup_.phone.media.fileBytes},
+        workers_(workerCount),
+        simulatorAcceptor_(io_),
+        appAcceptor_(io_),
         tick_(io_) {}
 
-  ~Inside() { finish(); }
+  ~NetworkServer() override { finish(); }
 
-  std::optional<std::string> open() {
-    if (const auto error = listen(simulatorDoor_, setup_.port))
-      return "the port " + std::to_string(setup_.port) + " cannot be had: " + error.message() +
-             "; choose another with --port, or 0 for a free one";
-    if (const auto error = listen(appDoor_, 0))
-      return "no port can be had for the app: " + error.message();
-    const auto port = simulatorDoor_.local_endpoint().port();
-    const auto appPort = appDoor_.local_endpoint().port();
+  Result<> open() {
+    if (const auto error = listen(simulatorAcceptor_, setup_.port))
+      return failed("the port " + std::to_string(setup_.port) + " cannot be had: " +
+                    error.message() + "; choose another with --port, or 0 for a free one");
+    if (const auto error = listen(appAcceptor_, 0))
+      return failed("no port can be had for the app: " + error.message());
+    const auto port = simulatorAcceptor_.local_endpoint().port();
+    const auto appPort = appAcceptor_.local_endpoint().port();
     address_ = "http://127.0.0.1:" + std::to_string(port) + "/" + secret_ + "/";
     const auto appToken = randomToken();
-    sessions_.emplace(sessionsSetup(appPort, appToken));
+    sessions_.emplace(registrySetup(appPort, appToken));
     simulator_.emplace(SimulatorSite::Setup{port, appPort, secret_}, *sessions_);
     app_.emplace(AppSite::Setup{appPort, port, appToken, setup_.app, recordings_}, *sessions_);
-    return std::nullopt;
+    return {};
   }
 
-  const std::string& address() const { return address_; }
+  std::string address() const override { return address_; }
 
-  void run() {
-    if (setup_.app) see(folderFingerprint(*setup_.app, recordings_));
+  void run() override {
+    if (setup_.app) hasChanged(folderFingerprint(*setup_.app, recordings_));
     // Before the first phone asks for them, as they take a moment.
     asio::post(workers_, [] { sampleMedia(); });
-    accept(simulatorDoor_, *simulator_);
-    accept(appDoor_, *app_);
+    accept(simulatorAcceptor_, *simulator_);
+    accept(appAcceptor_, *app_);
     waitForTick();
     io_.run();
     finish();
   }
 
-  void post(std::function<void()> job) { asio::post(io_, std::move(job)); }
-
-  void stop() {
-    if (std::exchange(isStopping_, true)) return;
-    Error ignored;
-    simulatorDoor_.close(ignored);
-    appDoor_.close(ignored);
-    sessions_->endAll("vecamera was stopped");
-    waitForFarewell(std::chrono::steady_clock::now() + kFarewell);
+  void stop() override {
+    post([this] { closeAll(); });
   }
 
-  void endIdleSessions() { sessions_->endIdle(); }
+  void endIdleSessions() override {
+    post([this] { sessions_->endIdle(); });
+  }
 
-  void lookForChanges() {
-    // What changes while nobody is there is seen when somebody is back.
-    if (!setup_.app || isLooking_ || !sessions_->anybodyThere()) return;
-    isLooking_ = true;
+  void lookForChanges() override {
+    post([this] { watch(); });
+  }
+
+ private:
+  SessionRegistry::Setup registrySetup(std::uint16_t appPort, const std::string& appToken) {
+    SessionRegistry::Setup sessions;
+    sessions.phone = setup_.phone;
+    sessions.recordings = recordings_;
+    sessions.limits = setup_.session;
+    sessions.appPort = appPort;
+    sessions.appToken = appToken;
+    sessions.now = setup_.now;
+    sessions.post = [this](std::function<void()> job) { post(std::move(job)); };
+    sessions.dispose = [this](std::shared_ptr<Session> session) { dispose(std::move(session)); };
+    return sessions;
+  }
+
+  void post(std::function<void()> job) { asio::post(io_, std::move(job)); }
+
+  void closeAll() {
+    if (std::exchange(isStopping_, true)) return;
+    Error ignored;
+    simulatorAcceptor_.close(ignored);
+    appAcceptor_.close(ignored);
+    sessions_->endAll("vecamera was stopped");
+    waitForConnections(std::chrono::steady_clock::now() + closeTimeout);
+  }
+
+  void watch() {
+    // What changes while no browser is connected is seen when one is.
+    if (!setup_.app || isWatching_ || !sessions_->isAnyConnected()) return;
+    isWatching_ = true;
     asio::post(workers_, [this] {
       const auto seen = folderFingerprint(*setup_.app, recordings_);
       post([this, seen] {
-        isLooking_ = false;
-        if (see(seen)) sessions_->tellAll(R"({"type":"reload"})");
+        isWatching_ = false;
+        if (hasChanged(seen)) sessions_->sendToAll(R"({"type":"reload"})");
       });
     });
   }
 
- private:
-  static NetworkLimits networkLimits(const ServerSetup& setup) {
-    NetworkLimits limits;
-    limits.connections = setup.maxConnections;
-    limits.bodyBytes = setup.media.fileBytes;
-    limits.messageBytes = setup.messageBytes;
-    limits.waitingBytes = setup.waitingBytes;
-    limits.headTime = setup.headTime;
-    limits.pieceTime = setup.pieceTime;
-    limits.silence = setup.silence;
-    return limits;
-  }
-
-  SessionsSetup sessionsSetup(std::uint16_t appPort, const std::string& appToken) {
-    SessionsSetup sessions;
-    sessions.device = setup_.device;
-    sessions.home = setup_.home;
-    sessions.recordings = recordings_;
-    sessions.maxSessions = setup_.maxSessions;
-    sessions.limits = setup_.session;
-    sessions.media = setup_.media;
-    sessions.appPort = appPort;
-    sessions.appToken = appToken;
-    sessions.now = setup_.now;
-    sessions.realTime = setup_.realTime;
-    sessions.post = [this](std::function<void()> job) { post(std::move(job)); };
-    sessions.letGo = [this](std::shared_ptr<Session> session) { letGo(std::move(session)); };
-    sessions.diagnose = setup_.diagnose;
-    return sessions;
-  }
-
   /// Until every connection has ended, or the time is up.
-  void waitForFarewell(std::chrono::steady_clock::time_point end) {
+  void waitForConnections(std::chrono::steady_clock::time_point end) {
     const bool isOver = network_.connections == 0 || std::chrono::steady_clock::now() >= end;
     if (isOver) return io_.stop();
-    tick_.expires_after(kFarewellTick);
-    tick_.async_wait([this, end](Error) { waitForFarewell(end); });
+    tick_.expires_after(closeInterval);
+    tick_.async_wait([this, end](Error) { waitForConnections(end); });
   }
 
   /// Phones and workers send to the context, so they end before it does.
@@ -157,7 +148,7 @@ class Server::Inside {
 
   /// A phone may be in the middle of something, so its end has a thread of its own, on which nobody
   /// waits but the end of the server.
-  void letGo(std::shared_ptr<Session> session) {
+  void dispose(std::shared_ptr<Session> session) {
     std::erase_if(endings_, [](const std::future<void>& ending) {
       return ending.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
     });
@@ -174,42 +165,42 @@ class Server::Inside {
   }
 
   /// Whether the app's files are others than they were.
-  bool see(const FolderFingerprint& seen) {
-    if (!seen.isWhole && !std::exchange(toldOfSize_, true))
-      setup_.diagnose(
+  bool hasChanged(const FolderFingerprint& seen) {
+    if (!seen.isWhole && !std::exchange(isSizeReported_, true))
+      setup_.phone.diagnose(
           "the app's folder has so many files that changes of some are not noticed; "
           "load the page anew yourself, or name a smaller folder");
     return std::exchange(fingerprint_, seen) != seen;
   }
 
-  void accept(tcp::acceptor& door, Site& site) {
-    door.async_accept(io_, [this, &door, &site](Error error, tcp::socket socket) {
-      if (!door.is_open()) return;
-      if (error) return acceptLater(door, site);
+  void accept(tcp::acceptor& acceptor, Site& site) {
+    acceptor.async_accept(io_, [this, &acceptor, &site](Error error, tcp::socket socket) {
+      if (!acceptor.is_open()) return;
+      if (error) return acceptLater(acceptor, site);
       Error ignored;
       socket.set_option(tcp::no_delay(true), ignored);
-      // One too many is let go at once, which its browser takes for a busy server.
+      // One too many is closed at once, which its browser takes for a busy server.
       if (network_.connections < network_.limits.connections)
         serveHttp(boost::beast::tcp_stream(std::move(socket)), site, network_);
-      accept(door, site);
+      accept(acceptor, site);
     });
   }
 
   /// The system is out of descriptors, say: asking again at once would help nobody.
-  void acceptLater(tcp::acceptor& door, Site& site) {
-    const auto pause = std::make_shared<asio::steady_timer>(io_, kTick);
-    pause->async_wait([this, pause, &door, &site](Error) {
-      if (door.is_open()) accept(door, site);
+  void acceptLater(tcp::acceptor& acceptor, Site& site) {
+    const auto pause = std::make_shared<asio::steady_timer>(io_, tickInterval);
+    pause->async_wait([this, pause, &acceptor, &site](Error) {
+      if (acceptor.is_open()) accept(acceptor, site);
     });
   }
 
   void waitForTick() {
-    tick_.expires_after(kTick);
+    tick_.expires_after(tickInterval);
     tick_.async_wait([this](Error error) {
       if (error || isStopping_) return;
-      if (setup_.interrupted && setup_.interrupted()) return stop();
-      endIdleSessions();
-      if (++ticks_ % kTicksBetweenLooks == 0) lookForChanges();
+      if (setup_.interrupted && setup_.interrupted()) return closeAll();
+      sessions_->endIdle();
+      if (++ticks_ % ticksPerWatch == 0) watch();
       waitForTick();
     });
   }
@@ -220,53 +211,32 @@ class Server::Inside {
   std::string address_;
   // These stand before the context, whose connections refer to them until it ends.
   Network network_;
-  std::optional<Sessions> sessions_;
+  std::optional<SessionRegistry> sessions_;
   std::optional<SimulatorSite> simulator_;
   std::optional<AppSite> app_;
   asio::io_context io_{1};
   asio::thread_pool workers_;
-  tcp::acceptor simulatorDoor_;
-  tcp::acceptor appDoor_;
+  tcp::acceptor simulatorAcceptor_;
+  tcp::acceptor appAcceptor_;
   asio::steady_timer tick_;
   /// Each waits for the end of its phone when it is destroyed.
   std::list<std::future<void>> endings_;
   FolderFingerprint fingerprint_;
-  bool toldOfSize_ = false;
-  bool isLooking_ = false;
+  bool isSizeReported_ = false;
+  bool isWatching_ = false;
   bool isStopping_ = false;
   int ticks_ = 0;
 };
 
-Server::Server(std::unique_ptr<Inside> inside) : inside_(std::move(inside)) {}
+}  // namespace
 
-Server::~Server() = default;
-
-std::variant<std::unique_ptr<Server>, std::string> Server::make(ServerSetup setup) {
-  if (!setup.realTime) setup.realTime = [] { return device::foundation::SystemClock().now(); };
-  if (!setup.diagnose) setup.diagnose = [](const std::string&) {};
-  auto inside = std::make_unique<Inside>(std::move(setup));
-  if (auto why = inside->open()) return *std::move(why);
-  return std::unique_ptr<Server>(new Server(std::move(inside)));
-}
-
-std::string Server::address() const {
-  return inside_->address();
-}
-
-void Server::run() {
-  inside_->run();
-}
-
-void Server::stop() {
-  inside_->post([this] { inside_->stop(); });
-}
-
-void Server::endIdleSessions() {
-  inside_->post([this] { inside_->endIdleSessions(); });
-}
-
-void Server::lookForChanges() {
-  inside_->post([this] { inside_->lookForChanges(); });
+Result<std::unique_ptr<Server>> Server::make(ServerSetup setup) {
+  auto& phone = setup.phone;
+  if (!phone.realTime) phone.realTime = [] { return device::foundation::SystemClock().now(); };
+  if (!phone.diagnose) phone.diagnose = [](const std::string&) {};
+  auto server = std::make_unique<NetworkServer>(std::move(setup));
+  if (auto opened = server->open(); !opened) return opened.failure();
+  return server;
 }
 
 }  // namespace vecamera::simulator

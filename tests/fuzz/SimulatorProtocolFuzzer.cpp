@@ -7,8 +7,8 @@
 #include "simulator/server/http/Http.h"
 #include "simulator/server/http/RequestTarget.h"
 #include "simulator/server/phone/DevicePart.h"
+#include "simulator/server/phone/PathPolicy.h"
 #include "simulator/server/phone/Requests.h"
-#include "simulator/server/sites/PathPolicy.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -17,11 +17,11 @@ namespace {
 void look(const StepRequest& request) {
   const auto read =
       device::script::stepFromJson(request.step, "/nonexistent", device::script::FileScope::folder);
-  if (read) problemWithFiles(read->step, {});
+  if (read) (void)checkFiles(read->step, {});
 }
 
 void look(const RestartRequest& request) {
-  if (!problemWithAskedPart(request.device)) scriptOf({request.device, {}, std::nullopt});
+  if (checkRequestedPart(request.device)) (void)scriptOf({request.device, {}, std::nullopt});
 }
 
 void look(const RestoreSamplesRequest&) {}
@@ -32,8 +32,7 @@ void look(const RestoreSamplesRequest&) {}
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace vecamera::simulator;
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);
-  const auto parsed = parseRequest(text);
-  if (const auto* request = std::get_if<PhoneRequest>(&parsed)) {
+  if (const auto request = parseRequest(text)) {
     if (!request->id.is_number()) std::abort();
     std::visit([](const auto& what) { look(what); }, request->what);
   }

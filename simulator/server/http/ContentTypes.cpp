@@ -6,7 +6,7 @@
 namespace vecamera::simulator {
 namespace {
 
-constexpr std::array kTypes = std::to_array<std::pair<std::string_view, std::string_view>>({
+constexpr std::array types = std::to_array<std::pair<std::string_view, std::string_view>>({
     {"html", "text/html; charset=utf-8"},
     {"htm", "text/html; charset=utf-8"},
     {"js", "text/javascript; charset=utf-8"},
@@ -56,14 +56,14 @@ std::string extensionOf(std::string_view fileName) {
 
 std::string_view contentTypeOf(std::string_view fileName) {
   const auto extension = extensionOf(fileName);
-  for (const auto& [known, type] : kTypes)
+  for (const auto& [known, type] : types)
     if (known == extension) return type;
   return "application/octet-stream";
 }
 
 std::string extensionOfType(std::string_view mediaType) {
   const auto type = mediaType.substr(0, mediaType.find(';'));
-  for (const auto& [extension, known] : kTypes)
+  for (const auto& [extension, known] : types)
     if (known == type) return std::string(extension);
   return "bin";
 }

@@ -4,7 +4,7 @@
 #include <charconv>
 #include <nlohmann/json.hpp>
 
-#include "device/script/json/JsonValue.h"
+#include "device/script/json/StrictJson.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
@@ -20,47 +20,52 @@ std::optional<std::uint64_t> parseNumber(std::string_view text) {
 
 }  // namespace
 
-Response failure(unsigned status, std::string_view why) {
-  return {status,
-          {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
-          device::script::toLine({{"error", why}})};
-}
-
 Response jsonResponse(std::string text) {
   return {
       200, {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}, std::move(text)};
 }
 
+Response errorResponse(unsigned status, std::string_view why) {
+  auto response = jsonResponse(device::script::toLine({{"error", why}}));
+  response.status = status;
+  return response;
+}
+
+Response textResponse(std::string_view text) {
+  return {
+      200, {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}}, text};
+}
+
 Response fileResponse(OpenedFile file, std::string_view name, std::string_view cacheControl) {
   Response response;
-  response.headers = {{"Content-Type", std::string(contentTypeOf(name))},
-                      {"Cache-Control", std::string(cacheControl)}};
+  response.fields = {{"Content-Type", std::string(contentTypeOf(name))},
+                     {"Cache-Control", std::string(cacheControl)}};
   if (cacheControl != "no-store")
-    response.headers.emplace_back(
+    response.fields.emplace_back(
         "ETag", "\"" + std::to_string(file.modifiedNs) + "-" + std::to_string(file.bytes) + "\"");
   response.body = std::move(file);
   return response;
 }
 
-Response mediaOnly(Response response) {
-  response.headers.emplace_back("Content-Security-Policy", "default-src 'none'; sandbox");
+Response sandboxed(Response response) {
+  response.fields.emplace_back("Content-Security-Policy", "default-src 'none'; sandbox");
   return response;
 }
 
-std::optional<ByteRange> parseRange(std::string_view header, std::uint64_t bytes) {
+std::optional<ByteRange> parseRange(std::string_view value, std::uint64_t bytes) {
   constexpr std::string_view unit = "bytes=";
-  if (!header.starts_with(unit)) return std::nullopt;
-  header.remove_prefix(unit.size());
-  const auto dash = header.find('-');
+  if (!value.starts_with(unit)) return std::nullopt;
+  value.remove_prefix(unit.size());
+  const auto dash = value.find('-');
   if (dash == std::string_view::npos) return std::nullopt;
-  const auto first = parseNumber(header.substr(0, dash));
-  const auto last = parseNumber(header.substr(dash + 1));
+  const auto first = parseNumber(value.substr(0, dash));
+  const auto last = parseNumber(value.substr(dash + 1));
   if (dash == 0) {
     if (!last || *last == 0) return std::nullopt;
     const auto length = std::min(*last, bytes);
     return ByteRange{bytes - length, length};
   }
-  const bool isOpen = dash + 1 == header.size();
+  const bool isOpen = dash + 1 == value.size();
   if (!first || (!last && !isOpen) || *first >= bytes || (last && *last < *first))
     return std::nullopt;
   const auto end = last ? std::min(*last, bytes - 1) : bytes - 1;
@@ -75,7 +80,7 @@ bool isOwnHost(std::string_view host, std::uint16_t port) {
   return false;
 }
 
-std::string ownName(std::string_view host) {
+std::string ownHostName(std::string_view host) {
   return host.starts_with("localhost") ? "localhost" : "127.0.0.1";
 }
 

@@ -1,7 +1,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
 #include <boost/beast/core/flat_buffer.hpp>
@@ -26,7 +25,7 @@ namespace http = beast::http;
 using Error = boost::system::error_code;
 using Parser = http::request_parser<http::buffer_body>;
 
-constexpr std::size_t kPiece = 65536;
+constexpr std::size_t bufferBytes = 65536;
 
 Method methodOf(http::verb verb) {
   switch (verb) {
@@ -37,31 +36,31 @@ Method methodOf(http::verb verb) {
   }
 }
 
-/// Nothing for a head in which a name that decides something stands twice or is missing.
-std::optional<Request> requestOf(const Parser::value_type& head) {
-  const auto field = [&head](http::field name) { return std::string(head[name]); };
-  if (head.count(http::field::host) != 1 || head.count(http::field::origin) > 1)
+/// Nothing where a field that decides something stands there twice or is missing.
+std::optional<Request> requestOf(const Parser::value_type& message) {
+  const auto field = [&message](http::field name) { return std::string(message[name]); };
+  if (message.count(http::field::host) != 1 || message.count(http::field::origin) > 1)
     return std::nullopt;
   Request request;
-  request.method = methodOf(head.method());
-  request.target = std::string(head.target());
+  request.method = methodOf(message.method());
+  request.target = std::string(message.target());
   request.host = field(http::field::host);
   request.origin = field(http::field::origin);
   request.cookie = field(http::field::cookie);
   request.ifNoneMatch = field(http::field::if_none_match);
   request.range = field(http::field::range);
-  request.isWebSocket = beast::websocket::is_upgrade(head);
+  request.isWebSocket = beast::websocket::is_upgrade(message);
   return request;
 }
 
-std::uint64_t sizeOf(const Response& response) {
-  if (const auto* file = std::get_if<OpenedFile>(&response.body)) return file->bytes;
-  if (const auto* text = std::get_if<std::string>(&response.body)) return text->size();
-  return std::get<std::string_view>(response.body).size();
+/// Of a response whose body is no file.
+std::string_view textOf(const Response& response) {
+  if (const auto* text = std::get_if<std::string>(&response.body)) return *text;
+  return std::get<std::string_view>(response.body);
 }
 
-const std::string* headerOf(const Response& response, std::string_view name) {
-  for (const auto& [key, value] : response.headers)
+const std::string* fieldOf(const Response& response, std::string_view name) {
+  for (const auto& [key, value] : response.fields)
     if (key == name) return &value;
   return nullptr;
 }
@@ -74,21 +73,21 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
         network_(network),
         count_(std::make_unique<ConnectionCount>(network)) {}
 
-  void readHead() {
+  void readHeader() {
     parser_.emplace();
     parser_->header_limit(static_cast<std::uint32_t>(network_.limits.headerBytes));
-    parser_->body_limit(network_.limits.bodyBytes);
+    parser_->body_limit(network_.maxBodyBytes);
     request_ = Request();
-    // For the whole head, so that one that trickles in is given up too.
-    stream_.expires_after(network_.limits.headTime);
+    // For the whole header section, so that one that trickles in is given up too.
+    stream_.expires_after(network_.limits.headerTimeout);
     http::async_read_header(
         stream_, buffer_, *parser_,
-        [self = shared_from_this()](Error error, std::size_t) { self->headRead(error); });
+        [self = shared_from_this()](Error error, std::size_t) { self->onHeader(error); });
   }
 
  private:
-  void headRead(Error error) {
-    if (error == http::error::body_limit) return refuseBody();
+  void onHeader(Error error) {
+    if (error == http::error::body_limit) return refuseContent();
     if (error == http::error::header_limit)
       return refuse(431, "the head of the request is too long");
     if (error.category() == http::make_error_code(http::error::bad_method).category() &&
@@ -98,23 +97,21 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     auto request = requestOf(parser_->get());
     if (!request) return refuse(400, "a request has one \"Host\" and at most one \"Origin\"");
     request_ = *std::move(request);
-    std::visit([this](auto&& reaction) { carryOut(std::move(reaction)); }, site_.react(request_));
+    std::visit([this](auto&& reaction) { respond(std::move(reaction)); }, site_.react(request_));
   }
 
-  /// Answers a request that the site does not get to see.
+  /// Responds to a request that the site does not get to see.
   void refuse(unsigned status, std::string_view why) {
     isLast_ = true;
-    respond(failure(status, why));
+    respond(errorResponse(status, why));
   }
 
-  void refuseBody() {
-    const auto most = network_.limits.bodyBytes >> 20U;
-    refuse(413, "a body has at most " + std::to_string(most) + " MiB");
+  void refuseContent() {
+    const auto max = network_.maxBodyBytes >> 20U;
+    refuse(413, "a body has at most " + std::to_string(max) + " MiB");
   }
 
-  void carryOut(Response response) { respond(std::move(response)); }
-
-  void carryOut(SlowResponse work) {
+  void respond(DeferredResponse work) {
     // Nothing limits the work but its own nature.
     stream_.expires_never();
     asio::post(network_.workers, [self = shared_from_this(), work = std::move(work)]() mutable {
@@ -124,85 +121,82 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     });
   }
 
-  void carryOut(std::unique_ptr<Upload> upload) {
+  void respond(std::unique_ptr<Upload> upload) {
     upload_ = std::move(upload);
-    piece_.resize(kPiece);
     readPiece();
   }
 
-  void carryOut(std::shared_ptr<MessageReceiver> receiver) {
-    RequestHead head;
-    static_cast<RequestHead::header_type&>(head) = parser_->get().base();
-    serveWebSocket(std::move(stream_), head, std::move(receiver), network_, std::move(count_));
+  void respond(std::shared_ptr<MessageHandler> handler) {
+    Handshake handshake;
+    static_cast<Handshake::header_type&>(handshake) = parser_->get().base();
+    serveWebSocket(std::move(stream_), handshake, std::move(handler), network_, std::move(count_));
   }
 
   void readPiece() {
-    if (parser_->is_done()) return uploadRead();
+    if (parser_->is_done()) return finishUpload();
     auto& body = parser_->get().body();
     body.data = piece_.data();
     body.size = piece_.size();
-    stream_.expires_after(network_.limits.pieceTime);
+    stream_.expires_after(network_.limits.bodyTimeout);
     http::async_read(
         stream_, buffer_, *parser_,
-        [self = shared_from_this()](Error error, std::size_t) { self->pieceRead(error); });
+        [self = shared_from_this()](Error error, std::size_t) { self->onPiece(error); });
   }
 
-  void pieceRead(Error error) {
+  void onPiece(Error error) {
     if (error == http::error::body_limit) {
       upload_.reset();
-      return refuseBody();
+      return refuseContent();
     }
     if (error && error != http::error::need_buffer) {
       upload_.reset();
       return close();
     }
     const auto bytes = piece_.size() - parser_->get().body().size;
-    if (!upload_->write({piece_.data(), bytes})) return uploadRead();
+    if (!upload_->write({piece_.data(), bytes})) return finishUpload();
     readPiece();
   }
 
-  void uploadRead() {
-    auto response = upload_->finish();
-    upload_.reset();
-    respond(std::move(response));
-  }
+  void finishUpload() { respond(std::exchange(upload_, nullptr)->finish()); }
 
-  /// Puts what the request's headers ask for on top of the site's answer, and sends it.
+  /// Applies the request's "If-None-Match" and "Range" fields to the site's response and sends it.
   void respond(Response response) {
     response_ = std::move(response);
     auto status = response_.status;
-    part_ = {0, sizeOf(response_)};
-    head_ = {};
-    const auto* tag = headerOf(response_, "ETag");
+    const auto* file = std::get_if<OpenedFile>(&response_.body);
+    part_ = {0, file != nullptr ? file->bytes : textOf(response_).size()};
+    header_ = {};
+    const auto* tag = fieldOf(response_, "ETag");
     if (status == 200 && tag != nullptr && request_.ifNoneMatch.find(*tag) != std::string::npos) {
       status = 304;
       part_.length = 0;
-    } else if (std::holds_alternative<OpenedFile>(response_.body) && status == 200) {
-      head_.set(http::field::accept_ranges, "bytes");
+    } else if (file != nullptr && status == 200) {
+      header_.set(http::field::accept_ranges, "bytes");
       if (const auto range = parseRange(request_.range, part_.length)) {
-        head_.set(http::field::content_range, "bytes " + std::to_string(range->begin) + "-" +
-                                                  std::to_string(range->begin + range->length - 1) +
-                                                  "/" + std::to_string(part_.length));
+        header_.set(http::field::content_range,
+                    "bytes " + std::to_string(range->begin) + "-" +
+                        std::to_string(range->begin + range->length - 1) + "/" +
+                        std::to_string(part_.length));
         status = 206;
         part_ = *range;
       }
     }
-    head_.result(status);
-    head_.version(11);
-    for (const auto& [name, value] : response_.headers) head_.insert(name, value);
-    for (const auto& [name, value] : site_.commonHeaders(request_)) head_.insert(name, value);
-    head_.set("X-Content-Type-Options", "nosniff");
-    head_.set("Referrer-Policy", "no-referrer");
+    header_.result(status);
+    header_.version(11);
+    for (const auto& [name, value] : response_.fields) header_.insert(name, value);
+    for (const auto& [name, value] : site_.commonFields(request_)) header_.insert(name, value);
+    header_.set("X-Content-Type-Options", "nosniff");
+    header_.set("Referrer-Policy", "no-referrer");
     isLast_ = isLast_ || !parser_->is_done() || !parser_->keep_alive();
-    head_.keep_alive(!isLast_);
-    if (status != 304) head_.content_length(part_.length);
+    header_.keep_alive(!isLast_);
+    if (status != 304) header_.content_length(part_.length);
     if (parser_->get().method() == http::verb::head) part_.length = 0;
-    sendHead();
+    sendHeader();
   }
 
-  void sendHead() {
-    serializer_.emplace(head_);
-    stream_.expires_after(network_.limits.pieceTime);
+  void sendHeader() {
+    serializer_.emplace(header_);
+    stream_.expires_after(network_.limits.bodyTimeout);
     http::async_write_header(stream_, *serializer_,
                              [self = shared_from_this()](Error error, std::size_t) {
                                if (error) return self->close();
@@ -212,23 +206,20 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
   void sendPiece() {
     if (part_.length == 0) return sent();
-    const auto wanted = static_cast<std::size_t>(std::min<std::uint64_t>(part_.length, kPiece));
-    const char* bytes = nullptr;
+    const auto wanted =
+        static_cast<std::size_t>(std::min<std::uint64_t>(part_.length, bufferBytes));
+    const char* bytes = piece_.data();
     if (const auto* file = std::get_if<OpenedFile>(&response_.body)) {
-      piece_.resize(kPiece);
       const auto read =
           pread(file->descriptor.number(), piece_.data(), wanted, static_cast<off_t>(part_.begin));
-      // A file that has shrunk: the length was promised, so only the end of the connection tells.
+      // The file has shrunk. The length was promised, so closing is the only sign that is left.
       if (read != static_cast<ssize_t>(wanted)) return close();
-      bytes = piece_.data();
-    } else if (const auto* text = std::get_if<std::string>(&response_.body)) {
-      bytes = text->data() + part_.begin;
     } else {
-      bytes = std::get<std::string_view>(response_.body).data() + part_.begin;
+      bytes = textOf(response_).data() + part_.begin;
     }
     part_.begin += wanted;
     part_.length -= wanted;
-    stream_.expires_after(network_.limits.pieceTime);
+    stream_.expires_after(network_.limits.bodyTimeout);
     asio::async_write(stream_, asio::buffer(bytes, wanted),
                       [self = shared_from_this()](Error error, std::size_t) {
                         if (error) return self->close();
@@ -238,20 +229,19 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
   void sent() {
     response_ = Response();
-    if (!isLast_) return readHead();
+    if (!isLast_) return readHeader();
     Error ignored;
     stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
-    // Closing with bytes unread would take the answer away from the browser again.
+    // Closing with bytes unread would take the response away from the browser again.
     stream_.expires_after(std::chrono::seconds(2));
-    drain(kPiece * 64);
+    drain(bufferBytes * 64);
   }
 
-  void drain(std::size_t most) {
-    piece_.resize(kPiece);
+  void drain(std::size_t max) {
     stream_.async_read_some(asio::buffer(piece_),
-                            [self = shared_from_this(), most](Error error, std::size_t bytes) {
-                              if (error || bytes >= most) return self->close();
-                              self->drain(most - bytes);
+                            [self = shared_from_this(), max](Error error, std::size_t bytes) {
+                              if (error || bytes >= max) return self->close();
+                              self->drain(max - bytes);
                             });
   }
 
@@ -265,20 +255,20 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   std::optional<Parser> parser_;
   Request request_;
   std::unique_ptr<Upload> upload_;
-  std::vector<char> piece_;
+  std::vector<char> piece_ = std::vector<char>(bufferBytes);
   Response response_;
   /// What is still to be sent of the body.
   ByteRange part_;
-  http::response<http::empty_body> head_;
+  http::response<http::empty_body> header_;
   std::optional<http::response_serializer<http::empty_body>> serializer_;
-  /// The connection ends after this answer.
+  /// The connection is closed after this response.
   bool isLast_ = false;
 };
 
 }  // namespace
 
 void serveHttp(beast::tcp_stream stream, Site& site, Network& network) {
-  std::make_shared<HttpConnection>(std::move(stream), site, network)->readHead();
+  std::make_shared<HttpConnection>(std::move(stream), site, network)->readHeader();
 }
 
 }  // namespace vecamera::simulator

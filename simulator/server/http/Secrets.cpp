@@ -1,6 +1,6 @@
 #include "simulator/server/http/Secrets.h"
 
-#include <sys/random.h>
+#include <unistd.h>
 
 #include <array>
 #include <cerrno>
@@ -12,9 +12,8 @@ namespace {
 template <std::size_t N>
 std::array<unsigned char, N> randomBytes() {
   std::array<unsigned char, N> bytes;
-  static_assert(N <= 256, "the kernel gives up to 256 bytes at once");
-  while (getrandom(bytes.data(), N, 0) != static_cast<ssize_t>(N))
-    if (errno != EINTR) throw std::system_error(errno, std::generic_category(), "getrandom");
+  if (getentropy(bytes.data(), N) != 0)
+    throw std::system_error(errno, std::generic_category(), "getentropy");
   return bytes;
 }
 

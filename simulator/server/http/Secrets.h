@@ -13,7 +13,7 @@ std::string randomToken();
 /// A seed that every reader of JSON reads exactly: at most 53 bits.
 std::uint64_t randomSeed();
 
-/// Whether the texts are equal, in a time that tells nothing about where they differ.
+/// Whether the texts are equal, in a time that does not depend on where they differ.
 bool sameSecret(std::string_view given, std::string_view wanted);
 
 }  // namespace vecamera::simulator

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "device/foundation/files/Folders.h"
+#include "device/script/json/JsonValue.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
@@ -26,16 +27,18 @@ MediaFolder::Writer::~Writer() {
   --folder_.unfinished_;
 }
 
-std::optional<std::string> MediaFolder::Writer::write(std::span<const char> bytes) {
+Result<> MediaFolder::Writer::write(std::span<const char> bytes) {
   if (bytes_ + bytes.size() > folder_.limits_.fileBytes)
-    return "a file has at most " + std::to_string(folder_.limits_.fileBytes >> 20U) + " MiB";
+    return failed("a file has at most " + std::to_string(folder_.limits_.fileBytes >> 20U) +
+                  " MiB");
   if (!folder_.reserve(bytes.size()))
-    return "this phone was given " + std::to_string(folder_.limits_.totalBytes >> 20U) +
-           " MiB of media already; restart the device, or open another tab for a fresh one";
+    return failed("this phone was given " + std::to_string(folder_.limits_.totalBytes >> 20U) +
+                  " MiB of media already; restart the device, or open another tab for a fresh "
+                  "one");
   bytes_ += bytes.size();
-  if (device::foundation::writeAll(file_, std::as_bytes(bytes))) return std::nullopt;
+  if (device::foundation::writeAll(file_, std::as_bytes(bytes))) return {};
   hasDiskFailed_ = true;
-  return "the file cannot be written; is the disk full?";
+  return failed("the file cannot be written; is the disk full?");
 }
 
 std::string MediaFolder::Writer::finish() {
@@ -45,31 +48,61 @@ std::string MediaFolder::Writer::finish() {
   return std::exchange(name_, {});
 }
 
-std::unique_ptr<MediaFolder::Writer> MediaFolder::begin(std::string_view originalName) {
+Result<std::unique_ptr<MediaFolder::Writer>> MediaFolder::begin(std::string_view originalName) {
+  const auto refusal = failed("this phone takes no more files; open another tab");
   auto extension = extensionOf(originalName);
   if (!extension.empty()) extension.insert(0, 1, '.');
   const std::lock_guard lock(mutex_);
-  if (files_.size() + unfinished_ >= limits_.files) return nullptr;
-  if (!device::foundation::makePrivateFolder(folder_ / "media")) return nullptr;
+  if (files_.size() + unfinished_ >= limits_.files) return refusal;
+  if (!device::foundation::makePrivateFolder(folder_ / "media")) return refusal;
   while (true) {
     auto name = "media/" + std::to_string(++number_) + extension;
     auto file = device::foundation::openAt(AT_FDCWD, folder_ / name,
                                            O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
     if (!file && file.error().code == EEXIST) continue;
-    if (!file) return nullptr;
+    if (!file) return refusal;
     ++unfinished_;
     return std::unique_ptr<Writer>(new Writer(*this, std::move(name), *std::move(file)));
   }
 }
 
-HeldFile MediaFolder::hold(std::string_view name) {
+Result<std::string> MediaFolder::add(const Data& contents, std::string_view originalName) {
+  const auto writer = begin(originalName);
+  if (!writer) return writer.failure();
+  const auto bytes = contents.bytes();
+  if (auto written = (*writer)->write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+      !written)
+    return written.failure();
+  return (*writer)->finish();
+}
+
+Result<HeldFile> MediaFolder::hold(std::string_view nameOrDataUrl) {
+  std::string name(nameOrDataUrl);
+  if (name.starts_with("data:")) {
+    constexpr std::string_view marker = ";base64,";
+    const auto comma = name.find(marker);
+    const auto bytes =
+        comma == std::string::npos
+            ? std::nullopt
+            : device::script::decodeBase64(nameOrDataUrl.substr(comma + marker.size()));
+    if (!bytes) return failed("a data URL is written \"data:TYPE;base64,BASE64\"");
+    auto added = add(*bytes, "data." + extensionOfType(nameOrDataUrl.substr(5, comma - 5)));
+    if (!added) return failed("the file cannot be written");
+    name = *std::move(added);
+  }
+  if (auto held = holdFinished(name)) return held;
+  return failed("there is no such file (any more); upload it first, or give a data URL");
+}
+
+/// Null where there is none.
+HeldFile MediaFolder::holdFinished(std::string_view name) {
   const std::lock_guard lock(mutex_);
   const auto found = files_.find(name);
   if (found == files_.end()) return nullptr;
   if (auto held = found->second.held.lock()) return held;
   HeldFile held(new std::filesystem::path(folder_ / found->first),
                 [this](const std::filesystem::path* path) {
-                  drop(*path);
+                  removeReleased(*path);
                   delete path;
                 });
   found->second.held = held;
@@ -77,7 +110,7 @@ HeldFile MediaFolder::hold(std::string_view name) {
 }
 
 /// Takes the file out, unless somebody has begun to hold it anew.
-void MediaFolder::drop(const std::filesystem::path& path) {
+void MediaFolder::removeReleased(const std::filesystem::path& path) {
   const std::lock_guard lock(mutex_);
   const auto found = files_.find(path.lexically_relative(folder_).string());
   if (found == files_.end() || !found->second.held.expired()) return;
@@ -86,7 +119,7 @@ void MediaFolder::drop(const std::filesystem::path& path) {
   files_.erase(found);
 }
 
-void MediaFolder::dropUnheld() {
+void MediaFolder::removeUnheld() {
   const std::lock_guard lock(mutex_);
   std::erase_if(files_, [this](const auto& entry) {
     const auto& [name, file] = entry;

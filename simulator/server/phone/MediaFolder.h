@@ -5,26 +5,20 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
 
 #include "device/foundation/files/Descriptor.h"
+#include "simulator/server/base/Limits.h"
+#include "simulator/server/base/Result.h"
 
 namespace vecamera::simulator {
-
-struct MediaLimits {
-  std::uint64_t fileBytes = 256U << 20U;
-  /// Of all files that one session has at the same time.
-  std::uint64_t totalBytes = 1U << 30U;
-  std::size_t files = 4096;
-};
 
 /// The path of a file that is removed when nobody holds it any more.
 using HeldFile = std::shared_ptr<const std::filesystem::path>;
 
-/// The pictures and movies that a session was given, as files under names of the server's own:
+/// The pictures and movies that a phone was given, as files under names of the server's own:
 /// "media/3.jpg". A file stays as it came until it is held, and goes with the last who holds it.
 /// Any thread. Outlives its writers and holders.
 class MediaFolder {
@@ -38,8 +32,7 @@ class MediaFolder {
     ~Writer();
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
-    /// Nothing on success, else why the bytes are not taken.
-    std::optional<std::string> write(std::span<const char> bytes);
+    Result<> write(std::span<const char> bytes);
     /// The file can be used from now on. Gives its name.
     std::string finish();
     std::uint64_t bytes() const { return bytes_; }
@@ -57,22 +50,25 @@ class MediaFolder {
     bool hasDiskFailed_ = false;
   };
 
-  /// Begins a file; of the name that it is given only the extension is used. Null where there are
+  /// Begins a file; of the name that it is given only the extension is used. Fails where there are
   /// too many, or the folder cannot be written.
-  std::unique_ptr<Writer> begin(std::string_view originalName);
-  /// The file of a name that `Writer::finish` gave. Null where there is none (any more).
-  HeldFile hold(std::string_view name);
+  Result<std::unique_ptr<Writer>> begin(std::string_view originalName);
+  /// A whole file at once. Gives its name, as `Writer::finish`.
+  Result<std::string> add(const Data& contents, std::string_view originalName);
+  /// The file of a name that `Writer::finish` gave, or one of a data URL's bytes.
+  Result<HeldFile> hold(std::string_view nameOrDataUrl);
   /// Removes the finished files that nobody holds.
-  void dropUnheld();
+  void removeUnheld();
 
+  /// The names are relative to it.
   const std::filesystem::path& folder() const { return folder_; }
-  const MediaLimits& limits() const { return limits_; }
 
  private:
   /// Whether that many bytes more are within the limits; they count from then on.
   bool reserve(std::uint64_t bytes);
   void release(std::uint64_t bytes);
-  void drop(const std::filesystem::path& path);
+  void removeReleased(const std::filesystem::path& path);
+  HeldFile holdFinished(std::string_view name);
 
   struct File {
     std::uint64_t bytes = 0;

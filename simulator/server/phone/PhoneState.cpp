@@ -6,12 +6,16 @@
 #include <utility>
 
 #include "device/foundation/Dates.h"
+#include "device/foundation/Urls.h"
 
 namespace vecamera::simulator {
 namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
+
+/// Events longer than this are not looked into.
+constexpr std::size_t maxEventBytes = 65536;
 
 Json promptsOf(const device::script::ScriptedDevice& device) {
   Json prompts = Json::array();
@@ -32,18 +36,6 @@ Json callbacksOf(device::script::PlaySession& session) {
   return callbacks;
 }
 
-Json filesOf(const device::script::ScriptedDevice& device, const FileOwners& owners) {
-  Json files = Json::array();
-  for (const auto& file : temporaryFiles(device.base.temporaryDirectory)) {
-    const auto owner = owners.ownerOf(file.name);
-    files.push_back({{"name", file.name},
-                     {"bytes", file.bytes},
-                     {"modified", device::foundation::formatISO8601(file.modified)},
-                     {"command", owner.empty() ? Json() : Json(owner)}});
-  }
-  return files;
-}
-
 /// Those of the faults that strike yet.
 Json faultsOf(const device::script::ScriptedDevice& device, const Json& set) {
   Json faults = Json::array();
@@ -56,47 +48,14 @@ Json faultsOf(const device::script::ScriptedDevice& device, const Json& set) {
   return faults;
 }
 
-/// The keys that do not come from the device itself.
-void addExtras(Json& state, const StateExtras& extras, const std::optional<std::string>& broken) {
-  state["library"] = extras.libraryVersion;
-  state["recorded"] = extras.recordedSteps;
-  state["recordingEnded"] = extras.recordingEnded ? Json(*extras.recordingEnded) : Json();
-  state["broken"] = broken ? Json(*broken) : Json();
-}
+struct TemporaryFile {
+  /// Relative to the temporary directory.
+  std::string name;
+  std::uint64_t bytes = 0;
+  Date modified;
+};
 
-}  // namespace
-
-void PresentedScreens::note(const Json& event) {
-  const auto name = event.value("event", "");
-  if (name == "present") {
-    Json screen{{"id", ++lastId_}};
-    for (const auto& [key, value] : event.items())
-      if (key != "event" && key != "animated") screen[key] = value;
-    list_.push_back(std::move(screen));
-  } else if (name == "dismiss") {
-    const auto kind = event.value("kind", "");
-    for (std::size_t i = list_.size(); i-- > 0;) {
-      if (list_[i].value("kind", "") != kind) continue;
-      list_.erase(i);
-      break;
-    }
-  }
-}
-
-void FileOwners::settle(const std::vector<std::string>& present, const std::string& callback) {
-  std::map<std::string, std::string> kept;
-  for (const auto& file : present) {
-    const auto found = owners_.find(file);
-    kept.emplace(file, found == owners_.end() ? callback : found->second);
-  }
-  owners_ = std::move(kept);
-}
-
-std::string FileOwners::ownerOf(const std::string& file) const {
-  const auto found = owners_.find(file);
-  return found == owners_.end() ? std::string() : found->second;
-}
-
+/// The files of the directory and its folders, sorted by name.
 std::vector<TemporaryFile> temporaryFiles(const std::string& directory) {
   using std::chrono::microseconds;
   std::vector<TemporaryFile> files;
@@ -121,39 +80,62 @@ std::vector<TemporaryFile> temporaryFiles(const std::string& directory) {
   return files;
 }
 
-std::string currentCallback(device::script::ScriptedDevice& device) {
+}  // namespace
+
+void PhoneState::onEvent(const Json& event, std::string_view text) {
+  if (text.size() > maxEventBytes) return;
+  const auto name = event.value("event", "");
+  if (name == "present") {
+    Json screen{{"id", ++lastScreenId_}};
+    for (const auto& [key, value] : event.items())
+      if (key != "event" && key != "animated") screen[key] = value;
+    screens_.push_back(std::move(screen));
+  } else if (name == "dismiss") {
+    const auto kind = event.value("kind", "");
+    for (std::size_t i = screens_.size(); i-- > 0;) {
+      if (screens_[i].value("kind", "") != kind) continue;
+      screens_.erase(i);
+      break;
+    }
+  } else if (name == "answer") {
+    const auto address = text.find(filesAddress_);
+    if (address == std::string_view::npos) return;
+    const auto rest = text.substr(address + filesAddress_.size());
+    const std::string file(rest.substr(0, rest.find('"')));
+    owners_[device::foundation::removingPercentEncoding(file).value_or(file)] =
+        event.value("to", "");
+  }
+}
+
+/// Gives the files that have no owner to the callback whose command is under way or was the last,
+/// and forgets those that are gone.
+Json PhoneState::files(device::script::ScriptedDevice& device) {
   const auto& plugin = device.container.plugin();
-  if (!plugin) return {};
-  const auto callback =
-      std::dynamic_pointer_cast<device::container::Callback>(plugin->inspect().currentCallBack);
-  return callback ? callback->name() : std::string();
+  const auto callback = std::dynamic_pointer_cast<device::container::Callback>(
+      plugin ? plugin->inspect().currentCallBack : nullptr);
+  const auto current = callback ? callback->name() : std::string();
+  std::map<std::string, std::string> owners;
+  Json files = Json::array();
+  for (const auto& file : temporaryFiles(device.base.temporaryDirectory)) {
+    const auto found = owners_.find(file.name);
+    const auto& owner = found == owners_.end() ? current : found->second;
+    owners.emplace(file.name, owner);
+    files.push_back({{"name", file.name},
+                     {"bytes", file.bytes},
+                     {"modified", device::foundation::formatISO8601(file.modified)},
+                     {"command", owner.empty() ? Json() : Json(owner)}});
+  }
+  owners_ = std::move(owners);
+  return files;
 }
 
-Json stateMessage(device::script::PlaySession& session, const StateExtras& extras) {
-  auto& device = session.device();
-  const auto waiting = session.waitingFor();
-  Json state = {{"type", "state"},
-                {"screen", extras.screens.list()},
-                {"prompts", promptsOf(device)},
-                {"permissions",
-                 {{"camera", device::script::nameOf(device.cameraPermission.status())},
-                  {"photoLibrary", device::script::nameOf(device.photoPermission.status())},
-                  {"location", device::script::nameOf(device.locationPermission.status())}}},
-                {"callbacks", callbacksOf(session)},
-                {"files", filesOf(device, extras.owners)},
-                {"faults", faultsOf(device, extras.faults)},
-                {"clock",
-                 {{"mode", extras.isClockFixed ? "fixed" : "real"},
-                  {"now", device::foundation::formatISO8601(device.base.clock->now())}}},
-                {"location", {{"running", device.location.isRunning()}}},
-                {"waiting", waiting ? Json(*waiting) : Json()}};
-  const auto process = session.checkProcess();
-  addExtras(state, extras, process ? std::nullopt : std::optional(process.error().message()));
-  return state;
-}
-
-Json brokenStateMessage(const std::string& why, const StateExtras& extras) {
+Json PhoneState::message(device::script::PlaySession* session, const std::string& broken,
+                         ClockMode clockMode, std::uint64_t libraryVersion,
+                         const Recording& recording) {
   const auto none = Json::array();
+  const auto orNull = [](const std::optional<std::string>& text) {
+    return text ? Json(*text) : Json();
+  };
   Json state = {{"type", "state"},
                 {"screen", none},
                 {"prompts", none},
@@ -162,11 +144,29 @@ Json brokenStateMessage(const std::string& why, const StateExtras& extras) {
                 {"files", none},
                 {"faults", none},
                 {"clock",
-                 {{"mode", extras.isClockFixed ? "fixed" : "real"},
+                 {{"mode", clockMode == ClockMode::fixed ? "fixed" : "real"},
                   {"now", device::foundation::formatISO8601(Date())}}},
                 {"location", {{"running", false}}},
-                {"waiting", nullptr}};
-  addExtras(state, extras, why);
+                {"waiting", nullptr},
+                {"library", libraryVersion},
+                {"recorded", recording.steps()},
+                {"recordingEnded", orNull(recording.ended())},
+                {"broken", broken}};
+  if (session == nullptr) return state;
+  auto& device = session->device();
+  state["screen"] = screens_;
+  state["prompts"] = promptsOf(device);
+  state["permissions"] = {{"camera", device::script::nameOf(device.cameraPermission.status())},
+                          {"photoLibrary", device::script::nameOf(device.photoPermission.status())},
+                          {"location", device::script::nameOf(device.locationPermission.status())}};
+  state["callbacks"] = callbacksOf(*session);
+  state["files"] = files(device);
+  state["faults"] = faultsOf(device, faults_);
+  state["clock"]["now"] = device::foundation::formatISO8601(device.base.clock->now());
+  state["location"]["running"] = device.location.isRunning();
+  state["waiting"] = orNull(session->waitingFor());
+  const auto process = session->checkProcess();
+  state["broken"] = process ? Json() : Json(process.error().why);
   return state;
 }
 

@@ -1,68 +1,48 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <string>
-#include <vector>
+#include <string_view>
 
 #include "device/script/play/PlaySession.h"
+#include "simulator/server/phone/Recording.h"
 
 namespace vecamera::simulator {
 
-/// Keeps what is presented, from the events that tell of it.
-class PresentedScreens {
+enum class ClockMode { real, fixed };
+
+/// The state of a device as a browser sees it, from the device itself and its earlier events. Used
+/// by whoever conducts the device's session.
+class PhoneState {
  public:
-  void note(const nlohmann::ordered_json& event);
-  /// Bottom first, each with an "id".
-  const nlohmann::ordered_json& list() const { return list_; }
+  /// `filesAddress` begins the addresses of the device's temporary files. `faults` are those that
+  /// it begins with, as in a script.
+  PhoneState(std::string filesAddress, nlohmann::ordered_json faults)
+      : filesAddress_(std::move(filesAddress)), faults_(std::move(faults)) {}
+
+  /// `text` is the event's JSON text.
+  void onEvent(const nlohmann::ordered_json& event, std::string_view text);
+  void onFaults(nlohmann::ordered_json faults) { faults_ = std::move(faults); }
+  /// The `state` message of a session, or of none where the device could not be made: then
+  /// `broken` says why.
+  nlohmann::ordered_json message(device::script::PlaySession* session, const std::string& broken,
+                                 ClockMode clockMode, std::uint64_t libraryVersion,
+                                 const Recording& recording);
 
  private:
-  nlohmann::ordered_json list_ = nlohmann::ordered_json::array();
-  int lastId_ = 0;
-};
+  nlohmann::ordered_json files(device::script::ScriptedDevice& device);
 
-/// Which command made which file of the temporary directory.
-class FileOwners {
- public:
-  void set(const std::string& file, const std::string& callback) { owners_[file] = callback; }
-  /// Gives the files that have no owner to the callback, and forgets those that are gone.
-  void settle(const std::vector<std::string>& present, const std::string& callback);
-  /// Empty where nobody is known.
-  std::string ownerOf(const std::string& file) const;
-
- private:
+  std::string filesAddress_;
+  /// As they were set.
+  nlohmann::ordered_json faults_;
+  /// What is presented, bottom first, each with an "id".
+  nlohmann::ordered_json screens_ = nlohmann::ordered_json::array();
+  int lastScreenId_ = 0;
+  /// For each file of the temporary directory, the callback whose work made it; an empty one where
+  /// none is known.
   std::map<std::string, std::string> owners_;
 };
-
-struct TemporaryFile {
-  /// Relative to the temporary directory.
-  std::string name;
-  std::uint64_t bytes = 0;
-  Date modified;
-};
-/// The files of the directory and its folders, sorted by name.
-std::vector<TemporaryFile> temporaryFiles(const std::string& directory);
-
-/// The name of the callback whose command is under way or was the last; empty where there is none.
-std::string currentCallback(device::script::ScriptedDevice& device);
-
-/// What a phone knows of its state beyond what the device tells.
-struct StateExtras {
-  const PresentedScreens& screens;
-  const FileOwners& owners;
-  /// As they were set.
-  const nlohmann::ordered_json& faults;
-  bool isClockFixed = false;
-  std::uint64_t libraryVersion = 0;
-  std::size_t recordedSteps = 0;
-  std::optional<std::string> recordingEnded{};
-};
-
-/// The `state` message. Called by whoever conducts the session.
-nlohmann::ordered_json stateMessage(device::script::PlaySession& session,
-                                    const StateExtras& extras);
-/// That of a phone whose device could not be made.
-nlohmann::ordered_json brokenStateMessage(const std::string& why, const StateExtras& extras);
 
 }  // namespace vecamera::simulator

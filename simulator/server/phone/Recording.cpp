@@ -1,12 +1,13 @@
 #include "simulator/server/phone/Recording.h"
 
+#include <algorithm>
 #include <array>
 #include <fstream>
 #include <utility>
 
 #include "device/foundation/Base64.h"
 #include "device/foundation/files/PartialFile.h"
-#include "device/script/json/JsonValue.h"
+#include "device/script/json/StrictJson.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
@@ -14,6 +15,11 @@ namespace {
 
 namespace fs = std::filesystem;
 using Json = nlohmann::ordered_json;
+using std::chrono::steady_clock;
+
+constexpr std::chrono::seconds writeInterval{1};
+/// Of the phone's time, writing takes no more than one part in so many.
+constexpr int writeShare = 10;
 
 /// The file as a JSON text, piece by piece.
 bool writeDataUrl(std::ostream& out, const fs::path& path) {
@@ -32,12 +38,11 @@ bool writeDataUrl(std::ostream& out, const fs::path& path) {
   return file.eof() && out.good();
 }
 
-/// An object with one more member, which is the file.
-bool writeWithFile(std::ostream& out, const Json& object, const std::string& key,
+/// The text of an object, which is not empty, with one more member, which is the file.
+bool writeWithFile(std::ostream& out, std::string_view object, const std::string& key,
                    const fs::path& path) {
-  auto text = device::script::toLine(object);
-  text.pop_back();
-  out << text << (object.empty() ? "" : ",") << '"' << key << "\":";
+  object.remove_suffix(1);
+  out << object << ",\"" << key << "\":";
   const bool written = writeDataUrl(out, path);
   out << '}';
   return written;
@@ -58,6 +63,8 @@ bool replaceFile(const fs::path& path, Write write) {
 }  // namespace
 
 void Recording::begin(Json device, std::vector<Asset> library) {
+  releaseFiles();
+  isDirty_ = true;
   const std::lock_guard lock(mutex_);
   device_ = std::move(device);
   library_ = std::move(library);
@@ -66,23 +73,45 @@ void Recording::begin(Json device, std::vector<Asset> library) {
   ended_.reset();
 }
 
-bool Recording::add(Json step, File file) {
-  const auto bytes = device::script::toLine(step).size();
+void Recording::add(const Json& step, File file) {
+  // The name in front, for people who read the recording.
+  Json sorted = {{"do", step["do"]}};
+  sorted.update(step);
+  auto text = device::script::toLine(sorted);
+  if (!ended() && steps() >= limits_.steps)
+    end("it has " + std::to_string(limits_.steps) + " steps, and takes no more");
+  else if (!ended() && bytes_ + text.size() > limits_.bytes)
+    end("its steps have " + std::to_string(limits_.bytes >> 20U) + " MiB, and no room is left");
+  if (ended()) {
+    if (file.held) unrecorded_.push_back(std::move(file.held));
+    return;
+  }
+  isDirty_ = true;
   const std::lock_guard lock(mutex_);
-  if (ended_) return false;
-  if (steps_.size() >= limits_.steps)
-    ended_ = "it has " + std::to_string(limits_.steps) + " steps, and takes no more";
-  else if (bytes_ + bytes > limits_.bytes)
-    ended_ = "its steps have " + std::to_string(limits_.bytes >> 20U) + " MiB, and no room is left";
-  if (ended_) return false;
-  bytes_ += bytes;
-  steps_.push_back({std::move(step), std::move(file)});
-  return true;
+  bytes_ += text.size();
+  steps_.push_back({std::move(text), std::move(file)});
 }
 
-void Recording::end(std::string why) {
+void Recording::end(const std::string& why) {
+  diagnose_("the recording has ended: " + why);
   const std::lock_guard lock(mutex_);
-  ended_ = std::move(why);
+  ended_ = why;
+}
+
+std::optional<Recording::TimePoint> Recording::nextWrite() const {
+  return isDirty_ && file_ ? std::optional(nextWrite_) : std::nullopt;
+}
+
+void Recording::write() {
+  if (!nextWrite()) return;
+  const auto begun = steady_clock::now();
+  // What could not be written is tried again, and reported once.
+  isDirty_ = !writeTo(*file_);
+  if (isDirty_ && !hasWriteFailed_)
+    diagnose_("the recording cannot be written to " + file_->string());
+  hasWriteFailed_ = isDirty_;
+  const auto end = steady_clock::now();
+  nextWrite_ = end + std::max<steady_clock::duration>(writeInterval, writeShare * (end - begun));
 }
 
 std::optional<std::string> Recording::ended() const {
@@ -114,7 +143,8 @@ bool Recording::writeTo(const fs::path& path) const {
       const char* between = "\n      ";
       for (const auto& asset : library) {
         out << std::exchange(between, ",\n      ");
-        written = writeWithFile(out, {{"id", asset.id}}, "file", *asset.held) && written;
+        const auto text = device::script::toLine({{"id", asset.id}});
+        written = writeWithFile(out, text, "file", *asset.held) && written;
       }
       out << "\n    ]";
     }
@@ -123,9 +153,9 @@ bool Recording::writeTo(const fs::path& path) const {
     for (const auto& step : steps) {
       out << std::exchange(separator, ",\n    ");
       if (step.file.key.empty())
-        out << device::script::toLine(step.json);
+        out << step.text;
       else
-        written = writeWithFile(out, step.json, step.file.key, *step.file.held) && written;
+        written = writeWithFile(out, step.text, step.file.key, *step.file.held) && written;
     }
     out << "\n  ]\n}\n";
     return written;

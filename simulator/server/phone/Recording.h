@@ -1,28 +1,30 @@
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <filesystem>
+#include <functional>
 #include <mutex>
 #include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
 
+#include "simulator/server/base/Limits.h"
 #include "simulator/server/phone/MediaFolder.h"
 
 namespace vecamera::simulator {
 
-struct RecordingLimits {
-  std::size_t steps = 20'000;
-  /// Of the steps without their media.
-  std::size_t bytes = 64U << 20U;
-};
-
 /// What was done with a phone, as a device script of one file: media stand in it as data URLs. Any
-/// thread.
+/// thread, but for what is the phone's.
 class Recording {
  public:
-  explicit Recording(RecordingLimits limits = {}) : limits_(limits) {}
+  using TimePoint = std::chrono::steady_clock::time_point;
+
+  /// Without a file it is kept in memory. `diagnose` takes lines for the developer.
+  Recording(RecordingLimits limits, std::optional<std::filesystem::path> file,
+            std::function<void(const std::string&)> diagnose)
+      : limits_(limits), file_(std::move(file)), diagnose_(std::move(diagnose)) {}
 
   /// A file that takes its place in the script when that is written.
   struct File {
@@ -35,35 +37,55 @@ class Recording {
     HeldFile held;
   };
 
-  /// Begins anew, with the `device` part (without its library) and the assets that stand in the
-  /// photo library.
-  void begin(nlohmann::ordered_json device, std::vector<Asset> library);
-  /// Adds a step, whose file is told apart from it. False where the recording has ended: it has
-  /// come to its limits, so that it takes this step and later ones no more.
-  bool add(nlohmann::ordered_json step, File file);
-  /// It takes no more steps, for that reason.
-  void end(std::string why);
   std::size_t steps() const;
   /// Why the recording has ended; nothing: it goes on.
   std::optional<std::string> ended() const;
-
   /// Writes the script into the place of that file, so that nobody sees half of it. False where it
   /// cannot be written, or one of its media is gone.
   bool writeTo(const std::filesystem::path& path) const;
 
+  // On the phone's thread.
+
+  /// Begins anew, with the `device` part (without its library) and the assets that stand in the
+  /// photo library.
+  void begin(nlohmann::ordered_json device, std::vector<Asset> library);
+  /// Adds a step, whose file does not stand in it. A recording that has ended, or ends as it comes
+  /// to its limits, takes no step; it holds the file until `releaseFiles`.
+  void add(const nlohmann::ordered_json& step, File file);
+  void releaseFiles() { unrecorded_.clear(); }
+  /// It takes no more steps, for that reason.
+  void end(const std::string& why);
+  /// When the file is to be written; nothing: it is up to date, or there is none. It is written
+  /// whole, so a long one is written less often.
+  std::optional<TimePoint> nextWrite() const;
+  /// Unless it is up to date.
+  void write();
+
  private:
   struct Step {
-    nlohmann::ordered_json json;
+    /// Its JSON text.
+    std::string text;
     File file;
   };
 
   const RecordingLimits limits_;
+  const std::optional<std::filesystem::path> file_;
+  const std::function<void(const std::string&)> diagnose_;
+
   mutable std::mutex mutex_;
+  // Guarded by the mutex; changed on the phone's thread only.
   std::size_t bytes_ = 0;
   std::optional<std::string> ended_;
   nlohmann::ordered_json device_;
   std::vector<Asset> library_;
   std::vector<Step> steps_;
+
+  // Used on the phone's thread.
+  /// Files that steps use and the recording does not hold.
+  std::vector<HeldFile> unrecorded_;
+  bool isDirty_ = false;
+  bool hasWriteFailed_ = false;
+  TimePoint nextWrite_ = std::chrono::steady_clock::now();
 };
 
 }  // namespace vecamera::simulator

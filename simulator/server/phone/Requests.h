@@ -1,9 +1,13 @@
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <variant>
+
+#include "device/base/Result.h"
+#include "simulator/server/phone/PhoneLibrary.h"
 
 /// What a browser asks of its phone.
 namespace vecamera::simulator {
@@ -16,7 +20,7 @@ struct StepRequest {
 struct RestartRequest {
   /// The `device` part of a device script.
   nlohmann::ordered_json device;
-  bool keepLibrary = true;
+  OldAssets oldAssets = OldAssets::keep;
 };
 /// Adds the sample media to the photo library.
 struct RestoreSamplesRequest {};
@@ -25,15 +29,17 @@ struct PhoneRequest {
   /// A number of the browser's choice.
   nlohmann::ordered_json id;
   std::variant<StepRequest, RestartRequest, RestoreSamplesRequest> what;
+  /// Of its message.
+  std::size_t bytes = 0;
 };
 
 /// Why a message is no request.
-struct RequestRefusal {
+struct RequestError {
   /// Null where it has none, or none before the place at which it is no JSON any more.
   nlohmann::ordered_json id;
   std::string why;
 };
 
-std::variant<PhoneRequest, RequestRefusal> parseRequest(std::string_view message);
+device::Result<PhoneRequest, RequestError> parseRequest(std::string_view message);
 
 }  // namespace vecamera::simulator

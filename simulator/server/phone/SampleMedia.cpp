@@ -1,7 +1,6 @@
 #include "simulator/server/phone/SampleMedia.h"
 
 #include <array>
-#include <cstdio>
 #include <optional>
 #include <vector>
 
@@ -14,8 +13,8 @@
 namespace vecamera::simulator {
 namespace {
 
-constexpr std::size_t kLongestSample = 16U << 20U;
-constexpr std::size_t kMovieNumber = 7;
+constexpr std::size_t maxSampleBytes = 16U << 20U;
+constexpr std::size_t movieNumber = 7;
 
 struct Scene {
   std::size_t width;
@@ -23,10 +22,9 @@ struct Scene {
   UIImageOrientation stored;
 };
 
+/// `number` has one digit.
 std::string identifierOf(std::size_t number) {
-  std::array<char, 64> text{};
-  std::snprintf(text.data(), text.size(), "5A3D1E00-0000-4000-8000-%012zu/L0/001", number);
-  return text.data();
+  return "5A3D1E00-0000-4000-8000-00000000000" + std::to_string(number) + "/L0/001";
 }
 
 /// Two and a half seconds of a landscape that passes by, with a tone.
@@ -37,7 +35,7 @@ std::optional<Data> makeMovie() {
   if (!device::media::generateSceneMovie(
           file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3}))
     return std::nullopt;
-  return device::foundation::readFile(file, kLongestSample).value();
+  return device::foundation::readFile(file, maxSampleBytes).value();
 }
 
 std::vector<Sample> makeSamples() {
@@ -56,9 +54,9 @@ std::vector<Sample> makeSamples() {
   for (const auto& scene : scenes)
     add(++number, ".jpg",
         *device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
-  if (const auto movie = makeMovie()) add(kMovieNumber, ".mp4", *movie);
+  if (const auto movie = makeMovie()) add(movieNumber, ".mp4", *movie);
   if (const auto photo = device::foundation::readFile(
-          device::script::samplesFolder() + "/first-photo.jpg", kLongestSample))
+          device::script::samplesFolder() + "/first-photo.jpg", maxSampleBytes))
     add(++number, ".jpg", *photo);
   return samples;
 }

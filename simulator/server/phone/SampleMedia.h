@@ -2,7 +2,6 @@
 
 #include <span>
 #include <string>
-#include <string_view>
 
 #include "VECamera/platform/Value.h"
 

@@ -4,26 +4,16 @@
 #include <span>
 #include <utility>
 
-#include "device/foundation/Urls.h"
-#include "simulator/server/http/ContentTypes.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/sites/EmbeddedFiles.h"
 
 namespace vecamera::simulator {
 namespace {
 
-constexpr std::string_view kOwnFolder = ".vecamera";
+constexpr std::string_view ownFolder = ".vecamera";
 
 Response notFound() {
-  return failure(404, "the app has no such file");
-}
-
-Response embedded(const EmbeddedFile& file) {
-  return {200,
-          {{"Content-Type", std::string(contentTypeOf(file.name))},
-           {"Cache-Control", "no-cache"},
-           {"ETag", entityTag(file.contents)}},
-          file.contents};
+  return errorResponse(404, "the app has no such file");
 }
 
 Response redirect(std::string address) {
@@ -37,40 +27,37 @@ Response toFolder(const std::vector<std::string>& names) {
   return redirect(address + "/");
 }
 
-Response demoFile(std::vector<std::string> names) {
-  if (names.empty()) names.emplace_back("index.html");
-  std::string path = "web/demo";
-  for (const auto& name : names) path += "/" + name;
-  if (const auto* file = findEmbedded(path)) return embedded(*file);
-  if (findEmbedded("web/demo/index.html") != nullptr) return notFound();
-  return {
-      200,
-      {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}},
-      std::string_view("The demo app is not part of this build of vecamera. Run ./run in the "
-                       "project's\nfolder, or show pages of your own: vecamera serve --app DIR\n")};
+Response demoFile(std::span<const std::string> names) {
+  if (const auto* file = findEmbedded("web/demo", names))
+    return embeddedResponse(*file, "no-cache");
+  if (findEmbedded("web/demo", {}) != nullptr) return notFound();
+  return textResponse(
+      "The demo app is not part of this build of vecamera. Run ./run in the project's\nfolder, or "
+      "show pages of your own: vecamera serve --app DIR\n");
 }
 
 }  // namespace
 
-Headers AppSite::commonHeaders(const Request& request) const {
-  return {{"Content-Security-Policy", "frame-ancestors http://" + ownName(request.host) + ":" +
+HeaderFields AppSite::commonFields(const Request& request) const {
+  return {{"Content-Security-Policy", "frame-ancestors http://" + ownHostName(request.host) + ":" +
                                           std::to_string(setup_.simulatorPort)},
           {"Cross-Origin-Resource-Policy", "same-site"}};
 }
 
 Reaction AppSite::react(const Request& request) {
   if (!isOwnHost(request.host, setup_.port))
-    return failure(403, "this server answers to its own name only, 127.0.0.1 or localhost");
+    return errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost");
   const auto target = parseTarget(request.target);
-  if (!target) return failure(400, "the address is none that a browser would send");
+  if (!target) return errorResponse(400, "the address is none that a browser would send");
   if (request.method != Method::get || request.isWebSocket)
-    return failure(405,
-                   "this server hands out files only; the app's own services stay where they are");
+    return errorResponse(
+        405, "this server hands out files only; the app's own services stay where they are");
   const auto& path = target->segments;
-  if (path == std::vector<std::string>{std::string(kOwnFolder), "enter"}) return enter(*target);
+  if (path == std::vector<std::string>{std::string(ownFolder), "enter"}) return enter(*target);
   if (!hasEntered(request))
-    return failure(403, "open the address that vecamera serve printed, and the app comes up in it");
-  if (!path.empty() && path.front() == kOwnFolder) return ownFile(*target);
+    return errorResponse(
+        403, "open the address that vecamera serve printed, and the app comes up in it");
+  if (!path.empty() && path.front() == ownFolder) return ownFile(*target);
   // ".git", ".env" and their like are nobody's pages.
   const bool isHidden = std::any_of(path.begin(), path.end(), [](const std::string& name) {
     return name.starts_with('.') && name != ".well-known";
@@ -80,9 +67,9 @@ Reaction AppSite::react(const Request& request) {
 
 Response AppSite::enter(const RequestTarget& target) const {
   if (!sameSecret(target.queryValue("token"), setup_.token))
-    return failure(403, "the token is another run's; load the simulator's page again");
+    return errorResponse(403, "the token is another run's; load the simulator's page again");
   auto response = redirect("/");
-  response.headers.emplace_back(
+  response.fields.emplace_back(
       "Set-Cookie", cookieName() + "=" + setup_.token + "; Path=/; HttpOnly; SameSite=Strict");
   return response;
 }
@@ -102,27 +89,28 @@ bool AppSite::hasEntered(const Request& request) const {
 Response AppSite::ownFile(const RequestTarget& target) const {
   const std::span path(target.segments);
   if (path.size() == 2 && path[1] == "vecamera.js") {
-    if (const auto* file = findEmbedded("page/vecamera.js")) return embedded(*file);
-    return failure(404, "the page bridge is not part of this build; run ./run to build it");
+    if (const auto* file = findEmbedded("page", path.subspan(1)))
+      return embeddedResponse(*file, "no-cache");
+    return errorResponse(404, "the page bridge is not part of this build; run ./run to build it");
   }
   if (path.size() < 4 || path[1] != "files") return notFound();
   const auto session = sessions_.findByFileToken(path[2]);
-  if (!session) return failure(404, "that phone is gone, and its files with it");
-  auto file = openBeneath(session->phone().temporaryDirectory(), path.subspan(3));
-  if (!file) return failure(404, "the temporary directory has no such file (any more)");
-  return mediaOnly(fileResponse(*std::move(file), path.back(), "no-store"));
+  if (!session) return errorResponse(404, "that phone is gone, and its files with it");
+  auto file = openConfined(session->phone().temporaryDirectory(), path.subspan(3));
+  if (!file) return errorResponse(404, "the temporary directory has no such file (any more)");
+  return sandboxed(fileResponse(*std::move(file), path.back(), "no-store"));
 }
 
 Response AppSite::appFile(const RequestTarget& target) const {
   auto names = target.segments;
-  if (!setup_.folder) return demoFile(std::move(names));
-  if (!target.isFolder && isFolderBeneath(*setup_.folder, names)) return toFolder(names);
+  if (!setup_.folder) return demoFile(names);
+  if (!target.isFolder && isFolderConfined(*setup_.folder, names)) return toFolder(names);
   if (target.isFolder) names.emplace_back("index.html");
   auto path = *setup_.folder;
   for (const auto& name : names) path /= name;
   // What is recorded is no part of the app, wherever it is kept.
   if (setup_.recordings.has(path)) return notFound();
-  auto file = openBeneath(*setup_.folder, names);
+  auto file = openConfined(*setup_.folder, names);
   if (!file) return notFound();
   return fileResponse(*std::move(file), names.back(), "no-cache");
 }

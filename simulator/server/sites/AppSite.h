@@ -7,8 +7,8 @@
 
 #include "simulator/server/http/Http.h"
 #include "simulator/server/http/RequestTarget.h"
-#include "simulator/server/phone/Sessions.h"
 #include "simulator/server/sites/RecordingFiles.h"
+#include "simulator/server/sites/SessionRegistry.h"
 
 namespace vecamera::simulator {
 
@@ -24,10 +24,10 @@ class AppSite : public Site {
     std::optional<std::filesystem::path> folder;
     RecordingFiles recordings;
   };
-  AppSite(Setup setup, Sessions& sessions) : setup_(std::move(setup)), sessions_(sessions) {}
+  AppSite(Setup setup, SessionRegistry& sessions) : setup_(std::move(setup)), sessions_(sessions) {}
 
   Reaction react(const Request& request) override;
-  Headers commonHeaders(const Request& request) const override;
+  HeaderFields commonFields(const Request& request) const override;
 
  private:
   Response enter(const RequestTarget& target) const;
@@ -37,7 +37,7 @@ class AppSite : public Site {
   std::string cookieName() const { return "vecamera-" + std::to_string(setup_.port); }
 
   const Setup setup_;
-  Sessions& sessions_;
+  SessionRegistry& sessions_;
 };
 
 }  // namespace vecamera::simulator

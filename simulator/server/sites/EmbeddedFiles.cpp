@@ -1,20 +1,29 @@
 #include "simulator/server/sites/EmbeddedFiles.h"
 
 #include <cstdint>
+#include <string>
+
+#include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
 
-const EmbeddedFile* findEmbedded(std::string_view name) {
+const EmbeddedFile* findEmbedded(std::string path, std::span<const std::string> names) {
+  for (const auto& name : names) path += "/" + name;
+  if (names.empty()) path += "/index.html";
   for (const auto& file : embeddedFiles())
-    if (file.name == name) return &file;
+    if (file.name == path) return &file;
   return nullptr;
 }
 
-std::string entityTag(std::string_view contents) {
-  // FNV-1a, which is enough to tell one build's file from the next one's.
+Response embeddedResponse(const EmbeddedFile& file, std::string_view cacheControl) {
+  // FNV-1a, which is enough to tell the file of one build from that of the next.
   std::uint64_t hash = 0xcbf29ce484222325U;
-  for (const char c : contents) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
-  return "\"" + std::to_string(hash) + "\"";
+  for (const char c : file.contents) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
+  return {200,
+          {{"Content-Type", std::string(contentTypeOf(file.name))},
+           {"Cache-Control", std::string(cacheControl)},
+           {"ETag", "\"" + std::to_string(hash) + "\""}},
+          file.contents};
 }
 
 }  // namespace vecamera::simulator

@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "simulator/server/http/Http.h"
+
 namespace vecamera::simulator {
 
 /// A file that was built into the program.
@@ -16,9 +18,10 @@ struct EmbeddedFile {
 /// All of them. None where the page's side was not built. Any thread.
 std::span<const EmbeddedFile> embeddedFiles();
 
-const EmbeddedFile* findEmbedded(std::string_view name);
+/// The file of that path in the folder, by default its "index.html". Null where there is none.
+const EmbeddedFile* findEmbedded(std::string folder, std::span<const std::string> names);
 
-/// A text that changes with the contents, in quotation marks.
-std::string entityTag(std::string_view contents);
+/// The file with its content type and an entity tag. `cacheControl` is that field's value.
+Response embeddedResponse(const EmbeddedFile& file, std::string_view cacheControl);
 
 }  // namespace vecamera::simulator

@@ -9,7 +9,7 @@ namespace vecamera::simulator {
 namespace fs = std::filesystem;
 
 FolderFingerprint folderFingerprint(const fs::path& folder, const RecordingFiles& recordings,
-                                    std::size_t most) {
+                                    std::size_t maxFiles) {
   FolderFingerprint print;
   std::error_code failed;
   fs::recursive_directory_iterator entry(folder, fs::directory_options::skip_permission_denied,
@@ -24,7 +24,7 @@ FolderFingerprint folderFingerprint(const fs::path& folder, const RecordingFiles
     }
     if (!entry->is_regular_file(gone)) continue;
     if (recordings.has(entry->path())) continue;
-    if (++seen > most) {
+    if (++seen > maxFiles) {
       print.isWhole = false;
       break;
     }

@@ -21,6 +21,6 @@ struct FolderFingerprint {
 /// files. Any thread.
 FolderFingerprint folderFingerprint(const std::filesystem::path& folder,
                                     const RecordingFiles& recordings = RecordingFiles(),
-                                    std::size_t most = 10'000);
+                                    std::size_t maxFiles = 10'000);
 
 }  // namespace vecamera::simulator

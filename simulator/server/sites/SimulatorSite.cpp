@@ -1,17 +1,14 @@
 #include "simulator/server/sites/SimulatorSite.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
 #include <nlohmann/json.hpp>
-#include <optional>
 #include <span>
 
 #include "device/foundation/Dates.h"
-#include "device/script/json/JsonValue.h"
-#include "simulator/server/http/ContentTypes.h"
+#include "device/script/json/StrictJson.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/sites/EmbeddedFiles.h"
 
@@ -22,40 +19,28 @@ using Json = nlohmann::ordered_json;
 using Segments = std::vector<std::string>;
 using Store = std::shared_ptr<device::photos::LibraryStore>;
 
-constexpr int kLargestThumbnail = 2048;
+constexpr int maxThumbnailSide = 2048;
 
 Response notFound() {
-  return failure(404, "there is nothing here; open the address that vecamera serve printed");
-}
-
-Response plainPage(std::string_view text) {
-  return {
-      200, {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}}, text};
+  return errorResponse(404, "there is nothing here; open the address that vecamera serve printed");
 }
 
 /// A part of the phone's page.
 Response pageFile(const RequestTarget& target) {
-  if (embeddedFiles().empty() || findEmbedded("web/index.html") == nullptr)
-    return plainPage(
+  if (findEmbedded("web", {}) == nullptr)
+    return textResponse(
         "The phone's pages are not part of this build of vecamera. Run ./run in the project's\n"
         "folder: it builds them with Node.js and starts the phone.\n");
-  std::string name = "web";
-  for (const auto& segment : target.segments) name += "/" + segment;
-  if (target.segments.empty()) name += "/index.html";
-  const auto* file = findEmbedded(name);
+  const auto* file = findEmbedded("web", target.segments);
   // The demo app lives on the other origin.
-  if (file == nullptr || name.starts_with("web/demo/")) return notFound();
-  const bool isHashed = name.starts_with("web/assets/");
-  return {200,
-          {{"Content-Type", std::string(contentTypeOf(name))},
-           {"Cache-Control", isHashed ? "public, max-age=31536000, immutable" : "no-cache"},
-           {"ETag", entityTag(file->contents)}},
-          file->contents};
+  if (file == nullptr || file->name.starts_with("web/demo/")) return notFound();
+  const bool isHashed = file->name.starts_with("web/assets/");
+  return embeddedResponse(*file, isHashed ? "public, max-age=31536000, immutable" : "no-cache");
 }
 
 Response listLibrary(device::photos::LibraryStore& store) {
   const auto records = store.list();
-  if (!records) return failure(500, records.error().text);
+  if (!records) return errorResponse(500, records.error().text);
   Json assets = Json::array();
   for (const auto& record : *records)
     assets.push_back(
@@ -72,10 +57,10 @@ Response listLibrary(device::photos::LibraryStore& store) {
 
 Response thumbnail(device::photos::LibraryStore& store, const std::string& asset, int side) {
   const auto picture = store.thumbnail(asset, side);
-  if (!picture) return failure(404, picture.error().text);
+  if (!picture) return errorResponse(404, picture.error().text);
   const auto bytes = picture->bytes();
   // An asset's bytes never change.
-  return mediaOnly(
+  return sandboxed(
       {200,
        {{"Content-Type", "image/jpeg"}, {"Cache-Control", "private, max-age=86400, immutable"}},
        std::string(bytes.begin(), bytes.end())});
@@ -83,11 +68,11 @@ Response thumbnail(device::photos::LibraryStore& store, const std::string& asset
 
 Response original(device::photos::LibraryStore& store, const std::string& asset) {
   const auto path = store.originalFile(asset);
-  if (!path) return failure(404, path.error().text);
+  if (!path) return errorResponse(404, path.error().text);
   const Segments name{path->filename().string()};
-  auto file = openBeneath(path->parent_path(), name);
-  if (!file) return failure(404, "the asset's file is gone");
-  return mediaOnly(fileResponse(*std::move(file), name.front(), "no-store"));
+  auto file = openConfined(path->parent_path(), name);
+  if (!file) return errorResponse(404, "the asset's file is gone");
+  return sandboxed(fileResponse(*std::move(file), name.front(), "no-store"));
 }
 
 /// The recording as a file that the browser saves.
@@ -95,12 +80,12 @@ Response script(const Session& session, Phone& phone) {
   const Segments name{"script-" + randomToken() + ".json"};
   const std::filesystem::path folder = phone.folder();
   const auto isWritten = phone.recording().writeTo(folder / name.front());
-  auto file = openBeneath(folder, name);
+  auto file = openConfined(folder, name);
   unlink((folder / name.front()).c_str());
   if (!isWritten || !file)
-    return failure(500, "the recording cannot be written; is the disk full?");
+    return errorResponse(500, "the recording cannot be written; is the disk full?");
   auto response = fileResponse(*std::move(file), name.front(), "no-store");
-  response.headers.emplace_back(
+  response.fields.emplace_back(
       "Content-Disposition",
       "attachment; filename=\"phone-" + session.identity().id.substr(0, 6) + ".json\"");
   return response;
@@ -111,11 +96,11 @@ class MediaUpload : public Upload {
   MediaUpload(std::shared_ptr<Session> session, std::unique_ptr<MediaFolder::Writer> writer)
       : session_(std::move(session)), writer_(std::move(writer)) {}
   bool write(std::span<const char> bytes) override {
-    problem_ = writer_->write(bytes);
-    return !problem_;
+    written_ = writer_->write(bytes);
+    return bool{written_};
   }
   Response finish() override {
-    if (problem_) return failure(writer_->hasDiskFailed() ? 507 : 413, *problem_);
+    if (!written_) return errorResponse(writer_->hasDiskFailed() ? 507 : 413, written_.error().why);
     const auto bytes = writer_->bytes();
     return jsonResponse(device::script::toLine({{"file", writer_->finish()}, {"bytes", bytes}}));
   }
@@ -124,13 +109,13 @@ class MediaUpload : public Upload {
   // Keeps the writer's folder.
   const std::shared_ptr<Session> session_;
   const std::unique_ptr<MediaFolder::Writer> writer_;
-  std::optional<std::string> problem_;
+  Result<> written_;
 };
 
 }  // namespace
 
-Headers SimulatorSite::commonHeaders(const Request& request) const {
-  const auto name = ownName(request.host);
+HeaderFields SimulatorSite::commonFields(const Request& request) const {
+  const auto name = ownHostName(request.host);
   const auto app = "http://" + name + ":" + std::to_string(setup_.appPort);
   const auto media = "'self' blob: data: " + app;
   return {{"Content-Security-Policy",
@@ -145,15 +130,15 @@ Headers SimulatorSite::commonHeaders(const Request& request) const {
 
 Reaction SimulatorSite::react(const Request& request) {
   if (!isOwnHost(request.host, setup_.port))
-    return failure(403, "this server answers to its own name only, 127.0.0.1 or localhost");
+    return errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost");
   auto target = parseTarget(request.target);
-  if (!target) return failure(400, "the address is none that a browser would send");
+  if (!target) return errorResponse(400, "the address is none that a browser would send");
   if (target->segments.empty() || !sameSecret(target->segments.front(), setup_.secret))
     return notFound();
   target->segments.erase(target->segments.begin());
   const bool changes = request.method != Method::get;
   if ((changes || request.isWebSocket) && request.origin != "http://" + request.host)
-    return failure(403, "only the simulator's own pages may do this");
+    return errorResponse(403, "only the simulator's own pages may do this");
   // Relative addresses in the page start from the slash.
   if (target->segments.empty() && !target->isFolder)
     return Response{308, {{"Location", "/" + setup_.secret + "/"}}, {}};
@@ -164,18 +149,17 @@ Reaction SimulatorSite::reactTo(const Request& request, const RequestTarget& tar
   const auto& path = target.segments;
   if (path.size() > 1 && path[0] == "session") {
     const auto session = sessions_.find(path[1]);
-    if (!session) return failure(404, "there is no such session (any more); load the page again");
+    if (!session)
+      return errorResponse(404, "there is no such session (any more); load the page again");
     return reactInSession(request, session, target);
   }
-  if (request.method != Method::get) return failure(405, "this can only be read");
-  if (path == Segments{"ws"}) return enter(request, target);
+  if (request.method != Method::get) return errorResponse(405, "this can only be read");
+  if (path == Segments{"ws"} && !request.isWebSocket)
+    return errorResponse(426, "this is the address of a WebSocket");
+  if (path == Segments{"ws"})
+    return sessions_.open(target.queryValue("session"), ownHostName(request.host));
   if (request.isWebSocket) return notFound();
   return pageFile(target);
-}
-
-Reaction SimulatorSite::enter(const Request& request, const RequestTarget& target) {
-  if (!request.isWebSocket) return failure(426, "this is the address of a WebSocket");
-  return sessions_.open(target.queryValue("session"), ownName(request.host));
 }
 
 Reaction SimulatorSite::reactInSession(const Request& request,
@@ -184,34 +168,34 @@ Reaction SimulatorSite::reactInSession(const Request& request,
   const Segments path(target.segments.begin() + 2, target.segments.end());
   auto& phone = session->phone();
   if (path == Segments{"media"}) {
-    if (request.method != Method::post) return failure(405, "media are sent with POST");
+    if (request.method != Method::post) return errorResponse(405, "media are sent with POST");
     auto writer = phone.media().begin(target.queryValue("name"));
-    if (!writer) return failure(413, "this phone takes no more files; open another tab");
-    return std::make_unique<MediaUpload>(session, std::move(writer));
+    if (!writer) return errorResponse(413, writer.error().why);
+    return std::make_unique<MediaUpload>(session, *std::move(writer));
   }
-  if (request.method != Method::get) return failure(405, "this can only be read");
+  if (request.method != Method::get) return errorResponse(405, "this can only be read");
   if (path == Segments{"script"})
-    return SlowResponse([session] { return script(*session, session->phone()); });
+    return DeferredResponse([session] { return script(*session, session->phone()); });
   if (path.size() > 1 && path[0] == "files") {
-    auto file = openBeneath(phone.temporaryDirectory(), std::span(path).subspan(1));
-    if (!file) return failure(404, "the temporary directory has no such file");
-    return mediaOnly(fileResponse(*std::move(file), path.back(), "no-store"));
+    auto file = openConfined(phone.temporaryDirectory(), std::span(path).subspan(1));
+    if (!file) return errorResponse(404, "the temporary directory has no such file");
+    return sandboxed(fileResponse(*std::move(file), path.back(), "no-store"));
   }
   if (path.empty() || path[0] != "library") return notFound();
 
   const auto store = phone.library();
-  if (!store) return failure(503, "the phone is starting; ask again");
-  if (path.size() == 1) return SlowResponse([store] { return listLibrary(*store); });
+  if (!store) return errorResponse(503, "the phone is starting; ask again");
+  if (path.size() == 1) return DeferredResponse([store] { return listLibrary(*store); });
   const auto asset = target.queryValue("id");
   if (path == Segments{"library", "original"})
-    return SlowResponse([store, asset] { return original(*store, asset); });
+    return DeferredResponse([store, asset] { return original(*store, asset); });
   if (path == Segments{"library", "thumbnail"}) {
     const auto text = target.queryValue("side");
     int side = 0;
     std::from_chars(text.data(), text.data() + text.size(), side);
-    if (side < 1) return failure(400, "\"side\" is a number of pixels above 0");
-    side = std::min(side, kLargestThumbnail);
-    return SlowResponse([store, asset, side] { return thumbnail(*store, asset, side); });
+    if (side < 1) return errorResponse(400, "\"side\" is a number of pixels above 0");
+    side = std::min(side, maxThumbnailSide);
+    return DeferredResponse([store, asset, side] { return thumbnail(*store, asset, side); });
   }
   return notFound();
 }

@@ -6,7 +6,7 @@
 
 #include "simulator/server/http/Http.h"
 #include "simulator/server/http/RequestTarget.h"
-#include "simulator/server/phone/Sessions.h"
+#include "simulator/server/sites/SessionRegistry.h"
 
 namespace vecamera::simulator {
 
@@ -18,19 +18,19 @@ class SimulatorSite : public Site {
     std::uint16_t appPort = 0;
     std::string secret;
   };
-  SimulatorSite(Setup setup, Sessions& sessions) : setup_(std::move(setup)), sessions_(sessions) {}
+  SimulatorSite(Setup setup, SessionRegistry& sessions)
+      : setup_(std::move(setup)), sessions_(sessions) {}
 
   Reaction react(const Request& request) override;
-  Headers commonHeaders(const Request& request) const override;
+  HeaderFields commonFields(const Request& request) const override;
 
  private:
   Reaction reactTo(const Request& request, const RequestTarget& target);
-  Reaction enter(const Request& request, const RequestTarget& target);
   Reaction reactInSession(const Request& request, const std::shared_ptr<Session>& session,
                           const RequestTarget& target);
 
   const Setup setup_;
-  Sessions& sessions_;
+  SessionRegistry& sessions_;
 };
 
 }  // namespace vecamera::simulator

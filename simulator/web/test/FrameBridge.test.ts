@@ -84,18 +84,26 @@ describe("FrameBridge", () => {
     expect([framed.port, stranger.port]).toEqual([null, null]);
   });
 
-  it("ignores what is no command", async () => {
+  it("answers a command that nobody knows with an error, and ignores what has no id", async () => {
     greet();
     for (const data of [
       null,
       "takePicture",
       { id: "1", command: "takePicture", arguments: [] },
       { id: 1, command: "dispose", arguments: [] },
-      { id: 1, command: "cleanup" },
+      { id: 2, arguments: [] },
+      { id: 3, command: "cleanup" },
+      { id: 4, command: "cleanup", arguments: "all" },
     ])
       framed.port?.postMessage(data);
-    framed.port?.postMessage({ id: 2, command: "cleanup", arguments: [] });
-    await delivered(() => ran.length > 0);
+    framed.port?.postMessage({ id: 5, command: "cleanup", arguments: [] });
+    await delivered(() => framed.received.length === 4 && ran.length > 0);
+    expect(framed.received).toEqual([
+      { id: 1, result: "error", message: expect.stringContaining('no command "dispose"') },
+      { id: 2, result: "error", message: expect.stringContaining("no command") },
+      { id: 3, result: "error", message: expect.stringContaining("arguments of cleanup") },
+      { id: 4, result: "error", message: expect.stringContaining("arguments of cleanup") },
+    ]);
     expect(ran).toEqual([{ command: "cleanup", args: [] }]);
   });
 

@@ -20,7 +20,7 @@ using testing::ElementsAre;
 using testing::HasSubstr;
 using testing::Optional;
 
-TEST(RequestTargets, AreDecodedOnce) {
+TEST(RequestTargetTest, IsDecodedOnce) {
   const auto target = parseTarget("/a%20b/%2541/?q=1+2%2B3&empty");
   ASSERT_TRUE(target);
   EXPECT_THAT(target->segments, ElementsAre("a b", "%41"));
@@ -29,7 +29,7 @@ TEST(RequestTargets, AreDecodedOnce) {
   EXPECT_TRUE(target->query.contains("empty"));
 }
 
-TEST(RequestTargets, ThatAreNoPlainPathsAreNone) {
+TEST(RequestTargetTest, IsNoneWithoutAPlainPath) {
   for (const auto* target : {"",
                              "a",
                              "http://127.0.0.1/",
@@ -56,7 +56,7 @@ TEST(RequestTargets, ThatAreNoPlainPathsAreNone) {
     EXPECT_FALSE(parseTarget(target)) << target;
 }
 
-TEST(Ranges, OfOnePartAreTakenAndOthersLeftAlone) {
+TEST(ByteRangeTest, IsThatOfASingleRange) {
   const auto parts = [](std::string_view header) -> std::optional<std::pair<int, int>> {
     const auto range = parseRange(header, 10);
     if (!range) return std::nullopt;
@@ -73,7 +73,7 @@ TEST(Ranges, OfOnePartAreTakenAndOthersLeftAlone) {
     EXPECT_FALSE(parts(other)) << other;
 }
 
-TEST(Hosts, OfOthersAreNotOurs) {
+TEST(HttpTest, HostsOfOthersAreNotOurs) {
   EXPECT_TRUE(isOwnHost("127.0.0.1:8080", 8080));
   EXPECT_TRUE(isOwnHost("localhost:8080", 8080));
   EXPECT_TRUE(isOwnHost("localhost", 80));
@@ -82,7 +82,7 @@ TEST(Hosts, OfOthersAreNotOurs) {
     EXPECT_FALSE(isOwnHost(host, 8080)) << host;
 }
 
-TEST(Secrets, AreLongAndDifferEachTime) {
+TEST(SecretsTest, TokensAreLongAndDifferEachTime) {
   const auto token = randomToken();
   EXPECT_EQ(token.size(), 32U);
   EXPECT_NE(token, randomToken());
@@ -92,7 +92,7 @@ TEST(Secrets, AreLongAndDifferEachTime) {
   EXPECT_LT(randomSeed(), std::uint64_t{1} << 53U);
 }
 
-TEST(FilesBeneathAFolder, AreRegularOnesThatNoLinkLeadsOutTo) {
+TEST(ConfinedOpenTest, OpensRegularFilesThatNoLinkLeadsOutTo) {
   const TestFolder folder;
   const auto root = folder.path() / "root";
   folder.write("root/sub/a.txt", "abc");
@@ -103,22 +103,24 @@ TEST(FilesBeneathAFolder, AreRegularOnesThatNoLinkLeadsOutTo) {
   ASSERT_EQ(mkfifo((root / "pipe").c_str(), 0600), 0);
 
   using Names = std::vector<std::string>;
-  const auto file = openBeneath(root, Names{"sub", "a.txt"});
+  const auto file = openConfined(root, Names{"sub", "a.txt"});
   ASSERT_TRUE(file);
   EXPECT_EQ(file->bytes, 3U);
-  EXPECT_TRUE(isFolderBeneath(root, Names{"sub"}));
+  EXPECT_TRUE(isFolderConfined(root, Names{"sub"}));
   for (const auto& names :
        {Names{"out.txt"}, Names{"up", "secret.txt"}, Names{"absolute"}, Names{"pipe"}, Names{"sub"},
         Names{"missing"}, Names{"..", "secret.txt"}, Names{"/etc/passwd"},
         Names{std::string("sub\0/a.txt", 10)}, Names{}})
-    EXPECT_FALSE(openBeneath(root, names)) << testing::PrintToString(names);
-  EXPECT_FALSE(isFolderBeneath(root, Names{"up"}));
+    EXPECT_FALSE(openConfined(root, names)) << testing::PrintToString(names);
+  EXPECT_FALSE(isFolderConfined(root, Names{"up"}));
 }
 
-TEST(MediaFolders, GiveFilesNamesOfTheirOwn) {
+TEST(MediaFolderTest, GivesFilesNamesOfItsOwn) {
   const TestFolder folder;
   MediaFolder media(folder.path(), {});
-  const auto name = [&media](std::string_view original) { return media.begin(original)->finish(); };
+  const auto name = [&media](std::string_view original) {
+    return (*media.begin(original))->finish();
+  };
   EXPECT_EQ(name("beach.JPG"), "media/1.jpg");
   EXPECT_EQ(name("../../x.sh/y"), "media/2");
   EXPECT_EQ(name("a.b;c"), "media/3");
@@ -128,17 +130,16 @@ TEST(MediaFolders, GiveFilesNamesOfTheirOwn) {
   EXPECT_EQ(name("c.jpg"), "media/5.jpg");
 }
 
-TEST(MediaFolders, LetGoOfAFileWithItsLastHolder) {
+TEST(MediaFolderTest, RemovesAFileWithItsLastHolder) {
   const TestFolder folder;
   MediaFolder media(folder.path(), {.totalBytes = 10});
   const auto upload = [&media] {
-    const auto writer = media.begin("a.jpg");
-    return writer->write(std::string(10, 'x')) ? std::string() : writer->finish();
+    return media.add(Data(std::vector<std::uint8_t>(10)), "a.jpg").value().value_or("");
   };
   const auto name = upload();
   EXPECT_EQ(upload(), "") << "one that nobody has held stays";
-  auto first = media.hold(name);
-  auto second = media.hold(name);
+  auto first = media.hold(name).value();
+  auto second = media.hold(name).value();
   first.reset();
   EXPECT_TRUE(std::filesystem::exists(folder.path() / name));
   second.reset();
@@ -147,36 +148,35 @@ TEST(MediaFolders, LetGoOfAFileWithItsLastHolder) {
   EXPECT_NE(upload(), "") << "there is room again";
 }
 
-TEST(MediaFolders, TakeNoMoreThanTheirLimits) {
+TEST(MediaFolderTest, TakesNoMoreThanItsLimits) {
   const TestFolder folder;
   MediaFolder media(folder.path(), {.fileBytes = 10, .totalBytes = 15, .files = 4});
   {
-    const auto tooLong = media.begin("a.jpg");
-    EXPECT_FALSE(tooLong->write(std::string(10, 'x')));
-    EXPECT_THAT(tooLong->write(std::string("x")), Optional(HasSubstr("a file has at most")));
+    const auto tooLong = *media.begin("a.jpg");
+    EXPECT_TRUE(tooLong->write(std::string(10, 'x')));
+    EXPECT_THAT(tooLong->write(std::string("x")).error().why, HasSubstr("a file has at most"));
   }
   EXPECT_FALSE(std::filesystem::exists(folder.path() / "media/1.jpg"))
       << "an unfinished file is removed";
-  const auto first = media.begin("b.jpg");
-  EXPECT_FALSE(first->write(std::string(10, 'x'))) << "what was removed does not count";
+  const auto first = *media.begin("b.jpg");
+  EXPECT_TRUE(first->write(std::string(10, 'x'))) << "what was removed does not count";
   EXPECT_EQ(first->finish(), "media/2.jpg");
-  const auto second = media.begin("c.jpg");
-  EXPECT_THAT(second->write(std::string(6, 'x')), Optional(HasSubstr("media already")));
-  media.hold("media/2.jpg").reset();
-  EXPECT_FALSE(second->write(std::string(6, 'x')));
-  const std::unique_ptr<MediaFolder::Writer> others[] = {media.begin("d.jpg"), media.begin("e.jpg"),
-                                                         media.begin("f.jpg")};
-  EXPECT_TRUE(others[2]);
+  const auto second = *media.begin("c.jpg");
+  EXPECT_THAT(second->write(std::string(6, 'x')).error().why, HasSubstr("media already"));
+  EXPECT_TRUE(media.hold("media/2.jpg")) << "and nobody holds it any more";
+  EXPECT_TRUE(second->write(std::string(6, 'x')));
+  const auto others = {media.begin("d.jpg"), media.begin("e.jpg"), media.begin("f.jpg")};
+  EXPECT_TRUE(others.end()[-1]);
   EXPECT_FALSE(media.begin("g.jpg")) << "the fifth file";
 }
 
-TEST(MediaFolders, SayWhetherItWasTheDisk) {
+TEST(MediaFolderTest, SaysWhetherItWasTheDisk) {
   const TestFolder folder;
   MediaFolder media(folder.path(), {.fileBytes = 100});
-  const auto tooLong = media.begin("a.jpg");
-  EXPECT_TRUE(tooLong->write(std::string(101, 'x')));
+  const auto tooLong = *media.begin("a.jpg");
+  EXPECT_FALSE(tooLong->write(std::string(101, 'x')));
   EXPECT_FALSE(tooLong->hasDiskFailed());
-  const auto refused = media.begin("b.jpg");
+  const auto refused = *media.begin("b.jpg");
   // The process may write no byte to a file, as on a disk that is full.
   rlimit before{};
   getrlimit(RLIMIT_FSIZE, &before);
@@ -186,11 +186,11 @@ TEST(MediaFolders, SayWhetherItWasTheDisk) {
   const auto why = refused->write(std::string(100, 'x'));
   setrlimit(RLIMIT_FSIZE, &before);
   std::signal(SIGXFSZ, handler);
-  EXPECT_THAT(why, Optional(HasSubstr("disk")));
+  EXPECT_THAT(why.error().why, HasSubstr("disk"));
   EXPECT_TRUE(refused->hasDiskFailed());
 }
 
-TEST(RecordingFiles, AreKnownHoweverTheyAreNamed) {
+TEST(RecordingFilesTest, KnowsThemHoweverTheyAreNamed) {
   const TestFolder folder;
   folder.write("app/index.html", "");
   std::filesystem::create_directory_symlink("app", folder.path() / "link");
@@ -206,7 +206,7 @@ TEST(RecordingFiles, AreKnownHoweverTheyAreNamed) {
   EXPECT_FALSE(RecordingFiles().has("flow.json"));
 }
 
-TEST(RecordingFiles, SweepWhatAWriterThatDiedLeftHalfWritten) {
+TEST(RecordingFilesTest, SweepsWhatAWriterThatDiedLeftHalfWritten) {
   const TestFolder folder;
   const auto left = folder.write(".vecamera-0123456789abcdef.part", "{");
   const auto other = folder.write(".hidden.part", "somebody's");
@@ -215,7 +215,7 @@ TEST(RecordingFiles, SweepWhatAWriterThatDiedLeftHalfWritten) {
   EXPECT_TRUE(std::filesystem::exists(other));
 }
 
-TEST(FolderFingerprints, LeaveRecordingsOutAndSayWhereTheyStop) {
+TEST(FolderFingerprintTest, LeavesRecordingsOutAndSaysWhereItStops) {
   const TestFolder folder;
   folder.write("index.html", "a");
   const RecordingFiles recordings(folder.path() / "flow.json");
@@ -232,7 +232,7 @@ TEST(FolderFingerprints, LeaveRecordingsOutAndSayWhereTheyStop) {
   EXPECT_TRUE(print(2).isWhole);
 }
 
-TEST(FolderFingerprints, TellOfChangesOfTheAppOnly) {
+TEST(FolderFingerprintTest, ChangesWithTheAppOnly) {
   const TestFolder folder;
   folder.write("index.html", "a");
   const auto first = folderFingerprint(folder.path());

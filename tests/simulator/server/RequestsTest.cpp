@@ -11,28 +11,27 @@ namespace {
 using testing::HasSubstr;
 
 std::string whyRefused(std::string_view message) {
-  const auto parsed = parseRequest(message);
-  const auto* refusal = std::get_if<RequestRefusal>(&parsed);
-  return refusal ? refusal->why : "";
+  const auto request = parseRequest(message);
+  return request ? "" : request.error().why;
 }
 
-TEST(Requests, AStepKeepsItsKeysForTheScriptReader) {
-  const auto parsed = parseRequest(R"({"type":"step","id":7,"step":{"do":"tap","odd":[1]}})");
-  const auto& request = std::get<PhoneRequest>(parsed);
-  EXPECT_EQ(request.id, 7);
-  EXPECT_EQ(std::get<StepRequest>(request.what).step,
+TEST(PhoneRequestTest, AStepKeepsItsKeysForTheScriptReader) {
+  const auto request = parseRequest(R"({"type":"step","id":7,"step":{"do":"tap","odd":[1]}})");
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->id, 7);
+  EXPECT_EQ(std::get<StepRequest>(request->what).step,
             nlohmann::ordered_json::parse(R"({"do":"tap","odd":[1]})"));
 }
 
-TEST(Requests, ARestartKeepsTheLibraryUnlessToldOtherwise) {
+TEST(PhoneRequestTest, ARestartKeepsTheLibraryUnlessAskedOtherwise) {
   const auto keeps = [](std::string_view text) {
-    return std::get<RestartRequest>(std::get<PhoneRequest>(parseRequest(text)).what).keepLibrary;
+    return std::get<RestartRequest>(parseRequest(text)->what).oldAssets == OldAssets::keep;
   };
   EXPECT_TRUE(keeps(R"({"type":"restart","id":1,"device":{}})"));
   EXPECT_FALSE(keeps(R"({"type":"restart","id":1,"device":{},"keepLibrary":false})"));
 }
 
-TEST(Requests, WhatIsNoRequestIsRefusedWithItsIdAndAReason) {
+TEST(PhoneRequestTest, WhatIsNoRequestIsRefusedWithItsIdAndAReason) {
   const struct {
     std::string_view message;
     std::string_view why;
@@ -51,11 +50,10 @@ TEST(Requests, WhatIsNoRequestIsRefusedWithItsIdAndAReason) {
       {R"({"id":1,"type":"restoreSamples","step":{}})", "step"},
   };
   for (const auto& [message, why] : cases) EXPECT_THAT(whyRefused(message), HasSubstr(why));
-  const auto parsed = parseRequest(R"({"id":1.5,"type":"other"})");
-  EXPECT_EQ(std::get<RequestRefusal>(parsed).id, 1.5);
+  EXPECT_EQ(parseRequest(R"({"id":1.5,"type":"other"})").error().id, 1.5);
 }
 
-TEST(Requests, ThatCannotBeReadAreRefusedWithTheirIdAsFarAsItCanBeTold) {
+TEST(PhoneRequestTest, WhatCannotBeReadIsRefusedWithItsIdAsFarAsThatCanBeRead) {
   const std::string deep(100, '[');
   const std::string shut(100, ']');
   const auto step = [](const std::string& arguments) {
@@ -73,13 +71,13 @@ TEST(Requests, ThatCannotBeReadAreRefusedWithTheirIdAsFarAsItCanBeTold) {
       {"[7", nullptr},
   };
   for (const auto& [message, id] : cases) {
-    const auto parsed = parseRequest(message);
-    ASSERT_TRUE(std::holds_alternative<RequestRefusal>(parsed)) << message;
-    EXPECT_EQ(std::get<RequestRefusal>(parsed).id, nlohmann::ordered_json(id)) << message;
+    const auto request = parseRequest(message);
+    ASSERT_FALSE(request) << message;
+    EXPECT_EQ(request.error().id, nlohmann::ordered_json(id)) << message;
   }
 }
 
-TEST(Requests, DamagedMessagesAreRequestsOrRefusedWithAReason) {
+TEST(PhoneRequestTest, DamagedMessagesAreRequestsOrRefusedWithAReason) {
   const std::string whole[] = {
       R"({"type":"step","id":7,"step":{"do":"takePicture","as":"a","arguments":[50,0,null,-1e9]}})",
       R"({"type":"restart","id":2,"device":{"authorization":{"camera":"denied"}},"keepLibrary":true})",
@@ -99,14 +97,14 @@ TEST(Requests, DamagedMessagesAreRequestsOrRefusedWithAReason) {
         default: text.insert(at, 1, "{}[]\":,\\0e-"[below(11)]); break;
       }
     }
-    const auto parsed = parseRequest(text);
-    if (const auto* refusal = std::get_if<RequestRefusal>(&parsed)) {
-      ++refused;
-      EXPECT_FALSE(refusal->why.empty()) << text;
-      EXPECT_TRUE(refusal->id.is_null() || refusal->id.is_number()) << text;
-    } else {
-      EXPECT_TRUE(std::get<PhoneRequest>(parsed).id.is_number()) << text;
+    const auto request = parseRequest(text);
+    if (request) {
+      EXPECT_TRUE(request->id.is_number()) << text;
+      continue;
     }
+    ++refused;
+    EXPECT_FALSE(request.error().why.empty()) << text;
+    EXPECT_TRUE(request.error().id.is_null() || request.error().id.is_number()) << text;
   }
   EXPECT_GT(refused, 10000);
 }

@@ -1,4 +1,4 @@
-#include "simulator/server/phone/Session.h"
+#include "simulator/server/sites/Session.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -15,15 +15,15 @@ class FakePeer : public Peer {
   void send(std::shared_ptr<const std::string> message) override {
     messages.push_back(Json::parse(*message));
   }
-  void sendLast(std::string message) override {
+  void sendAndClose(std::string message) override {
     messages.push_back(Json::parse(message));
     isEnded = true;
   }
-  void readOn() override { ++readOns; }
+  void resumeReading() override { ++resumptions; }
 
   std::vector<Json> messages;
   bool isEnded = false;
-  int readOns = 0;
+  int resumptions = 0;
 };
 
 class SessionTest : public testing::Test {
@@ -39,19 +39,19 @@ class SessionTest : public testing::Test {
   Session::Clock::time_point now_{};
 };
 
-TEST_F(SessionTest, ABrowserThatComesBackIsToldWhatItMissed) {
+TEST_F(SessionTest, ABrowserThatComesBackGetsWhatItMissed) {
   const auto session = makeSession();
-  session->take({PhoneMessage::Kind::restarted, R"({"locale":"de_DE"})"});
+  session->onPhoneMessage({PhoneMessage::Kind::restarted, R"({"locale":"de_DE"})"});
   const auto first = std::make_shared<FakePeer>();
-  session->opened(first);
-  session->take(logged(0));
-  session->closed(*first);
-  session->take(logged(1));
-  session->take({PhoneMessage::Kind::state, R"({"type":"state","recorded":3})"});
+  session->onOpen(first);
+  session->onPhoneMessage(logged(0));
+  session->onClose(*first);
+  session->onPhoneMessage(logged(1));
+  session->onPhoneMessage({PhoneMessage::Kind::state, R"({"type":"state","recorded":3})"});
   EXPECT_EQ(first->messages.size(), 2U);
 
   const auto second = std::make_shared<FakePeer>();
-  session->opened(second);
+  session->onOpen(second);
   ASSERT_EQ(second->messages.size(), 2U);
   const auto& hello = second->messages[0];
   EXPECT_EQ(hello["type"], "hello");
@@ -67,9 +67,9 @@ TEST_F(SessionTest, ABrowserThatComesBackIsToldWhatItMissed) {
 TEST_F(SessionTest, OnlyTheNewestMessagesAreKept) {
   const auto kept = [this](SessionLimits limits, int messages) {
     const auto session = makeSession(limits);
-    for (int i = 0; i < messages; ++i) session->take(logged(i));
+    for (int i = 0; i < messages; ++i) session->onPhoneMessage(logged(i));
     const auto peer = std::make_shared<FakePeer>();
-    session->opened(peer);
+    session->onOpen(peer);
     return peer->messages[0]["messages"];
   };
   EXPECT_EQ(kept({.loggedMessages = 2}, 5), Json::parse(R"([{"n":3},{"n":4}])"));
@@ -82,40 +82,40 @@ TEST_F(SessionTest, ANewerTabTakesThePlaceOfAnOlderOne) {
   const auto session = makeSession();
   const auto first = std::make_shared<FakePeer>();
   const auto second = std::make_shared<FakePeer>();
-  session->opened(first);
-  session->opened(second);
+  session->onOpen(first);
+  session->onOpen(second);
   EXPECT_TRUE(first->isEnded);
   EXPECT_EQ(first->messages.back()["type"], "bye");
-  session->closed(*first);
-  session->take(logged(0));
+  session->onClose(*first);
+  session->onPhoneMessage(logged(0));
   EXPECT_EQ(second->messages.back()["n"], 0) << "the end of the older one changes nothing";
 }
 
-TEST_F(SessionTest, ANewDeviceIsToldBeforeWhatItDoes) {
+TEST_F(SessionTest, ANewDeviceIsAnnouncedBeforeWhatItDoes) {
   const auto session = makeSession();
   const auto peer = std::make_shared<FakePeer>();
-  session->take(logged(0));
-  session->opened(peer);
-  session->take({PhoneMessage::Kind::restarted, R"({"locale":"de_DE"})"});
-  session->take(logged(1));
+  session->onPhoneMessage(logged(0));
+  session->onOpen(peer);
+  session->onPhoneMessage({PhoneMessage::Kind::restarted, R"({"locale":"de_DE"})"});
+  session->onPhoneMessage(logged(1));
   ASSERT_EQ(peer->messages.size(), 3U);
   EXPECT_EQ(peer->messages[1], Json::parse(R"({"type":"restarted","device":{"locale":"de_DE"}})"));
   EXPECT_EQ(peer->messages[2]["n"], 1);
   const auto later = std::make_shared<FakePeer>();
-  session->opened(later);
+  session->onOpen(later);
   EXPECT_EQ(later->messages[0]["messages"], Json::parse(R"([{"n":1}])"));
 }
 
-TEST_F(SessionTest, IsIdleOnlyWhenNobodyIsThere) {
+TEST_F(SessionTest, IsIdleOnlyWhileDisconnected) {
   const auto session = makeSession({.idle = std::chrono::seconds(10)});
   EXPECT_FALSE(session->isIdle());
   now_ += std::chrono::seconds(10);
   EXPECT_TRUE(session->isIdle());
   const auto peer = std::make_shared<FakePeer>();
-  session->opened(peer);
+  session->onOpen(peer);
   now_ += std::chrono::hours(10);
   EXPECT_FALSE(session->isIdle());
-  session->closed(*peer);
+  session->onClose(*peer);
   now_ += std::chrono::seconds(9);
   EXPECT_FALSE(session->isIdle());
   now_ += std::chrono::seconds(1);
@@ -125,11 +125,11 @@ TEST_F(SessionTest, IsIdleOnlyWhenNobodyIsThere) {
 TEST_F(SessionTest, AnEndedOneSaysSoAndTakesNobodyMore) {
   const auto session = makeSession();
   const auto first = std::make_shared<FakePeer>();
-  session->opened(first);
+  session->onOpen(first);
   session->end("enough");
   EXPECT_EQ(first->messages.back(), Json::parse(R"({"type":"bye","why":"enough"})"));
   const auto second = std::make_shared<FakePeer>();
-  session->opened(second);
+  session->onOpen(second);
   EXPECT_TRUE(second->isEnded);
 }
 

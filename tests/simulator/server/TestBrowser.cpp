@@ -26,7 +26,7 @@ using asio::ip::tcp;
 using Error = boost::system::error_code;
 
 /// A server that hangs fails the test, instead of hanging it.
-constexpr std::chrono::minutes kPatience{2};
+constexpr std::chrono::minutes patience{2};
 
 void connect(tcp::socket& socket, std::uint16_t port) {
   socket.connect({asio::ip::address_v4::loopback(), port});
@@ -42,7 +42,7 @@ Error finish(asio::io_context& io, tcp::socket& socket, Begin begin) {
     isDone = true;
   });
   io.restart();
-  io.run_for(kPatience);
+  io.run_for(patience);
   if (isDone) return result;
   ADD_FAILURE() << "the server hangs";
   Error ignored;
@@ -63,8 +63,8 @@ Error sendAll(asio::io_context& io, tcp::socket& socket, std::string_view bytes)
 
 RunningServer::RunningServer(ServerSetup setup) {
   auto made = Server::make(std::move(setup));
-  if (const auto* why = std::get_if<std::string>(&made)) throw std::runtime_error(*why);
-  server_ = std::move(std::get<std::unique_ptr<Server>>(made));
+  if (!made) throw std::runtime_error(made.error().why);
+  server_ = *std::move(made);
   const auto address = server_->address();
   const auto colon = address.rfind(':');
   const auto slash = address.find('/', colon);

@@ -19,10 +19,10 @@ namespace vecamera::simulator {
 class TestPhone {
  public:
   using Json = nlohmann::ordered_json;
-  static constexpr const char* kFiles = "http://127.0.0.1:1/.vecamera/files/TOKEN/";
+  static constexpr const char* filesAddress = "http://127.0.0.1:1/.vecamera/files/TOKEN/";
 
   explicit TestPhone(PhoneSetup setup = {}) {
-    setup.filesAddress = kFiles;
+    setup.filesAddress = filesAddress;
     setup.realTime = [this] { return now_ += std::chrono::seconds(1); };
     setup.diagnose = [this](const std::string& line) {
       const std::lock_guard lock(mutex_);

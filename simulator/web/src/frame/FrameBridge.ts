@@ -15,19 +15,23 @@ export interface FrameBridgeOptions {
   run: (command: string, args: unknown[]) => string;
 }
 
-interface PageCommand {
+interface PageCall {
   id: number;
-  command: "takePicture" | "cleanup";
-  arguments: unknown[];
+  command?: unknown;
+  arguments?: unknown;
 }
 
-const isPageCommand = (data: unknown): data is PageCommand => {
-  const command = data as Partial<PageCommand> | null;
-  return (
-    typeof command?.id === "number" &&
-    (command.command === "takePicture" || command.command === "cleanup") &&
-    Array.isArray(command.arguments)
-  );
+/** Without an id there is nobody to answer. */
+const isPageCall = (data: unknown): data is PageCall =>
+  typeof (data as Partial<PageCall> | null)?.id === "number";
+
+/** Why the plug-in cannot be called so, or nothing. */
+const problemWith = ({ command, arguments: args }: PageCall): string | undefined => {
+  if (command !== "takePicture" && command !== "cleanup") {
+    const name = typeof command === "string" ? JSON.stringify(command) : "without a name";
+    return `The plug-in has no command ${name}: it has takePicture and cleanup.`;
+  }
+  return Array.isArray(args) ? undefined : `The arguments of ${command} are a list.`;
 };
 
 /** Speaks with the app's page: takes its commands, and hands their answers back. */
@@ -98,9 +102,11 @@ export class FrameBridge {
     const { port1, port2 } = new MessageChannel();
     this.port = port1;
     port1.onmessage = (message: MessageEvent) => {
-      if (!isPageCommand(message.data)) return;
+      if (!isPageCall(message.data)) return;
       const { id, command, arguments: args } = message.data;
-      this.waiting.set(this.options.run(command, args), { port: port1, id });
+      const problem = problemWith(message.data);
+      if (problem) port1.postMessage({ id, result: "error", message: problem });
+      else this.waiting.set(this.options.run(command as string, args as unknown[]), { port: port1, id });
     };
     (event.source as Window).postMessage({ vecamera: "port" }, event.origin, [port2]);
   };

@@ -1,15 +1,15 @@
-#include "simulator/server/phone/Session.h"
+#include "simulator/server/sites/Session.h"
 
 #include <nlohmann/json.hpp>
 #include <utility>
 
-#include "device/script/json/JsonValue.h"
+#include "device/script/json/StrictJson.h"
 
 namespace vecamera::simulator {
 namespace {
 
 /// Of the protocol between browser and server.
-constexpr int kVersion = 1;
+constexpr int protocolVersion = 1;
 
 }  // namespace
 
@@ -18,9 +18,12 @@ std::string byeMessage(std::string_view why) {
 }
 
 Session::Session(Identity identity, SessionLimits limits, std::function<Clock::time_point()> now)
-    : identity_(std::move(identity)), limits_(limits), now_(std::move(now)), aloneSince_(now_()) {}
+    : identity_(std::move(identity)),
+      limits_(limits),
+      now_(std::move(now)),
+      disconnectedSince_(now_()) {}
 
-void Session::take(PhoneMessage message) {
+void Session::onPhoneMessage(PhoneMessage message) {
   auto text = std::make_shared<const std::string>(std::move(message.text));
   switch (message.kind) {
     case PhoneMessage::Kind::restarted:
@@ -28,24 +31,24 @@ void Session::take(PhoneMessage message) {
       log_.clear();
       logBytes_ = 0;
       state_ = nullptr;
-      return tell("{\"type\":\"restarted\",\"device\":" + device_ + "}");
+      return send("{\"type\":\"restarted\",\"device\":" + device_ + "}");
     case PhoneMessage::Kind::logged: log(text); break;
     case PhoneMessage::Kind::state: state_ = text; break;
-    case PhoneMessage::Kind::passing: break;
+    case PhoneMessage::Kind::transient: break;
     case PhoneMessage::Kind::reply:
-      if (!reply()) return;
+      if (!onReply()) return;
       break;
   }
   send(text);
 }
 
-/// Takes note of a reply; whether it is for the browser that is there.
-bool Session::reply() {
-  if (askers_.empty()) return false;
-  const auto asker = askers_.front();
-  askers_.pop_front();
-  if (askers_.size() + 1 == limits_.waitingRequests && peer_) peer_->readOn();
-  return asker == connection_;
+/// Whether the reply is for the browser that is connected.
+bool Session::onReply() {
+  if (pending_.empty()) return false;
+  const auto connection = pending_.front();
+  pending_.pop_front();
+  if (pending_.size() + 1 == limits_.pendingRequests && peer_) peer_->resumeReading();
+  return connection == connection_;
 }
 
 void Session::log(Message message) {
@@ -59,7 +62,7 @@ void Session::log(Message message) {
   }
 }
 
-void Session::tell(std::string message) {
+void Session::send(std::string message) {
   send(std::make_shared<const std::string>(std::move(message)));
 }
 
@@ -68,12 +71,12 @@ void Session::send(const Message& message) {
 }
 
 bool Session::isIdle() const {
-  return !peer_ && now_() - aloneSince_ >= limits_.idle;
+  return !peer_ && now_() - disconnectedSince_ >= limits_.idle;
 }
 
 void Session::end(std::string_view why) {
   ended_ = true;
-  if (const auto peer = std::exchange(peer_, nullptr)) peer->sendLast(byeMessage(why));
+  if (const auto peer = std::exchange(peer_, nullptr)) peer->sendAndClose(byeMessage(why));
   if (phone_) phone_->stop();
 }
 
@@ -82,37 +85,37 @@ std::string Session::hello() const {
   for (const auto& message : log_) messages += (messages.empty() ? "" : ",") + *message;
   auto text = device::script::toLine({{"type", "hello"},
                                       {"session", identity_.id},
-                                      {"version", kVersion},
+                                      {"version", protocolVersion},
                                       {"app", identity_.app},
                                       {"appOrigin", identity_.appOrigin},
-                                      {"unfinished", askers_.size()}});
+                                      {"unfinished", pending_.size()}});
   text.pop_back();
   return text + ",\"device\":" + device_ + ",\"messages\":[" + messages + "]}";
 }
 
-void Session::opened(const std::shared_ptr<Peer>& peer) {
+void Session::onOpen(const std::shared_ptr<Peer>& peer) {
   if (ended_) {
-    peer->sendLast(byeMessage("this phone has ended"));
+    peer->sendAndClose(byeMessage("this phone has ended"));
     return;
   }
   if (const auto older = std::exchange(peer_, peer))
-    older->sendLast(byeMessage("this phone was opened in another tab"));
+    older->sendAndClose(byeMessage("this phone was opened in another tab"));
   ++connection_;
-  tell(hello());
+  send(hello());
   if (state_) send(state_);
 }
 
-bool Session::received(Peer& peer, std::string message) {
+bool Session::onMessage(Peer& peer, std::string message) {
   if (&peer != peer_.get()) return true;
   phone_->receive(std::move(message));
-  askers_.push_back(connection_);
-  return askers_.size() < limits_.waitingRequests;
+  pending_.push_back(connection_);
+  return pending_.size() < limits_.pendingRequests;
 }
 
-void Session::closed(Peer& peer) {
+void Session::onClose(Peer& peer) {
   if (&peer != peer_.get()) return;
   peer_.reset();
-  aloneSince_ = now_();
+  disconnectedSince_ = now_();
 }
 
 }  // namespace vecamera::simulator

@@ -1,4 +1,4 @@
-#include "simulator/server/sites/ConfinedOpen.h"
+#include "simulator/server/http/ConfinedOpen.h"
 
 #include <fcntl.h>
 #include <linux/openat2.h>
@@ -15,7 +15,7 @@ namespace {
 using device::foundation::Descriptor;
 
 // Opening must neither wait for a pipe's other end nor take a terminal.
-constexpr int kFlags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
+constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
 
 using device::foundation::FileResult;
 
@@ -24,7 +24,7 @@ FileResult<Descriptor> openStepwise(FileResult<Descriptor> folder,
                                     std::span<const std::string> names) {
   for (std::size_t i = 0; i < names.size() && folder; ++i) {
     const int kind = i + 1 < names.size() ? O_DIRECTORY : 0;
-    folder = device::foundation::openAt(folder->number(), names[i], kFlags | O_NOFOLLOW | kind);
+    folder = device::foundation::openAt(folder->number(), names[i], flags | O_NOFOLLOW | kind);
   }
   return folder;
 }
@@ -40,7 +40,7 @@ FileResult<Descriptor> openNames(const std::filesystem::path& path,
     relative += (relative.empty() ? "" : "/") + name;
   }
   open_how how{};
-  how.flags = kFlags | O_CLOEXEC;
+  how.flags = flags | O_CLOEXEC;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
   Descriptor found(
       static_cast<int>(syscall(SYS_openat2, folder->number(), relative.c_str(), &how, sizeof how)));
@@ -51,8 +51,8 @@ FileResult<Descriptor> openNames(const std::filesystem::path& path,
 
 }  // namespace
 
-std::optional<OpenedFile> openBeneath(const std::filesystem::path& folder,
-                                      std::span<const std::string> names) {
+std::optional<OpenedFile> openConfined(const std::filesystem::path& folder,
+                                       std::span<const std::string> names) {
   auto found = openNames(folder, names);
   struct stat seen {};
   if (!found || fstat(found->number(), &seen) != 0 || !S_ISREG(seen.st_mode)) return std::nullopt;
@@ -63,7 +63,7 @@ std::optional<OpenedFile> openBeneath(const std::filesystem::path& folder,
   return file;
 }
 
-bool isFolderBeneath(const std::filesystem::path& folder, std::span<const std::string> names) {
+bool isFolderConfined(const std::filesystem::path& folder, std::span<const std::string> names) {
   const auto found = openNames(folder, names);
   struct stat seen {};
   return found && fstat(found->number(), &seen) == 0 && S_ISDIR(seen.st_mode);

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstddef>
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -9,27 +8,18 @@
 #include <string>
 #include <string_view>
 
+#include "simulator/server/base/Limits.h"
 #include "simulator/server/http/Http.h"
 #include "simulator/server/phone/Phone.h"
 
 namespace vecamera::simulator {
-
-struct SessionLimits {
-  /// What a browser that comes back is told again: the newest messages, as many and as long.
-  std::size_t loggedMessages = 2000;
-  std::size_t loggedBytes = 32U << 20U;
-  /// Requests that wait; a browser that sends more is not read on.
-  std::size_t waitingRequests = 32;
-  /// After so long without a connection a session ends.
-  std::chrono::seconds idle{15 * 60};
-};
 
 /// `{"type":"bye","why":WHY}`.
 std::string byeMessage(std::string_view why);
 
 /// One browser tab's phone. A connection that goes away leaves it as it is; a newer one takes the
 /// place of an older one. On the server's thread, but for the phone.
-class Session : public MessageReceiver, public std::enable_shared_from_this<Session> {
+class Session : public MessageHandler, public std::enable_shared_from_this<Session> {
  public:
   using Clock = std::chrono::steady_clock;
 
@@ -52,27 +42,25 @@ class Session : public MessageReceiver, public std::enable_shared_from_this<Sess
   const Identity& identity() const { return identity_; }
   Phone& phone() { return *phone_; }
 
-  /// A message of the phone.
-  void take(PhoneMessage message);
-  /// To the browser that is there, and to no other.
-  void tell(std::string message);
-  /// Whether nobody has been there for the time after which the session ends.
+  void onPhoneMessage(PhoneMessage message);
+  /// To the browser that is connected, and to no later one.
+  void send(std::string message);
+  /// Whether it has been disconnected for the time after which it ends.
   bool isIdle() const;
-  /// Whether nobody is there.
-  bool isAlone() const { return !peer_; }
-  /// Since when, where nobody is there.
-  Clock::time_point aloneSince() const { return aloneSince_; }
-  /// Says why and lets the browser go, and asks the phone to end.
+  bool isDisconnected() const { return !peer_; }
+  /// Of a session that is disconnected.
+  Clock::time_point disconnectedSince() const { return disconnectedSince_; }
+  /// Says why to the browser, closes its connection, and asks the phone to end.
   void end(std::string_view why);
 
-  void opened(const std::shared_ptr<Peer>& peer) override;
-  bool received(Peer& peer, std::string message) override;
-  void closed(Peer& peer) override;
+  void onOpen(const std::shared_ptr<Peer>& peer) override;
+  bool onMessage(Peer& peer, std::string message) override;
+  void onClose(Peer& peer) override;
 
  private:
   using Message = std::shared_ptr<const std::string>;
 
-  bool reply();
+  bool onReply();
   void log(Message message);
   std::string hello() const;
   void send(const Message& message);
@@ -82,7 +70,7 @@ class Session : public MessageReceiver, public std::enable_shared_from_this<Sess
   const std::function<Clock::time_point()> now_;
   std::unique_ptr<Phone> phone_;
   std::shared_ptr<Peer> peer_;
-  Clock::time_point aloneSince_;
+  Clock::time_point disconnectedSince_;
   bool ended_ = false;
   std::deque<Message> log_;
   std::size_t logBytes_ = 0;
@@ -92,7 +80,7 @@ class Session : public MessageReceiver, public std::enable_shared_from_this<Sess
   std::uint64_t connection_ = 0;
   /// For each request that has no reply yet, the number of the connection that it came by: a later
   /// one has requests of its own, with the same identifiers.
-  std::deque<std::uint64_t> askers_;
+  std::deque<std::uint64_t> pending_;
 };
 
 }  // namespace vecamera::simulator

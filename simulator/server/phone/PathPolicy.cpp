@@ -1,6 +1,8 @@
-#include "simulator/server/sites/PathPolicy.h"
+#include "simulator/server/phone/PathPolicy.h"
 
 #include <algorithm>
+#include <optional>
+#include <string>
 #include <system_error>
 
 #include "device/foundation/Urls.h"
@@ -41,16 +43,15 @@ std::optional<std::string> outsideFile(const Value& value, std::span<const fs::p
 
 }  // namespace
 
-std::optional<std::string> problemWithFiles(const device::script::Step& step,
-                                            std::span<const fs::path> folders) {
+Result<> checkFiles(const device::script::Step& step, std::span<const fs::path> folders) {
   const Dictionary* info = nullptr;
   if (const auto* capture = std::get_if<device::script::CaptureStep>(&step)) info = &capture->info;
   if (const auto* pick = std::get_if<device::script::PickStep>(&step)) info = &pick->info;
-  if (info == nullptr) return std::nullopt;
+  if (info == nullptr) return {};
   for (const auto& [key, value] : *info)
     if (const auto outside = outsideFile(value, folders))
-      return "info." + key + ": " + *outside + " is no file of this phone";
-  return std::nullopt;
+      return failed("info." + key, *outside + " is no file of this phone");
+  return {};
 }
 
 }  // namespace vecamera::simulator

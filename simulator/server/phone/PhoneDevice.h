@@ -1,0 +1,84 @@
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <nlohmann/json.hpp>
+#include <sstream>
+#include <string>
+
+#include "device/foundation/files/ApplicationHome.h"
+#include "device/script/play/PlaySession.h"
+#include "simulator/server/phone/MediaFolder.h"
+#include "simulator/server/phone/PhoneLibrary.h"
+#include "simulator/server/phone/PhoneMessages.h"
+#include "simulator/server/phone/PhoneSetup.h"
+#include "simulator/server/phone/PhoneState.h"
+#include "simulator/server/phone/Recording.h"
+#include "simulator/server/phone/Requests.h"
+
+namespace vecamera::simulator {
+
+/// The device of a phone, on which a browser's requests are carried out. On the phone's thread.
+class PhoneDevice {
+ public:
+  /// What it is given outlives it. `interrupted` is asked while the device works; true ends that.
+  PhoneDevice(const PhoneSetup& setup, const device::foundation::ApplicationHome& home,
+              MediaFolder& media, PhoneLibrary& library, Recording& recording,
+              std::function<bool()> interrupted)
+      : setup_(setup),
+        home_(home),
+        media_(media),
+        library_(library),
+        recording_(recording),
+        interrupted_(std::move(interrupted)) {}
+
+  /// Makes the device that the phone begins with, or reports why it cannot be made.
+  void start();
+  /// Carries out the request of the message and replies.
+  void handle(const std::string& message);
+  /// Whether work waits for the world outside, so that `resume` is to be called now and then.
+  bool isWaiting() const { return session_ && !isUnsettled_ && session_->waitingFor(); }
+  void resume();
+
+ private:
+  using Json = nlohmann::ordered_json;
+
+  Result<> carryOut(PhoneRequest& request);
+  Result<> restart(const RestartRequest& request);
+  Result<> restoreSamples();
+
+  Result<> begin(const DevicePart& part, OldAssets oldAssets);
+  Result<> makeDevice(const DevicePart& part, OldAssets oldAssets);
+  URLTransformer urlTransformer() const;
+  void beginRecording(const DevicePart& part, const device::script::DeviceSetup& setup);
+  /// `bytes` is the length of the message.
+  Result<> play(Json step, std::size_t bytes);
+  Result<> checkLimits(const device::script::Step& step, std::size_t bytes);
+  void reportEnd(const Result<>& result);
+  void record(const Json& step, Recording::File file);
+  void moveClock();
+  void sendState();
+
+  const PhoneSetup& setup_;
+  const device::foundation::ApplicationHome& home_;
+  MediaFolder& media_;
+  PhoneLibrary& library_;
+  Recording& recording_;
+  const std::function<bool()> interrupted_;
+  PhoneMessages messages_{setup_.send};
+  PhoneState state_{setup_.filesAddress, Json::array()};
+  std::ostringstream diagnostics_;
+  std::unique_ptr<device::script::PlaySession> session_;
+  /// Why there is no device.
+  std::string broken_;
+  /// How far the device's clock is ahead of the real time, which it follows unless it is fixed.
+  std::chrono::microseconds clockOffset_{0};
+  ClockMode clockMode_ = ClockMode::real;
+  /// The last step asked not to settle.
+  bool isUnsettled_ = false;
+  std::size_t calls_ = 0;
+  std::size_t callBytes_ = 0;
+};
+
+}  // namespace vecamera::simulator

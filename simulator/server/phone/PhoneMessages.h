@@ -1,0 +1,47 @@
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <nlohmann/json.hpp>
+#include <string>
+#include <string_view>
+
+#include "device/script/play/PlaySession.h"
+#include "simulator/server/base/Result.h"
+#include "simulator/server/phone/PhoneSetup.h"
+
+namespace vecamera::simulator {
+
+/// Writes the messages of a phone to its browser. On the phone's threads, one at a time.
+class PhoneMessages {
+ public:
+  explicit PhoneMessages(std::function<void(PhoneMessage)> send) : send_(std::move(send)) {}
+
+  /// The recording's step of which events and traces are from now on.
+  void setStep(std::size_t step) { step_ = step; }
+  std::size_t step() const { return step_; }
+  /// `event` is the JSON text of an event.
+  void sendEvent(std::string_view event) {
+    sendLogged("event", "\"event\":" + std::string(event) + "}");
+  }
+  void sendTrace(const device::script::TraceSpan& span);
+  void sendProgress(float fraction);
+  /// Unless it is as the last one was.
+  void sendState(const nlohmann::ordered_json& state);
+  /// The next state is sent in any case.
+  void forgetState() { lastState_.clear(); }
+  void sendReply(const nlohmann::ordered_json& id, const Result<>& result);
+  void sendRestarted(const nlohmann::ordered_json& device);
+
+ private:
+  void sendLogged(std::string_view type, std::string_view members);
+
+  const std::function<void(PhoneMessage)> send_;
+  const std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
+  std::int64_t count_ = 0;
+  std::size_t step_ = 0;
+  std::string lastState_;
+};
+
+}  // namespace vecamera::simulator

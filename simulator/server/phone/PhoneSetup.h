@@ -1,0 +1,50 @@
+#pragma once
+
+#include <filesystem>
+#include <functional>
+#include <optional>
+#include <string>
+
+#include "VECamera/platform/Foundation.h"
+#include "simulator/server/base/Limits.h"
+#include "simulator/server/phone/DevicePart.h"
+
+namespace vecamera::simulator {
+
+/// One message of a phone to its browser.
+struct PhoneMessage {
+  enum class Kind {
+    /// An event or a trace: a browser that comes back gets it again.
+    logged,
+    state,
+    /// `done` or `failed`: each request gets one, the last message that it brings about.
+    reply,
+    /// Passes: nobody gets it again.
+    transient,
+    /// Not for the browser as it is: the device ends for a new one, with this `device` part, and
+    /// what follows is of that one.
+    restarted,
+  };
+  Kind kind = Kind::logged;
+  std::string text;
+};
+
+struct PhoneSetup {
+  DevicePart device;
+  /// The home whose photo library is used; nothing: a library of the phone's own.
+  std::optional<std::filesystem::path> home;
+  /// In the place of the temporary directory's file URLs: an address with a trailing slash.
+  std::string filesAddress;
+  /// Where the recording is kept; nothing: nowhere.
+  std::optional<std::filesystem::path> record;
+  MediaLimits media;
+  PhoneLimits limits;
+  /// What time it is. Called on the phone's thread.
+  std::function<Date()> realTime;
+  /// Takes the messages in their order; called on the phone's threads, one at a time.
+  std::function<void(PhoneMessage)> send;
+  /// Takes lines for the developer; called on the phone's thread.
+  std::function<void(const std::string&)> diagnose;
+};
+
+}  // namespace vecamera::simulator

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "simulator/server/base/Limits.h"
+#include "simulator/server/sites/RecordingFiles.h"
+#include "simulator/server/sites/Session.h"
+
+namespace vecamera::simulator {
+
+/// Every session that there is. On the server's thread.
+class SessionRegistry {
+ public:
+  struct Setup {
+    /// Of every phone, but for what is its session's: `filesAddress`, `record` and `send`.
+    PhoneSetup phone;
+    RecordingFiles recordings;
+    SessionLimits limits;
+    std::uint16_t appPort = 0;
+    std::string appToken;
+    /// For the idle time.
+    std::function<Session::Clock::time_point()> now;
+    /// Carries the job out on the server's thread. Called on any thread.
+    std::function<void(std::function<void()>)> post;
+    /// Finishes the phone of an ended session, apart from the server's thread.
+    std::function<void(std::shared_ptr<Session>)> dispose;
+  };
+  explicit SessionRegistry(Setup setup) : setup_(std::move(setup)) {}
+
+  /// The handler for a browser that asks for this session: the session, a new one where there is
+  /// none of that name, or one that says why there is none. Where there are as many as there may
+  /// be, the one that has been disconnected for longest makes room. `host` is the name by which the
+  /// browser knows the server.
+  std::shared_ptr<MessageHandler> open(std::string_view id, std::string_view host);
+  /// Null where there is none.
+  std::shared_ptr<Session> find(std::string_view id) const;
+  std::shared_ptr<Session> findByFileToken(std::string_view token) const;
+  bool isAnyConnected() const;
+  /// To every browser.
+  void sendToAll(const std::string& message);
+  void endIdle();
+  void endAll(std::string_view why);
+
+ private:
+  std::shared_ptr<Session> make(std::string_view host);
+  /// Ends the session that has been disconnected for longest; false where all are connected.
+  bool makeRoom();
+  void end(const std::shared_ptr<Session>& session, std::string_view why);
+
+  const Setup setup_;
+  std::map<std::string, std::shared_ptr<Session>, std::less<>> sessions_;
+  /// How many there have been.
+  std::size_t number_ = 0;
+};
+
+}  // namespace vecamera::simulator
