@@ -192,8 +192,7 @@ TEST(PngRoads, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
         appendPngChunk(png, "IDAT",
                        Bytes(packed).subspan(at, std::min(pieceBytes, packed.size() - at)));
       appendPngChunk(png, "IEND", {});
-      EXPECT_TRUE(readsRows(png, *readHeader(png)))
-          << wide << " in pieces of " << pieceBytes;
+      EXPECT_TRUE(readsRows(png, *readHeader(png))) << wide << " in pieces of " << pieceBytes;
     }
 }
 
