@@ -40,7 +40,7 @@ std::optional<std::string> problemWith(const ServeOptions& options) {
 
 /// A page that leads to the address. The address holds a secret, and everybody on the machine can
 /// read a program's arguments, but only the user can read this page.
-std::optional<std::string> writeDoor(const std::string& folder, const std::string& address) {
+std::optional<std::string> writeLaunchPage(const std::string& folder, const std::string& address) {
   auto file = folder + "/open.html";
   const auto page =
       "<!doctype html><title>vecamera</title><meta http-equiv=\"refresh\" content=\"0; "
@@ -91,35 +91,35 @@ ExitStatus serve(const ServeOptions& options) {
   if (const auto problem = problemWith(options)) return refuse(*problem);
   simulator::ServerSetup setup;
   setup.app = absolute(options.app);
-  setup.home = absolute(options.home);
+  setup.phone.home = absolute(options.home);
   setup.record = absolute(options.record);
   setup.port = options.port;
   setup.interrupted = wasInterrupted;
-  setup.diagnose = [](const std::string& line) {
+  setup.phone.diagnose = [](const std::string& line) {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
     complain(line);
   };
   if (options.device) {
     auto part = simulator::readDevicePart(*options.device);
-    if (const auto* why = std::get_if<std::string>(&part)) return refuse(*why);
-    setup.device = std::move(std::get<simulator::DevicePart>(part));
+    if (!part) return refuse(part.error().message());
+    setup.phone.device = *std::move(part);
   } else {
     // A new phone has not been asked anything yet.
     for (const auto* permission : {"camera", "photoLibrary", "location"})
-      setup.device.asked["authorization"][permission] = "notDetermined";
+      setup.phone.device.requested["authorization"][permission] = "notDetermined";
   }
 
-  auto made = simulator::Server::make(std::move(setup));
-  if (const auto* why = std::get_if<std::string>(&made)) return fail(*why);
-  const auto& server = std::get<std::unique_ptr<simulator::Server>>(made);
+  const auto made = simulator::Server::make(std::move(setup));
+  if (!made) return fail(made.error().message());
+  const auto& server = *made;
   std::cout << server->address() << std::endl;
   if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
   std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
-  const auto hall =
+  const auto folder =
       options.opensBrowser ? device::foundation::ApplicationHome::makePrivate() : nullptr;
-  const auto door = hall ? writeDoor(hall->path(), server->address()) : std::nullopt;
-  if (options.opensBrowser && !(door && openBrowser(*door)))
+  const auto page = folder ? writeLaunchPage(folder->path(), server->address()) : std::nullopt;
+  if (options.opensBrowser && !(page && openBrowser(*page)))
     complain("no browser can be opened: xdg-open is missing; open the address yourself");
   server->run();
   return ExitStatus::success;

@@ -4,6 +4,7 @@
 #include <span>
 #include <utility>
 
+#include "device/foundation/Urls.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/sites/EmbeddedFiles.h"
 

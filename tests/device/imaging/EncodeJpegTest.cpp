@@ -227,9 +227,8 @@ TEST(EncodeJpeg, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
       for (const auto orientation : {UIImageOrientation::up, UIImageOrientation::leftMirrored}) {
         SCOPED_TRACE((colors == grey ? "grey " : "colours ") + std::to_string(across) + " x " +
                      std::to_string(down));
-        const auto image = opened(Data(
-            embedExif(stored.bytes(), jpegFormat, exifWithOrientation(exifOrientation(orientation)))
-                .value()));
+        const auto image = opened(Data(*embedExif(
+            stored.bytes(), jpegFormat, exifWithOrientation(exifOrientation(orientation)))));
         expectSamePicture(drawnAtOwnSize(image), 1.0, 14, 1.5);
         expectSamePicture(drawn(image, {40, 30}, {0, 0, 40, 30}), 0.95, 14, 1.5);
         // A canvas of pixels repeats chroma that is stored this coarsely; planes smooth it.

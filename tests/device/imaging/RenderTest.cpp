@@ -1,8 +1,8 @@
 #include "device/imaging/pipeline/Render.h"
 
 #include "VECamera/imaging/ScalingAndOrientation.h"
-#include "device/imaging/platform/Canvas.h"
-#include "device/imaging/platform/Pictures.h"
+#include "device/imaging/platform/Graphics.h"
+#include "device/imaging/platform/ImageOperations.h"
 #include "tests/device/imaging/TestJpegs.h"
 
 namespace vecamera::device::imaging {
