@@ -9,7 +9,7 @@
 #include "bench/Floor.h"
 #include "device/camera/TestScene.h"
 #include "device/imaging/png/PngCodec.h"
-#include "device/imaging/png/PngWriter.h"
+#include "device/imaging/png/PngChunks.h"
 
 namespace vecamera::bench {
 namespace {

@@ -101,8 +101,10 @@ template <typename Vector>
 Vector interleavedLow(Vector a, Vector b) {
   if constexpr (lanes<Vector> == 16)
     return __builtin_shufflevector(a, b, 0, 16, 1, 17, 2, 18, 3, 19, 4, 20, 5, 21, 6, 22, 7, 23);
-  else
+  else if constexpr (lanes<Vector> == 8)
     return __builtin_shufflevector(a, b, 0, 8, 1, 9, 2, 10, 3, 11);
+  else
+    return __builtin_shufflevector(a, b, 0, 4, 1, 5);
 }
 
 /// The same of their upper halves.
@@ -111,8 +113,10 @@ Vector interleavedHigh(Vector a, Vector b) {
   if constexpr (lanes<Vector> == 16)
     return __builtin_shufflevector(a, b, 8, 24, 9, 25, 10, 26, 11, 27, 12, 28, 13, 29, 14, 30, 15,
                                    31);
-  else
+  else if constexpr (lanes<Vector> == 8)
     return __builtin_shufflevector(a, b, 4, 12, 5, 13, 6, 14, 7, 15);
+  else
+    return __builtin_shufflevector(a, b, 2, 6, 3, 7);
 }
 
 /// Transposes a square block of rows. Each round interleaves rows that are half of the block apart.

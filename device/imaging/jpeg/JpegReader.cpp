@@ -45,7 +45,7 @@ JpegReader::JpegReader(Bytes bytes) {
 }
 
 JpegReader::~JpegReader() {
-  if (created_) jpeg_destroy_decompress(&info_);
+  jpeg_destroy_decompress(&info_);
 }
 
 bool JpegReader::isCmyk() const {
@@ -55,7 +55,6 @@ bool JpegReader::isCmyk() const {
 bool JpegReader::readHeader(Markers markers) {
   if (setjmp(errors_.jump)) return false;
   jpeg_create_decompress(&info_);
-  created_ = true;
   info_.src = &source_;
   info_.progress = &progress_;
   info_.mem->max_memory_to_use = maxDecoderBytes;

@@ -53,7 +53,6 @@ class JpegReader {
   JpegErrors errors_{};
   jpeg_source_mgr source_{};
   jpeg_progress_mgr progress_{};
-  bool created_ = false;
 };
 
 }  // namespace vecamera::device::imaging

@@ -48,13 +48,12 @@ JpegWriter::JpegWriter() {
 }
 
 JpegWriter::~JpegWriter() {
-  if (created_) jpeg_destroy_compress(&info_);
+  jpeg_destroy_compress(&info_);
   std::free(output_.bytes);
 }
 
 void JpegWriter::create() {
   jpeg_create_compress(&info_);
-  created_ = true;
   output_.manager.init_destination = startOutput;
   output_.manager.empty_output_buffer = emptyOutput;
   output_.manager.term_destination = endOutput;

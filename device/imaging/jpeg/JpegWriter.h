@@ -70,7 +70,6 @@ class JpegWriter {
   jpeg_compress_struct info_{};
   JpegErrors errors_{};
   JpegOutput output_;
-  bool created_ = false;
 };
 
 }  // namespace vecamera::device::imaging

@@ -1,13 +1,12 @@
 #include "device/imaging/pipeline/Render.h"
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/codecs/Codecs.h"
 #include "device/imaging/pipeline/Placement.h"
-#include "device/imaging/resample/PlaneScaler.h"
+#include "device/imaging/resample/AxisWeights.h"
 #include "device/imaging/resample/Resample.h"
 
 namespace vecamera::device::imaging {
@@ -90,25 +89,18 @@ ImageResult<Bitmap> drawFromRows(const LazyImage& image, const AlignedPlacement&
   const auto opened = openRows(encoded->bytes.bytes(), encoded->header, scale, threads);
   if (!opened) return opened.failure();
   RowSource& rows = **opened;
-  constexpr std::size_t bandRows = 16;
-  constexpr std::size_t pixelBytes = 4;
-  PlaneScaler scaler(ScalePlan(placement.sampled({rows.width(), rows.height(), step, step})),
-                     rows.width(), SampleFormat::pixel, bandRows);
-  const ScratchBuffer band(rows.width() * bandRows * pixelBytes);
-  if (!scaler.ready() || !band) return Failure(ImageError::outOfMemory);
-  std::array<const std::uint8_t*, bandRows> pointers;
-  for (std::size_t i = 0; i < bandRows; ++i)
-    pointers[i] = band.data() + i * rows.width() * pixelBytes;
-  for (std::size_t y = 0; y < rows.height(); y += bandRows) {
-    const std::size_t count = std::min(bandRows, rows.height() - y);
-    if (!rows.read(reinterpret_cast<std::uint32_t*>(band.data()), count))
-      return Failure(ImageError::corrupt);
-    scaler.push(pointers.data(), count);
-  }
-  auto result = Bitmap::uninitialized(placement.x().window.count, placement.y().window.count);
+  const std::size_t rowBytes = rows.width() * sizeof(std::uint32_t);
+  const ScratchBuffer band(rowBytes * resampleBandRows);
+  if (!band) return Failure(ImageError::outOfMemory);
+  auto result =
+      resampleRows(placement.sampled({rows.width(), rows.height(), step, step}),
+                   [&](const std::uint8_t** pointers, std::size_t count) {
+                     for (std::size_t i = 0; i < count; ++i)
+                       pointers[i] = band.data() + i * rowBytes;
+                     return rows.read(reinterpret_cast<std::uint32_t*>(band.data()), count);
+                   });
   if (!result) return result;
   if (!rows.finish()) return Failure(ImageError::corrupt);
-  if (!scaler.finish(viewOf(*result))) return Failure(ImageError::outOfMemory);
   result->setKnownOpaque(rows.isOpaque());
   if (!rows.isOpaque()) result->limitColorsToAlpha();
   result->setProfile(profileOf(*encoded));

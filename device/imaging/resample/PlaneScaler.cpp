@@ -4,7 +4,7 @@
 #include <array>
 #include <bit>
 #include <cstring>
-#include <optional>
+#include <variant>
 
 #include "device/imaging/resample/ResampleKernels.h"
 
@@ -29,9 +29,18 @@ struct ResultBand {
 
 /// A vector holds a row of a block of samples.
 template <typename Sample>
-void transposeSamples(const ResultBand& band, std::size_t length, const PlaneView& to) {
+void transposeSquare(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
+                     std::size_t toStride) {
+  using Vector [[gnu::vector_size(16)]] = Sample;
+  Vector rows[lanes<Vector>];
+  for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(&rows[i], from + i * fromStride, 16);
+  transposeBlock(rows);
+  for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
+}
+
+template <typename Sample>
+void transpose(const ResultBand& band, std::size_t length, const PlaneView& to) {
   constexpr std::size_t side = 16 / sizeof(Sample);
-  constexpr auto transpose = sizeof(Sample) == 1 ? transpose16 : transposeWords8;
   for (std::size_t at = 0; at < length; at += side)
     for (std::size_t first = 0; first < band.count; first += side) {
       const std::uint8_t* from = band.bytes + first * band.strideBytes + at * sizeof(Sample);
@@ -39,29 +48,14 @@ void transposeSamples(const ResultBand& band, std::size_t length, const PlaneVie
       const std::size_t rows = std::min(side, length - at);
       const std::size_t columns = std::min(side, band.count - first);
       if (rows == side && columns == side) {
-        transpose(from, band.strideBytes, to.row(at) + place, to.strideBytes);
+        transposeSquare<Sample>(from, band.strideBytes, to.row(at) + place, to.strideBytes);
         continue;
       }
       std::array<std::uint8_t, side * 16> block;
-      transpose(from, band.strideBytes, block.data(), 16);
+      transposeSquare<Sample>(from, band.strideBytes, block.data(), 16);
       for (std::size_t row = 0; row < rows; ++row)
         std::memcpy(to.row(at + row) + place, block.data() + 16 * row, columns * sizeof(Sample));
     }
-}
-
-void transposePixels(const ResultBand& band, std::size_t length, const PlaneView& to) {
-  constexpr std::size_t pixelBytes = 4;
-  const std::size_t wholeLength = band.count == resultRows ? length / 4 * 4 : 0;
-  for (std::size_t at = 0; at < wholeLength; at += 4)
-    for (std::size_t i = 0; i < resultRows; i += 4)
-      transposePixels4(band.bytes + i * band.strideBytes + at * pixelBytes, band.strideBytes,
-                       to.row(at) + (band.firstRow + i) * pixelBytes, to.strideBytes);
-  for (std::size_t at = wholeLength; at < length; ++at) {
-    std::uint8_t* column = to.row(at) + band.firstRow * pixelBytes;
-    for (std::size_t i = 0; i < band.count; ++i)
-      std::memcpy(column + i * pixelBytes, band.bytes + i * band.strideBytes + at * pixelBytes,
-                  pixelBytes);
-  }
 }
 
 void copyRows(const ResultBand& band, std::size_t rowBytes, const PlaneView& to) {
@@ -70,10 +64,6 @@ void copyRows(const ResultBand& band, std::size_t rowBytes, const PlaneView& to)
 }
 
 }  // namespace
-
-PlaneView viewOf(Bitmap& bitmap) {
-  return {bitmap.width(), bitmap.height(), bitmap.strideBytes(), bitmap.bytesOfRow(0)};
-}
 
 std::size_t bytesOf(SampleFormat format) {
   return format == SampleFormat::byte ? 1 : format == SampleFormat::word ? 2 : 4;
@@ -201,29 +191,17 @@ class ColumnConvolver {
 };
 
 /// The first pass keeps the format of the samples.
-class PlaneScaler::FirstPass {
- public:
+struct PlaneScaler::FirstPass {
+  using Convolver = std::variant<ColumnConvolver<std::uint8_t, std::uint8_t>,
+                                 ColumnConvolver<std::int16_t, std::int16_t>>;
+  Convolver convolver;
+
   FirstPass(SampleFormat format, std::size_t rowSamples, const AxisWeights& weights,
-            std::size_t bandRows) {
-    if (format == SampleFormat::word)
-      words_.emplace(rowSamples, weights, bandRows);
-    else
-      bytes_.emplace(rowSamples * bytesOf(format), weights, bandRows);
-  }
-
-  bool ready() const { return words_ ? words_->ready() : bytes_->ready(); }
-  bool finished() const { return words_ ? words_->finished() : bytes_->finished(); }
-  template <typename OnBand>
-  void push(const std::uint8_t* const* rows, std::size_t count, OnBand onBand) {
-    if (words_)
-      words_->push(rows, count, onBand);
-    else
-      bytes_->push(rows, count, onBand);
-  }
-
- private:
-  std::optional<ColumnConvolver<std::uint8_t, std::uint8_t>> bytes_;
-  std::optional<ColumnConvolver<std::int16_t, std::int16_t>> words_;
+            std::size_t bandRows)
+      : convolver(format == SampleFormat::word
+                      ? Convolver(std::in_place_index<1>, rowSamples, weights, bandRows)
+                      : Convolver(std::in_place_index<0>, rowSamples * bytesOf(format), weights,
+                                  bandRows)) {}
 };
 
 PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, SampleFormat format,
@@ -240,7 +218,8 @@ PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, SampleFormat format,
                  roundedUp(plan_.alongRows.count() * bytesOf(format), tileSamples), nullptr};
   transposedMemory_ = ScratchBuffer(transposed_.strideBytes * transposed_.height);
   transposed_.bytes = transposedMemory_.data();
-  ready_ = firstPass_->ready() && transposedMemory_;
+  ready_ = transposedMemory_ &&
+           std::visit([](const auto& pass) { return pass.ready(); }, firstPass_->convolver);
 }
 
 PlaneScaler::~PlaneScaler() = default;
@@ -250,16 +229,18 @@ void PlaneScaler::push(const std::uint8_t* const* rows, std::size_t count) {
   pushedRows_ += count;
   if (pushedRows_ <= rows_.first || first >= rows_.end()) return;
   const std::size_t skipped = rows_.first - std::min(rows_.first, first);
-  const auto transpose = format_ == SampleFormat::byte   ? transposeSamples<std::uint8_t>
-                         : format_ == SampleFormat::word ? transposeSamples<std::int16_t>
-                                                         : transposePixels;
+  const auto transposeBand = format_ == SampleFormat::byte   ? transpose<std::uint8_t>
+                             : format_ == SampleFormat::word ? transpose<std::int16_t>
+                                                             : transpose<std::uint32_t>;
+  const auto onBand = [&](const ResultBand& band) {
+    transposeBand(band, columns_.count, transposed_);
+  };
   std::array<const std::uint8_t*, 64> pointers;
   for (std::size_t at = skipped; at < count;) {
     const std::size_t now = std::min(count - at, pointers.size());
     for (std::size_t i = 0; i < now; ++i)
       pointers[i] = rows[at + i] + columns_.first * bytesOf(format_);
-    firstPass_->push(pointers.data(), now,
-                     [&](const ResultBand& band) { transpose(band, columns_.count, transposed_); });
+    std::visit([&](auto& pass) { pass.push(pointers.data(), now, onBand); }, firstPass_->convolver);
     at += now;
   }
 }
@@ -277,15 +258,16 @@ bool PlaneScaler::finishFrom(std::size_t channels, const PlaneView& result) cons
       if (plan_.swapsAxes)
         copyRows(band, transposed_.width * channels, result);
       else
-        (channels == 1 ? transposeSamples<std::uint8_t> : transposePixels)(band, transposed_.width,
-                                                                           result);
+        (channels == 1 ? transpose<std::uint8_t>
+                       : transpose<std::uint32_t>)(band, transposed_.width, result);
     });
   }
   return convolver.finished();
 }
 
 bool PlaneScaler::finish(const PlaneView& result) {
-  if (!firstPass_->finished()) return false;
+  if (!std::visit([](const auto& pass) { return pass.finished(); }, firstPass_->convolver))
+    return false;
   firstPass_.reset();
   if (format_ == SampleFormat::word) return finishFrom<std::int16_t>(1, result);
   return finishFrom<std::uint8_t>(bytesOf(format_), result);

@@ -4,7 +4,6 @@
 #include <cstdint>
 #include <memory>
 
-#include "device/imaging/base/Bitmap.h"
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/resample/AxisWeights.h"
 
@@ -19,7 +18,6 @@ struct PlaneView {
 
   std::uint8_t* row(std::size_t y) const { return bytes + y * strideBytes; }
 };
-PlaneView viewOf(Bitmap& bitmap);
 
 /// The weights for each axis of a stored plane, and whether the axes are exchanged on the way.
 struct ScalePlan {
@@ -66,7 +64,7 @@ class PlaneScaler {
   bool finish(const PlaneView& result);
 
  private:
-  class FirstPass;
+  struct FirstPass;
   template <typename Sample>
   bool finishFrom(std::size_t channels, const PlaneView& result) const;
 

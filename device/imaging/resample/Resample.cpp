@@ -86,19 +86,12 @@ ImageResult<Bitmap> filter(const Bitmap& source, const AxisPlacement& x, const A
     return filter(*coarse, x.sampled(static_cast<double>(boxWidth), coarse->width()),
                   y.sampled(static_cast<double>(boxHeight), coarse->height()));
   }
-  auto result = Bitmap::uninitialized(x.window.count, y.window.count);
-  if (!result) return result;
-  constexpr std::size_t bandRows = 32;
-  PlaneScaler scaler(ScalePlan({x, y}), source.width(), SampleFormat::pixel, bandRows);
-  if (!scaler.ready()) return Failure(ImageError::outOfMemory);
-  std::array<const std::uint8_t*, bandRows> band;
-  for (std::size_t top = 0; top < source.height(); top += bandRows) {
-    const std::size_t count = std::min(bandRows, source.height() - top);
-    for (std::size_t i = 0; i < count; ++i) band[i] = source.bytesOfRow(top + i);
-    scaler.push(band.data(), count);
-  }
-  if (!scaler.finish(viewOf(*result))) return Failure(ImageError::outOfMemory);
-  if (!source.knownOpaque()) result->limitColorsToAlpha();
+  std::size_t done = 0;
+  auto result = resampleRows({x, y, false}, [&](const std::uint8_t** rows, std::size_t count) {
+    for (std::size_t i = 0; i < count; ++i) rows[i] = source.bytesOfRow(done++);
+    return true;
+  });
+  if (result && !source.knownOpaque()) result->limitColorsToAlpha();
   return result;
 }
 
@@ -151,6 +144,24 @@ ImageResult<Bitmap> resample(Bitmap source, const AxisPlacement& x, const AxisPl
   if (!result) return result;
   result->setKnownOpaque(opaque);
   result->setProfile(profile);
+  return result;
+}
+
+ImageResult<Bitmap> resampleRows(const AlignedPlacement& placement, const NextRows& nextRows) {
+  const std::size_t height = placement.rows.length;
+  PlaneScaler scaler(ScalePlan(placement), placement.columns.length, SampleFormat::pixel,
+                     resampleBandRows);
+  if (!scaler.ready()) return Failure(ImageError::outOfMemory);
+  std::array<const std::uint8_t*, resampleBandRows> rows;
+  for (std::size_t y = 0; y < height; y += resampleBandRows) {
+    const std::size_t count = std::min(resampleBandRows, height - y);
+    if (!nextRows(rows.data(), count)) return Failure(ImageError::corrupt);
+    scaler.push(rows.data(), count);
+  }
+  auto result = Bitmap::uninitialized(placement.x().window.count, placement.y().window.count);
+  if (result && !scaler.finish({result->width(), result->height(), result->strideBytes(),
+                                result->bytesOfRow(0)}))
+    return Failure(ImageError::outOfMemory);
   return result;
 }
 

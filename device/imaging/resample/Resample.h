@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <functional>
+
 #include "device/imaging/base/AffineMap.h"
 #include "device/imaging/base/Bitmap.h"
 #include "device/imaging/resample/AxisPlacement.h"
@@ -11,6 +14,13 @@ namespace vecamera::device::imaging {
 /// smoothly, edges are extended, and what moves by whole pixels is copied. The only error is
 /// `outOfMemory`.
 ImageResult<Bitmap> resample(Bitmap source, const AxisPlacement& x, const AxisPlacement& y);
+
+inline constexpr std::size_t resampleBandRows = 16;
+/// Makes `rows` point to the next `count` rows of a source, at most `resampleBandRows`.
+using NextRows = std::function<bool(const std::uint8_t** rows, std::size_t count)>;
+/// The same for a source that is read from the top in its stored orientation; `corrupt` where
+/// `nextRows` returns false.
+ImageResult<Bitmap> resampleRows(const AlignedPlacement& placement, const NextRows& nextRows);
 
 /// A window of the canvas for any map of the bitmap's pixels to it: bilinear, transparent outside
 /// of the bitmap. `unsupported` for sides of 32767 or more.

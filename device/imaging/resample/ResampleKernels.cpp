@@ -126,18 +126,6 @@ constexpr ResampleKernels avx2{interleaveAvx2, convolveAvx2<sameFormat>, convolv
                                convolveAvx2<fromWords>};
 #endif
 
-using Pixels4 = std::uint32_t __attribute__((vector_size(16)));
-
-/// Rows of sixteen bytes.
-template <typename Vector>
-void transpose(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-               std::size_t toStride) {
-  Vector rows[lanes<Vector>];
-  for (std::size_t i = 0; i < lanes<Vector>; ++i) rows[i] = load<Vector>(from + i * fromStride);
-  transposeBlock(rows);
-  for (std::size_t i = 0; i < lanes<Vector>; ++i) std::memcpy(to + i * toStride, &rows[i], 16);
-}
-
 }  // namespace
 
 const ResampleKernels& resampleKernels(SimdLevel level) {
@@ -154,31 +142,6 @@ void interleaveWords(const std::int16_t* upper, const std::int16_t* lower, std::
     const Words8 both[] = {interleavedLow(a, b), interleavedHigh(a, b)};
     std::memcpy(pair + 2 * i, both, sizeof both);
   }
-}
-
-void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-                 std::size_t toStride) {
-  transpose<Bytes16>(from, fromStride, to, toStride);
-}
-
-void transposeWords8(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-                     std::size_t toStride) {
-  transpose<Words8>(from, fromStride, to, toStride);
-}
-
-void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-                      std::size_t toStride) {
-  Pixels4 rows[4];
-  for (std::size_t i = 0; i < 4; ++i) rows[i] = load<Pixels4>(from + i * fromStride);
-  const Pixels4 even = __builtin_shufflevector(rows[0], rows[2], 0, 4, 1, 5);
-  const Pixels4 odd = __builtin_shufflevector(rows[1], rows[3], 0, 4, 1, 5);
-  const Pixels4 evenHigh = __builtin_shufflevector(rows[0], rows[2], 2, 6, 3, 7);
-  const Pixels4 oddHigh = __builtin_shufflevector(rows[1], rows[3], 2, 6, 3, 7);
-  const Pixels4 columns[] = {__builtin_shufflevector(even, odd, 0, 4, 1, 5),
-                             __builtin_shufflevector(even, odd, 2, 6, 3, 7),
-                             __builtin_shufflevector(evenHigh, oddHigh, 0, 4, 1, 5),
-                             __builtin_shufflevector(evenHigh, oddHigh, 2, 6, 3, 7)};
-  for (std::size_t i = 0; i < 4; ++i) std::memcpy(to + i * toStride, &columns[i], 16);
 }
 
 }  // namespace vecamera::device::imaging

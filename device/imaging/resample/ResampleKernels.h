@@ -44,14 +44,4 @@ const ResampleKernels& resampleKernels(SimdLevel level = simdLevel());
 /// Puts 64 words of two rows into one pair.
 void interleaveWords(const std::int16_t* upper, const std::int16_t* lower, std::int16_t* pair);
 
-/// Transposes 16 rows of 16 bytes: byte j of row i becomes byte i of row j.
-void transpose16(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-                 std::size_t toStride);
-/// The same for 8 rows of 8 words.
-void transposeWords8(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-                     std::size_t toStride);
-/// The same for 4 rows of 4 pixels of four bytes.
-void transposePixels4(const std::uint8_t* from, std::size_t fromStride, std::uint8_t* to,
-                      std::size_t toStride);
-
 }  // namespace vecamera::device::imaging

@@ -238,27 +238,6 @@ TEST(EncodeJpeg, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
     }
 }
 
-TEST(EncodeJpeg, AnEditedPictureIsCroppedBeforeItIsScaled) {
-  // Red around a square of blue: what was cut off must not come back through the filter.
-  const Bitmap framed = bitmapOf(128, 128, [](std::size_t x, std::size_t y) {
-    const bool inside = x >= 32 && x < 96 && y >= 16 && y < 80;
-    return inside ? Rgba{0, 0, 255} : Rgba{255, 0, 0};
-  });
-  Graphics graphics;
-  const auto cut = [&](const Data& bytes) {
-    return imageByScalingNotCroppingForSize(
-        graphics, croppedUpright(opened(bytes), {32, 16, 64, 64}), {24, 24});
-  };
-  EXPECT_LE(largestDifference(pixelsOfImage(cut(pngOf(framed))), bitmapOf(24, 24,
-                                                                          [](auto, auto) {
-                                                                            return Rgba{0, 0, 255};
-                                                                          })),
-            0);
-  const auto jpeg = cut(jpegWith(framed, TJSAMP_444, UIImageOrientation::up));
-  expectSamePicture(jpeg, 1.0, 6, 1.5);
-  EXPECT_LE(pixelAt(pixelsOfImage(jpeg), 0, 0).red, 8);
-}
-
 TEST(EncodeJpeg, AGreyJpegBecomesAGreyPngAndJpeg) {
   constexpr std::size_t colorTypeOffset = 25;
   const Data grey = jpegWith(landscape(90, 70), TJSAMP_GRAY, UIImageOrientation::left);
