@@ -32,7 +32,7 @@ Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientat
   tjFree(bytes);
   tjDestroy(compressor);
   if (orientation != UIImageOrientation::up)
-    jpeg = embedExif(jpeg, jpegFormat, exifWithOrientation(exifOrientation(orientation))).value();
+    jpeg = *embedExif(jpeg, jpegFormat, exifWithOrientation(exifOrientation(orientation)));
   return Data(std::move(jpeg));
 }
 
