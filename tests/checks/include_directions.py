@@ -1,15 +1,67 @@
 #!/usr/bin/env python3
 """Checks who includes whom: include_directions.py ROOT prints each wrong include and fails on any.
 
-The rules are those of docs/architecture.md: the module stands on the C++ standard library alone and
-knows nothing of the device, the device knows the module's platform side and its one public class,
-and of the programs on top, the command line knows how to start the simulator, which knows nothing of
-it.
+ROOMS below is the one table of the rooms (folders) and of what each stands on. A file may include its
+own room, the rooms that its room stands on, and what those stand on in turn. docs/architecture.md
+shows the same table; it is compared with this one. Tests, fuzzers and benchmarks are free.
+
+The module stands on the C++ standard library alone. The device's public headers, which
+device/CMakeLists.txt lists, include the standard library and public headers only.
 """
 
 import pathlib
 import re
 import sys
+
+PLUGIN = "VECamera/core/VECameraPlugin.h"
+SERVER = "simulator/server/Server.h"
+
+# A room, or a single header of a room that is all that others may know of it.
+ROOMS = {
+    "VECamera/runtime": [],
+    "VECamera/platform": ["VECamera/runtime"],
+    "VECamera/options": ["VECamera/platform"],
+    "VECamera/imaging": ["VECamera/platform"],
+    "VECamera/location": ["VECamera/platform"],
+    "VECamera/picker": ["VECamera/options"],
+    "VECamera/permissions": ["VECamera/platform"],
+    "VECamera/result": ["VECamera/options", "VECamera/imaging"],
+    "VECamera/core": ["VECamera/picker", "VECamera/result", "VECamera/location",
+                      "VECamera/permissions"],
+    "device/base": [],
+    "device/foundation": ["device/base", "VECamera/platform"],
+    "device/imaging/base": ["device/base", "VECamera/platform"],
+    "device/imaging/resample": ["device/imaging/base"],
+    "device/imaging/jpeg": ["device/imaging/resample"],
+    "device/imaging/png": ["device/imaging/base"],
+    "device/imaging/codecs": ["device/imaging/jpeg", "device/imaging/png"],
+    "device/imaging/metadata": ["device/imaging/codecs"],
+    "device/imaging/pipeline": ["device/imaging/metadata"],
+    "device/imaging/platform": ["device/imaging/pipeline"],
+    "device/photos": ["device/foundation"],
+    "device/container": ["device/base", "VECamera/platform", PLUGIN],
+    "device/screen": ["device/container"],
+    "device/camera": ["device/imaging/platform"],
+    "device/location": ["device/screen"],
+    "device/media/base": ["device/foundation"],
+    "device/media/ffmpeg": ["device/media/base", "device/imaging/platform"],
+    "device/media/transcode": ["device/media/ffmpeg"],
+    "device/media": ["device/media/transcode"],
+    "device/script/json": ["device/foundation"],
+    "device/script/script": ["device/script/json", "device/location"],
+    "device/script/assembly": ["device/script/script", "device/media", "device/photos",
+                               "device/camera"],
+    "device/script/play": ["device/script/assembly"],
+    "simulator/server/base": ["device/script/json"],
+    "simulator/server/http": ["simulator/server/base"],
+    "simulator/server/phone": ["simulator/server/http", "device/script/play"],
+    "simulator/server/sites": ["simulator/server/phone"],
+    "simulator/server": ["simulator/server/sites"],
+    "apps/vecamera/terminal": ["device/script/script"],
+    "apps/vecamera/commands": ["apps/vecamera/terminal", "device/script/play",
+                               "VECamera/options", SERVER],
+    "apps/vecamera": ["apps/vecamera/commands"],
+}
 
 STANDARD_HEADERS = set("""
 algorithm any array atomic barrier bit bitset charconv chrono codecvt compare complex concepts
@@ -23,45 +75,36 @@ cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csign
 cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype
 """.split())
 
-PLUGIN = "VECamera/core/VECameraPlugin.h"
-
-# What a folder's files may include of this repository, as path prefixes. The longest matching
-# folder counts; files elsewhere (tests, fuzzers, benchmarks) are free.
-ALLOWED = {
-    "VECamera/runtime": ["VECamera/runtime/"],
-    "VECamera/platform": ["VECamera/platform/", "VECamera/runtime/"],
-    "VECamera/options": ["VECamera/options/", "VECamera/platform/", "VECamera/runtime/"],
-    "VECamera/imaging": ["VECamera/imaging/", "VECamera/platform/", "VECamera/runtime/"],
-    "VECamera/location": ["VECamera/location/", "VECamera/platform/", "VECamera/runtime/"],
-    "VECamera/permissions": ["VECamera/permissions/", "VECamera/platform/", "VECamera/runtime/"],
-    "VECamera/picker": [
-        "VECamera/picker/", "VECamera/options/", "VECamera/platform/", "VECamera/runtime/"],
-    "VECamera": ["VECamera/"],
-    "device": ["device/", "VECamera/platform/", "VECamera/runtime/", PLUGIN],
-    "simulator": ["simulator/", "device/", "VECamera/"],
-    # The program starts the server, and knows no more of it.
-    "apps": ["apps/", "device/", "VECamera/", "simulator/server/Server.h"],
-}
-# Below the plug-in's operations: these two know nothing of the class.
-WITHOUT_PLUGIN = ("VECamera/runtime", "VECamera/platform")
+TOP_FOLDERS = ("VECamera", "device", "simulator", "apps")
 OUR_FOLDERS = ("VECamera/", "device/", "simulator/", "apps/", "tests/", "bench/", "fuzz/")
 
 INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>|(\S+))')
 CONDITION = re.compile(r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 PORTABLE_NAME = re.compile(r"NDEBUG|__cpp_\w+|__has_include|defined|L|[\d]+L?")
+PUBLIC_HEADER = re.compile(r"^\s+([\w/]+\.h)\)?$", re.MULTILINE)
+DOCUMENTED_ROOM = re.compile(r"^\| `([\w/]+)/` \|[^|]*\|([^|]*)\|$", re.MULTILINE)
 
 
-def allowed_for(path):
-    for folder in sorted(ALLOWED, key=len, reverse=True):
-        if path.startswith(folder + "/"):
-            prefixes = list(ALLOWED[folder])
-            if path.startswith("VECamera/") and path.endswith(".cpp") and folder not in WITHOUT_PLUGIN:
-                prefixes.append(PLUGIN)
-            return prefixes
-    return None
+def room_of(path):
+    """The innermost room that holds the file, or None."""
+    folder = path.rsplit("/", 1)[0]
+    while folder and folder not in ROOMS:
+        folder = folder.rpartition("/")[0]
+    return folder or None
 
 
-def complaint(root, path, line):
+def reach(room):
+    """The room and all that it stands on, in turn."""
+    reached, pending = set(), [room]
+    while pending:
+        name = pending.pop()
+        if name not in reached:
+            reached.add(name)
+            pending += ROOMS.get(name, [])
+    return reached
+
+
+def complaint(root, path, line, public):
     """What is wrong with the line of the file, or None."""
     in_module = path.startswith("VECamera/")
     condition = CONDITION.match(line)
@@ -79,28 +122,55 @@ def complaint(root, path, line):
     if name.startswith(OUR_FOLDERS):
         if angled:
             return f"<{name}> is ours and stands in quotation marks"
-        prefixes = allowed_for(path)
-        if prefixes is not None and not name.startswith(tuple(prefixes)):
+        reached = reach(room_of(path))
+        if room_of(name) not in reached and name not in reached:
             return f'"{name}" must not be known here'
+        if path in public and name.startswith("device/") and name not in public:
+            return f'"{name}" is private, and this header is public'
         return None
     if quoted and not (root / path).parent.joinpath(f"{name}.in").exists():
         return f'"{name}" does not start at the root of the repository'
-    if in_module and name not in STANDARD_HEADERS:
+    if (in_module or path in public) and name not in STANDARD_HEADERS:
         return f"<{name}> is no C++ standard header"
     return None
 
 
-def check(root):
+def public_headers(root):
+    """The device's headers that hosts get, as device/CMakeLists.txt lists them."""
+    lists = root / "device" / "CMakeLists.txt"
+    if not lists.exists():
+        return set()
+    return {f"device/{name}" for name in PUBLIC_HEADER.findall(lists.read_text(encoding="utf-8"))}
+
+
+def check_sources(root):
     found = []
-    for folder in sorted({folder.split("/")[0] for folder in ALLOWED}):
+    public = public_headers(root)
+    for folder in TOP_FOLDERS:
         for file in sorted((root / folder).rglob("*")):
             if file.suffix not in (".h", ".cpp") or "node_modules" in file.parts:
                 continue
             path = file.relative_to(root).as_posix()
+            if room_of(path) is None:
+                found.append(f"{path}:1: the folder is no room of the table")
+                continue
             for number, line in enumerate(file.read_text(encoding="utf-8").splitlines(), 1):
-                problem = complaint(root, path, line)
+                problem = complaint(root, path, line, public)
                 if problem:
                     found.append(f"{path}:{number}: {problem}")
+    return found
+
+
+def check_document(text):
+    """What docs/architecture.md says otherwise than ROOMS."""
+    documented = {room: re.findall(r"`([\w/.]+?)/?`", stands_on)
+                  for room, stands_on in DOCUMENTED_ROOM.findall(text)}
+    found = [f"docs/architecture.md: no room {room}/" for room in ROOMS if room not in documented]
+    for room, stands_on in documented.items():
+        if room not in ROOMS:
+            found.append(f"docs/architecture.md: {room}/ is no room of the table")
+        elif sorted(stands_on) != sorted(ROOMS[room]):
+            found.append(f"docs/architecture.md: {room}/ stands on {', '.join(ROOMS[room]) or '-'}")
     return found
 
 
@@ -108,7 +178,8 @@ def main():
     root = pathlib.Path(sys.argv[1])
     if not (root / "VECamera").is_dir():
         sys.exit(f"{root} holds no VECamera folder")
-    found = check(root)
+    document = (root / "docs" / "architecture.md").read_text(encoding="utf-8")
+    found = check_sources(root) + check_document(document)
     print("\n".join(found) or "Every include goes the right way.")
     sys.exit(1 if found else 0)
 
