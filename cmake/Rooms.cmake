@@ -20,21 +20,28 @@ if(VECAMERA_SANITIZE)
   target_link_options(vecamera_settings INTERFACE -fsanitize=${VECAMERA_SANITIZE})
 endif()
 
-# vecamera_room(NAME [ROOMS ...] [LIBRARIES ...] [PUBLIC ...]): a static library of the sources below the
-# current folder's sub-folder NAME, on top of ROOMS of the device and of third-party LIBRARIES, and
-# installed as VECamera::device_NAME. PUBLIC are the headers that hosts get, one a line; all others
-# are private, and so are the headers of the LIBRARIES.
+# vecamera_room(NAME [ROOMS ...] [LIBRARIES ...] PUBLIC ...): a static library of the sources below the
+# current folder's sub-folder NAME (without sources, of its headers alone), on top of ROOMS of the
+# device and of third-party LIBRARIES, and installed as VECamera::device_NAME. PUBLIC are the headers
+# that hosts get, one a line; all others are private, and so are the headers of the LIBRARIES.
 function(vecamera_room name)
   cmake_parse_arguments(arg "" "" "ROOMS;LIBRARIES;PUBLIC" ${ARGN})
   file(GLOB_RECURSE sources CONFIGURE_DEPENDS ${name}/*.cpp)
   list(TRANSFORM arg_ROOMS PREPEND device_)
-  add_library(device_${name} STATIC ${sources})
+  if(sources)
+    set(visibility PUBLIC)
+    add_library(device_${name} STATIC ${sources})
+    target_link_libraries(device_${name}
+      PRIVATE ${arg_LIBRARIES} $<BUILD_INTERFACE:vecamera_settings>)
+    set_target_properties(device_${name} PROPERTIES OUTPUT_NAME VECameraDevice_${name})
+  else()
+    set(visibility INTERFACE)
+    add_library(device_${name} INTERFACE)
+  endif()
   add_library(VECamera::device_${name} ALIAS device_${name})
-  set_target_properties(device_${name} PROPERTIES OUTPUT_NAME VECameraDevice_${name})
-  target_sources(device_${name} PUBLIC FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}
+  target_sources(device_${name} ${visibility} FILE_SET HEADERS BASE_DIRS ${PROJECT_SOURCE_DIR}
     FILES ${arg_PUBLIC})
-  target_link_libraries(device_${name} PUBLIC VECamera::VECamera ${arg_ROOMS}
-    PRIVATE ${arg_LIBRARIES} $<BUILD_INTERFACE:vecamera_settings>)
+  target_link_libraries(device_${name} ${visibility} VECamera::VECamera ${arg_ROOMS})
   install(TARGETS device_${name} EXPORT VECameraDeviceTargets COMPONENT Device
     FILE_SET HEADERS DESTINATION ${VECAMERA_INSTALL_DEVICE_INCLUDEDIR} COMPONENT Device)
 endfunction()

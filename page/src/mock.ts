@@ -72,11 +72,11 @@ function give(answer: MockAnswer, callbacks: BridgeCallbacks): void {
 
 export function mockBridge(): MockBridge {
   const calls: MockCall[] = [];
-  const scripted: Record<BridgeCommand, MockAnswer[]> = { takePicture: [], cleanup: [] };
+  const scripted = new Map<BridgeCommand, MockAnswer[]>();
   return {
     calls,
     script(command, ...answers) {
-      scripted[command].push(...answers);
+      scripted.set(command, [...(scripted.get(command) ?? []), ...answers]);
     },
     call(command, list, callbacks) {
       let forgotten = false;
@@ -94,7 +94,7 @@ export function mockBridge(): MockBridge {
       };
       calls.push(call);
       call.answer(
-        scripted[command].shift() ?? {
+        scripted.get(command)?.shift() ?? {
           result: "lost",
           why: `the mock has no answer left for ${command}: add one with script()`,
         },

@@ -1,3 +1,4 @@
+import { isPageCommand, pageCommands } from "../protocol/commands";
 import type { AnswerEvent } from "../protocol/messages";
 
 /** What is used of a window, so that the bridge can be tested without one. */
@@ -27,9 +28,9 @@ const isPageCall = (data: unknown): data is PageCall =>
 
 /** Why the plug-in cannot be called so, or nothing. */
 const problemWith = ({ command, arguments: args }: PageCall): string | undefined => {
-  if (command !== "takePicture" && command !== "cleanup") {
+  if (!isPageCommand(command)) {
     const name = typeof command === "string" ? JSON.stringify(command) : "without a name";
-    return `The plug-in has no command ${name}: it has takePicture and cleanup.`;
+    return `The plug-in has no command ${name}: it has ${pageCommands.join(" and ")}.`;
   }
   return Array.isArray(args) ? undefined : `The arguments of ${command} are a list.`;
 };

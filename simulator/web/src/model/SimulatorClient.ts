@@ -1,3 +1,4 @@
+import { isPageCommand } from "../protocol/commands";
 import type {
   ClientRequest,
   DeviceEvent,
@@ -115,7 +116,7 @@ export class SimulatorClient {
 
   /** Plays a step. Rejects with the reason where it could not be played. */
   async step(step: Step): Promise<void> {
-    const isCommand = step.do === "takePicture" || step.do === "cleanup";
+    const isCommand = isPageCommand(step.do);
     const name = String(step.as);
     if (isCommand)
       this.store.dispatch({
@@ -157,7 +158,7 @@ export class SimulatorClient {
     let name: string;
     do {
       this.counter += 1;
-      name = `${command === "cleanup" ? "cleanup" : "picture"}${this.counter}`;
+      name = `${command === "takePicture" ? "picture" : command}${this.counter}`;
     } while (taken.has(name));
     return name;
   }
