@@ -31,12 +31,12 @@ export interface Camera {
 
 /** A camera behind that bridge. A page makes one and keeps it, as there is one plug-in. */
 export function createCamera(bridge: Bridge): Camera {
-  const told = new Set<string>();
+  const warned = new Set<string>();
   let current: Call | undefined;
 
   const warnOnce = (message: string) => {
-    if (told.has(message)) return;
-    told.add(message);
+    if (warned.has(message)) return;
+    warned.add(message);
     camera.warn(`vecamera: ${message}`);
   };
 

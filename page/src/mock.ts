@@ -48,10 +48,10 @@ export function deliver(callbackURI: BridgeValue): MockAnswer {
 }
 
 /** A failure with a plain text, or with a dictionary. */
-export function fail(status: string, told: string | BridgeDictionary): MockAnswer {
-  return typeof told === "string"
-    ? { result: "error", status, message: told }
-    : { result: "error", status, data: told };
+export function fail(status: string, detail: string | BridgeDictionary): MockAnswer {
+  return typeof detail === "string"
+    ? { result: "error", status, message: detail }
+    : { result: "error", status, data: detail };
 }
 
 /** The user backs out of the picker. */

@@ -92,7 +92,7 @@ const flags = [
   "replacePending",
 ] as const;
 
-const longestTimer = 2 ** 31 - 1;
+const maxTimerMs = 2 ** 31 - 1;
 
 const callNames = ["signal", "timeLimit"];
 const pictureNames = [...callNames, ...Object.keys(cases), ...flags, "quality", "targetSize"];
@@ -150,8 +150,8 @@ export function abortedBy({ reason }: AbortSignal): CameraError {
 function checkWaiting({ signal, timeLimit }: CallOptions): void {
   if (signal != null && typeof signal.addEventListener !== "function")
     refuse("signal", "the signal of an AbortController", signal);
-  if (timeLimit != null && !(timeLimit > 0 && timeLimit <= longestTimer))
-    refuse("timeLimit", `milliseconds above 0, at most ${longestTimer}`, timeLimit);
+  if (timeLimit != null && !(timeLimit > 0 && timeLimit <= maxTimerMs))
+    refuse("timeLimit", `milliseconds above 0, at most ${maxTimerMs}`, timeLimit);
   if (signal?.aborted) throw abortedBy(signal);
 }
 

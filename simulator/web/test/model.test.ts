@@ -1,10 +1,10 @@
 import { describe, expect, it } from "vitest";
 import {
   changedDevice,
-  mediaWayOf,
+  mediaChoiceOf,
   tidyFault,
   withFault,
-  withMediaWay,
+  withMediaChoice,
 } from "../src/model/device";
 import { type Action, emptyModel, type Model, reduce } from "../src/model/model";
 import type { DeviceSetup, Json, ServerMessage } from "../src/protocol/messages";
@@ -156,10 +156,10 @@ describe("what a source offers", () => {
     ["both", { "0": null }],
   ] as const)("is %s with %j", (way, availableMediaTypes) => {
     const device = JSON.parse(JSON.stringify({ availableMediaTypes })) as DeviceSetup;
-    expect(mediaWayOf(device, 1)).toBe(way);
-    const changed = { availableMediaTypes: withMediaWay(device, 1, way) };
-    expect(mediaWayOf(changed, 1)).toBe(way);
-    expect(mediaWayOf(changed, 0)).toBe(mediaWayOf(device, 0));
+    expect(mediaChoiceOf(device, 1)).toBe(way);
+    const changed = { availableMediaTypes: withMediaChoice(device, 1, way) };
+    expect(mediaChoiceOf(changed, 1)).toBe(way);
+    expect(mediaChoiceOf(changed, 0)).toBe(mediaChoiceOf(device, 0));
   });
 });
 

@@ -10,13 +10,13 @@ export interface PictureSize {
   height: number;
 }
 
-const deepestZoom = 8;
+const maxZoom = 8;
 
 const clamp = (value: number, low: number, high: number) => Math.min(Math.max(value, low), high);
 
 const inside = (picture: PictureSize, crop: Crop): Crop => {
   const largest = Math.min(picture.width, picture.height);
-  const side = clamp(crop.side, Math.min(largest, Math.max(1, largest / deepestZoom)), largest);
+  const side = clamp(crop.side, Math.min(largest, Math.max(1, largest / maxZoom)), largest);
   return {
     side,
     x: clamp(crop.x, 0, picture.width - side),

@@ -17,7 +17,7 @@ import type { Transport, TransportListener } from "../protocol/Transport";
 
 const session = "paper";
 
-const usualState = (): DeviceState => ({
+const defaultState = (): DeviceState => ({
   screen: [],
   prompts: [],
   permissions: { camera: "notDetermined", photoLibrary: "authorized", location: "notDetermined" },
@@ -43,7 +43,7 @@ const scenePicture = (seconds: number): string => {
 };
 
 export class MockTransport implements Transport {
-  private state = usualState();
+  private state = defaultState();
   private listener: TransportListener | null = null;
   private n = 0;
   private nextScreen = 1;
@@ -80,7 +80,7 @@ export class MockTransport implements Transport {
       let why: string | null = null;
       if (request.type === "step") why = this.play(request.step);
       if (request.type === "restart") {
-        this.state = usualState();
+        this.state = defaultState();
         this.listener?.onMessage({ type: "restarted", device: request.device });
       }
       this.state.recorded += 1;

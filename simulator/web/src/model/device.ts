@@ -1,13 +1,13 @@
 import type { DeviceSetup, DeviceState, Fault, JsonObject } from "../protocol/messages";
 
 /** Parts of a device that a session's server keeps to itself. */
-const serversOwn = ["temporaryDirectory", "mainBundle", "files", "urlTransformer"];
+const serverOwned = ["temporaryDirectory", "mainBundle", "files", "urlTransformer"];
 
 export const withoutServersOwn = (device: DeviceSetup): DeviceSetup =>
-  Object.fromEntries(Object.entries(device).filter(([key]) => !serversOwn.includes(key)));
+  Object.fromEntries(Object.entries(device).filter(([key]) => !serverOwned.includes(key)));
 
-export const serversOwnIn = (device: DeviceSetup): string[] =>
-  Object.keys(device).filter((key) => serversOwn.includes(key));
+export const serverOwnedIn = (device: DeviceSetup): string[] =>
+  Object.keys(device).filter((key) => serverOwned.includes(key));
 
 /** The device as it stands now with some of it changed, for a restart that keeps the rest. */
 export function changedDevice(
@@ -27,10 +27,10 @@ export function changedDevice(
   return Object.fromEntries(Object.entries(changed).filter(([, value]) => value !== undefined));
 }
 
-export type MediaWay = "both" | "photos" | "movies" | "none";
+export type MediaChoice = "both" | "photos" | "movies" | "none";
 
 /** What a source may offer: uniform type identifiers, or that the platform names none. */
-const mediaTypes: Record<MediaWay, string[] | null> = {
+const mediaTypes: Record<MediaChoice, string[] | null> = {
   both: ["public.image", "public.movie"],
   photos: ["public.image"],
   movies: ["public.movie"],
@@ -40,7 +40,7 @@ const mediaTypes: Record<MediaWay, string[] | null> = {
 const mediaTypesOf = ({ availableMediaTypes: types }: DeviceSetup): JsonObject =>
   typeof types === "object" && types !== null && !Array.isArray(types) ? types : {};
 
-export function mediaWayOf(device: DeviceSetup, source: number): MediaWay {
+export function mediaChoiceOf(device: DeviceSetup, source: number): MediaChoice {
   const types = mediaTypesOf(device)[source];
   if (types === undefined) return "both";
   const offers = (type: string) => Array.isArray(types) && types.includes(type);
@@ -49,9 +49,13 @@ export function mediaWayOf(device: DeviceSetup, source: number): MediaWay {
 }
 
 /** The device's `availableMediaTypes` with that for one source. */
-export const withMediaWay = (device: DeviceSetup, source: number, way: MediaWay): JsonObject => ({
+export const withMediaChoice = (
+  device: DeviceSetup,
+  source: number,
+  choice: MediaChoice,
+): JsonObject => ({
   ...mediaTypesOf(device),
-  [source]: mediaTypes[way],
+  [source]: mediaTypes[choice],
 });
 
 export interface FaultField {
@@ -62,8 +66,8 @@ export interface FaultField {
 export interface FaultPoint {
   at: string;
   label: string;
-  /** What a fault there may say, one of several ways. */
-  ways: { label: string; keys: Partial<Fault> }[];
+  /** What a fault there may say, one of several variants. */
+  variants: { label: string; keys: Partial<Fault> }[];
   fields: FaultField[];
 }
 
@@ -74,7 +78,7 @@ export const faultPoints: FaultPoint[] = [
   {
     at: "performChanges",
     label: "Photo library refuses a change",
-    ways: [
+    variants: [
       { label: "with an error", keys: {} },
       { label: "without an error", keys: { returns: false } },
       { label: "gives no placeholder", keys: { noPlaceholder: true } },
@@ -84,23 +88,23 @@ export const faultPoints: FaultPoint[] = [
   {
     at: "requestImageData",
     label: "Picture’s bytes cannot be had",
-    ways: [{ label: "gives nothing", keys: { returns: "nothing" } }],
+    variants: [{ label: "gives nothing", keys: { returns: "nothing" } }],
     fields: [],
   },
-  { at: "createFile", label: "File is not created", ways: [], fields: [] },
-  { at: "writeFile", label: "File is not written", ways: [], fields: [text] },
+  { at: "createFile", label: "File is not created", variants: [], fields: [] },
+  { at: "writeFile", label: "File is not written", variants: [], fields: [text] },
   {
     at: "removeItem",
     label: "File is not removed",
-    ways: [],
+    variants: [],
     fields: [{ key: "path", label: "Only this name" }, text],
   },
-  { at: "enumerator", label: "Folder cannot be listed", ways: [], fields: [] },
-  { at: "jpegEncoder", label: "JPEG encoder fails", ways: [], fields: [] },
-  { at: "pngEncoder", label: "PNG encoder fails", ways: [], fields: [] },
-  { at: "bitmapContext", label: "No bitmap to draw on", ways: [], fields: [] },
-  { at: "settingsURL", label: "Settings have no address", ways: [], fields: [] },
-  { at: "export", label: "Movie export fails", ways: [], fields: [text] },
+  { at: "enumerator", label: "Folder cannot be listed", variants: [], fields: [] },
+  { at: "jpegEncoder", label: "JPEG encoder fails", variants: [], fields: [] },
+  { at: "pngEncoder", label: "PNG encoder fails", variants: [], fields: [] },
+  { at: "bitmapContext", label: "No bitmap to draw on", variants: [], fields: [] },
+  { at: "settingsURL", label: "Settings have no address", variants: [], fields: [] },
+  { at: "export", label: "Movie export fails", variants: [], fields: [text] },
 ];
 
 /** Without fields that were left empty, as they would say something else than nothing. */

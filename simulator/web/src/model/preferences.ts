@@ -17,7 +17,7 @@ export interface Preferences {
   location: LocationSettings;
 }
 
-export const usualPreferences: Preferences = {
+export const defaultPreferences: Preferences = {
   theme: "auto",
   landscape: false,
   animations: true,
@@ -41,9 +41,9 @@ export const noRoom =
 export function recallPreferences(memory: Memory): Preferences {
   try {
     const text = memory.getItem(key);
-    return text === null ? usualPreferences : { ...usualPreferences, ...JSON.parse(text) };
+    return text === null ? defaultPreferences : { ...defaultPreferences, ...JSON.parse(text) };
   } catch {
-    return usualPreferences;
+    return defaultPreferences;
   }
 }
 

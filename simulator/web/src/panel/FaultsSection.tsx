@@ -3,8 +3,8 @@ import type { Fault } from "../protocol/messages";
 import { useSimulator } from "../ui/context";
 import { Field, Section, Select, Switch } from "../ui/controls";
 
-const wayOf = (point: FaultPoint, fault: Fault): number => {
-  const at = point.ways.findIndex(({ keys }) =>
+const variantOf = (point: FaultPoint, fault: Fault): number => {
+  const at = point.variants.findIndex(({ keys }) =>
     Object.entries(keys).some(([key, value]) => fault[key as keyof Fault] === value),
   );
   return Math.max(0, at);
@@ -30,7 +30,7 @@ export function FaultsSection() {
               checked={fault !== null}
               disabled={!model.state}
               onChange={(on) =>
-                set(point.at, on ? { at: point.at, ...(point.ways[0]?.keys ?? {}) } : null)
+                set(point.at, on ? { at: point.at, ...(point.variants[0]?.keys ?? {}) } : null)
               }
             />
             {fault && <FaultFields point={point} fault={fault} set={set} />}
@@ -47,19 +47,19 @@ function FaultFields(props: {
   set: (at: string, fault: Fault) => void;
 }) {
   const { point, fault, set } = props;
-  const way = wayOf(point, fault);
+  const variant = variantOf(point, fault);
   const { at, times, path, error } = fault;
   const base: Fault = { at, ...(times !== undefined ? { times } : {}) };
   const withError =
-    point.ways.length === 0 || Object.keys(point.ways[way]?.keys ?? {}).length === 0;
+    point.variants.length === 0 || Object.keys(point.variants[variant]?.keys ?? {}).length === 0;
   return (
     <div class="fault-fields">
-      {point.ways.length > 1 && (
+      {point.variants.length > 1 && (
         <Select
           label="How"
-          value={String(way)}
-          choices={point.ways.map(({ label }, index) => [String(index), label] as const)}
-          onChange={(index) => set(at, { ...base, ...point.ways[Number(index)]?.keys })}
+          value={String(variant)}
+          choices={point.variants.map(({ label }, index) => [String(index), label] as const)}
+          onChange={(index) => set(at, { ...base, ...point.variants[Number(index)]?.keys })}
         />
       )}
       {withError &&

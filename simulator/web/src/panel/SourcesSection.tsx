@@ -1,4 +1,4 @@
-import { changedDevice, type MediaWay, mediaWayOf, withMediaWay } from "../model/device";
+import { changedDevice, type MediaChoice, mediaChoiceOf, withMediaChoice } from "../model/device";
 import type { DeviceSetup } from "../protocol/messages";
 import { useSimulator } from "../ui/context";
 import { Section, Select, Switch } from "../ui/controls";
@@ -9,7 +9,7 @@ const sources = [
   [2, "Saved photos album"],
 ] as const;
 
-const mediaWays: readonly (readonly [MediaWay, string])[] = [
+const mediaChoices: readonly (readonly [MediaChoice, string])[] = [
   ["both", "Photos and movies"],
   ["photos", "Photos only"],
   ["movies", "Movies only"],
@@ -59,11 +59,11 @@ export function SourcesSection() {
           {available.includes(source) && (
             <Select
               label={`${label} offers`}
-              value={mediaWayOf(device, source)}
-              choices={mediaWays}
+              value={mediaChoiceOf(device, source)}
+              choices={mediaChoices}
               disabled={!state}
-              onChange={(way) =>
-                restart({ availableMediaTypes: withMediaWay(device, source, way) })
+              onChange={(choice) =>
+                restart({ availableMediaTypes: withMediaChoice(device, source, choice) })
               }
             />
           )}

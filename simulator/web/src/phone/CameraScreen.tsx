@@ -18,7 +18,7 @@ interface Shot {
 }
 
 // Uploads have a limit, and nobody tries a page with a longer movie.
-const longestMovie = 120;
+const maxMovieSeconds = 120;
 
 export function CameraScreen({ screen, covered }: { screen: PickerScreen; covered: boolean }) {
   const { client, preferences, cue } = useSimulator();
@@ -69,7 +69,7 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
     const timer = setInterval(() => {
       const seconds = (performance.now() - begun) / 1000;
       setRecording(seconds);
-      if (seconds >= longestMovie) void endMovie();
+      if (seconds >= maxMovieSeconds) void endMovie();
     }, 200);
     return () => clearInterval(timer);
   }, [recording === null]);

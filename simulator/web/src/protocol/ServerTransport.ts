@@ -2,17 +2,17 @@ import type { ClientRequest, LibraryAsset, ServerMessage } from "./messages";
 import type { Transport, TransportListener } from "./Transport";
 
 const firstDelay = 250;
-const longestDelay = 4000;
+const maxDelayMs = 4000;
 /** The server ends a connection that brings it a longer message. */
-const longestMessage = 1024 * 1024;
+const maxMessageBytes = 1024 * 1024;
 
 /** The request as the server takes it. Throws a sentence for the user where it takes none so long. */
 export function messageText(request: ClientRequest & { id: number }): string {
   const text = JSON.stringify(request);
   const { length } = new TextEncoder().encode(text);
-  if (length > longestMessage)
+  if (length > maxMessageBytes)
     throw new Error(
-      `This is a message of ${length} bytes, and the simulator takes ${longestMessage} at most.`,
+      `This is a message of ${length} bytes, and the simulator takes ${maxMessageBytes} at most.`,
     );
   return text;
 }
@@ -52,7 +52,7 @@ export class ServerTransport implements Transport {
         if (ended) return;
         listener.onStatus({ kind: "lost" });
         setTimeout(open, this.delay);
-        this.delay = Math.min(this.delay * 2, longestDelay);
+        this.delay = Math.min(this.delay * 2, maxDelayMs);
       };
     };
     open();

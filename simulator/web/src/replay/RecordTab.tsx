@@ -1,6 +1,6 @@
 import { useEffect, useRef } from "preact/hooks";
 import { shortened } from "../inspector/answer";
-import { serversOwnIn } from "../model/device";
+import { serverOwnedIn } from "../model/device";
 import type { Step } from "../protocol/messages";
 import { useSimulator } from "../ui/context";
 import { Button, FileButton, Select } from "../ui/controls";
@@ -105,7 +105,7 @@ function Playing(props: {
   const { name, script, player, state } = props;
   const { phase, next, total, why } = state;
   const list = useRef<HTMLOListElement>(null);
-  const dropped = serversOwnIn(script.device);
+  const dropped = serverOwnedIn(script.device);
 
   useEffect(() => {
     list.current?.querySelector(".current")?.scrollIntoView({ block: "nearest" });
