@@ -32,25 +32,21 @@ bool Bitmap::isOpaque() const {
   return true;
 }
 
-void Bitmap::premultiply() {
-  for (std::size_t y = 0; y < height_; ++y) {
-    std::uint8_t* bytes = bytesOfRow(y);
-    for (std::size_t x = 0; x < width_; ++x, bytes += 4) {
-      const unsigned alpha = bytes[3];
-      if (alpha == 255) continue;
-      for (int channel = 0; channel < 3; ++channel)
-        bytes[channel] = multiplied(bytes[channel], alpha);
-    }
+void premultiplyPixels(std::uint32_t* pixels, std::size_t count) {
+  auto* bytes = reinterpret_cast<std::uint8_t*>(pixels);
+  for (std::size_t i = 0; i < count; ++i, bytes += 4) {
+    const unsigned alpha = bytes[3];
+    if (alpha == 255) continue;
+    for (int channel = 0; channel < 3; ++channel)
+      bytes[channel] = multiplied(bytes[channel], alpha);
   }
 }
 
 void Bitmap::limitColorsToAlpha() {
-  for (std::size_t y = 0; y < height_; ++y) {
-    std::uint8_t* bytes = bytesOfRow(y);
-    for (std::size_t x = 0; x < width_; ++x, bytes += 4)
-      for (int channel = 0; channel < 3; ++channel)
-        bytes[channel] = std::min(bytes[channel], bytes[3]);
-  }
+  std::uint8_t* bytes = bytesOfRow(0);
+  for (std::size_t i = 0; i < width_ * height_; ++i, bytes += 4)
+    for (int channel = 0; channel < 3; ++channel)
+      bytes[channel] = std::min(bytes[channel], bytes[3]);
 }
 
 }  // namespace vecamera::device::imaging

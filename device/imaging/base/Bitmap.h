@@ -12,6 +12,9 @@ namespace vecamera::device::imaging {
 
 using ColorProfile = std::shared_ptr<const std::vector<std::uint8_t>>;
 
+/// Multiplies the colours, which were read unmultiplied, by their alpha.
+void premultiplyPixels(std::uint32_t* pixels, std::size_t count);
+
 /// Pixels in memory: rows from the top, four bytes a pixel (red, green, blue, alpha), eight bits
 /// each, colours premultiplied by alpha. Grey, palette, CMYK and deeper sources are brought to this
 /// one form when they are decoded.
@@ -44,8 +47,7 @@ class Bitmap {
   const ColorProfile& profile() const { return profile_; }
   void setProfile(ColorProfile profile) { profile_ = std::move(profile); }
 
-  /// Multiplies the colours, which were read unmultiplied, by their alpha.
-  void premultiply();
+  void premultiply() { premultiplyPixels(row(0), width_ * height_); }
   /// Filters overshoot, but no colour may exceed its alpha.
   void limitColorsToAlpha();
 

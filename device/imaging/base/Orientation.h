@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-
 #include "VECamera/platform/UIKit.h"
 #include "device/imaging/base/AffineMap.h"
 #include "device/imaging/base/Bitmap.h"

@@ -1,12 +1,17 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
-#include <vector>
+#include <span>
 
 #include "VECamera/platform/UIKit.h"
 
 namespace vecamera::device::imaging {
+
+/// Bytes that are read and belong to somebody else.
+using Bytes = std::span<const std::uint8_t>;
+
+/// The bytes of an encoded picture, or of a block inside of one.
+using EncodedBytes = std::vector<std::uint8_t>;
 
 /// A format that pictures are encoded in. Each codec declares its own; Codecs.cpp lists them.
 struct PictureFormat {
@@ -38,9 +43,9 @@ struct PictureHeader {
   double dpiX = 0;
   double dpiY = 0;
   /// The Exif block from its TIFF header on; empty where there is none.
-  std::vector<std::uint8_t> exif;
+  EncodedBytes exif;
   /// An ICC profile of RGB colours; empty where there is none.
-  std::vector<std::uint8_t> profile;
+  EncodedBytes profile;
 };
 
 /// What a picture may claim before it is refused.

@@ -1,7 +1,6 @@
 #include "device/imaging/base/ScratchBuffer.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <vector>
 
 namespace vecamera::device::imaging {
@@ -60,10 +59,6 @@ class ScratchBufferPool {
   std::vector<ScratchBuffer> blocks_;
   std::size_t keptBytes_ = 0;
 };
-
-void ScratchBuffer::Free::operator()(std::uint8_t* memory) const {
-  std::free(memory);
-}
 
 ScratchBuffer::ScratchBuffer(std::size_t size) {
   constexpr std::size_t alignment = 64;

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <memory>
 
 namespace vecamera::device::imaging {
@@ -27,7 +28,7 @@ class ScratchBuffer {
 
  private:
   struct Free {
-    void operator()(std::uint8_t* memory) const;
+    void operator()(std::uint8_t* memory) const { std::free(memory); }
   };
   friend class ScratchBufferPool;
 

@@ -1,12 +1,8 @@
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "device/imaging/base/Bitmap.h"
-#include "device/imaging/base/DecodeScale.h"
-#include "device/imaging/base/EncodedBytes.h"
 #include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/Orientation.h"
 #include "device/imaging/base/PictureFormat.h"

@@ -2,7 +2,7 @@
 
 #include <optional>
 
-#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/PictureFormat.h"
 
 namespace vecamera::device::imaging {
 

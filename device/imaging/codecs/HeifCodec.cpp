@@ -24,25 +24,6 @@ using Handle = std::unique_ptr<heif_image_handle, Release<heif_image_handle_rele
 using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;
 using Options = std::unique_ptr<heif_decoding_options, Release<heif_decoding_options_free>>;
 
-struct Opened {
-  Context context;
-  Handle primary;
-};
-
-ImageResult<Opened> open(Bytes bytes) {
-  Opened opened{Context(heif_context_alloc()), nullptr};
-  if (!opened.context) return Failure(ImageError::outOfMemory);
-  if (heif_context_read_from_memory_without_copy(opened.context.get(), bytes.data(), bytes.size(),
-                                                 nullptr)
-          .code)
-    return Failure(ImageError::corrupt);
-  heif_image_handle* primary = nullptr;
-  if (heif_context_get_primary_image_handle(opened.context.get(), &primary).code)
-    return Failure(ImageError::corrupt);
-  opened.primary.reset(primary);
-  return opened;
-}
-
 /// The block behind the four-byte offset that leads it in this container.
 std::vector<std::uint8_t> exifOf(const heif_image_handle* handle) {
   heif_item_id id = 0;
@@ -83,7 +64,7 @@ ImageResult<Bitmap> copyOf(const heif_image* image, const PictureHeader& header)
   return bitmap;
 }
 
-ImageResult<PictureHeader> readOpened(const heif_image_handle* handle) {
+ImageResult<PictureHeader> readPrimary(const heif_image_handle* handle) {
   const int width = heif_image_handle_get_width(handle);
   const int height = heif_image_handle_get_height(handle);
   if (width <= 0 || height <= 0) return Failure(ImageError::corrupt);
@@ -98,7 +79,7 @@ ImageResult<PictureHeader> readOpened(const heif_image_handle* handle) {
   return header;
 }
 
-ImageResult<Bitmap> decodeOpened(const heif_image_handle* handle, const PictureHeader& header) {
+ImageResult<Bitmap> decodePrimary(const heif_image_handle* handle, const PictureHeader& header) {
   const Options options(heif_decoding_options_alloc());
   if (!options) return Failure(ImageError::outOfMemory);
   options->convert_hdr_to_8bit = 1;
@@ -116,10 +97,16 @@ ImageResult<Bitmap> decodeOpened(const heif_image_handle* handle, const PictureH
 
 /// libheif is C++ inside and lets exceptions through, mostly for want of memory.
 template <class T, class Read>
-ImageResult<T> withOpened(Bytes bytes, Read read) try {
-  const auto opened = open(bytes);
-  if (!opened) return opened.failure();
-  return read(opened->primary.get());
+ImageResult<T> withPrimary(Bytes bytes, Read read) try {
+  const Context context(heif_context_alloc());
+  if (!context) return Failure(ImageError::outOfMemory);
+  heif_image_handle* primary = nullptr;
+  if (heif_context_read_from_memory_without_copy(context.get(), bytes.data(), bytes.size(), nullptr)
+          .code ||
+      heif_context_get_primary_image_handle(context.get(), &primary).code)
+    return Failure(ImageError::corrupt);
+  const Handle owned(primary);
+  return read(primary);
 } catch (...) {
   return Failure(ImageError::outOfMemory);
 }
@@ -127,12 +114,12 @@ ImageResult<T> withOpened(Bytes bytes, Read read) try {
 }  // namespace
 
 ImageResult<PictureHeader> readHeifHeader(Bytes bytes) {
-  return withOpened<PictureHeader>(bytes, readOpened);
+  return withPrimary<PictureHeader>(bytes, readPrimary);
 }
 
 ImageResult<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header) {
-  return withOpened<Bitmap>(
-      bytes, [&](const heif_image_handle* handle) { return decodeOpened(handle, header); });
+  return withPrimary<Bitmap>(
+      bytes, [&](const heif_image_handle* handle) { return decodePrimary(handle, header); });
 }
 
 }  // namespace vecamera::device::imaging

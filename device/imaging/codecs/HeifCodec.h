@@ -1,8 +1,6 @@
 #pragma once
 
 #include "device/imaging/base/Bitmap.h"
-#include "device/imaging/base/EncodedBytes.h"
-#include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/PictureFormat.h"
 
 namespace vecamera::device::imaging {

@@ -2,9 +2,10 @@
 
 #include <webp/decode.h>
 
-#include <algorithm>
 #include <cstring>
 #include <string_view>
+
+#include "device/imaging/jpeg/JpegCodec.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -38,9 +39,9 @@ ImageResult<PictureHeader> readWebpHeader(Bytes bytes) {
   header.hasAlpha = features.has_alpha;
   Bytes exif = chunk(bytes, "EXIF");
   // Some writers keep the marker that leads the block in a JPEG.
-  constexpr std::string_view marker("Exif\0\0", 6);
-  if (exif.size() > marker.size() && std::memcmp(exif.data(), marker.data(), marker.size()) == 0)
-    exif = exif.subspan(marker.size());
+  const std::size_t prefix = jpegExifMarker.size();
+  if (exif.size() > prefix && std::memcmp(exif.data(), jpegExifMarker.data(), prefix) == 0)
+    exif = exif.subspan(prefix);
   header.exif.assign(exif.begin(), exif.end());
   const Bytes profile = chunk(bytes, "ICCP");
   header.profile.assign(profile.begin(), profile.end());

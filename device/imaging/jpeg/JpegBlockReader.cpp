@@ -11,25 +11,21 @@ void JpegBlockReader::scaleComponents() {
     info.comp_info[i].DCT_scaled_size = static_cast<int>(samples_[i]);
 }
 
-bool JpegBlockReader::startBlocks() {
-  jpeg_decompress_struct& info = reader_.info();
-  if (jpeg_has_multiple_scans(&info)) {
-    allBlocks_ = jpeg_read_coefficients(&info);
-    scaleComponents();
-    return allBlocks_;
-  }
-  hooks_.install(
-      info, [](void* reader) { static_cast<JpegBlockReader*>(reader)->scaleComponents(); }, this);
-  info.buffered_image = TRUE;
-  return jpeg_start_decompress(&info) &&
-         hooks_.count() == static_cast<std::size_t>(info.num_components);
-}
-
 bool JpegBlockReader::start() {
   if (setjmp(reader_.errors().jump)) return false;
-  if (!startBlocks()) return false;
-  const jpeg_decompress_struct& info = reader_.info();
-  for (std::size_t i = 0; i < static_cast<std::size_t>(info.num_components); ++i) {
+  jpeg_decompress_struct& info = reader_.info();
+  const auto count = static_cast<std::size_t>(info.num_components);
+  if (jpeg_has_multiple_scans(&info)) {
+    allBlocks_ = jpeg_read_coefficients(&info);
+    if (!allBlocks_) return false;
+    scaleComponents();
+  } else {
+    hooks_.install(
+        info, [](void* reader) { static_cast<JpegBlockReader*>(reader)->scaleComponents(); }, this);
+    info.buffered_image = TRUE;
+    if (!jpeg_start_decompress(&info) || hooks_.count() != count) return false;
+  }
+  for (std::size_t i = 0; i < count; ++i) {
     // None for a component that no scan holds.
     const JQUANT_TBL* const table = info.comp_info[i].quant_table;
     transforms_[i] = ScaledIdct(samples_[i], table ? table->quantval : nullptr);

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <array>
-
 #include "device/imaging/jpeg/JpegMemoryHooks.h"
 #include "device/imaging/jpeg/JpegReader.h"
 #include "device/imaging/jpeg/ScaledIdct.h"
@@ -27,8 +25,6 @@ class JpegBlockReader {
 
  private:
   void scaleComponents();
-  /// Within the jump of the caller.
-  bool startBlocks();
 
   JpegReader& reader_;
   BlockSamples samples_;

@@ -1,10 +1,8 @@
 #include "device/imaging/jpeg/JpegCodec.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstdlib>
 #include <cstring>
-#include <string_view>
 #include <utility>
 
 #include "device/imaging/jpeg/JpegWriter.h"
@@ -23,14 +21,6 @@ void cmykToRgb(std::uint32_t* pixels, std::size_t count, bool inverted) {
     }
     bytes[3] = 255;
   }
-}
-
-void readDensity(const jpeg_decompress_struct& info, PictureHeader& header) {
-  constexpr double centimetresPerInch = 2.54;
-  if (!info.saw_JFIF_marker || info.density_unit == 0) return;
-  const double factor = info.density_unit == 2 ? centimetresPerInch : 1.0;
-  header.dpiX = info.X_density * factor;
-  header.dpiY = info.Y_density * factor;
 }
 
 void composeOverWhite(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
@@ -92,7 +82,12 @@ ImageResult<PictureHeader> readJpegHeader(Bytes bytes) {
   header.bitsPerChannel = info.data_precision;
   if (info.jpeg_color_space == JCS_GRAYSCALE) header.colorModel = ColorModel::gray;
   if (reader.isCmyk()) header.colorModel = ColorModel::cmyk;
-  readDensity(info, header);
+  if (info.saw_JFIF_marker && info.density_unit != 0) {
+    constexpr double centimetresPerInch = 2.54;
+    const double factor = info.density_unit == 2 ? centimetresPerInch : 1.0;
+    header.dpiX = info.X_density * factor;
+    header.dpiY = info.Y_density * factor;
+  }
   for (auto* marker = info.marker_list; marker; marker = marker->next) {
     const std::size_t prefix = jpegExifMarker.size();
     if (marker->marker == JPEG_APP0 + 1 && header.exif.empty() && marker->data_length > prefix &&
@@ -143,7 +138,8 @@ ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureH
 ImageResult<EncodedBytes> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif) {
   if (!fitsIntoJpeg(bitmap.width(), bitmap.height())) return Failure(ImageError::unsupported);
   JpegWriter writer;
-  if (!writer.start({bitmap.width(), bitmap.height(), quality, false, jpegChromaStep(quality)}) ||
+  if (!writer.start(JpegInput::pixels,
+                    {bitmap.width(), bitmap.height(), quality, false, jpegChromaStep(quality)}) ||
       !writer.writeMetadata(exif, bitmap.profile().get()) || !writeRows(writer, bitmap))
     return writer.failure();
   return writer.finish();

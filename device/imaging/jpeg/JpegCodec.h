@@ -1,10 +1,6 @@
 #pragma once
 
-#include <memory>
-
 #include "device/imaging/base/Bitmap.h"
-#include "device/imaging/base/DecodeScale.h"
-#include "device/imaging/base/EncodedBytes.h"
 #include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/RowSource.h"
 
@@ -13,6 +9,8 @@ namespace vecamera::device::imaging {
 // JPEG through libjpeg-turbo: grey, RGB, YCbCr, CMYK and YCCK, sequential and progressive.
 
 inline constexpr PictureFormat jpegFormat{"JPEG", "public.jpeg", "jpg"};
+/// Leads the Exif block in its segment.
+inline constexpr std::string_view jpegExifMarker("Exif\0\0", 6);
 
 ImageResult<PictureHeader> readJpegHeader(Bytes bytes);
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,

@@ -1,6 +1,5 @@
 #include "device/imaging/jpeg/JpegLosslessTransform.h"
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <utility>
@@ -62,39 +61,36 @@ struct BlockTransformer {
   std::array<std::array<JBLOCKROW, MAX_SAMP_FACTOR>, maxComponents> rowsOf{};
   bool canBeWritten = true;
 
-  JBLOCKARRAY transformed(std::size_t component, JDIMENSION first, JDIMENSION count);
-};
-
-JBLOCKARRAY BlockTransformer::transformed(std::size_t component, JDIMENSION first,
-                                          JDIMENSION count) {
-  auto& rows = rowsOf[component];
-  const jpeg_component_info& target = to->comp_info[component];
-  const auto source = reinterpret_cast<j_common_ptr>(from);
-  const JDIMENSION width = target.width_in_blocks;
-  const JDIMENSION height = target.height_in_blocks;
-  // The last row of blocks groups may lack some; libjpeg does not look at those.
-  const JDIMENSION there = std::min(count, height - first);
-  for (JDIMENSION y = 0; y < count; ++y) rows[y] = blocks[component] + std::size_t{y} * width;
-  const auto rowAt = [&](JDIMENSION row) {
-    return from->mem->access_virt_barray(source, coefficients[component], row, 1, FALSE)[0];
-  };
-  const auto targetX = [&](JDIMENSION x) { return orientation.mirrorsX ? width - 1 - x : x; };
-  const auto targetY = [&](JDIMENSION y) { return orientation.mirrorsY ? height - 1 - y : y; };
-  if (orientation.swapsAxes) {
-    for (JDIMENSION x = 0; x < width; ++x) {
-      const JBLOCKROW column = rowAt(targetX(x));
-      for (JDIMENSION y = 0; y < there; ++y)
-        canBeWritten &= transformBlock(column[targetY(first + y)], orientation, rows[y][x]);
+  JBLOCKARRAY transformed(std::size_t component, JDIMENSION first, JDIMENSION count) {
+    auto& rows = rowsOf[component];
+    const jpeg_component_info& target = to->comp_info[component];
+    const auto source = reinterpret_cast<j_common_ptr>(from);
+    const JDIMENSION width = target.width_in_blocks;
+    const JDIMENSION height = target.height_in_blocks;
+    // The last row of blocks groups may lack some; libjpeg does not look at those.
+    const JDIMENSION there = std::min(count, height - first);
+    for (JDIMENSION y = 0; y < count; ++y) rows[y] = blocks[component] + std::size_t{y} * width;
+    const auto rowAt = [&](JDIMENSION row) {
+      return from->mem->access_virt_barray(source, coefficients[component], row, 1, FALSE)[0];
+    };
+    const auto targetX = [&](JDIMENSION x) { return orientation.mirrorsX ? width - 1 - x : x; };
+    const auto targetY = [&](JDIMENSION y) { return orientation.mirrorsY ? height - 1 - y : y; };
+    if (orientation.swapsAxes) {
+      for (JDIMENSION x = 0; x < width; ++x) {
+        const JBLOCKROW column = rowAt(targetX(x));
+        for (JDIMENSION y = 0; y < there; ++y)
+          canBeWritten &= transformBlock(column[targetY(first + y)], orientation, rows[y][x]);
+      }
+    } else {
+      for (JDIMENSION y = 0; y < there; ++y) {
+        const JBLOCKROW row = rowAt(targetY(first + y));
+        for (JDIMENSION x = 0; x < width; ++x)
+          canBeWritten &= transformBlock(row[targetX(x)], orientation, rows[y][x]);
+      }
     }
-  } else {
-    for (JDIMENSION y = 0; y < there; ++y) {
-      const JBLOCKROW row = rowAt(targetY(first + y));
-      for (JDIMENSION x = 0; x < width; ++x)
-        canBeWritten &= transformBlock(row[targetX(x)], orientation, rows[y][x]);
-    }
+    return rows.data();
   }
-  return rows.data();
-}
+};
 
 JBLOCKARRAY transformedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSION first,
                             JDIMENSION count, boolean) {
@@ -109,18 +105,16 @@ JBLOCKARRAY transformedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSI
   return rows;
 }
 
-bool endsInBlocks(const jpeg_decompress_struct& info, const Orientation& orientation) {
+bool isSupported(const jpeg_decompress_struct& info, const Orientation& orientation) {
+  if (info.data_precision != 8 ||
+      (info.jpeg_color_space != JCS_GRAYSCALE && info.jpeg_color_space != JCS_YCbCr))
+    return false;
+  // Mirrored axes have to end with a group of blocks.
   const bool across = orientation.swapsAxes ? orientation.mirrorsY : orientation.mirrorsX;
   const bool down = orientation.swapsAxes ? orientation.mirrorsX : orientation.mirrorsY;
   const auto group = [](int factor) { return static_cast<JDIMENSION>(factor * DCTSIZE); };
   return (!across || info.image_width % group(info.max_h_samp_factor) == 0) &&
          (!down || info.image_height % group(info.max_v_samp_factor) == 0);
-}
-
-bool isSupported(const jpeg_decompress_struct& info, const Orientation& orientation) {
-  return info.data_precision == 8 &&
-         (info.jpeg_color_space == JCS_GRAYSCALE || info.jpeg_color_space == JCS_YCbCr) &&
-         endsInBlocks(info, orientation);
 }
 
 }  // namespace

@@ -1,6 +1,5 @@
 #pragma once
 
-#include "device/imaging/base/EncodedBytes.h"
 #include "device/imaging/base/Orientation.h"
 #include "device/imaging/base/PictureFormat.h"
 

@@ -10,6 +10,7 @@
 #include "device/imaging/jpeg/JpegBlockReader.h"
 #include "device/imaging/jpeg/JpegCodec.h"
 #include "device/imaging/jpeg/JpegWriter.h"
+#include "device/imaging/resample/PlanarCanvas.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -26,7 +27,8 @@ class RowBand {
   RowBand(const jpeg_decompress_struct& info, const std::vector<StoredComponent>& components) {
     std::size_t fewest = SIZE_MAX;
     for (std::size_t i = 0; i < count(info); ++i) {
-      blockRows_[i] = rowsOf(info.comp_info[i]);
+      const jpeg_component_info& component = info.comp_info[i];
+      blockRows_[i] = static_cast<std::size_t>(component.v_samp_factor * component.DCT_scaled_size);
       fewest = std::min(fewest, blockRows_[i]);
     }
     groups_ = (minBandRows + fewest - 1) / fewest;
@@ -75,10 +77,6 @@ class RowBand {
   }
 
  private:
-  static std::size_t rowsOf(const jpeg_component_info& component) {
-    return static_cast<std::size_t>(component.v_samp_factor * component.DCT_scaled_size);
-  }
-
   std::array<ScratchBuffer, maxComponents> memory_;
   std::array<std::vector<JSAMPROW>, maxComponents> rows_;
   std::array<std::size_t, maxComponents> blockRows_{};
@@ -178,12 +176,8 @@ bool writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
   return true;
 }
 
-}  // namespace
-
-ImageResult<std::vector<CanvasPlane>> decodeJpegPlanes(Bytes bytes, const PictureHeader& header,
-                                                       const AlignedPlacement& placement,
-                                                       int chromaStep) {
-  if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
+ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPlacement& placement,
+                                                   int chromaStep) {
   JpegReader reader(bytes);
   if (!reader.readHeader(JpegReader::Markers::ignore)) return reader.failure();
   const jpeg_decompress_struct& info = reader.info();
@@ -222,14 +216,20 @@ ImageResult<std::vector<CanvasPlane>> decodeJpegPlanes(Bytes bytes, const Pictur
   return planes;
 }
 
-ImageResult<EncodedBytes> encodeJpegPlanes(const std::vector<CanvasPlane>& planes, int quality,
-                                           Bytes exif, const EncodedBytes& profile) {
-  const PlaneView& luma = planes.front().view;
-  for (const CanvasPlane& plane : planes) fillLastBlocks(plane.view);
+}  // namespace
+
+ImageResult<EncodedBytes> resampleJpeg(Bytes bytes, const PictureHeader& header,
+                                       const AlignedPlacement& placement, int quality, Bytes exif) {
+  if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
+  const int chromaStep = jpegChromaStep(quality);
+  const auto planes = decodePlanes(bytes, placement, chromaStep);
+  if (!planes) return planes.failure();
+  for (const CanvasPlane& plane : *planes) fillLastBlocks(plane.view);
+  const PlaneView& luma = planes->front().view;
   JpegWriter writer;
-  if (!writer.startPlanes(
-          {luma.width, luma.height, quality, planes.size() == 1, jpegChromaStep(quality)}) ||
-      !writer.writeMetadata(exif, &profile) || !writePlanes(writer, planes))
+  if (!writer.start(JpegInput::planes,
+                    {luma.width, luma.height, quality, planes->size() == 1, chromaStep}) ||
+      !writer.writeMetadata(exif, &header.profile) || !writePlanes(writer, *planes))
     return writer.failure();
   return writer.finish();
 }

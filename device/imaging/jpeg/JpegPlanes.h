@@ -1,24 +1,17 @@
 #pragma once
 
-#include <vector>
-
-#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/PictureFormat.h"
-#include "device/imaging/resample/PlanarCanvas.h"
+#include "device/imaging/resample/AxisPlacement.h"
 
 namespace vecamera::device::imaging {
 
-/// The planes of a canvas that the JPEG fills, decoded and resampled in bands, without ever being
+/// The canvas that the JPEG fills, as a JPEG with that Exif block, where it is not empty. `quality`
+/// is libjpeg's, 0 to 100. The planes are decoded and resampled in bands, without ever being
 /// pixels. Blocks are decoded at a scale of which enough samples come out for the canvas.
 /// `unsupported` for JPEGs that store other colours than grey and YCbCr, and for scales that are
 /// too small for the resampler.
-ImageResult<std::vector<CanvasPlane>> decodeJpegPlanes(Bytes bytes, const PictureHeader& header,
-                                                       const AlignedPlacement& placement,
-                                                       int chromaStep);
-
-/// Writes planes that `PlanarCanvas` made with the quality's own chroma step. `quality` is
-/// libjpeg's, 0 to 100.
-ImageResult<EncodedBytes> encodeJpegPlanes(const std::vector<CanvasPlane>& planes, int quality,
-                                           Bytes exif, const EncodedBytes& profile);
+ImageResult<EncodedBytes> resampleJpeg(Bytes bytes, const PictureHeader& header,
+                                       const AlignedPlacement& placement, int quality, Bytes exif);
 
 }  // namespace vecamera::device::imaging

@@ -92,11 +92,8 @@ std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
 }
 
 bool JpegReader::startPlanes() {
-  if (setjmp(errors_.jump)) return false;
-  info_.out_color_space = info_.jpeg_color_space;
   info_.raw_data_out = TRUE;
-  info_.dct_method = JDCT_ISLOW;
-  return jpeg_start_decompress(&info_);
+  return start({}, info_.jpeg_color_space);
 }
 
 bool JpegReader::readPlaneRows(JSAMPIMAGE rows) {

@@ -1,15 +1,10 @@
 #pragma once
 
-#include <cstdint>
-#include <string_view>
-
-#include "device/imaging/base/DecodeScale.h"
-#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/PictureFormat.h"
+#include "device/imaging/base/RowSource.h"
 #include "device/imaging/jpeg/JpegErrors.h"
 
 namespace vecamera::device::imaging {
-
-inline constexpr std::string_view jpegExifMarker("Exif\0\0", 6);
 
 /// libjpeg-turbo's decompressor with an owner. Functions that give a bool give true for success;
 /// the reason of the last failure is `failure`.

@@ -6,6 +6,8 @@
 #include <cstdlib>
 #include <utility>
 
+#include "device/imaging/jpeg/JpegCodec.h"
+
 namespace vecamera::device::imaging {
 namespace {
 
@@ -41,6 +43,19 @@ void endOutput(j_compress_ptr info) {
   output.size = output.capacity - output.manager.free_in_buffer;
 }
 
+/// Exchanges the axes of the picture that was described.
+void swapAxes(jpeg_compress_struct& info) {
+  std::swap(info.image_width, info.image_height);
+  for (int i = 0; i < info.num_components; ++i)
+    std::swap(info.comp_info[i].h_samp_factor, info.comp_info[i].v_samp_factor);
+  for (JQUANT_TBL* table : info.quant_tbl_ptrs) {
+    if (!table) continue;
+    for (int y = 0; y < DCTSIZE; ++y)
+      for (int x = 0; x < y; ++x)
+        std::swap(table->quantval[y * DCTSIZE + x], table->quantval[x * DCTSIZE + y]);
+  }
+}
+
 }  // namespace
 
 JpegWriter::JpegWriter() {
@@ -60,7 +75,16 @@ void JpegWriter::create() {
   info_.dest = &output_.manager;
 }
 
-void JpegWriter::describe(const JpegSettings& settings) {
+bool JpegWriter::start(JpegInput input, const JpegSettings& settings) {
+  if (setjmp(errors_.jump)) return false;
+  create();
+  if (input == JpegInput::pixels) {
+    info_.input_components = 4;
+    info_.in_color_space = JCS_EXT_RGBX;
+  } else {
+    info_.input_components = settings.gray ? 1 : 3;
+    info_.in_color_space = settings.gray ? JCS_GRAYSCALE : JCS_YCbCr;
+  }
   info_.image_width = static_cast<JDIMENSION>(settings.width);
   info_.image_height = static_cast<JDIMENSION>(settings.height);
   jpeg_set_defaults(&info_);
@@ -68,14 +92,7 @@ void JpegWriter::describe(const JpegSettings& settings) {
   jpeg_set_quality(&info_, settings.quality, TRUE);
   info_.comp_info[0].h_samp_factor = settings.gray ? 1 : settings.chromaStep;
   info_.comp_info[0].v_samp_factor = settings.gray ? 1 : settings.chromaStep;
-}
-
-bool JpegWriter::start(const JpegSettings& settings) {
-  if (setjmp(errors_.jump)) return false;
-  create();
-  info_.input_components = 4;
-  info_.in_color_space = JCS_EXT_RGBX;
-  describe(settings);
+  info_.raw_data_in = input == JpegInput::planes;
   jpeg_start_compress(&info_, TRUE);
   return true;
 }
@@ -86,34 +103,9 @@ bool JpegWriter::writeRow(const std::uint8_t* bytes) {
   return jpeg_write_scanlines(&info_, &row, 1) == 1;
 }
 
-bool JpegWriter::startPlanes(const JpegSettings& settings) {
-  if (setjmp(errors_.jump)) return false;
-  create();
-  info_.input_components = settings.gray ? 1 : 3;
-  info_.in_color_space = settings.gray ? JCS_GRAYSCALE : JCS_YCbCr;
-  describe(settings);
-  info_.raw_data_in = TRUE;
-  jpeg_start_compress(&info_, TRUE);
-  return true;
-}
-
 bool JpegWriter::writePlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
   if (setjmp(errors_.jump)) return false;
   return jpeg_write_raw_data(&info_, rows, rowCount) == rowCount;
-}
-
-void JpegWriter::describeTransformed(const jpeg_decompress_struct& from, bool swapsAxes) {
-  jpeg_copy_critical_parameters(const_cast<j_decompress_ptr>(&from), &info_);
-  if (!swapsAxes) return;
-  std::swap(info_.image_width, info_.image_height);
-  for (int i = 0; i < info_.num_components; ++i)
-    std::swap(info_.comp_info[i].h_samp_factor, info_.comp_info[i].v_samp_factor);
-  for (JQUANT_TBL* table : info_.quant_tbl_ptrs) {
-    if (!table) continue;
-    for (int y = 0; y < DCTSIZE; ++y)
-      for (int x = 0; x < y; ++x)
-        std::swap(table->quantval[y * DCTSIZE + x], table->quantval[x * DCTSIZE + y]);
-  }
 }
 
 bool JpegWriter::startCoefficients(const JpegReader& reader, jvirt_barray_ptr* coefficients,
@@ -121,41 +113,29 @@ bool JpegWriter::startCoefficients(const JpegReader& reader, jvirt_barray_ptr* c
                                    void* context) {
   if (setjmp(errors_.jump)) return false;
   create();
-  describeTransformed(reader.info(), orientation.swapsAxes);
+  jpeg_copy_critical_parameters(const_cast<j_decompress_ptr>(&reader.info()), &info_);
+  if (orientation.swapsAxes) swapAxes(info_);
   installBlockRows(info_, rows, context);
   jpeg_write_coefficients(&info_, coefficients);
   return true;
 }
 
-bool JpegWriter::writeExif(const std::uint8_t* block, std::size_t size) {
-  if (setjmp(errors_.jump)) return false;
-  jpeg_write_marker(&info_, JPEG_APP0 + 1, block, static_cast<unsigned>(size));
-  return true;
-}
-
-bool JpegWriter::writeProfile(const EncodedBytes& profile) {
-  if (setjmp(errors_.jump)) return false;
-  jpeg_write_icc_profile(&info_, profile.data(), static_cast<unsigned>(profile.size()));
-  return true;
-}
-
 bool JpegWriter::writeMetadata(Bytes exif, const EncodedBytes* profile) {
-  if (!exif.empty()) {
-    EncodedBytes block(jpegExifMarker.begin(), jpegExifMarker.end());
-    block.insert(block.end(), exif.begin(), exif.end());
-    if (!writeExif(block.data(), block.size())) return false;
-  }
-  return !profile || profile->empty() || writeProfile(*profile);
-}
-
-bool JpegWriter::finishStream() {
   if (setjmp(errors_.jump)) return false;
-  jpeg_finish_compress(&info_);
+  if (!exif.empty()) {
+    const std::size_t size = jpegExifMarker.size() + exif.size();
+    jpeg_write_m_header(&info_, JPEG_APP0 + 1, static_cast<unsigned>(size));
+    for (const char byte : jpegExifMarker) jpeg_write_m_byte(&info_, byte);
+    for (const std::uint8_t byte : exif) jpeg_write_m_byte(&info_, byte);
+  }
+  if (profile && !profile->empty())
+    jpeg_write_icc_profile(&info_, profile->data(), static_cast<unsigned>(profile->size()));
   return true;
 }
 
 ImageResult<EncodedBytes> JpegWriter::finish() {
-  if (!finishStream()) return failure();
+  if (setjmp(errors_.jump)) return failure();
+  jpeg_finish_compress(&info_);
   return EncodedBytes(output_.bytes, output_.bytes + output_.size);
 }
 

@@ -18,6 +18,9 @@ struct JpegSettings {
   int chromaStep = 1;
 };
 
+/// What a writer is given: pixels of four bytes, or components as they are stored.
+enum class JpegInput { pixels, planes };
+
 /// Where a writer's bytes go: a buffer that grows and has one owner, also after an error.
 struct JpegOutput {
   /// First, so that libjpeg's pointer to it is one to the whole.
@@ -39,12 +42,8 @@ class JpegWriter {
   const jpeg_compress_struct& info() const { return info_; }
   Failure<ImageError> failure() const { return errors_.failure(ImageError::unsupported); }
 
-  /// Starts to write pixels of four bytes.
-  bool start(const JpegSettings& settings);
+  bool start(JpegInput input, const JpegSettings& settings);
   bool writeRow(const std::uint8_t* bytes);
-
-  /// Starts to write components as they are stored.
-  bool startPlanes(const JpegSettings& settings);
   bool writePlaneRows(JSAMPIMAGE rows, unsigned rowCount);
 
   /// Starts to write blocks of coefficients with the quantization and the colours of the reader's
@@ -60,12 +59,7 @@ class JpegWriter {
   ImageResult<EncodedBytes> finish();
 
  private:
-  bool writeExif(const std::uint8_t* block, std::size_t size);
-  bool writeProfile(const EncodedBytes& profile);
-  bool finishStream();
   void create();
-  void describe(const JpegSettings& settings);
-  void describeTransformed(const jpeg_decompress_struct& from, bool swapsAxes);
 
   jpeg_compress_struct info_{};
   JpegErrors errors_{};

@@ -6,12 +6,9 @@
 
 #include <jpeglib.h>
 
-#include <algorithm>
 #include <cstring>
-#include <type_traits>
 #include <utility>
 
-#include "device/imaging/base/Simd.h"
 #include "device/imaging/resample/ResampleKernels.h"
 
 namespace vecamera::device::imaging {
@@ -98,6 +95,15 @@ Words high64(Words a, Words b) {
   return __builtin_shufflevector(a, b, 4, 5, 6, 7, 12, 13, 14, 15);
 }
 
+/// Four words of each block, two blocks in each row.
+VECAMERA_INLINE Row<4> fours(Words a, Words b, Words c, Words d) {
+  const Words first = interleavedLow(a, b);
+  const Words second = interleavedLow(c, d);
+  const Words third = interleavedHigh(a, b);
+  const Words fourth = interleavedHigh(c, d);
+  return {low32(first, second), high32(first, second), low32(third, fourth), high32(third, fourth)};
+}
+
 /// Four coefficients of two blocks.
 Words startsOf(const JCOEF* first, const JCOEF* second) {
   std::int64_t both[2];
@@ -112,29 +118,13 @@ Words startsOf(const JCOEF* first, const JCOEF* second) {
 VECAMERA_INLINE Row<4> coefficients(const Block* blocks, std::size_t first) {
   const auto starts =
       forEach<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
-  const Words a = interleavedLow(starts[0], starts[1]);
-  const Words b = interleavedLow(starts[2], starts[3]);
-  const Words c = interleavedHigh(starts[0], starts[1]);
-  const Words d = interleavedHigh(starts[2], starts[3]);
-  const Words firstLow = low32(a, b);
-  const Words firstHigh = low32(c, d);
-  const Words lastLow = high32(a, b);
-  const Words lastHigh = high32(c, d);
-  return {low64(firstLow, firstHigh), high64(firstLow, firstHigh), low64(lastLow, lastHigh),
-          high64(lastLow, lastHigh)};
+  const Row<4> pairs = fours(starts[0], starts[1], starts[2], starts[3]);
+  return {low64(pairs[0], pairs[2]), high64(pairs[0], pairs[2]), low64(pairs[1], pairs[3]),
+          high64(pairs[1], pairs[3])};
 }
 
 Words wordsOf(Words sums) {
   return reinterpret_cast<Words>(reinterpret_cast<Words8>(sums) >> fractionBits);
-}
-
-/// Four words of each block, two blocks in each row.
-VECAMERA_INLINE Row<4> fours(Words a, Words b, Words c, Words d) {
-  const Words first = interleavedLow(a, b);
-  const Words second = interleavedLow(c, d);
-  const Words third = interleavedHigh(a, b);
-  const Words fourth = interleavedHigh(c, d);
-  return {low32(first, second), high32(first, second), low32(third, fourth), high32(third, fourth)};
 }
 
 VECAMERA_INLINE void store(const Row<2>& words, std::uint8_t* to) {

@@ -1,18 +1,12 @@
-#include "device/imaging/metadata/EmbedExif.h"
-
-#include <cstddef>
-#include <cstdint>
 #include <cstring>
-#include <string_view>
 
 #include "device/imaging/jpeg/JpegCodec.h"
+#include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
 
 namespace vecamera::device::imaging {
 namespace {
-
-constexpr std::string_view jpegMarker("Exif\0\0", 6);
 
 void append(EncodedBytes& to, Bytes bytes) {
   to.insert(to.end(), bytes.begin(), bytes.end());
@@ -20,16 +14,16 @@ void append(EncodedBytes& to, Bytes bytes) {
 
 bool isExifSegment(std::uint8_t marker, Bytes contents) {
   constexpr std::uint8_t app1 = 0xE1;
-  return marker == app1 && contents.size() >= jpegMarker.size() &&
-         std::memcmp(contents.data(), jpegMarker.data(), jpegMarker.size()) == 0;
+  return marker == app1 && contents.size() >= jpegExifMarker.size() &&
+         std::memcmp(contents.data(), jpegExifMarker.data(), jpegExifMarker.size()) == 0;
 }
 
 bool appendExifSegment(EncodedBytes& jpeg, Bytes exif) {
-  const std::size_t length = 2 + jpegMarker.size() + exif.size();
+  const std::size_t length = 2 + jpegExifMarker.size() + exif.size();
   if (length > 0xFFFF) return false;
   for (const std::size_t byte : {std::size_t{0xFF}, std::size_t{0xE1}, length >> 8, length & 0xFF})
     jpeg.push_back(static_cast<std::uint8_t>(byte));
-  jpeg.insert(jpeg.end(), jpegMarker.begin(), jpegMarker.end());
+  jpeg.insert(jpeg.end(), jpegExifMarker.begin(), jpegExifMarker.end());
   append(jpeg, exif);
   return true;
 }

@@ -2,6 +2,7 @@
 
 #include "VECamera/platform/Value.h"
 #include "device/imaging/base/ImageResult.h"
+#include "device/imaging/base/PictureFormat.h"
 
 namespace vecamera::device::imaging {
 
@@ -21,5 +22,10 @@ ImageResult<Dictionary> readProperties(const Data& data);
 /// dropped. Unknown keys and values of the wrong kind are ignored. The pixels are not touched.
 /// `unsupported` for other formats and for metadata that does not fit.
 ImageResult<Data> writeProperties(const Data& encoded, const Dictionary& properties);
+
+/// The JPEG or PNG with its Exif block replaced; its pixels are not touched. `corrupt` where the
+/// file's segments or chunks are damaged; `unsupported` for other formats, and where the block does
+/// not fit: a JPEG takes 65527 bytes.
+ImageResult<EncodedBytes> embedExif(Bytes encoded, const PictureFormat& format, Bytes exif);
 
 }  // namespace vecamera::device::imaging

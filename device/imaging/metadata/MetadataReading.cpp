@@ -3,14 +3,9 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
-#include <optional>
-#include <string>
-#include <string_view>
 
 #include "VECamera/platform/ImageIO.h"
 #include "device/base/Utf8.h"
-#include "device/imaging/base/Orientation.h"
 #include "device/imaging/codecs/Codecs.h"
 #include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/metadata/MetadataTags.h"
@@ -39,17 +34,19 @@ std::string cleanText(std::string text) {
 }
 
 std::optional<double> quotient(const Exiv2::Value& value, long index) {
+  const auto divided = [](auto numerator, auto denominator) -> std::optional<double> {
+    if (denominator == 0) return std::nullopt;
+    return static_cast<double>(numerator) / static_cast<double>(denominator);
+  };
   if (value.typeId() == Exiv2::unsignedRational) {
     // The value's own accessor reads both numbers as signed.
     const auto* rationals = dynamic_cast<const Exiv2::URationalValue*>(&value);
     if (!rationals || index >= rationals->count()) return std::nullopt;
     const auto& [numerator, denominator] = rationals->value_[static_cast<std::size_t>(index)];
-    if (denominator == 0) return std::nullopt;
-    return static_cast<double>(numerator) / static_cast<double>(denominator);
+    return divided(numerator, denominator);
   }
   const auto [numerator, denominator] = value.toRational(index);
-  if (denominator == 0) return std::nullopt;
-  return static_cast<double>(numerator) / static_cast<double>(denominator);
+  return divided(numerator, denominator);
 }
 
 std::optional<Value> number(const Exiv2::Value& value, long index) {

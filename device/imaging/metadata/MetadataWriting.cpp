@@ -4,17 +4,12 @@
 #include <array>
 #include <charconv>
 #include <cmath>
-#include <cstdint>
 #include <limits>
-#include <optional>
-#include <string>
-#include <string_view>
 #include <utility>
 
 #include "VECamera/platform/ImageIO.h"
 #include "device/imaging/codecs/Codecs.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/EmbedExif.h"
 #include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/metadata/MetadataTags.h"
 #include "device/imaging/png/PngCodec.h"

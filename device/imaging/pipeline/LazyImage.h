@@ -1,10 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
-#include <utility>
-#include <variant>
-#include <vector>
 
 #include "VECamera/platform/Value.h"
 #include "device/imaging/base/AffineMap.h"

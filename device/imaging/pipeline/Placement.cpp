@@ -6,9 +6,6 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// Differences in place below this, in pixels, cannot be seen.
-constexpr double tolerance = 1e-3;
-
 /// The part of the stored pixels of which a picture is made.
 struct CropRect {
   PixelRange columns;
@@ -22,7 +19,7 @@ CropRect allOf(const LazyImage& image) {
 
 double snapped(double at) {
   const double whole = std::round(at);
-  return std::abs(at - whole) < tolerance ? whole : at;
+  return std::abs(at - whole) < placementTolerance ? whole : at;
 }
 
 /// The pixels of the canvas that the extent touches.
@@ -40,8 +37,10 @@ Alignment alignmentOf(const AffineMap& map, const LazyImage& image) {
   const auto w = static_cast<double>(image.width());
   const auto h = static_cast<double>(image.height());
   // What the off-axis terms move across the whole picture.
-  if (std::abs(map.b) * w < tolerance && std::abs(map.c) * h < tolerance) return Alignment::kept;
-  if (std::abs(map.a) * w < tolerance && std::abs(map.d) * h < tolerance) return Alignment::swapped;
+  if (std::abs(map.b) * w < placementTolerance && std::abs(map.c) * h < placementTolerance)
+    return Alignment::kept;
+  if (std::abs(map.a) * w < placementTolerance && std::abs(map.d) * h < placementTolerance)
+    return Alignment::swapped;
   return Alignment::none;
 }
 
@@ -62,18 +61,16 @@ Placement place(const std::shared_ptr<const LazyImage>& image, const AffineMap& 
   x = {snapped(x.low), snapped(x.high)};
   y = {snapped(y.low), snapped(y.high)};
   Placement placement{image, map, touched(x, canvasWidth), touched(y, canvasHeight), {}};
-  const std::size_t width = image->width();
-  const std::size_t height = image->height();
   const PixelRange& columns = placement.columns;
   const PixelRange& rows = placement.rows;
   const Alignment alignment = alignmentOf(map, *image);
   if (alignment == Alignment::kept)
-    placement.aligned = {{map.a, map.tx, width, crop.columns, columns, x},
-                         {map.d, map.ty, height, crop.rows, rows, y},
+    placement.aligned = {{map.a, map.tx, image->width(), crop.columns, columns, x},
+                         {map.d, map.ty, image->height(), crop.rows, rows, y},
                          false};
   if (alignment == Alignment::swapped)
-    placement.aligned = {{map.b, map.ty, width, crop.columns, rows, y},
-                         {map.c, map.tx, height, crop.rows, columns, x},
+    placement.aligned = {{map.b, map.ty, image->width(), crop.columns, rows, y},
+                         {map.c, map.tx, image->height(), crop.rows, columns, x},
                          true};
   return placement;
 }
@@ -82,7 +79,7 @@ Placement place(const std::shared_ptr<const LazyImage>& image, const AffineMap& 
 std::optional<PixelRange> pixelsBehind(const AxisPlacement& axis, std::size_t canvasLength) {
   const auto canvas = static_cast<double>(canvasLength);
   if (axis.covered.low > 0 || axis.covered.high < canvas ||
-      std::abs(axis.offset - std::round(axis.offset)) >= tolerance)
+      std::abs(axis.offset - std::round(axis.offset)) >= placementTolerance)
     return std::nullopt;
   const auto first = std::lround(axis.scale > 0 ? -axis.offset : axis.offset - canvas);
   return PixelRange{static_cast<std::size_t>(first), canvasLength};
@@ -94,7 +91,7 @@ std::optional<CropRect> cropOf(const Placement& inner, const DrawList& canvas) {
   const AlignedPlacement& axes = *inner.aligned;
   const auto longest = static_cast<double>(std::max(axes.columns.length, axes.rows.length));
   for (const AxisPlacement* axis : {&axes.columns, &axes.rows})
-    if (std::abs(std::abs(axis->scale) - 1) * longest >= tolerance) return std::nullopt;
+    if (std::abs(std::abs(axis->scale) - 1) * longest >= placementTolerance) return std::nullopt;
   const auto columns = pixelsBehind(axes.columns, axes.swapsAxes ? canvas.height : canvas.width);
   const auto rows = pixelsBehind(axes.rows, axes.swapsAxes ? canvas.width : canvas.height);
   if (!columns || !rows) return std::nullopt;

@@ -12,13 +12,6 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// What one drawing leaves on the canvas.
-struct Layer {
-  Bitmap bitmap;
-  PixelRange columns;
-  PixelRange rows;
-};
-
 ColorProfile profileOf(const EncodedImage& encoded) {
   if (encoded.header.profile.empty()) return nullptr;
   return std::make_shared<const EncodedBytes>(encoded.header.profile);
@@ -112,11 +105,8 @@ ImageResult<Bitmap> resampleWhole(const LazyImage& image, const AlignedPlacement
   auto pixels = orientedPixels(image, placement.orientation(), scale, threads);
   if (!pixels) return pixels;
   const double step = scale.storedPixels();
-  const auto axis = [&](const AxisPlacement& stored, std::size_t length) {
-    return stored.sampled(step, length).unmirrored();
-  };
-  const AxisPlacement x = axis(placement.x(), pixels->width());
-  const AxisPlacement y = axis(placement.y(), pixels->height());
+  const AxisPlacement x = placement.x().sampled(step, pixels->width()).unmirrored();
+  const AxisPlacement y = placement.y().sampled(step, pixels->height()).unmirrored();
   return resample(*std::move(pixels), x, y);
 }
 
@@ -144,11 +134,11 @@ ImageResult<Bitmap> drawFreely(const Placement& placement, const ThreadBudget& t
                    placement.columns, placement.rows);
 }
 
-void composeOver(const Layer& layer, Bitmap& canvas) {
-  for (std::size_t y = 0; y < layer.rows.count; ++y) {
-    const std::uint8_t* from = layer.bitmap.bytesOfRow(y);
-    std::uint8_t* to = canvas.bytesOfRow(layer.rows.first + y) + 4 * layer.columns.first;
-    for (std::size_t x = 0; x < layer.columns.count; ++x, from += 4, to += 4) {
+void composeOver(const Bitmap& layer, const Placement& placement, Bitmap& canvas) {
+  for (std::size_t y = 0; y < layer.height(); ++y) {
+    const std::uint8_t* from = layer.bytesOfRow(y);
+    std::uint8_t* to = canvas.bytesOfRow(placement.rows.first + y) + 4 * placement.columns.first;
+    for (std::size_t x = 0; x < layer.width(); ++x, from += 4, to += 4) {
       const unsigned transparency = 255u - from[3];
       for (int channel = 0; channel < 4; ++channel)
         to[channel] = static_cast<std::uint8_t>(
@@ -161,26 +151,24 @@ bool sameProfile(const ColorProfile& a, const ColorProfile& b) {
   return a == b || (a && b && *a == *b);
 }
 
-bool fills(const Layer& layer, const DrawList& canvas) {
-  return layer.columns.count == canvas.width && layer.rows.count == canvas.height;
-}
-
 /// Composes the layer over what there is so far; the first one may become the canvas itself.
-ImageResult<void> addLayer(Layer layer, const DrawList& list, std::optional<Bitmap>& canvas) {
-  if (!canvas && fills(layer, list)) {
-    canvas = std::move(layer.bitmap);
+ImageResult<void> addLayer(Bitmap layer, const Placement& placement, const DrawList& list,
+                           std::optional<Bitmap>& canvas) {
+  const bool fills = layer.width() == list.width && layer.height() == list.height;
+  if (!canvas && fills) {
+    canvas = std::move(layer);
     return {};
   }
   if (!canvas) {
     auto transparent = Bitmap::transparent(list.width, list.height);
     if (!transparent) return transparent.failure();
     canvas = *std::move(transparent);
-    canvas->setProfile(layer.bitmap.profile());
+    canvas->setProfile(layer.profile());
   }
-  composeOver(layer, *canvas);
-  if (layer.bitmap.knownOpaque() && fills(layer, list)) canvas->setKnownOpaque(true);
+  composeOver(layer, placement, *canvas);
+  if (layer.knownOpaque() && fills) canvas->setKnownOpaque(true);
   // Pixels of several colour spaces are taken as they are, without a profile.
-  if (!sameProfile(canvas->profile(), layer.bitmap.profile())) canvas->setProfile(nullptr);
+  if (!sameProfile(canvas->profile(), layer.profile())) canvas->setProfile(nullptr);
   return {};
 }
 
@@ -193,8 +181,7 @@ ImageResult<Bitmap> draw(const DrawList& list, const ThreadBudget& threads) {
     auto bitmap = placement.aligned ? drawAligned(*placement.image, *placement.aligned, threads)
                                     : drawFreely(placement, threads);
     if (!bitmap) return bitmap;
-    const auto added =
-        addLayer({*std::move(bitmap), placement.columns, placement.rows}, list, canvas);
+    const auto added = addLayer(*std::move(bitmap), placement, list, canvas);
     if (!added) return added.failure();
   }
   if (!canvas) return Bitmap::transparent(list.width, list.height);

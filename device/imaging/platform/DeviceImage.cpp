@@ -1,6 +1,5 @@
 #include "device/imaging/platform/DeviceImage.h"
 
-#include "device/imaging/base/Orientation.h"
 #include "device/imaging/codecs/Codecs.h"
 
 namespace vecamera::device::imaging {

@@ -1,9 +1,6 @@
 #pragma once
 
-#include <memory>
-
 #include "VECamera/platform/UIKit.h"
-#include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/pipeline/LazyImage.h"
 
 namespace vecamera::device::imaging {

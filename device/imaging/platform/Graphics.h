@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-
 #include "VECamera/platform/UIKit.h"
 #include "device/imaging/base/PictureFormat.h"
 

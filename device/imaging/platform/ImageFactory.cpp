@@ -5,8 +5,7 @@
 
 #include "device/imaging/base/Orientation.h"
 #include "device/imaging/codecs/ExifOrientation.h"
-#include "device/imaging/pipeline/EncodeJpeg.h"
-#include "device/imaging/pipeline/EncodePng.h"
+#include "device/imaging/pipeline/Encode.h"
 #include "device/imaging/platform/DeviceImage.h"
 
 namespace vecamera::device::imaging {

@@ -1,7 +1,5 @@
 #pragma once
 
-#include <memory>
-#include <optional>
 #include <utility>
 
 #include "VECamera/platform/UIKit.h"

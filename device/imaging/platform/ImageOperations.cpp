@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <cmath>
 
-#include "device/imaging/pipeline/EncodeJpeg.h"
+#include "device/imaging/pipeline/Encode.h"
 #include "device/imaging/platform/DeviceImage.h"
 #include "device/imaging/platform/Graphics.h"
 

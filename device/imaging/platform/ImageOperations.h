@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <memory>
 
 #include "VECamera/platform/UIKit.h"
 #include "device/imaging/base/ImageResult.h"

@@ -2,9 +2,6 @@
 
 #include <cstddef>
 #include <functional>
-#include <memory>
-#include <optional>
-#include <string_view>
 #include <utility>
 
 #include "VECamera/platform/ImageIO.h"

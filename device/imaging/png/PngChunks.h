@@ -1,12 +1,11 @@
 #pragma once
 
 #include <cstddef>
-#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <vector>
 
-#include "device/imaging/base/EncodedBytes.h"
+#include "device/imaging/base/PictureFormat.h"
 
 namespace vecamera::device::imaging {
 

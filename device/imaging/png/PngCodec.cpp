@@ -45,11 +45,7 @@ void unpremultiply(const std::uint8_t* from, std::size_t width, std::uint8_t* to
 }
 
 void dropAlpha(const std::uint8_t* from, std::size_t width, std::uint8_t* to) {
-  for (std::size_t x = 0; x < width; ++x, from += 4, to += 3) {
-    to[0] = from[0];
-    to[1] = from[1];
-    to[2] = from[2];
-  }
+  for (std::size_t x = 0; x < width; ++x, from += 4, to += 3) std::copy_n(from, 3, to);
 }
 
 }  // namespace

@@ -1,10 +1,6 @@
 #pragma once
 
-#include <cstdint>
-
 #include "device/imaging/base/Bitmap.h"
-#include "device/imaging/base/EncodedBytes.h"
-#include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/ThreadBudget.h"
 

@@ -7,10 +7,7 @@
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
-#include <optional>
-#include <string_view>
 
-#include "device/imaging/base/Bitmap.h"
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
@@ -181,10 +178,6 @@ class RowBandReader {
  private:
   std::uint8_t* bandAt(std::size_t band) const { return memory_[band % memory_.size()].data(); }
 
-  bool inflate(std::size_t band) {
-    return inflater_.fill(bandAt(band), std::min(bandRows_, rows_ - band * bandRows_) * rowBytes_);
-  }
-
   /// Inflates the next band, unless another thread does or no memory is free: that of the band
   /// being read is not.
   bool inflateNext() {
@@ -194,7 +187,8 @@ class RowBandReader {
     inflating_ = true;
     const std::size_t band = inflated_;
     lock.unlock();
-    const bool done = inflate(band);
+    const std::size_t count = std::min(bandRows_, rows_ - band * bandRows_);
+    const bool done = inflater_.fill(bandAt(band), count * rowBytes_);
     lock.lock();
     inflating_ = false;
     if (done)
@@ -271,22 +265,13 @@ class PngRows final : public RowSource {
       above = row;
     }
     std::memcpy(above_.data(), above, width_ * 4);
-    if (pixelBytes_ == 4) premultiply(reinterpret_cast<std::uint8_t*>(rows), count * width_);
+    if (pixelBytes_ == 4) premultiplyPixels(rows, count * width_);
     return true;
   }
 
   bool finish() override { return bands_.finish(); }
 
  private:
-  static void premultiply(std::uint8_t* pixels, std::size_t count) {
-    for (std::size_t i = 0; i < count; ++i, pixels += 4) {
-      const unsigned alpha = pixels[3];
-      if (alpha == 255) continue;
-      for (int channel = 0; channel < 3; ++channel)
-        pixels[channel] = multiplied(pixels[channel], alpha);
-    }
-  }
-
   std::size_t width_;
   std::size_t height_;
   std::size_t pixelBytes_;

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <memory>
-
-#include "device/imaging/base/EncodedBytes.h"
 #include "device/imaging/base/ImageResult.h"
 #include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/RowSource.h"

@@ -7,8 +7,6 @@
 #include <cstring>
 #include <deque>
 #include <mutex>
-#include <string_view>
-#include <vector>
 
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/png/PngChunks.h"
@@ -182,15 +180,11 @@ class StripCompressor {
 };
 
 EncodedBytes headerChunk(const PngPixels& pixels) {
-  constexpr std::uint8_t grayType = 0;
-  constexpr std::uint8_t rgbType = 2;
-  constexpr std::uint8_t rgbaType = 6;
   EncodedBytes contents;
   appendBigEndian(contents, static_cast<std::uint32_t>(pixels.width));
   appendBigEndian(contents, static_cast<std::uint32_t>(pixels.height));
-  const std::uint8_t type = pixels.channels == 1   ? grayType
-                            : pixels.channels == 3 ? rgbType
-                                                   : rgbaType;
+  // Grey, RGB, or RGB and alpha.
+  const std::uint8_t type = pixels.channels == 1 ? 0 : pixels.channels == 3 ? 2 : 6;
   contents.insert(contents.end(), {8, type, 0, 0, 0});
   return contents;
 }
@@ -241,9 +235,9 @@ ImageResult<void> compressStrips(const PngPixels& pixels, const ThreadBudget& th
     y += strip.count;
     compressor.add(strip);
   }
-  const bool finished = compressor.finish();
-  if (!finished || std::any_of(strips.begin(), strips.end(),
-                               [](const Strip& strip) { return strip.deflated.empty(); }))
+  if (!compressor.finish() || std::any_of(strips.begin(), strips.end(), [](const Strip& strip) {
+        return strip.deflated.empty();
+      }))
     return Failure(ImageError::outOfMemory);
   return {};
 }

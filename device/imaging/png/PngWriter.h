@@ -1,12 +1,9 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <functional>
 
 #include "device/imaging/base/Bitmap.h"
-#include "device/imaging/base/EncodedBytes.h"
-#include "device/imaging/base/ImageResult.h"
+#include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/ThreadBudget.h"
 
 namespace vecamera::device::imaging {

@@ -25,11 +25,6 @@ std::uint8_t paethPrediction(int left, int above, int corner) {
 
 using Bytes32 = std::uint8_t __attribute__((vector_size(32)));
 
-/// Vectors are neither returned nor passed by value: how that is done depends on the target.
-__attribute__((always_inline)) inline void load(const std::uint8_t* from, Bytes32& to) {
-  std::memcpy(&to, from, sizeof to);
-}
-
 /// Paeth's filter without leaving eight bits. The distance of the prediction from the corner is the
 /// sum of the other two distances where both neighbours lie on the same side of the corner, and
 /// else their difference; a sum that saturates at 255 still loses no comparison.
@@ -42,10 +37,10 @@ __attribute__((always_inline)) inline std::size_t filterPaethInVectors(
     Bytes32 left;
     Bytes32 up;
     Bytes32 corner;
-    load(row + i, own);
-    load(row + i - pixelBytes, left);
-    load(above + i, up);
-    load(above + i - pixelBytes, corner);
+    std::memcpy(&own, row + i, sizeof own);
+    std::memcpy(&left, row + i - pixelBytes, sizeof left);
+    std::memcpy(&up, above + i, sizeof up);
+    std::memcpy(&corner, above + i - pixelBytes, sizeof corner);
     const Bytes32 upIsLarger = up > corner;
     const Bytes32 leftIsLarger = left > corner;
     const Bytes32 toLeft = upIsLarger ? up - corner : corner - up;
@@ -88,12 +83,6 @@ struct FilteredRow {
   std::uint8_t* to;
 };
 
-/// The filtered bytes of a pixel; of one of three bytes with one more.
-template <std::size_t pixelBytes>
-std::uint32_t filteredAt(const FilteredRow& row, std::size_t x) {
-  return wordAt(row.bytes + x * pixelBytes);
-}
-
 template <std::size_t pixelBytes>
 void put(const FilteredRow& row, std::size_t x, std::uint32_t pixel) {
   constexpr std::uint32_t opaque = std::endian::native == std::endian::little ? 0xFF000000 : 0xFF;
@@ -114,7 +103,7 @@ void unfilterWith(const FilteredRow& row, Predict predict) {
   std::uint32_t corner = 0;
   for (std::size_t x = 0; x < row.width; ++x) {
     const std::uint32_t above = wordAt(row.above + 4 * x);
-    left = addedBytes(predict(left, above, corner), filteredAt<pixelBytes>(row, x));
+    left = addedBytes(predict(left, above, corner), wordAt(row.bytes + x * pixelBytes));
     corner = above;
     put<pixelBytes>(row, x, left);
   }
@@ -159,7 +148,7 @@ __attribute__((target("sse4.1"))) void unfilterPaethSse41(const FilteredRow& row
   for (std::size_t x = 0; x < row.width; ++x) {
     const __m128i above = wide(wordAt(row.above + 4 * x));
     const __m128i sum =
-        _mm_add_epi16(wide(filteredAt<pixelBytes>(row, x)), predicted(left, above, corner));
+        _mm_add_epi16(wide(wordAt(row.bytes + x * pixelBytes)), predicted(left, above, corner));
     left = _mm_and_si128(sum, bytes);
     corner = above;
     put<pixelBytes>(row, x,

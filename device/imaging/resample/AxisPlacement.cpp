@@ -39,6 +39,11 @@ AxisPlacement AxisPlacement::unmirrored() const {
   return result;
 }
 
+bool AxisPlacement::movesByWholePixels() const {
+  return std::abs(std::abs(scale) - 1) * static_cast<double>(usable.end()) < placementTolerance &&
+         std::abs(offset - std::round(offset)) < placementTolerance;
+}
+
 bool AxisPlacement::isIdentity() const {
   const PixelRange all{0, length};
   return usable == all && window == all && covered == Extent{0, static_cast<double>(length)};

@@ -9,6 +9,9 @@
 
 namespace vecamera::device::imaging {
 
+/// Differences in place below this, in pixels, cannot be seen.
+inline constexpr double placementTolerance = 1e-3;
+
 /// A range of whole pixels of an axis.
 struct PixelRange {
   std::size_t first = 0;
@@ -43,6 +46,8 @@ struct AxisPlacement {
   /// The same axis of a bitmap that was mirrored where the scale is negative, which makes it
   /// positive.
   AxisPlacement unmirrored() const;
+  /// True where stored pixels only move by a whole number of pixels, perhaps mirrored.
+  bool movesByWholePixels() const;
   /// True where every pixel of the canvas is one stored pixel, and none is left over.
   bool isIdentity() const;
   /// The share of each pixel of the window that is covered; empty where it is all of all.

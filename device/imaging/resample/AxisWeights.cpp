@@ -4,12 +4,11 @@
 #include <array>
 #include <cmath>
 #include <numbers>
+#include <numeric>
 
 namespace vecamera::device::imaging {
 namespace {
 
-/// Differences in place below this, in pixels, cannot be seen.
-constexpr double tolerance = 1e-3;
 constexpr double lanczosLobes = 3;
 constexpr double cubicReach = 2;
 
@@ -18,37 +17,22 @@ double sinc(double x) {
   return std::abs(x) < 1e-9 ? 1 : std::sin(angle) / angle;
 }
 
-/// The kernel at evenly spaced places, between which it is interpolated linearly: sines take longer
-/// than the convolution of a small picture does.
-class LanczosTable {
- public:
-  LanczosTable() {
-    for (std::size_t i = 0; i < values_.size(); ++i) {
-      const double x = static_cast<double>(i) / stepsPerUnit;
-      values_[i] = x < lanczosLobes ? sinc(x) * sinc(x / lanczosLobes) : 0;
-    }
-  }
-
-  double at(double x) const {
-    const double place = std::abs(x) * stepsPerUnit;
-    const auto step = static_cast<std::size_t>(place);
-    if (step + 1 >= values_.size()) return 0;
-    const double fraction = place - static_cast<double>(step);
-    return values_[step] + (values_[step + 1] - values_[step]) * fraction;
-  }
-
- private:
-  static constexpr std::size_t stepsPerUnit = 1024;
-  std::array<double, static_cast<std::size_t>(lanczosLobes) * stepsPerUnit + 1> values_;
-};
-
+/// Interpolated linearly between evenly spaced places: sines take longer than the convolution of a
+/// small picture does.
 double lanczos(double x) {
-  static const LanczosTable table;
-  return table.at(x);
-}
-
-int rounded(double number) {
-  return static_cast<int>(number + (number < 0 ? -0.5 : 0.5));
+  constexpr std::size_t stepsPerUnit = 1024;
+  static const auto values = [] {
+    std::array<double, static_cast<std::size_t>(lanczosLobes) * stepsPerUnit + 1> kernel;
+    for (std::size_t i = 0; i < kernel.size(); ++i) {
+      const double at = static_cast<double>(i) / stepsPerUnit;
+      kernel[i] = at < lanczosLobes ? sinc(at) * sinc(at / lanczosLobes) : 0;
+    }
+    return kernel;
+  }();
+  const double place = std::abs(x) * stepsPerUnit;
+  const auto step = static_cast<std::size_t>(place);
+  if (step + 1 >= values.size()) return 0;
+  return values[step] + (values[step + 1] - values[step]) * (place - static_cast<double>(step));
 }
 
 double catmullRom(double x) {
@@ -57,29 +41,25 @@ double catmullRom(double x) {
   return x < cubicReach ? 2 + x * (-4 + x * (2.5 - 0.5 * x)) : 0;
 }
 
-bool movesByWholePixels(const AxisPlacement& axis) {
-  return std::abs(std::abs(axis.scale) - 1) * static_cast<double>(axis.usable.end()) < tolerance &&
-         std::abs(axis.offset - std::round(axis.offset)) < tolerance;
-}
-
 }  // namespace
 
 AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) {
   const PixelRange& window = axis.window;
   results_.reserve(window.count);
-  const bool copies = movesByWholePixels(axis);
+  const bool copies = axis.movesByWholePixels();
   const double scale = std::abs(axis.scale);
   const bool shrinks = scale < 1;
   const double step = shrinks ? scale : 1;
   const double reach = (shrinks ? lanczosLobes : cubicReach) / step;
-  Workspace work;
-  std::vector<double>& taps = work.taps;
+  // Reused for one result after the other.
+  std::vector<double> taps;
+  std::vector<double> sums;
   for (std::size_t i = 0; i < window.count; ++i) {
     const std::size_t pixel = window.first + (mirrored_ ? window.count - 1 - i : i);
     const double centre = (static_cast<double>(pixel) + 0.5 - axis.offset) / axis.scale;
     if (copies) {
       taps.assign(1, 1.0);
-      append(static_cast<std::ptrdiff_t>(std::floor(centre)), work, axis.usable);
+      append(static_cast<std::ptrdiff_t>(std::floor(centre)), taps, sums, axis.usable);
       continue;
     }
     // The centre of stored sample n is at n + 0.5.
@@ -90,14 +70,13 @@ AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) 
       const double x = (n + 0.5 - centre) * step;
       taps.push_back(shrinks ? lanczos(x) : catmullRom(x));
     }
-    append(static_cast<std::ptrdiff_t>(first), work, axis.usable);
+    append(static_cast<std::ptrdiff_t>(first), taps, sums, axis.usable);
   }
 }
 
-void AxisWeights::append(std::ptrdiff_t first, Workspace& work, const PixelRange& usable) {
-  const std::vector<double>& taps = work.taps;
-  double sum = 0;
-  for (const double tap : taps) sum += tap;
+void AxisWeights::append(std::ptrdiff_t first, const std::vector<double>& taps,
+                         std::vector<double>& sums, const PixelRange& usable) {
+  const double total = std::accumulate(taps.begin(), taps.end(), 0.0);
   const auto low = static_cast<std::ptrdiff_t>(usable.first);
   const auto high = static_cast<std::ptrdiff_t>(usable.end()) - 1;
   const auto clampedAt = [&](std::size_t i) {
@@ -105,26 +84,19 @@ void AxisWeights::append(std::ptrdiff_t first, Workspace& work, const PixelRange
   };
   const std::size_t firstPair = clampedAt(0) / 2;
   const std::size_t pairs = clampedAt(taps.size() - 1) / 2 + 1 - firstPair;
-  std::vector<double>& exact = work.exact;
-  exact.assign(pairs * 2, 0.0);
-  const double toFixed = one / sum;
+  sums.assign(pairs * 2, 0.0);
+  const double toFixed = one / total;
   for (std::size_t i = 0; i < taps.size(); ++i)
-    exact[clampedAt(i) - 2 * firstPair] += taps[i] * toFixed;
-  std::vector<int>& fixed = work.fixed;
-  fixed.resize(exact.size());
-  int total = 0;
-  std::size_t largest = 0;
-  for (std::size_t i = 0; i < exact.size(); ++i) {
-    fixed[i] = rounded(exact[i]);
-    total += fixed[i];
-    if (fixed[i] > fixed[largest]) largest = i;
-  }
-  fixed[largest] += one - total;
+    sums[clampedAt(i) - 2 * firstPair] += taps[i] * toFixed;
+  for (double& sum : sums) sum = std::trunc(sum + (sum < 0 ? -0.5 : 0.5));
+  *std::max_element(sums.begin(), sums.end()) +=
+      one - std::accumulate(sums.begin(), sums.end(), 0.0);
   results_.push_back({firstPair, weights_.size(), pairs});
   maxPairs_ = std::max(maxPairs_, pairs);
-  for (std::size_t i = 0; i < fixed.size(); i += 2)
-    weights_.push_back(static_cast<std::uint32_t>(static_cast<std::uint16_t>(fixed[i])) |
-                       static_cast<std::uint32_t>(static_cast<std::uint16_t>(fixed[i + 1])) << 16);
+  const auto word = [&](std::size_t i) {
+    return std::uint32_t{static_cast<std::uint16_t>(static_cast<int>(sums[i]))};
+  };
+  for (std::size_t i = 0; i < sums.size(); i += 2) weights_.push_back(word(i) | word(i + 1) << 16);
 }
 
 PixelRange AxisWeights::needed() const {

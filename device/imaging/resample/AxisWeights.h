@@ -1,9 +1,7 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <span>
-#include <vector>
 
 #include "device/imaging/resample/AxisPlacement.h"
 
@@ -51,13 +49,9 @@ class AxisWeights {
     std::size_t pairs = 0;
   };
 
-  /// Reused for one result after the other.
-  struct Workspace {
-    std::vector<double> taps;
-    std::vector<double> exact;
-    std::vector<int> fixed;
-  };
-  void append(std::ptrdiff_t first, Workspace& work, const PixelRange& usable);
+  /// Adds the result of those taps from the sample `first` on; `sums` is memory to work in.
+  void append(std::ptrdiff_t first, const std::vector<double>& taps, std::vector<double>& sums,
+              const PixelRange& usable);
 
   bool mirrored_;
   std::size_t maxPairs_ = 0;

@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <memory>
 #include <vector>
 
 #include "device/imaging/resample/PlaneScaler.h"

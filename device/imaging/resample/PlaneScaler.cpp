@@ -58,11 +58,6 @@ void transpose(const ResultBand& band, std::size_t length, const PlaneView& to) 
     }
 }
 
-void copyRows(const ResultBand& band, std::size_t rowBytes, const PlaneView& to) {
-  for (std::size_t i = 0; i < band.count; ++i)
-    std::memcpy(to.row(band.firstRow + i), band.bytes + i * band.strideBytes, rowBytes);
-}
-
 }  // namespace
 
 std::size_t bytesOf(SampleFormat format) {
@@ -255,11 +250,12 @@ bool PlaneScaler::finishFrom(std::size_t channels, const PlaneView& result) cons
     const std::size_t count = std::min(secondPassRows, transposed_.height - y);
     for (std::size_t i = 0; i < count; ++i) rows[i] = transposed_.row(y + i);
     convolver.push(rows.data(), count, [&](const ResultBand& band) {
-      if (plan_.swapsAxes)
-        copyRows(band, transposed_.width * channels, result);
-      else
-        (channels == 1 ? transpose<std::uint8_t>
-                       : transpose<std::uint32_t>)(band, transposed_.width, result);
+      if (!plan_.swapsAxes)
+        return (channels == 1 ? transpose<std::uint8_t>
+                              : transpose<std::uint32_t>)(band, transposed_.width, result);
+      for (std::size_t i = 0; i < band.count; ++i)
+        std::memcpy(result.row(band.firstRow + i), band.bytes + i * band.strideBytes,
+                    transposed_.width * channels);
     });
   }
   return convolver.finished();

@@ -1,9 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <memory>
-
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/resample/AxisWeights.h"
 

@@ -14,18 +14,12 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// Differences in place below this, in pixels, cannot be seen.
-constexpr double tolerance = 1e-3;
-
 /// Where the window starts in the source, when it moves by whole pixels and lies inside of what is
 /// usable of the source.
 std::optional<std::size_t> wholeShift(const AxisPlacement& axis) {
   const PixelRange& usable = axis.usable;
-  const double offset = std::round(axis.offset);
-  if (std::abs(axis.scale - 1) * static_cast<double>(usable.end()) >= tolerance ||
-      std::abs(axis.offset - offset) >= tolerance)
-    return std::nullopt;
-  const double start = static_cast<double>(axis.window.first) - offset;
+  if (!axis.movesByWholePixels()) return std::nullopt;
+  const double start = static_cast<double>(axis.window.first) - std::round(axis.offset);
   if (start < static_cast<double>(usable.first) ||
       start + static_cast<double>(axis.window.count) > static_cast<double>(usable.end()))
     return std::nullopt;

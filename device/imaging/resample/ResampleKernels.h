@@ -1,8 +1,5 @@
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-
 #include "device/imaging/base/Simd.h"
 #include "device/imaging/resample/AxisWeights.h"
 

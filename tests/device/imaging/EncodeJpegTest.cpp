@@ -3,7 +3,7 @@
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/EmbedExif.h"
+#include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/platform/Graphics.h"
 #include "device/imaging/platform/ImageFactory.h"
 #include "device/imaging/platform/ImageOperations.h"

@@ -12,7 +12,7 @@
 
 #include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/EmbedExif.h"
+#include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/platform/Graphics.h"
 #include "device/imaging/platform/ImageFactory.h"
 

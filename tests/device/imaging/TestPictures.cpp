@@ -11,7 +11,7 @@
 
 #include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/jpeg/JpegCodec.h"
-#include "device/imaging/metadata/EmbedExif.h"
+#include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/pipeline/Render.h"
 #include "device/imaging/platform/DeviceImage.h"
 #include "device/imaging/platform/ImageFactory.h"
