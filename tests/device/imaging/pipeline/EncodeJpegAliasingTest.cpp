@@ -78,8 +78,8 @@ TEST(EncodeJpegAliasing, LumaAboveNyquistBecomesEvenAndNothingMoves) {
     plate::visit(scaled, length, [&](const Rgba& pixel, double x, double y, double frequency) {
       if (frequency > 0.75) aliasing.add(pixel.green - plate::grey);
       if (frequency < 0.12) {
-        // A shift by a quarter of a pixel changes rings of this frequency by up to
-        // 2 pi * 0.12 / 4 of their amplitude, which is 19.
+        // A shift by 0.21 of a pixel changes rings of this frequency by up to
+        // 2 pi * 0.12 * 0.21 = 0.16 of their amplitude. Nothing moves further.
         EXPECT_NEAR(pixel.green - plate::grey, plate::ring(x, y), 16) << x << ", " << y;
       }
     });
@@ -103,12 +103,12 @@ TEST(EncodeJpegAliasing, LumaAboveNyquistBecomesEvenAndNothingMoves) {
     // result, and the frequency changes by 640 / length^2 from one to the next. So this is true
     // only from a length of 100 on, where all that the kernel sees is above Nyquist.
     if (length >= 100) expectAtMost(whole, 14, 1);
-    // The JPEG is shrunk by the decoder first, each block by itself. This may add three quarters of
-    // a hundredth, ...
+    // The JPEG is shrunk by the decoder first, each block by itself. This may add six hundredths
+    // anywhere, and three quarters of a hundredth on average, ...
     for (const auto& aliasing : {scaled, onCanvas}) {
       expectAtMost(aliasing, whole.max + 6, whole.rootMeanSquare() + 0.75);
-      // ... and where the kernel sees lower frequencies, too, in all no more than a third of the
-      // amplitude anywhere and a thirtieth on average.
+      // ... and where the kernel sees lower frequencies, too, in all no more than 34 hundredths of
+      // the amplitude anywhere and 3.5 on average.
       expectAtMost(aliasing, 34, 3.5);
     }
     // Here blocks are decoded to six samples or to all eight, which adds nothing.
