@@ -7,13 +7,20 @@
 #include <string>
 #include <string_view>
 
-#include "VECamera/core/CameraDelegate.h"
 #include "VECamera/picker/CameraPicker.h"
 #include "VECamera/platform/Platform.h"
 #include "VECamera/result/ResultContext.h"
 #include "VECamera/runtime/SharedSlot.h"
 
 namespace vecamera {
+
+/// Through this an embedding application may take over the handling of refused permissions.
+class CameraDelegate {
+ public:
+  virtual ~CameraDelegate() = default;
+  virtual void cameraPermissionDeny() = 0;
+  virtual void photoLibraryPermissionDeny() = 0;
+};
 
 /// The camera plug-in: one object for each web view. It answers the page commands `takePicture` and
 /// `cleanup` through the command's `CallBackManager`, at most once each. Nothing is thrown to the

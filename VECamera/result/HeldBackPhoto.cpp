@@ -1,5 +1,4 @@
 #include "VECamera/result/ResultContext.h"
-#include "VECamera/result/ResultRules.h"
 
 namespace vecamera {
 namespace {

@@ -1,6 +1,5 @@
 #include "VECamera/imaging/ScalingAndOrientation.h"
 #include "VECamera/result/LibraryAsset.h"
-#include "VECamera/result/ResultRules.h"
 
 namespace vecamera {
 namespace {

@@ -1,7 +1,5 @@
 #include "VECamera/result/LibraryAsset.h"
 
-#include "VECamera/result/ResultRules.h"
-
 namespace vecamera {
 
 namespace {

@@ -6,9 +6,8 @@
 #include <string>
 #include <string_view>
 
-#include "VECamera/options/PictureOptions.h"
 #include "VECamera/platform/Platform.h"
-#include "VECamera/result/ResultPair.h"
+#include "VECamera/result/ResultRules.h"
 #include "VECamera/runtime/SharedSlot.h"
 
 namespace vecamera {

@@ -5,9 +5,16 @@
 #include <string_view>
 
 #include "VECamera/options/PictureOptions.h"
-#include "VECamera/result/ResultPair.h"
+#include "VECamera/platform/Container.h"
+#include "VECamera/platform/Value.h"
 
 namespace vecamera {
+
+/// What a result operation gives: the status (absent on success) and the payload of the answer.
+struct ResultPair {
+  std::optional<CommandStatus> status;
+  std::optional<Dictionary> payload;
+};
 
 // Rules of the result steps that need no plug-in state. All are pure.
 

@@ -1,7 +1,6 @@
 #include <exception>
 
 #include "VECamera/result/LibraryAsset.h"
-#include "VECamera/result/ResultRules.h"
 
 namespace vecamera {
 namespace {

@@ -6,14 +6,8 @@
 
 #include "Completions.h"
 #include "VECamera/platform/UIKit.h"
-#include "apps/vecamera/commands/DemoCommand.h"
-#include "apps/vecamera/commands/LibraryCommands.h"
-#include "apps/vecamera/commands/RunCommand.h"
-#include "apps/vecamera/commands/SceneCommand.h"
-#include "apps/vecamera/commands/ServeCommand.h"
-#include "apps/vecamera/commands/TakeCommand.h"
+#include "apps/vecamera/commands/Commands.h"
 #include "apps/vecamera/terminal/Arguments.h"
-#include "apps/vecamera/terminal/Signals.h"
 #include "device/imaging/codecs/Codecs.h"
 #include "device/script/json/JsonFields.h"
 #include "device/script/json/StrictJson.h"
@@ -23,6 +17,11 @@ namespace {
 
 /// What the arguments ask for.
 using Action = std::function<ExitStatus()>;
+
+/// Has the command ask for the action, once its arguments are read.
+void onCalled(CLI::App& command, Action& asked, Action action) {
+  command.callback([&asked, action = std::move(action)] { asked = action; });
+}
 
 /// An option whose value `parse` reads; `form` shows how the value is written.
 template <class T, class Parse>
@@ -85,7 +84,7 @@ void addRun(CLI::App& app, Action& action) {
       "  vecamera run flow.json\n"
       "  vecamera run flow.json | jq 'select(.event == \"answer\")'\n"
       "  generate-flow | vecamera run -\n");
-  command.callback([options, &action] { action = [options] { return run(*options); }; });
+  onCalled(command, action, [options] { return run(*options); });
 }
 
 void addTake(CLI::App& app, Action& action) {
@@ -143,7 +142,7 @@ void addTake(CLI::App& app, Action& action) {
       "  vecamera take beach.jpg --destination data-url --encoding png\n"
       "  vecamera take clip.webm --media video --destination file-uri --output clip.mp4\n"
       "  vecamera take beach.jpg --location 48.85,2.35,35 --destination file-uri --home phone\n");
-  command.callback([options, &action] { action = [options] { return take(*options); }; });
+  onCalled(command, action, [options] { return take(*options); });
 }
 
 struct LibraryOptions {
@@ -173,17 +172,13 @@ void addLibrary(CLI::App& app, Action& action) {
       ->type_name("")
       ->required();
   add.footer("Example:\n  vecamera library add holiday/*.jpg --home phone\n");
-  add.callback([options, &action] {
-    action = [options] { return addToLibrary(options->home, options->files); };
-  });
+  onCalled(add, action, [options] { return addToLibrary(options->home, options->files); });
 
   auto& list = *command.add_subcommand("list", "List what is there, in the order of creation");
   list.add_flag("--json", options->json, "One JSON object a line");
   list.footer("Example:\n  vecamera library list --json --home phone | jq -r .id\n");
-  list.callback([options, &action] {
-    action = [options] {
-      return listLibrary(options->home, options->json ? ListForm::jsonLines : ListForm::table);
-    };
+  onCalled(list, action, [options] {
+    return listLibrary(options->home, options->json ? ListForm::jsonLines : ListForm::table);
   });
 
   auto& copy = *command.add_subcommand("export", "Copy assets out and print the files' names");
@@ -194,17 +189,13 @@ void addLibrary(CLI::App& app, Action& action) {
       ->required();
   copy.add_flag("--force", options->exported.force, "Replace files of the same name");
   copy.footer("Example:\n  vecamera library export --to copies --home phone\n");
-  copy.callback([options, &action] {
-    action = [options] { return exportLibrary(options->home, options->exported); };
-  });
+  onCalled(copy, action, [options] { return exportLibrary(options->home, options->exported); });
 
   auto& clear = *command.add_subcommand("clear", "Remove every asset");
   clear.add_flag("--yes", options->yes, "Do not ask");
   clear.footer("Example:\n  vecamera library clear --yes --home phone\n");
-  clear.callback([options, &action] {
-    action = [options] {
-      return clearLibrary(options->home, options->yes ? Confirmation::given : Confirmation::ask);
-    };
+  onCalled(clear, action, [options] {
+    return clearLibrary(options->home, options->yes ? Confirmation::given : Confirmation::ask);
   });
   // The home may stand behind the inner command too.
   for (auto* inner : {&add, &list, &copy, &clear}) inner->fallthrough();
@@ -216,7 +207,7 @@ void addDemo(CLI::App& app, Action& action) {
   command.add_option("DIR", *folder, "Where the pictures go [a fresh temporary folder]")
       ->type_name("");
   command.footer("Example:\n  vecamera demo first-steps\n");
-  command.callback([folder, &action] { action = [folder] { return demo(*folder); }; });
+  onCalled(command, action, [folder] { return demo(*folder); });
 }
 
 void addScene(CLI::App& app, Action& action) {
@@ -240,10 +231,10 @@ void addScene(CLI::App& app, Action& action) {
       "Examples:\n"
       "  vecamera scene upside-down.jpg --size 800x600 --orientation 3\n"
       "  vecamera scene clip.mov --seconds 5 --size 480x640 --orientation 6\n");
-  command.callback([options, size, seconds, length, &action] {
+  onCalled(command, action, [options, size, seconds, length] {
     if (length->count() > 0) options->seconds = *seconds;
     if (*size) options->size = **size;
-    action = [options] { return writeScene(*options); };
+    return writeScene(*options);
   });
 }
 
@@ -266,7 +257,7 @@ void addServe(CLI::App& app, Action& action) {
       "Examples:\n"
       "  vecamera serve --open\n"
       "  vecamera serve --app www --record flow.json\n");
-  command.callback([options, &action] { action = [options] { return serve(*options); }; });
+  onCalled(command, action, [options] { return serve(*options); });
 }
 
 void addCompletion(CLI::App& app, Action& action) {
@@ -280,11 +271,9 @@ void addCompletion(CLI::App& app, Action& action) {
       "Examples:\n"
       "  source <(vecamera completion bash)\n"
       "  vecamera completion zsh > ~/.zfunc/_vecamera\n");
-  command.callback([shell, &action] {
-    action = [shell] {
-      std::cout << (*shell == "bash" ? bashCompletion : zshCompletion) << std::flush;
-      return ExitStatus::success;
-    };
+  onCalled(command, action, [shell] {
+    std::cout << (*shell == "bash" ? bashCompletion : zshCompletion) << std::flush;
+    return ExitStatus::success;
   });
 }
 

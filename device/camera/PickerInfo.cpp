@@ -1,6 +1,5 @@
 #include "device/camera/PickerInfo.h"
 
-#include "device/imaging/metadata/Metadata.h"
 #include "device/imaging/platform/ImageOperations.h"
 
 namespace vecamera::device::camera {
@@ -18,11 +17,6 @@ Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& 
     info.emplace(UIImagePickerControllerCropRect, Array{crop.x, crop.y, crop.width, crop.height});
   }
   return info;
-}
-
-void addCaptureMetadata(Dictionary& info, const Data& picture) {
-  if (auto properties = imaging::readProperties(picture))
-    info.emplace(UIImagePickerControllerMediaMetadata, *std::move(properties));
 }
 
 Dictionary movieInfo(const URL& movie) {

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <memory>
 #include <optional>
 
 #include "VECamera/platform/UIKit.h"
@@ -16,9 +15,6 @@ struct PickerEdit {
 /// The info dictionary of a picker for a still picture: its type, the original image where the
 /// bytes can be opened, and the edited one where there was an edit.
 Dictionary pictureInfo(UIImages& images, const Data& picture, const PickerEdit& edit);
-
-/// Adds what a camera gives beside the picture: its metadata, where it has any.
-void addCaptureMetadata(Dictionary& info, const Data& picture);
 
 /// The info dictionary for a movie at the URL.
 Dictionary movieInfo(const URL& movie);

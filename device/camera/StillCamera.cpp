@@ -1,6 +1,7 @@
 #include "device/camera/StillCamera.h"
 
 #include "device/camera/TestScene.h"
+#include "device/imaging/metadata/Metadata.h"
 
 namespace vecamera::device::camera {
 
@@ -20,7 +21,8 @@ Dictionary StillCamera::capture(UIImages& images, std::int64_t cameraDevice,
                                 const PickerEdit& edit) const {
   const Data picture = view(cameraDevice);
   Dictionary info = pictureInfo(images, picture, edit);
-  addCaptureMetadata(info, picture);
+  if (auto metadata = imaging::readProperties(picture))
+    info.emplace(UIImagePickerControllerMediaMetadata, *std::move(metadata));
   return info;
 }
 

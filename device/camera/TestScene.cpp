@@ -166,14 +166,9 @@ class Scene {
     constexpr float patch = 0.07f;
     constexpr float frame = 0.012f;
     constexpr float margin = 0.06f;
-    constexpr std::array<Color, columns * rows> patches{{{0.86f, 0.12f, 0.14f},
-                                                         {0.16f, 0.62f, 0.24f},
-                                                         {0.14f, 0.28f, 0.78f},
-                                                         {0.98f, 0.84f, 0.10f},
-                                                         {0.05f, 0.05f, 0.05f},
-                                                         {0.35f, 0.35f, 0.35f},
-                                                         {0.68f, 0.68f, 0.68f},
-                                                         {0.97f, 0.97f, 0.97f}}};
+    constexpr Color patches[columns * rows] = {
+        {0.86f, 0.12f, 0.14f}, {0.16f, 0.62f, 0.24f}, {0.14f, 0.28f, 0.78f}, {0.98f, 0.84f, 0.10f},
+        {0.05f, 0.05f, 0.05f}, {0.35f, 0.35f, 0.35f}, {0.68f, 0.68f, 0.68f}, {0.97f, 0.97f, 0.97f}};
     const float left = x - (width_ - margin - columns * patch);
     const float top = y - (height_ - margin - rows * patch);
     if (left < -frame || top < -frame || left >= columns * patch + frame ||

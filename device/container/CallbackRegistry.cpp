@@ -32,36 +32,15 @@ std::optional<Answer> Callback::answer() const {
   return answer_;
 }
 
-void Callback::success(bool keepCallback) {
-  take({std::nullopt, {}, keepCallback, clock_.now()});
-}
-
-void Callback::success(Dictionary data, bool keepCallback) {
-  take({std::nullopt, std::move(data), keepCallback, clock_.now()});
-}
-
-void Callback::error(CommandStatus status, std::string message, bool keepCallback) {
-  take({status, std::move(message), keepCallback, clock_.now()});
-}
-
-void Callback::error(CommandStatus status, Dictionary data, bool keepCallback) {
-  take({status, std::move(data), keepCallback, clock_.now()});
-}
-
 void Callback::take(Answer answer) {
-  bool isRefused = false;
+  bool isFirst = false;
   {
     const std::lock_guard lock(mutex_);
-    isRefused = answer_.has_value();
-    if (isRefused)
-      ++refusedAnswers_;
-    else
-      answer_ = std::move(answer);
+    isFirst = !answer_;
+    if (isFirst) answer_ = std::move(answer);
+    refusedAnswers_ += isFirst ? 0 : 1;
   }
-  if (isRefused)
-    observer_.onAnswerRefused(*this);
-  else
-    observer_.onAnswered(*this);
+  isFirst ? observer_.onAnswered(*this) : observer_.onAnswerRefused(*this);
 }
 
 int Callback::refusedAnswers() const {

@@ -5,7 +5,6 @@
 #include <mutex>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <variant>
 #include <vector>
 
@@ -55,10 +54,16 @@ class Callback : public CallBackManager {
   int refusedAnswers() const;
 
   const VelmoraCommand& command() const override { return command_; }
-  void success(bool keepCallback) override;
-  void success(Dictionary data, bool keepCallback) override;
-  void error(CommandStatus status, std::string message, bool keepCallback) override;
-  void error(CommandStatus status, Dictionary data, bool keepCallback) override;
+  void success(bool keep) override { take({std::nullopt, {}, keep, clock_.now()}); }
+  void success(Dictionary data, bool keep) override {
+    take({std::nullopt, std::move(data), keep, clock_.now()});
+  }
+  void error(CommandStatus status, std::string message, bool keep) override {
+    take({status, std::move(message), keep, clock_.now()});
+  }
+  void error(CommandStatus status, Dictionary data, bool keep) override {
+    take({status, std::move(data), keep, clock_.now()});
+  }
   std::shared_ptr<CommandDelegate> commandDelegate() const override { return delegates_(); }
 
  private:

@@ -108,7 +108,7 @@ class DateFormatter : public NSDateFormatter {
 
 /// What the platform makes of an abbreviation: a place for most, so that a summer abbreviation
 /// and its winter one are the same zone.
-constexpr std::array<std::pair<std::string_view, std::string_view>, 22> abbreviations = {{
+constexpr std::pair<std::string_view, std::string_view> abbreviations[] = {
     {"UTC", "UTC"},
     {"GMT", "GMT"},
     {"BST", "Europe/London"},
@@ -130,8 +130,7 @@ constexpr std::array<std::pair<std::string_view, std::string_view>, 22> abbrevia
     {"MST", "America/Denver"},
     {"MDT", "America/Denver"},
     {"PST", "America/Los_Angeles"},
-    {"PDT", "America/Los_Angeles"},
-}};
+    {"PDT", "America/Los_Angeles"}};
 
 bool isRegion(const char* code) {
   UErrorCode status = U_ZERO_ERROR;
@@ -176,11 +175,9 @@ std::unique_ptr<NSDateFormatter> DateFormatters::makeDateFormatter() {
 }
 
 std::optional<NSTimeZone> DateFormatters::timeZoneWithAbbreviation(std::string_view abbreviation) {
-  const auto* const found =
-      std::find_if(abbreviations.begin(), abbreviations.end(),
-                   [&](const auto& entry) { return entry.first == abbreviation; });
-  if (found == abbreviations.end()) return std::nullopt;
-  return NSTimeZone{std::string(found->second)};
+  for (const auto& [known, identifier] : abbreviations)
+    if (known == abbreviation) return NSTimeZone{std::string(identifier)};
+  return std::nullopt;
 }
 
 std::optional<Date> parseISO8601(std::string_view text) {

@@ -8,7 +8,6 @@
 #include <memory>
 #include <string_view>
 #include <type_traits>
-#include <utility>
 #include <vector>
 
 namespace vecamera::device::foundation {

@@ -2,30 +2,15 @@
 
 #include <unicode/uchar.h>
 #include <unicode/unistr.h>
-#include <unicode/ustring.h>
 
 #include <iterator>
 #include <string_view>
-#include <utility>
 
+#include "device/base/Utf8.h"
 #include "device/foundation/PropertyLists.h"
 
 namespace vecamera::device::foundation {
 namespace {
-
-std::optional<icu::UnicodeString> fromUtf8(std::string_view bytes) {
-  icu::UnicodeString text;
-  const auto size = static_cast<int32_t>(bytes.size());
-  // No text has more UTF-16 units than UTF-8 bytes.
-  char16_t* buffer = text.getBuffer(size + 1);
-  if (!buffer) return std::nullopt;
-  UErrorCode status = U_ZERO_ERROR;
-  int32_t length = 0;
-  u_strFromUTF8(buffer, size + 1, &length, bytes.data(), size, &status);
-  text.releaseBuffer(U_SUCCESS(status) ? length : 0);
-  if (U_FAILURE(status)) return std::nullopt;
-  return text;
-}
 
 enum class ByteOrder { bigEndian, littleEndian };
 
@@ -45,7 +30,8 @@ std::optional<icu::UnicodeString> decoded(std::string_view bytes) {
   if (bytes.starts_with("\xFE\xFF")) return fromUtf16(bytes.substr(2), ByteOrder::bigEndian);
   if (bytes.starts_with("\xFF\xFE")) return fromUtf16(bytes.substr(2), ByteOrder::littleEndian);
   if (bytes.starts_with("\xEF\xBB\xBF")) bytes.remove_prefix(3);
-  return fromUtf8(bytes);
+  if (!isUtf8(bytes)) return std::nullopt;
+  return icu::UnicodeString::fromUTF8({bytes.data(), static_cast<int32_t>(bytes.size())});
 }
 
 /// The characters from 0x80 on of the encoding of NeXTSTEP, which octal escapes are in.

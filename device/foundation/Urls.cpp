@@ -3,7 +3,6 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <system_error>
 
 #include "device/base/Utf8.h"
 

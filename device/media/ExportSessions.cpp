@@ -2,11 +2,9 @@
 
 #include <atomic>
 #include <exception>
-#include <filesystem>
 #include <memory>
 #include <mutex>
 #include <string>
-#include <utility>
 
 #include "device/foundation/Urls.h"
 #include "device/media/MovieExport.h"

@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <exception>
 #include <memory>
-#include <utility>
 
 #include "device/media/ffmpeg/MovieInput.h"
 #include "device/media/ffmpeg/MovieOutput.h"

@@ -4,7 +4,6 @@
 #include <cmath>
 #include <cstring>
 #include <memory>
-#include <utility>
 
 #include "device/imaging/jpeg/JpegCodec.h"
 #include "device/media/ffmpeg/MovieInput.h"

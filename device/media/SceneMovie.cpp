@@ -147,22 +147,15 @@ class ScenePainter {
   }
 
   void paintChart() {
-    constexpr std::array<Color, 8> patches{{{219, 31, 36},
-                                            {41, 158, 61},
-                                            {36, 71, 199},
-                                            {250, 214, 26},
-                                            {13, 13, 13},
-                                            {89, 89, 89},
-                                            {173, 173, 173},
-                                            {247, 247, 247}}};
+    constexpr Color patches[] = {{219, 31, 36}, {41, 158, 61}, {36, 71, 199},   {250, 214, 26},
+                                 {13, 13, 13},  {89, 89, 89},  {173, 173, 173}, {247, 247, 247}};
     const int patch = std::max(1, unit_ * 7 / 100);
     const int frame = std::max(1, unit_ / 80);
     const int left = size_.width - unit_ / 16 - 4 * patch;
     const int top = size_.height - unit_ / 16 - 2 * patch;
     fill(left - frame, top - frame, 4 * patch + 2 * frame, 2 * patch + 2 * frame, dark);
     for (int i = 0; i < 8; ++i)
-      fill(left + i % 4 * patch, top + i / 4 * patch, patch, patch,
-           patches[static_cast<std::size_t>(i)]);
+      fill(left + i % 4 * patch, top + i / 4 * patch, patch, patch, patches[i]);
   }
 
   /// White, on a dark disc, pointing up.
@@ -200,15 +193,6 @@ class ScenePainter {
   AVFrame* frame_ = nullptr;
 };
 
-imaging::Orientation orientationFor(int degrees) {
-  switch (degrees) {
-    case 90: return {true, true, false};
-    case 180: return {false, true, true};
-    case 270: return {true, false, true};
-    default: return {};
-  }
-}
-
 /// The display matrix for stored frames of the size; false without memory.
 bool setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, Size stored) {
   auto* const matrix = reinterpret_cast<std::int32_t*>(
@@ -225,13 +209,17 @@ bool setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, 
   return true;
 }
 
+/// How a stored frame stands, by the quarter turns that show it upright.
+constexpr UIImageOrientation orientations[] = {UIImageOrientation::up, UIImageOrientation::right,
+                                               UIImageOrientation::down, UIImageOrientation::left};
+
 /// Both tracks, written alternately, so that neither waits long for the other.
 class SceneRecorder {
  public:
   explicit SceneRecorder(const SceneMovie& scene)
       : scene_(scene),
         stored_{scene.width, scene.height},
-        orientation_(orientationFor(scene.rotationDegrees)),
+        orientation_(imaging::orientationFor(orientations[scene.rotationDegrees / 90])),
         fitter_(uprightSize(stored_, orientation_), imaging::inverse(orientation_)),
         painter_(uprightSize(stored_, orientation_), scene.seed) {}
 

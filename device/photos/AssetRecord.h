@@ -9,20 +9,27 @@
 
 namespace vecamera::device::photos {
 
-/// One asset as the library lists it.
-struct AssetRecord {
-  std::string identifier;
-  /// What it is; the values are those of its one resource.
-  PHAssetResourceType type = PHAssetResourceType::photo;
-  std::string uti;
+/// What an asset's bytes say about it.
+struct AssetFormat {
+  /// Lower case, without a dot: "jpg", "png", "heic", "webp", "mp4", "mov", "webm".
   std::string extension;
-  std::uint64_t byteCount = 0;
-  /// In pixels, as displayed.
+  /// The uniform type identifier, for example "public.jpeg".
+  std::string uti;
+  /// In pixels, as displayed: with the orientation applied.
   int width = 0;
   int height = 0;
   CGImagePropertyOrientation orientation = 1;
-  Date created;
+  /// Of a movie, where its file has one.
   std::optional<double> durationSeconds;
+};
+
+/// One asset as the library lists it.
+struct AssetRecord : AssetFormat {
+  std::string identifier;
+  /// What it is; the values are those of its one resource.
+  PHAssetResourceType type = PHAssetResourceType::photo;
+  std::uint64_t byteCount = 0;
+  Date created;
   /// Grows from asset to asset; never used again, also not after a removal.
   std::int64_t sequence = 0;
 };

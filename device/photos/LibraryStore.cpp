@@ -57,7 +57,6 @@ FileResult<void> write(const AssetContent& content, const foundation::Descriptor
   return written ? foundation::synchronize(file) : written;
 }
 
-constexpr std::string_view pictureFormats = "JPEG, PNG, HEIC, WebP";
 constexpr std::string_view movieFormats = "MP4, QuickTime, WebM";
 
 Failure<StoreError> invalidResource(const std::string& name, std::string_view kind,
@@ -199,33 +198,19 @@ std::string LibraryStore::drawIdentifier() {
 }
 
 std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
+  std::optional<AssetFormat> format;
+  if (asset.type == PHAssetResourceType::video) {
+    if (parts_.probeMovie) format = parts_.probeMovie(asset.content);
+  } else if (parts_.probePicture) {
+    if (const auto data = dataOf(asset.content)) format = parts_.probePicture(*data);
+  }
+  if (!format) return std::nullopt;
   AssetRecord record;
+  static_cast<AssetFormat&>(record) = *std::move(format);
+  record.identifier = asset.identifier.value_or("");
   record.type = asset.type;
   record.created = asset.created;
-  if (asset.identifier) record.identifier = *asset.identifier;
-
-  const auto take = [&record](const auto& probed) {
-    record.extension = probed.extension;
-    record.uti = probed.uti;
-    record.width = probed.width;
-    record.height = probed.height;
-  };
-  if (asset.type == PHAssetResourceType::photo && parts_.probePicture) {
-    const auto data = dataOf(asset.content);
-    if (const auto probed = data ? parts_.probePicture(*data) : std::nullopt) {
-      take(*probed);
-      record.orientation = probed->orientation;
-      return record;
-    }
-  }
-  if (asset.type == PHAssetResourceType::video && parts_.probeMovie) {
-    if (const auto probed = parts_.probeMovie(asset.content)) {
-      take(*probed);
-      record.durationSeconds = probed->durationSeconds;
-      return record;
-    }
-  }
-  return std::nullopt;
+  return record;
 }
 
 StoreResult<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAsset>& assets) {
@@ -265,8 +250,8 @@ StoreResult<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAss
 
 StoreResult<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset) {
   const bool isPhoto = asset.type == PHAssetResourceType::photo;
-  const auto refused = [isPhoto] {
-    return isPhoto ? invalidResource("The resource", "picture", pictureFormats)
+  const auto refused = [this, isPhoto] {
+    return isPhoto ? invalidResource("The resource", "picture", parts_.pictureFormats)
                    : invalidResource("The resource", "movie", movieFormats);
   };
   const auto* source = std::get_if<fs::path>(&asset.content);
@@ -302,10 +287,11 @@ StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date
     isKnown = describe(asset).has_value();
   }
   const std::string name = file.path.filename().string();
-  if (!isKnown && !parts_.probeMovie) return invalidResource(name, "picture", pictureFormats);
+  if (!isKnown && !parts_.probeMovie)
+    return invalidResource(name, "picture", parts_.pictureFormats);
   if (!isKnown) {
     return invalidResource(name, "picture or movie",
-                           std::string(pictureFormats) + ", " + std::string(movieFormats));
+                           parts_.pictureFormats + ", " + std::string(movieFormats));
   }
   auto added = add({asset});
   if (!added) return storeFailure(added.error().kind, name + ": " + added.error().text);

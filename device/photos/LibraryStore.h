@@ -20,28 +20,6 @@ namespace vecamera::device::photos {
 
 class AssetTable;
 
-/// What a picture's bytes say about it.
-struct ProbedPicture {
-  /// Lower case, without a dot: "jpg", "png", "heic", "webp".
-  std::string extension;
-  /// The uniform type identifier, for example "public.jpeg".
-  std::string uti;
-  /// In pixels, as displayed: with the orientation applied.
-  int width = 0;
-  int height = 0;
-  CGImagePropertyOrientation orientation = 1;
-};
-
-struct ProbedMovie {
-  /// Lower case, without a dot: "mp4", "mov", "webm".
-  std::string extension;
-  std::string uti;
-  /// In pixels, as displayed.
-  int width = 0;
-  int height = 0;
-  std::optional<double> durationSeconds;
-};
-
 /// The bytes, or the file that holds them; it is copied and stays.
 using AssetContent = std::variant<Data, std::filesystem::path>;
 
@@ -92,13 +70,15 @@ class LibraryStore {
   struct Parts {
     /// Nothing where the bytes are no picture that the library takes. Without the function, none
     /// is.
-    std::function<std::optional<ProbedPicture>(const Data&)> probePicture;
-    std::function<std::optional<ProbedMovie>(const AssetContent&)> probeMovie;
+    std::function<std::optional<AssetFormat>(const Data&)> probePicture;
+    std::function<std::optional<AssetFormat>(const AssetContent&)> probeMovie;
     /// A JPEG of the original, upright, whose longer side is at most `maxSide` pixels; nothing
     /// where it cannot be made. Of a movie, it is a JPEG of one of its first pictures.
     std::function<std::optional<Data>(const Data& original, int maxSide)> makeThumbnail;
     std::function<std::optional<Data>(const std::filesystem::path& original, int maxSide)>
         makePoster;
+    /// The pictures that it takes, as its messages name them: "JPEG, PNG".
+    std::string pictureFormats;
     /// Draws UUIDs; the library appends "/L0/001". Without the function they are random.
     std::function<std::string()> identifiers;
     /// Called at each step, mostly with the library held: it must not call the library. For tests.

@@ -3,18 +3,9 @@
 #include <stdlib.h>
 
 #include <array>
+#include <cstdio>
 
 namespace vecamera::device::photos {
-
-namespace {
-
-void appendHex(std::string& text, std::uint64_t number, int digits) {
-  for (int shift = 4 * (digits - 1); shift >= 0; shift -= 4) {
-    text += "0123456789ABCDEF"[(number >> shift) & 0xF];
-  }
-}
-
-}  // namespace
 
 RandomIdentifiers::RandomIdentifiers(std::optional<std::uint64_t> seed) {
   if (seed) seeded_.emplace(*seed);
@@ -29,20 +20,13 @@ std::string RandomIdentifiers::operator()() {
     arc4random_buf(bits.data(), sizeof bits);
   }
   // Version and variant stand at fixed places (RFC 4122, section 4.4).
-  const std::uint64_t high = (bits[0] & ~std::uint64_t{0xF000}) | 0x4000;
-  const std::uint64_t low = (bits[1] & ~(std::uint64_t{0x3} << 62)) | (std::uint64_t{0x2} << 62);
-
-  std::string text;
-  appendHex(text, high >> 32, 8);
-  text += '-';
-  appendHex(text, high >> 16, 4);
-  text += '-';
-  appendHex(text, high, 4);
-  text += '-';
-  appendHex(text, low >> 48, 4);
-  text += '-';
-  appendHex(text, low, 12);
-  return text;
+  const unsigned long long high = (bits[0] & ~std::uint64_t{0xF000}) | 0x4000;
+  const unsigned long long low =
+      (bits[1] & ~(std::uint64_t{0x3} << 62)) | (std::uint64_t{0x2} << 62);
+  std::array<char, 37> text;
+  std::snprintf(text.data(), text.size(), "%08llX-%04llX-%04llX-%04llX-%012llX", high >> 32,
+                high >> 16 & 0xFFFF, high & 0xFFFF, low >> 48, low & 0xFFFFFFFFFFFF);
+  return text.data();
 }
 
 }  // namespace vecamera::device::photos

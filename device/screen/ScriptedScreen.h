@@ -13,18 +13,38 @@ class ScriptedScreen : public Screen {
  public:
   explicit ScriptedScreen(container::DeviceObserver& observer) : observer_(observer) {}
 
-  void show(const std::shared_ptr<UIViewController>& controller, bool animated) override;
-  void hide(const std::shared_ptr<UIViewController>& controller, bool animated) override;
-  void showPrompt(container::Permission permission) override;
-  void hidePrompt(container::Permission permission) override;
+  void show(const std::shared_ptr<UIViewController>& controller, bool animated) override {
+    controllers_.push_back(controller);
+    observer_.onPresented(*controller, animated);
+  }
+  void hide(const std::shared_ptr<UIViewController>& controller, bool animated) override {
+    std::erase(controllers_, controller);
+    observer_.onDismissed(*controller, animated);
+  }
+  void showPrompt(container::Permission permission) override {
+    prompts_.insert(permission);
+    observer_.onPromptShown(permission);
+  }
+  void hidePrompt(container::Permission permission) override { prompts_.erase(permission); }
 
   /// What the user can reach: the topmost controller, as an alert or a picker, or null.
-  std::shared_ptr<UIAlertController> alert() const;
-  std::shared_ptr<UIImagePickerController> picker() const;
+  std::shared_ptr<UIAlertController> alert() const { return topmost<UIAlertController>(); }
+  std::shared_ptr<UIImagePickerController> picker() const {
+    return topmost<UIImagePickerController>();
+  }
   const std::set<container::Permission>& prompts() const { return prompts_; }
-  void clear();
+  void clear() {
+    controllers_.clear();
+    prompts_.clear();
+  }
 
  private:
+  template <class Controller>
+  std::shared_ptr<Controller> topmost() const {
+    if (controllers_.empty()) return nullptr;
+    return std::dynamic_pointer_cast<Controller>(controllers_.back());
+  }
+
   container::DeviceObserver& observer_;
   std::vector<std::shared_ptr<UIViewController>> controllers_;
   std::set<container::Permission> prompts_;

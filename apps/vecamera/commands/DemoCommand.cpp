@@ -1,14 +1,12 @@
-#include "apps/vecamera/commands/DemoCommand.h"
+#include "apps/vecamera/commands/Commands.h"
 
 #include <stdlib.h>
 
 #include <iostream>
 #include <nlohmann/json.hpp>
-#include <string>
 
 #include "apps/vecamera/commands/Files.h"
 #include "apps/vecamera/commands/ResultBytes.h"
-#include "apps/vecamera/commands/SceneCommand.h"
 #include "device/script/assembly/Samples.h"
 #include "device/script/json/JsonValue.h"
 #include "device/script/play/Player.h"

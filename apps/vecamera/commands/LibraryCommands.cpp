@@ -1,4 +1,4 @@
-#include "apps/vecamera/commands/LibraryCommands.h"
+#include "apps/vecamera/commands/Commands.h"
 
 #include <unistd.h>
 

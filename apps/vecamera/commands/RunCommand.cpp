@@ -1,10 +1,8 @@
-#include "apps/vecamera/commands/RunCommand.h"
+#include "apps/vecamera/commands/Commands.h"
 
-#include <filesystem>
 #include <iostream>
 #include <iterator>
 
-#include "apps/vecamera/terminal/Signals.h"
 #include "device/script/play/Player.h"
 #include "device/script/script/ScriptReader.h"
 

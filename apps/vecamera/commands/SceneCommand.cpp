@@ -1,9 +1,7 @@
-#include "apps/vecamera/commands/SceneCommand.h"
+#include "apps/vecamera/commands/Commands.h"
 
 #include <algorithm>
 #include <cmath>
-#include <filesystem>
-#include <iostream>
 #include <utility>
 
 #include "apps/vecamera/commands/Files.h"

@@ -1,4 +1,4 @@
-#include "apps/vecamera/commands/ServeCommand.h"
+#include "apps/vecamera/commands/Commands.h"
 
 #include <fcntl.h>
 #include <signal.h>
@@ -7,10 +7,7 @@
 
 #include <iostream>
 #include <mutex>
-#include <string>
-#include <utility>
 
-#include "apps/vecamera/terminal/Signals.h"
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "simulator/server/Server.h"

@@ -1,18 +1,14 @@
-#include "apps/vecamera/commands/TakeCommand.h"
+#include "apps/vecamera/commands/Commands.h"
 
-#include <chrono>
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
-#include <string>
 #include <thread>
 
-#include "VECamera/options/PictureOptions.h"
 #include "VECamera/platform/UIKit.h"
 #include "apps/vecamera/commands/Files.h"
 #include "apps/vecamera/commands/ResultBytes.h"
-#include "apps/vecamera/terminal/Signals.h"
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "device/imaging/codecs/Codecs.h"

@@ -3,14 +3,20 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <csignal>
 #include <iostream>
-#include <string>
 #include <utility>
 
 namespace vecamera::app {
 namespace {
 
 bool isProgressShown = false;
+volatile std::sig_atomic_t interrupted = 0;
+
+void interrupt(int number) {
+  interrupted = 1;
+  std::signal(number, SIG_DFL);
+}
 
 }  // namespace
 
@@ -40,6 +46,16 @@ void showProgress(double share, std::string_view text) {
 
 void endProgress() {
   if (std::exchange(isProgressShown, false)) std::cerr << "\r\033[K" << std::flush;
+}
+
+void catchSignals() {
+  std::signal(SIGPIPE, SIG_IGN);
+  std::signal(SIGINT, interrupt);
+  std::signal(SIGTERM, interrupt);
+}
+
+bool wasInterrupted() {
+  return interrupted != 0;
 }
 
 }  // namespace vecamera::app

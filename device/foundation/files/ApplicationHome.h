@@ -26,7 +26,11 @@ class ApplicationHome {
   std::string temporaryDirectory() const { return path_ + "/tmp"; }
 
  private:
-  explicit ApplicationHome(std::string path, std::optional<TemporaryFolder> folder = std::nullopt)
+  /// Makes the home's "tmp", or takes back the rights that others have on it. A link is refused,
+  /// because the folder that it leads to may be anyone's.
+  static std::unique_ptr<ApplicationHome> make(std::string path,
+                                               std::optional<TemporaryFolder> folder);
+  ApplicationHome(std::string path, std::optional<TemporaryFolder> folder)
       : path_(std::move(path)), folder_(std::move(folder)) {}
 
   const std::string path_;

@@ -1,18 +1,36 @@
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
 #include <span>
-#include <string_view>
+#include <string>
+#include <system_error>
 #include <utility>
 
 #include "VECamera/platform/Value.h"
-#include "device/foundation/files/FileError.h"
+#include "device/base/Result.h"
 
 /// File-system calls that do not stop halfway at a signal. Any thread.
 namespace vecamera::device::foundation {
+
+/// Why the file system did not do what it was asked for.
+struct FileError {
+  /// An `errno` value.
+  int code = 0;
+  /// For people, in English, without a full stop.
+  std::string text;
+};
+
+template <class T>
+using FileResult = Result<T, FileError>;
+
+/// The failure of the system call before, or of that `errno` value.
+inline Failure<FileError> fileFailure(int code = errno) {
+  return Failure(FileError{code, std::generic_category().message(code)});
+}
 
 /// Owns an open file descriptor, or none.
 class Descriptor {

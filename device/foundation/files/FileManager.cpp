@@ -8,7 +8,6 @@
 #include <filesystem>
 #include <system_error>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "device/foundation/Urls.h"

@@ -1,7 +1,6 @@
 #include "device/media/base/MediaErrors.h"
 
 #include <new>
-#include <utility>
 
 namespace vecamera::device::media {
 

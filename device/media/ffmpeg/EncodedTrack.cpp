@@ -5,7 +5,6 @@ extern "C" {
 }
 
 #include <string>
-#include <utility>
 
 namespace vecamera::device::media {
 namespace {

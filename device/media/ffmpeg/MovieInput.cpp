@@ -9,7 +9,6 @@ extern "C" {
 #include <array>
 #include <cstdlib>
 #include <cstring>
-#include <initializer_list>
 #include <span>
 #include <string_view>
 #include <vector>

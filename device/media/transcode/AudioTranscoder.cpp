@@ -2,7 +2,6 @@
 #include <array>
 #include <cstdint>
 #include <memory>
-#include <utility>
 
 #include "device/media/ffmpeg/EncodedTrack.h"
 #include "device/media/transcode/AudioFramer.h"

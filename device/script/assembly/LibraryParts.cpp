@@ -8,11 +8,11 @@
 namespace vecamera::device::script {
 namespace {
 
-std::optional<photos::ProbedPicture> probePicture(const Data& data) {
+std::optional<photos::AssetFormat> probePicture(const Data& data) {
   const auto header = imaging::readHeader(data.bytes());
   if (!header) return std::nullopt;
   const bool swaps = imaging::orientationFor(header->orientation).swapsAxes;
-  photos::ProbedPicture probed;
+  photos::AssetFormat probed;
   probed.extension = header->format.fileExtension;
   probed.uti = header->format.typeIdentifier;
   probed.width = static_cast<int>(swaps ? header->height : header->width);
@@ -22,12 +22,12 @@ std::optional<photos::ProbedPicture> probePicture(const Data& data) {
   return probed;
 }
 
-std::optional<photos::ProbedMovie> probeMovieContent(const photos::AssetContent& content) {
+std::optional<photos::AssetFormat> probeMovieContent(const photos::AssetContent& content) {
   const auto* data = std::get_if<Data>(&content);
   const auto facts = data ? media::probeMovie(*data)
                           : media::probeMovieFile(std::get<std::filesystem::path>(content));
   if (!facts) return std::nullopt;
-  photos::ProbedMovie probed;
+  photos::AssetFormat probed;
   probed.extension = facts->extension;
   probed.uti = facts->uniformType;
   probed.width = static_cast<int>(facts->width);
@@ -40,6 +40,7 @@ std::optional<photos::ProbedMovie> probeMovieContent(const photos::AssetContent&
 
 photos::LibraryStore::Parts libraryParts() {
   photos::LibraryStore::Parts parts;
+  parts.pictureFormats = imaging::formatNames();
   parts.probePicture = probePicture;
   parts.makeThumbnail = [](const Data& original, int maxSide) {
     return imaging::thumbnail(original, static_cast<std::size_t>(maxSide)).value();

@@ -53,9 +53,9 @@ inline std::string textOf(const Data& data) {
 }
 
 /// Pictures of these tests are texts: "JPEG:40x30:6:anything", with size and orientation.
-inline std::optional<ProbedPicture> probeTestPicture(const Data& data) {
+inline std::optional<AssetFormat> probeTestPicture(const Data& data) {
   const std::string text = textOf(data);
-  ProbedPicture probed{"jpg", "public.jpeg", 0, 0, 1};
+  AssetFormat probed{"jpg", "public.jpeg", 0, 0, 1, std::nullopt};
   if (std::sscanf(text.c_str(), "JPEG:%dx%d:%u", &probed.width, &probed.height,
                   &probed.orientation) < 2) {
     return std::nullopt;
@@ -64,12 +64,12 @@ inline std::optional<ProbedPicture> probeTestPicture(const Data& data) {
 }
 
 /// Movies are texts, too: "MOVIE:64x48:2.5".
-inline std::optional<ProbedMovie> probeTestMovie(const AssetContent& content) {
+inline std::optional<AssetFormat> probeTestMovie(const AssetContent& content) {
   const auto* bytes = std::get_if<Data>(&content);
   std::ifstream file(bytes ? std::filesystem::path() : std::get<std::filesystem::path>(content));
   const std::string text =
       bytes ? textOf(*bytes) : std::string(std::istreambuf_iterator<char>(file), {});
-  ProbedMovie probed{"mp4", "public.mpeg-4", 0, 0, 0.0};
+  AssetFormat probed{"mp4", "public.mpeg-4", 0, 0, 1, 0.0};
   if (std::sscanf(text.c_str(), "MOVIE:%dx%d:%lf", &probed.width, &probed.height,
                   &*probed.durationSeconds) < 3) {
     return std::nullopt;
@@ -79,6 +79,7 @@ inline std::optional<ProbedMovie> probeTestMovie(const AssetContent& content) {
 
 inline LibraryStore::Parts testParts() {
   LibraryStore::Parts parts;
+  parts.pictureFormats = "JPEG, PNG, HEIC, WebP";
   parts.probePicture = probeTestPicture;
   parts.probeMovie = probeTestMovie;
   parts.identifiers = RandomIdentifiers(7);
