@@ -5,30 +5,23 @@ namespace vecamera {
 namespace {
 
 /// How the change that adds an asset ended.
-struct AddedAsset {
+struct Change {
   bool isSaved = false;
-  /// Empty where the library gave none.
-  std::string identifier;
   std::optional<std::string> error;
 };
 
-Task<AddedAsset> addAsset(Platform platform, AddResource addResource) {
-  const auto identifier = std::make_shared<SharedSlot<const std::string>>();
-  const auto change = [&library = platform.photoLibrary, addResource, identifier] {
-    auto& request = library.creationRequestForAsset();
-    if (!addResource(request)) return;
-    identifier->store(std::make_shared<const std::string>(
-        request.placeholderLocalIdentifier().value_or(std::string())));
-  };
-  AddedAsset added;
+Task<Change> addAsset(Platform platform, AddResource addResource) {
+  Change change;
   try {
-    added.isSaved =
-        co_await performChangesAsync(platform.photoLibrary, platform.background, change);
+    change.isSaved = co_await performChangesAsync(
+        platform.photoLibrary, platform.background,
+        [&library = platform.photoLibrary, addResource = std::move(addResource)] {
+          addResource(library.creationRequestForAsset());
+        });
   } catch (const NSErrorException& thrown) {
-    added.error = thrown.error().localizedDescription();
+    change.error = thrown.error().localizedDescription();
   }
-  if (const auto given = identifier->load()) added.identifier = *given;
-  co_return added;
+  co_return change;
 }
 
 }  // namespace
@@ -36,12 +29,21 @@ Task<AddedAsset> addAsset(Platform platform, AddResource addResource) {
 Task<ResultPair> newAssetResult(ResultContext context, AddResource addResource,
                                 std::string extension) {
   const Platform& platform = context.platform;
-  const auto added = co_await addAsset(platform, std::move(addResource));
-  if (added.error) co_return writeFailure(*added.error);
-  if (!added.isSaved || added.identifier.empty()) co_return ResultPair{};
+  const auto identifier = std::make_shared<SharedSlot<const std::string>>();
+  AddResource addIdentified = [addResource = std::move(addResource),
+                               identifier](PHAssetCreationRequest& request) {
+    if (!addResource(request)) return false;
+    identifier->store(std::make_shared<const std::string>(
+        request.placeholderLocalIdentifier().value_or(std::string())));
+    return true;
+  };
+  const auto change = co_await addAsset(platform, std::move(addIdentified));
+  if (change.error) co_return writeFailure(*change.error);
+  const auto given = identifier->load();
+  if (!change.isSaved || !given || given->empty()) co_return ResultPair{};
 
   const std::string nativeUri =
-      "assets-library://asset/asset." + extension + "?id=" + added.identifier + "&ext=" + extension;
+      "assets-library://asset/asset." + extension + "?id=" + *given + "&ext=" + extension;
   const auto url = platform.urls.URLWithString(nativeUri);
   if (!url) co_return writeFailure("URL PathIsWrong " + nativeUri);
   const auto encoded =
@@ -52,14 +54,14 @@ Task<ResultPair> newAssetResult(ResultContext context, AddResource addResource,
 }
 
 Task<void> saveToAlbum(Platform platform, AddResource addResource) {
-  const auto added = co_await addAsset(platform, std::move(addResource));
-  if (added.error) {
-    platform.log.error("", "error : " + *added.error, pluginSourceFile, 354,
+  const auto change = co_await addAsset(platform, std::move(addResource));
+  if (change.error) {
+    platform.log.error("", "error : " + *change.error, pluginSourceFile, 354,
                        "resultForImage(_:info:)");
     co_return;
   }
-  platform.log.debug(added.isSaved ? "taskResult true" : "taskResult false");
-  if (added.isSaved) platform.log.debug("save photoAlbum success");
+  platform.log.debug(change.isSaved ? "taskResult true" : "taskResult false");
+  if (change.isSaved) platform.log.debug("save photoAlbum success");
 }
 
 }  // namespace vecamera

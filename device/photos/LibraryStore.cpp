@@ -413,10 +413,14 @@ StoreResult<void> LibraryStore::removeAssets(std::optional<std::string_view> ide
     fs::remove(originalFile(record), ignored);
     sequences.insert(record.sequence);
   }
-  foundation::removeAbandoned(thumbnails_, [&](const std::string& name) {
+  // Under these names nobody writes; a thumbnail on its way has another, and its row is gone.
+  const auto folder = foundation::openFolderAt(AT_FDCWD, thumbnails_, foundation::LastLink::follow);
+  const auto names = folder ? foundation::entryNames(*folder) : folder.failure();
+  if (!names) return {};
+  for (const std::string& name : *names) {
     const auto sequence = sequenceInThumbnailName(name);
-    return sequence && sequences.contains(*sequence);
-  });
+    if (sequence && sequences.contains(*sequence)) fs::remove(thumbnails_ / name, ignored);
+  }
   return {};
 }
 

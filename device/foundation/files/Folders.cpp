@@ -66,7 +66,8 @@ bool isWithin(const Descriptor& folder, const Descriptor& ancestor) {
   return false;
 }
 
-FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name) {
+FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name,
+                              std::string_view last) {
   if (unlinkat(folder.number(), name.c_str(), 0) == 0) return {};
   const auto unlinkFailure = fileFailure();
   const int unlinkError = unlinkFailure.error.code;
@@ -77,8 +78,10 @@ FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name)
     const bool isNoFolder = inner.error().code == ENOTDIR || inner.error().code == ELOOP;
     return isNoFolder ? unlinkFailure : inner.failure();
   }
-  const auto names = entryNames(*inner);
+  auto names = entryNames(*inner);
   if (!names) return names.failure();
+  std::stable_partition(names->begin(), names->end(),
+                        [last](const std::string& entry) { return entry != last; });
   for (const std::string& entry : *names) {
     const auto removed = removeTreeAt(*inner, entry);
     // An entry that went away meanwhile is as good as removed.

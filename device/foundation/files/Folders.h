@@ -16,9 +16,10 @@ FileResult<std::vector<std::string>> entryNames(const Descriptor& folder);
 /// paths.
 bool isWithin(const Descriptor& folder, const Descriptor& ancestor);
 
-/// Removes the file, link or folder with all it holds. Stops at the first thing that cannot be
-/// removed.
-FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name);
+/// Removes the file, link or folder with all it holds; of what the folder itself holds, the entry
+/// `last` goes last. Stops at the first thing that cannot be removed.
+FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name,
+                              std::string_view last = {});
 
 /// Makes the folder, with those above it, where it is missing; new folders have mode 0700, and
 /// their names survive a loss of power.

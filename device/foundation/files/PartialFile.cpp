@@ -18,6 +18,8 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view partialStart = ".vecamera-";
 constexpr std::string_view partialEnd = ".part";
+/// A network file system may give `ESTALE` for reasons of its own, again and again.
+constexpr int maxAttempts = 100;
 
 std::string partialName() {
   std::random_device random;
@@ -37,10 +39,13 @@ FileResult<Descriptor> createLocked(const fs::path& file) {
     unlink(file.c_str());
     return failure;
   }
-  // A file system without locks has no use for them here either.
-  static_cast<void>(lock(*made, WhenLocked::wait));
+  // Only somebody who removes it has the lock of a new file. A file system without locks has no use
+  // for them here either.
+  const auto locked = lock(*made, WhenLocked::fail);
+  if (!locked && locked.error().code == EWOULDBLOCK) return fileFailure(ESTALE);
   struct stat status;
-  if (fstat(made->number(), &status) != 0 || status.st_nlink == 0) return fileFailure(ESTALE);
+  if (fstat(made->number(), &status) != 0) return fileFailure();
+  if (status.st_nlink == 0) return fileFailure(ESTALE);
   return made;
 }
 
@@ -56,7 +61,8 @@ void removeAbandoned(const fs::path& folder,
         openAt(opened->number(), lockFile.empty() ? fs::path(name) : fs::path(name) / lockFile,
                O_RDWR | O_NONBLOCK | O_NOFOLLOW);
     // The lock is kept until the entry is gone, so that nobody takes it up meanwhile.
-    if (file && lock(*file, WhenLocked::fail)) static_cast<void>(removeTreeAt(*opened, name));
+    if (file && lock(*file, WhenLocked::fail))
+      static_cast<void>(removeTreeAt(*opened, name, lockFile));
   }
 }
 
@@ -71,11 +77,12 @@ PartialFile::~PartialFile() {
 }
 
 FileResult<PartialFile> PartialFile::createBeside(const fs::path& target) {
-  while (true) {
+  for (int attempt = 1;; ++attempt) {
     auto path = target.parent_path() / partialName();
     auto made = createLocked(path);
     if (made) return PartialFile(*std::move(made), std::move(path));
-    if (made.error().code != EEXIST && made.error().code != ESTALE) return made.failure();
+    const bool isTaken = made.error().code == EEXIST || made.error().code == ESTALE;
+    if (!isTaken || attempt == maxAttempts) return made.failure();
   }
 }
 

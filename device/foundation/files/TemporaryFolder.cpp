@@ -16,6 +16,7 @@ namespace fs = std::filesystem;
 
 /// The locked file in the folder. A folder without it is not removed, whatever its name.
 constexpr std::string_view lockName = ".in-use";
+constexpr int maxAttempts = 100;
 
 }  // namespace
 
@@ -23,7 +24,7 @@ FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
                                                     std::string_view prefix) {
   removeAbandoned(
       parent, [prefix](const std::string& name) { return name.starts_with(prefix); }, lockName);
-  while (true) {
+  for (int attempt = 1;; ++attempt) {
     std::string path = (parent / prefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) return fileFailure();
     TemporaryFolder folder{fs::path(path)};
@@ -32,7 +33,7 @@ FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
       folder.lock_ = *std::move(lock);
       return folder;
     }
-    if (lock.error().code != ESTALE) return lock.failure();
+    if (lock.error().code != ESTALE || attempt == maxAttempts) return lock.failure();
   }
 }
 
@@ -42,7 +43,7 @@ TemporaryFolder::TemporaryFolder(TemporaryFolder&& other) noexcept
 TemporaryFolder::~TemporaryFolder() {
   if (path_.empty()) return;
   const auto parent = openFolderAt(AT_FDCWD, path_.parent_path(), LastLink::follow);
-  if (parent) static_cast<void>(removeTreeAt(*parent, path_.filename().string()));
+  if (parent) static_cast<void>(removeTreeAt(*parent, path_.filename().string(), lockName));
 }
 
 }  // namespace vecamera::device::foundation
