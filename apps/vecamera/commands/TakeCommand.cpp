@@ -19,7 +19,7 @@
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
 #include "device/script/json/JsonValue.h"
-#include "device/script/play/Player.h"
+#include "device/script/play/PlaySession.h"
 
 namespace vecamera::app {
 namespace {
@@ -198,7 +198,7 @@ ExitStatus take(const TakeOptions& options) {
 
   Reply reply;
   std::ostringstream notes;
-  const auto played = device::script::playScript(
+  const auto played = device::script::playScriptAsJson(
       scriptFor(used, *media), {options.limit, wasInterrupted, showExport},
       [&reply](const nlohmann::ordered_json& event) { record(event, reply); }, notes);
   endProgress();

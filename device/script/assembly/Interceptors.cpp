@@ -94,10 +94,7 @@ class FileManager : public Interceptor<NSFileManager> {
     const auto fault = by_.faults.strike(FaultPoint::removeItem, {name, plain});
     auto error = fault ? described(foundation::removalError(path, EIO), *fault)
                        : real_.removeItemAtPath(path);
-    use.span.path = path;
-    use.setError(error);
-    use.finish();
-    return error;
+    return finish(use, std::string(path), std::move(error));
   }
 
   std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override {
@@ -105,7 +102,12 @@ class FileManager : public Interceptor<NSFileManager> {
     const auto fault = by_.faults.strike(FaultPoint::writeFile);
     auto error = fault ? described(foundation::writingError(pathOf(url), EIO), *fault)
                        : real_.writeAtomically(contents, url);
-    use.span.path = pathOf(url);
+    return finish(use, pathOf(url), std::move(error));
+  }
+
+ private:
+  static std::optional<NSError> finish(Use& use, std::string path, std::optional<NSError> error) {
+    use.span.path = std::move(path);
     use.setError(error);
     use.finish();
     return error;
@@ -403,29 +405,18 @@ class AssetExports : public Interceptor<AVAssetExports> {
 
 }  // namespace
 
-std::unique_ptr<NSFileManager> intercept(NSFileManager& real, const Interception& by) {
-  return std::make_unique<FileManager>(real, by);
-}
-std::unique_ptr<NSDataBase64> intercept(NSDataBase64& real, const Interception& by) {
-  return std::make_unique<Base64>(real, by);
-}
-std::unique_ptr<NSBundles> intercept(NSBundles& real, const Interception& by) {
-  return std::make_unique<Bundles>(real, by);
-}
-std::unique_ptr<UIImages> intercept(UIImages& real, const Interception& by) {
-  return std::make_unique<Images>(real, by);
-}
-std::unique_ptr<UIGraphics> intercept(UIGraphics& real, const Interception& by) {
-  return std::make_unique<Graphics>(real, by);
-}
-std::unique_ptr<PHPhotoLibrary> intercept(PHPhotoLibrary& real, const Interception& by) {
-  return std::make_unique<PhotoLibrary>(real, by);
-}
-std::unique_ptr<PHImageManager> intercept(PHImageManager& real, const Interception& by) {
-  return std::make_unique<ImageManager>(real, by);
-}
-std::unique_ptr<AVAssetExports> intercept(AVAssetExports& real, const Interception& by) {
-  return std::make_unique<AssetExports>(real, by);
+InterceptedServices intercept(NSFileManager& fileManager, NSDataBase64& base64, NSBundles& bundles,
+                              UIImages& images, UIGraphics& graphics, PHPhotoLibrary& photoLibrary,
+                              PHImageManager& imageManager, AVAssetExports& assetExports,
+                              const Interception& by) {
+  return {std::make_unique<FileManager>(fileManager, by),
+          std::make_unique<Base64>(base64, by),
+          std::make_unique<Bundles>(bundles, by),
+          std::make_unique<Images>(images, by),
+          std::make_unique<Graphics>(graphics, by),
+          std::make_unique<PhotoLibrary>(photoLibrary, by),
+          std::make_unique<ImageManager>(imageManager, by),
+          std::make_unique<AssetExports>(assetExports, by)};
 }
 
 URLTransformer intercept(URLTransformer real, const Interception& by) {

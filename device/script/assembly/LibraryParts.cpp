@@ -12,14 +12,12 @@ std::optional<photos::ProbedPicture> probePicture(const Data& data) {
   const auto header = imaging::readHeader(data.bytes());
   if (!header) return std::nullopt;
   const bool swaps = imaging::orientationFor(header->orientation).swapsAxes;
-  photos::ProbedPicture probed;
-  probed.extension = header->format.fileExtension;
-  probed.uti = header->format.typeIdentifier;
-  probed.width = static_cast<int>(swaps ? header->height : header->width);
-  probed.height = static_cast<int>(swaps ? header->width : header->height);
-  probed.orientation =
-      static_cast<CGImagePropertyOrientation>(imaging::exifOrientation(header->orientation));
-  return probed;
+  return photos::ProbedPicture{.extension = std::string(header->format.fileExtension),
+                               .uti = std::string(header->format.typeIdentifier),
+                               .width = static_cast<int>(swaps ? header->height : header->width),
+                               .height = static_cast<int>(swaps ? header->width : header->height),
+                               .orientation = static_cast<CGImagePropertyOrientation>(
+                                   imaging::exifOrientation(header->orientation))};
 }
 
 std::optional<photos::ProbedMovie> probeMovieContent(const photos::AssetContent& content) {
@@ -27,13 +25,11 @@ std::optional<photos::ProbedMovie> probeMovieContent(const photos::AssetContent&
   const auto facts = data ? media::probeMovie(*data)
                           : media::probeMovieFile(std::get<std::filesystem::path>(content));
   if (!facts) return std::nullopt;
-  photos::ProbedMovie probed;
-  probed.extension = facts->extension;
-  probed.uti = facts->uniformType;
-  probed.width = static_cast<int>(facts->width);
-  probed.height = static_cast<int>(facts->height);
-  probed.durationSeconds = facts->durationSeconds;
-  return probed;
+  return photos::ProbedMovie{.extension = facts->extension,
+                             .uti = facts->uniformType,
+                             .width = static_cast<int>(facts->width),
+                             .height = static_cast<int>(facts->height),
+                             .durationSeconds = facts->durationSeconds};
 }
 
 }  // namespace
@@ -49,10 +45,6 @@ photos::LibraryStore::Parts libraryParts() {
     return media::posterFrameOfFile(original, static_cast<std::size_t>(maxSide));
   };
   return parts;
-}
-
-std::filesystem::path libraryFolder(const std::filesystem::path& home) {
-  return home / "Library" / "Photos";
 }
 
 }  // namespace vecamera::device::script

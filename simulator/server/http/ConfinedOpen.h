@@ -7,12 +7,13 @@
 #include <string>
 
 #include "device/foundation/files/Descriptor.h"
+#include "simulator/server/base/Result.h"
 
 namespace vecamera::simulator {
 
 /// A regular file, open for reading.
 struct OpenedFile {
-  device::foundation::Descriptor descriptor;
+  foundation::Descriptor descriptor;
   std::uint64_t bytes = 0;
   /// Of the last change of its contents, since 1970.
   std::int64_t modifiedNs = 0;

@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -30,6 +32,24 @@ struct Request {
   /// It is the opening handshake of a WebSocket.
   bool isWebSocket = false;
 };
+
+/// What a request asks for, decoded once.
+struct RequestTarget {
+  /// Names only: none is empty, "." or "..", none holds a slash, a backslash or a control
+  /// character, however they were written.
+  std::vector<std::string> segments;
+  /// Whether the path ended in a slash.
+  bool isFolder = false;
+  std::map<std::string, std::string, std::less<>> query;
+
+  std::string queryValue(std::string_view key) const {
+    const auto found = query.find(key);
+    return found == query.end() ? std::string() : found->second;
+  }
+};
+
+/// Nothing for a target that is no path of the kind above.
+std::optional<RequestTarget> parseTarget(std::string_view target);
 
 using HeaderFields = std::vector<std::pair<std::string, std::string>>;
 
@@ -77,7 +97,6 @@ class MessageHandler {
 /// Takes time, so it is made apart from the server's thread.
 using DeferredResponse = std::function<Response()>;
 
-/// What a request leads to.
 using Reaction = std::variant<Response, DeferredResponse, std::unique_ptr<Upload>,
                               std::shared_ptr<MessageHandler>>;
 
@@ -93,7 +112,7 @@ class Site {
 /// `{"error": WHY}`.
 Response errorResponse(unsigned status, std::string_view why);
 
-Response jsonResponse(std::string text);
+Response jsonResponse(const Json& content, unsigned status = 200);
 /// Text that lives as long as the program.
 Response textResponse(std::string_view text);
 

@@ -9,6 +9,8 @@
 #include <nlohmann/json.hpp>
 #include <string>
 
+#include "device/script/script/ScriptJson.h"
+
 namespace vecamera::device::script {
 namespace {
 
@@ -255,7 +257,7 @@ TEST_F(ScriptReader, AConfinedScriptNamesOnlyFilesOfItsFolder) {
   fs::create_symlink(folder_ / "photo.jpg", folder_ / "inner" / "link.jpg");
   const auto isTaken = [this](const std::string& name) {
     const auto text = R"({"steps": [{"do": "capture", "photo": ")" + name + R"("}]})";
-    return bool(parseScript(text, folder_ / "inner", FileScope::folder));
+    return bool(scriptFromJson(*parseStrictJson(text), folder_ / "inner", FileScope::folder));
   };
   EXPECT_TRUE(isTaken("in.jpg"));
   EXPECT_TRUE(isTaken("data:;base64,AAEC"));
