@@ -13,12 +13,12 @@ std::shared_ptr<UIImage> drawn(UIGraphics& graphics, const std::shared_ptr<UIIma
   return context->imageFromCurrentImageContext();
 }
 
-struct Turn {
+struct Rotation {
   double radians;
   bool swapsSides;
 };
 
-Turn turnFor(UIImageOrientation orientation) {
+Rotation rotationFor(UIImageOrientation orientation) {
   constexpr double pi = std::numbers::pi;
   switch (orientation) {
     case UIImageOrientation::down: return {pi, false};
@@ -70,7 +70,7 @@ std::shared_ptr<UIImage> imageCorrectedForCaptureOrientation(UIGraphics& graphic
                                                              const std::shared_ptr<UIImage>& image,
                                                              UIImageOrientation orientation) {
   const CGSize size = image->size();
-  const Turn turn = turnFor(orientation);
+  const Rotation turn = rotationFor(orientation);
   const auto canvas = graphics.beginImageContext(size);
   CGContext* context = canvas->currentContext();
   if (context) {

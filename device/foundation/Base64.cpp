@@ -161,4 +161,28 @@ void Base64::appendBase64(std::string& text, const Data& data) const {
   if (!bytes.empty()) appendLastGroup(text, bytes);
 }
 
+std::optional<Data> decodeBase64(std::string_view text) {
+  constexpr std::string_view digits = alphabet;
+  if (text.size() % 4 == 0)
+    for (int padding = 0; padding < 2 && text.ends_with('='); ++padding) text.remove_suffix(1);
+  if (text.size() % 4 == 1) return std::nullopt;
+
+  std::vector<std::uint8_t> bytes;
+  bytes.reserve(text.size() * 3 / 4);
+  unsigned group = 0;
+  int bits = 0;
+  for (const char c : text) {
+    const auto digit = digits.find(c);
+    if (digit == std::string_view::npos) return std::nullopt;
+    group = group << 6 | static_cast<unsigned>(digit);
+    bits += 6;
+    if (bits < 8) continue;
+    bits -= 8;
+    bytes.push_back(static_cast<std::uint8_t>(group >> bits & 0xFF));
+  }
+  // Bits that no byte takes up must be zero, or two texts would stand for the same bytes.
+  if ((group & ((1U << bits) - 1)) != 0) return std::nullopt;
+  return Data(std::move(bytes));
+}
+
 }  // namespace vecamera::device::foundation

@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -15,6 +16,9 @@ class Base64 : public NSDataBase64 {
   std::string base64EncodedString(std::string_view prefix, const Data& data) const override;
   void appendBase64(std::string& text, const Data& data) const override;
 };
+
+/// Base64 (RFC 4648) with or without padding; nothing for any other text.
+std::optional<Data> decodeBase64(std::string_view text);
 
 /// Encodes whole groups of three bytes from the front of `bytes` and returns how many bytes that
 /// were; fewer than 64 stay behind. `text` has room for four characters a group.

@@ -27,7 +27,7 @@ class FileExportSession final : public AVAssetExportSession,
  public:
   FileExportSession(std::shared_ptr<FileAsset> asset, Executor& queue,
                     ExportSessions::ProgressObserver observer,
-                    ExportSessions::Supervision supervision)
+                    ExportSessions::ExportCallbacks supervision)
       : asset_(std::move(asset)),
         queue_(queue),
         observer_(std::move(observer)),
@@ -117,7 +117,7 @@ class FileExportSession final : public AVAssetExportSession,
   const std::shared_ptr<FileAsset> asset_;
   Executor& queue_;
   const ExportSessions::ProgressObserver observer_;
-  const ExportSessions::Supervision supervision_;
+  const ExportSessions::ExportCallbacks supervision_;
   std::atomic<bool> isCancelled_ = false;
   std::atomic<float> progress_ = 0;
   /// Guards what follows.

@@ -18,7 +18,7 @@ class ExportSessions final : public AVAssetExports {
   /// Notified of the rising progress of every running export, on the queue's thread.
   using ProgressObserver = std::function<void(float)>;
   /// Both on the queue's thread; each may be empty.
-  struct Supervision {
+  struct ExportCallbacks {
     /// Asked often while an export runs; true cancels it.
     std::function<bool()> isInterrupted;
     /// Called when an export failed or was cancelled, before its handler runs.
@@ -26,7 +26,7 @@ class ExportSessions final : public AVAssetExports {
   };
 
   explicit ExportSessions(Executor& queue, ProgressObserver observer = {},
-                          Supervision supervision = {})
+                          ExportCallbacks supervision = {})
       : queue_(queue), observer_(std::move(observer)), supervision_(std::move(supervision)) {}
 
   std::shared_ptr<AVAsset> assetWithURL(const URL& url) override;
@@ -38,7 +38,7 @@ class ExportSessions final : public AVAssetExports {
  private:
   Executor& queue_;
   const ProgressObserver observer_;
-  const Supervision supervision_;
+  const ExportCallbacks supervision_;
 };
 
 }  // namespace vecamera::device::media

@@ -62,9 +62,17 @@ class NetworkServer : public Server {
     const auto appPort = appAcceptor_.local_endpoint().port();
     address_ = "http://127.0.0.1:" + std::to_string(port) + "/" + secret_ + "/";
     const auto appToken = randomToken();
-    sessions_.emplace(registrySetup(appPort, appToken));
-    simulator_.emplace(SimulatorSite::Setup{port, appPort, secret_}, *sessions_);
-    app_.emplace(AppSite::Setup{appPort, port, appToken, setup_.app, recordings_}, *sessions_);
+    sessions_.emplace(SessionRegistry::Setup{
+        .phone = setup_.phone,
+        .recordings = recordings_,
+        .limits = setup_.session,
+        .appPort = appPort,
+        .appToken = appToken,
+        .now = setup_.now,
+        .post = [this](std::function<void()> job) { post(std::move(job)); },
+        .dispose = [this](std::shared_ptr<Session> session) { dispose(std::move(session)); }});
+    simulator_ = makeSimulatorSite({port, appPort, secret_}, *sessions_);
+    app_ = makeAppSite({appPort, port, appToken, setup_.app, recordings_}, *sessions_);
     return {};
   }
 
@@ -94,19 +102,6 @@ class NetworkServer : public Server {
   }
 
  private:
-  SessionRegistry::Setup registrySetup(std::uint16_t appPort, const std::string& appToken) {
-    SessionRegistry::Setup sessions;
-    sessions.phone = setup_.phone;
-    sessions.recordings = recordings_;
-    sessions.limits = setup_.session;
-    sessions.appPort = appPort;
-    sessions.appToken = appToken;
-    sessions.now = setup_.now;
-    sessions.post = [this](std::function<void()> job) { post(std::move(job)); };
-    sessions.dispose = [this](std::shared_ptr<Session> session) { dispose(std::move(session)); };
-    return sessions;
-  }
-
   void post(std::function<void()> job) { asio::post(io_, std::move(job)); }
 
   void closeAll() {
@@ -212,8 +207,8 @@ class NetworkServer : public Server {
   // These stand before the context, whose connections refer to them until it ends.
   Network network_;
   std::optional<SessionRegistry> sessions_;
-  std::optional<SimulatorSite> simulator_;
-  std::optional<AppSite> app_;
+  std::unique_ptr<Site> simulator_;
+  std::unique_ptr<Site> app_;
   asio::io_context io_{1};
   asio::thread_pool workers_;
   tcp::acceptor simulatorAcceptor_;
@@ -232,7 +227,7 @@ class NetworkServer : public Server {
 
 Result<std::unique_ptr<Server>> Server::make(ServerSetup setup) {
   auto& phone = setup.phone;
-  if (!phone.realTime) phone.realTime = [] { return device::foundation::SystemClock().now(); };
+  if (!phone.realTime) phone.realTime = [] { return foundation::SystemClock().now(); };
   if (!phone.diagnose) phone.diagnose = [](const std::string&) {};
   auto server = std::make_unique<NetworkServer>(std::move(setup));
   if (auto opened = server->open(); !opened) return opened.failure();

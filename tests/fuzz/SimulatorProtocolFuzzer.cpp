@@ -3,9 +3,8 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "device/script/script/ScriptReader.h"
+#include "device/script/script/ScriptJson.h"
 #include "simulator/server/http/Http.h"
-#include "simulator/server/http/RequestTarget.h"
 #include "simulator/server/phone/DevicePart.h"
 #include "simulator/server/phone/PathPolicy.h"
 #include "simulator/server/phone/Requests.h"

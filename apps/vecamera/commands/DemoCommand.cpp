@@ -9,7 +9,7 @@
 #include "apps/vecamera/commands/ResultBytes.h"
 #include "device/script/assembly/Samples.h"
 #include "device/script/json/JsonValue.h"
-#include "device/script/play/Player.h"
+#include "device/script/play/PlaySession.h"
 #include "device/script/script/ScriptReader.h"
 
 namespace vecamera::app {
@@ -79,7 +79,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
   say("A page asks for a photo as a JPEG file, upright, fitted into 640 by 480.\n"
       "Lines in braces are the events that `vecamera run` prints for programs.");
   std::optional<Data> photo;
-  const auto outcome = device::script::playScript(
+  const auto outcome = device::script::playScriptAsJson(
       *script, {},
       [&photo](const nlohmann::ordered_json& event) {
         if (const auto text = explain(event); !text.empty()) say("\n" + text);
@@ -89,7 +89,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
       },
       std::cerr);
   if (!outcome) std::cerr << sample.string() << ": " << outcome.error().message() << '\n';
-  if (!outcome || *outcome != device::script::PlayOutcome::finished || !photo)
+  if (!outcome || *outcome != device::script::PlayResult::finished || !photo)
     return fail("the demo did not come off; the lines above say why");
   if (!writeFile(after, *photo)) return fail(after.string() + ": it cannot be written");
 

@@ -2,6 +2,7 @@
 
 #include <nlohmann/json.hpp>
 
+#include "device/foundation/Base64.h"
 #include "device/foundation/Urls.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "device/photos/LibraryStore.h"
@@ -36,7 +37,7 @@ std::optional<Data> bytesOfAddress(const std::string& address, const std::filesy
   if (address.starts_with("data:")) {
     const auto comma = address.find(',');
     if (comma == std::string::npos) return std::nullopt;
-    return device::script::decodeBase64(std::string_view(address).substr(comma + 1));
+    return device::foundation::decodeBase64(std::string_view(address).substr(comma + 1));
   }
   if (address.starts_with("assets-library:")) return bytesOfAsset(address, home);
   const auto path = device::foundation::filePathOf(URL(address));
@@ -58,7 +59,7 @@ std::optional<Data> bytesOfResult(const Value& callbackUri, const std::filesyste
   if (const auto* url = callbackUri.url()) return bytesOfAddress(url->absoluteString(), home);
   if (const auto* data = callbackUri.data()) {
     const auto bytes = data->bytes();
-    return device::script::decodeBase64(
+    return device::foundation::decodeBase64(
         {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   }
   return std::nullopt;

@@ -29,12 +29,11 @@ ExitStatus run(const RunOptions& options) {
   if (!script) return refuseScript(script.error());
   const auto outcome = device::script::playScript(
       *script, {options.limit, wasInterrupted},
-      [](const auto& event) { std::cout << device::script::toLine(event) << std::endl; },
-      std::cerr);
+      [](std::string_view line) { std::cout << line << std::endl; }, std::cerr);
   if (!std::cout) return fail("standard output cannot be written, so events are missing from it");
   if (!outcome) return refuseScript(outcome.error());
-  return *outcome == device::script::PlayOutcome::finished ? ExitStatus::success
-                                                           : ExitStatus::failure;
+  return *outcome == device::script::PlayResult::finished ? ExitStatus::success
+                                                          : ExitStatus::failure;
 }
 
 }  // namespace vecamera::app

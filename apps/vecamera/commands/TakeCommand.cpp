@@ -15,7 +15,7 @@
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
 #include "device/script/json/JsonValue.h"
-#include "device/script/play/Player.h"
+#include "device/script/play/PlaySession.h"
 
 namespace vecamera::app {
 namespace {
@@ -77,6 +77,9 @@ bool opensCamera(const TakeOptions& options) {
 /// What the user takes or picks, or why the request cannot be played.
 AppResult<Media> checked(const TakeOptions& options) {
   if (auto problem = problemWithFile(options.photo)) return Failure(*std::move(problem));
+  if (std::error_code ignored; !fs::is_regular_file(options.photo, ignored))
+    return Failure(options.photo.string() +
+                   ": it is no regular file; save the picture to one first");
   if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
     return Failure(options.home->string() +
                    ": it cannot be a device's home; name a folder of its own");
@@ -155,7 +158,8 @@ device::script::Script scriptFor(const TakeOptions& options, Media media) {
   device::script::Script script;
   script.device.home = options.home;
   script.device.location = options.location;
-  script.steps.push_back({device::script::TakePictureStep{"page", argumentsFor(options)}});
+  script.steps.push_back(
+      {device::script::CommandStep{"takePicture", "page", argumentsFor(options)}});
   std::error_code ignored;
   const auto file = fs::absolute(options.photo, ignored);
   if (opensCamera(options)) {
@@ -194,7 +198,7 @@ ExitStatus take(const TakeOptions& options) {
 
   Reply reply;
   std::ostringstream notes;
-  const auto played = device::script::playScript(
+  const auto played = device::script::playScriptAsJson(
       scriptFor(used, *media), {options.limit, wasInterrupted, showExport},
       [&reply](const nlohmann::ordered_json& event) { record(event, reply); }, notes);
   endProgress();
@@ -211,7 +215,7 @@ ExitStatus take(const TakeOptions& options) {
   if (!std::cout) return fail("standard output cannot be written");
   if (reply.answer.value("result", "") != "success")
     return fail("the command was answered with an error: " + messageOf(reply.answer));
-  if (*played == device::script::PlayOutcome::failed) return fail(reply.why);
+  if (*played == device::script::PlayResult::failed) return fail(reply.why);
   if (resultOf(reply.answer).isNull())
     complain(options.photo.string() +
              ": the answer holds no picture, because the file cannot be decoded to its end");

@@ -22,7 +22,7 @@ ImageResult<Bitmap> Bitmap::transparent(std::size_t width, std::size_t height) {
 }
 
 bool Bitmap::isOpaque() const {
-  if (knownOpaque_) return true;
+  if (isKnownOpaque_) return true;
   for (std::size_t y = 0; y < height_; ++y) {
     const std::uint8_t* bytes = bytesOfRow(y);
     std::uint8_t all = 255;
@@ -38,11 +38,11 @@ void premultiplyPixels(std::uint32_t* pixels, std::size_t count) {
     const unsigned alpha = bytes[3];
     if (alpha == 255) continue;
     for (int channel = 0; channel < 3; ++channel)
-      bytes[channel] = multiplied(bytes[channel], alpha);
+      bytes[channel] = multiplyDiv255(bytes[channel], alpha);
   }
 }
 
-void Bitmap::limitColorsToAlpha() {
+void Bitmap::clampToAlpha() {
   std::uint8_t* bytes = bytesOfRow(0);
   for (std::size_t i = 0; i < width_ * height_; ++i, bytes += 4)
     for (int channel = 0; channel < 3; ++channel)

@@ -38,8 +38,8 @@ class Bitmap {
   }
 
   /// True when every pixel is known to be opaque; false says nothing.
-  bool knownOpaque() const { return knownOpaque_; }
-  void setKnownOpaque(bool opaque) { knownOpaque_ = opaque; }
+  bool isKnownOpaque() const { return isKnownOpaque_; }
+  void setKnownOpaque(bool opaque) { isKnownOpaque_ = opaque; }
   /// Looks at the pixels where need be.
   bool isOpaque() const;
 
@@ -49,7 +49,7 @@ class Bitmap {
 
   void premultiply() { premultiplyPixels(row(0), width_ * height_); }
   /// Filters overshoot, but no colour may exceed its alpha.
-  void limitColorsToAlpha();
+  void clampToAlpha();
 
  private:
   Bitmap(std::size_t width, std::size_t height, std::unique_ptr<std::uint32_t[]> pixels)
@@ -58,12 +58,12 @@ class Bitmap {
   std::size_t width_;
   std::size_t height_;
   std::unique_ptr<std::uint32_t[]> pixels_;
-  bool knownOpaque_ = false;
+  bool isKnownOpaque_ = false;
   ColorProfile profile_;
 };
 
 /// a * b / 255, rounded to the nearest.
-constexpr std::uint8_t multiplied(unsigned a, unsigned b) {
+constexpr std::uint8_t multiplyDiv255(unsigned a, unsigned b) {
   const unsigned product = a * b + 128;
   return static_cast<std::uint8_t>((product + (product >> 8)) >> 8);
 }

@@ -96,7 +96,7 @@ ImageResult<Bitmap> oriented(Bitmap stored, const Orientation& orientation) {
   for (std::size_t y = 0; y < stored.height(); y += stripRows)
     copyOriented(stored.row(y), stored.width(), stored.height(), y,
                  std::min(stripRows, stored.height() - y), orientation, *result);
-  result->setKnownOpaque(stored.knownOpaque());
+  result->setKnownOpaque(stored.isKnownOpaque());
   result->setProfile(stored.profile());
   return result;
 }

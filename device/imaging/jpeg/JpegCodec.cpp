@@ -17,7 +17,7 @@ void cmykToRgb(std::uint32_t* pixels, std::size_t count, bool inverted) {
     const unsigned black = inverted ? bytes[3] : 255 - bytes[3];
     for (int channel = 0; channel < 3; ++channel) {
       const unsigned ink = inverted ? bytes[channel] : 255 - bytes[channel];
-      bytes[channel] = multiplied(ink, black);
+      bytes[channel] = multiplyDiv255(ink, black);
     }
     bytes[3] = 255;
   }
@@ -58,7 +58,7 @@ class JpegRows final : public RowSource {
 
 bool writeRows(JpegWriter& writer, const Bitmap& bitmap) {
   std::vector<std::uint8_t> composed;
-  if (!bitmap.knownOpaque()) composed.resize(bitmap.strideBytes());
+  if (!bitmap.isKnownOpaque()) composed.resize(bitmap.strideBytes());
   for (std::size_t y = 0; y < bitmap.height(); ++y) {
     const std::uint8_t* row = bitmap.bytesOfRow(y);
     if (!composed.empty()) {

@@ -54,7 +54,7 @@ void fadeEdges(Bitmap& bitmap, const AlignedPlacement& placement) {
     const auto weight = static_cast<unsigned>(std::lround(share * 255));
     std::uint8_t* pixel = bitmap.bytesOfRow(y) + 4 * x;
     for (int channel = 0; channel < 4; ++channel)
-      pixel[channel] = multiplied(pixel[channel], weight);
+      pixel[channel] = multiplyDiv255(pixel[channel], weight);
   };
   const std::size_t lastRow = bitmap.height() - 1;
   const std::size_t lastColumn = bitmap.width() - 1;
@@ -95,7 +95,7 @@ ImageResult<Bitmap> drawFromRows(const LazyImage& image, const AlignedPlacement&
   if (!result) return result;
   if (!rows.finish()) return Failure(ImageError::corrupt);
   result->setKnownOpaque(rows.isOpaque());
-  if (!rows.isOpaque()) result->limitColorsToAlpha();
+  if (!rows.isOpaque()) result->clampToAlpha();
   result->setProfile(profileOf(*encoded));
   return result;
 }
@@ -142,7 +142,7 @@ void composeOver(const Bitmap& layer, const Placement& placement, Bitmap& canvas
       const unsigned transparency = 255u - from[3];
       for (int channel = 0; channel < 4; ++channel)
         to[channel] = static_cast<std::uint8_t>(
-            std::min(255, from[channel] + multiplied(to[channel], transparency)));
+            std::min(255, from[channel] + multiplyDiv255(to[channel], transparency)));
     }
   }
 }
@@ -166,7 +166,7 @@ ImageResult<void> addLayer(Bitmap layer, const Placement& placement, const DrawL
     canvas->setProfile(layer.profile());
   }
   composeOver(layer, placement, *canvas);
-  if (layer.knownOpaque() && fills) canvas->setKnownOpaque(true);
+  if (layer.isKnownOpaque() && fills) canvas->setKnownOpaque(true);
   // Pixels of several colour spaces are taken as they are, without a profile.
   if (!sameProfile(canvas->profile(), layer.profile())) canvas->setProfile(nullptr);
   return {};

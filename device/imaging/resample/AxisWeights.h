@@ -43,7 +43,7 @@ class AxisWeights {
   void startAt(std::size_t first);
 
  private:
-  struct Result {
+  struct Taps {
     std::size_t firstPair = 0;
     std::size_t weights = 0;
     std::size_t pairs = 0;
@@ -55,7 +55,7 @@ class AxisWeights {
 
   bool mirrored_;
   std::size_t maxPairs_ = 0;
-  std::vector<Result> results_;
+  std::vector<Taps> results_;
   std::vector<std::uint32_t> weights_;
 };
 

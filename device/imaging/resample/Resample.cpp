@@ -55,7 +55,7 @@ ImageResult<Bitmap> average(const Bitmap& source, std::size_t boxWidth, std::siz
       result->bytesOfRow(y)[i] = static_cast<std::uint8_t>((sums[i] + count / 2) / count);
     }
   }
-  result->setKnownOpaque(source.knownOpaque());
+  result->setKnownOpaque(source.isKnownOpaque());
   return result;
 }
 
@@ -85,7 +85,7 @@ ImageResult<Bitmap> filter(const Bitmap& source, const AxisPlacement& x, const A
     for (std::size_t i = 0; i < count; ++i) rows[i] = source.bytesOfRow(done++);
     return true;
   });
-  if (result && !source.knownOpaque()) result->limitColorsToAlpha();
+  if (result && !source.isKnownOpaque()) result->clampToAlpha();
   return result;
 }
 
@@ -128,7 +128,7 @@ ImageResult<Bitmap> shrunkFor(Bitmap source, AffineMap& map) {
 }  // namespace
 
 ImageResult<Bitmap> resample(Bitmap source, const AxisPlacement& x, const AxisPlacement& y) {
-  const bool opaque = source.knownOpaque();
+  const bool opaque = source.isKnownOpaque();
   const ColorProfile profile = source.profile();
   const auto left = wholeShift(x);
   const auto top = wholeShift(y);

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <initializer_list>
 #include <mutex>
 #include <optional>
@@ -13,13 +14,31 @@ namespace vecamera::device::script {
 /// The faults in force. Any thread.
 class FaultBook {
  public:
-  void set(std::vector<Fault> faults);
+  void set(std::vector<Fault> faults) {
+    const std::lock_guard lock(mutex_);
+    faults_ = std::move(faults);
+  }
   /// The first fault at the point that still strikes, with one strike used up; nothing where there
   /// is none. A fault that is about one path strikes only where that is among `paths`.
-  std::optional<Fault> strike(FaultPoint point, std::initializer_list<std::string_view> paths = {});
+  std::optional<Fault> strike(FaultPoint point,
+                              std::initializer_list<std::string_view> paths = {}) {
+    const std::lock_guard lock(mutex_);
+    for (auto& fault : faults_) {
+      if (fault.at != point || (fault.times && *fault.times <= 0)) continue;
+      if (fault.path && std::find(paths.begin(), paths.end(), *fault.path) == paths.end()) continue;
+      if (fault.times) --*fault.times;
+      return fault;
+    }
+    return std::nullopt;
+  }
   /// How often each of the faults will strike yet, in the order in which they were set; nothing:
   /// always.
-  std::vector<std::optional<std::int64_t>> strikesLeft() const;
+  std::vector<std::optional<std::int64_t>> strikesLeft() const {
+    const std::lock_guard lock(mutex_);
+    std::vector<std::optional<std::int64_t>> left;
+    for (const auto& fault : faults_) left.push_back(fault.times);
+    return left;
+  }
 
  private:
   mutable std::mutex mutex_;

@@ -22,9 +22,9 @@ std::string pathOf(const URL& url) {
 }
 
 /// One use of a service, from its making on.
-class Use {
+class TraceScope {
  public:
-  Use(const Interception& by, std::string_view what, std::optional<std::uint64_t> bytes = {})
+  TraceScope(const Interception& by, std::string_view what, std::optional<std::uint64_t> bytes = {})
       : span{what, 0, bytes}, by_(&by) {}
 
   void setSize(const std::shared_ptr<UIImage>& image) {
@@ -76,7 +76,7 @@ class FileManager : public Interceptor<NSFileManager> {
   }
 
   bool createFileAtPath(std::string_view path, const Data& contents) override {
-    Use use(by_, "writeFile", contents.size());
+    TraceScope use(by_, "writeFile", contents.size());
     const bool isCreated =
         !strikes(FaultPoint::createFile) && real_.createFileAtPath(path, contents);
     use.span.path = path;
@@ -86,7 +86,7 @@ class FileManager : public Interceptor<NSFileManager> {
   }
 
   std::optional<NSError> removeItemAtPath(std::string_view path) override {
-    Use use(by_, "removeFile");
+    TraceScope use(by_, "removeFile");
     const std::string directory = real_.temporaryDirectory().value_or("");
     const auto name = path.starts_with(directory) ? path.substr(directory.size()) : path;
     // The plug-in asks under the name that a URL gives the file; a script may use either.
@@ -94,18 +94,21 @@ class FileManager : public Interceptor<NSFileManager> {
     const auto fault = by_.faults.strike(FaultPoint::removeItem, {name, plain});
     auto error = fault ? described(foundation::removalError(path, EIO), *fault)
                        : real_.removeItemAtPath(path);
-    use.span.path = path;
-    use.setError(error);
-    use.finish();
-    return error;
+    return finish(use, std::string(path), std::move(error));
   }
 
   std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override {
-    Use use(by_, "writeFile", contents.size());
+    TraceScope use(by_, "writeFile", contents.size());
     const auto fault = by_.faults.strike(FaultPoint::writeFile);
     auto error = fault ? described(foundation::writingError(pathOf(url), EIO), *fault)
                        : real_.writeAtomically(contents, url);
-    use.span.path = pathOf(url);
+    return finish(use, pathOf(url), std::move(error));
+  }
+
+ private:
+  static std::optional<NSError> finish(TraceScope& use, std::string path,
+                                       std::optional<NSError> error) {
+    use.span.path = std::move(path);
     use.setError(error);
     use.finish();
     return error;
@@ -116,13 +119,13 @@ class Base64 : public Interceptor<NSDataBase64> {
  public:
   using Interceptor::Interceptor;
   std::string base64EncodedString(std::string_view prefix, const Data& data) const override {
-    Use use(by_, "base64", data.size());
+    TraceScope use(by_, "base64", data.size());
     auto text = real_.base64EncodedString(prefix, data);
     use.finish();
     return text;
   }
   void appendBase64(std::string& text, const Data& data) const override {
-    Use use(by_, "base64", data.size());
+    TraceScope use(by_, "base64", data.size());
     real_.appendBase64(text, data);
     use.finish();
   }
@@ -137,7 +140,7 @@ class Bundle : public NSBundle {
     return real_->pathForResource(name, type);
   }
   std::string localizedStringForKey(std::string_view key) override {
-    Use use(by_, "localized");
+    TraceScope use(by_, "localized");
     auto text = real_->localizedStringForKey(key);
     use.finish();
     return text;
@@ -166,7 +169,7 @@ class Images : public Interceptor<UIImages> {
  public:
   using Interceptor::Interceptor;
   std::shared_ptr<UIImage> imageWithData(const Data& data) override {
-    Use use(by_, "decode", data.size());
+    TraceScope use(by_, "decode", data.size());
     auto image = real_.imageWithData(data);
     use.setSize(image);
     if (!image) use.span.error = "the bytes are no picture";
@@ -175,21 +178,21 @@ class Images : public Interceptor<UIImages> {
   }
   std::optional<Data> UIImageJPEGRepresentation(const std::shared_ptr<UIImage>& image,
                                                 double compressionQuality) override {
-    Use use(by_, "encodeJPEG");
+    TraceScope use(by_, "encodeJPEG");
     return finish(use, image,
                   strikes(FaultPoint::jpegEncoder)
                       ? std::nullopt
                       : real_.UIImageJPEGRepresentation(image, compressionQuality));
   }
   std::optional<Data> UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) override {
-    Use use(by_, "encodePNG");
+    TraceScope use(by_, "encodePNG");
     return finish(
         use, image,
         strikes(FaultPoint::pngEncoder) ? std::nullopt : real_.UIImagePNGRepresentation(image));
   }
 
  private:
-  static std::optional<Data> finish(Use& use, const std::shared_ptr<UIImage>& image,
+  static std::optional<Data> finish(TraceScope& use, const std::shared_ptr<UIImage>& image,
                                     std::optional<Data> bytes) {
     use.setSize(image);
     if (bytes)
@@ -220,7 +223,7 @@ class ImageContext : public UIGraphicsImageContext {
 
  private:
   const std::unique_ptr<UIGraphicsImageContext> real_;
-  Use use_;
+  TraceScope use_;
 };
 
 class Graphics : public Interceptor<UIGraphics> {
@@ -263,7 +266,7 @@ class PhotoLibrary : public Interceptor<PHPhotoLibrary> {
   }
 
   void performChanges(ChangeBlock changes, CompletionHandler completion) override {
-    CompletionHandler finished = [use = Use(by_, "performChanges"),
+    CompletionHandler finished = [use = TraceScope(by_, "performChanges"),
                                   completion = std::move(completion)](
                                      bool success, std::optional<NSError> error) mutable {
       use.setError(error);
@@ -309,17 +312,17 @@ class ImageManager : public Interceptor<PHImageManager> {
   void requestImageDataAndOrientationForAsset(const std::shared_ptr<PHAsset>& asset,
                                               const std::optional<PHImageRequestOptions>& options,
                                               ResultHandler handler) override {
-    ResultHandler finished = [use = Use(by_, "requestImageData"), handler = std::move(handler)](
-                                 std::optional<Data> data, std::optional<std::string> type,
-                                 CGImagePropertyOrientation orientation,
-                                 std::optional<Dictionary> info) mutable {
-      if (data)
-        use.span.bytes = data->size();
-      else
-        use.span.error = "the asset's bytes cannot be had";
-      use.finish();
-      handler(std::move(data), std::move(type), orientation, std::move(info));
-    };
+    ResultHandler finished =
+        [use = TraceScope(by_, "requestImageData"), handler = std::move(handler)](
+            std::optional<Data> data, std::optional<std::string> type,
+            CGImagePropertyOrientation orientation, std::optional<Dictionary> info) mutable {
+          if (data)
+            use.span.bytes = data->size();
+          else
+            use.span.error = "the asset's bytes cannot be had";
+          use.finish();
+          handler(std::move(data), std::move(type), orientation, std::move(info));
+        };
     if (strikes(FaultPoint::requestImageData))
       by_.queue.post([finished = std::move(finished)] {
         finished(std::nullopt, std::nullopt, 1, std::nullopt);
@@ -363,7 +366,7 @@ class ExportSession : public AVAssetExportSession {
     real_->setOutputURL(url);
   }
   void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) override {
-    Use use(by_, "export");
+    TraceScope use(by_, "export");
     use.span.path = path_;
     // The session may be gone before its end, so the handler keeps what it reads.
     real_->exportAsynchronouslyWithCompletionHandler(
@@ -403,35 +406,24 @@ class AssetExports : public Interceptor<AVAssetExports> {
 
 }  // namespace
 
-std::unique_ptr<NSFileManager> intercept(NSFileManager& real, const Interception& by) {
-  return std::make_unique<FileManager>(real, by);
-}
-std::unique_ptr<NSDataBase64> intercept(NSDataBase64& real, const Interception& by) {
-  return std::make_unique<Base64>(real, by);
-}
-std::unique_ptr<NSBundles> intercept(NSBundles& real, const Interception& by) {
-  return std::make_unique<Bundles>(real, by);
-}
-std::unique_ptr<UIImages> intercept(UIImages& real, const Interception& by) {
-  return std::make_unique<Images>(real, by);
-}
-std::unique_ptr<UIGraphics> intercept(UIGraphics& real, const Interception& by) {
-  return std::make_unique<Graphics>(real, by);
-}
-std::unique_ptr<PHPhotoLibrary> intercept(PHPhotoLibrary& real, const Interception& by) {
-  return std::make_unique<PhotoLibrary>(real, by);
-}
-std::unique_ptr<PHImageManager> intercept(PHImageManager& real, const Interception& by) {
-  return std::make_unique<ImageManager>(real, by);
-}
-std::unique_ptr<AVAssetExports> intercept(AVAssetExports& real, const Interception& by) {
-  return std::make_unique<AssetExports>(real, by);
+InterceptedServices intercept(NSFileManager& fileManager, NSDataBase64& base64, NSBundles& bundles,
+                              UIImages& images, UIGraphics& graphics, PHPhotoLibrary& photoLibrary,
+                              PHImageManager& imageManager, AVAssetExports& assetExports,
+                              const Interception& by) {
+  return {std::make_unique<FileManager>(fileManager, by),
+          std::make_unique<Base64>(base64, by),
+          std::make_unique<Bundles>(bundles, by),
+          std::make_unique<Images>(images, by),
+          std::make_unique<Graphics>(graphics, by),
+          std::make_unique<PhotoLibrary>(photoLibrary, by),
+          std::make_unique<ImageManager>(imageManager, by),
+          std::make_unique<AssetExports>(assetExports, by)};
 }
 
 URLTransformer intercept(URLTransformer real, const Interception& by) {
   if (!real) return real;
   return [real = std::move(real), &by](const URL& url) {
-    Use use(by, "urlTransformer");
+    TraceScope use(by, "urlTransformer");
     auto transformed = real(url);
     use.span.path = url.absoluteString();
     if (!transformed) use.span.error = "the transformer gives nothing";

@@ -1,5 +1,8 @@
 #include "device/script/assembly/Lanes.h"
 
+#include <algorithm>
+#include <utility>
+
 namespace vecamera::device::script {
 namespace {
 
@@ -17,24 +20,15 @@ Lanes::Lanes() {
   for (auto& lane : lanes_) lane->thread_ = std::thread([this, raw = lane.get()] { work(*raw); });
 }
 
-Lanes::~Lanes() {
-  stop();
-}
-
 bool Lanes::step() {
-  Lane* ready = nullptr;
-  {
-    const std::lock_guard lock(mutex_);
-    for (const auto& lane : lanes_) {
-      if (!lane->inJob_ && !lane->jobs_.empty()) {
-        ready = lane.get();
-        break;
-      }
-    }
+  std::unique_lock lock(mutex_);
+  for (const auto& lane : lanes_) {
+    if (lane->inJob_ || lane->jobs_.empty()) continue;
+    lock.unlock();
+    resume(*lane);
+    return true;
   }
-  if (!ready) return false;
-  resume(*ready);
-  return true;
+  return false;
 }
 
 bool Lanes::retryWaiting() {
@@ -48,9 +42,8 @@ bool Lanes::retryWaiting() {
 }
 
 bool Lanes::anyWaiting() const {
-  for (const auto& lane : lanes_)
-    if (isWaiting(*lane)) return true;
-  return false;
+  return std::any_of(std::begin(lanes_), std::end(lanes_),
+                     [this](const auto& lane) { return isWaiting(*lane); });
 }
 
 bool Lanes::isWaiting(const Lane& lane) const {
@@ -89,10 +82,7 @@ void Lanes::stop() {
     resume(*lane);
     lane->thread_.join();
   }
-  for (const auto& lane : lanes_) {
-    std::deque<Job> dropped;
-    dropped.swap(lane->jobs_);
-  }
+  for (const auto& lane : lanes_) const auto dropped = std::exchange(lane->jobs_, {});
 }
 
 void Lanes::resume(Lane& lane) {

@@ -42,7 +42,7 @@ class Lanes {
 
   Lanes();
   /// Unwinds the lanes that wait in the middle of a job, and drops what has not run.
-  ~Lanes();
+  ~Lanes() { stop(); }
 
   Lane& main() { return *lanes_[0]; }
   Lane& background() { return *lanes_[1]; }

@@ -10,6 +10,8 @@ namespace vecamera::device::script {
 photos::LibraryStore::Parts libraryParts();
 
 /// Where an application home keeps its photo library.
-std::filesystem::path libraryFolder(const std::filesystem::path& home);
+inline std::filesystem::path libraryFolder(const std::filesystem::path& home) {
+  return home / "Library" / "Photos";
+}
 
 }  // namespace vecamera::device::script

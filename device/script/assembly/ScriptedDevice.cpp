@@ -96,23 +96,6 @@ std::optional<std::string> mainBundlePath(const MainBundleSetup& setup) {
 
 }  // namespace
 
-std::optional<URL> ScriptedApplication::openSettingsURL() {
-  if (!faults_.strike(FaultPoint::settingsURL)) return URL("app-settings:");
-  observer_.onSettingsUnavailable();
-  return std::nullopt;
-}
-
-bool ScriptedPickerSources::isSourceTypeAvailable(std::int64_t sourceType) {
-  return std::find(available_.begin(), available_.end(), sourceType) != available_.end();
-}
-
-std::optional<std::vector<std::string>> ScriptedPickerSources::availableMediaTypesForSourceType(
-    std::int64_t sourceType) {
-  const auto found = mediaTypes_.find(sourceType);
-  if (found != mediaTypes_.end()) return found->second;
-  return std::vector<std::string>{std::string(kUTTypeImage), std::string(kUTTypeMovie)};
-}
-
 Result<std::unique_ptr<ScriptedDevice>, ScriptError> ScriptedDevice::make(const DeviceSetup& setup,
                                                                           ScriptObserver& observer,
                                                                           TraceSink trace) {
@@ -159,14 +142,8 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
                    [&observer](const photos::SavedAsset& asset) { observer.onSaved(asset); }),
       imageManager(*base.store, lanes.platform(), photoAuthorization),
       location(locationPermission, lanes.main(), observer),
-      pluginFiles(intercept(files, interception)),
-      pluginBase64(intercept(base64, interception)),
-      pluginBundles(intercept(bundles, interception)),
-      pluginImages(intercept(images, interception)),
-      pluginGraphics(intercept(graphics, interception)),
-      pluginPhotoLibrary(intercept(photoLibrary, interception)),
-      pluginImageManager(intercept(imageManager, interception)),
-      pluginExports(intercept(exports, interception)),
+      services(intercept(files, base64, bundles, images, graphics, photoLibrary, imageManager,
+                         exports, interception)),
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.onException(thrown); }),
       container(*base.clock, observer) {
@@ -201,20 +178,20 @@ void ScriptedDevice::createPlugin() {
   const Platform platform{.log = log,
                           .clock = *base.clock,
                           .dateFormatters = dateFormatters,
-                          .fileManager = *pluginFiles,
+                          .fileManager = *services.fileManager,
                           .urls = urls,
-                          .base64 = *pluginBase64,
-                          .bundles = *pluginBundles,
+                          .base64 = *services.base64,
+                          .bundles = *services.bundles,
                           .process = process,
                           .application = application,
                           .imagePickers = pickerSources,
-                          .graphics = *pluginGraphics,
-                          .images = *pluginImages,
+                          .graphics = *services.graphics,
+                          .images = *services.images,
                           .imageIO = imageIO,
-                          .assetExports = *pluginExports,
+                          .assetExports = *services.assetExports,
                           .captureDevice = captureDevice,
-                          .photoLibrary = *pluginPhotoLibrary,
-                          .imageManager = *pluginImageManager,
+                          .photoLibrary = *services.photoLibrary,
+                          .imageManager = *services.imageManager,
                           .coreLocation = location,
                           .mainQueue = lanes.main(),
                           .mainActor = mainActor,

@@ -80,7 +80,11 @@ class ScriptedApplication : public UIApplication {
  public:
   ScriptedApplication(FaultBook& faults, ScriptObserver& observer)
       : faults_(faults), observer_(observer) {}
-  std::optional<URL> openSettingsURL() override;
+  std::optional<URL> openSettingsURL() override {
+    if (!faults_.strike(FaultPoint::settingsURL)) return URL("app-settings:");
+    observer_.onSettingsUnavailable();
+    return std::nullopt;
+  }
   void openURL(const URL& url) override { observer_.onURLOpened(url); }
 
  private:
@@ -93,9 +97,15 @@ class ScriptedPickerSources : public UIImagePickerControllerClass {
  public:
   explicit ScriptedPickerSources(const DeviceSetup& setup)
       : available_(setup.availableSources), mediaTypes_(setup.availableMediaTypes) {}
-  bool isSourceTypeAvailable(std::int64_t sourceType) override;
+  bool isSourceTypeAvailable(std::int64_t sourceType) override {
+    return std::find(available_.begin(), available_.end(), sourceType) != available_.end();
+  }
   std::optional<std::vector<std::string>> availableMediaTypesForSourceType(
-      std::int64_t sourceType) override;
+      std::int64_t sourceType) override {
+    const auto found = mediaTypes_.find(sourceType);
+    if (found != mediaTypes_.end()) return found->second;
+    return std::vector<std::string>{std::string(kUTTypeImage), std::string(kUTTypeMovie)};
+  }
 
  private:
   const std::vector<std::int64_t> available_;
@@ -173,15 +183,8 @@ struct ScriptedDevice {
   photos::ImageManager imageManager;
   location::LocationService location;
 
-  // As the plug-in gets them.
-  const std::unique_ptr<NSFileManager> pluginFiles;
-  const std::unique_ptr<NSDataBase64> pluginBase64;
-  const std::unique_ptr<NSBundles> pluginBundles;
-  const std::unique_ptr<UIImages> pluginImages;
-  const std::unique_ptr<UIGraphics> pluginGraphics;
-  const std::unique_ptr<PHPhotoLibrary> pluginPhotoLibrary;
-  const std::unique_ptr<PHImageManager> pluginImageManager;
-  const std::unique_ptr<AVAssetExports> pluginExports;
+  /// As the plug-in gets them.
+  const InterceptedServices services;
 
   MainActor mainActor;
   TaskScope tasks;

@@ -4,12 +4,9 @@
 
 #include <algorithm>
 #include <cctype>
-#include <cmath>
-#include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "device/script/json/JsonValue.h"
-#include "device/script/json/StrictJson.h"
+#include "device/foundation/Base64.h"
 
 namespace vecamera::device::script {
 namespace {
@@ -61,7 +58,6 @@ std::size_t editDistance(std::string_view a, std::string_view b) {
   return last[b.size()];
 }
 
-/// The choice that the text was probably meant to be.
 std::optional<std::string_view> nearest(std::string_view text,
                                         std::span<const std::string_view> choices) {
   if (text.size() > 64) return std::nullopt;
@@ -109,16 +105,6 @@ std::string problemWith(const fs::path& path, fs::file_type wanted) {
 
 void JsonReading::fail(const std::string& place, std::string why) {
   if (!error_) error_ = {place, std::move(why)};
-}
-
-bool JsonNode::isNull() const {
-  return json_->is_null();
-}
-bool JsonNode::isText() const {
-  return json_->is_string();
-}
-bool JsonNode::isObject() const {
-  return json_->is_object();
 }
 
 void JsonNode::failType(std::string_view wanted) const {
@@ -170,23 +156,21 @@ double JsonNode::numberBetween(double min, double max) const {
 
 std::vector<JsonNode> JsonNode::elements() const {
   std::vector<JsonNode> nodes;
-  if (!json_->is_array()) {
+  if (json_->is_array())
+    for (const auto& element : *json_)
+      nodes.emplace_back(*reading_, element, placeOfElement(place_, nodes.size()));
+  else
     failType("a list");
-    return nodes;
-  }
-  for (const auto& element : *json_)
-    nodes.emplace_back(*reading_, element, placeOfElement(place_, nodes.size()));
   return nodes;
 }
 
 std::vector<std::pair<std::string, JsonNode>> JsonNode::members() const {
   std::vector<std::pair<std::string, JsonNode>> nodes;
-  if (!isObject()) {
+  if (isObject())
+    for (const auto& [key, member] : json_->items())
+      nodes.emplace_back(key, JsonNode(*reading_, member, placeOfKey(place_, key)));
+  else
     failType("an object");
-    return nodes;
-  }
-  for (const auto& [key, member] : json_->items())
-    nodes.emplace_back(key, JsonNode(*reading_, member, placeOfKey(place_, key)));
   return nodes;
 }
 
@@ -208,7 +192,7 @@ fs::path JsonNode::inlineFile(std::string_view url) const {
   const auto comma = url.find(',');
   const auto head = url.substr(0, comma);
   const auto bytes = comma != std::string_view::npos && head.ends_with(";base64")
-                         ? decodeBase64(url.substr(comma + 1))
+                         ? foundation::decodeBase64(url.substr(comma + 1))
                          : std::nullopt;
   if (!bytes) {
     fail("it is no data URL of Base64; write it like \"data:image/jpeg;base64,...\"");

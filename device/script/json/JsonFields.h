@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <functional>
+#include <nlohmann/json.hpp>
 #include <optional>
 #include <span>
 #include <string>
@@ -55,9 +56,9 @@ class JsonNode {
 
   void fail(std::string why) const { reading_->fail(place_, std::move(why)); }
   const Json& json() const { return *json_; }
-  bool isNull() const;
-  bool isText() const;
-  bool isObject() const;
+  bool isNull() const { return json_->is_null(); }
+  bool isText() const { return json_->is_string(); }
+  bool isObject() const { return json_->is_object(); }
 
   std::string text() const;
   std::string nonEmptyText() const;

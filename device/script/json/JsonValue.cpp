@@ -8,9 +8,6 @@
 namespace vecamera::device::script {
 namespace {
 
-constexpr std::string_view alphabet =
-    "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-
 Json realToJson(double number) {
   if (std::isnan(number)) return "NaN";
   if (std::isinf(number)) return number < 0 ? "-Infinity" : "Infinity";
@@ -27,7 +24,7 @@ const std::string* soleText(const Json& object, const char* key) {
 Result<Value, ScriptError> objectToValue(const Json& object) {
   if (const auto* url = soleText(object, "url")) return Value(URL(*url));
   if (const auto* base64 = soleText(object, "bytes")) {
-    auto bytes = decodeBase64(*base64);
+    auto bytes = foundation::decodeBase64(*base64);
     if (!bytes) return failed("a \"bytes\" in it is not Base64");
     return Value(*std::move(bytes));
   }
@@ -88,32 +85,6 @@ Result<Value, ScriptError> toValue(const Json& json) {
     case Json::value_t::array: return arrayToValue(json);
     default: return Value();
   }
-}
-
-std::optional<Data> decodeBase64(std::string_view text) {
-  std::size_t padding = 0;
-  if (text.size() % 4 == 0)
-    while (padding < 2 && padding < text.size() && text[text.size() - 1 - padding] == '=')
-      ++padding;
-  text.remove_suffix(padding);
-  if (text.size() % 4 == 1) return std::nullopt;
-
-  std::vector<std::uint8_t> bytes;
-  bytes.reserve(text.size() * 3 / 4);
-  std::uint32_t group = 0;
-  int bits = 0;
-  for (const char c : text) {
-    const auto digit = alphabet.find(c);
-    if (digit == std::string_view::npos) return std::nullopt;
-    group = group << 6 | static_cast<std::uint32_t>(digit);
-    bits += 6;
-    if (bits < 8) continue;
-    bits -= 8;
-    bytes.push_back(static_cast<std::uint8_t>(group >> bits & 0xFF));
-  }
-  // Bits that no byte takes up must be zero, or two texts would stand for the same bytes.
-  if ((group & ((1U << bits) - 1)) != 0) return std::nullopt;
-  return Data(std::move(bytes));
 }
 
 }  // namespace vecamera::device::script

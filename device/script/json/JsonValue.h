@@ -1,8 +1,6 @@
 #pragma once
 
 #include <nlohmann/json_fwd.hpp>
-#include <optional>
-#include <string_view>
 
 #include "VECamera/platform/Value.h"
 #include "device/script/json/StrictJson.h"
@@ -19,8 +17,5 @@ Json toJson(const Value& value);
 /// key, become a byte buffer and a URL. Whole numbers past the range of 64 bits become real ones.
 /// Fails where a "bytes" is not Base64.
 Result<Value, ScriptError> toValue(const Json& json);
-
-/// Base64 (RFC 4648) with or without padding; nothing for any other text.
-std::optional<Data> decodeBase64(std::string_view text);
 
 }  // namespace vecamera::device::script

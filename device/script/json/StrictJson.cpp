@@ -22,40 +22,30 @@ std::string positionOf(std::string_view text, std::size_t offset) {
 /// The part of the parser's message that says what it found, with bytes that are not UTF-8
 /// replaced.
 std::string reasonOf(const std::string& what) {
-  auto start = what.find(" - ");
-  if (start != std::string::npos) {
-    start += 3;
-  } else {
-    start = what.find("] ");
-    start = start == std::string::npos ? 0 : start + 2;
-  }
-  return Json::parse(toLine(what.substr(start)));
+  for (const std::string_view separator : {" - ", "] "})
+    if (const auto at = what.find(separator); at != std::string::npos)
+      return Json::parse(toLine(what.substr(at + separator.size())));
+  return Json::parse(toLine(what));
 }
 
 /// Builds the document while it is parsed.
 class Builder {
  public:
-  using number_integer_t = Json::number_integer_t;
-  using number_unsigned_t = Json::number_unsigned_t;
-  using number_float_t = Json::number_float_t;
-  using string_t = Json::string_t;
-  using binary_t = Json::binary_t;
-
   Builder(std::string_view text, std::size_t maxDepth) : text_(text), maxDepth_(maxDepth) {}
 
   bool null() { return add(nullptr); }
   bool boolean(bool value) { return add(value); }
-  bool number_integer(number_integer_t value) { return add(value); }
-  bool number_unsigned(number_unsigned_t value) { return add(value); }
-  bool number_float(number_float_t value, const string_t&) { return add(value); }
-  bool string(string_t& value) { return add(std::move(value)); }
-  bool binary(binary_t&) { return false; }
+  bool number_integer(std::int64_t value) { return add(value); }
+  bool number_unsigned(std::uint64_t value) { return add(value); }
+  bool number_float(double value, const std::string&) { return add(value); }
+  bool string(std::string& value) { return add(std::move(value)); }
+  bool binary(Json::binary_t&) { return false; }
   bool start_object(std::size_t) { return open(Container::Kind::object); }
   bool start_array(std::size_t) { return open(Container::Kind::array); }
   bool end_object() { return close(); }
   bool end_array() { return close(); }
 
-  bool key(string_t& key) {
+  bool key(std::string& key) {
     if (open_.back().members.contains(key)) {
       error_ = {placeOfInnermost(),
                 "the key " + inQuotes(key) + " stands there twice; leave one out"};

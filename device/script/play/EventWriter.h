@@ -1,39 +1,151 @@
 #pragma once
 
-#include <functional>
+#include <nlohmann/json.hpp>
+#include <ostream>
 
-#include "device/script/assembly/ScriptedDevice.h"
-#include "device/script/json/StrictJson.h"
+#include "device/script/json/JsonValue.h"
+#include "device/script/play/PendingReason.h"
+#include "device/script/play/PlaySession.h"
 
 namespace vecamera::device::script {
 
-/// Takes one event, a JSON object. Whoever writes it uses `toLine`.
-using EventSink = std::function<void(const Json& event)>;
-
-/// Turns what happens on a scripted device into the events of a script's output.
+/// Turns what happens on a scripted device into the events of a script's output. Keeps what the
+/// reasons of open callbacks depend on, and the time that exports take.
 class EventWriter : public ScriptObserver {
  public:
-  explicit EventWriter(EventSink sink) : sink_(std::move(sink)) {}
+  using Clock = std::chrono::steady_clock;
 
-  void onAnswered(const container::Callback& callback) override;
-  void onDebugLogged(std::string_view msg) override;
+  EventWriter(EventSink sink, const PlayOptions& options, std::ostream& diagnostics)
+      : sink_(std::move(sink)), options_(options), diagnostics_(diagnostics) {}
+
+  void onAnswered(const container::Callback& callback) override {
+    const auto answer = callback.answer();
+    if (!answer) return;
+    Json event{{"event", "answer"},
+               {"to", callback.name()},
+               {"result", answer->status ? "error" : "success"}};
+    if (answer->status) event["status"] = nameOf(*answer->status);
+    if (const auto* message = std::get_if<std::string>(&answer->payload))
+      event["message"] = *message;
+    if (const auto* data = std::get_if<Dictionary>(&answer->payload))
+      event["data"] = toJson(Value(*data));
+    event["keepCallback"] = answer->keepCallback;
+    write(event);
+  }
+  void onAnswerRefused(const container::Callback& callback) override {
+    diagnostics_ << "fault: the callback " << inQuotes(callback.name())
+                 << " was answered again; the container refused that answer\n";
+  }
+  void onDebugLogged(std::string_view msg) override {
+    write({{"event", "log"}, {"level", "debug"}, {"msg", msg}});
+  }
   void onErrorLogged(std::string_view tag, std::string_view msg, std::string_view filename,
-                     int line, std::string_view funcName) override;
-  void onPrinted(std::string_view line) override;
-  void onPromptShown(container::Permission permission) override;
-  void onPresented(const UIViewController& controller, bool animated) override;
-  void onDismissed(const UIViewController& controller, bool animated) override;
-  void onURLOpened(const URL& url) override;
-  void onLocationManagerCall(std::string_view what) override;
-  void onSaved(const photos::SavedAsset& asset) override;
+                     int line, std::string_view funcName) override {
+    write({{"event", "log"},
+           {"level", "error"},
+           {"msg", msg},
+           {"tag", tag},
+           {"filename", filename},
+           {"line", line},
+           {"funcName", funcName}});
+  }
+  void onPrinted(std::string_view line) override { write({{"event", "stdout"}, {"text", line}}); }
+  void onPromptShown(container::Permission permission) override {
+    write({{"event", "prompt"}, {"for", container::nameOf(permission)}});
+  }
+  void onPresented(const UIViewController& controller, bool animated) override {
+    Json event{{"event", "present"}, {"kind", kindOf(controller)}};
+    if (const auto* alert = dynamic_cast<const UIAlertController*>(&controller))
+      describe(event, *alert);
+    const auto* picker = dynamic_cast<const UIImagePickerController*>(&controller);
+    if (picker) describe(event, *picker);
+    (picker ? history.hasPresentedPicker : history.hasPresentedAlert) = true;
+    event["animated"] = animated;
+    write(event);
+  }
+  void onDismissed(const UIViewController& controller, bool animated) override {
+    write({{"event", "dismiss"}, {"kind", kindOf(controller)}, {"animated", animated}});
+  }
+  void onURLOpened(const URL& url) override {
+    history.settings = CommandHistory::Settings::opened;
+    write({{"event", "openURL"}, {"url", url.absoluteString()}});
+  }
+  void onSettingsUnavailable() override {
+    history.settings = CommandHistory::Settings::unavailable;
+  }
+  void onLocationManagerCall(std::string_view what) override {
+    write({{"event", "location"}, {"manager", what}});
+  }
+  void onSaved(const photos::SavedAsset& asset) override {
+    write({{"event", "saved"},
+           {"id", asset.id},
+           {"type", asset.type},
+           {"bytes", asset.bytes},
+           {"format", asset.format}});
+  }
   void onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
-                                   std::size_t bytes) override;
+                                   std::size_t bytes) override {
+    write({{"event", "imageDestination"},
+           {"type", type},
+           {"properties", toJson(Value(properties))},
+           {"bytes", bytes}});
+  }
+  void onExportProgress(float progress) override {
+    latestProgress = Clock::now();
+    if (options_.onExportProgress) options_.onExportProgress(progress);
+  }
+  void onExportFailed(const NSError& error) override {
+    diagnostics_ << "note: the movie's export failed: " << error.localizedDescription() << '\n';
+  }
+  bool isInterrupted() override { return takesTooLong() || wasStopped(); }
+  bool wasStopped() const { return options_.isInterrupted && options_.isInterrupted(); }
+  bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
 
   /// Writes any other event.
   void write(const Json& event) { sink_(event); }
 
+  /// Of the latest `takePicture`.
+  CommandHistory history;
+  /// When the settling began, or an export last made progress: a movie takes its time.
+  Clock::time_point latestProgress = Clock::now();
+
  private:
+  static std::string styleName(UIModalPresentationStyle style) {
+    switch (style) {
+      case UIModalPresentationStyle::fullScreen: return "fullScreen";
+      case UIModalPresentationStyle::pageSheet: return "pageSheet";
+      case UIModalPresentationStyle::formSheet: return "formSheet";
+    }
+    return "unknown";
+  }
+
+  static std::string kindOf(const UIViewController& controller) {
+    if (dynamic_cast<const UIAlertController*>(&controller)) return "alert";
+    if (dynamic_cast<const UIImagePickerController*>(&controller)) return "picker";
+    return "controller";
+  }
+
+  static void describe(Json& event, const UIAlertController& alert) {
+    event["title"] = alert.title();
+    event["message"] = alert.message();
+    event["actions"] = Json::array();
+    for (const auto& action : alert.actions()) event["actions"].push_back(action.title);
+  }
+
+  static void describe(Json& event, const UIImagePickerController& picker) {
+    event["sourceType"] = picker.sourceType();
+    event["mediaTypes"] = picker.mediaTypes();
+    event["allowsEditing"] = picker.allowsEditing();
+    event["cameraDevice"] = picker.cameraDevice();
+    event["cameraCaptureMode"] =
+        picker.cameraCaptureMode() == UIImagePickerControllerCameraCaptureMode::video ? "video"
+                                                                                      : "photo";
+    event["modalPresentationStyle"] = styleName(picker.modalPresentationStyle());
+  }
+
   const EventSink sink_;
+  const PlayOptions options_;
+  std::ostream& diagnostics_;
 };
 
 }  // namespace vecamera::device::script

@@ -1,8 +1,6 @@
 #include "device/script/play/PlaySession.h"
 
 #include <algorithm>
-#include <nlohmann/json.hpp>
-#include <ostream>
 #include <set>
 #include <sstream>
 #include <thread>
@@ -10,56 +8,9 @@
 #include "device/camera/PickerInfo.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "device/media/SceneMovie.h"
-#include "device/script/json/JsonValue.h"
-#include "device/script/json/StrictJson.h"
 #include "device/script/play/EventWriter.h"
-#include "device/script/play/PendingReason.h"
 
 namespace vecamera::device::script {
-
-using Clock = std::chrono::steady_clock;
-
-/// Keeps what the reasons of open callbacks depend on, and the time that exports take.
-class PlayerEvents : public EventWriter {
- public:
-  PlayerEvents(EventSink sink, const PlayOptions& options, std::ostream& diagnostics)
-      : EventWriter(std::move(sink)), options_(options), diagnostics_(diagnostics) {}
-  void onAnswerRefused(const container::Callback& callback) override {
-    diagnostics_ << "fault: the callback " << inQuotes(callback.name())
-                 << " was answered again; the container refused that answer\n";
-  }
-  void onPresented(const UIViewController& controller, bool animated) override {
-    const bool isPicker = dynamic_cast<const UIImagePickerController*>(&controller) != nullptr;
-    (isPicker ? history.hasPresentedPicker : history.hasPresentedAlert) = true;
-    EventWriter::onPresented(controller, animated);
-  }
-  void onURLOpened(const URL& url) override {
-    history.settings = CommandHistory::Settings::opened;
-    EventWriter::onURLOpened(url);
-  }
-  void onSettingsUnavailable() override {
-    history.settings = CommandHistory::Settings::unavailable;
-  }
-  void onExportProgress(float progress) override {
-    latestProgress = Clock::now();
-    if (options_.onExportProgress) options_.onExportProgress(progress);
-  }
-  bool isInterrupted() override { return takesTooLong() || wasStopped(); }
-  void onExportFailed(const NSError& error) override {
-    diagnostics_ << "note: the movie's export failed: " << error.localizedDescription() << '\n';
-  }
-  bool wasStopped() const { return options_.isInterrupted && options_.isInterrupted(); }
-  bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
-
-  /// Of the latest `takePicture`.
-  CommandHistory history;
-  /// When the settling began, or an export last made progress: a movie takes its time.
-  Clock::time_point latestProgress = Clock::now();
-
- private:
-  const PlayOptions options_;
-  std::ostream& diagnostics_;
-};
 
 namespace {
 
@@ -71,14 +22,22 @@ std::string secondsText(std::chrono::milliseconds duration) {
   return text.str();
 }
 
-/// Carries out the steps of a script.
 class Steps {
  public:
-  Steps(ScriptedDevice& device, PlayerEvents& events, std::ostream& diagnostics)
+  Steps(ScriptedDevice& device, EventWriter& events, std::ostream& diagnostics)
       : device_(device), events_(events), diagnostics_(diagnostics) {}
 
   Played play(const Step& step) {
-    return std::visit([this](const auto& one) { return this->step(one); }, step);
+    return std::visit(
+        [this](const auto& one) -> Played {
+          if constexpr (std::is_same_v<decltype(this->step(one)), Played>) {
+            return this->step(one);
+          } else {
+            this->step(one);
+            return {};
+          }
+        },
+        step);
   }
 
  private:
@@ -99,19 +58,14 @@ class Steps {
     return *refused;
   }
 
-  Played performCommand(const std::string& selector, const std::string& name, Array arguments) {
+  Played step(const CommandStep& step) {
+    if (step.command == "takePicture") events_.history = {};
     if (!device_.container.plugin())
       return failed("there is no plug-in object; a \"create\" step makes one");
+    const std::string selector = step.command + ":";
     return perform(selector,
-                   {Value(device_.container.makeCallback(name, selector, std::move(arguments)))});
+                   {Value(device_.container.makeCallback(step.as, selector, step.arguments))});
   }
-
-  Played step(const TakePictureStep& step) {
-    events_.history = {};
-    return performCommand("takePicture:", step.as, step.arguments);
-  }
-
-  Played step(const CleanupStep& step) { return performCommand("cleanup:", step.as, {}); }
 
   Played step(const CaptureStep& step) {
     const auto picker = device_.screen.picker();
@@ -207,14 +161,13 @@ class Steps {
     return {};
   }
 
-  Played step(const LocationStep& step) {
+  void step(const LocationStep& step) {
     std::optional<CLLocation> fix;
     if (step.fix) fix = device_.locationOf(*step.fix);
     device_.location.update(fix);
-    return {};
   }
 
-  Played step(const AuthorizeStep& step) {
+  void step(const AuthorizeStep& step) {
     if (step.camera) device_.cameraPermission.decide(*step.camera);
     if (step.photoLibrary) device_.photoPermission.decide(*step.photoLibrary);
     if (step.location) {
@@ -223,23 +176,13 @@ class Steps {
       device_.locationPermission.decide(*step.location);
       if (!wasAllowed) device_.location.deliverFix();
     }
-    return {};
   }
 
-  Played step(const ViewControllerStep& step) {
-    device_.setViewController(step.to);
-    return {};
-  }
+  void step(const ViewControllerStep& step) { device_.setViewController(step.to); }
 
-  Played step(const UrlTransformerStep& step) {
-    device_.setUrlTransformer(step.to);
-    return {};
-  }
+  void step(const UrlTransformerStep& step) { device_.setUrlTransformer(step.to); }
 
-  Played step(const FaultsStep& step) {
-    device_.faults.set(step.to);
-    return {};
-  }
+  void step(const FaultsStep& step) { device_.faults.set(step.to); }
 
   Played step(const CallStep& step) {
     return perform(
@@ -282,15 +225,9 @@ class Steps {
     return {};
   }
 
-  Played step(const ReleaseStep&) {
-    device_.container.release();
-    return {};
-  }
+  void step(const ReleaseStep&) { device_.container.release(); }
 
-  Played step(const CreateStep&) {
-    device_.createPlugin();
-    return {};
-  }
+  void step(const CreateStep&) { device_.createPlugin(); }
 
   Played step(const StateStep&) {
     const auto& plugin = device_.container.plugin();
@@ -310,7 +247,7 @@ class Steps {
     return {};
   }
 
-  Played step(const FilesStep&) {
+  void step(const FilesStep&) {
     const std::string directory = device_.base.temporaryDirectory;
     std::set<std::string> names;
     if (const auto entries = device_.files.enumeratorAtPath(directory)) {
@@ -323,7 +260,6 @@ class Steps {
       }
     }
     events_.write({{"event", "files"}, {"names", names}});
-    return {};
   }
 
   Played step(const LibraryStep&) {
@@ -351,12 +287,11 @@ class Steps {
 
   /// The camera's own movie, upright only when it is turned, as a phone stores it.
   Played recordScene(const UIImagePickerController& picker, double seconds, std::string& file) {
-    media::SceneMovie scene;
-    scene.seconds = seconds;
-    scene.seed = static_cast<std::uint32_t>(picker.cameraDevice() + 1);
-    scene.rotationDegrees = 90;
-    const std::string folder = device_.base.recordings->path();
-    file = folder + "/" + std::to_string(device_.recordedScenes++) + ".mov";
+    const media::SceneMovie scene = {.seconds = seconds,
+                                     .seed = static_cast<std::uint32_t>(picker.cameraDevice() + 1),
+                                     .rotationDegrees = 90};
+    file =
+        device_.base.recordings->path() + "/" + std::to_string(device_.recordedScenes++) + ".mov";
     const auto done =
         media::generateSceneMovie(file, scene, [&events = events_] { return events.wasStopped(); });
     if (!done)
@@ -392,7 +327,7 @@ class Steps {
   }
 
   ScriptedDevice& device_;
-  PlayerEvents& events_;
+  EventWriter& events_;
   std::ostream& diagnostics_;
 };
 
@@ -401,7 +336,7 @@ class Steps {
 PlaySession::PlaySession(const PlayOptions& options, EventSink sink, std::ostream& diagnostics)
     : options_(options),
       diagnostics_(diagnostics),
-      events_(std::make_unique<PlayerEvents>(
+      events_(std::make_unique<EventWriter>(
           [this, sink = std::move(sink)](const Json& event) {
             if (isReporting_) sink(event);
           },
@@ -412,17 +347,15 @@ Result<std::unique_ptr<PlaySession>, ScriptError> PlaySession::make(const Device
                                                                     EventSink sink,
                                                                     std::ostream& diagnostics) {
   std::unique_ptr<PlaySession> session(new PlaySession(options, std::move(sink), diagnostics));
-  auto device = ScriptedDevice::make(setup, *session->events_, session->traceSink());
+  TraceSink trace;
+  if (options.onTrace)
+    trace = [reporting = session.get()](const TraceSpan& span) {
+      if (reporting->isReporting_) reporting->options_.onTrace(span);
+    };
+  auto device = ScriptedDevice::make(setup, *session->events_, std::move(trace));
   if (!device) return std::move(device).failure();
   session->device_ = *std::move(device);
   return session;
-}
-
-TraceSink PlaySession::traceSink() const {
-  if (!options_.onTrace) return {};
-  return [this](const TraceSpan& span) {
-    if (isReporting_) options_.onTrace(span);
-  };
 }
 
 PlaySession::~PlaySession() {
@@ -440,7 +373,7 @@ Result<void, ScriptError> PlaySession::checkProcess() const {
 }
 
 Result<void, ScriptError> PlaySession::settle() {
-  events_->latestProgress = Clock::now();
+  events_->latestProgress = EventWriter::Clock::now();
   for (;;) {
     if (auto checked = checkProcess(); !checked) return checked;
     const bool moved = device_->lanes.step() || device_->lanes.retryWaiting();
@@ -457,7 +390,7 @@ Result<void, ScriptError> PlaySession::settle() {
 }
 
 Result<void, ScriptError> PlaySession::runReadyJobs() {
-  events_->latestProgress = Clock::now();
+  events_->latestProgress = EventWriter::Clock::now();
   while (device_->lanes.step() || device_->lanes.retryWaiting()) {
     if (events_->wasStopped()) return failed("interrupted");
     if (auto checked = checkProcess(); !checked) return checked;
@@ -482,6 +415,30 @@ void PlaySession::reportOpenCallbacks() {
 
 void PlaySession::reportFailure(std::size_t step, const ScriptError& error) {
   events_->write({{"event", "failed"}, {"step", step}, {"why", error.message()}});
+}
+
+Result<PlayResult, ScriptError> playScriptAsJson(const Script& script, const PlayOptions& options,
+                                                 EventSink sink, std::ostream& diagnostics) {
+  auto made = PlaySession::make(script.device, options, std::move(sink), diagnostics);
+  if (!made) return std::move(made).failure();
+  auto& session = **made;
+  for (std::size_t i = 0; i < script.steps.size(); ++i) {
+    const auto& [step, settles] = script.steps[i];
+    auto played = session.play(step);
+    if (played) played = settles ? session.settle() : session.checkProcess();
+    if (played) continue;
+    session.reportFailure(i, played.error());
+    return PlayResult::failed;
+  }
+  session.reportOpenCallbacks();
+  return PlayResult::finished;
+}
+
+Result<PlayResult, ScriptError> playScript(const Script& script, const PlayOptions& options,
+                                           const std::function<void(std::string_view)>& onLine,
+                                           std::ostream& diagnostics) {
+  return playScriptAsJson(
+      script, options, [&onLine](const Json& event) { onLine(toLine(event)); }, diagnostics);
 }
 
 }  // namespace vecamera::device::script

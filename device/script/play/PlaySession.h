@@ -1,31 +1,19 @@
 #pragma once
 
-#include <chrono>
-#include <functional>
-#include <iosfwd>
-#include <memory>
-#include <optional>
-#include <string>
-
 #include "device/script/assembly/ScriptedDevice.h"
-#include "device/script/play/EventWriter.h"
+#include "device/script/json/StrictJson.h"
+#include "device/script/play/Player.h"
 
 namespace vecamera::device::script {
 
-class PlayerEvents;
+class EventWriter;
 
-struct PlayOptions {
-  /// How long one settling may take.
-  std::chrono::milliseconds limit{30000};
-  /// Asked between jobs; true ends the play as a failure, with everything cleaned up. Empty: never.
-  std::function<bool()> isInterrupted{};
-  /// Notified how far the running export of a movie is, from 0 to 1, on one thread at a time. May
-  /// be empty.
-  std::function<void(float)> onExportProgress{};
-  /// Notified of the services that the plug-in used, on one thread at a time. May be empty; it
-  /// changes no event.
-  TraceSink onTrace{};
-};
+/// Takes one event, a JSON object. Whoever writes it uses `toLine`.
+using EventSink = std::function<void(const Json& event)>;
+
+/// `playScript`, with the events as they are before they are lines.
+Result<PlayResult, ScriptError> playScriptAsJson(const Script& script, const PlayOptions& options,
+                                                 EventSink sink, std::ostream& diagnostics);
 
 /// A device that is played step by step: by a script's player, or by whoever takes the user's place
 /// in front of a screen. One thread conducts a session; the sink and the diagnostics are used while
@@ -34,7 +22,6 @@ struct PlayOptions {
 /// The device has *settled* when no job is left to run and none waits for the world outside.
 class PlaySession {
  public:
-  /// The device, set up.
   static Result<std::unique_ptr<PlaySession>, ScriptError> make(const DeviceSetup& setup,
                                                                 const PlayOptions& options,
                                                                 EventSink sink,
@@ -57,22 +44,19 @@ class PlaySession {
   std::optional<std::string> waitingFor() const;
   /// Why the callback has no answer, in plain words.
   std::string pendingReason(const container::Callback& callback) const;
-  /// Reports every callback that has no answer.
   void reportOpenCallbacks();
-  /// Reports that a step could not be played.
   void reportFailure(std::size_t step, const ScriptError& error);
 
   ScriptedDevice& device() { return *device_; }
 
  private:
   PlaySession(const PlayOptions& options, EventSink sink, std::ostream& diagnostics);
-  TraceSink traceSink() const;
 
   const PlayOptions options_;
   std::ostream& diagnostics_;
   /// The end of the device is no part of the play.
   bool isReporting_ = true;
-  std::unique_ptr<PlayerEvents> events_;
+  std::unique_ptr<EventWriter> events_;
   std::unique_ptr<ScriptedDevice> device_;
 };
 

@@ -1,10 +1,30 @@
 #pragma once
 
-#include "device/script/play/PlaySession.h"
+#include <chrono>
+#include <functional>
+#include <iosfwd>
+#include <string_view>
+
+#include "device/script/assembly/TraceSpan.h"
+#include "device/script/json/ScriptError.h"
+#include "device/script/script/Script.h"
 
 namespace vecamera::device::script {
 
-enum class PlayOutcome {
+struct PlayOptions {
+  /// How long one settling may take.
+  std::chrono::milliseconds limit{30000};
+  /// Asked between jobs; true ends the play as a failure, with everything cleaned up. Empty: never.
+  std::function<bool()> isInterrupted{};
+  /// Notified how far the running export of a movie is, from 0 to 1, on one thread at a time. May
+  /// be empty.
+  std::function<void(float)> onExportProgress{};
+  /// Notified of the services that the plug-in used, on one thread at a time. May be empty; it
+  /// changes no event.
+  TraceSink onTrace{};
+};
+
+enum class PlayResult {
   /// The script was played to its end.
   finished,
   /// A step could not be played; the last event says why.
@@ -12,9 +32,11 @@ enum class PlayOutcome {
 };
 
 /// Sets the device up, plays the steps against the real module, and reports what the device, the
-/// container and the page saw, in order. The sink is called on one thread at a time. Diagnostics
-/// get lines for people. An error: the device cannot be set up, so nothing was played.
-Result<PlayOutcome, ScriptError> playScript(const Script& script, const PlayOptions& options,
-                                            EventSink sink, std::ostream& diagnostics);
+/// container and the page saw, in order: each event is a JSON object in one line, without its line
+/// end, and `onLine` is called on one thread at a time. Diagnostics get lines for people. An error:
+/// the device cannot be set up, so nothing was played.
+Result<PlayResult, ScriptError> playScript(const Script& script, const PlayOptions& options,
+                                           const std::function<void(std::string_view)>& onLine,
+                                           std::ostream& diagnostics);
 
 }  // namespace vecamera::device::script

@@ -2,7 +2,6 @@
 #include <charconv>
 #include <cmath>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <set>
 
 #include "device/foundation/Dates.h"

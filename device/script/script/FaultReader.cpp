@@ -10,23 +10,20 @@ struct FaultKind {
   Keys keys;
 };
 
-const std::vector<FaultKind>& faultKinds() {
-  using enum FaultPoint;
-  static const std::vector<FaultKind> kinds = {
-      {"performChanges", performChanges, {"error", "returns", "noPlaceholder"}},
-      {"requestImageData", requestImageData, {"returns"}},
-      {"createFile", createFile, {"error"}},
-      {"writeFile", writeFile, {"error"}},
-      {"removeItem", removeItem, {"path", "error"}},
-      {"enumerator", enumerator, {"returns"}},
-      {"jpegEncoder", jpegEncoder, {"returns"}},
-      {"pngEncoder", pngEncoder, {"returns"}},
-      {"bitmapContext", bitmapContext, {"returns"}},
-      {"settingsURL", settingsURL, {"returns"}},
-      {"export", exportMovie, {"error"}},
-  };
-  return kinds;
-}
+using enum FaultPoint;
+const std::vector<FaultKind> faultKinds = {
+    {"performChanges", performChanges, {"error", "returns", "noPlaceholder"}},
+    {"requestImageData", requestImageData, {"returns"}},
+    {"createFile", createFile, {"error"}},
+    {"writeFile", writeFile, {"error"}},
+    {"removeItem", removeItem, {"path", "error"}},
+    {"enumerator", enumerator, {"returns"}},
+    {"jpegEncoder", jpegEncoder, {"returns"}},
+    {"pngEncoder", pngEncoder, {"returns"}},
+    {"bitmapContext", bitmapContext, {"returns"}},
+    {"settingsURL", settingsURL, {"returns"}},
+    {"export", exportMovie, {"error"}},
+};
 
 void readReturns(const JsonNode& node, Fault& fault) {
   if (fault.at != FaultPoint::performChanges) {
@@ -42,7 +39,7 @@ Fault readFault(const JsonNode& node) {
   Fault fault;
   const JsonFields fields(node);
   const auto at = fields.require("at");
-  const auto* kind = at ? readKind(*at, faultKinds()) : nullptr;
+  const auto* kind = at ? readKind(*at, faultKinds) : nullptr;
   if (kind == nullptr) return fault;
   fault.at = kind->at;
   fields.allowOnly(joined({"at", "times"}, kind->keys));

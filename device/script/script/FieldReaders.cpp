@@ -9,28 +9,18 @@ namespace {
 
 /// The statuses that every permission has. Only the photo library's has the fifth.
 template <class E>
-constexpr std::pair<std::string_view, E> statuses[] = {{"notDetermined", E::notDetermined},
+std::vector<std::pair<std::string_view, E>> statuses() {
+  std::vector<std::pair<std::string_view, E>> names = {{"notDetermined", E::notDetermined},
                                                        {"restricted", E::restricted},
                                                        {"denied", E::denied},
                                                        {"authorized", E::authorized}};
-template <>
-constexpr std::pair<std::string_view, PHAuthorizationStatus> statuses<PHAuthorizationStatus>[] = {
-    {"notDetermined", PHAuthorizationStatus::notDetermined},
-    {"restricted", PHAuthorizationStatus::restricted},
-    {"denied", PHAuthorizationStatus::denied},
-    {"authorized", PHAuthorizationStatus::authorized},
-    {"limited", PHAuthorizationStatus::limited}};
-
-template <class E>
-std::string_view nameOfStatus(E status) {
-  for (const auto& [name, value] : statuses<E>)
-    if (value == status) return name;
-  return "";
+  if constexpr (std::same_as<E, PHAuthorizationStatus>) names.emplace_back("limited", E::limited);
+  return names;
 }
 
 template <class E>
 void readStatus(const JsonFields& fields, std::string_view key, std::optional<E>& status) {
-  if (const auto node = fields.find(key)) status = readEnum<E>(*node, statuses<E>);
+  if (const auto node = fields.find(key)) status = readEnum<E>(*node, statuses<E>());
 }
 
 double readAltitude(const JsonNode& node) {
@@ -43,15 +33,15 @@ double readAltitude(const JsonNode& node) {
 
 }  // namespace
 
-std::string_view nameOf(AVAuthorizationStatus status) {
-  return nameOfStatus(status);
+template <class Status>
+std::string_view nameOf(Status status) {
+  for (const auto& [name, value] : statuses<Status>())
+    if (value == status) return name;
+  return "";
 }
-std::string_view nameOf(PHAuthorizationStatus status) {
-  return nameOfStatus(status);
-}
-std::string_view nameOf(location::LocationAuthorization status) {
-  return nameOfStatus(status);
-}
+template std::string_view nameOf(AVAuthorizationStatus status);
+template std::string_view nameOf(PHAuthorizationStatus status);
+template std::string_view nameOf(location::LocationAuthorization status);
 
 Date readDate(const JsonNode& node) {
   const auto text = node.text();

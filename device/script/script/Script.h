@@ -9,7 +9,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <variant>
 #include <vector>
 
@@ -25,7 +24,6 @@
 /// absolute, texts are valid UTF-8, and whatever the script left out has its default.
 namespace vecamera::device::script {
 
-/// One fix.
 struct Fix {
   /// In degrees, north and east positive.
   double latitude = 0;
@@ -53,7 +51,6 @@ struct UrlTransformerSetup {
   std::string to;
 };
 
-/// Where a fault strikes.
 enum class FaultPoint {
   performChanges,
   requestImageData,
@@ -84,10 +81,10 @@ struct Fault {
   std::optional<std::string> path;
 };
 
-// The names that scripts give to what the user allows.
-std::string_view nameOf(AVAuthorizationStatus status);
-std::string_view nameOf(PHAuthorizationStatus status);
-std::string_view nameOf(location::LocationAuthorization status);
+/// The name that scripts give to what the user allows: an authorization status of camera, photo
+/// library or location.
+template <class Status>
+std::string_view nameOf(Status status);
 
 struct AuthorizationSetup {
   AVAuthorizationStatus camera = AVAuthorizationStatus::authorized;
@@ -157,17 +154,14 @@ struct DeviceSetup {
   std::optional<unsigned> pictureThreads;
 };
 
-/// The container calls `takePicture:`.
-struct TakePictureStep {
+/// The container calls a page command of the plug-in.
+struct CommandStep {
+  /// "takePicture" or "cleanup"; the selector is this with a colon.
+  std::string command;
   /// The callback's name in the events.
   std::string as;
   /// A null value is an empty slot.
   Array arguments;
-};
-
-/// The container calls `cleanup:`.
-struct CleanupStep {
-  std::string as;
 };
 
 /// The user takes a picture or a movie with the camera picker on screen and uses it.
@@ -282,20 +276,14 @@ struct FilesStep {};
 struct LibraryStep {};
 
 using Step =
-    std::variant<TakePictureStep, CleanupStep, CaptureStep, PickStep, CancelStep, TapStep,
-                 AnswerStep, LocationStep, AuthorizeStep, ViewControllerStep, UrlTransformerStep,
-                 FaultsStep, CallStep, AdvanceStep, RemoveStep, AddAssetStep, RemoveAssetStep,
-                 ReleaseStep, CreateStep, StateStep, FilesStep, LibraryStep>;
+    std::variant<CommandStep, CaptureStep, PickStep, CancelStep, TapStep, AnswerStep, LocationStep,
+                 AuthorizeStep, ViewControllerStep, UrlTransformerStep, FaultsStep, CallStep,
+                 AdvanceStep, RemoveStep, AddAssetStep, RemoveAssetStep, ReleaseStep, CreateStep,
+                 StateStep, FilesStep, LibraryStep>;
 
 /// Whether the container hands out a callback for the step, which stays open until it is answered.
 inline bool opensCallback(const Step& step) {
-  return std::visit(
-      [](const auto& kind) {
-        return requires {
-          kind.as;
-        };
-      },
-      step);
+  return std::holds_alternative<CommandStep>(step);
 }
 
 struct ScriptStep {

@@ -3,12 +3,12 @@
 #include <fcntl.h>
 
 #include <cerrno>
-#include <nlohmann/json.hpp>
 
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/foundation/files/Folders.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "device/script/script/FieldReaders.h"
+#include "device/script/script/ScriptJson.h"
 
 namespace vecamera::device::script {
 namespace {
@@ -84,10 +84,9 @@ Result<ScriptStep, ScriptError> stepFromJson(const Json& step, const fs::path& f
   return readWhole(step, {fs::absolute(folder), scope, {}}, readStep);
 }
 
-Result<Script, ScriptError> parseScript(std::string_view text, const fs::path& folder,
-                                        FileScope scope) {
+Result<Script, ScriptError> parseScript(std::string_view text, const fs::path& folder) {
   const auto document = parseStrictJson(text);
-  return document ? scriptFromJson(*document, folder, scope) : document.failure();
+  return document ? scriptFromJson(*document, folder) : document.failure();
 }
 
 Result<Script, ScriptError> readScript(const fs::path& path) {

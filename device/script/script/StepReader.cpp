@@ -1,7 +1,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <nlohmann/json.hpp>
 
 #include "device/script/json/JsonValue.h"
 #include "device/script/script/FieldReaders.h"
@@ -9,7 +8,6 @@
 namespace vecamera::device::script {
 namespace {
 
-/// The text under the key, which must be there.
 std::string requiredText(const JsonFields& fields, std::string_view key) {
   const auto node = fields.require(key);
   return node ? node->text() : std::string();
@@ -45,15 +43,11 @@ bool readFlag(const JsonFields& fields, std::string_view key) {
   return node ? node->boolean() : true;
 }
 
-Step readTakePicture(const JsonFields& fields) {
-  TakePictureStep step{requiredText(fields, "as"), {}};
+Step readCommand(const JsonFields& fields) {
+  CommandStep step{requiredText(fields, "do"), requiredText(fields, "as"), {}};
   if (const auto arguments = fields.find("arguments"))
     step.arguments = readList(*arguments, readValue);
   return step;
-}
-
-Step readCleanup(const JsonFields& fields) {
-  return CleanupStep{requiredText(fields, "as")};
 }
 
 /// The length of a generated movie, {"seconds": N}.
@@ -86,10 +80,6 @@ Step readCapture(const JsonFields& fields) {
 Step readPick(const JsonFields& fields) {
   return PickStep{requiredText(fields, "asset"), readCrop(fields), readInfo(fields),
                   readFlag(fields, "referenceURL"), readFlag(fields, "phAsset")};
-}
-
-Step readTap(const JsonFields& fields) {
-  return TapStep{requiredText(fields, "action")};
 }
 
 Step readAnswer(const JsonFields& fields) {
@@ -140,11 +130,7 @@ Step readAuthorize(const JsonFields& fields) {
 template <class T, auto read>
 Step readTo(const JsonFields& fields) {
   const auto to = fields.require("to");
-  return to ? T{read(*to)} : T{};
-}
-
-bool readBoolean(const JsonNode& node) {
-  return node.boolean();
+  return to ? T{std::invoke(read, *to)} : T{};
 }
 
 const Keys selectors = {"tempFilePath:",   "getLocalizingString:",
@@ -200,8 +186,10 @@ Step readAddAsset(const JsonFields& fields) {
   return step;
 }
 
-Step readRemoveAsset(const JsonFields& fields) {
-  return RemoveAssetStep{requiredText(fields, "asset")};
+/// A step whose one key is that text.
+template <class T>
+auto readText(std::string_view key) {
+  return [key](const JsonFields& fields) -> Step { return T{requiredText(fields, key)}; };
 }
 
 template <class T>
@@ -213,28 +201,28 @@ struct StepKind {
   std::string_view name;
   /// The keys beside "do" and "settle".
   Keys keys;
-  Step (*read)(const JsonFields&);
+  std::function<Step(const JsonFields&)> read;
 };
 
 const std::vector<StepKind>& stepKinds() {
   static const std::vector<StepKind> kinds = {
-      {"takePicture", {"as", "arguments"}, readTakePicture},
-      {"cleanup", {"as"}, readCleanup},
+      {"takePicture", {"as", "arguments"}, readCommand},
+      {"cleanup", {"as"}, readCommand},
       {"capture", {"photo", "movie", "crop", "metadata", "info"}, readCapture},
       {"pick", {"asset", "crop", "info", "referenceURL", "phAsset"}, readPick},
       {"cancel", {}, readBare<CancelStep>},
-      {"tap", {"action"}, readTap},
+      {"tap", {"action"}, readText<TapStep>("action")},
       {"answer", {"prompt", "with"}, readAnswer},
       {"location", joined(fixKeys, {"to", "location", "fix"}), readLocation},
       {"authorize", joined(authorizationKeys, {"to", "authorization"}), readAuthorize},
-      {"viewController", {"to"}, readTo<ViewControllerStep, readBoolean>},
+      {"viewController", {"to"}, readTo<ViewControllerStep, &JsonNode::boolean>},
       {"urlTransformer", {"to"}, readTo<UrlTransformerStep, readUrlTransformer>},
       {"faults", {"to"}, readTo<FaultsStep, readFaults>},
       {"call", {"selector", "argument"}, readCall},
       {"advance", {"seconds"}, readAdvance},
       {"remove", {"file"}, readRemove},
       {"addAsset", {"file", "id"}, readAddAsset},
-      {"removeAsset", {"asset"}, readRemoveAsset},
+      {"removeAsset", {"asset"}, readText<RemoveAssetStep>("asset")},
       {"release", {}, readBare<ReleaseStep>},
       {"create", {}, readBare<CreateStep>},
       {"state", {}, readBare<StateStep>},

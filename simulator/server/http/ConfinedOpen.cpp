@@ -12,55 +12,47 @@
 namespace vecamera::simulator {
 namespace {
 
-using device::foundation::Descriptor;
-
 // Opening must neither wait for a pipe's other end nor take a terminal.
 constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
 
-using device::foundation::FileResult;
-
 /// One name at a time, without following any link, for systems without `openat2`.
-FileResult<Descriptor> openStepwise(FileResult<Descriptor> folder,
-                                    std::span<const std::string> names) {
+foundation::FileResult<foundation::Descriptor> openStepwise(
+    foundation::FileResult<foundation::Descriptor> folder, std::span<const std::string> names) {
   for (std::size_t i = 0; i < names.size() && folder; ++i) {
     const int kind = i + 1 < names.size() ? O_DIRECTORY : 0;
-    folder = device::foundation::openAt(folder->number(), names[i], flags | O_NOFOLLOW | kind);
+    folder = foundation::openAt(folder->number(), names[i], flags | O_NOFOLLOW | kind);
   }
   return folder;
 }
 
-FileResult<Descriptor> openNames(const std::filesystem::path& path,
-                                 std::span<const std::string> names) {
-  auto folder =
-      device::foundation::openFolderAt(AT_FDCWD, path, device::foundation::LastLink::follow);
+foundation::FileResult<foundation::Descriptor> openNames(const std::filesystem::path& path,
+                                                         std::span<const std::string> names) {
+  auto folder = foundation::openFolderAt(AT_FDCWD, path, foundation::LastLink::follow);
   if (!folder || names.empty()) return folder;
   std::string relative;
   for (const auto& name : names) {
-    if (name.find('\0') != std::string::npos) return device::foundation::fileFailure(ENOENT);
+    if (name.find('\0') != std::string::npos) return foundation::fileFailure(ENOENT);
     relative += (relative.empty() ? "" : "/") + name;
   }
   open_how how{};
   how.flags = flags | O_CLOEXEC;
   how.resolve = RESOLVE_BENEATH | RESOLVE_NO_MAGICLINKS;
-  Descriptor found(
+  foundation::Descriptor found(
       static_cast<int>(syscall(SYS_openat2, folder->number(), relative.c_str(), &how, sizeof how)));
   if (found) return found;
   if (errno == ENOSYS || errno == EPERM) return openStepwise(std::move(folder), names);
-  return device::foundation::fileFailure();
+  return foundation::fileFailure();
 }
 
 }  // namespace
 
-std::optional<OpenedFile> openConfined(const std::filesystem::path& folder,
-                                       std::span<const std::string> names) {
+std::optional<ConfinedFile> openConfined(const std::filesystem::path& folder,
+                                         std::span<const std::string> names) {
   auto found = openNames(folder, names);
   struct stat seen {};
   if (!found || fstat(found->number(), &seen) != 0 || !S_ISREG(seen.st_mode)) return std::nullopt;
-  OpenedFile file;
-  file.descriptor = *std::move(found);
-  file.bytes = static_cast<std::uint64_t>(seen.st_size);
-  file.modifiedNs = std::int64_t{seen.st_mtim.tv_sec} * 1'000'000'000 + seen.st_mtim.tv_nsec;
-  return file;
+  return ConfinedFile{*std::move(found), static_cast<std::uint64_t>(seen.st_size),
+                      std::int64_t{seen.st_mtim.tv_sec} * 1'000'000'000 + seen.st_mtim.tv_nsec};
 }
 
 bool isFolderConfined(const std::filesystem::path& folder, std::span<const std::string> names) {

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <charconv>
-#include <nlohmann/json.hpp>
 
-#include "device/script/json/StrictJson.h"
+#include "device/foundation/Urls.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
@@ -18,17 +17,60 @@ std::optional<std::uint64_t> parseNumber(std::string_view text) {
   return number;
 }
 
+/// Takes the part of the text up to the separator off its front.
+std::string_view takeUntil(std::string_view& text, char separator) {
+  const auto end = text.find(separator);
+  const auto part = text.substr(0, end);
+  text.remove_prefix(end == std::string_view::npos ? text.size() : end + 1);
+  return part;
+}
+
+bool isName(const std::string& segment) {
+  if (segment.empty() || segment == "." || segment == "..") return false;
+  return std::none_of(segment.begin(), segment.end(), [](char c) {
+    return c == '/' || c == '\\' || static_cast<unsigned char>(c) < 0x20 || c == 0x7f;
+  });
+}
+
+bool readQuery(std::string_view text, RequestTarget& target) {
+  while (!text.empty()) {
+    auto item = takeUntil(text, '&');
+    // Forms write a space as a plus.
+    std::string plain(item);
+    std::replace(plain.begin(), plain.end(), '+', ' ');
+    item = plain;
+    const auto key = foundation::removingPercentEncoding(takeUntil(item, '='));
+    const auto value = foundation::removingPercentEncoding(item);
+    if (!key || !value) return false;
+    target.query.emplace(*key, *value);
+  }
+  return true;
+}
+
 }  // namespace
 
-Response jsonResponse(std::string text) {
-  return {
-      200, {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}}, std::move(text)};
+std::optional<RequestTarget> parseTarget(std::string_view text) {
+  RequestTarget target;
+  auto path = takeUntil(text, '?');
+  if (!readQuery(text, target) || !path.starts_with('/')) return std::nullopt;
+  path.remove_prefix(1);
+  target.isFolder = path.empty() || path.back() == '/';
+  while (!path.empty()) {
+    auto segment = foundation::removingPercentEncoding(takeUntil(path, '/'));
+    if (!segment || !isName(*segment)) return std::nullopt;
+    target.segments.push_back(*std::move(segment));
+  }
+  return target;
+}
+
+Response jsonResponse(const Json& content, unsigned status) {
+  return {status,
+          {{"Content-Type", "application/json"}, {"Cache-Control", "no-store"}},
+          toLine(content)};
 }
 
 Response errorResponse(unsigned status, std::string_view why) {
-  auto response = jsonResponse(device::script::toLine({{"error", why}}));
-  response.status = status;
-  return response;
+  return jsonResponse({{"error", why}}, status);
 }
 
 Response textResponse(std::string_view text) {
@@ -36,7 +78,7 @@ Response textResponse(std::string_view text) {
       200, {{"Content-Type", "text/plain; charset=utf-8"}, {"Cache-Control", "no-store"}}, text};
 }
 
-Response fileResponse(OpenedFile file, std::string_view name, std::string_view cacheControl) {
+Response fileResponse(ConfinedFile file, std::string_view name, std::string_view cacheControl) {
   Response response;
   response.fields = {{"Content-Type", std::string(contentTypeOf(name))},
                      {"Cache-Control", std::string(cacheControl)}};

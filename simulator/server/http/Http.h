@@ -2,7 +2,9 @@
 
 #include <cstdint>
 #include <functional>
+#include <map>
 #include <memory>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,13 +33,31 @@ struct Request {
   bool isWebSocket = false;
 };
 
+/// What a request asks for, decoded once.
+struct RequestTarget {
+  /// Names only: none is empty, "." or "..", none holds a slash, a backslash or a control
+  /// character, however they were written.
+  std::vector<std::string> segments;
+  /// Whether the path ended in a slash.
+  bool isFolder = false;
+  std::map<std::string, std::string, std::less<>> query;
+
+  std::string queryValue(std::string_view key) const {
+    const auto found = query.find(key);
+    return found == query.end() ? std::string() : found->second;
+  }
+};
+
+/// Nothing for a target that is no path of the kind above.
+std::optional<RequestTarget> parseTarget(std::string_view target);
+
 using HeaderFields = std::vector<std::pair<std::string, std::string>>;
 
 struct Response {
   unsigned status = 200;
   HeaderFields fields;
   /// Text, bytes that live as long as the program, or a whole file.
-  std::variant<std::string, std::string_view, OpenedFile> body;
+  std::variant<std::string, std::string_view, ConfinedFile> body;
 };
 
 /// Takes the content of a request. On the server's thread.
@@ -77,7 +97,6 @@ class MessageHandler {
 /// Takes time, so it is made apart from the server's thread.
 using DeferredResponse = std::function<Response()>;
 
-/// What a request leads to.
 using Reaction = std::variant<Response, DeferredResponse, std::unique_ptr<Upload>,
                               std::shared_ptr<MessageHandler>>;
 
@@ -93,12 +112,12 @@ class Site {
 /// `{"error": WHY}`.
 Response errorResponse(unsigned status, std::string_view why);
 
-Response jsonResponse(std::string text);
+Response jsonResponse(const Json& content, unsigned status = 200);
 /// Text that lives as long as the program.
 Response textResponse(std::string_view text);
 
 /// The file under its name's content type. `cacheControl` is that field's value.
-Response fileResponse(OpenedFile file, std::string_view name, std::string_view cacheControl);
+Response fileResponse(ConfinedFile file, std::string_view name, std::string_view cacheControl);
 
 /// The same for media, which are only ever looked at, whatever they hold.
 Response sandboxed(Response response);

@@ -41,16 +41,14 @@ std::optional<Request> requestOf(const Parser::value_type& message) {
   const auto field = [&message](http::field name) { return std::string(message[name]); };
   if (message.count(http::field::host) != 1 || message.count(http::field::origin) > 1)
     return std::nullopt;
-  Request request;
-  request.method = methodOf(message.method());
-  request.target = std::string(message.target());
-  request.host = field(http::field::host);
-  request.origin = field(http::field::origin);
-  request.cookie = field(http::field::cookie);
-  request.ifNoneMatch = field(http::field::if_none_match);
-  request.range = field(http::field::range);
-  request.isWebSocket = beast::websocket::is_upgrade(message);
-  return request;
+  return Request{.method = methodOf(message.method()),
+                 .target = std::string(message.target()),
+                 .host = field(http::field::host),
+                 .origin = field(http::field::origin),
+                 .cookie = field(http::field::cookie),
+                 .ifNoneMatch = field(http::field::if_none_match),
+                 .range = field(http::field::range),
+                 .isWebSocket = beast::websocket::is_upgrade(message)};
 }
 
 /// Of a response whose body is no file.
@@ -144,13 +142,9 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   }
 
   void onPiece(Error error) {
-    if (error == http::error::body_limit) {
-      upload_.reset();
-      return refuseContent();
-    }
     if (error && error != http::error::need_buffer) {
       upload_.reset();
-      return close();
+      return error == http::error::body_limit ? refuseContent() : close();
     }
     const auto bytes = piece_.size() - parser_->get().body().size;
     if (!upload_->write({piece_.data(), bytes})) return finishUpload();
@@ -163,7 +157,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void respond(Response response) {
     response_ = std::move(response);
     auto status = response_.status;
-    const auto* file = std::get_if<OpenedFile>(&response_.body);
+    const auto* file = std::get_if<ConfinedFile>(&response_.body);
     part_ = {0, file != nullptr ? file->bytes : textOf(response_).size()};
     header_ = {};
     const auto* tag = fieldOf(response_, "ETag");
@@ -191,10 +185,6 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     header_.keep_alive(!isLast_);
     if (status != 304) header_.content_length(part_.length);
     if (parser_->get().method() == http::verb::head) part_.length = 0;
-    sendHeader();
-  }
-
-  void sendHeader() {
     serializer_.emplace(header_);
     stream_.expires_after(network_.limits.bodyTimeout);
     http::async_write_header(stream_, *serializer_,
@@ -209,7 +199,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     const auto wanted =
         static_cast<std::size_t>(std::min<std::uint64_t>(part_.length, bufferBytes));
     const char* bytes = piece_.data();
-    if (const auto* file = std::get_if<OpenedFile>(&response_.body)) {
+    if (const auto* file = std::get_if<ConfinedFile>(&response_.body)) {
       const auto read =
           pread(file->descriptor.number(), piece_.data(), wanted, static_cast<off_t>(part_.begin));
       // The file has shrunk. The length was promised, so closing is the only sign that is left.

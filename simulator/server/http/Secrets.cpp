@@ -9,10 +9,10 @@
 namespace vecamera::simulator {
 namespace {
 
-template <std::size_t N>
-std::array<unsigned char, N> randomBytes() {
-  std::array<unsigned char, N> bytes;
-  if (getentropy(bytes.data(), N) != 0)
+template <class Bytes>
+Bytes randomBytes() {
+  Bytes bytes;
+  if (getentropy(&bytes, sizeof bytes) != 0)
     throw std::system_error(errno, std::generic_category(), "getentropy");
   return bytes;
 }
@@ -22,7 +22,7 @@ std::array<unsigned char, N> randomBytes() {
 std::string randomToken() {
   constexpr std::string_view digits = "0123456789abcdef";
   std::string token;
-  for (const auto byte : randomBytes<16>()) {
+  for (const auto byte : randomBytes<std::array<unsigned char, 16>>()) {
     token += digits[byte >> 4U];
     token += digits[byte & 15U];
   }
@@ -30,9 +30,7 @@ std::string randomToken() {
 }
 
 std::uint64_t randomSeed() {
-  std::uint64_t seed = 0;
-  for (const auto byte : randomBytes<8>()) seed = seed << 8U | byte;
-  return seed >> 11U;
+  return randomBytes<std::uint64_t>() >> 11U;
 }
 
 bool sameSecret(std::string_view given, std::string_view wanted) {

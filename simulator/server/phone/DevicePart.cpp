@@ -5,14 +5,12 @@
 #include <utility>
 
 #include "device/foundation/files/Descriptor.h"
-#include "device/script/json/StrictJson.h"
-#include "device/script/script/ScriptReader.h"
+#include "device/script/script/ScriptJson.h"
 
 namespace vecamera::simulator {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 /// Takes the key out of the object; null where it is not there.
 Json take(Json& object, std::string_view key) {
@@ -27,18 +25,18 @@ Json take(Json& object, std::string_view key) {
 
 Result<DevicePart> readDevicePart(const fs::path& file) {
   const auto name = file.string();
-  const auto opened = device::foundation::openAt(AT_FDCWD, file, O_RDONLY);
-  const auto read = opened ? device::foundation::readAll(*opened) : opened.failure();
+  const auto opened = foundation::openAt(AT_FDCWD, file, O_RDONLY);
+  const auto read = opened ? foundation::readAll(*opened) : opened.failure();
   if (!read) return failed(name, "it cannot be read; check the name and its permissions");
   const std::string text(read->bytes().begin(), read->bytes().end());
-  auto parsed = device::script::parseStrictJson(text);
+  auto parsed = script::parseStrictJson(text);
   if (!parsed) return failed(name, parsed.error().message());
   auto& script = *parsed;
   if (!script.is_object() || !script.contains("device"))
     return failed(name, "it has no \"device\" part");
   script["steps"] = Json::array();
   const auto folder = fs::absolute(file).parent_path();
-  if (const auto checked = device::script::scriptFromJson(script, folder); !checked)
+  if (const auto checked = script::scriptFromJson(script, folder); !checked)
     return failed(name, checked.error().message());
 
   DevicePart part;
@@ -67,13 +65,12 @@ Result<> checkRequestedPart(const Json& device) {
   return {};
 }
 
-Result<device::script::Script> scriptOf(const DevicePart& part) {
+Result<script::Script> scriptOf(const DevicePart& part) {
   Json device = part.requested;
   device.update(part.serverOwned);
   if (part.library) device["library"] = *part.library;
   // Names of files are absolute by now.
-  return device::script::scriptFromJson({{"device", std::move(device)}, {"steps", Json::array()}},
-                                        "/");
+  return script::scriptFromJson({{"device", std::move(device)}, {"steps", Json::array()}}, "/");
 }
 
 }  // namespace vecamera::simulator

@@ -6,24 +6,17 @@
 #include <cerrno>
 #include <utility>
 
+#include "device/foundation/Base64.h"
 #include "device/foundation/files/Folders.h"
-#include "device/script/json/JsonValue.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
 
-MediaFolder::MediaFolder(std::filesystem::path folder, MediaLimits limits)
-    : folder_(std::move(folder)), limits_(limits) {}
-
-MediaFolder::Writer::Writer(MediaFolder& folder, std::string name,
-                            device::foundation::Descriptor file)
-    : folder_(folder), name_(std::move(name)), file_(std::move(file)) {}
-
 MediaFolder::Writer::~Writer() {
   if (name_.empty()) return;
   unlink((folder_.folder_ / name_).c_str());
-  folder_.release(bytes_);
   const std::lock_guard lock(folder_.mutex_);
+  folder_.totalBytes_ -= bytes_;
   --folder_.unfinished_;
 }
 
@@ -36,7 +29,7 @@ Result<> MediaFolder::Writer::write(std::span<const char> bytes) {
                   " MiB of media already; restart the device, or open another tab for a fresh "
                   "one");
   bytes_ += bytes.size();
-  if (device::foundation::writeAll(file_, std::as_bytes(bytes))) return {};
+  if (foundation::writeAll(file_, std::as_bytes(bytes))) return {};
   hasDiskFailed_ = true;
   return failed("the file cannot be written; is the disk full?");
 }
@@ -54,11 +47,11 @@ Result<std::unique_ptr<MediaFolder::Writer>> MediaFolder::begin(std::string_view
   if (!extension.empty()) extension.insert(0, 1, '.');
   const std::lock_guard lock(mutex_);
   if (files_.size() + unfinished_ >= limits_.files) return refusal;
-  if (!device::foundation::makePrivateFolder(folder_ / "media")) return refusal;
+  if (!foundation::makePrivateFolder(folder_ / "media")) return refusal;
   while (true) {
     auto name = "media/" + std::to_string(++number_) + extension;
-    auto file = device::foundation::openAt(AT_FDCWD, folder_ / name,
-                                           O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
+    auto file = foundation::openAt(AT_FDCWD, folder_ / name,
+                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW, 0600);
     if (!file && file.error().code == EEXIST) continue;
     if (!file) return refusal;
     ++unfinished_;
@@ -81,10 +74,9 @@ Result<HeldFile> MediaFolder::hold(std::string_view nameOrDataUrl) {
   if (name.starts_with("data:")) {
     constexpr std::string_view marker = ";base64,";
     const auto comma = name.find(marker);
-    const auto bytes =
-        comma == std::string::npos
-            ? std::nullopt
-            : device::script::decodeBase64(nameOrDataUrl.substr(comma + marker.size()));
+    const auto bytes = comma == std::string::npos
+                           ? std::nullopt
+                           : foundation::decodeBase64(nameOrDataUrl.substr(comma + marker.size()));
     if (!bytes) return failed("a data URL is written \"data:TYPE;base64,BASE64\"");
     auto added = add(*bytes, "data." + extensionOfType(nameOrDataUrl.substr(5, comma - 5)));
     if (!added) return failed("the file cannot be written");
@@ -135,11 +127,6 @@ bool MediaFolder::reserve(std::uint64_t bytes) {
   if (bytes > limits_.totalBytes - totalBytes_) return false;
   totalBytes_ += bytes;
   return true;
-}
-
-void MediaFolder::release(std::uint64_t bytes) {
-  const std::lock_guard lock(mutex_);
-  totalBytes_ -= bytes;
 }
 
 }  // namespace vecamera::simulator

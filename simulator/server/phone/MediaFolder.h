@@ -24,7 +24,8 @@ using HeldFile = std::shared_ptr<const std::filesystem::path>;
 class MediaFolder {
  public:
   /// The files go to "media" in the folder, which is made with the first one.
-  MediaFolder(std::filesystem::path folder, MediaLimits limits);
+  MediaFolder(std::filesystem::path folder, MediaLimits limits)
+      : folder_(std::move(folder)), limits_(limits) {}
 
   /// Writes one file, piece by piece; one that is not finished is removed.
   class Writer {
@@ -41,11 +42,12 @@ class MediaFolder {
 
    private:
     friend class MediaFolder;
-    Writer(MediaFolder& folder, std::string name, device::foundation::Descriptor file);
+    Writer(MediaFolder& folder, std::string name, foundation::Descriptor file)
+        : folder_(folder), name_(std::move(name)), file_(std::move(file)) {}
 
     MediaFolder& folder_;
     std::string name_;
-    device::foundation::Descriptor file_;
+    foundation::Descriptor file_;
     std::uint64_t bytes_ = 0;
     bool hasDiskFailed_ = false;
   };
@@ -66,7 +68,6 @@ class MediaFolder {
  private:
   /// Whether that many bytes more are within the limits; they count from then on.
   bool reserve(std::uint64_t bytes);
-  void release(std::uint64_t bytes);
   void removeReleased(const std::filesystem::path& path);
   HeldFile holdFinished(std::string_view name);
 

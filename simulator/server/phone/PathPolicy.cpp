@@ -25,7 +25,7 @@ bool isBelow(const fs::path& path, const fs::path& folder) {
 /// The first address in the value of a file outside of the folders, or nothing.
 std::optional<std::string> outsideFile(const Value& value, std::span<const fs::path> folders) {
   if (const auto* url = value.url()) {
-    const auto path = device::foundation::filePathOf(*url);
+    const auto path = foundation::filePathOf(*url);
     const bool isOutside =
         path && std::none_of(folders.begin(), folders.end(), [&path](const fs::path& folder) {
           return isBelow(fs::path("/") / *path, folder);
@@ -43,10 +43,10 @@ std::optional<std::string> outsideFile(const Value& value, std::span<const fs::p
 
 }  // namespace
 
-Result<> checkFiles(const device::script::Step& step, std::span<const fs::path> folders) {
+Result<> checkFiles(const script::Step& step, std::span<const fs::path> folders) {
   const Dictionary* info = nullptr;
-  if (const auto* capture = std::get_if<device::script::CaptureStep>(&step)) info = &capture->info;
-  if (const auto* pick = std::get_if<device::script::PickStep>(&step)) info = &pick->info;
+  if (const auto* capture = std::get_if<script::CaptureStep>(&step)) info = &capture->info;
+  if (const auto* pick = std::get_if<script::PickStep>(&step)) info = &pick->info;
   if (info == nullptr) return {};
   for (const auto& [key, value] : *info)
     if (const auto outside = outsideFile(value, folders))

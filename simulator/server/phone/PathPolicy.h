@@ -10,7 +10,6 @@ namespace vecamera::simulator {
 
 /// An error where the step would have the module read a file that lies in none of the folders: the
 /// info of a capture or pick may hold addresses of files. Any thread.
-Result<> checkFiles(const device::script::Step& step,
-                    std::span<const std::filesystem::path> folders);
+Result<> checkFiles(const script::Step& step, std::span<const std::filesystem::path> folders);
 
 }  // namespace vecamera::simulator

@@ -13,17 +13,13 @@ constexpr std::chrono::milliseconds resumeInterval{50};
 
 }  // namespace
 
-Phone::Phone(PhoneSetup setup, std::unique_ptr<device::foundation::ApplicationHome> home)
+Phone::Phone(PhoneSetup setup, std::unique_ptr<foundation::ApplicationHome> home)
     : setup_(std::move(setup)),
       home_(std::move(home)),
       media_(home_->path(), setup_.media),
       library_(setup_.home, home_->path()),
       recording_(setup_.limits.recording, setup_.record, setup_.diagnose),
       thread_([this] { run(); }) {}
-
-Phone::~Phone() {
-  finish();
-}
 
 void Phone::finish() {
   stop();

@@ -22,9 +22,9 @@ namespace vecamera::simulator {
 class Phone {
  public:
   /// Begins at once. `home` is a private one, for the phone alone.
-  Phone(PhoneSetup setup, std::unique_ptr<device::foundation::ApplicationHome> home);
+  Phone(PhoneSetup setup, std::unique_ptr<foundation::ApplicationHome> home);
   /// Removes what was the phone's own, after `finish`.
-  ~Phone();
+  ~Phone() { finish(); }
   Phone(const Phone&) = delete;
   Phone& operator=(const Phone&) = delete;
 
@@ -52,7 +52,7 @@ class Phone {
   std::optional<std::string> waitForMessage(std::optional<TimePoint> end);
 
   const PhoneSetup setup_;
-  const std::unique_ptr<device::foundation::ApplicationHome> home_;
+  const std::unique_ptr<foundation::ApplicationHome> home_;
   MediaFolder media_;
   PhoneLibrary library_;
   Recording recording_;

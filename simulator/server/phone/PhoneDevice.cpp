@@ -10,8 +10,7 @@
 #include "device/foundation/Dates.h"
 #include "device/foundation/Urls.h"
 #include "device/foundation/files/Folders.h"
-#include "device/script/json/StrictJson.h"
-#include "device/script/script/ScriptReader.h"
+#include "device/script/script/ScriptJson.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/phone/PathPolicy.h"
 #include "simulator/server/phone/SampleMedia.h"
@@ -26,7 +25,7 @@ using std::chrono::microseconds;
 constexpr const char* recordedPrefix = "velmora-file://";
 
 /// The key under which a step names a file of media; empty where it does not.
-std::string mediaKeyOf(const nlohmann::ordered_json& step) {
+std::string mediaKeyOf(const Json& step) {
   const auto found = step.find("do");
   const auto name = found != step.end() && found->is_string() ? found->get<std::string>() : "";
   std::string key;
@@ -36,12 +35,10 @@ std::string mediaKeyOf(const nlohmann::ordered_json& step) {
 }
 
 void emptyFolder(const std::string& path) {
-  const auto folder =
-      device::foundation::openFolderAt(AT_FDCWD, path, device::foundation::LastLink::refuse);
-  const auto names = folder ? device::foundation::entryNames(*folder) : folder.failure();
+  const auto folder = foundation::openFolderAt(AT_FDCWD, path, foundation::LastLink::refuse);
+  const auto names = folder ? foundation::entryNames(*folder) : folder.failure();
   if (!names) return;
-  for (const auto& name : *names)
-    static_cast<void>(device::foundation::removeTreeAt(*folder, name));
+  for (const auto& name : *names) static_cast<void>(foundation::removeTreeAt(*folder, name));
 }
 
 }  // namespace
@@ -157,19 +154,18 @@ Result<> PhoneDevice::makeDevice(const DevicePart& part, OldAssets oldAssets) {
   clockMode_ = setup.clock ? ClockMode::fixed : ClockMode::real;
   if (!setup.clock) setup.clock = setup_.realTime();
   if (!setup.seed) setup.seed = randomSeed();
-  setup.urlTransformer = {device::script::UrlTransformerSetup::Kind::replace, "file://",
-                          recordedPrefix};
+  setup.urlTransformer = {script::UrlTransformerSetup::Kind::replace, "file://", recordedPrefix};
 
-  device::script::PlayOptions options;
+  script::PlayOptions options;
   options.isInterrupted = interrupted_;
-  options.onTrace = [this](const device::script::TraceSpan& span) { messages_.sendTrace(span); };
+  options.onTrace = [this](const script::TraceSpan& span) { messages_.sendTrace(span); };
   options.onExportProgress = [this](float progress) { messages_.sendProgress(progress); };
   const auto onEvent = [this](const Json& event) {
-    const auto text = device::script::toLine(event);
+    const auto text = toLine(event);
     state_.onEvent(event, text);
     messages_.sendEvent(text);
   };
-  auto session = device::script::PlaySession::make(setup, options, onEvent, diagnostics_);
+  auto session = script::PlaySession::make(setup, options, onEvent, diagnostics_);
   if (!session) return session.failure();
   session_ = *std::move(session);
   session_->device().setUrlTransformer({true, urlTransformer()});
@@ -182,7 +178,7 @@ Result<> PhoneDevice::makeDevice(const DevicePart& part, OldAssets oldAssets) {
 /// The one of the recording, but that what it answers for a temporary file can be fetched.
 URLTransformer PhoneDevice::urlTransformer() const {
   const auto files =
-      device::foundation::Urls().fileURLWithPath(home_.temporaryDirectory() + "/").absoluteString();
+      foundation::Urls().fileURLWithPath(home_.temporaryDirectory() + "/").absoluteString();
   return [files, address = setup_.filesAddress](const URL& url) -> std::optional<URL> {
     constexpr std::string_view prefix = "file://";
     const auto& text = url.absoluteString();
@@ -192,10 +188,10 @@ URLTransformer PhoneDevice::urlTransformer() const {
   };
 }
 
-void PhoneDevice::beginRecording(const DevicePart& part, const device::script::DeviceSetup& setup) {
+void PhoneDevice::beginRecording(const DevicePart& part, const script::DeviceSetup& setup) {
   Json device = part.requested;
   device.update(part.serverOwned);
-  device["clock"] = device::foundation::formatISO8601(*setup.clock);
+  device["clock"] = foundation::formatISO8601(*setup.clock);
   device["seed"] = *setup.seed;
   device["urlTransformer"] = {{"replace", {"file://", recordedPrefix}}};
   std::vector<Recording::Asset> assets;
@@ -216,8 +212,7 @@ Result<> PhoneDevice::play(Json step, std::size_t bytes) {
     file.held = *std::move(held);
     name = file.held->string();
   }
-  const auto parsed =
-      device::script::stepFromJson(step, media_.folder(), device::script::FileScope::folder);
+  const auto parsed = script::stepFromJson(step, media_.folder(), script::FileScope::folder);
   if (!parsed) return parsed.failure();
   if (auto allowed = checkLimits(parsed->step, bytes); !allowed) return allowed;
 
@@ -226,9 +221,9 @@ Result<> PhoneDevice::play(Json step, std::size_t bytes) {
   if (auto played = session_->play(parsed->step); !played) return played;
   auto settled = parsed->settle ? session_->runReadyJobs() : session_->checkProcess();
   isUnsettled_ = !parsed->settle;
-  if (const auto* advance = std::get_if<device::script::AdvanceStep>(&parsed->step))
+  if (const auto* advance = std::get_if<script::AdvanceStep>(&parsed->step))
     clockOffset_ += advance->by;
-  if (std::holds_alternative<device::script::FaultsStep>(parsed->step)) state_.onFaults(step["to"]);
+  if (std::holds_alternative<script::FaultsStep>(parsed->step)) state_.onFaults(step["to"]);
   // One that waits for the world outside goes on only when a later step has changed that.
   if (session_->waitingFor()) step["settle"] = false;
   if (!file.key.empty()) step.erase(file.key);
@@ -239,16 +234,16 @@ Result<> PhoneDevice::play(Json step, std::size_t bytes) {
 }
 
 /// Whether a phone plays what a script may hold.
-Result<> PhoneDevice::checkLimits(const device::script::Step& step, std::size_t bytes) {
+Result<> PhoneDevice::checkLimits(const script::Step& step, std::size_t bytes) {
   const auto& limits = setup_.limits;
   const std::array folders = {media_.folder() / "media", fs::path(home_.temporaryDirectory())};
   if (auto allowed = checkFiles(step, folders); !allowed) return allowed;
-  const auto* capture = std::get_if<device::script::CaptureStep>(&step);
+  const auto* capture = std::get_if<script::CaptureStep>(&step);
   if (capture != nullptr && capture->file.empty() && capture->seconds > limits.sceneSeconds)
     return failed("movie", "the phone makes no movie of its own that is longer than " +
                                std::to_string(std::llround(limits.sceneSeconds)) +
                                " seconds; upload one");
-  if (!device::script::opensCallback(step)) return {};
+  if (!script::opensCallback(step)) return {};
   if (session_->device().container.callbacks().open().size() >= limits.openCalls)
     return failed(std::to_string(limits.openCalls) + " calls are open already; restart the device");
   if (calls_ >= limits.calls || callBytes_ + bytes > limits.callBytes)
@@ -278,7 +273,7 @@ void PhoneDevice::moveClock() {
   const auto by = setup_.realTime() + clockOffset_ - session_->device().base.clock->now();
   if (by <= microseconds(0)) return;
   messages_.setStep(recording_.steps());
-  if (!session_->play(device::script::AdvanceStep{by})) return;
+  if (!session_->play(script::AdvanceStep{by})) return;
   const double seconds = static_cast<double>(by.count()) / 1e6;
   record({{"do", "advance"}, {"seconds", seconds}}, {});
 }

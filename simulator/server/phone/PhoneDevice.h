@@ -3,7 +3,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <nlohmann/json.hpp>
 #include <sstream>
 #include <string>
 
@@ -23,9 +22,8 @@ namespace vecamera::simulator {
 class PhoneDevice {
  public:
   /// What it is given outlives it. `interrupted` is asked while the device works; true ends that.
-  PhoneDevice(const PhoneSetup& setup, const device::foundation::ApplicationHome& home,
-              MediaFolder& media, PhoneLibrary& library, Recording& recording,
-              std::function<bool()> interrupted)
+  PhoneDevice(const PhoneSetup& setup, const foundation::ApplicationHome& home, MediaFolder& media,
+              PhoneLibrary& library, Recording& recording, std::function<bool()> interrupted)
       : setup_(setup),
         home_(home),
         media_(media),
@@ -42,8 +40,6 @@ class PhoneDevice {
   void resume();
 
  private:
-  using Json = nlohmann::ordered_json;
-
   Result<> carryOut(PhoneRequest& request);
   Result<> restart(const RestartRequest& request);
   Result<> restoreSamples();
@@ -51,17 +47,17 @@ class PhoneDevice {
   Result<> begin(const DevicePart& part, OldAssets oldAssets);
   Result<> makeDevice(const DevicePart& part, OldAssets oldAssets);
   URLTransformer urlTransformer() const;
-  void beginRecording(const DevicePart& part, const device::script::DeviceSetup& setup);
+  void beginRecording(const DevicePart& part, const script::DeviceSetup& setup);
   /// `bytes` is the length of the message.
   Result<> play(Json step, std::size_t bytes);
-  Result<> checkLimits(const device::script::Step& step, std::size_t bytes);
+  Result<> checkLimits(const script::Step& step, std::size_t bytes);
   void reportEnd(const Result<>& result);
   void record(const Json& step, Recording::File file);
   void moveClock();
   void sendState();
 
   const PhoneSetup& setup_;
-  const device::foundation::ApplicationHome& home_;
+  const foundation::ApplicationHome& home_;
   MediaFolder& media_;
   PhoneLibrary& library_;
   Recording& recording_;
@@ -69,7 +65,7 @@ class PhoneDevice {
   PhoneMessages messages_{setup_.send};
   PhoneState state_{setup_.filesAddress, Json::array()};
   std::ostringstream diagnostics_;
-  std::unique_ptr<device::script::PlaySession> session_;
+  std::unique_ptr<script::PlaySession> session_;
   /// Why there is no device.
   std::string broken_;
   /// How far the device's clock is ahead of the real time, which it follows unless it is fixed.

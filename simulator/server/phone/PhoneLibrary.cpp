@@ -18,19 +18,11 @@ namespace vecamera::simulator {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 constexpr std::size_t maxPictureBytes = 256U << 20U;
 
 /// A folder for files that are to stay, removed when nobody needs it any more.
-using KeptFolder = std::shared_ptr<const device::foundation::TemporaryFolder>;
-
-/// Null where it cannot be made.
-KeptFolder makeKeptFolder(const fs::path& in) {
-  auto made = device::foundation::TemporaryFolder::create(in, ".recording-");
-  if (!made) return nullptr;
-  return std::make_shared<device::foundation::TemporaryFolder>(*std::move(made));
-}
+using KeptFolder = std::shared_ptr<const foundation::TemporaryFolder>;
 
 /// The file under another name too, so that it stays when the first is removed. Null where it
 /// cannot be had. `copyBytes` is what may be copied yet.
@@ -57,19 +49,16 @@ HeldFile keepFile(const fs::path& file, const KeptFolder& folder, std::uint64_t&
 /// The samples as listed assets, in files of the folder.
 Json writeSamples(const fs::path& folder) {
   Json assets = Json::array();
-  if (!device::foundation::makePrivateFolder(folder)) return assets;
+  if (!foundation::makePrivateFolder(folder)) return assets;
   for (const auto& sample : sampleMedia()) {
     const auto path = (folder / sample.fileName).string();
-    if (device::foundation::replaceFile(path, sample.contents))
+    if (foundation::replaceFile(path, sample.contents))
       assets.push_back({{"id", sample.identifier}, {"file", path}});
   }
   return assets;
 }
 
 }  // namespace
-
-PhoneLibrary::PhoneLibrary(std::optional<fs::path> sharedHome, fs::path ownHome)
-    : sharedHome_(std::move(sharedHome)), ownHome_(std::move(ownHome)) {}
 
 std::shared_ptr<device::photos::LibraryStore> PhoneLibrary::store() const {
   const std::lock_guard lock(mutex_);
@@ -78,10 +67,10 @@ std::shared_ptr<device::photos::LibraryStore> PhoneLibrary::store() const {
 
 Result<> PhoneLibrary::open(OldAssets oldAssets) {
   if (!store()) {
-    if (!device::foundation::ApplicationHome::open(home().string()))
+    if (!foundation::ApplicationHome::open(home().string()))
       return failed(home().string() + ": it cannot be a device's home; name a folder of your own");
-    auto opened = device::photos::LibraryStore::open(device::script::libraryFolder(home()),
-                                                     device::script::libraryParts());
+    auto opened =
+        device::photos::LibraryStore::open(script::libraryFolder(home()), script::libraryParts());
     if (!opened) return failed("the photo library cannot be opened: " + opened.error().text);
     const std::lock_guard lock(mutex_);
     store_ = std::move(*opened);
@@ -105,7 +94,9 @@ Result<> PhoneLibrary::hold(std::uint64_t copyBytes, std::vector<Recording::Asse
   const auto records = store->list();
   if (!records) return failed(records.error().text);
   // In the home whose library it is, where links to its files can be made.
-  const auto folder = makeKeptFolder(home());
+  auto made = foundation::TemporaryFolder::create(home(), ".recording-");
+  const KeptFolder folder =
+      made ? std::make_shared<foundation::TemporaryFolder>(*std::move(made)) : nullptr;
   for (const auto& record : *records) {
     const auto original = store->originalFile(record.identifier);
     auto held = original ? keepFile(*original, folder, copyBytes) : nullptr;
@@ -130,11 +121,11 @@ void PhoneLibrary::update() {
 }
 
 Result<> checkAssets(const Json& listed) {
-  const auto parts = device::script::libraryParts();
+  const auto parts = script::libraryParts();
   for (std::size_t i = 0; i < listed.size(); ++i) {
     const std::string file = listed[i]["file"];
     if (parts.probeMovie(fs::path(file))) continue;
-    const auto contents = device::foundation::readFile(file, maxPictureBytes);
+    const auto contents = foundation::readFile(file, maxPictureBytes);
     if (!contents || !parts.probePicture(*contents))
       return failed("library[" + std::to_string(i) + "]: the file is no picture or movie");
   }

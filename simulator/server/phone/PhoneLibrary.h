@@ -4,7 +4,6 @@
 #include <filesystem>
 #include <memory>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <vector>
 
@@ -22,17 +21,17 @@ enum class OldAssets { keep, remove };
 /// thread.
 class PhoneLibrary {
  public:
-  PhoneLibrary(std::optional<std::filesystem::path> sharedHome, std::filesystem::path ownHome);
+  PhoneLibrary(std::optional<std::filesystem::path> sharedHome, std::filesystem::path ownHome)
+      : sharedHome_(std::move(sharedHome)), ownHome_(std::move(ownHome)) {}
 
   /// Null before it has been opened. Any thread.
   std::shared_ptr<device::photos::LibraryStore> store() const;
-  /// The home that holds it.
   const std::filesystem::path& home() const { return sharedHome_ ? *sharedHome_ : ownHome_; }
 
   Result<> open(OldAssets oldAssets);
   /// Of the assets that a `device` part lists, those that the library does not have. Nothing
   /// listed: the samples, where the library is the phone's own.
-  nlohmann::ordered_json missing(const std::optional<nlohmann::ordered_json>& listed) const;
+  Json missing(const std::optional<Json>& listed) const;
   /// Adds the files of all assets, kept for a recording, however the library changes: up to the
   /// first that cannot be kept. At most so many bytes are copied, and only where the disk has no
   /// hard links.
@@ -52,6 +51,6 @@ class PhoneLibrary {
 };
 
 /// Whether the library would take each of the listed files.
-Result<> checkAssets(const nlohmann::ordered_json& listed);
+Result<> checkAssets(const Json& listed);
 
 }  // namespace vecamera::simulator

@@ -2,14 +2,9 @@
 
 #include <utility>
 
-#include "device/script/json/StrictJson.h"
-
 namespace vecamera::simulator {
 
-using Json = nlohmann::ordered_json;
-using device::script::toLine;
-
-void PhoneMessages::sendTrace(const device::script::TraceSpan& span) {
+void PhoneMessages::sendTrace(const script::TraceSpan& span) {
   Json trace{{"what", span.what}, {"ms", span.ms}};
   if (span.bytes) trace["bytes"] = *span.bytes;
   if (span.width) trace["width"] = *span.width;

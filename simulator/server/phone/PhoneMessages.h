@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
@@ -25,14 +24,14 @@ class PhoneMessages {
   void sendEvent(std::string_view event) {
     sendLogged("event", "\"event\":" + std::string(event) + "}");
   }
-  void sendTrace(const device::script::TraceSpan& span);
+  void sendTrace(const script::TraceSpan& span);
   void sendProgress(float fraction);
   /// Unless it is as the last one was.
-  void sendState(const nlohmann::ordered_json& state);
+  void sendState(const Json& state);
   /// The next state is sent in any case.
   void forgetState() { lastState_.clear(); }
-  void sendReply(const nlohmann::ordered_json& id, const Result<>& result);
-  void sendRestarted(const nlohmann::ordered_json& device);
+  void sendReply(const Json& id, const Result<>& result);
+  void sendRestarted(const Json& device);
 
  private:
   void sendLogged(std::string_view type, std::string_view members);

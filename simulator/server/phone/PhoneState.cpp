@@ -1,6 +1,5 @@
 #include "simulator/server/phone/PhoneState.h"
 
-#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <utility>
@@ -12,19 +11,18 @@ namespace vecamera::simulator {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 
 /// Events longer than this are not looked into.
 constexpr std::size_t maxEventBytes = 65536;
 
-Json promptsOf(const device::script::ScriptedDevice& device) {
+Json promptsOf(const script::ScriptedDevice& device) {
   Json prompts = Json::array();
   for (const auto permission : device.screen.prompts())
     prompts.push_back(device::container::nameOf(permission));
   return prompts;
 }
 
-Json callbacksOf(device::script::PlaySession& session) {
+Json callbacksOf(script::PlaySession& session) {
   Json callbacks = Json::array();
   for (const auto& callback : session.device().container.callbacks().open()) {
     auto command = callback->selector();
@@ -37,7 +35,7 @@ Json callbacksOf(device::script::PlaySession& session) {
 }
 
 /// Those of the faults that strike yet.
-Json faultsOf(const device::script::ScriptedDevice& device, const Json& set) {
+Json faultsOf(const script::ScriptedDevice& device, const Json& set) {
   Json faults = Json::array();
   const auto left = device.faults.strikesLeft();
   for (std::size_t i = 0; i < left.size() && i < set.size(); ++i) {
@@ -49,34 +47,26 @@ Json faultsOf(const device::script::ScriptedDevice& device, const Json& set) {
 }
 
 struct TemporaryFile {
-  /// Relative to the temporary directory.
-  std::string name;
   std::uint64_t bytes = 0;
   Date modified;
 };
 
-/// The files of the directory and its folders, sorted by name.
-std::vector<TemporaryFile> temporaryFiles(const std::string& directory) {
-  using std::chrono::microseconds;
-  std::vector<TemporaryFile> files;
+/// The files of the directory and its folders, by name relative to it.
+std::map<std::string, TemporaryFile> temporaryFiles(const std::string& directory) {
+  std::map<std::string, TemporaryFile> files;
   std::error_code failed;
   fs::recursive_directory_iterator entry(directory, failed);
   for (; !failed && entry != fs::recursive_directory_iterator(); entry.increment(failed)) {
     std::error_code gone;
     if (!fs::is_regular_file(entry->symlink_status(gone)) || gone) continue;
-    TemporaryFile file;
-    file.name = entry->path().lexically_relative(directory).string();
-    file.bytes = entry->file_size(gone);
+    const auto bytes = entry->file_size(gone);
     if (gone) continue;
-    const auto written = entry->last_write_time(gone);
+    const auto written = fs::file_time_type::clock::to_sys(entry->last_write_time(gone));
     if (gone) continue;
-    file.modified =
-        Date(std::chrono::floor<microseconds>(fs::file_time_type::clock::to_sys(written))
-                 .time_since_epoch());
-    files.push_back(std::move(file));
+    const Date modified(std::chrono::floor<std::chrono::microseconds>(written).time_since_epoch());
+    files.emplace(entry->path().lexically_relative(directory).string(),
+                  TemporaryFile{bytes, modified});
   }
-  std::sort(files.begin(), files.end(),
-            [](const auto& a, const auto& b) { return a.name < b.name; });
   return files;
 }
 
@@ -102,34 +92,33 @@ void PhoneState::onEvent(const Json& event, std::string_view text) {
     if (address == std::string_view::npos) return;
     const auto rest = text.substr(address + filesAddress_.size());
     const std::string file(rest.substr(0, rest.find('"')));
-    owners_[device::foundation::removingPercentEncoding(file).value_or(file)] =
-        event.value("to", "");
+    owners_[foundation::removingPercentEncoding(file).value_or(file)] = event.value("to", "");
   }
 }
 
 /// Gives the files that have no owner to the callback whose command is under way or was the last,
 /// and forgets those that are gone.
-Json PhoneState::files(device::script::ScriptedDevice& device) {
+Json PhoneState::files(script::ScriptedDevice& device) {
   const auto& plugin = device.container.plugin();
   const auto callback = std::dynamic_pointer_cast<device::container::Callback>(
       plugin ? plugin->inspect().currentCallBack : nullptr);
   const auto current = callback ? callback->name() : std::string();
   std::map<std::string, std::string> owners;
   Json files = Json::array();
-  for (const auto& file : temporaryFiles(device.base.temporaryDirectory)) {
-    const auto found = owners_.find(file.name);
+  for (const auto& [name, file] : temporaryFiles(device.base.temporaryDirectory)) {
+    const auto found = owners_.find(name);
     const auto& owner = found == owners_.end() ? current : found->second;
-    owners.emplace(file.name, owner);
-    files.push_back({{"name", file.name},
+    owners.emplace(name, owner);
+    files.push_back({{"name", name},
                      {"bytes", file.bytes},
-                     {"modified", device::foundation::formatISO8601(file.modified)},
+                     {"modified", foundation::formatISO8601(file.modified)},
                      {"command", owner.empty() ? Json() : Json(owner)}});
   }
   owners_ = std::move(owners);
   return files;
 }
 
-Json PhoneState::message(device::script::PlaySession* session, const std::string& broken,
+Json PhoneState::message(script::PlaySession* session, const std::string& broken,
                          ClockMode clockMode, std::uint64_t libraryVersion,
                          const Recording& recording) {
   const auto none = Json::array();
@@ -145,7 +134,7 @@ Json PhoneState::message(device::script::PlaySession* session, const std::string
                 {"faults", none},
                 {"clock",
                  {{"mode", clockMode == ClockMode::fixed ? "fixed" : "real"},
-                  {"now", device::foundation::formatISO8601(Date())}}},
+                  {"now", foundation::formatISO8601(Date())}}},
                 {"location", {{"running", false}}},
                 {"waiting", nullptr},
                 {"library", libraryVersion},
@@ -156,13 +145,13 @@ Json PhoneState::message(device::script::PlaySession* session, const std::string
   auto& device = session->device();
   state["screen"] = screens_;
   state["prompts"] = promptsOf(device);
-  state["permissions"] = {{"camera", device::script::nameOf(device.cameraPermission.status())},
-                          {"photoLibrary", device::script::nameOf(device.photoPermission.status())},
-                          {"location", device::script::nameOf(device.locationPermission.status())}};
+  state["permissions"] = {{"camera", script::nameOf(device.cameraPermission.status())},
+                          {"photoLibrary", script::nameOf(device.photoPermission.status())},
+                          {"location", script::nameOf(device.locationPermission.status())}};
   state["callbacks"] = callbacksOf(*session);
   state["files"] = files(device);
   state["faults"] = faultsOf(device, faults_);
-  state["clock"]["now"] = device::foundation::formatISO8601(device.base.clock->now());
+  state["clock"]["now"] = foundation::formatISO8601(device.base.clock->now());
   state["location"]["running"] = device.location.isRunning();
   state["waiting"] = orNull(session->waitingFor());
   const auto process = session->checkProcess();

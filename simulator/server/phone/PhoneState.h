@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <map>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 
@@ -19,26 +18,25 @@ class PhoneState {
  public:
   /// `filesAddress` begins the addresses of the device's temporary files. `faults` are those that
   /// it begins with, as in a script.
-  PhoneState(std::string filesAddress, nlohmann::ordered_json faults)
+  PhoneState(std::string filesAddress, Json faults)
       : filesAddress_(std::move(filesAddress)), faults_(std::move(faults)) {}
 
   /// `text` is the event's JSON text.
-  void onEvent(const nlohmann::ordered_json& event, std::string_view text);
-  void onFaults(nlohmann::ordered_json faults) { faults_ = std::move(faults); }
+  void onEvent(const Json& event, std::string_view text);
+  void onFaults(Json faults) { faults_ = std::move(faults); }
   /// The `state` message of a session, or of none where the device could not be made: then
   /// `broken` says why.
-  nlohmann::ordered_json message(device::script::PlaySession* session, const std::string& broken,
-                                 ClockMode clockMode, std::uint64_t libraryVersion,
-                                 const Recording& recording);
+  Json message(script::PlaySession* session, const std::string& broken, ClockMode clockMode,
+               std::uint64_t libraryVersion, const Recording& recording);
 
  private:
-  nlohmann::ordered_json files(device::script::ScriptedDevice& device);
+  Json files(script::ScriptedDevice& device);
 
   std::string filesAddress_;
   /// As they were set.
-  nlohmann::ordered_json faults_;
+  Json faults_;
   /// What is presented, bottom first, each with an "id".
-  nlohmann::ordered_json screens_ = nlohmann::ordered_json::array();
+  Json screens_ = Json::array();
   int lastScreenId_ = 0;
   /// For each file of the temporary directory, the callback whose work made it; an empty one where
   /// none is known.

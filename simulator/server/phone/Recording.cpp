@@ -7,14 +7,12 @@
 
 #include "device/foundation/Base64.h"
 #include "device/foundation/files/PartialFile.h"
-#include "device/script/json/StrictJson.h"
 #include "simulator/server/http/ContentTypes.h"
 
 namespace vecamera::simulator {
 namespace {
 
 namespace fs = std::filesystem;
-using Json = nlohmann::ordered_json;
 using std::chrono::steady_clock;
 
 constexpr std::chrono::seconds writeInterval{1};
@@ -32,7 +30,7 @@ bool writeDataUrl(std::ostream& out, const fs::path& path) {
   out << "\"data:" << type.substr(0, type.find(';')) << ";base64,";
   while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
     const std::string_view bytes(piece.data(), static_cast<std::size_t>(file.gcount()));
-    out << device::foundation::Base64().base64EncodedString("", Data::copyOf(bytes));
+    out << foundation::Base64().base64EncodedString("", Data::copyOf(bytes));
   }
   out << '"';
   return file.eof() && out.good();
@@ -52,7 +50,7 @@ bool writeWithFile(std::ostream& out, std::string_view object, const std::string
 /// whole it has a hidden name, which no watcher of the folder minds.
 template <class Write>
 bool replaceFile(const fs::path& path, Write write) {
-  auto partial = device::foundation::PartialFile::createBeside(path);
+  auto partial = foundation::PartialFile::createBeside(path);
   if (!partial) return false;
   std::ofstream out(partial->path(), std::ios::binary | std::ios::trunc);
   const bool isWritten = out.is_open() && write(out);
@@ -77,7 +75,7 @@ void Recording::add(const Json& step, File file) {
   // The name in front, for people who read the recording.
   Json sorted = {{"do", step["do"]}};
   sorted.update(step);
-  auto text = device::script::toLine(sorted);
+  auto text = toLine(sorted);
   if (!ended() && steps() >= limits_.steps)
     end("it has " + std::to_string(limits_.steps) + " steps, and takes no more");
   else if (!ended() && bytes_ + text.size() > limits_.bytes)
@@ -135,15 +133,14 @@ bool Recording::writeTo(const fs::path& path) const {
     out << "{\n  \"device\": {";
     const char* separator = "\n    ";
     for (const auto& [key, value] : device.items()) {
-      out << std::exchange(separator, ",\n    ") << Json(key).dump() << ": "
-          << device::script::toLine(value);
+      out << std::exchange(separator, ",\n    ") << Json(key).dump() << ": " << toLine(value);
     }
     if (!library.empty()) {
       out << std::exchange(separator, ",\n    ") << "\"library\": [";
       const char* between = "\n      ";
       for (const auto& asset : library) {
         out << std::exchange(between, ",\n      ");
-        const auto text = device::script::toLine({{"id", asset.id}});
+        const auto text = toLine({{"id", asset.id}});
         written = writeWithFile(out, text, "file", *asset.held) && written;
       }
       out << "\n    ]";

@@ -5,7 +5,6 @@
 #include <filesystem>
 #include <functional>
 #include <mutex>
-#include <nlohmann/json.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,10 +47,10 @@ class Recording {
 
   /// Begins anew, with the `device` part (without its library) and the assets that stand in the
   /// photo library.
-  void begin(nlohmann::ordered_json device, std::vector<Asset> library);
+  void begin(Json device, std::vector<Asset> library);
   /// Adds a step, whose file does not stand in it. A recording that has ended, or ends as it comes
   /// to its limits, takes no step; it holds the file until `releaseFiles`.
-  void add(const nlohmann::ordered_json& step, File file);
+  void add(const Json& step, File file);
   void releaseFiles() { unrecorded_.clear(); }
   /// It takes no more steps, for that reason.
   void end(const std::string& why);
@@ -76,7 +75,7 @@ class Recording {
   // Guarded by the mutex; changed on the phone's thread only.
   std::size_t bytes_ = 0;
   std::optional<std::string> ended_;
-  nlohmann::ordered_json device_;
+  Json device_;
   std::vector<Asset> library_;
   std::vector<Step> steps_;
 

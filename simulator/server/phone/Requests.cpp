@@ -4,31 +4,27 @@
 #include <utility>
 
 #include "device/script/json/JsonFields.h"
-#include "device/script/json/StrictJson.h"
 #include "simulator/server/base/Result.h"
 
 namespace vecamera::simulator {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Keys = std::vector<std::string_view>;
 using device::Failure;
 
-using Kind = decltype(PhoneRequest::what);
-
 /// `message` has a text "type".
-Result<Kind> readKind(Json& message) {
+Result<decltype(PhoneRequest::what)> readKind(Json& message) {
   const auto& type = message["type"].get_ref<const std::string&>();
   Keys keys{"type", "id"};
   if (type == "step") keys.insert(keys.begin(), "step");
   if (type == "restart") keys.insert(keys.begin(), {"device", "keepLibrary"});
   const bool isKnown = type == "restoreSamples" || keys.size() > 2;
   if (!isKnown)
-    return failed(device::script::unknownText("type of message", type,
-                                              Keys{"step", "restart", "restoreSamples"}));
+    return failed(
+        script::unknownText("type of message", type, Keys{"step", "restart", "restoreSamples"}));
   for (const auto& [key, value] : message.items())
     if (std::find(keys.begin(), keys.end(), key) == keys.end())
-      return failed(device::script::unknownText("key", key, keys));
+      return failed(script::unknownText("key", key, keys));
 
   if (type == "restoreSamples") return RestoreSamplesRequest{};
   if (type == "step") {
@@ -62,7 +58,7 @@ Json idOf(std::string_view text) {
 
 device::Result<PhoneRequest, RequestError> parseRequest(std::string_view text) {
   // The steps of a script stand one level deeper than those of a message.
-  auto parsed = device::script::parseStrictJson(text, device::script::maxJsonDepth - 1);
+  auto parsed = script::parseStrictJson(text, script::maxJsonDepth - 1);
   if (!parsed) return Failure{RequestError{idOf(text), parsed.error().message()}};
   auto& message = *parsed;
   if (!message.is_object()) return Failure{RequestError{nullptr, "a message is a JSON object"}};

@@ -1,7 +1,6 @@
 #pragma once
 
 #include <cstddef>
-#include <nlohmann/json.hpp>
 #include <string>
 #include <string_view>
 #include <variant>
@@ -14,12 +13,12 @@ namespace vecamera::simulator {
 
 /// Plays one step of a device script.
 struct StepRequest {
-  nlohmann::ordered_json step;
+  Json step;
 };
 /// Ends the device and makes a new one.
 struct RestartRequest {
   /// The `device` part of a device script.
-  nlohmann::ordered_json device;
+  Json device;
   OldAssets oldAssets = OldAssets::keep;
 };
 /// Adds the sample media to the photo library.
@@ -27,7 +26,7 @@ struct RestoreSamplesRequest {};
 
 struct PhoneRequest {
   /// A number of the browser's choice.
-  nlohmann::ordered_json id;
+  Json id;
   std::variant<StepRequest, RestartRequest, RestoreSamplesRequest> what;
   /// Of its message.
   std::size_t bytes = 0;
@@ -36,7 +35,7 @@ struct PhoneRequest {
 /// Why a message is no request.
 struct RequestError {
   /// Null where it has none, or none before the place at which it is no JSON any more.
-  nlohmann::ordered_json id;
+  Json id;
   std::string why;
 };
 

@@ -22,11 +22,6 @@ struct Scene {
   UIImageOrientation stored;
 };
 
-/// `number` has one digit.
-std::string identifierOf(std::size_t number) {
-  return "5A3D1E00-0000-4000-8000-00000000000" + std::to_string(number) + "/L0/001";
-}
-
 /// Two and a half seconds of a landscape that passes by, with a tone.
 std::optional<Data> makeMovie() {
   const auto home = device::foundation::ApplicationHome::makePrivate();
@@ -46,14 +41,16 @@ std::vector<Sample> makeSamples() {
                                             {640, 426, UIImageOrientation::left}}};
   std::vector<Sample> samples;
   const auto add = [&samples](std::size_t number, const std::string& extension, Data contents) {
-    samples.push_back({identifierOf(number), "sample-" + std::to_string(number) + extension,
-                       std::move(contents)});
+    const auto digit = std::to_string(number);
+    samples.push_back({"5A3D1E00-0000-4000-8000-00000000000" + digit + "/L0/001",
+                       "sample-" + digit + extension, std::move(contents)});
   };
   std::size_t number = 0;
   std::uint32_t seed = 1;
   for (const auto& scene : scenes)
-    add(++number, ".jpg",
-        *device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}));
+    if (auto photo =
+            device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}))
+      add(++number, ".jpg", *std::move(photo));
   if (const auto movie = makeMovie()) add(movieNumber, ".mp4", *movie);
   if (const auto photo = device::foundation::readFile(
           device::script::samplesFolder() + "/first-photo.jpg", maxSampleBytes))

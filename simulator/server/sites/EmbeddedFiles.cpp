@@ -1,7 +1,6 @@
 #include "simulator/server/sites/EmbeddedFiles.h"
 
 #include <cstdint>
-#include <string>
 
 #include "simulator/server/http/ContentTypes.h"
 

@@ -1,27 +1,12 @@
 #include "simulator/server/sites/Session.h"
 
-#include <nlohmann/json.hpp>
 #include <utility>
 
-#include "device/script/json/StrictJson.h"
-
 namespace vecamera::simulator {
-namespace {
-
-/// Of the protocol between browser and server.
-constexpr int protocolVersion = 1;
-
-}  // namespace
 
 std::string byeMessage(std::string_view why) {
-  return device::script::toLine({{"type", "bye"}, {"why", why}});
+  return toLine({{"type", "bye"}, {"why", why}});
 }
-
-Session::Session(Identity identity, SessionLimits limits, std::function<Clock::time_point()> now)
-    : identity_(std::move(identity)),
-      limits_(limits),
-      now_(std::move(now)),
-      disconnectedSince_(now_()) {}
 
 void Session::onPhoneMessage(PhoneMessage message) {
   auto text = std::make_shared<const std::string>(std::move(message.text));
@@ -62,14 +47,6 @@ void Session::log(Message message) {
   }
 }
 
-void Session::send(std::string message) {
-  send(std::make_shared<const std::string>(std::move(message)));
-}
-
-void Session::send(const Message& message) {
-  if (peer_) peer_->send(message);
-}
-
 bool Session::isIdle() const {
   return !peer_ && now_() - disconnectedSince_ >= limits_.idle;
 }
@@ -81,23 +58,22 @@ void Session::end(std::string_view why) {
 }
 
 std::string Session::hello() const {
+  // Of the protocol between browser and server.
+  constexpr int protocolVersion = 1;
   std::string messages;
   for (const auto& message : log_) messages += (messages.empty() ? "" : ",") + *message;
-  auto text = device::script::toLine({{"type", "hello"},
-                                      {"session", identity_.id},
-                                      {"version", protocolVersion},
-                                      {"app", identity_.app},
-                                      {"appOrigin", identity_.appOrigin},
-                                      {"unfinished", pending_.size()}});
+  auto text = toLine({{"type", "hello"},
+                      {"session", identity_.id},
+                      {"version", protocolVersion},
+                      {"app", identity_.app},
+                      {"appOrigin", identity_.appOrigin},
+                      {"unfinished", pending_.size()}});
   text.pop_back();
   return text + ",\"device\":" + device_ + ",\"messages\":[" + messages + "]}";
 }
 
 void Session::onOpen(const std::shared_ptr<Peer>& peer) {
-  if (ended_) {
-    peer->sendAndClose(byeMessage("this phone has ended"));
-    return;
-  }
+  if (ended_) return peer->sendAndClose(byeMessage("this phone has ended"));
   if (const auto older = std::exchange(peer_, peer))
     older->sendAndClose(byeMessage("this phone was opened in another tab"));
   ++connection_;

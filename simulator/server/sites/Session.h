@@ -32,7 +32,8 @@ class Session : public MessageHandler, public std::enable_shared_from_this<Sessi
     std::string appOrigin;
   };
 
-  Session(Identity identity, SessionLimits limits, std::function<Clock::time_point()> now);
+  Session(Identity identity, SessionLimits limits, std::function<Clock::time_point()> now)
+      : identity_(std::move(identity)), limits_(limits), now_(std::move(now)) {}
 
   /// Gives the session its phone, which begins with this `device` part; once.
   void begin(std::unique_ptr<Phone> phone, std::string device) {
@@ -44,7 +45,7 @@ class Session : public MessageHandler, public std::enable_shared_from_this<Sessi
 
   void onPhoneMessage(PhoneMessage message);
   /// To the browser that is connected, and to no later one.
-  void send(std::string message);
+  void send(std::string message) { send(std::make_shared<const std::string>(std::move(message))); }
   /// Whether it has been disconnected for the time after which it ends.
   bool isIdle() const;
   bool isDisconnected() const { return !peer_; }
@@ -63,20 +64,21 @@ class Session : public MessageHandler, public std::enable_shared_from_this<Sessi
   bool onReply();
   void log(Message message);
   std::string hello() const;
-  void send(const Message& message);
+  void send(const Message& message) {
+    if (peer_) peer_->send(message);
+  }
 
   const Identity identity_;
   const SessionLimits limits_;
   const std::function<Clock::time_point()> now_;
   std::unique_ptr<Phone> phone_;
   std::shared_ptr<Peer> peer_;
-  Clock::time_point disconnectedSince_;
+  Clock::time_point disconnectedSince_ = now_();
   bool ended_ = false;
   std::deque<Message> log_;
   std::size_t logBytes_ = 0;
   Message state_;
   std::string device_ = "{}";
-  /// Counts the connections.
   std::uint64_t connection_ = 0;
   /// For each request that has no reply yet, the number of the connection that it came by: a later
   /// one has requests of its own, with the same identifiers.

@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "device/foundation/files/ApplicationHome.h"
-#include "device/script/json/StrictJson.h"
 #include "simulator/server/http/Secrets.h"
 
 namespace vecamera::simulator {
@@ -45,7 +44,7 @@ std::shared_ptr<Session> SessionRegistry::findByFileToken(std::string_view token
 }
 
 std::shared_ptr<Session> SessionRegistry::make(std::string_view host) {
-  auto home = device::foundation::ApplicationHome::makePrivate();
+  auto home = foundation::ApplicationHome::makePrivate();
   if (!home) return nullptr;
   const auto origin = "http://" + std::string(host) + ":" + std::to_string(setup_.appPort);
   Session::Identity identity{randomToken(), randomToken(),
@@ -61,7 +60,7 @@ std::shared_ptr<Session> SessionRegistry::make(std::string_view host) {
     });
   };
   session->begin(std::make_unique<Phone>(std::move(phone), std::move(home)),
-                 device::script::toLine(setup_.phone.device.requested));
+                 toLine(setup_.phone.device.requested));
   sessions_.emplace(session->identity().id, session);
   return session;
 }

@@ -41,7 +41,6 @@ class SessionRegistry {
   std::shared_ptr<Session> find(std::string_view id) const;
   std::shared_ptr<Session> findByFileToken(std::string_view token) const;
   bool isAnyConnected() const;
-  /// To every browser.
   void sendToAll(const std::string& message);
   void endIdle();
   void endAll(std::string_view why);

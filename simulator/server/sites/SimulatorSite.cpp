@@ -4,20 +4,16 @@
 
 #include <algorithm>
 #include <charconv>
-#include <nlohmann/json.hpp>
 #include <span>
 
 #include "device/foundation/Dates.h"
-#include "device/script/json/StrictJson.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/sites/EmbeddedFiles.h"
 
 namespace vecamera::simulator {
 namespace {
 
-using Json = nlohmann::ordered_json;
 using Segments = std::vector<std::string>;
-using Store = std::shared_ptr<device::photos::LibraryStore>;
 
 constexpr int maxThumbnailSide = 2048;
 
@@ -25,7 +21,6 @@ Response notFound() {
   return errorResponse(404, "there is nothing here; open the address that vecamera serve printed");
 }
 
-/// A part of the phone's page.
 Response pageFile(const RequestTarget& target) {
   if (findEmbedded("web", {}) == nullptr)
     return textResponse(
@@ -50,9 +45,9 @@ Response listLibrary(device::photos::LibraryStore& store) {
          {"width", record.width},
          {"height", record.height},
          {"format", device::photos::formatName(record)},
-         {"created", device::foundation::formatISO8601(record.created)},
+         {"created", foundation::formatISO8601(record.created)},
          {"duration", record.durationSeconds ? Json(*record.durationSeconds) : Json()}});
-  return jsonResponse(device::script::toLine({{"assets", assets}}));
+  return jsonResponse({{"assets", assets}});
 }
 
 Response thumbnail(device::photos::LibraryStore& store, const std::string& asset, int side) {
@@ -76,7 +71,7 @@ Response original(device::photos::LibraryStore& store, const std::string& asset)
 }
 
 /// The recording as a file that the browser saves.
-Response script(const Session& session, Phone& phone) {
+Response recordingFile(const Session& session, Phone& phone) {
   const Segments name{"script-" + randomToken() + ".json"};
   const std::filesystem::path folder = phone.folder();
   const auto isWritten = phone.recording().writeTo(folder / name.front());
@@ -102,7 +97,7 @@ class MediaUpload : public Upload {
   Response finish() override {
     if (!written_) return errorResponse(writer_->hasDiskFailed() ? 507 : 413, written_.error().why);
     const auto bytes = writer_->bytes();
-    return jsonResponse(device::script::toLine({{"file", writer_->finish()}, {"bytes", bytes}}));
+    return jsonResponse({{"file", writer_->finish()}, {"bytes", bytes}});
   }
 
  private:
@@ -112,92 +107,105 @@ class MediaUpload : public Upload {
   Result<> written_;
 };
 
+class SimulatorSite : public Site {
+ public:
+  SimulatorSite(SimulatorSiteSetup setup, SessionRegistry& sessions)
+      : setup_(std::move(setup)), sessions_(sessions) {}
+
+  HeaderFields commonFields(const Request& request) const override {
+    const auto name = ownHostName(request.host);
+    const auto app = "http://" + name + ":" + std::to_string(setup_.appPort);
+    const auto media = "'self' blob: data: " + app;
+    return {{"Content-Security-Policy",
+             "default-src 'none'; script-src 'self'; style-src 'self'; img-src " + media +
+                 "; media-src " + media + "; connect-src 'self' ws://" + name + ":" +
+                 std::to_string(setup_.port) + "; frame-src " + app +
+                 "; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
+            {"Cross-Origin-Opener-Policy", "same-origin"},
+            {"Cross-Origin-Resource-Policy", "same-origin"},
+            {"Permissions-Policy", "camera=(self), microphone=(self), geolocation=(self)"}};
+  }
+
+  Reaction react(const Request& request) override {
+    if (!isOwnHost(request.host, setup_.port))
+      return errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost");
+    auto target = parseTarget(request.target);
+    if (!target) return errorResponse(400, "the address is none that a browser would send");
+    if (target->segments.empty() || !sameSecret(target->segments.front(), setup_.secret))
+      return notFound();
+    target->segments.erase(target->segments.begin());
+    const bool changes = request.method != Method::get;
+    if ((changes || request.isWebSocket) && request.origin != "http://" + request.host)
+      return errorResponse(403, "only the simulator's own pages may do this");
+    // Relative addresses in the page start from the slash.
+    if (target->segments.empty() && !target->isFolder)
+      return Response{308, {{"Location", "/" + setup_.secret + "/"}}, {}};
+    return reactTo(request, *target);
+  }
+
+ private:
+  Reaction reactTo(const Request& request, const RequestTarget& target) {
+    const auto& path = target.segments;
+    if (path.size() > 1 && path[0] == "session") {
+      const auto session = sessions_.find(path[1]);
+      if (!session)
+        return errorResponse(404, "there is no such session (any more); load the page again");
+      return reactInSession(request, session, target);
+    }
+    if (request.method != Method::get) return errorResponse(405, "this can only be read");
+    if (path == Segments{"ws"} && !request.isWebSocket)
+      return errorResponse(426, "this is the address of a WebSocket");
+    if (path == Segments{"ws"})
+      return sessions_.open(target.queryValue("session"), ownHostName(request.host));
+    if (request.isWebSocket) return notFound();
+    return pageFile(target);
+  }
+
+  Reaction reactInSession(const Request& request, const std::shared_ptr<Session>& session,
+                          const RequestTarget& target) {
+    const Segments path(target.segments.begin() + 2, target.segments.end());
+    auto& phone = session->phone();
+    if (path == Segments{"media"}) {
+      if (request.method != Method::post) return errorResponse(405, "media are sent with POST");
+      auto writer = phone.media().begin(target.queryValue("name"));
+      if (!writer) return errorResponse(413, writer.error().why);
+      return std::make_unique<MediaUpload>(session, *std::move(writer));
+    }
+    if (request.method != Method::get) return errorResponse(405, "this can only be read");
+    if (path == Segments{"script"})
+      return DeferredResponse([session] { return recordingFile(*session, session->phone()); });
+    if (path.size() > 1 && path[0] == "files") {
+      auto file = openConfined(phone.temporaryDirectory(), std::span(path).subspan(1));
+      if (!file) return errorResponse(404, "the temporary directory has no such file");
+      return sandboxed(fileResponse(*std::move(file), path.back(), "no-store"));
+    }
+    if (path.empty() || path[0] != "library") return notFound();
+
+    const auto store = phone.library();
+    if (!store) return errorResponse(503, "the phone is starting; ask again");
+    if (path.size() == 1) return DeferredResponse([store] { return listLibrary(*store); });
+    const auto asset = target.queryValue("id");
+    if (path == Segments{"library", "original"})
+      return DeferredResponse([store, asset] { return original(*store, asset); });
+    if (path == Segments{"library", "thumbnail"}) {
+      const auto text = target.queryValue("side");
+      int side = 0;
+      std::from_chars(text.data(), text.data() + text.size(), side);
+      if (side < 1) return errorResponse(400, "\"side\" is a number of pixels above 0");
+      side = std::min(side, maxThumbnailSide);
+      return DeferredResponse([store, asset, side] { return thumbnail(*store, asset, side); });
+    }
+    return notFound();
+  }
+
+  const SimulatorSiteSetup setup_;
+  SessionRegistry& sessions_;
+};
+
 }  // namespace
 
-HeaderFields SimulatorSite::commonFields(const Request& request) const {
-  const auto name = ownHostName(request.host);
-  const auto app = "http://" + name + ":" + std::to_string(setup_.appPort);
-  const auto media = "'self' blob: data: " + app;
-  return {{"Content-Security-Policy",
-           "default-src 'none'; script-src 'self'; style-src 'self'; img-src " + media +
-               "; media-src " + media + "; connect-src 'self' ws://" + name + ":" +
-               std::to_string(setup_.port) + "; frame-src " + app +
-               "; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
-          {"Cross-Origin-Opener-Policy", "same-origin"},
-          {"Cross-Origin-Resource-Policy", "same-origin"},
-          {"Permissions-Policy", "camera=(self), microphone=(self), geolocation=(self)"}};
-}
-
-Reaction SimulatorSite::react(const Request& request) {
-  if (!isOwnHost(request.host, setup_.port))
-    return errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost");
-  auto target = parseTarget(request.target);
-  if (!target) return errorResponse(400, "the address is none that a browser would send");
-  if (target->segments.empty() || !sameSecret(target->segments.front(), setup_.secret))
-    return notFound();
-  target->segments.erase(target->segments.begin());
-  const bool changes = request.method != Method::get;
-  if ((changes || request.isWebSocket) && request.origin != "http://" + request.host)
-    return errorResponse(403, "only the simulator's own pages may do this");
-  // Relative addresses in the page start from the slash.
-  if (target->segments.empty() && !target->isFolder)
-    return Response{308, {{"Location", "/" + setup_.secret + "/"}}, {}};
-  return reactTo(request, *target);
-}
-
-Reaction SimulatorSite::reactTo(const Request& request, const RequestTarget& target) {
-  const auto& path = target.segments;
-  if (path.size() > 1 && path[0] == "session") {
-    const auto session = sessions_.find(path[1]);
-    if (!session)
-      return errorResponse(404, "there is no such session (any more); load the page again");
-    return reactInSession(request, session, target);
-  }
-  if (request.method != Method::get) return errorResponse(405, "this can only be read");
-  if (path == Segments{"ws"} && !request.isWebSocket)
-    return errorResponse(426, "this is the address of a WebSocket");
-  if (path == Segments{"ws"})
-    return sessions_.open(target.queryValue("session"), ownHostName(request.host));
-  if (request.isWebSocket) return notFound();
-  return pageFile(target);
-}
-
-Reaction SimulatorSite::reactInSession(const Request& request,
-                                       const std::shared_ptr<Session>& session,
-                                       const RequestTarget& target) {
-  const Segments path(target.segments.begin() + 2, target.segments.end());
-  auto& phone = session->phone();
-  if (path == Segments{"media"}) {
-    if (request.method != Method::post) return errorResponse(405, "media are sent with POST");
-    auto writer = phone.media().begin(target.queryValue("name"));
-    if (!writer) return errorResponse(413, writer.error().why);
-    return std::make_unique<MediaUpload>(session, *std::move(writer));
-  }
-  if (request.method != Method::get) return errorResponse(405, "this can only be read");
-  if (path == Segments{"script"})
-    return DeferredResponse([session] { return script(*session, session->phone()); });
-  if (path.size() > 1 && path[0] == "files") {
-    auto file = openConfined(phone.temporaryDirectory(), std::span(path).subspan(1));
-    if (!file) return errorResponse(404, "the temporary directory has no such file");
-    return sandboxed(fileResponse(*std::move(file), path.back(), "no-store"));
-  }
-  if (path.empty() || path[0] != "library") return notFound();
-
-  const auto store = phone.library();
-  if (!store) return errorResponse(503, "the phone is starting; ask again");
-  if (path.size() == 1) return DeferredResponse([store] { return listLibrary(*store); });
-  const auto asset = target.queryValue("id");
-  if (path == Segments{"library", "original"})
-    return DeferredResponse([store, asset] { return original(*store, asset); });
-  if (path == Segments{"library", "thumbnail"}) {
-    const auto text = target.queryValue("side");
-    int side = 0;
-    std::from_chars(text.data(), text.data() + text.size(), side);
-    if (side < 1) return errorResponse(400, "\"side\" is a number of pixels above 0");
-    side = std::min(side, maxThumbnailSide);
-    return DeferredResponse([store, asset, side] { return thumbnail(*store, asset, side); });
-  }
-  return notFound();
+std::unique_ptr<Site> makeSimulatorSite(SimulatorSiteSetup setup, SessionRegistry& sessions) {
+  return std::make_unique<SimulatorSite>(std::move(setup), sessions);
 }
 
 }  // namespace vecamera::simulator

@@ -129,7 +129,7 @@ TEST_F(ExportSessionsTest, AnExportThatCannotBeDoneFailsWithTheReason) {
 TEST_F(ExportSessionsTest, AnExportIsSupervised) {
   std::vector<std::string> calls;
   bool isInterrupted = false;
-  const ExportSessions::Supervision supervision{
+  const ExportSessions::ExportCallbacks supervision{
       [&] { return isInterrupted; },
       [&](const NSError& error) { calls.push_back(error.localizedDescription()); }};
   ExportSessions supervised(

@@ -6,6 +6,8 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
+#include "device/foundation/Base64.h"
+
 namespace vecamera::device::script {
 namespace {
 
@@ -58,7 +60,7 @@ TEST(StrictJson, NestingHasTheLimitThatIsAskedFor) {
 
 TEST(JsonValue, Base64IsTakenStrictly) {
   const auto bytesOf = [](std::string_view text) -> std::optional<std::string> {
-    const auto data = decodeBase64(text);
+    const auto data = foundation::decodeBase64(text);
     if (!data) return std::nullopt;
     return std::string(data->bytes().begin(), data->bytes().end());
   };

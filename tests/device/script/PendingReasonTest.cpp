@@ -7,7 +7,7 @@
 #include <sstream>
 
 #include "device/script/assembly/Samples.h"
-#include "device/script/play/Player.h"
+#include "device/script/play/PlaySession.h"
 #include "device/script/script/ScriptReader.h"
 
 namespace vecamera::device::script {
@@ -22,7 +22,7 @@ std::string reasonAfter(const std::string& device, const std::string& steps) {
   if (!script) return script.error().message();
   std::string reason = "the last step did not leave a callback open";
   std::ostringstream diagnostics;
-  const auto played = playScript(
+  const auto played = playScriptAsJson(
       *script, {},
       [&reason](const Json& event) {
         if (event.contains("why")) reason = event["why"];

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <sstream>
 
+#include "device/script/script/ScriptJson.h"
 #include "device/script/script/ScriptReader.h"
 
 namespace vecamera::device::script {

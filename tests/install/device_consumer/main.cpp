@@ -1,5 +1,4 @@
 #include <iostream>
-#include <nlohmann/json.hpp>
 
 #include "device/script/play/Player.h"
 #include "device/script/script/ScriptReader.h"
@@ -21,11 +20,11 @@ int main() {
   int answers = 0;
   const auto outcome = playScript(
       *read, {},
-      [&](const Json& event) {
-        std::cerr << toLine(event) << '\n';
-        answers += event["event"] == "answer";
+      [&](std::string_view line) {
+        std::cerr << line << '\n';
+        answers += line.starts_with(R"({"event":"answer")");
       },
       std::cerr);
   std::cout << answers << '\n';
-  return outcome && *outcome == PlayOutcome::finished ? 0 : 1;
+  return outcome && *outcome == PlayResult::finished ? 0 : 1;
 }

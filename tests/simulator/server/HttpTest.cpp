@@ -7,7 +7,6 @@
 
 #include <csignal>
 
-#include "simulator/server/http/RequestTarget.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/phone/MediaFolder.h"
 #include "simulator/server/sites/FolderWatch.h"
