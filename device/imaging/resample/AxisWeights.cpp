@@ -111,7 +111,7 @@ PixelRange AxisWeights::needed() const {
 }
 
 void AxisWeights::startAt(std::size_t first) {
-  for (Result& result : results_) result.firstPair -= first / 2;
+  for (Taps& taps : results_) taps.firstPair -= first / 2;
 }
 
 }  // namespace vecamera::device::imaging

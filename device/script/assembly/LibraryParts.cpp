@@ -52,8 +52,4 @@ photos::LibraryStore::Parts libraryParts() {
   return parts;
 }
 
-std::filesystem::path libraryFolder(const std::filesystem::path& home) {
-  return home / "Library" / "Photos";
-}
-
 }  // namespace vecamera::device::script
