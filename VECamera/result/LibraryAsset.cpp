@@ -11,13 +11,13 @@ struct Change {
 };
 
 Task<Change> addAsset(Platform platform, AddResource addResource) {
+  const auto block = [&library = platform.photoLibrary, addResource] {
+    addResource(library.creationRequestForAsset());
+  };
   Change change;
   try {
-    change.isSaved = co_await performChangesAsync(
-        platform.photoLibrary, platform.background,
-        [&library = platform.photoLibrary, addResource = std::move(addResource)] {
-          addResource(library.creationRequestForAsset());
-        });
+    change.isSaved =
+        co_await performChangesAsync(platform.photoLibrary, platform.background, block);
   } catch (const NSErrorException& thrown) {
     change.error = thrown.error().localizedDescription();
   }

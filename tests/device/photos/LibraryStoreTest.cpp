@@ -1,5 +1,6 @@
 #include "device/photos/LibraryStore.h"
 
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
 #include <sys/stat.h>
@@ -12,6 +13,7 @@
 #include <functional>
 #include <thread>
 
+#include "device/foundation/files/Descriptor.h"
 #include "tests/device/photos/PhotosTestSupport.h"
 
 namespace vecamera::device::photos {
@@ -239,6 +241,9 @@ TEST_F(LibraryStoreTest, RemovalTakesTheFilesAlongAndNumbersAreNotUsedAgain) {
   ASSERT_TRUE(store->add({testPicture("a", "A/L0/001"), testPicture("b", "B/L0/001")}));
   ASSERT_TRUE(store->thumbnail("A/L0/001", 64));
   ASSERT_TRUE(store->thumbnail("B/L0/001", 64));
+  // Whoever reads a thumbnail, or has just written it, may hold its lock.
+  const auto held = foundation::openAt(AT_FDCWD, thumbnails() / "2-64.jpg", O_RDWR);
+  ASSERT_TRUE(held && foundation::lock(*held, foundation::WhenLocked::fail));
 
   EXPECT_TRUE(store->remove("B/L0/001"));
   EXPECT_THAT(identifiersIn(*store), ElementsAre("A/L0/001"));

@@ -1,6 +1,7 @@
 #include "device/foundation/files/ApplicationHome.h"
 
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -90,6 +91,31 @@ TEST(TemporaryFolder, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay)
       EXPECT_TRUE(std::filesystem::exists(kept)) << kept;
   }
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 3);
+}
+
+TEST(TemporaryFolder, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
+  const auto around = ApplicationHome::makePrivate();
+  const fs::path parent = around->path();
+  fs::path left;
+  {
+    auto folder = TemporaryFolder::create(parent, "work-");
+    ASSERT_TRUE(folder);
+    left = folder->path();
+    fs::path deep = left / "a";
+    for (int i = 0; i < 40; ++i) deep /= "b";
+    fs::create_directories(deep);
+    // Each level takes a descriptor, so that the removal stops on its way down.
+    rlimit limit{};
+    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
+    const Descriptor next = *openFolderAt(AT_FDCWD, parent, LastLink::follow);
+    const rlimit few{static_cast<rlim_t>(next.number()) + 10, limit.rlim_max};
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
+    { const TemporaryFolder ended = *std::move(folder); }
+    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
+  }
+  ASSERT_TRUE(fs::exists(left));
+  ASSERT_TRUE(TemporaryFolder::create(parent, "work-"));
+  EXPECT_FALSE(fs::exists(left));
 }
 
 TEST(TemporaryFolder, LivesUntilTheLastObjectThatHasItEnds) {
