@@ -1,5 +1,6 @@
 #include "device/foundation/files/ApplicationHome.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -95,15 +96,15 @@ TEST(TemporaryFolder, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay)
 
 TEST(TemporaryFolder, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
   const auto around = ApplicationHome::makePrivate();
-  const fs::path parent = around->path();
-  fs::path left;
+  const std::filesystem::path parent = around->path();
+  std::filesystem::path left;
   {
     auto folder = TemporaryFolder::create(parent, "work-");
     ASSERT_TRUE(folder);
     left = folder->path();
-    fs::path deep = left / "a";
+    std::filesystem::path deep = left / "a";
     for (int i = 0; i < 40; ++i) deep /= "b";
-    fs::create_directories(deep);
+    std::filesystem::create_directories(deep);
     // Each level takes a descriptor, so that the removal stops on its way down.
     rlimit limit{};
     ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
@@ -113,9 +114,9 @@ TEST(TemporaryFolder, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
     { const TemporaryFolder ended = *std::move(folder); }
     ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
   }
-  ASSERT_TRUE(fs::exists(left));
+  ASSERT_TRUE(std::filesystem::exists(left));
   ASSERT_TRUE(TemporaryFolder::create(parent, "work-"));
-  EXPECT_FALSE(fs::exists(left));
+  EXPECT_FALSE(std::filesystem::exists(left));
 }
 
 TEST(TemporaryFolder, LivesUntilTheLastObjectThatHasItEnds) {
