@@ -347,16 +347,16 @@ class Serve(CommandLine):
             self.assertEqual(server.wait(), 0)
 
     def test_it_opens_the_browser_without_telling_the_secret_to_other_users(self):
-        told = self.folder / "told"
-        os.mkfifo(told)
+        shown = self.folder / "shown"
+        os.mkfifo(shown)
         held = self.folder / "held"
-        environment = dict(os.environ, PATH=f"{TOOLS}:{os.environ['PATH']}", TOLD=told, HELD=held)
+        environment = dict(os.environ, PATH=f"{TOOLS}:{os.environ['PATH']}", SHOWN=shown, HELD=held)
         with subprocess.Popen([PROGRAM, "serve", "--open"], stdin=subprocess.DEVNULL,
                               stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True,
                               cwd=self.folder, env=environment) as server:
             try:
                 address = server.stdout.readline().strip()
-                page, mode, text = told.read_text().split("\n", 2)
+                page, mode, text = shown.read_text().split("\n", 2)
                 session, *files = held.read_text().splitlines()
             finally:
                 server.send_signal(signal.SIGINT)

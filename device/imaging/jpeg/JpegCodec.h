@@ -16,7 +16,7 @@ ImageResult<PictureHeader> readJpegHeader(Bytes bytes);
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,
                                                      DecodeScale scale);
 
-/// The scale (1, 2, 3 or all 8 eighths) to decode pixels for a result of which each spans that many
+/// The scale (numerator 1, 2, 3 or 8) to decode pixels for a result of which each spans that many
 /// stored ones. Each block is scaled by itself, so some of what is above Nyquist for the decoded
 /// pixels becomes aliasing; with pixels to spare, most of that lies beyond what the resampler lets
 /// through.

@@ -15,7 +15,7 @@ const EmbeddedFile* findEmbedded(std::string path, std::span<const std::string> 
 }
 
 Response embeddedResponse(const EmbeddedFile& file, std::string_view cacheControl) {
-  // FNV-1a, which is enough to tell the file of one build from that of the next.
+  // FNV-1a, which is enough to distinguish the files of two builds.
   std::uint64_t hash = 0xcbf29ce484222325U;
   for (const char c : file.contents) hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001b3U;
   return {200,

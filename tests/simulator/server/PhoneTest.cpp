@@ -43,7 +43,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 }
 
 /// The events of a recording that is played as `vecamera run` plays it, but for the callbacks that
-/// are open at the end, which a phone tells as its state.
+/// are open at the end, which a phone sends as its state.
 std::vector<std::string> replayed(const std::filesystem::path& recording) {
   auto read = device::script::readScript(recording);
   if (!read) throw std::runtime_error(read.error().message());
@@ -68,19 +68,19 @@ std::vector<std::string> replayed(const std::filesystem::path& recording) {
   return events;
 }
 
-/// Plays the phone's recording again and expects what the phone told.
+/// Plays the phone's recording again and expects the same events.
 void expectSameReplay(TestPhone& phone) {
   const TestFolder folder;
   const auto file = folder.path() / "recording.json";
   ASSERT_TRUE(phone.phone().recording().writeTo(file));
-  std::vector<std::string> told;
+  std::vector<std::string> played;
   for (const auto& line : phone.events())
-    told.push_back(replaced(replaced(line, TestPhone::filesAddress, "FILES/"),
-                            phone.phone().temporaryDirectory(), "TMP"));
+    played.push_back(replaced(replaced(line, TestPhone::filesAddress, "FILES/"),
+                              phone.phone().temporaryDirectory(), "TMP"));
   const auto again = replayed(file);
-  for (std::size_t i = 0; i < std::min(told.size(), again.size()); ++i)
-    ASSERT_EQ(again[i], told[i]) << "event " << i;
-  EXPECT_EQ(again.size(), told.size());
+  for (std::size_t i = 0; i < std::min(played.size(), again.size()); ++i)
+    ASSERT_EQ(again[i], played[i]) << "event " << i;
+  EXPECT_EQ(again.size(), played.size());
 }
 
 TEST(PhoneTest, PlaysARecordingToTheSameEvents) {
@@ -326,8 +326,8 @@ TEST(PhoneTest, ReplaysARecordingWithTheSameIdentifiers) {
   first.step({{"do", "capture"}, {"photo", photoAsDataUrl()}});
   first.step({{"do", "addAsset"}, {"file", photoAsDataUrl()}});
   first.step({{"do", "library"}});
-  const auto told = events(first);
-  EXPECT_THAT(told, Contains(HasSubstr("assets-library:")));
+  const auto played = events(first);
+  EXPECT_THAT(played, Contains(HasSubstr("assets-library:")));
   const TestFolder folder;
   const auto file = folder.path() / "recording.json";
   ASSERT_TRUE(first.phone().recording().writeTo(file));
@@ -339,7 +339,7 @@ TEST(PhoneTest, ReplaysARecordingWithTheSameIdentifiers) {
   const Json restart = {{"type", "restart"}, {"device", script["device"]}, {"keepLibrary", false}};
   ASSERT_EQ(second.ask(restart)["type"], "done");
   for (const auto& step : script["steps"]) EXPECT_EQ(second.whyNot(step), "");
-  EXPECT_EQ(events(second), told);
+  EXPECT_EQ(events(second), played);
   expectSameReplay(second);
 }
 

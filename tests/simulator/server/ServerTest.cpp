@@ -341,16 +341,16 @@ TEST(ServerTest, MakesRoomForAPhoneWhereNobodyIsThere) {
 }
 
 TEST(ServerTest, IsNotHeldUpByPhonesThatTakeTheirTimeToEnd) {
-  // Both of the first two phones ask for the time in the middle of a step, and are not told.
+  // Both of the first two phones ask for the time in the middle of a step, and get no answer.
   std::atomic<int> askers{2};
-  std::promise<void> telling;
-  const auto told = telling.get_future().share();
+  std::promise<void> release;
+  const auto released = release.get_future().share();
   std::atomic<std::int64_t> seconds{0};
   ServerSetup setup;
-  setup.phone.realTime = [&, told] {
+  setup.phone.realTime = [&, released] {
     if (seconds > 0 && askers.fetch_sub(1) > 0) {
       askers.notify_all();
-      told.wait();
+      released.wait();
     }
     return Date(std::chrono::seconds(1'700'000'000));
   };
@@ -358,7 +358,7 @@ TEST(ServerTest, IsNotHeldUpByPhonesThatTakeTheirTimeToEnd) {
     return std::chrono::steady_clock::time_point(std::chrono::seconds(seconds.load()));
   };
   RunningServer running(std::move(setup));
-  Gate gate(telling);
+  Gate gate(release);
   TestSocket first(running);
   TestSocket second(running);
   TestSocket third(running);
@@ -422,22 +422,22 @@ TEST(ServerTest, DisconnectsABrowserThatDoesNotAnswerPings) {
 
 TEST(ServerTest, DoesNotTakeABrowserForIdleThatItDoesNotRead) {
   std::promise<void> holding;
-  std::promise<void> telling;
+  std::promise<void> release;
   std::atomic<int> asked{0};
   ServerSetup setup;
   setup.network.idleTimeout = shortTime;
   setup.network.bodyTimeout = 4 * shortTime;
   setup.session.pendingRequests = 1;
   // A phone asks when it begins, and before its first step.
-  setup.phone.realTime = [&, told = telling.get_future().share()] {
+  setup.phone.realTime = [&, released = release.get_future().share()] {
     if (++asked == 2) {
       holding.set_value();
-      told.wait();
+      released.wait();
     }
     return Date(std::chrono::seconds(1'700'000'000));
   };
   RunningServer running(std::move(setup));
-  Gate gate(telling);
+  Gate gate(release);
   TestSocket watcher(running);
   const auto hello = watcher.readUntil("hello");
   const std::string session = hello["session"];
@@ -461,18 +461,18 @@ TEST(ServerTest, DoesNotTakeABrowserForIdleThatItDoesNotRead) {
 
 TEST(ServerTest, RepliesToTheTabThatAsked) {
   std::atomic<bool> isHeld{false};
-  std::promise<void> telling;
-  const auto told = telling.get_future().share();
+  std::promise<void> release;
+  const auto released = release.get_future().share();
   ServerSetup setup;
-  setup.phone.realTime = [&isHeld, told] {
+  setup.phone.realTime = [&isHeld, released] {
     if (isHeld.exchange(false)) {
       isHeld.notify_all();
-      told.wait();
+      released.wait();
     }
     return Date(std::chrono::seconds(1'700'000'000));
   };
   RunningServer running(std::move(setup));
-  Gate gate(telling);
+  Gate gate(release);
   TestSocket first(running);
   const std::string session = first.readUntil("hello")["session"];
   first.readUntil("state");

@@ -37,7 +37,7 @@ class TestPhone {
     auto home = device::foundation::ApplicationHome::makePrivate();
     home_ = home->path();
     phone_ = std::make_unique<Phone>(std::move(setup), std::move(home));
-    // The first state tells that the phone has begun.
+    // The first state says that the phone has begun.
     readUntil(PhoneMessage::Kind::state);
   }
 
@@ -70,20 +70,20 @@ class TestPhone {
   }
 
   Phone& phone() { return *phone_; }
-  /// As the latest message told.
+  /// As of the latest message.
   const Json& state() const { return state_; }
   int states() const { return states_; }
   std::string diagnostics() {
     const std::lock_guard lock(mutex_);
     return diagnostics_;
   }
-  /// Until the developer was told something with that text in it.
+  /// Until the developer got a line with that text in it.
   void waitForDiagnostic(std::string_view text) {
     std::unique_lock lock(mutex_);
     const bool came = arrived_.wait_for(lock, std::chrono::minutes(2), [&] {
       return diagnostics_.find(text) != std::string::npos;
     });
-    if (!came) throw std::runtime_error("the phone tells no \"" + std::string(text) + "\"");
+    if (!came) throw std::runtime_error("the phone sends no \"" + std::string(text) + "\"");
   }
   /// The events and traces of the device that is there.
   const std::vector<Json>& messages() const { return logged_; }

@@ -45,7 +45,7 @@ TEST(SoftwareImageIO, DestinationsEncodeWithTheProperties) {
     EXPECT_EQ(notifiedBytes, after.size());
     const auto header = readHeader(after.bytes());
     EXPECT_EQ(header->format.typeIdentifier, type);
-    // The bare bitmap, whose orientation the properties would have to tell.
+    // The bare bitmap, whose orientation the properties would have to give.
     EXPECT_EQ(header->orientation, UIImageOrientation::up);
     EXPECT_EQ(lettersOf(opened(after), 8), "RGB/CMY");
     const auto read = imageIO.CIImageProperties(after);
