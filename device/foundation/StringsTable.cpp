@@ -203,7 +203,7 @@ class StringsParser {
 }  // namespace
 
 std::optional<StringsTable> parseStringsTable(const Data& file) {
-  if (file.size() == 0) return std::nullopt;
+  if (file.empty()) return std::nullopt;
   if (isPropertyList(file)) return propertyListTexts(file);
   auto text = decoded({reinterpret_cast<const char*>(file.bytes().data()), file.size()});
   if (!text) return std::nullopt;
