@@ -8,7 +8,7 @@ import type {
 import { CameraError } from "./camera-error.js";
 import { type CallOptions, abortedBy } from "./options.js";
 
-/** One command on its way, answered at most once. */
+/** One command that was sent. It is answered once at most. */
 export interface Call {
   readonly answer: Promise<BridgeDictionary | undefined>;
   isOpen(): boolean;

@@ -49,8 +49,8 @@ export interface PictureOptions extends CallOptions {
   /** Lets the user crop the picture. */
   allowsEditing?: boolean | undefined;
   /**
-   * Turns the pixels upright. A picture that is mirrored by its orientation, as some from a front
-   * camera, is not turned and loses the orientation.
+   * Rotates the pixels upright. A picture that is mirrored by its orientation, as some from a front
+   * camera, is not rotated and loses the orientation.
    */
   correctOrientation?: boolean | undefined;
   /**

@@ -202,7 +202,7 @@ describe("calls that overlap", () => {
     const first = camera.takePicture();
     const second = camera.takePicture({ replacePending: true });
     await expect(first).rejects.toMatchObject({ code: "replaced" });
-    // The end of the first one must not make the way free.
+    // The end of the first one lets no third one through.
     await expect(camera.takePicture()).rejects.toMatchObject({ code: "busy" });
     bridge.calls[0]?.answer(fail("NO_PERMISSION", "late"));
     bridge.calls[1]?.answer(deliver("assets-library://asset/2"));

@@ -157,7 +157,7 @@ describe("the bridge to a parent window", () => {
   });
 });
 
-describe("beneath the camera, the bridge", () => {
+describe("the bridge without a camera", () => {
   it("keeps types, and takes more answers only where they are promised", async () => {
     const frame = new Frame();
     const bridge = frameBridge(frame.page);

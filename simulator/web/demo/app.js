@@ -28,20 +28,20 @@ const actions = {
   cleanup: async () => {
     await vecamera.cleanup();
     picture.replaceChildren(placeholder("Your picture appears here."));
-    tell("The temporary files are gone.");
+    report("The temporary files are gone.");
   },
 };
 
 async function takePicture(more) {
-  tell("Waiting for the picture…", "busy");
+  report("Waiting for the picture…", "busy");
   const got = await vecamera.takePicture({ ...options(), ...more });
   if (got.kind === "nothing") {
-    tell("The plug-in says success, and gives nothing.", "bad");
+    report("The plug-in says success, and gives nothing.", "bad");
     return;
   }
   if (got.kind === "nativeUrl") {
     picture.replaceChildren(placeholder("It is in the photo library."));
-    tell(`Library address: ${got.url}`);
+    report(`Library address: ${got.url}`);
     return;
   }
   const address =
@@ -52,10 +52,10 @@ async function takePicture(more) {
   const view = document.createElement(isMovie ? "video" : "img");
   if (isMovie) view.controls = true;
   else view.alt = "The picture you took";
-  view.onerror = () => tell("The picture cannot be shown.", "bad");
+  view.onerror = () => report("The picture cannot be shown.", "bad");
   view.src = address;
   picture.replaceChildren(view);
-  tell(
+  report(
     got.kind === "dataUrl"
       ? `Data URL of ${Math.round(got.url.length / 1024)} KiB`
       : got.kind === "bytes"
@@ -71,7 +71,7 @@ function placeholder(text) {
   return paragraph;
 }
 
-function tell(text, look = "") {
+function report(text, look = "") {
   outcome.textContent = text;
   outcome.className = look;
 }
@@ -82,7 +82,7 @@ for (const button of document.querySelectorAll("[data-action]")) {
       await actions[button.dataset.action]();
     } catch (error) {
       if (error.code === "replaced") return;
-      tell(
+      report(
         error.cancelled
           ? "You took no picture."
           : `${error.status ?? error.code}: ${error.message}`,

@@ -29,7 +29,7 @@ async function shown(state: string, picture: string): Promise<void> {
   await check(state);
   if (!pictures) return;
   mkdirSync(pictures, { recursive: true });
-  // What has just been drawn is still on its way to the screen.
+  // What has just been drawn may not be on the screen yet.
   await desk.page.waitForTimeout(300);
   await desk.page.screenshot({ path: join(pictures, `${picture}.png`) });
 }
@@ -177,7 +177,7 @@ describe("the keyboard", () => {
     await expect.poll(focused).toBe("IFRAME");
   });
 
-  it("has a page of shortcuts, which can be turned off", async () => {
+  it("has a page of shortcuts, which can be switched off", async () => {
     await desk.page.keyboard.press("?");
     const shortcuts = desk.page.getByRole("dialog", { name: "Keyboard" });
     await shortcuts.getByRole("switch", { name: "Single-key shortcuts" }).press("Space");

@@ -242,7 +242,7 @@ export class Desk {
     return size();
   }
 
-  /** The colour of the picture that the app shows, at a point from 0 to 1 each way. */
+  /** The colour of the picture that the app shows, at a point from 0 to 1 on each axis. */
   async shownColour(u: number, v: number): Promise<{ red: number; green: number; blue: number }> {
     await this.shownSize();
     return this.app.locator("#picture img").evaluate(

@@ -1,15 +1,15 @@
 import { useCallback, useEffect, useMemo, useState } from "preact/hooks";
 import { Inspector } from "./inspector/Inspector";
 import { browserFix, LocationDriver } from "./media/LocationDriver";
-import { changedDevice } from "./model/device";
-import { noRoom, type Preferences, recallPreferences, rememberPreferences } from "./model/preferences";
-import type { Memory, SimulatorClient } from "./model/SimulatorClient";
+import { type Preferences, recallPreferences, rememberPreferences } from "./model/preferences";
+import type { SimulatorClient } from "./model/SimulatorClient";
+import { storageFull, type TabStorage } from "./model/storage";
 import { useModel } from "./model/Store";
 import { Panel } from "./panel/Panel";
 import { Phone } from "./phone/Phone";
 import { type Cue, type Simulator, SimulatorContext } from "./ui/context";
 import { Button } from "./ui/controls";
-import { Icon } from "./ui/icons";
+import { Icon, type IconName } from "./ui/icons";
 import { focusInside } from "./ui/modal";
 import { Shortcuts } from "./ui/Shortcuts";
 
@@ -28,7 +28,8 @@ const isWriting = (target: EventTarget | null): boolean =>
   target instanceof Element && target.closest("input, select, textarea, [role=group]") !== null;
 
 /** Answers prompts and gives fixes where that was set beforehand. */
-function useStandIns({ client, model, preferences, replaying }: Simulator): void {
+function StandIns({ simulator }: { simulator: Simulator }) {
+  const { client, model, preferences, replaying } = simulator;
   const driver = useMemo(
     () =>
       new LocationDriver(preferences.location, {
@@ -65,16 +66,53 @@ function useStandIns({ client, model, preferences, replaying }: Simulator): void
     if (prompt && answer !== "ask" && !replaying)
       void client.act({ do: "answer", prompt, with: answer });
   }, [prompt]);
-}
-
-function Standing({ simulator }: { simulator: Simulator }) {
-  useStandIns(simulator);
   return null;
 }
 
-export function App({ client, memory }: { client: SimulatorClient; memory: Memory }) {
+/** A file that is dropped beside its place would be opened in the place of this page. */
+function useDropGuard(): void {
+  useEffect(() => {
+    const onDrag = (event: DragEvent) => {
+      if (event.defaultPrevented) return;
+      event.preventDefault();
+      if (event.dataTransfer) event.dataTransfer.dropEffect = "none";
+    };
+    const types = ["dragover", "drop"] as const;
+    for (const type of types) window.addEventListener(type, onDrag);
+    return () => types.forEach((type) => window.removeEventListener(type, onDrag));
+  }, []);
+}
+
+const focus = (selector: string) => document.querySelector<HTMLElement>(selector)?.focus();
+
+const focusPhone = () => {
+  const shown = document.querySelectorAll<HTMLElement>(".phone-content [aria-modal=true]");
+  const top = [...shown].at(-1);
+  if (top) focusInside(top);
+  else focus(".app-frame");
+};
+
+type Shortcut = "?" | "t" | "r" | "p" | "d" | "i";
+/** What a shortcut does; some have a button at the top, too. */
+type Actions = Record<Shortcut, () => void>;
+
+function useShortcutKeys(actions: Record<string, () => void>, enabled: boolean): void {
+  useEffect(() => {
+    const onKeyDown = (event: KeyboardEvent) => {
+      if (event.ctrlKey || event.metaKey || event.altKey || isWriting(event.target)) return;
+      const action = actions[event.key];
+      if (!enabled || !action) return;
+      event.preventDefault();
+      action();
+    };
+    window.addEventListener("keydown", onKeyDown);
+    return () => window.removeEventListener("keydown", onKeyDown);
+  });
+}
+
+export function App({ client, storage }: { client: SimulatorClient; storage: TabStorage }) {
   const model = useModel(client.store);
-  const [preferences, setPreferences] = useState<Preferences>(() => recallPreferences(memory));
+  const [preferences, setPreferences] = useState<Preferences>(() => recallPreferences(storage));
   const [cue, setCue] = useState<Cue | null>(null);
   const [replaying, setReplaying] = useState(false);
   const [shortcuts, setShortcuts] = useState(false);
@@ -87,25 +125,12 @@ export function App({ client, memory }: { client: SimulatorClient; memory: Memor
     (changes: Partial<Preferences>) =>
       setPreferences((before) => {
         const after = { ...before, ...changes };
-        if (!rememberPreferences(memory, after))
-          client.store.dispatch({ kind: "remark", text: noRoom });
+        if (!rememberPreferences(storage, after))
+          client.store.dispatch({ kind: "note", text: storageFull });
         return after;
       }),
-    [client, memory],
+    [client, storage],
   );
-
-  useEffect(() => {
-    // A file that is dropped beside its place would be opened in the place of this page.
-    const onDrag = (event: DragEvent) => {
-      if (event.defaultPrevented) return;
-      event.preventDefault();
-      if (event.dataTransfer) event.dataTransfer.dropEffect = "none";
-    };
-    for (const type of ["dragover", "drop"] as const) window.addEventListener(type, onDrag);
-    return () => {
-      for (const type of ["dragover", "drop"] as const) window.removeEventListener(type, onDrag);
-    };
-  }, []);
 
   useEffect(() => {
     const root = document.documentElement;
@@ -113,32 +138,16 @@ export function App({ client, memory }: { client: SimulatorClient; memory: Memor
     root.dataset.motion = moving ? "on" : "off";
   }, [dark, moving]);
 
-  useEffect(() => {
-    const onKeyDown = (event: KeyboardEvent) => {
-      if (event.ctrlKey || event.metaKey || event.altKey || isWriting(event.target)) return;
-      if (!preferences.singleKeys) return;
-      const focus = (selector: string) => document.querySelector<HTMLElement>(selector)?.focus();
-      const actions: Record<string, () => void> = {
-        "?": () => setShortcuts(true),
-        t: () => prefer({ theme: dark ? "light" : "dark" }),
-        r: () => prefer({ landscape: !preferences.landscape }),
-        p: () => {
-          const shown = document.querySelectorAll<HTMLElement>(".phone-content [aria-modal=true]");
-          const top = [...shown].at(-1);
-          if (top) focusInside(top);
-          else focus(".app-frame");
-        },
-        d: () => focus(".panel summary"),
-        i: () => focus(".inspector [role=tab][aria-selected=true]"),
-      };
-      const action = actions[event.key];
-      if (!action) return;
-      event.preventDefault();
-      action();
-    };
-    window.addEventListener("keydown", onKeyDown);
-    return () => window.removeEventListener("keydown", onKeyDown);
-  }, [preferences, dark, prefer]);
+  const actions: Actions = {
+    "?": () => setShortcuts(true),
+    t: () => prefer({ theme: dark ? "light" : "dark" }),
+    r: () => prefer({ landscape: !preferences.landscape }),
+    p: focusPhone,
+    d: () => focus(".panel summary"),
+    i: () => focus(".inspector [role=tab][aria-selected=true]"),
+  };
+  useDropGuard();
+  useShortcutKeys(actions, preferences.singleKeys);
 
   const simulator: Simulator = {
     client,
@@ -152,44 +161,12 @@ export function App({ client, memory }: { client: SimulatorClient; memory: Memor
   };
   return (
     <SimulatorContext.Provider value={simulator}>
-      <Standing simulator={simulator} />
+      <StandIns simulator={simulator} />
       <div class="shell" inert={shortcuts}>
-        <header class="topbar">
-          <h1>
-            <Icon name="camera" size={22} />
-            VECamera <span>simulator</span>
-          </h1>
-          <Connection simulator={simulator} />
-          <div class="topbar-actions">
-            <Button
-              label={dark ? "Light theme" : "Dark theme"}
-              icon={dark ? "sun" : "moon"}
-              iconOnly
-              look="quiet"
-              keys="t"
-              onClick={() => prefer({ theme: dark ? "light" : "dark" })}
-            />
-            <Button
-              label="Turn the phone"
-              icon="rotate"
-              iconOnly
-              look="quiet"
-              keys="r"
-              onClick={() => prefer({ landscape: !preferences.landscape })}
-            />
-            <Button
-              label="Keyboard shortcuts"
-              icon="help"
-              iconOnly
-              look="quiet"
-              keys="?"
-              onClick={() => setShortcuts(true)}
-            />
-          </div>
-        </header>
+        <Topbar simulator={simulator} dark={dark} actions={actions} />
         <main class="desk">
           <Panel />
-          <section class="stage-area" aria-label="Phone and messages">
+          <section class="phone-area" aria-label="Phone and messages">
             <Notice simulator={simulator} />
             <Phone dark={dark} />
           </section>
@@ -198,6 +175,27 @@ export function App({ client, memory }: { client: SimulatorClient; memory: Memor
       </div>
       {shortcuts && <Shortcuts onClose={() => setShortcuts(false)} />}
     </SimulatorContext.Provider>
+  );
+}
+
+function Topbar(props: { simulator: Simulator; dark: boolean; actions: Actions }) {
+  const { simulator, dark, actions } = props;
+  const button = (keys: Shortcut, label: string, icon: IconName) => (
+    <Button label={label} icon={icon} iconOnly look="quiet" keys={keys} onClick={actions[keys]} />
+  );
+  return (
+    <header class="topbar">
+      <h1>
+        <Icon name="camera" size={22} />
+        VECamera <span>simulator</span>
+      </h1>
+      <Connection simulator={simulator} />
+      <div class="topbar-actions">
+        {button("t", dark ? "Light theme" : "Dark theme", dark ? "sun" : "moon")}
+        {button("r", "Rotate the phone", "rotate")}
+        {button("?", "Keyboard shortcuts", "help")}
+      </div>
+    </header>
   );
 }
 
@@ -220,24 +218,22 @@ function Connection({ simulator }: { simulator: Simulator }) {
 
 function Notice({ simulator }: { simulator: Simulator }) {
   const { client, model } = simulator;
-  const { device, state } = model;
+  const { state } = model;
   return (
     <div class="notice-place" role="alert">
       {state?.broken && (
         <div class="notice">
-          <Icon name="note" size={18} />
+          <Icon name="warning" size={18} />
           <p>The device does nothing any more: {state.broken}</p>
           <Button
             label="Start it anew"
-            onClick={() =>
-              void client.noticing(() => client.restart(changedDevice(device, state, {})))
-            }
+            onClick={() => void client.change({})}
           />
         </div>
       )}
       {model.notice !== null && (
         <div class="notice">
-          <Icon name="note" size={18} />
+          <Icon name="warning" size={18} />
           <p>{model.notice}</p>
           <Button
             label="Dismiss"

@@ -1,6 +1,7 @@
 import { render } from "preact";
 import { App } from "./App";
-import { type Memory, SimulatorClient } from "./model/SimulatorClient";
+import { SimulatorClient } from "./model/SimulatorClient";
+import type { TabStorage } from "./model/storage";
 import { Store } from "./model/Store";
 import { ServerTransport } from "./protocol/ServerTransport";
 import type { Transport } from "./protocol/Transport";
@@ -10,7 +11,7 @@ import "./styles/phone.css";
 import "./styles/inspector.css";
 
 async function transport(): Promise<Transport> {
-  // While the pages themselves are worked on, a device of paper stands in for the server.
+  // While the pages themselves are worked on, a mock device stands in for the server.
   if (import.meta.env.DEV) {
     const { MockTransport } = await import("./mock/MockTransport");
     return new MockTransport();
@@ -18,8 +19,8 @@ async function transport(): Promise<Transport> {
   return new ServerTransport(new URL(".", location.href));
 }
 
-/** The tab's own memory. Where the browser grants none, nothing outlives a reload. */
-function tabMemory(): Memory {
+/** Where the browser grants no storage, nothing outlives a reload. */
+function tabStorage(): TabStorage {
   try {
     return sessionStorage;
   } catch {
@@ -28,10 +29,10 @@ function tabMemory(): Memory {
 }
 
 async function start(root: HTMLElement): Promise<void> {
-  const memory = tabMemory();
-  const client = new SimulatorClient(new Store(), await transport(), memory);
+  const storage = tabStorage();
+  const client = new SimulatorClient(new Store(), await transport(), storage);
   client.start();
-  render(<App client={client} memory={memory} />, root);
+  render(<App client={client} storage={storage} />, root);
 }
 
 const root = document.getElementById("root");

@@ -6,7 +6,7 @@ import { messageText } from "../src/protocol/ServerTransport";
 import type { Transport } from "../src/protocol/Transport";
 import { HeldTransport, hello, picker, stateOf, Stream, success } from "./support";
 
-const memoryOf = (items: Map<string, string>) => ({
+const storageOf = (items: Map<string, string>) => ({
   getItem: (key: string) => items.get(key) ?? null,
   setItem: (key: string, value: string) => void items.set(key, value),
 });
@@ -17,7 +17,7 @@ describe("SimulatorClient", () => {
   let client: SimulatorClient;
   const open = () => {
     transport = new HeldTransport();
-    client = new SimulatorClient(new Store(), transport as unknown as Transport, memoryOf(items));
+    client = new SimulatorClient(new Store(), transport as unknown as Transport, storageOf(items));
     client.start();
   };
 
@@ -151,7 +151,7 @@ describe("SimulatorClient", () => {
       transport.reply(transport.sent.length - 1);
       await step;
     }
-    expect(client.store.model.remarks).toHaveLength(1);
+    expect(client.store.model.notes).toHaveLength(1);
     // The phone is found again, and no name is given twice.
     open();
     expect(transport.session).toBe("s1");

@@ -109,7 +109,7 @@ describe("the timeline", () => {
       ["permission", 2000, true],
       ["picker", 3000, true],
       ["retrieve", 20, false],
-      ["turn", 10, false],
+      ["rotate", 10, false],
       ["scale", 8, false],
       ["encode", 6, false],
       ["deliver", 1, false],
@@ -287,7 +287,7 @@ describe("notesOf", () => {
       ]),
     ],
     [
-      "the library's way to the settings",
+      "the settings from the library's alert",
       ["text of the camera"],
       story([100, 0, 0], (s) => [
         s.event({ event: "openURL", url: "app-settings:" }),
@@ -301,7 +301,7 @@ describe("notesOf", () => {
       ]),
     ],
     [
-      "the camera's way to the settings",
+      "the settings from the camera's alert",
       ["settings without answer"],
       story([100, 0, 1], (s) => [s.event({ event: "openURL", url: "app-settings:" })]),
     ],

@@ -154,11 +154,11 @@ describe("what a source offers", () => {
     ["none", { "1": null }],
     ["none", { "1": [] }],
     ["both", { "0": null }],
-  ] as const)("is %s with %j", (way, availableMediaTypes) => {
+  ] as const)("is %s with %j", (choice, availableMediaTypes) => {
     const device = JSON.parse(JSON.stringify({ availableMediaTypes })) as DeviceSetup;
-    expect(mediaChoiceOf(device, 1)).toBe(way);
-    const changed = { availableMediaTypes: withMediaChoice(device, 1, way) };
-    expect(mediaChoiceOf(changed, 1)).toBe(way);
+    expect(mediaChoiceOf(device, 1)).toBe(choice);
+    const changed = { availableMediaTypes: withMediaChoice(device, 1, choice) };
+    expect(mediaChoiceOf(changed, 1)).toBe(choice);
     expect(mediaChoiceOf(changed, 0)).toBe(mediaChoiceOf(device, 0));
   });
 });

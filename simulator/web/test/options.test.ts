@@ -21,7 +21,7 @@ describe("decodeOptions", () => {
       front: false,
       usesGeolocation: false,
     });
-    expect(rows.some((option) => option.given || option.remark)).toBe(false);
+    expect(rows.some((option) => option.given || option.note)).toBe(false);
   });
 
   it("reads each position as its own kind", () => {
@@ -63,7 +63,7 @@ describe("decodeOptions", () => {
     expect(row(args, name)).toMatchObject({
       value,
       given: false,
-      remark: expect.stringContaining("not given"),
+      note: expect.stringContaining("not given"),
     });
   });
 
@@ -76,7 +76,7 @@ describe("decodeOptions", () => {
   it("takes a size only with both sides", () => {
     expect(decodeOptions([50, 0, 1, 640]).options.targetSize).toBeNull();
     expect(decodeOptions([50, 0, 1, null, 480]).options.targetSize).toBeNull();
-    expect(row([50, 0, 1, 640], "targetSize")?.remark).toMatch(/width and height/);
+    expect(row([50, 0, 1, 640], "targetSize")?.note).toMatch(/width and height/);
   });
 
   it("opens the camera for movies from the photo library, and not for those of the album", () => {

@@ -2,8 +2,8 @@ import { beforeEach, describe, expect, it } from "vitest";
 import type { Step } from "../src/protocol/messages";
 import {
   ReplayPlayer,
-  type ReplayStage,
   type ReplayState,
+  type ReplayTarget,
   watchingTime,
 } from "../src/replay/ReplayPlayer";
 import {
@@ -14,7 +14,7 @@ import {
   withFiles,
 } from "../src/replay/script";
 
-class HeldStage implements ReplayStage {
+class HeldTarget implements ReplayTarget {
   readonly log: string[] = [];
   readonly cues: (string | null)[] = [];
   failing: string | null = null;
@@ -61,65 +61,65 @@ class HeldStage implements ReplayStage {
 
 describe("ReplayPlayer", () => {
   const steps: Step[] = [{ do: "takePicture" }, { do: "advance" }, { do: "capture" }];
-  let stage: HeldStage;
+  let target: HeldTarget;
   let states: ReplayState[];
   let player: ReplayPlayer;
 
   beforeEach(() => {
-    stage = new HeldStage();
+    target = new HeldTarget();
     states = [];
-    player = new ReplayPlayer({ device: {}, steps }, stage, (state) => states.push(state));
+    player = new ReplayPlayer({ device: {}, steps }, target, (state) => states.push(state));
   });
 
   it("plays every step in order on a device made anew, at watching speed", async () => {
     player.play();
-    await stage.pass();
-    expect(stage.waits).toEqual([watchingTime({ do: "takePicture" })]);
-    await stage.pass();
-    expect(stage.waits).toEqual([0]);
-    await stage.pass();
+    await target.pass();
+    expect(target.waits).toEqual([watchingTime({ do: "takePicture" })]);
+    await target.pass();
+    expect(target.waits).toEqual([0]);
+    await target.pass();
     player.setSpeed(4);
-    expect(stage.waits).toEqual([watchingTime({ do: "capture" }) / 4]);
-    await stage.pass();
-    expect(stage.log).toEqual(["restart", "takePicture", "advance", "capture"]);
+    expect(target.waits).toEqual([watchingTime({ do: "capture" }) / 4]);
+    await target.pass();
+    expect(target.log).toEqual(["restart", "takePicture", "advance", "capture"]);
     expect(player.state).toMatchObject({ phase: "finished", next: 3, total: 3 });
-    expect(stage.waits).toEqual([]);
+    expect(target.waits).toEqual([]);
   });
 
   it("shows each step before it plays it", async () => {
     player.play();
-    await stage.pass();
-    await stage.pass();
-    expect(stage.cues.filter((cue) => cue !== null)).toEqual(["takePicture", "advance"]);
+    await target.pass();
+    await target.pass();
+    expect(target.cues.filter((cue) => cue !== null)).toEqual(["takePicture", "advance"]);
   });
 
   it("pauses between steps and goes on from there", async () => {
     player.play();
-    await stage.pass();
-    await stage.pass();
+    await target.pass();
+    await target.pass();
     player.pause();
-    expect(stage.waits).toEqual([]);
-    expect(stage.cues.at(-1)).toBeNull();
+    expect(target.waits).toEqual([]);
+    expect(target.cues.at(-1)).toBeNull();
     player.play();
-    await stage.pass();
-    expect(stage.log).toEqual(["restart", "takePicture", "advance"]);
+    await target.pass();
+    expect(target.log).toEqual(["restart", "takePicture", "advance"]);
   });
 
   it("plays one step at a time", async () => {
     await player.stepOnce();
     await player.stepOnce();
-    expect(stage.log).toEqual(["restart", "takePicture", "advance"]);
+    expect(target.log).toEqual(["restart", "takePicture", "advance"]);
     expect(player.state).toMatchObject({ phase: "paused", next: 2 });
     await player.stepOnce();
     expect(player.state.phase).toBe("finished");
     await player.stepOnce();
-    expect(stage.log).toHaveLength(4);
+    expect(target.log).toHaveLength(4);
   });
 
   it("stops at a step that cannot be played, and says which and why", async () => {
-    stage.failing = "capture";
+    target.failing = "capture";
     player.play();
-    for (let turn = 0; turn < 5; turn++) await stage.pass();
+    for (let i = 0; i < 5; i++) await target.pass();
     expect(player.state).toMatchObject({
       phase: "failed",
       next: 2,
@@ -130,10 +130,10 @@ describe("ReplayPlayer", () => {
   });
 
   it("plays again from the beginning", async () => {
-    for (let turn = 0; turn < 3; turn++) await player.stepOnce();
+    for (let i = 0; i < 3; i++) await player.stepOnce();
     player.play();
-    await stage.pass();
-    expect(stage.log.at(-1)).toBe("restart");
+    await target.pass();
+    expect(target.log.at(-1)).toBe("restart");
     expect(player.state.next).toBe(0);
     player.rewind();
     expect(player.state.phase).toBe("ready");
@@ -143,37 +143,37 @@ describe("ReplayPlayer", () => {
 describe("a replay that is rewound while a step is under way", () => {
   const steps: Step[] = [{ do: "takePicture" }, { do: "capture" }];
   const settled = () => new Promise((resolve) => setImmediate(resolve));
-  let stage: HeldStage;
+  let target: HeldTarget;
   let states: ReplayState[];
   let player: ReplayPlayer;
 
   beforeEach(() => {
-    stage = new HeldStage();
+    target = new HeldTarget();
     states = [];
-    player = new ReplayPlayer({ device: {}, steps }, stage, (state) => states.push(state));
-    stage.holding = true;
+    player = new ReplayPlayer({ device: {}, steps }, target, (state) => states.push(state));
+    target.holding = true;
     void player.stepOnce();
     return settled();
   });
 
   it.each([["succeeds"], ["fails"]])("begins at the first step, where that one %s", async (how) => {
     player.rewind();
-    stage.release?.(how === "fails" ? new Error("too late") : undefined);
+    target.release?.(how === "fails" ? new Error("too late") : undefined);
     await settled();
     expect(player.state).toMatchObject({ phase: "ready", next: 0, why: null });
     for (let step = 0; step < 2; step++) await player.stepOnce();
-    expect(stage.log).toEqual(["restart", "takePicture", "restart", "takePicture", "capture"]);
+    expect(target.log).toEqual(["restart", "takePicture", "restart", "takePicture", "capture"]);
     expect(player.state.phase).toBe("finished");
   });
 
   it("plays on by itself as soon as that one has ended", async () => {
     player.rewind();
     player.play();
-    expect(stage.waits).toEqual([]);
-    stage.release?.();
+    expect(target.waits).toEqual([]);
+    target.release?.();
     await settled();
-    for (let turn = 0; turn < 3; turn++) await stage.pass();
-    expect(stage.log).toEqual(["restart", "takePicture", "restart", "takePicture", "capture"]);
+    for (let i = 0; i < 3; i++) await target.pass();
+    expect(target.log).toEqual(["restart", "takePicture", "restart", "takePicture", "capture"]);
   });
 });
 

@@ -1,4 +1,5 @@
 import { ConnectionLost, type SimulatorClient } from "../model/SimulatorClient";
+import { takesArguments } from "../protocol/commands";
 import { isAnswer, type Json, type Step } from "../protocol/messages";
 import { FrameBridge, type MessageSource } from "./FrameBridge";
 
@@ -25,7 +26,7 @@ export function connectPage(
   const { store } = client;
   const play = async (command: string, name: string, args: unknown[]) => {
     const step: Step = { do: command, as: name };
-    if (command === "takePicture") step.arguments = asJson(args);
+    if (takesArguments(command)) step.arguments = asJson(args);
     await client.step(step);
   };
   const bridge = new FrameBridge({

@@ -1,9 +1,11 @@
 import { useState } from "preact/hooks";
 import { useSimulator } from "../ui/context";
+import { Note } from "../ui/controls";
 import { Icon } from "../ui/icons";
 import { AnswerView } from "./AnswerView";
 import type { CommandRow } from "./commands";
 import { notesOf } from "./notes";
+import type { OptionRow } from "./options";
 import { TimelineView } from "./TimelineView";
 
 const statusOf = (row: CommandRow, open: boolean): { text: string; look: string } => {
@@ -71,27 +73,14 @@ function CommandView(props: { row: CommandRow; open: boolean; onToggle: (open: b
       </h3>
       {open && (
         <div class="command-body">
-          {isOpen && model.state?.waiting && (
-            <p class="note">
-              <Icon name="note" size={16} />
-              <span>The plug-in waits: {model.state.waiting}</span>
-            </p>
-          )}
-          {row.refused !== null && (
-            <p class="note">
-              <Icon name="note" size={16} />
-              <span>It did not reach the plug-in: {row.refused}</span>
-            </p>
-          )}
-          {notesOf(row).map((note) => (
-            <p class="note" key={note.rule}>
-              <Icon name="note" size={16} />
-              <span>{note.text}</span>
-            </p>
+          {isOpen && model.state?.waiting && <Note>The plug-in waits: {model.state.waiting}</Note>}
+          {row.refused !== null && <Note>It did not reach the plug-in: {row.refused}</Note>}
+          {notesOf(row).map(({ rule, text }) => (
+            <Note key={rule}>{text}</Note>
           ))}
           {row.answer && <AnswerView answer={row.answer} />}
           <TimelineView steps={row.timeline} />
-          {row.decoded && <OptionsView row={row} />}
+          {row.decoded && <OptionsView rows={row.decoded.rows} />}
           {!row.arguments && <p class="hint">Its arguments are not known here.</p>}
         </div>
       )}
@@ -99,9 +88,7 @@ function CommandView(props: { row: CommandRow; open: boolean; onToggle: (open: b
   );
 }
 
-function OptionsView({ row }: { row: CommandRow }) {
-  const decoded = row.decoded;
-  if (!decoded) return null;
+function OptionsView({ rows }: { rows: OptionRow[] }) {
   return (
     <table class="options">
       <caption>Options</caption>
@@ -113,7 +100,7 @@ function OptionsView({ row }: { row: CommandRow }) {
         </tr>
       </thead>
       <tbody>
-        {decoded.rows.map((option) => (
+        {rows.map((option) => (
           <tr key={option.name} class={option.given ? "given" : "default"}>
             <td>{option.position}</td>
             <th scope="row">
@@ -122,7 +109,7 @@ function OptionsView({ row }: { row: CommandRow }) {
             <td>
               {option.value}
               {!option.given && <small>default</small>}
-              {option.remark && <p class="remark">{option.remark}</p>}
+              {option.note && <p class="option-note">{option.note}</p>}
             </td>
           </tr>
         ))}

@@ -1,11 +1,10 @@
 import { useEffect, useRef, useState } from "preact/hooks";
 import type { Entry } from "../model/model";
 import { useSimulator } from "../ui/context";
-import { Switch } from "../ui/controls";
-import { Icon } from "../ui/icons";
+import { Note, Switch } from "../ui/controls";
 import { shortened } from "./answer";
 
-const shown = 500;
+const maxLines = 500;
 
 interface Line {
   n: number;
@@ -49,7 +48,7 @@ export function LogTab() {
   const [traces, setTraces] = useState(false);
   const list = useRef<HTMLOListElement>(null);
   const entries = model.entries.filter((entry) => traces || entry.type !== "trace");
-  const lines = entries.slice(-shown).map(lineOf);
+  const lines = entries.slice(-maxLines).map(lineOf);
   const following = useRef(true);
   const newest = lines.at(-1)?.n;
   useEffect(() => {
@@ -60,14 +59,12 @@ export function LogTab() {
   return (
     <div class="log-tab">
       <Switch label="Show the device’s services at work" checked={traces} onChange={setTraces} />
-      {model.remarks.map((remark) => (
-        <p class="note" key={remark}>
-          <Icon name="note" size={16} /> {remark}
-        </p>
+      {model.notes.map((note) => (
+        <Note key={note}>{note}</Note>
       ))}
-      {entries.length > shown && (
+      {entries.length > maxLines && (
         <p class="hint">
-          The newest {shown} of {entries.length} lines.
+          The newest {maxLines} of {entries.length} lines.
         </p>
       )}
       <div

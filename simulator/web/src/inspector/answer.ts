@@ -1,4 +1,4 @@
-import type { AnswerEvent, Json, JsonObject, LibraryAsset } from "../protocol/messages";
+import { type AnswerEvent, isObject, type Json, type LibraryAsset } from "../protocol/messages";
 
 /** Where the picture or movie of an answer is to be had; one of the three is set. */
 export interface AnswerPicture {
@@ -10,9 +10,6 @@ export interface AnswerPicture {
   movie: boolean;
   bytes: number | null;
 }
-
-const isObject = (value: Json | undefined): value is JsonObject =>
-  typeof value === "object" && value !== null && !Array.isArray(value);
 
 const bytesOfBase64 = (text: string): number =>
   Math.floor((text.length * 3) / 4) - (text.endsWith("==") ? 2 : text.endsWith("=") ? 1 : 0);
@@ -56,13 +53,13 @@ export function pictureOf(answer: AnswerEvent): AnswerPicture | null {
 export const assetNamed = (assets: LibraryAsset[], name: string): LibraryAsset | undefined =>
   assets.find(({ id }) => id === name || id.startsWith(`${name}/`));
 
-const longest = 160;
+const maxLength = 160;
 
 /** The same value with its long texts cut, to be read. */
 export function shortened(value: Json): Json {
   if (typeof value === "string")
-    return value.length > longest
-      ? `${value.slice(0, longest)}… (${value.length} characters)`
+    return value.length > maxLength
+      ? `${value.slice(0, maxLength)}… (${value.length} characters)`
       : value;
   if (Array.isArray(value)) return value.map(shortened);
   if (isObject(value))

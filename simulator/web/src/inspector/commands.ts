@@ -13,7 +13,6 @@ export interface CommandRow {
   decoded: DecodedOptions | null;
   messages: (EventMessage | TraceMessage)[];
   answer: AnswerEvent | null;
-  answeredAt: number | null;
   /** The later command whose callback took this one's place before it was answered. */
   replacedBy: string | null;
   /** Why it did not reach the plug-in, where it did not. */
@@ -33,7 +32,6 @@ const rowOf = (
     entry.command === "takePicture" && entry.arguments ? decodeOptions(entry.arguments) : null,
   messages: [],
   answer: null,
-  answeredAt: null,
   replacedBy: null,
   refused: entry.refused ?? null,
 });
@@ -77,7 +75,6 @@ export function commandsOf(entries: Entry[]): CommandRow[] {
       }
       row.messages.push(entry);
       row.answer = event;
-      row.answeredAt = entry.at;
       if (row === cleaning) cleaning = null;
       continue;
     }

@@ -1,150 +1,133 @@
-import type { DeviceEvent, Json, JsonObject } from "../protocol/messages";
+import { type DeviceEvent, isObject, type Json, type JsonObject } from "../protocol/messages";
 import type { CommandRow } from "./commands";
-import { jpegQuality } from "./options";
+import { jpegQuality, type PictureOptions } from "./options";
 
 export interface Note {
-  /** Stands for the rule, for lists and tests. */
+  /** Names the note, for lists and tests. */
   rule: string;
   text: string;
 }
 
-const asObject = (value: Json | undefined): JsonObject =>
-  typeof value === "object" && value !== null && !Array.isArray(value) ? value : {};
+/** What the notes depend on: a command, and what happened on its behalf. */
+interface Facts {
+  row: CommandRow;
+  events: DeviceEvent[];
+  /** What was answered as `callbackURI`. */
+  uri: Json | undefined;
+  success: boolean;
+  dismissed: boolean;
+}
 
-const eventsOf = (row: CommandRow): DeviceEvent[] =>
-  row.messages.flatMap((message) => (message.type === "event" ? [message.event] : []));
+/** The same where the command's arguments are known. */
+interface KnownFacts extends Facts {
+  options: PictureOptions;
+  args: Json[];
+  /** Whether a picker for photos was presented. */
+  photo: boolean;
+}
 
-const plural = (count: number, one: string, more: string) => (count === 1 ? one : more);
+type Say = (rule: string, text: string) => void;
 
-/** Settled behaviour that a page's author would not expect, where this command met it. */
-export function notesOf(row: CommandRow): Note[] {
-  const notes: Note[] = [];
-  const say = (rule: string, text: string) => notes.push({ rule, text });
-  const events = eventsOf(row);
-  const has = (test: (event: DeviceEvent) => boolean) => events.some(test);
-  const traced = (what: string) =>
-    row.messages.some((message) => message.type === "trace" && message.what === what);
-  const uri = asObject(row.answer?.data).callbackURI;
+const asObject = (value: Json | undefined): JsonObject => (isObject(value) ? value : {});
 
-  if (row.command === "cleanup") {
-    if (row.answer?.result === "error")
-      say(
-        "cleanup stops",
-        "cleanup stops at the first file that it cannot remove; what comes after stays. The text speaks of “one or more files” all the same.",
-      );
-    return notes;
-  }
-
-  if (row.replacedBy)
+function aboutArguments({ options, args, photo }: KnownFacts, say: Say): void {
+  const { media, source, targetSize } = options;
+  if (args[2] === 0 && media === "video")
     say(
-      "replaced",
-      `${row.replacedBy} came before this command was answered and took its place. Its callback is never called.`,
+      "videos open the camera",
+      "Movies were asked for from the photo library, and that opens the camera. The saved photos album (2) keeps its movies.",
     );
+  if (options.front && media === "video" && source === 1)
+    say("direction of movies", "The camera's direction is not applied to movies.");
+  if (args[10] !== null && args[10] !== undefined)
+    say("position 10", "Argument 10 is never read.");
+  if (source === 1 && media === "all")
+    say(
+      "camera takes no mix",
+      "The camera takes photos or movies, not both, so the command was refused with INVALID_PARAM.",
+    );
+  if (photo && targetSize && targetSize.width <= 0 !== targetSize.height <= 0)
+    say(
+      "half a size",
+      "A size with one side of 0 does not resize the picture, but it does lower its JPEG quality as a size does.",
+    );
+}
 
-  const presented = events.find((event) => event.event === "present" && event.kind === "picker");
-  const dismissed = has((event) => event.event === "dismiss" && event.kind === "picker");
-  const options = row.decoded?.options;
-  const success = row.answer?.result === "success";
-
-  if (options && row.arguments) {
-    const photo = presented !== undefined && options.media !== "video";
-    const asked = row.arguments;
-    if (asked[2] === 0 && options.media === "video")
+function aboutEncoding({ options, row, uri, success, dismissed }: KnownFacts, say: Say): void {
+  const { destination, encoding, quality } = options;
+  const traced = row.messages.some((one) => one.type === "trace" && one.what === "encodeJPEG");
+  if (traced && encoding === "jpeg") {
+    const { whole, value } = jpegQuality(options);
+    if (!whole && value === 0)
       say(
-        "videos open the camera",
-        "Movies were asked for from the photo library, and that opens the camera. The saved photos album (2) keeps its movies.",
+        "lowest quality",
+        `Quality ${quality} is divided by 100 as a whole number and gives 0: the JPEG has the lowest quality. Only 100 gives the best.`,
       );
-    if (options.front && options.media === "video" && options.source === 1)
-      say("direction of movies", "The camera's direction is not applied to movies.");
-    if (asked.length > 10 && asked[10] !== null && asked[10] !== undefined)
-      say("position 10", "Argument 10 is never read.");
-    if (options.source === 1 && options.media === "all")
+    else if (whole && quality !== 100)
       say(
-        "camera takes no mix",
-        "The camera takes photos or movies, not both, so the command was refused with INVALID_PARAM.",
+        "quality not used",
+        `Quality ${quality} was not used: an unchanged picture from the library is encoded at the best quality.`,
       );
-
-    const { targetSize } = options;
-    if (photo && targetSize && targetSize.width <= 0 !== targetSize.height <= 0)
+    else if (value > 1)
       say(
-        "half a size",
-        "A size with one side of 0 does not resize the picture, but it does lower its JPEG quality as a size does.",
+        "quality above one",
+        `Quality ${quality} asks the encoder for ${value * 100} percent, which it takes for 100.`,
       );
+  }
+  if (dismissed && success && uri === undefined && (destination === null || encoding === null))
+    say(
+      "empty option",
+      `The ${destination === null ? "destination" : "encoding"} is none of the known ones, so the command was answered with success and without a picture.`,
+    );
+}
 
-    if (traced("encodeJPEG") && options.encoding === "jpeg") {
-      const quality = jpegQuality(options);
-      if (!quality.whole && quality.value === 0)
-        say(
-          "lowest quality",
-          `Quality ${options.quality} is divided by 100 as a whole number and gives 0: the JPEG has the lowest quality. Only 100 gives the best.`,
-        );
-      else if (quality.whole && options.quality !== 100)
-        say(
-          "quality not used",
-          `Quality ${options.quality} was not used: an unchanged picture from the library is encoded at the best quality.`,
-        );
-      else if (quality.value > 1)
-        say(
-          "quality above one",
-          `Quality ${options.quality} asks the encoder for ${quality.value * 100} percent, which it takes for 100.`,
-        );
-    }
-    if (
-      dismissed &&
-      success &&
-      uri === undefined &&
-      (options.destination === null || options.encoding === null)
-    )
-      say(
-        "empty option",
-        `The ${options.destination === null ? "destination" : "encoding"} is none of the known ones, so the command was answered with success and without a picture.`,
-      );
-
-    if (options.usesGeolocation && photo && options.source === 1 && dismissed && !row.answer) {
-      if (options.encoding === "png")
-        say(
-          "png and location",
-          "A PNG with location never asks for the location, so nothing ends the wait and the callback stays open.",
-        );
-      else if (options.destination === "nativeUri" || options.destination === null)
-        say(
-          "native and location",
-          "A photo with location is never answered as a native URI: its fix comes, and the callback stays open.",
-        );
-    }
-    if (
-      options.usesGeolocation &&
-      options.source !== 1 &&
-      photo &&
-      dismissed &&
-      options.destination !== "fileUri"
-    )
+function aboutLocation({ options, row, photo, dismissed }: KnownFacts, say: Say): void {
+  const { destination, encoding, source } = options;
+  if (!options.usesGeolocation || !photo || !dismissed) return;
+  if (source !== 1) {
+    if (destination !== "fileUri")
       say(
         "location of the library",
         "The location of a picture from the library counts only for a file URI.",
       );
-
-    if (options.destination === "nativeUri" && typeof uri === "string") {
-      const saved = events.filter((event) => event.event === "saved").length;
-      if (options.source !== 1 && saved === 0) {
-        if (options.allowsEditing || targetSize || options.correctOrientation)
-          say(
-            "native ignores changes",
-            "The picture already stands in the library and its address is given as it is: editing, size and orientation are not applied.",
-          );
-        if (options.saveToPhotoAlbum)
-          say(
-            "native is not saved again",
-            "The picture already stands in the library, so it was not saved to the album.",
-          );
-      }
-      if (options.encoding === "jpeg" && saved > 0)
-        say("native is png", "The address says JPG, but what was saved to the library is a PNG.");
-      if (uri.includes("%26")) say("native address", "The “&” of the address is written %26.");
-    }
+    return;
   }
+  if (row.answer) return;
+  if (encoding === "png")
+    say(
+      "png and location",
+      "A PNG with location never asks for the location, so nothing ends the wait and the callback stays open.",
+    );
+  else if (destination === "nativeUri" || destination === null)
+    say(
+      "native and location",
+      "A photo with location is never answered as a native URI: its fix comes, and the callback stays open.",
+    );
+}
 
-  const saves = events.filter((event) => event.event === "saved" && event.type === "photo").length;
+function aboutNativeUri({ options, events, uri }: KnownFacts, say: Say): void {
+  if (options.destination !== "nativeUri" || typeof uri !== "string") return;
+  const saved = events.some(({ event }) => event === "saved");
+  if (options.source !== 1 && !saved) {
+    if (options.allowsEditing || options.targetSize || options.correctOrientation)
+      say(
+        "native ignores changes",
+        "The picture already stands in the library and its address is given as it is: editing, size and orientation are not applied.",
+      );
+    if (options.saveToPhotoAlbum)
+      say(
+        "native is not saved again",
+        "The picture already stands in the library, so it was not saved to the album.",
+      );
+  }
+  if (options.encoding === "jpeg" && saved)
+    say("native is png", "The address says JPG, but what was saved to the library is a PNG.");
+  if (uri.includes("%26")) say("native address", "The “&” of the address is written %26.");
+}
+
+function aboutAlbum({ row, events }: Facts, say: Say): void {
+  const options = row.decoded?.options;
+  const saves = events.filter(({ event, type }) => event === "saved" && type === "photo").length;
   if (saves > 1)
     say(
       "saved twice",
@@ -157,57 +140,92 @@ export function notesOf(row: CommandRow): Note[] {
     options.encoding === "jpeg"
   )
     say("album is png", "The album gets a PNG, whatever the page asked for.");
+}
 
-  if (has((event) => event.event === "imageDestination"))
+function aboutAnswer({ row, events, uri, success }: Facts, say: Say): void {
+  const { answer } = row;
+  const { bytes, url } = asObject(uri);
+  if (events.some(({ event }) => event === "imageDestination"))
     say(
       "metadata dropped",
       "A picture with the location in its metadata was built and dropped: what the page gets does not carry it.",
     );
-  if (uri !== undefined && asObject(uri).bytes !== undefined)
+  if (bytes !== undefined)
     say(
       "base64 as bytes",
       "With location, the data URL comes as a byte buffer of Base64 text, without its “data:” prefix.",
     );
-  if (uri !== undefined && asObject(uri).url !== undefined)
+  if (url !== undefined)
     say("url value", "With location, the file's address comes as a URL value, not as a text.");
 
-  const address = typeof uri === "string" ? uri : asObject(uri).url;
+  const address = typeof uri === "string" ? uri : url;
   if (typeof address === "string" && /velmora_photo_\d+\.\w+$/.test(address))
     say(
       "twelve hours",
       "The file's name tells the time with a twelve-hour clock: twelve hours later the same name comes again, and while a file of that name stands, the next one waits.",
     );
-
-  if (
-    row.answer?.status === "NO_PERMISSION" &&
-    asObject(row.answer.data).errorMsg === "no image selected"
-  )
+  if (answer?.status === "NO_PERMISSION" && asObject(answer.data).errorMsg === "no image selected")
     say(
       "cancel",
       "A user who backs out is reported as NO_PERMISSION, with an object in place of a text.",
     );
-  if (
-    row.answer?.message === "Not have permission to use the camera." &&
-    options &&
-    options.source !== 1
-  )
+  const source = row.decoded?.options.source ?? 1;
+  if (answer?.message === "Not have permission to use the camera." && source !== 1)
     say(
       "text of the camera",
-      "The way to the settings from the photo library's alert is answered with the text of the camera.",
+      "“Settings” in the photo library's alert is answered with the text of the camera.",
     );
-  if (!row.answer && has((event) => event.event === "openURL"))
+  if (!answer && events.some(({ event }) => event === "openURL"))
     say(
       "settings without answer",
       "“Settings” in the camera's alert answers nothing. The callback stays open until another command takes its place.",
     );
-
-  const files = row.messages.filter(
+  const failedWrites = row.messages.filter(
     (message) => message.type === "trace" && message.what === "writeFile" && message.error,
-  );
-  if (files.length > 0 && success)
+  ).length;
+  if (failedWrites > 0 && success)
     say(
       "file missing",
-      `The page was told of success though ${plural(files.length, "a file", "files")} could not be written.`,
+      `The page was answered with success though ${failedWrites === 1 ? "a file" : "files"} could not be written.`,
     );
+}
+
+/** Settled behaviour that a page's author would not expect, where this command met it. */
+export function notesOf(row: CommandRow): Note[] {
+  const notes: Note[] = [];
+  const say: Say = (rule, text) => notes.push({ rule, text });
+  if (row.command === "cleanup") {
+    if (row.answer?.result === "error")
+      say(
+        "cleanup stops",
+        "cleanup stops at the first file that it cannot remove; what comes after stays. The text speaks of “one or more files” all the same.",
+      );
+    return notes;
+  }
+  if (row.replacedBy)
+    say(
+      "replaced",
+      `${row.replacedBy} came before this command was answered and took its place. Its callback is never called.`,
+    );
+
+  const events = row.messages.flatMap((one) => (one.type === "event" ? [one.event] : []));
+  const ofPicker = (name: string) =>
+    events.some(({ event, kind }) => event === name && kind === "picker");
+  const facts: Facts = {
+    row,
+    events,
+    uri: asObject(row.answer?.data).callbackURI,
+    success: row.answer?.result === "success",
+    dismissed: ofPicker("dismiss"),
+  };
+  if (row.decoded && row.arguments) {
+    const { options } = row.decoded;
+    const photo = ofPicker("present") && options.media !== "video";
+    const known: KnownFacts = { ...facts, options, args: row.arguments, photo };
+    for (const about of [aboutArguments, aboutEncoding, aboutLocation, aboutNativeUri])
+      about(known, say);
+  }
+  aboutAlbum(facts, say);
+  aboutAnswer(facts, say);
   return notes;
 }

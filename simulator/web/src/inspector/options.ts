@@ -22,8 +22,8 @@ export interface OptionRow {
   value: string;
   /** Whether the page gave it; else it is the default. */
   given: boolean;
-  /** What became of an argument that says something else than it seems to. */
-  remark?: string;
+  /** What became of an argument that does not mean what it seems to. */
+  note?: string;
 }
 
 export interface DecodedOptions {
@@ -31,14 +31,14 @@ export interface DecodedOptions {
   rows: OptionRow[];
 }
 
-const largest = 2 ** 63;
+const integerLimit = 2 ** 63;
 
 // The container's boxed numbers are read as each kind that they convert to without loss; texts are
 // never read as numbers.
 const asInteger = (value: Json | undefined): number | null => {
   if (typeof value === "boolean") return value ? 1 : 0;
   if (typeof value !== "number" || !Number.isInteger(value)) return null;
-  return Math.abs(value) < largest ? value : null;
+  return Math.abs(value) < integerLimit ? value : null;
 };
 
 const asNumber = (value: Json | undefined): number | null => {
@@ -59,113 +59,109 @@ const encodings = ["jpeg", "png"] as const;
 const medias = ["picture", "video", "all"] as const;
 const sourceNames = ["photo library", "camera", "saved photos album"];
 
-export const sourceName = (source: number): string => sourceNames[source] ?? `source ${source}`;
+/** Reads arguments by position, and keeps a row for each option. */
+class ArgumentReader {
+  readonly rows: OptionRow[] = [];
 
-export function decodeOptions(args: Json[]): DecodedOptions {
-  const rows: OptionRow[] = [];
-  const add = (position: string, name: string, value: string, given: boolean, remark?: string) =>
-    rows.push({ position, name, value, given, ...(remark ? { remark } : {}) });
-  const unreadable = (position: number, taken: unknown, kind: string) =>
-    isGiven(args[position]) && taken === null
-      ? `${JSON.stringify(args[position])} is no ${kind} and counts as not given.`
-      : undefined;
+  constructor(private readonly args: Json[]) {}
 
-  const oneOf = <T extends string>(
+  integer(position: number, name: string, fallback: number, label: (value: number) => string) {
+    const taken = asInteger(this.args[position]);
+    const value = taken ?? fallback;
+    const note = this.unreadable(position, taken, "whole number");
+    this.add(String(position), name, label(value), taken !== null, note);
+    return value;
+  }
+
+  oneOf<T extends string>(
     position: number,
     name: string,
     cases: readonly T[],
     fallback: T,
     label: (value: T) => string,
-  ): T | null => {
-    const raw = asInteger(args[position]);
-    const value = raw === null ? fallback : (cases[raw] ?? null);
-    const remark =
-      raw !== null && value === null
-        ? `${raw} is none of its values, so the option is empty.`
-        : unreadable(position, raw, "whole number");
-    add(String(position), name, value === null ? "empty" : label(value), raw !== null, remark);
+  ): T | null {
+    const taken = asInteger(this.args[position]);
+    const value = taken === null ? fallback : (cases[taken] ?? null);
+    const note =
+      value === null
+        ? `${taken} is none of its values, so the option is empty.`
+        : this.unreadable(position, taken, "whole number");
+    this.add(String(position), name, value === null ? "empty" : label(value), taken !== null, note);
     return value;
-  };
-
-  const flag = (position: number, name: string, yes = "yes", no = "no"): boolean => {
-    const taken = asBoolean(args[position]);
-    const remark = unreadable(position, taken, "boolean");
-    add(String(position), name, taken === true ? yes : no, taken !== null, remark);
-    return taken === true;
-  };
-
-  const qualityTaken = asInteger(args[0]);
-  const quality = qualityTaken ?? 50;
-  add(
-    "0",
-    "quality",
-    String(quality),
-    qualityTaken !== null,
-    unreadable(0, qualityTaken, "whole number"),
-  );
-
-  const destination = oneOf(
-    1,
-    "destinationType",
-    destinations,
-    "nativeUri",
-    (value) => destinationNames[value],
-  );
-
-  const sourceTaken = asInteger(args[2]);
-  let source = sourceTaken ?? 1;
-  const sourceRow: OptionRow = {
-    position: "2",
-    name: "sourceType",
-    value: sourceName(source),
-    given: sourceTaken !== null,
-  };
-  const sourceRemark = unreadable(2, sourceTaken, "whole number");
-  if (sourceRemark) sourceRow.remark = sourceRemark;
-  rows.push(sourceRow);
-
-  const width = asNumber(args[3]);
-  const height = width === null ? null : asNumber(args[4]);
-  const targetSize = width !== null && height !== null ? { width, height } : null;
-  const halfSize = !targetSize && (isGiven(args[3]) || isGiven(args[4]));
-  add(
-    "3, 4",
-    "targetSize",
-    targetSize ? `${width} × ${height}` : "none",
-    targetSize !== null,
-    halfSize ? "Counts only when width and height are both given as numbers." : undefined,
-  );
-
-  const encoding = oneOf(5, "encodingType", encodings, "jpeg", (value) => value.toUpperCase());
-  const media = oneOf(6, "mediaType", medias, "picture", (value) => value);
-  const allowsEditing = flag(7, "allowsEditing");
-  const correctOrientation = flag(8, "correctOrientation");
-  const saveToPhotoAlbum = flag(9, "saveToPhotoAlbum");
-  const front = flag(11, "cameraDirection", "front", "rear");
-  const usesGeolocation = flag(12, "usesGeolocation");
-
-  if (source === 0 && media === "video") {
-    source = 1;
-    sourceRow.value = "camera";
-    sourceRow.remark = "A request for movies from the photo library opens the camera.";
   }
 
-  return {
-    options: {
-      quality,
-      destination,
-      source,
-      targetSize,
-      encoding,
-      media,
-      allowsEditing,
-      correctOrientation,
-      saveToPhotoAlbum,
-      front,
-      usesGeolocation,
-    },
-    rows,
+  flag(position: number, name: string, yes = "yes", no = "no"): boolean {
+    const taken = asBoolean(this.args[position]);
+    const note = this.unreadable(position, taken, "boolean");
+    this.add(String(position), name, taken === true ? yes : no, taken !== null, note);
+    return taken === true;
+  }
+
+  /** A size counts only with both sides. */
+  size(first: number, second: number, name: string): PictureOptions["targetSize"] {
+    const width = asNumber(this.args[first]);
+    const height = asNumber(this.args[second]);
+    const size = width !== null && height !== null ? { width, height } : null;
+    const half = !size && (isGiven(this.args[first]) || isGiven(this.args[second]));
+    this.add(
+      `${first}, ${second}`,
+      name,
+      size ? `${width} × ${height}` : "none",
+      size !== null,
+      half ? "Counts only when width and height are both given as numbers." : undefined,
+    );
+    return size;
+  }
+
+  private unreadable(position: number, taken: unknown, kind: string): string | undefined {
+    const given = this.args[position];
+    return isGiven(given) && taken === null
+      ? `${JSON.stringify(given)} is no ${kind} and counts as not given.`
+      : undefined;
+  }
+
+  private add(position: string, name: string, value: string, given: boolean, note?: string): void {
+    this.rows.push({ position, name, value, given, ...(note ? { note } : {}) });
+  }
+}
+
+export function decodeOptions(args: Json[]): DecodedOptions {
+  const reader = new ArgumentReader(args);
+  const { rows } = reader;
+  // In the order of the positions, as the rows are shown.
+  const options: PictureOptions = {
+    quality: reader.integer(0, "quality", 50, String),
+    destination: reader.oneOf(
+      1,
+      "destinationType",
+      destinations,
+      "nativeUri",
+      (value) => destinationNames[value],
+    ),
+    source: reader.integer(
+      2,
+      "sourceType",
+      1,
+      (value) => sourceNames[value] ?? `source ${value}`,
+    ),
+    targetSize: reader.size(3, 4, "targetSize"),
+    encoding: reader.oneOf(5, "encodingType", encodings, "jpeg", (value) => value.toUpperCase()),
+    media: reader.oneOf(6, "mediaType", medias, "picture", String),
+    allowsEditing: reader.flag(7, "allowsEditing"),
+    correctOrientation: reader.flag(8, "correctOrientation"),
+    saveToPhotoAlbum: reader.flag(9, "saveToPhotoAlbum"),
+    front: reader.flag(11, "cameraDirection", "front", "rear"),
+    usesGeolocation: reader.flag(12, "usesGeolocation"),
   };
+  if (options.source === 0 && options.media === "video") {
+    options.source = 1;
+    const row = rows.find(({ name }) => name === "sourceType");
+    if (row) {
+      row.value = "camera";
+      row.note = "A request for movies from the photo library opens the camera.";
+    }
+  }
+  return { options, rows };
 }
 
 /** The JPEG quality that the encoder is asked for, from 0 to 1 and beyond. */

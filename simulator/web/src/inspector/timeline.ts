@@ -1,5 +1,6 @@
-import type { EventMessage, TraceMessage } from "../protocol/messages";
-import type { DecodedOptions } from "./options";
+import type { DeviceEvent, EventMessage, Json, TraceMessage } from "../protocol/messages";
+import { isAnswer } from "../protocol/messages";
+import type { DecodedOptions, PictureOptions } from "./options";
 
 export type Stage =
   | "permission"
@@ -7,7 +8,7 @@ export type Stage =
   | "picker"
   | "location"
   | "retrieve"
-  | "turn"
+  | "rotate"
   | "scale"
   | "encode"
   | "deliver"
@@ -39,7 +40,6 @@ const permissionNames: Record<string, string> = {
 
 const traceLabels: Record<string, string> = {
   decode: "Decode",
-  draw: "Draw",
   encodeJPEG: "Encode JPEG",
   encodePNG: "Encode PNG",
   requestImageData: "Read the original",
@@ -64,142 +64,114 @@ const traceStages: Record<string, Stage> = {
   removeFile: "cleanup",
 };
 
-const bare = (trace: TraceMessage) => {
-  const { bytes, width, height, path, error } = trace;
-  return Object.fromEntries(
+/** What the trace says of the step's result, and nothing of what it leaves open. */
+const detailsOf = ({ bytes, width, height, path, error }: TraceMessage): Partial<TimelineStep> =>
+  Object.fromEntries(
     Object.entries({ bytes, width, height, path, error }).filter(
       ([, value]) => value !== undefined,
     ),
-  ) as Partial<TimelineStep>;
+  );
+
+const screenOf = (event: DeviceEvent): { stage: Stage; label: string } => {
+  if (event.kind === "alert") return { stage: "alert", label: "Alert" };
+  return { stage: "picker", label: event.sourceType === 1 ? "Camera" : "Library" };
 };
+
+/** Makes the steps of one command while its messages come by. */
+class TimelineBuilder {
+  readonly steps: TimelineStep[] = [];
+  private readonly open = new Map<string, TimelineStep>();
+  private album = false;
+  /** When the picker handed a picture over that nothing has been made of yet. */
+  private handedOver: number | null = null;
+  private upright: boolean;
+
+  constructor(private readonly options: PictureOptions | undefined) {
+    this.upright = !options?.correctOrientation;
+  }
+
+  event({ event, at }: EventMessage): void {
+    const { event: name, kind } = event;
+    // Anything that follows a prompt follows its answer.
+    if (name !== "prompt")
+      for (const key of [...this.open.keys()]) if (key.startsWith("prompt ")) this.end(key, at);
+    if (name === "prompt") {
+      const label = `Prompt for ${permissionNames[String(event.for)] ?? event.for}`;
+      this.begin(`prompt ${event.for}`, "permission", label, at);
+    } else if (name === "present") {
+      const { stage, label } = screenOf(event);
+      this.begin(`screen ${kind}`, stage, label, at);
+    } else if (name === "dismiss") {
+      this.end(`screen ${kind}`, at);
+      if (kind === "picker") this.handedOver = at;
+    } else if (name === "openURL") {
+      this.moment("alert", "Opens the settings", at);
+    } else if (name === "location") {
+      if (event.manager === "start") this.begin("location", "location", "Waits for a fix", at);
+      if (event.manager === "stop") this.end("location", at);
+    } else if (name === "imageDestination") {
+      this.moment("deliver", "Metadata built in, then dropped", at, event.bytes);
+    } else if (name === "log") {
+      if (event.msg === "saveToPhotoAlbum true") this.album = true;
+    } else if (name === "saved") {
+      const label = `Saved as ${String(event.format).toUpperCase()}`;
+      this.moment(this.album ? "album" : "deliver", label, at, event.bytes);
+    } else if (isAnswer(event)) {
+      const status = event.result === "success" ? "" : (event.status ?? "");
+      this.moment("answer", `Answer ${status}`.trim(), at);
+    }
+  }
+
+  trace(trace: TraceMessage): void {
+    const { what, ms } = trace;
+    if (what === "localized") return;
+    let stage = traceStages[what] ?? "deliver";
+    let label = traceLabels[what] ?? what;
+    // A picture that is at hand needs no decoding, and is retrieved all the same.
+    if (this.handedOver !== null && /^(draw|encode)/.test(what))
+      this.moment(
+        "retrieve",
+        this.options?.allowsEditing ? "The edited picture" : "The original picture",
+        this.handedOver,
+      );
+    this.handedOver = null;
+    if (what === "draw") {
+      stage = this.upright ? "scale" : "rotate";
+      label = this.upright ? "Scale" : "Rotate upright";
+      this.upright = true;
+    } else if (this.album && (what === "encodePNG" || what === "performChanges")) {
+      stage = "album";
+    }
+    // The message comes at the end of the work.
+    this.steps.push({ stage, label, at: trace.at - ms, ms, waits: false, ...detailsOf(trace) });
+  }
+
+  private begin(key: string, stage: Stage, label: string, at: number): void {
+    const step = { stage, label, at, ms: null, waits: true };
+    this.steps.push(step);
+    this.open.set(key, step);
+  }
+
+  private end(key: string, at: number): void {
+    const step = this.open.get(key);
+    if (step) step.ms = Math.max(0, at - step.at);
+    this.open.delete(key);
+  }
+
+  private moment(stage: Stage, label: string, at: number, bytes?: Json): void {
+    const step = { stage, label, at, ms: null, waits: false };
+    this.steps.push(typeof bytes === "number" ? { ...step, bytes } : step);
+  }
+}
 
 /** The steps of one command, from the messages of the device. */
 export function timelineOf(
   messages: (EventMessage | TraceMessage)[],
   decoded: DecodedOptions | null,
 ): TimelineStep[] {
-  const steps: TimelineStep[] = [];
-  const open = new Map<string, TimelineStep>();
-  let album = false;
-  // When the picker handed a picture over that nothing has been made of yet.
-  let handedOver: number | null = null;
-  let turned = !decoded?.options.correctOrientation;
-
-  const begin = (key: string, step: Omit<TimelineStep, "ms" | "waits">) => {
-    const begun = { ...step, ms: null, waits: true };
-    steps.push(begun);
-    open.set(key, begun);
-  };
-  const end = (key: string, at: number) => {
-    const step = open.get(key);
-    if (step) step.ms = Math.max(0, at - step.at);
-    open.delete(key);
-  };
-
-  const onEvent = ({ event, at }: EventMessage) => {
-    // Anything that follows a prompt follows its answer.
-    if (event.event !== "prompt")
-      for (const key of [...open.keys()]) if (key.startsWith("prompt ")) end(key, at);
-    switch (event.event) {
-      case "prompt":
-        begin(`prompt ${event.for}`, {
-          stage: "permission",
-          label: `Prompt for ${permissionNames[String(event.for)] ?? event.for}`,
-          at,
-        });
-        break;
-      case "present":
-        begin(`screen ${event.kind}`, {
-          stage: event.kind === "alert" ? "alert" : "picker",
-          label: event.kind === "alert" ? "Alert" : event.sourceType === 1 ? "Camera" : "Library",
-          at,
-        });
-        break;
-      case "dismiss":
-        end(`screen ${event.kind}`, at);
-        if (event.kind === "picker") handedOver = at;
-        break;
-      case "openURL":
-        steps.push({ stage: "alert", label: "Opens the settings", at, ms: null, waits: false });
-        break;
-      case "location":
-        if (event.manager === "start")
-          begin("location", { stage: "location", label: "Waits for a fix", at });
-        if (event.manager === "stop") end("location", at);
-        break;
-      case "imageDestination":
-        steps.push({
-          stage: "deliver",
-          label: "Metadata built in, then dropped",
-          at,
-          ms: null,
-          waits: false,
-          ...(typeof event.bytes === "number" ? { bytes: event.bytes } : {}),
-        });
-        break;
-      case "log":
-        if (event.msg === "saveToPhotoAlbum true") album = true;
-        break;
-      case "saved":
-        steps.push({
-          stage: album ? "album" : "deliver",
-          label: `Saved as ${String(event.format).toUpperCase()}`,
-          at,
-          ms: null,
-          waits: false,
-          ...(typeof event.bytes === "number" ? { bytes: event.bytes } : {}),
-        });
-        break;
-      case "answer":
-        steps.push({
-          stage: "answer",
-          label: event.result === "success" ? "Answer" : `Answer ${event.status ?? ""}`.trim(),
-          at,
-          ms: null,
-          waits: false,
-        });
-        break;
-    }
-  };
-
-  const onTrace = (trace: TraceMessage) => {
-    if (trace.what === "localized") return;
-    let stage = traceStages[trace.what] ?? "deliver";
-    // A picture that is at hand needs no decoding, and is retrieved all the same.
-    if (handedOver !== null && stage !== "retrieve" && /^(draw|encode)/.test(trace.what))
-      steps.push({
-        stage: "retrieve",
-        label: decoded?.options.allowsEditing ? "The edited picture" : "The original picture",
-        at: handedOver,
-        ms: null,
-        waits: false,
-      });
-    handedOver = null;
-    if (trace.what === "draw") {
-      stage = turned ? "scale" : "turn";
-      turned = true;
-    } else if (album && (trace.what === "encodePNG" || trace.what === "performChanges")) {
-      stage = "album";
-    }
-    const label =
-      trace.what === "draw"
-        ? stage === "turn"
-          ? "Turn upright"
-          : "Scale"
-        : (traceLabels[trace.what] ?? trace.what);
-    // The message comes at the end of the work.
-    steps.push({
-      stage,
-      label,
-      at: trace.at - trace.ms,
-      ms: trace.ms,
-      waits: false,
-      ...bare(trace),
-    });
-  };
-
+  const builder = new TimelineBuilder(decoded?.options);
   for (const message of messages)
-    if (message.type === "event") onEvent(message);
-    else onTrace(message);
-  return steps;
+    if (message.type === "event") builder.event(message);
+    else builder.trace(message);
+  return builder.steps;
 }

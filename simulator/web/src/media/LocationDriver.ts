@@ -5,7 +5,7 @@ export type LocationMode = "none" | "fix" | "late" | "browser" | "track";
 export interface LocationSettings {
   mode: LocationMode;
   fix: Fix;
-  /** For `late`: how many seconds the fix lets itself be waited for. */
+  /** For `late`: after how many seconds the fix comes. */
   delay: number;
 }
 
@@ -14,16 +14,16 @@ export interface LocationEnvironment {
   /** Where the browser is. */
   browserFix(): Promise<Fix>;
   failed(why: string): void;
-  /** Milliseconds of a clock that only goes on. */
+  /** Milliseconds of a monotonic clock. */
   now(): number;
   setTimer(work: () => void, milliseconds: number): number;
   clearTimer(timer: number): void;
 }
 
-/** How far round the track a minute leads. */
 const roundsPerMinute = 0.5;
+/** In degrees of latitude. */
 const trackRadius = 0.006;
-const trackInterval = 1000;
+const trackIntervalMs = 1000;
 
 /** A point of a walk around the fix, after so many seconds. */
 export function pointOfTrack(around: Fix, seconds: number): Fix {
@@ -42,14 +42,15 @@ export class LocationDriver {
   private looking = false;
   private replaying = false;
   private timer: number | null = null;
-  private turn = 0;
-  private readonly setOff: number;
+  /** Grows with each end: a fix that was asked for before it counts no more. */
+  private generation = 0;
+  private readonly startedAt: number;
 
   constructor(
     private settings: LocationSettings,
     private readonly environment: LocationEnvironment,
   ) {
-    this.setOff = environment.now();
+    this.startedAt = environment.now();
   }
 
   configure(settings: LocationSettings): void {
@@ -80,7 +81,7 @@ export class LocationDriver {
   }
 
   end(): void {
-    this.turn += 1;
+    this.generation += 1;
     if (this.timer !== null) this.environment.clearTimer(this.timer);
     this.timer = null;
   }
@@ -96,18 +97,18 @@ export class LocationDriver {
   }
 
   private walk(): void {
-    const seconds = (this.environment.now() - this.setOff) / 1000;
+    const seconds = (this.environment.now() - this.startedAt) / 1000;
     this.environment.send(pointOfTrack(this.settings.fix, seconds));
-    this.later(() => this.walk(), trackInterval);
+    this.later(() => this.walk(), trackIntervalMs);
   }
 
   private async ask(): Promise<void> {
-    const turn = this.turn;
+    const generation = this.generation;
     try {
       const fix = await this.environment.browserFix();
-      if (turn === this.turn) this.environment.send(fix);
+      if (generation === this.generation) this.environment.send(fix);
     } catch (error) {
-      if (turn === this.turn) this.environment.failed((error as Error).message);
+      if (generation === this.generation) this.environment.failed((error as Error).message);
     }
   }
 

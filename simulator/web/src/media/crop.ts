@@ -35,7 +35,7 @@ export function pan(picture: PictureSize, crop: Crop, dx: number, dy: number): C
   return inside(picture, { ...crop, x: crop.x - dx * crop.side, y: crop.y - dy * crop.side });
 }
 
-/** Zooms by a factor, above 1 closer, about a point of the window (0 to 1 each way). */
+/** Zooms by a factor, above 1 closer, about a point of the window (0 to 1 on each axis). */
 export function zoom(picture: PictureSize, crop: Crop, factor: number, u = 0.5, v = 0.5): Crop {
   const { side } = inside(picture, { ...crop, side: crop.side / factor });
   return inside(picture, {

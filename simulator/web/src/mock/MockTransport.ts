@@ -15,7 +15,7 @@ import type { Transport, TransportListener } from "../protocol/Transport";
 // A mock device for `vite dev`: it imitates the module's main flows, roughly, so that the pages can
 // be worked on without a server. It proves nothing about the module.
 
-const session = "paper";
+const session = "mock";
 
 const defaultState = (): DeviceState => ({
   screen: [],
@@ -71,20 +71,21 @@ export class MockTransport implements Transport {
         messages: [],
         unfinished: 0,
       });
-      this.tellState();
+      this.sendState();
     });
   }
 
   send(request: ClientRequest & { id: number }): void {
     setTimeout(() => {
       let why: string | null = null;
-      if (request.type === "step") why = this.play(request.step);
+      if (request.type === "step")
+        why = this.steps[request.step.do]?.(request.step) ?? null;
       if (request.type === "restart") {
         this.state = defaultState();
         this.listener?.onMessage({ type: "restarted", device: request.device });
       }
       this.state.recorded += 1;
-      this.tellState();
+      this.sendState();
       if (why === null) this.listener?.onMessage({ type: "done", id: request.id });
       else this.listener?.onMessage({ type: "failed", id: request.id, why });
     }, 30);
@@ -120,93 +121,66 @@ export class MockTransport implements Transport {
     return "data:application/json,%7B%22steps%22%3A%5B%5D%7D";
   }
 
-  private play(step: Step): string | null {
-    const { state } = this;
-    const top = state.screen.at(-1);
-    switch (step.do) {
-      case "takePicture":
-        this.begin(String(step.as), (step.arguments as Json[]) ?? []);
-        return null;
-      case "cleanup":
-        state.files = [];
-        this.event({
-          event: "answer",
-          to: String(step.as),
-          result: "success",
-          keepCallback: false,
-        });
-        return null;
-      case "answer": {
-        const prompt = step.prompt as Permission;
-        const allowed = step.with === "allow" || step.with === "authorized";
-        state.prompts = state.prompts.filter((other) => other !== prompt);
-        state.permissions[prompt] = allowed ? "authorized" : "denied";
-        if (prompt !== "location") this.present(prompt, allowed);
-        return null;
-      }
-      case "authorize": {
-        const { do: _, ...rest } = step;
-        Object.assign(state.permissions, rest);
-        return null;
-      }
-      case "tap":
-        if (top?.kind !== "alert") return "there is no alert on screen";
-        this.dismiss();
-        if (step.action === "Settings") this.event({ event: "openURL", url: "app-settings:" });
-        else this.fail("NO_PERMISSION", "Not have permission to use the camera.");
-        return null;
-      case "cancel":
-        if (top?.kind !== "picker") return "there is no picker on screen";
-        this.dismiss();
-        this.answer({
-          result: "error",
-          status: "NO_PERMISSION",
-          data: { errorMsg: "no image selected" },
-        });
-        return null;
-      case "capture":
-        if (top?.kind !== "picker") return "there is no camera picker on screen";
-        this.dismiss();
-        this.process(
-          this.media.get(String(step.photo ?? step.movie)) ?? "",
-          step.movie !== undefined,
-        );
-        return null;
-      case "pick":
-        this.dismiss();
-        this.process(this.media.get(String(step.asset)) ?? "", false);
-        return null;
-      case "location":
-        if (!state.location.running) return null;
-        state.location.running = false;
-        this.event({ event: "location", manager: "stop" });
-        this.event({
-          event: "imageDestination",
-          type: "public.jpeg",
-          properties: {},
-          bytes: 412_833,
-        });
-        this.deliver(this.held ?? "", false);
-        return null;
-      case "faults":
-        state.faults = step.to as never;
-        return null;
-      case "remove":
-        state.files = state.files.filter(({ name }) => name !== step.file);
-        return null;
-      case "addAsset":
-        this.addAsset(this.media.get(String(step.file)) ?? "", false);
-        return null;
-      case "removeAsset":
-        this.assets.splice(
-          this.assets.findIndex(({ id }) => id === step.asset),
-          1,
-        );
-        state.library += 1;
-        return null;
-      default:
-        return null;
-    }
+  /** What each step does; a text says why it cannot. */
+  private readonly steps: Record<string, (step: Step) => string | void> = {
+    takePicture: (step) => this.begin(String(step.as), (step.arguments as Json[]) ?? []),
+    cleanup: (step) => {
+      this.state.files = [];
+      const to = String(step.as);
+      this.event({ event: "answer", to, result: "success", keepCallback: false });
+    },
+    answer: (step) => {
+      const prompt = step.prompt as Permission;
+      const allowed = step.with === "allow" || step.with === "authorized";
+      this.state.prompts = this.state.prompts.filter((other) => other !== prompt);
+      this.state.permissions[prompt] = allowed ? "authorized" : "denied";
+      if (prompt !== "location") this.present(prompt, allowed);
+    },
+    authorize: ({ do: _, ...rest }) => void Object.assign(this.state.permissions, rest),
+    tap: (step) => {
+      if (this.top()?.kind !== "alert") return "there is no alert on screen";
+      this.dismiss();
+      if (step.action === "Settings") this.event({ event: "openURL", url: "app-settings:" });
+      else this.fail("NO_PERMISSION", "Not have permission to use the camera.");
+    },
+    cancel: () => {
+      if (this.top()?.kind !== "picker") return "there is no picker on screen";
+      this.dismiss();
+      const data = { errorMsg: "no image selected" };
+      this.answer({ result: "error", status: "NO_PERMISSION", data });
+    },
+    capture: (step) => {
+      if (this.top()?.kind !== "picker") return "there is no camera picker on screen";
+      this.dismiss();
+      const url = this.media.get(String(step.photo ?? step.movie)) ?? "";
+      this.process(url, step.movie !== undefined);
+    },
+    pick: (step) => {
+      this.dismiss();
+      this.process(this.media.get(String(step.asset)) ?? "", false);
+    },
+    location: () => {
+      if (!this.state.location.running) return;
+      this.state.location.running = false;
+      this.event({ event: "location", manager: "stop" });
+      const type = "public.jpeg";
+      this.event({ event: "imageDestination", type, properties: {}, bytes: 412_833 });
+      this.deliver(this.held ?? "", false);
+    },
+    faults: (step) => void (this.state.faults = step.to as never),
+    remove: (step) => {
+      this.state.files = this.state.files.filter(({ name }) => name !== step.file);
+    },
+    addAsset: (step) => this.addAsset(this.media.get(String(step.file)) ?? "", false),
+    removeAsset: (step) => {
+      const at = this.assets.findIndex(({ id }) => id === step.asset);
+      this.assets.splice(at, 1);
+      this.state.library += 1;
+    },
+  };
+
+  private top(): Screen | undefined {
+    return this.state.screen.at(-1);
   }
 
   private begin(name: string, args: Json[]): void {
@@ -348,7 +322,7 @@ export class MockTransport implements Transport {
     });
   }
 
-  private tellState(): void {
+  private sendState(): void {
     this.listener?.onMessage({ type: "state", ...structuredClone(this.state) });
   }
 }

@@ -11,16 +11,10 @@ import type {
   TraceMessage,
 } from "../protocol/messages";
 import type { Transport } from "../protocol/Transport";
-import { withoutServersOwn } from "./device";
+import { changedDevice, type DeviceChanges, withoutServerOwned } from "./device";
 import type { CommandEntry } from "./model";
-import { noRoom } from "./preferences";
+import { storageFull, type TabStorage, tryStore } from "./storage";
 import type { Store } from "./Store";
-
-/** Where a tab keeps what it needs to find its phone again. */
-export interface Memory {
-  getItem(key: string): string | null;
-  setItem(key: string, value: string): void;
-}
 
 interface Remembered {
   session: string;
@@ -29,9 +23,7 @@ interface Remembered {
   commands: CommandEntry[];
 }
 
-const memoryKey = "vecamera.session";
-
-export class StepFailed extends Error {}
+const storageKey = "vecamera.session";
 
 /** Whether what was asked for came to pass is not known. */
 export class ConnectionLost extends Error {}
@@ -60,11 +52,12 @@ export class SimulatorClient {
   private handled = { session: "", n: -1 };
   /** What shows that the phone has carried out all that it was asked before it was lost. */
   private awaited: "state" | "reply" | null = null;
+  private lastStored = "";
 
   constructor(
     readonly store: Store,
     private readonly transport: Transport,
-    private readonly memory: Memory,
+    private readonly storage: TabStorage,
   ) {
     this.remembered = this.recall();
     this.counter = this.remembered?.counter ?? 0;
@@ -101,7 +94,7 @@ export class SimulatorClient {
             break;
           case "failed":
             this.onShown("reply");
-            this.settle(message.id)?.reject(new StepFailed(message.why));
+            this.settle(message.id)?.reject(new Error(message.why));
             break;
         }
       },
@@ -164,7 +157,13 @@ export class SimulatorClient {
   }
 
   restart(device: DeviceSetup, keepLibrary = true): Promise<void> {
-    return this.request({ type: "restart", device: withoutServersOwn(device), keepLibrary });
+    return this.request({ type: "restart", device: withoutServerOwned(device), keepLibrary });
+  }
+
+  /** Restarts the device with some of it changed; a refusal becomes the notice on the page. */
+  async change(changes: DeviceChanges): Promise<void> {
+    const { device, state } = this.store.model;
+    if (state) await this.noticing(() => this.restart(changedDevice(device, state, changes)));
   }
 
   restoreSamples(): Promise<void> {
@@ -264,7 +263,7 @@ export class SimulatorClient {
 
   private recall(): Remembered | null {
     try {
-      const text = this.memory.getItem(memoryKey);
+      const text = this.storage.getItem(storageKey);
       return text === null ? null : (JSON.parse(text) as Remembered);
     } catch {
       return null;
@@ -276,22 +275,12 @@ export class SimulatorClient {
     if (session === null) return;
     const commands = entries.filter((entry): entry is CommandEntry => entry.type === "command");
     const text = JSON.stringify({ session, counter: this.counter, settingsOpen, commands });
-    if (text === this.lastMemory) return;
-    this.lastMemory = text;
-    if (this.memorize(text)) return;
+    if (text === this.lastStored) return;
+    this.lastStored = text;
+    if (tryStore(this.storage, storageKey, text)) return;
     // Arguments can be long. The phone is found again without them.
-    this.memorize(JSON.stringify({ session, counter: this.counter, settingsOpen, commands: [] }));
-    this.store.dispatch({ kind: "remark", text: noRoom });
+    const short = JSON.stringify({ session, counter: this.counter, settingsOpen, commands: [] });
+    tryStore(this.storage, storageKey, short);
+    this.store.dispatch({ kind: "note", text: storageFull });
   }
-
-  private memorize(text: string): boolean {
-    try {
-      this.memory.setItem(memoryKey, text);
-      return true;
-    } catch {
-      return false;
-    }
-  }
-
-  private lastMemory = "";
 }

@@ -1,7 +1,7 @@
 import { useEffect, useState } from "preact/hooks";
 import { type Action, emptyModel, type Model, reduce } from "./model";
 
-/** Holds the model and notifies its listeners of changes, at most once a turn of the event loop. */
+/** Holds the model and notifies its listeners of changes, once for all those of one moment. */
 export class Store {
   private current: Model = emptyModel;
   private readonly listeners = new Set<() => void>();

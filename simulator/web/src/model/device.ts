@@ -1,30 +1,41 @@
-import type { DeviceSetup, DeviceState, Fault, JsonObject } from "../protocol/messages";
+import {
+  type DeviceSetup,
+  type DeviceState,
+  type Fault,
+  isObject,
+  type Json,
+  type JsonObject,
+} from "../protocol/messages";
 
 /** Parts of a device that a session's server keeps to itself. */
 const serverOwned = ["temporaryDirectory", "mainBundle", "files", "urlTransformer"];
 
-export const withoutServersOwn = (device: DeviceSetup): DeviceSetup =>
+export const withoutServerOwned = (device: DeviceSetup): DeviceSetup =>
   Object.fromEntries(Object.entries(device).filter(([key]) => !serverOwned.includes(key)));
 
 export const serverOwnedIn = (device: DeviceSetup): string[] =>
   Object.keys(device).filter((key) => serverOwned.includes(key));
 
+/** Undefined: that part goes back to its default. */
+export type DeviceChanges = { [key: string]: Json | undefined };
+
 /** The device as it stands now with some of it changed, for a restart that keeps the rest. */
 export function changedDevice(
   device: DeviceSetup,
   state: DeviceState,
-  changes: DeviceSetup,
+  changes: DeviceChanges,
 ): DeviceSetup {
   // The library stays as it is, and a seed would draw identifiers that it has already.
-  const { library: _, seed: __, ...rest } = withoutServersOwn(device);
+  const { library: _, seed: __, ...rest } = withoutServerOwned(device);
   // The state of a device that could not be made says nothing about it.
-  const now: DeviceSetup =
+  const now =
     Object.keys(state.permissions).length > 0
       ? { authorization: state.permissions, faults: state.faults as never }
       : {};
-  const changed: DeviceSetup = { ...rest, ...now, ...changes };
-  // A key that a change sets to nothing goes back to what is the rule.
-  return Object.fromEntries(Object.entries(changed).filter(([, value]) => value !== undefined));
+  const changed: DeviceChanges = { ...rest, ...now, ...changes };
+  return Object.fromEntries(
+    Object.entries(changed).filter((entry): entry is [string, Json] => entry[1] !== undefined),
+  );
 }
 
 export type MediaChoice = "both" | "photos" | "movies" | "none";
@@ -38,7 +49,7 @@ const mediaTypes: Record<MediaChoice, string[] | null> = {
 };
 
 const mediaTypesOf = ({ availableMediaTypes: types }: DeviceSetup): JsonObject =>
-  typeof types === "object" && types !== null && !Array.isArray(types) ? types : {};
+  isObject(types) ? types : {};
 
 export function mediaChoiceOf(device: DeviceSetup, source: number): MediaChoice {
   const types = mediaTypesOf(device)[source];

@@ -40,8 +40,8 @@ export interface Model {
   settingsOpen: boolean;
   /** What could not be done, for the user. */
   notice: string | null;
-  /** What the simulator's page has to say of itself in the log, each once. */
-  remarks: string[];
+  /** What the log says about this page itself, each once. */
+  notes: string[];
 }
 
 export const emptyModel: Model = {
@@ -56,7 +56,7 @@ export const emptyModel: Model = {
   appVersion: 0,
   settingsOpen: false,
   notice: null,
-  remarks: [],
+  notes: [],
 };
 
 export type Action =
@@ -69,18 +69,18 @@ export type Action =
   | { kind: "remembered"; session: string; commands: CommandEntry[] }
   | { kind: "settings"; open: boolean }
   | { kind: "notice"; text: string | null }
-  | { kind: "remark"; text: string };
+  | { kind: "note"; text: string };
 
-const kept = 4000;
+const maxEntries = 4000;
 
 const ordered = (entries: Entry[]): Entry[] =>
-  [...entries].sort((one, other) => one.n - other.n).slice(-kept);
+  [...entries].sort((one, other) => one.n - other.n).slice(-maxEntries);
 
 const withEntry = (model: Model, entry: Entry): Entry[] => {
   const last = model.entries.at(-1);
   if (last && last.n >= entry.n)
     return ordered([...model.entries.filter((other) => other.n !== entry.n), entry]);
-  const entries = model.entries.length < kept ? model.entries : model.entries.slice(1);
+  const entries = model.entries.length < maxEntries ? model.entries : model.entries.slice(1);
   return [...entries, entry];
 };
 
@@ -184,8 +184,8 @@ export function reduce(model: Model, action: Action): Model {
       return { ...model, settingsOpen: action.open };
     case "notice":
       return { ...model, notice: action.text };
-    case "remark":
-      if (model.remarks.includes(action.text)) return model;
-      return { ...model, remarks: [...model.remarks, action.text] };
+    case "note":
+      if (model.notes.includes(action.text)) return model;
+      return { ...model, notes: [...model.notes, action.text] };
   }
 }

@@ -1,6 +1,6 @@
 import type { LocationSettings } from "../media/LocationDriver";
 import type { Permission } from "../protocol/messages";
-import type { Memory } from "./SimulatorClient";
+import { type TabStorage, tryStore } from "./storage";
 
 export type Theme = "auto" | "light" | "dark";
 
@@ -34,13 +34,9 @@ export const defaultPreferences: Preferences = {
 
 const key = "vecamera.preferences";
 
-/** For the log, where something cannot be remembered. */
-export const noRoom =
-  "The browser has no room to remember this tab: after a reload, settings of this page or the arguments of earlier commands may be missing.";
-
-export function recallPreferences(memory: Memory): Preferences {
+export function recallPreferences(storage: TabStorage): Preferences {
   try {
-    const text = memory.getItem(key);
+    const text = storage.getItem(key);
     return text === null ? defaultPreferences : { ...defaultPreferences, ...JSON.parse(text) };
   } catch {
     return defaultPreferences;
@@ -48,14 +44,8 @@ export function recallPreferences(memory: Memory): Preferences {
 }
 
 /** False where the browser has no room for them; they hold until the tab is closed. */
-export function rememberPreferences(memory: Memory, preferences: Preferences): boolean {
-  try {
-    memory.setItem(key, JSON.stringify(preferences));
-    return true;
-  } catch {
-    return false;
-  }
-}
+export const rememberPreferences = (storage: TabStorage, preferences: Preferences): boolean =>
+  tryStore(storage, key, JSON.stringify(preferences));
 
 /** The `answer` step's `with` for what the person has set beforehand. */
 export const promptChoices: Record<Permission, readonly (readonly [string, string])[]> = {

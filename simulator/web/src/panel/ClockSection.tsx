@@ -1,6 +1,5 @@
 import { useState } from "preact/hooks";
-import { changedDevice } from "../model/device";
-import type { DeviceSetup } from "../protocol/messages";
+import type { DeviceChanges } from "../model/device";
 import { useSimulator } from "../ui/context";
 import { Button, Field, Section, Select } from "../ui/controls";
 
@@ -35,11 +34,7 @@ export function ClockSection() {
   const locale = text(device.locale, "en_US");
   const languages = Array.isArray(device.languages) ? device.languages.join(", ") : "en";
 
-  const restart = (changes: { [key: string]: DeviceSetup[string] | undefined }) => {
-    if (!state) return;
-    const changed = changedDevice(device, state, changes as DeviceSetup);
-    void client.noticing(() => client.restart(changed));
-  };
+  const change = (changes: DeviceChanges) => void client.change(changes);
   return (
     <Section title="Clock and language" icon="auto">
       <Select
@@ -51,7 +46,7 @@ export function ClockSection() {
         ]}
         disabled={!state}
         onChange={(mode) =>
-          restart({ clock: mode === "fixed" ? new Date().toISOString() : undefined })
+          change({ clock: mode === "fixed" ? new Date().toISOString() : undefined })
         }
       />
       {fixed && state && (
@@ -61,7 +56,7 @@ export function ClockSection() {
             value={state.clock.now}
             onCommit={(now) => {
               const instant = new Date(now);
-              if (!Number.isNaN(instant.valueOf())) restart({ clock: instant.toISOString() });
+              if (!Number.isNaN(instant.valueOf())) change({ clock: instant.toISOString() });
             }}
           />
           <div class="field-row end">
@@ -83,14 +78,14 @@ export function ClockSection() {
         value={zone}
         suggestions={zones}
         disabled={!state}
-        onCommit={(timeZone) => timeZone !== zone && timeZone && restart({ timeZone })}
+        onCommit={(timeZone) => timeZone !== zone && timeZone && change({ timeZone })}
       />
       <Field
         label="Locale"
         value={locale}
         suggestions={locales}
         disabled={!state}
-        onCommit={(next) => next !== locale && next && restart({ locale: next })}
+        onCommit={(next) => next !== locale && next && change({ locale: next })}
       />
       <Field
         label="Languages, best first"
@@ -102,7 +97,7 @@ export function ClockSection() {
             .split(",")
             .map((one) => one.trim())
             .filter(Boolean);
-          if (next.length > 0 && next.join(", ") !== languages) restart({ languages: next });
+          if (next.length > 0 && next.join(", ") !== languages) change({ languages: next });
         }}
       />
     </Section>

@@ -18,7 +18,7 @@ export function FaultsSection() {
   return (
     <Section
       title="Faults"
-      icon="note"
+      icon="warning"
       aside={faults.length > 0 ? <span class="live">{faults.length}</span> : undefined}
     >
       {faultPoints.map((point) => {

@@ -1,8 +1,7 @@
 import { useEffect, useState } from "preact/hooks";
 import { useSimulator } from "../ui/context";
-import { Button, Section } from "../ui/controls";
+import { Button, Note, Section } from "../ui/controls";
 import { ageText, bytesText } from "../ui/format";
-import { Icon } from "../ui/icons";
 
 export function FilesSection() {
   const { client, model } = useSimulator();
@@ -39,11 +38,7 @@ export function FilesSection() {
           </li>
         ))}
       </ul>
-      {model.state?.waiting && (
-        <p class="note">
-          <Icon name="note" size={16} /> {model.state.waiting}
-        </p>
-      )}
+      {model.state?.waiting && <Note>{model.state.waiting}</Note>}
     </Section>
   );
 }

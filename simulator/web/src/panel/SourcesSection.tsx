@@ -1,5 +1,9 @@
-import { changedDevice, type MediaChoice, mediaChoiceOf, withMediaChoice } from "../model/device";
-import type { DeviceSetup } from "../protocol/messages";
+import {
+  type DeviceChanges,
+  type MediaChoice,
+  mediaChoiceOf,
+  withMediaChoice,
+} from "../model/device";
 import { useSimulator } from "../ui/context";
 import { Section, Select, Switch } from "../ui/controls";
 
@@ -20,14 +24,10 @@ export function SourcesSection() {
   const { client, model, preferences, prefer } = useSimulator();
   const { device, state } = model;
   const available = Array.isArray(device.availableSources) ? device.availableSources : [0, 1, 2];
-  const restart = (changes: DeviceSetup) => {
-    if (!state) return;
-    const changed = changedDevice(device, state, changes);
-    void client.noticing(() => client.restart(changed));
-  };
+  const change = (changes: DeviceChanges) => void client.change(changes);
   const set = (source: number, there: boolean) => {
     const others = available.filter((other) => other !== source);
-    restart({ availableSources: there ? [...others, source].sort() : others });
+    change({ availableSources: there ? [...others, source].sort() : others });
   };
   return (
     <Section title="Cameras and sources" icon="camera">
@@ -63,7 +63,7 @@ export function SourcesSection() {
               choices={mediaChoices}
               disabled={!state}
               onChange={(choice) =>
-                restart({ availableMediaTypes: withMediaChoice(device, source, choice) })
+                change({ availableMediaTypes: withMediaChoice(device, source, choice) })
               }
             />
           )}
@@ -74,7 +74,7 @@ export function SourcesSection() {
         hint="Without one the app has nothing to present the picker on."
         checked={device.viewController !== false}
         disabled={!state}
-        onChange={(viewController) => restart({ viewController })}
+        onChange={(viewController) => change({ viewController })}
       />
     </Section>
   );

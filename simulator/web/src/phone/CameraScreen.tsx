@@ -1,3 +1,4 @@
+import type { RefObject } from "preact";
 import { useEffect, useRef, useState } from "preact/hooks";
 import { type Movie, MovieRecorder } from "../media/MovieRecorder";
 import type { Facing } from "../media/scene";
@@ -20,23 +21,12 @@ interface Shot {
 // Uploads have a limit, and nobody tries a page with a longer movie.
 const maxMovieSeconds = 120;
 
-export function CameraScreen({ screen, covered }: { screen: PickerScreen; covered: boolean }) {
-  const { client, preferences, cue } = useSimulator();
-  const modal = useModal<HTMLDivElement>();
+/** Opens the camera on that side, and shows in `host` what it sees. */
+function useViewfinder(facing: Facing, onClose: () => void) {
+  const { landscape, generatedScene } = useSimulator().preferences;
   const host = useRef<HTMLDivElement>(null);
-  const shutter = useRef<HTMLButtonElement>(null);
   const viewfinder = useRef<Viewfinder | null>(null);
-  const recorder = useRef<MovieRecorder | null>(null);
-  const wanted: Facing = screen.cameraDevice === 1 && preferences.frontCamera ? "front" : "rear";
-  const [facing, setFacing] = useState<Facing>(wanted);
   const [sees, setSees] = useState<string | null>(null);
-  const [shot, setShot] = useState<Shot | null>(null);
-  const [recording, setRecording] = useState<number | null>(null);
-  const [busy, setBusy] = useState(false);
-  const movies = screen.cameraCaptureMode === "video";
-  const { landscape, generatedScene } = preferences;
-  const aspect = landscape ? 4 / 3 : 3 / 4;
-
   useEffect(() => {
     let gone = false;
     setSees(null);
@@ -53,62 +43,87 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
     });
     return () => {
       gone = true;
-      recorder.current?.drop();
-      recorder.current = null;
-      setRecording(null);
+      onClose();
       viewfinder.current?.close();
       viewfinder.current = null;
     };
   }, [facing, landscape, generatedScene]);
+  return { host, viewfinder, sees };
+}
 
-  useEffect(() => () => void (shot && URL.revokeObjectURL(shot.url)), [shot]);
+/** Records one movie at a time. `seconds` is null while none is recorded. */
+function useRecording(onMovie: (movie: Movie) => void) {
+  const { client } = useSimulator();
+  const recorder = useRef<MovieRecorder | null>(null);
+  const [seconds, setSeconds] = useState<number | null>(null);
 
-  useEffect(() => {
-    if (recording === null) return;
-    const begun = performance.now();
-    const timer = setInterval(() => {
-      const seconds = (performance.now() - begun) / 1000;
-      setRecording(seconds);
-      if (seconds >= maxMovieSeconds) void endMovie();
-    }, 200);
-    return () => clearInterval(timer);
-  }, [recording === null]);
-
-  const show = (kind: Shot["kind"], { blob, name }: Movie) =>
-    setShot({ kind, blob, name, url: URL.createObjectURL(blob) });
-
-  const takePhoto = () =>
+  const start = (viewfinder: Viewfinder | null) =>
     client.noticing(async () => {
-      const blob = await viewfinder.current?.photo(aspect);
-      if (blob) show("photo", { blob, name: "photo.jpg" });
-    });
-
-  const endMovie = () =>
-    client.noticing(async () => {
-      const current = recorder.current;
-      recorder.current = null;
-      setRecording(null);
-      if (current) show("movie", await current.stop());
-    });
-
-  const startMovie = () =>
-    client.noticing(async () => {
-      if (!viewfinder.current || recorder.current) return;
+      if (!viewfinder || recorder.current) return;
       const made = new MovieRecorder();
       recorder.current = made;
       try {
-        if (await made.start(viewfinder.current)) setRecording(0);
+        if (await made.start(viewfinder)) setSeconds(0);
       } catch (error) {
         if (recorder.current === made) recorder.current = null;
         throw error;
       }
     });
 
+  const end = (): MovieRecorder | null => {
+    const current = recorder.current;
+    recorder.current = null;
+    setSeconds(null);
+    return current;
+  };
+  const stop = () =>
+    client.noticing(async () => {
+      const current = end();
+      if (current) onMovie(await current.stop());
+    });
+
+  useEffect(() => {
+    if (seconds === null) return;
+    const begun = performance.now();
+    const timer = setInterval(() => {
+      const passed = (performance.now() - begun) / 1000;
+      setSeconds(passed);
+      if (passed >= maxMovieSeconds) void stop();
+    }, 200);
+    return () => clearInterval(timer);
+  }, [seconds === null]);
+
+  return { seconds, start, stop, drop: () => end()?.drop() };
+}
+
+export function CameraScreen({ screen, covered }: { screen: PickerScreen; covered: boolean }) {
+  const { client, preferences, cue } = useSimulator();
+  const modal = useModal<HTMLDivElement>();
+  const shutter = useRef<HTMLButtonElement>(null);
+  const wanted: Facing = screen.cameraDevice === 1 && preferences.frontCamera ? "front" : "rear";
+  const [facing, setFacing] = useState<Facing>(wanted);
+  const [shot, setShot] = useState<Shot | null>(null);
+  const [busy, setBusy] = useState(false);
+  const movies = screen.cameraCaptureMode === "video";
+
+  const show = (kind: Shot["kind"], { blob, name }: Movie) =>
+    setShot({ kind, blob, name, url: URL.createObjectURL(blob) });
+  useEffect(() => () => void (shot && URL.revokeObjectURL(shot.url)), [shot]);
+
+  const recording = useRecording((movie) => show("movie", movie));
+  const { host, viewfinder, sees } = useViewfinder(facing, recording.drop);
+
+  const takePhoto = () =>
+    client.noticing(async () => {
+      const blob = await viewfinder.current?.photo(preferences.landscape ? 4 / 3 : 3 / 4);
+      if (blob) show("photo", { blob, name: "photo.jpg" });
+    });
+
   const press = () => {
     if (sees === null || busy) return;
     if (!movies) void takePhoto();
-    else if (recording === null) void startMovie();
-    else void endMovie();
+    else if (recording.seconds === null) void recording.start(viewfinder.current);
+    else void recording.stop();
   };
 
   const use = async (crop?: [number, number, number, number]) => {
@@ -133,14 +148,15 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
   const cancel = () => void client.act({ do: "cancel" });
 
   const onKeyDown = (event: KeyboardEvent) => {
-    if (event.key === "Escape") {
-      if (shot) retake();
-      else cancel();
-      event.stopPropagation();
-    }
+    if (event.key !== "Escape") return;
+    event.stopPropagation();
+    if (shot) retake();
+    else cancel();
   };
 
   const cued = cue?.step.do === "capture" ? cue : null;
+  const reviewed = cued ? null : shot;
+  const edited = reviewed?.kind === "photo" && screen.allowsEditing;
   return (
     <div
       ref={modal}
@@ -155,8 +171,8 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
       <div class={`camera-live${shot || cued ? " hidden" : ""}`} inert={shot !== null}>
         <div class="camera-top">
           {movies && (
-            <span class={`timer${recording !== null ? " on" : ""}`} role="timer">
-              {clockText(recording ?? 0)}
+            <span class={`timer${recording.seconds !== null ? " on" : ""}`} role="timer">
+              {clockText(recording.seconds ?? 0)}
             </span>
           )}
         </div>
@@ -175,40 +191,16 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
           <span class={movies ? "" : "on"}>Photo</span>
           <span class={movies ? "on" : ""}>Movie</span>
         </div>
-        <div class="camera-controls">
-          <button
-            type="button"
-            class={`text-button${cue?.step.do === "cancel" ? " cued" : ""}`}
-            onClick={cancel}
-            disabled={recording !== null}
-          >
-            Cancel
-          </button>
-          <button
-            ref={shutter}
-            type="button"
-            data-first
-            class={`shutter${movies ? " movie" : ""}${recording !== null ? " recording" : ""}`}
-            aria-label={
-              !movies ? "Take photo" : recording === null ? "Start recording" : "Stop recording"
-            }
-            aria-disabled={sees === null}
-            onClick={press}
-          />
-          {preferences.frontCamera ? (
-            <button
-              type="button"
-              class="round-button"
-              aria-label={`Switch to the ${facing === "rear" ? "front" : "rear"} camera`}
-              disabled={recording !== null}
-              onClick={() => setFacing(facing === "rear" ? "front" : "rear")}
-            >
-              <Icon name="flip" size={24} />
-            </button>
-          ) : (
-            <span class="round-button empty" />
-          )}
-        </div>
+        <CameraControls
+          shutter={shutter}
+          movies={movies}
+          ready={sees !== null}
+          recording={recording.seconds !== null}
+          facing={facing}
+          onCancel={cancel}
+          onPress={press}
+          onFlip={() => setFacing(facing === "rear" ? "front" : "rear")}
+        />
       </div>
       {cued && (
         <Review
@@ -219,9 +211,9 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
           cued
         />
       )}
-      {shot && !cued && screen.allowsEditing && shot.kind === "photo" && (
+      {reviewed && edited && (
         <EditStep
-          picture={shot.url}
+          picture={reviewed.url}
           cancelLabel="Retake"
           useLabel="Use photo"
           busy={busy}
@@ -229,16 +221,64 @@ export function CameraScreen({ screen, covered }: { screen: PickerScreen; covere
           onCancel={retake}
         />
       )}
-      {shot && !cued && !(screen.allowsEditing && shot.kind === "photo") && (
+      {reviewed && !edited && (
         <Review
-          url={shot.url}
-          kind={shot.kind}
+          url={reviewed.url}
+          kind={reviewed.kind}
           leaveLabel="Retake"
-          useLabel={shot.kind === "movie" ? "Use movie" : "Use photo"}
+          useLabel={reviewed.kind === "movie" ? "Use movie" : "Use photo"}
           busy={busy}
           onUse={() => void use()}
           onLeave={retake}
         />
+      )}
+    </div>
+  );
+}
+
+function CameraControls(props: {
+  shutter: RefObject<HTMLButtonElement>;
+  movies: boolean;
+  ready: boolean;
+  recording: boolean;
+  facing: Facing;
+  onCancel: () => void;
+  onPress: () => void;
+  onFlip: () => void;
+}) {
+  const { shutter, movies, ready, recording, facing, onCancel, onPress, onFlip } = props;
+  const { preferences, cue } = useSimulator();
+  return (
+    <div class="camera-controls">
+      <button
+        type="button"
+        class={`text-button${cue?.step.do === "cancel" ? " cued" : ""}`}
+        onClick={onCancel}
+        disabled={recording}
+      >
+        Cancel
+      </button>
+      <button
+        ref={shutter}
+        type="button"
+        data-first
+        class={`shutter${movies ? " movie" : ""}${recording ? " recording" : ""}`}
+        aria-label={!movies ? "Take photo" : recording ? "Stop recording" : "Start recording"}
+        aria-disabled={!ready}
+        onClick={onPress}
+      />
+      {preferences.frontCamera ? (
+        <button
+          type="button"
+          class="round-button"
+          aria-label={`Switch to the ${facing === "rear" ? "front" : "rear"} camera`}
+          disabled={recording}
+          onClick={onFlip}
+        >
+          <Icon name="flip" size={24} />
+        </button>
+      ) : (
+        <span class="round-button empty" />
       )}
     </div>
   );

@@ -4,46 +4,14 @@ import { type Crop, cropKey, pan, type PictureSize, wholeCrop, zoom, zoomOf } fr
 const keyStep = 0.05;
 const keyZoom = 1.15;
 
-/** Moves and scales a picture in a square window. */
-export function EditStep(props: {
-  picture: string;
-  /** The size of what is cropped, where `picture` only stands in for it. */
-  size?: PictureSize;
-  cancelLabel: string;
-  useLabel: string;
-  busy: boolean;
-  onUse: (crop: [number, number, number, number]) => void;
-  onCancel: () => void;
-}) {
-  const { picture, cancelLabel, useLabel, busy, onUse, onCancel } = props;
+type Change = (make: (size: PictureSize, crop: Crop) => Crop) => void;
+
+/** Pans and zooms by pointers (two of them pinch), wheel and keys, in a square element. */
+function useGestures(change: Change) {
   const square = useRef<HTMLDivElement>(null);
-  const image = useRef<HTMLImageElement>(null);
-  const pointers = useRef(new Map<number, { x: number; y: number }>());
-  const [size, setSize] = useState<PictureSize | null>(null);
-  const [crop, setCrop] = useState<Crop>({ x: 0, y: 0, side: 1 });
-  const [unseen, setUnseen] = useState(false);
+  const pointers = useRef(new Map<number, { u: number; v: number }>());
 
-  const begin = (whole: PictureSize) => {
-    setSize(whole);
-    setCrop(wholeCrop(whole));
-  };
-
-  const change = (make: (size: PictureSize, crop: Crop) => Crop) => {
-    if (size) setCrop((current) => make(size, current));
-  };
-
-  useEffect(() => {
-    const element = image.current;
-    if (!element || !size) return;
-    const scale = 100 / crop.side;
-    element.style.width = `${size.width * scale}%`;
-    element.style.height = `${size.height * scale}%`;
-    element.style.left = `${-crop.x * scale}%`;
-    element.style.top = `${-crop.y * scale}%`;
-  }, [size, crop]);
-
-  useLayoutEffect(() => square.current?.focus(), []);
-
+  /** Where in the square, from 0 to 1 on each axis. */
   const place = (event: PointerEvent | WheelEvent) => {
     const box = square.current?.getBoundingClientRect();
     if (!box || box.width === 0) return { u: 0.5, v: 0.5 };
@@ -65,23 +33,21 @@ export function EditStep(props: {
 
   const onPointerDown = (event: PointerEvent) => {
     (event.currentTarget as Element).setPointerCapture(event.pointerId);
-    const { u, v } = place(event);
-    pointers.current.set(event.pointerId, { x: u, y: v });
+    pointers.current.set(event.pointerId, place(event));
   };
   const onPointerMove = (event: PointerEvent) => {
     const before = pointers.current.get(event.pointerId);
     if (!before) return;
     const { u, v } = place(event);
-    const others = [...pointers.current].filter(([id]) => id !== event.pointerId);
-    pointers.current.set(event.pointerId, { x: u, y: v });
-    const other = others[0]?.[1];
+    const other = [...pointers.current].find(([id]) => id !== event.pointerId)?.[1];
+    pointers.current.set(event.pointerId, { u, v });
     if (other) {
-      const was = Math.hypot(before.x - other.x, before.y - other.y);
-      const is = Math.hypot(u - other.x, v - other.y);
+      const was = Math.hypot(before.u - other.u, before.v - other.v);
+      const is = Math.hypot(u - other.u, v - other.v);
       if (was > 0.01 && is > 0.01)
-        change((of, current) => zoom(of, current, is / was, (u + other.x) / 2, (v + other.y) / 2));
+        change((of, current) => zoom(of, current, is / was, (u + other.u) / 2, (v + other.v) / 2));
     } else {
-      change((of, current) => pan(of, current, u - before.x, v - before.y));
+      change((of, current) => pan(of, current, u - before.u, v - before.v));
     }
   };
   const onPointerEnd = (event: PointerEvent) => pointers.current.delete(event.pointerId);
@@ -103,6 +69,54 @@ export function EditStep(props: {
     event.stopPropagation();
   };
 
+  const handlers = {
+    onPointerDown,
+    onPointerMove,
+    onPointerUp: onPointerEnd,
+    onPointerCancel: onPointerEnd,
+    onKeyDown,
+  };
+  return { square, handlers };
+}
+
+/** Moves and scales a picture in a square window. */
+export function EditStep(props: {
+  picture: string;
+  /** The size of what is cropped, where `picture` only stands in for it. */
+  size?: PictureSize;
+  cancelLabel: string;
+  useLabel: string;
+  busy: boolean;
+  onUse: (crop: [number, number, number, number]) => void;
+  onCancel: () => void;
+}) {
+  const { picture, cancelLabel, useLabel, busy, onUse, onCancel } = props;
+  const image = useRef<HTMLImageElement>(null);
+  const [size, setSize] = useState<PictureSize | null>(null);
+  const [crop, setCrop] = useState<Crop>({ x: 0, y: 0, side: 1 });
+  const [unseen, setUnseen] = useState(false);
+
+  const begin = (whole: PictureSize) => {
+    setSize(whole);
+    setCrop(wholeCrop(whole));
+  };
+  const change: Change = (make) => {
+    if (size) setCrop((current) => make(size, current));
+  };
+  const { square, handlers } = useGestures(change);
+
+  useEffect(() => {
+    const element = image.current;
+    if (!element || !size) return;
+    const scale = 100 / crop.side;
+    element.style.width = `${size.width * scale}%`;
+    element.style.height = `${size.height * scale}%`;
+    element.style.left = `${-crop.x * scale}%`;
+    element.style.top = `${-crop.y * scale}%`;
+  }, [size, crop]);
+
+  useLayoutEffect(() => square.current?.focus(), []);
+
   return (
     <div class="edit">
       <p class="edit-title" role="status">
@@ -114,11 +128,7 @@ export function EditStep(props: {
         role="group"
         aria-label="Picture in the square. Arrow keys move it, plus and minus zoom, 0 starts over."
         tabIndex={0}
-        onPointerDown={onPointerDown}
-        onPointerMove={onPointerMove}
-        onPointerUp={onPointerEnd}
-        onPointerCancel={onPointerEnd}
-        onKeyDown={onKeyDown}
+        {...handlers}
       >
         <img
           ref={image}

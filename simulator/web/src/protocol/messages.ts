@@ -3,6 +3,9 @@
 export type Json = null | boolean | number | string | Json[] | JsonObject;
 export type JsonObject = { [key: string]: Json };
 
+export const isObject = (value: unknown): value is JsonObject =>
+  typeof value === "object" && value !== null && !Array.isArray(value);
+
 export type Permission = "camera" | "photoLibrary" | "location";
 export type Authorization = "notDetermined" | "restricted" | "denied" | "authorized" | "limited";
 export type Authorizations = Partial<Record<Permission, Authorization>>;

@@ -3,7 +3,7 @@ import { shortened } from "../inspector/answer";
 import { serverOwnedIn } from "../model/device";
 import type { Step } from "../protocol/messages";
 import { useSimulator } from "../ui/context";
-import { Button, FileButton, Select } from "../ui/controls";
+import { Button, FileButton, Note, Select } from "../ui/controls";
 import { Icon } from "../ui/icons";
 import type { ReplayPlayer, ReplayState } from "./ReplayPlayer";
 import { baseName, type DeviceScript } from "./script";
@@ -38,11 +38,7 @@ export function RecordTab({ replay }: { replay: Replay }) {
           {recorded === 1 ? "1 step is recorded." : `${recorded} steps are recorded.`} As a device
           script, <code>vecamera run</code> plays it anywhere, with the same events.
         </p>
-        {model.state?.recordingEnded && (
-          <p class="note">
-            <Icon name="note" size={16} /> {model.state.recordingEnded}
-          </p>
-        )}
+        {model.state?.recordingEnded && <Note>{model.state.recordingEnded}</Note>}
         {model.session !== null && (
           <a class="button primary" href={client.script()} download="session.json">
             <Icon name="download" size={18} />

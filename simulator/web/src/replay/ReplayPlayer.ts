@@ -12,7 +12,8 @@ export interface ReplayState {
   why: string | null;
 }
 
-export interface ReplayStage {
+/** What a script is played on. */
+export interface ReplayTarget {
   /** Makes the device anew, as the script wants it. */
   restart(device: DeviceSetup): Promise<void>;
   step(step: Step): Promise<void>;
@@ -48,12 +49,12 @@ export class ReplayPlayer {
   private started = false;
   private busy = false;
   /** Grows with each rewinding: what was under way before it counts no more. */
-  private round = 0;
+  private generation = 0;
   private timer: number | null = null;
 
   constructor(
     private readonly script: DeviceScript,
-    private readonly stage: ReplayStage,
+    private readonly target: ReplayTarget,
     private readonly onChange: (state: ReplayState) => void,
   ) {}
 
@@ -72,7 +73,7 @@ export class ReplayPlayer {
   pause(): void {
     if (this.phase !== "playing") return;
     this.stopTimer();
-    this.stage.cue(null);
+    this.target.cue(null);
     this.become("paused");
   }
 
@@ -96,8 +97,8 @@ export class ReplayPlayer {
   /** Back to the beginning; the device is made anew when it plays again. */
   rewind(): void {
     this.stopTimer();
-    this.stage.cue(null);
-    this.round += 1;
+    this.target.cue(null);
+    this.generation += 1;
     this.next = 0;
     this.started = false;
     this.why = null;
@@ -107,9 +108,9 @@ export class ReplayPlayer {
   private schedule(): void {
     if (this.busy || this.timer !== null || this.phase !== "playing") return;
     const step = this.script.steps[this.next];
-    if (this.started && step) this.stage.cue(step);
+    if (this.started && step) this.target.cue(step);
     const time = step && this.started ? watchingTime(step) / this.speed : 0;
-    this.timer = this.stage.setTimer(() => {
+    this.timer = this.target.setTimer(() => {
       this.timer = null;
       void this.playNext();
     }, time);
@@ -118,31 +119,31 @@ export class ReplayPlayer {
   private async playNext(): Promise<void> {
     if (this.busy) return;
     this.busy = true;
-    const { round } = this;
+    const { generation } = this;
     const watched = this.phase === "playing";
     try {
       if (!this.started) {
-        await this.stage.restart(this.script.device);
-        if (round !== this.round) return;
+        await this.target.restart(this.script.device);
+        if (generation !== this.generation) return;
         this.started = true;
         // Whoever watches gets to see the beginning first.
         if (watched) return;
       }
       const step = this.script.steps[this.next];
       if (step) {
-        await this.stage.step(step);
-        if (round !== this.round) return;
+        await this.target.step(step);
+        if (generation !== this.generation) return;
         this.next += 1;
       }
       if (this.next >= this.script.steps.length) this.become("finished");
       else this.onChange(this.state);
     } catch (error) {
-      if (round !== this.round) return;
+      if (generation !== this.generation) return;
       this.why = `Step ${this.next + 1} of ${this.script.steps.length}: ${(error as Error).message}`;
       this.become("failed");
     } finally {
       this.busy = false;
-      this.stage.cue(null);
+      this.target.cue(null);
       this.schedule();
     }
   }
@@ -153,7 +154,7 @@ export class ReplayPlayer {
   }
 
   private stopTimer(): void {
-    if (this.timer !== null) this.stage.clearTimer(this.timer);
+    if (this.timer !== null) this.target.clearTimer(this.timer);
     this.timer = null;
   }
 }

@@ -1,12 +1,15 @@
-import type { DeviceSetup, Json, JsonObject, Step } from "../protocol/messages";
+import {
+  type DeviceSetup,
+  isObject,
+  type Json,
+  type JsonObject,
+  type Step,
+} from "../protocol/messages";
 
 export interface DeviceScript {
   device: DeviceSetup;
   steps: Step[];
 }
-
-const isObject = (value: unknown): value is JsonObject =>
-  typeof value === "object" && value !== null && !Array.isArray(value);
 
 /** The script in a file's text. Throws a sentence for the user where it is none. */
 export function parseScript(text: string): DeviceScript {

@@ -2,7 +2,7 @@ import { useEffect, useMemo, useRef, useState } from "preact/hooks";
 import type { SimulatorClient } from "../model/SimulatorClient";
 import type { Step } from "../protocol/messages";
 import { type Simulator, useSimulator } from "../ui/context";
-import { ReplayPlayer, type ReplayStage, type ReplayState } from "./ReplayPlayer";
+import { ReplayPlayer, type ReplayState, type ReplayTarget } from "./ReplayPlayer";
 import {
   baseName,
   type DeviceScript,
@@ -38,12 +38,12 @@ export interface Replay {
 // What may happen while the settings are open; with anything else the user is back in the app.
 const inSettings = new Set(["authorize", "advance", "state", "files", "library"]);
 
-/** This phone as the stage of a script, and what takes the media off it in the end. */
-function stageOf(
+/** This phone as the target of a script, and what takes the media off it in the end. */
+function targetOf(
   client: SimulatorClient,
   setCue: Simulator["setCue"],
   given: Map<string, File>,
-): { stage: ReplayStage; clear: () => void } {
+): { target: ReplayTarget; clear: () => void } {
   const shown = new Map<string, string>();
   const blobOf = (file: string): { bytes: Blob; name: string } => {
     if (isDataUrl(file)) return fileOfDataUrl(file);
@@ -62,7 +62,7 @@ function stageOf(
     shown.set(file, url);
     return url;
   };
-  const stage: ReplayStage = {
+  const target: ReplayTarget = {
     restart: async (device) => {
       const { device: ready } = await withFiles({ device, steps: [] }, upload);
       await client.restart(ready, false);
@@ -77,7 +77,7 @@ function stageOf(
     clearTimer: (timer) => window.clearTimeout(timer),
   };
   return {
-    stage,
+    target,
     clear: () => {
       setCue(null);
       for (const url of shown.values()) URL.revokeObjectURL(url);
@@ -97,8 +97,8 @@ export function useReplay(): Replay {
 
   useEffect(() => {
     if (!loaded || missing.length > 0) return;
-    const { stage, clear } = stageOf(client, setCue, loaded.given);
-    const made = new ReplayPlayer(loaded.script, stage, (next) => {
+    const { target, clear } = targetOf(client, setCue, loaded.given);
+    const made = new ReplayPlayer(loaded.script, target, (next) => {
       setState(next);
       setReplaying(next.phase === "playing" || next.phase === "paused");
     });

@@ -8,7 +8,7 @@ const groups = [
     keys: [
       ["?", "This page"],
       ["t", "Light or dark"],
-      ["r", "Turn the phone"],
+      ["r", "Rotate the phone"],
       ["p", "Go to the phone"],
       ["d", "Go to the device’s panel"],
       ["i", "Go to the inspector"],

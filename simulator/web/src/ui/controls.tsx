@@ -10,10 +10,9 @@ export function Button(props: {
   disabled?: boolean;
   /** Shows only the icon; the label stays for screen readers. */
   iconOnly?: boolean;
-  pressed?: boolean;
   keys?: string;
 }) {
-  const { label, icon, onClick, look = "plain", disabled, iconOnly, pressed, keys } = props;
+  const { label, icon, onClick, look = "plain", disabled, iconOnly, keys } = props;
   return (
     <button
       type="button"
@@ -21,7 +20,6 @@ export function Button(props: {
       onClick={onClick}
       disabled={disabled ?? false}
       aria-label={iconOnly ? label : undefined}
-      aria-pressed={pressed}
       aria-keyshortcuts={keys}
       title={iconOnly ? label : undefined}
     >
@@ -94,7 +92,7 @@ export function Field(props: {
   value: string;
   /** When the user has finished: leaves the field, or presses Enter. */
   onCommit: (value: string) => void;
-  type?: "text" | "number" | "datetime-local";
+  type?: "text" | "number";
   placeholder?: string;
   step?: string;
   suggestions?: readonly string[];
@@ -123,6 +121,16 @@ export function Field(props: {
         </datalist>
       )}
     </label>
+  );
+}
+
+/** Something that the user should know, beside what it is about. */
+export function Note({ children }: { children: ComponentChildren }) {
+  return (
+    <p class="note">
+      <Icon name="warning" size={16} />
+      <span>{children}</span>
+    </p>
   );
 }
 

@@ -42,7 +42,7 @@ export function useModal<T extends HTMLElement>() {
     return () => {
       element.removeEventListener("keydown", keep);
       if (before instanceof HTMLElement && before.isConnected)
-        // Only once what covered it is no longer in its way.
+        // Only once nothing covers it any more.
         queueMicrotask(() => {
           if (document.activeElement === document.body || document.activeElement === null)
             before.focus();
