@@ -12,7 +12,7 @@ namespace vecamera::device::imaging {
 
 using ColorProfile = std::shared_ptr<const std::vector<std::uint8_t>>;
 
-/// Multiplies the colours, which were read unmultiplied, by their alpha.
+/// Multiplies the colours by their alpha.
 void premultiplyPixels(std::uint32_t* pixels, std::size_t count);
 
 /// Pixels in memory: rows from the top, four bytes a pixel (red, green, blue, alpha), eight bits
@@ -48,7 +48,7 @@ class Bitmap {
   void setProfile(ColorProfile profile) { profile_ = std::move(profile); }
 
   void premultiply() { premultiplyPixels(row(0), width_ * height_); }
-  /// Filters overshoot, but no colour may exceed its alpha.
+  /// Limits every colour to its alpha, which the overshoot of a filter may exceed.
   void clampToAlpha();
 
  private:

@@ -74,7 +74,7 @@ void copyOriented(const std::uint32_t* rows, std::size_t storedWidth, std::size_
     }
     return;
   }
-  // A stored row becomes a column, so a strip of rows becomes a short run in every row of the
+  // A stored row becomes a column, so that a band of rows becomes a short run in every row of the
   // result.
   const std::size_t firstColumn = orientation.mirrorsX ? storedHeight - firstRow - count : firstRow;
   for (std::size_t x = 0; x < storedWidth; ++x) {
@@ -89,13 +89,13 @@ void copyOriented(const std::uint32_t* rows, std::size_t storedWidth, std::size_
 
 ImageResult<Bitmap> oriented(Bitmap stored, const Orientation& orientation) {
   if (orientation == Orientation{}) return stored;
-  constexpr std::size_t stripRows = 16;
+  constexpr std::size_t bandRows = 16;
   auto result = Bitmap::uninitialized(orientation.swapsAxes ? stored.height() : stored.width(),
                                       orientation.swapsAxes ? stored.width() : stored.height());
   if (!result) return result;
-  for (std::size_t y = 0; y < stored.height(); y += stripRows)
+  for (std::size_t y = 0; y < stored.height(); y += bandRows)
     copyOriented(stored.row(y), stored.width(), stored.height(), y,
-                 std::min(stripRows, stored.height() - y), orientation, *result);
+                 std::min(bandRows, stored.height() - y), orientation, *result);
   result->setKnownOpaque(stored.isKnownOpaque());
   result->setProfile(stored.profile());
   return result;

@@ -6,8 +6,7 @@
 
 namespace vecamera::device::imaging {
 
-/// One of the eight symmetries of a rectangle: the axes are exchanged first, then the results are
-/// mirrored.
+/// One of the eight symmetries of a rectangle: the axes are exchanged first, and mirrored then.
 struct Orientation {
   bool swapsAxes = false;
   bool mirrorsX = false;

@@ -7,7 +7,7 @@
 
 namespace vecamera::device::imaging {
 
-/// Bytes that are read and belong to somebody else.
+/// A view of bytes.
 using Bytes = std::span<const std::uint8_t>;
 
 /// The bytes of an encoded picture, or of a block inside of one.

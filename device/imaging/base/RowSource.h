@@ -3,6 +3,8 @@
 #include <cstddef>
 #include <cstdint>
 
+#include "device/imaging/base/ImageResult.h"
+
 namespace vecamera::device::imaging {
 
 /// At which part of its size a picture is decoded, along both axes.
@@ -21,11 +23,10 @@ class RowSource {
   virtual std::size_t width() const = 0;
   virtual std::size_t height() const = 0;
   virtual bool isOpaque() const = 0;
-  /// Writes the next `count` rows, of which there are enough, one behind the other; false where
-  /// the bytes are damaged.
-  virtual bool read(std::uint32_t* rows, std::size_t count) = 0;
-  /// After the last row: true where the bytes did not end early either.
-  virtual bool finish() = 0;
+  /// Writes the next `count` rows, of which there are enough, one behind the other.
+  virtual ImageResult<void> read(std::uint32_t* rows, std::size_t count) = 0;
+  /// After the last row: `corrupt` where the bytes ended early.
+  virtual ImageResult<void> finish() = 0;
 };
 
 }  // namespace vecamera::device::imaging

@@ -7,7 +7,7 @@ namespace vecamera::device::imaging {
 
 class ScratchBufferPool {
  public:
-  /// Null once the thread is on its way out.
+  /// Null while the thread ends.
   static ScratchBufferPool* ofThisThread() {
     thread_local bool ended = false;
     thread_local struct Holder {

@@ -13,8 +13,8 @@
 
 namespace vecamera::device::imaging {
 
-// How all code dispatches: vectors of 16 bytes, as the compilers know them for every processor, are
-// the baseline. Where a longer vector is worth a function of its own, it is chosen by the level.
+// The baseline is the compilers' vectors of 16 bytes, which they translate for every processor.
+// Where more instructions are worth a function of its own, `simdLevel` chooses it.
 
 /// The instruction sets of which there are functions beside the baseline, each with those before.
 enum class SimdLevel { baseline, sse41, avx2 };
@@ -39,7 +39,7 @@ using Ints4 = std::int32_t __attribute__((vector_size(16)));
 template <typename Vector>
 inline constexpr std::size_t lanes = sizeof(Vector) / sizeof(Vector{}[0]);
 
-/// What has an instruction on most processors, but no operator.
+/// Operations for which most processors have an instruction, but C++ has no operator.
 namespace portable {
 
 /// The high halves of the products.
@@ -96,7 +96,7 @@ Narrow packSaturated(Wide first, Wide second) {
 using namespace portable;
 #endif
 
-/// Numbers of the first and the second in turn, of their lower halves.
+/// The lower halves of both, interleaved: a number of the first, one of the second, and so on.
 template <typename Vector>
 Vector interleavedLow(Vector a, Vector b) {
   if constexpr (lanes<Vector> == 16)

@@ -58,7 +58,7 @@ WorkQueue::WorkQueue(const ThreadBudget& threads, std::function<bool()> doPiece)
 }
 
 WorkQueue::~WorkQueue() {
-  end();
+  static_cast<void>(end());
 }
 
 bool WorkQueue::requestWorker() {
@@ -88,15 +88,14 @@ void WorkQueue::runWorker(Shared& shared, ThreadBudget::Budget& budget) {
     bool more = true;
     while (more && !shared.ended && budget.active <= budget.maxThreads) {
       lock.unlock();
-      bool failed = false;
       try {
         more = shared.doPiece();
+        lock.lock();
       } catch (const std::exception&) {
-        failed = true;
+        lock.lock();
+        shared.failed = true;
+        more = false;
       }
-      lock.lock();
-      if (failed) shared.failed = true;
-      more = more && !failed;
     }
     --shared.active;
     --budget.active;
@@ -105,11 +104,12 @@ void WorkQueue::runWorker(Shared& shared, ThreadBudget::Budget& budget) {
   shared.workerEnded.notify_all();
 }
 
-bool WorkQueue::end() {
+ImageResult<void> WorkQueue::end() {
   std::unique_lock lock(shared_->mutex);
   shared_->ended = true;
   shared_->workerEnded.wait(lock, [this] { return shared_->active == 0; });
-  return !shared_->failed;
+  if (shared_->failed) return Failure(ImageError::outOfMemory);
+  return {};
 }
 
 }  // namespace vecamera::device::imaging

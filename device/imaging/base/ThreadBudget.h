@@ -3,6 +3,7 @@
 #include <memory>
 
 #include "VECamera/runtime/Executor.h"
+#include "device/imaging/base/ImageResult.h"
 
 namespace vecamera::device::imaging {
 
@@ -10,10 +11,10 @@ namespace vecamera::device::imaging {
 /// than two.
 unsigned defaultThreadCount();
 
-/// The number of threads that may work on the pictures of a device at the same time: those that ask
+/// Limits how many threads work on the pictures of a device at the same time: the threads that ask
 /// for pictures, and workers, which run on an executor. A worker starts only while fewer threads
-/// than the maximum are active, and ends where more are, so that pictures that are made at the same
-/// time do without workers rather than wait for each other's. Copies share the budget. Any thread.
+/// than the maximum are active, and ends when more are. So pictures that are made at the same time
+/// go without workers instead of waiting for them. Copies share the budget. Any thread.
 class ThreadBudget {
   struct Budget;
 
@@ -42,13 +43,12 @@ class ThreadBudget {
   std::shared_ptr<Budget> budget_;
 };
 
-/// Work in pieces that workers may do beside the thread that owns it. The owner does pieces itself
-/// and waits only for those that a worker has begun, so that it may itself run on the workers'
-/// executor.
+/// Work in pieces, which its owner's thread and workers do at the same time. The owner waits only
+/// for pieces that a worker has begun, so that it may itself run on the workers' executor.
 class WorkQueue {
  public:
-  /// `doPiece` does a piece that nobody has begun, and returns false where there is none now. Owner
-  /// and workers call it at the same time.
+  /// `doPiece` does the next piece, and returns false where there is none now. Owner and workers
+  /// call it at the same time.
   WorkQueue(const ThreadBudget& threads, std::function<bool()> doPiece);
   ~WorkQueue();
   WorkQueue(const WorkQueue&) = delete;
@@ -57,9 +57,9 @@ class WorkQueue {
   /// Asks for one more worker, which does pieces until there is none. True where a worker is active
   /// or may become so.
   bool requestWorker();
-  /// Waits for the pieces that workers have begun; no worker starts another. False where one of
-  /// them threw, as for want of memory.
-  bool end();
+  /// Waits for the pieces that workers have begun; no worker starts another. `outOfMemory` where
+  /// one of them threw.
+  ImageResult<void> end();
 
  private:
   struct Shared;

@@ -100,10 +100,10 @@ ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) 
   auto* pixels = reinterpret_cast<std::uint32_t*>(band.data());
   for (std::size_t y = 0; y < height; y += bandRows) {
     const std::size_t count = std::min(bandRows, height - y);
-    if (!rows.read(pixels, count)) return Failure(ImageError::corrupt);
+    if (const auto read = rows.read(pixels, count); !read) return read.failure();
     copyOriented(pixels, width, height, y, count, orientation, *bitmap);
   }
-  if (!rows.finish()) return Failure(ImageError::corrupt);
+  if (const auto finished = rows.finish(); !finished) return finished.failure();
   bitmap->setKnownOpaque(rows.isOpaque());
   return bitmap;
 }

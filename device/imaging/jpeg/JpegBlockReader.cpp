@@ -11,34 +11,34 @@ void JpegBlockReader::scaleComponents() {
     info.comp_info[i].DCT_scaled_size = static_cast<int>(samples_[i]);
 }
 
-bool JpegBlockReader::start() {
-  if (setjmp(reader_.errors().jump)) return false;
+ImageResult<void> JpegBlockReader::start() {
+  if (setjmp(reader_.errors().jump)) return reader_.failure();
   jpeg_decompress_struct& info = reader_.info();
   const auto count = static_cast<std::size_t>(info.num_components);
   if (jpeg_has_multiple_scans(&info)) {
     allBlocks_ = jpeg_read_coefficients(&info);
-    if (!allBlocks_) return false;
+    if (!allBlocks_) return reader_.failure();
     scaleComponents();
   } else {
     hooks_.install(
         info, [](void* reader) { static_cast<JpegBlockReader*>(reader)->scaleComponents(); }, this);
     info.buffered_image = TRUE;
-    if (!jpeg_start_decompress(&info) || hooks_.count() != count) return false;
+    if (!jpeg_start_decompress(&info) || hooks_.count() != count) return reader_.failure();
   }
   for (std::size_t i = 0; i < count; ++i) {
     // None for a component that no scan holds.
     const JQUANT_TBL* const table = info.comp_info[i].quant_table;
     transforms_[i] = ScaledIdct(samples_[i], table ? table->quantval : nullptr);
   }
-  return true;
+  return {};
 }
 
-bool JpegBlockReader::readRows(JSAMPIMAGE rows) {
-  if (setjmp(reader_.errors().jump)) return false;
+ImageResult<void> JpegBlockReader::readRows(JSAMPIMAGE rows) {
+  if (setjmp(reader_.errors().jump)) return reader_.failure();
   jpeg_decompress_struct& info = reader_.info();
   if (!allBlocks_) {
     const int read = jpeg_consume_input(&info);
-    if (read != JPEG_ROW_COMPLETED && read != JPEG_SCAN_COMPLETED) return false;
+    if (read != JPEG_ROW_COMPLETED && read != JPEG_SCAN_COMPLETED) return reader_.failure();
   }
   auto* const common = reinterpret_cast<j_common_ptr>(&info);
   for (std::size_t i = 0; i < static_cast<std::size_t>(info.num_components); ++i) {
@@ -54,7 +54,7 @@ bool JpegBlockReader::readRows(JSAMPIMAGE rows) {
                                rows[i] + y * samples_[i]);
   }
   ++doneRows_;
-  return true;
+  return {};
 }
 
 }  // namespace vecamera::device::imaging

@@ -6,11 +6,11 @@
 
 namespace vecamera::device::imaging {
 
-/// Reads the components of a JPEG at a part of their size: libjpeg decodes blocks of coefficients,
-/// and a `ScaledIdct` makes the samples.
+/// Reads the components of a JPEG at a fraction of their size: libjpeg decodes coefficients, and a
+/// `ScaledIdct` makes the samples.
 class JpegBlockReader {
  public:
-  /// How many samples, along both axes, come out of a block of each component.
+  /// How many samples, along both axes, a block of each component is decoded to.
   using BlockSamples = std::array<unsigned, MAX_COMPS_IN_SCAN>;
 
   /// The reader has read its header; its last use is within the life of this object.
@@ -19,9 +19,9 @@ class JpegBlockReader {
   JpegBlockReader(const JpegBlockReader&) = delete;
   JpegBlockReader& operator=(const JpegBlockReader&) = delete;
 
-  bool start();
+  ImageResult<void> start();
   /// As `JpegReader::readPlaneRows`; rows have the room that a `ScaledIdct` needs.
-  bool readRows(JSAMPIMAGE rows);
+  ImageResult<void> readRows(JSAMPIMAGE rows);
 
  private:
   void scaleComponents();

@@ -1,7 +1,6 @@
 #include "device/imaging/jpeg/JpegCodec.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <cstring>
 #include <utility>
 
@@ -33,30 +32,28 @@ void composeOverWhite(const std::uint8_t* from, std::size_t width, std::uint8_t*
 
 class JpegRows final : public RowSource {
  public:
-  JpegRows(Bytes bytes, DecodeScale scale) : reader_(bytes), scale_(scale) {}
+  explicit JpegRows(Bytes bytes) : reader_(bytes) {}
 
-  bool start() {
-    return reader_.readHeader(JpegReader::Markers::ignore) &&
-           reader_.start(scale_, reader_.isCmyk() ? JCS_CMYK : JCS_EXT_RGBA);
+  ImageResult<void> start(DecodeScale scale) {
+    if (auto read = reader_.readHeader(); !read) return read;
+    return reader_.start(scale, reader_.isCmyk() ? JCS_CMYK : JCS_EXT_RGBA);
   }
   std::size_t width() const override { return reader_.info().output_width; }
   std::size_t height() const override { return reader_.info().output_height; }
   bool isOpaque() const override { return true; }
 
-  bool read(std::uint32_t* rows, std::size_t count) override {
-    if (reader_.readRows(reinterpret_cast<std::uint8_t*>(rows), count) != count) return false;
-    if (reader_.isCmyk()) cmykToRgb(rows, count * width(), reader_.info().saw_Adobe_marker);
-    return true;
+  ImageResult<void> read(std::uint32_t* rows, std::size_t count) override {
+    auto read = reader_.readRows(reinterpret_cast<std::uint8_t*>(rows), count);
+    if (read && reader_.isCmyk()) cmykToRgb(rows, count * width(), reader_.info().saw_Adobe_marker);
+    return read;
   }
-  bool finish() override { return reader_.finish(); }
-  Failure<ImageError> failure() const { return reader_.failure(); }
+  ImageResult<void> finish() override { return reader_.finish(); }
 
  private:
   JpegReader reader_;
-  DecodeScale scale_;
 };
 
-bool writeRows(JpegWriter& writer, const Bitmap& bitmap) {
+ImageResult<void> writeRows(JpegWriter& writer, const Bitmap& bitmap) {
   std::vector<std::uint8_t> composed;
   if (!bitmap.isKnownOpaque()) composed.resize(bitmap.strideBytes());
   for (std::size_t y = 0; y < bitmap.height(); ++y) {
@@ -65,16 +62,16 @@ bool writeRows(JpegWriter& writer, const Bitmap& bitmap) {
       composeOverWhite(row, bitmap.width(), composed.data());
       row = composed.data();
     }
-    if (!writer.writeRow(row)) return false;
+    if (auto written = writer.writeRow(row); !written) return written;
   }
-  return true;
+  return {};
 }
 
 }  // namespace
 
 ImageResult<PictureHeader> readJpegHeader(Bytes bytes) {
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::keep)) return reader.failure();
+  if (const auto read = reader.readHeader(JpegReader::Markers::keep); !read) return read.failure();
   const jpeg_decompress_struct& info = reader.info();
   PictureHeader header;
   header.width = info.image_width;
@@ -94,11 +91,7 @@ ImageResult<PictureHeader> readJpegHeader(Bytes bytes) {
         std::memcmp(marker->data, jpegExifMarker.data(), prefix) == 0)
       header.exif.assign(marker->data + prefix, marker->data + marker->data_length);
   }
-  unsigned profileSize = 0;
-  if (JOCTET* profile = reader.readProfile(profileSize)) {
-    header.profile.assign(profile, profile + profileSize);
-    std::free(profile);
-  }
+  header.profile = reader.readProfile();
   return header;
 }
 
@@ -117,10 +110,10 @@ bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
 }
 
 DecodeScale jpegDecodeScale(double storedPerResult) {
-  // How many decoded pixels one of the result needs was found with a zone plate: they leave about
-  // a hundredth of the amplitude above Nyquist, as the root of the mean square. At a half and a
-  // quarter the library takes means of pixels, which leaves more aliasing than three eighths; no
-  // number of pixels is enough for a half.
+  // The decoded pixels that a pixel of the result needs at each scale. Measured with a zone plate:
+  // with these, the root mean square of the aliasing is about 1 percent of the amplitude above
+  // Nyquist. At a half and a quarter the library averages pixels, which leaves more aliasing than
+  // three eighths does. No number of pixels is enough for a half.
   constexpr std::pair<unsigned, double> scales[] = {{1, 2.4}, {2, 3.2}, {3, 2.4}};
   for (const auto& [numerator, needed] : scales)
     if (storedPerResult * numerator / DecodeScale::denominator >= needed) return {numerator};
@@ -130,18 +123,18 @@ DecodeScale jpegDecodeScale(double storedPerResult) {
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,
                                                      DecodeScale scale) {
   if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
-  auto rows = std::make_unique<JpegRows>(bytes, scale);
-  if (!rows->start()) return rows->failure();
+  auto rows = std::make_unique<JpegRows>(bytes);
+  if (const auto started = rows->start(scale); !started) return started.failure();
   return rows;
 }
 
 ImageResult<EncodedBytes> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif) {
   if (!fitsIntoJpeg(bitmap.width(), bitmap.height())) return Failure(ImageError::unsupported);
   JpegWriter writer;
-  if (!writer.start(JpegInput::pixels,
-                    {bitmap.width(), bitmap.height(), quality, false, jpegChromaStep(quality)}) ||
-      !writer.writeMetadata(exif, bitmap.profile().get()) || !writeRows(writer, bitmap))
-    return writer.failure();
+  const auto started = writer.start(JpegInput::pixels, bitmap.width(), bitmap.height(), quality,
+                                    {exif, bitmap.profile().get()});
+  if (!started) return started.failure();
+  if (const auto written = writeRows(writer, bitmap); !written) return written.failure();
   return writer.finish();
 }
 

@@ -16,10 +16,10 @@ ImageResult<PictureHeader> readJpegHeader(Bytes bytes);
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,
                                                      DecodeScale scale);
 
-/// The scale (numerator 1, 2, 3 or 8) to decode pixels for a result of which each spans that many
-/// stored ones. Each block is scaled by itself, so some of what is above Nyquist for the decoded
-/// pixels becomes aliasing; with pixels to spare, most of that lies beyond what the resampler lets
-/// through.
+/// The scale (numerator 1, 2, 3 or 8) to decode at where each pixel of the result spans that many
+/// stored ones. The decoder scales each block by itself, which leaves aliasing in the decoded
+/// pixels. It is given more of them than the result has, so that the resampler filters most of the
+/// aliasing out.
 DecodeScale jpegDecodeScale(double storedPerResult);
 /// Whether the format has such sides.
 bool fitsIntoJpeg(std::size_t width, std::size_t height);

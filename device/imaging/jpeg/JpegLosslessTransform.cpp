@@ -67,8 +67,8 @@ struct BlockTransformer {
     const auto source = reinterpret_cast<j_common_ptr>(from);
     const JDIMENSION width = target.width_in_blocks;
     const JDIMENSION height = target.height_in_blocks;
-    // The last row of blocks groups may lack some; libjpeg does not look at those.
-    const JDIMENSION there = std::min(count, height - first);
+    // The last group of rows may be incomplete; libjpeg does not look at what is missing.
+    const JDIMENSION present = std::min(count, height - first);
     for (JDIMENSION y = 0; y < count; ++y) rows[y] = blocks[component] + std::size_t{y} * width;
     const auto rowAt = [&](JDIMENSION row) {
       return from->mem->access_virt_barray(source, coefficients[component], row, 1, FALSE)[0];
@@ -78,11 +78,11 @@ struct BlockTransformer {
     if (orientation.swapsAxes) {
       for (JDIMENSION x = 0; x < width; ++x) {
         const JBLOCKROW column = rowAt(targetX(x));
-        for (JDIMENSION y = 0; y < there; ++y)
+        for (JDIMENSION y = 0; y < present; ++y)
           canBeWritten &= transformBlock(column[targetY(first + y)], orientation, rows[y][x]);
       }
     } else {
-      for (JDIMENSION y = 0; y < there; ++y) {
+      for (JDIMENSION y = 0; y < present; ++y) {
         const JBLOCKROW row = rowAt(targetY(first + y));
         for (JDIMENSION x = 0; x < width; ++x)
           canBeWritten &= transformBlock(row[targetX(x)], orientation, rows[y][x]);
@@ -97,8 +97,7 @@ JBLOCKARRAY transformedRows(j_common_ptr info, jvirt_barray_ptr wanted, JDIMENSI
   auto& transformer = *static_cast<BlockTransformer*>(info->client_data);
   std::size_t component = 0;
   while (transformer.coefficients[component] != wanted) ++component;
-  // The call that is under way is the writer's, so that it is the one to end where the reader
-  // fails.
+  // The writer has called, so that an error of the reader has to end the writer's call.
   jpeg_error_mgr* const ownErrors = std::exchange(transformer.from->err, info->err);
   const JBLOCKARRAY rows = transformer.transformed(component, first, count);
   transformer.from->err = ownErrors;
@@ -125,11 +124,11 @@ ImageResult<EncodedBytes> transformJpegLosslessly(Bytes bytes, const PictureHead
   // Outlives the reader, which lends it its errors.
   JpegWriter writer;
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::ignore) || !isSupported(reader.info(), orientation))
-    return Failure(ImageError::unsupported);
-  jvirt_barray_ptr* coefficients = reader.readCoefficients();
-  if (!coefficients) return reader.failure();
-  BlockTransformer transformer{&reader.info(), coefficients, orientation, &writer.info()};
+  if (const auto read = reader.readHeader(); !read) return read.failure();
+  if (!isSupported(reader.info(), orientation)) return Failure(ImageError::unsupported);
+  const auto coefficients = reader.readCoefficients();
+  if (!coefficients) return coefficients.failure();
+  BlockTransformer transformer{&reader.info(), *coefficients, orientation, &writer.info()};
   std::array<ScratchBuffer, maxComponents> memory;
   for (std::size_t i = 0; i < static_cast<std::size_t>(reader.info().num_components); ++i) {
     const jpeg_component_info& component = reader.info().comp_info[i];
@@ -138,8 +137,8 @@ ImageResult<EncodedBytes> transformJpegLosslessly(Bytes bytes, const PictureHead
     if (!memory[i]) return Failure(ImageError::outOfMemory);
     transformer.blocks[i] = reinterpret_cast<JBLOCK*>(memory[i].data());
   }
-  if (!writer.startCoefficients(reader, coefficients, orientation, transformedRows, &transformer) ||
-      !writer.writeMetadata(exif, &header.profile))
+  if (!writer.startCoefficients(reader, *coefficients, orientation, transformedRows, &transformer,
+                                {exif, &header.profile}))
     return Failure(ImageError::corrupt);
   auto written = writer.finish();
   if (!written || !reader.finish()) return Failure(ImageError::corrupt);

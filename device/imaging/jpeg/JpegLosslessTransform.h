@@ -5,14 +5,14 @@
 
 namespace vecamera::device::imaging {
 
-/// The JPEG with the orientation applied, without decoding its pixels: blocks of coefficients
-/// change places, so that no quality is lost and the file grows by nothing. Its metadata is left
-/// out but for the profile; an Exif block is written where it is not empty.
+/// Applies the orientation to the JPEG without decoding its pixels: blocks of coefficients are
+/// moved, so that no quality is lost and the file does not grow. Of its metadata only the profile
+/// is kept; an Exif block is written where it is not empty.
 ///
-/// `unsupported` where an axis that is mirrored ends inside of a block: what fills such a block up
-/// would come to lie before the picture. Also for coefficients that are larger than any 8-bit
-/// picture has them. `outOfMemory` where they take more memory than a decoder may have: those of a
-/// picture without chroma subsampling of more than some 180 megapixels.
+/// `unsupported` where an axis that is mirrored ends inside of a block, whose padding would come
+/// first then. Also for larger coefficients than 8-bit pictures have. `outOfMemory` where they take
+/// more memory than a decoder may have: those of a picture without chroma subsampling of more than
+/// some 180 megapixels.
 ImageResult<EncodedBytes> transformJpegLosslessly(Bytes bytes, const PictureHeader& header,
                                                   const Orientation& orientation, Bytes exif);
 

@@ -20,9 +20,9 @@ namespace vecamera::device::imaging {
 class JpegReadHooks {
  public:
   /// Before `jpeg_start_decompress`, which has to be asked for a buffered image. The object
-  /// outlives the decompression. `onLayout` is called with the context when the library has laid
-  /// the components out, and has chosen nothing by their scaled sizes yet: those of which only the
-  /// mean of a block is wanted it decodes faster.
+  /// outlives the decompression. `onLayout` is called with the context after the library has laid
+  /// out the components, and before it looks at their scaled sizes: it decodes faster where only
+  /// the mean of a block is needed.
   void install(jpeg_decompress_struct& info, void (*onLayout)(void* context), void* context);
 
   /// How many components have blocks, all of them after a start that succeeded.

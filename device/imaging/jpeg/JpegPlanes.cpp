@@ -23,33 +23,37 @@ constexpr std::size_t minBandRows = 8;
 /// Memory for a few rows of blocks of every component, and the rows in it.
 class RowBand {
  public:
-  /// For the picture that the reader has started to give planes of.
-  RowBand(const jpeg_decompress_struct& info, const std::vector<StoredComponent>& components) {
+  /// For the picture whose planes the reader has started to read. The only error is `outOfMemory`.
+  static ImageResult<RowBand> create(const jpeg_decompress_struct& info,
+                                     const std::vector<StoredComponent>& components) {
+    RowBand band;
     std::size_t fewest = SIZE_MAX;
-    for (std::size_t i = 0; i < count(info); ++i) {
+    for (std::size_t i = 0; i < components.size(); ++i) {
       const jpeg_component_info& component = info.comp_info[i];
-      blockRows_[i] = static_cast<std::size_t>(component.v_samp_factor * component.DCT_scaled_size);
-      fewest = std::min(fewest, blockRows_[i]);
+      const int rows = component.v_samp_factor * component.DCT_scaled_size;
+      band.components_.push_back({static_cast<std::size_t>(rows), {}, {}});
+      fewest = std::min(fewest, band.components_[i].blockRows);
     }
-    groups_ = (minBandRows + fewest - 1) / fewest;
+    band.groups_ = (minBandRows + fewest - 1) / fewest;
     // The resampler takes rows in pairs, and a component may have an odd number of them in a group.
-    groups_ += groups_ % 2;
-    for (std::size_t i = 0; i < count(info); ++i) {
-      const jpeg_component_info& component = info.comp_info[i];
+    band.groups_ += band.groups_ % 2;
+    for (std::size_t i = 0; i < components.size(); ++i) {
+      auto& [blockRows, memory, rows] = band.components_[i];
       const std::size_t stride =
-          (std::size_t{component.width_in_blocks} + ScaledIdct::extraBlocks) * DCTSIZE *
+          (std::size_t{info.comp_info[i].width_in_blocks} + ScaledIdct::extraBlocks) * DCTSIZE *
           bytesOf(components[i].format);
-      memory_[i] = ScratchBuffer(stride * blockRows_[i] * groups_);
-      if (!memory_[i]) return;
-      for (std::size_t y = 0; y < blockRows_[i] * groups_; ++y)
-        rows_[i].push_back(memory_[i].data() + y * stride);
+      memory = ScratchBuffer(stride * blockRows * band.groups_);
+      if (!memory) return Failure(ImageError::outOfMemory);
+      for (std::size_t y = 0; y < blockRows * band.groups_; ++y)
+        rows.push_back(memory.data() + y * stride);
     }
-    ready_ = true;
+    return band;
   }
 
-  bool ready() const { return ready_; }
   std::size_t maxRows() const {
-    return std::max({rows_[0].size(), rows_[1].size(), rows_[2].size()});
+    std::size_t max = 0;
+    for (const Component& component : components_) max = std::max(max, component.rows.size());
+    return max;
   }
 
   /// Whether all of the picture was read.
@@ -57,32 +61,36 @@ class RowBand {
     return readGroups_ == info.total_iMCU_rows;
   }
 
-  /// Fills the band with the next rows of blocks, each of which `readRows` reads; false where that
-  /// fails.
+  /// Fills the band with the next rows of blocks, each of which `readRows` reads.
   template <typename ReadRows>
-  bool read(const jpeg_decompress_struct& info, ReadRows readRows) {
+  ImageResult<void> read(const jpeg_decompress_struct& info, ReadRows readRows) {
     for (std::size_t group = 0; group < groups_ && !ended(info); ++group, ++readGroups_) {
       std::array<JSAMPARRAY, maxComponents> at{};
-      for (std::size_t i = 0; i < count(info); ++i) at[i] = rows_[i].data() + group * blockRows_[i];
-      if (!readRows(at.data())) return false;
+      for (std::size_t i = 0; i < components_.size(); ++i)
+        at[i] = components_[i].rows.data() + group * components_[i].blockRows;
+      if (auto read = readRows(at.data()); !read) return read;
     }
-    return true;
+    return {};
   }
 
-  const std::uint8_t* const* rows(std::size_t component) const { return rows_[component].data(); }
-  std::size_t rowCount(std::size_t component) const { return rows_[component].size(); }
-
-  static std::size_t count(const jpeg_decompress_struct& info) {
-    return static_cast<std::size_t>(info.num_components);
+  const std::vector<JSAMPROW>& rows(std::size_t component) const {
+    return components_[component].rows;
   }
 
  private:
-  std::array<ScratchBuffer, maxComponents> memory_;
-  std::array<std::vector<JSAMPROW>, maxComponents> rows_;
-  std::array<std::size_t, maxComponents> blockRows_{};
+  struct Component {
+    /// The rows of samples in a group.
+    std::size_t blockRows;
+    ScratchBuffer memory;
+    std::vector<JSAMPROW> rows;
+  };
+
+  RowBand() = default;
+
+  std::vector<Component> components_;
+  // Rows of blocks, counted for all components together: those of the band, and those read so far.
   std::size_t groups_ = 0;
   std::size_t readGroups_ = 0;
-  bool ready_ = false;
 };
 
 bool storesPlanes(const jpeg_decompress_struct& info) {
@@ -95,37 +103,38 @@ bool storesPlanes(const jpeg_decompress_struct& info) {
   });
 }
 
-/// How many samples of luma, along each axis, a sample of it on the canvas needs where so many come
-/// out of a block. Found with a zone plate: of amplitudes above Nyquist for the canvas, this leaves
-/// about a hundredth as aliasing, as the root of the mean square. Four of a block leave more than
-/// the others.
-constexpr double lumaSamples(unsigned ofBlock) {
-  return ofBlock == 4 ? 2.6 : 2.4;
+/// How many decoded samples of luma each sample of the canvas needs, along both axes. Measured with
+/// a zone plate: with these, the root mean square of the aliasing is about 1 percent of the
+/// amplitude above Nyquist. Blocks that are decoded to four samples leave more than others.
+constexpr double neededLuma(unsigned blockSamples) {
+  return blockSamples == 4 ? 2.6 : 2.4;
 }
-/// The same for chroma, where it leaves about two hundredths.
-constexpr double chromaSamples = 1.9;
-/// A sample is made of all of its block. More of them keep what lies in a block that is cropped,
-/// but was cut off, to the first pixel of the result, and faint.
-constexpr double moreSamplesIfCropped = 1.5;
+/// The same for chroma, which leaves about 2 percent.
+constexpr double neededChroma = 1.9;
+/// Every decoded sample depends on its whole block, so that a crop that ends inside of a block lets
+/// some of what was cropped through. With so many times more samples, it is faint and only in the
+/// first pixel of the result.
+constexpr double neededMoreIfCropped = 1.5;
 
-/// A component of which so many samples, along both axes, come out of a block.
-StoredComponent storedComponent(const jpeg_decompress_struct& info, int index, unsigned samples) {
+/// The component where its blocks are decoded to so many samples, along both axes.
+StoredComponent storedComponent(const jpeg_decompress_struct& info, int index,
+                                unsigned blockSamples) {
   const jpeg_component_info& component = info.comp_info[index];
   const auto count = [&](std::size_t pixels, int factor, int maxFactor) {
     const auto groupPixels = static_cast<std::size_t>(maxFactor * DCTSIZE);
-    const auto groupSamples = static_cast<std::size_t>(factor) * samples;
+    const auto groupSamples = static_cast<std::size_t>(factor) * blockSamples;
     return (pixels * groupSamples + groupPixels - 1) / groupPixels;
   };
-  const double step = double{DCTSIZE} / samples;
+  const double step = double{DCTSIZE} / blockSamples;
   return {{count(info.image_width, component.h_samp_factor, info.max_h_samp_factor),
            count(info.image_height, component.v_samp_factor, info.max_v_samp_factor),
            info.max_h_samp_factor / component.h_samp_factor * step,
            info.max_v_samp_factor / component.v_samp_factor * step},
-          samples < DCTSIZE ? ScaledIdct::formatOf(samples) : SampleFormat::byte};
+          blockSamples < DCTSIZE ? ScaledIdct::formatOf(blockSamples) : SampleFormat::byte};
 }
 
-/// How many samples, along both axes, are made of the blocks of each component; nothing where one
-/// of them needs more than `ScaledIdct` makes, so that all of all blocks is read.
+/// How many samples, along both axes, the blocks of each component are decoded to. Nothing where a
+/// component needs more than `ScaledIdct` makes: then all blocks are decoded at full size.
 std::optional<JpegBlockReader::BlockSamples> scaledSamples(const jpeg_decompress_struct& info,
                                                            const AlignedPlacement& placement,
                                                            int chromaStep) {
@@ -139,10 +148,10 @@ std::optional<JpegBlockReader::BlockSamples> scaledSamples(const jpeg_decompress
     const double density = std::min(canvasStep / (std::abs(placement.columns.scale) * grid.stepX),
                                     canvasStep / (std::abs(placement.rows.scale) * grid.stepY));
     const auto& sizes = ScaledIdct::sizes;
-    const auto* const found = std::find_if(sizes.begin(), sizes.end(), [&](unsigned ofBlock) {
+    const auto* const found = std::find_if(sizes.begin(), sizes.end(), [&](unsigned blockSamples) {
       const double needed =
-          (i == 0 ? lumaSamples(ofBlock) : chromaSamples) * (cropped ? moreSamplesIfCropped : 1);
-      return density * ofBlock >= needed * DCTSIZE;
+          (i == 0 ? neededLuma(blockSamples) : neededChroma) * (cropped ? neededMoreIfCropped : 1);
+      return density * blockSamples >= needed * DCTSIZE;
     });
     if (found == sizes.end()) return std::nullopt;
     samples[static_cast<std::size_t>(i)] = *found;
@@ -157,7 +166,7 @@ void fillLastBlocks(const PlaneView& plane) {
     std::memset(plane.row(y) + plane.width, plane.row(y)[plane.width - 1], end - plane.width);
 }
 
-bool writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
+ImageResult<void> writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
   constexpr std::size_t maxRows = 2 * DCTSIZE;
   std::array<std::array<JSAMPROW, maxRows>, maxComponents> pointers{};
   std::array<JSAMPARRAY, maxComponents> rows{};
@@ -171,15 +180,15 @@ bool writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>& planes) {
       for (std::size_t y = 0; y < count; ++y)
         pointers[i][y] = plane.row(std::min(group * count + y, plane.height - 1));
     }
-    if (!writer.writePlaneRows(rows.data(), groupRows)) return false;
+    if (auto written = writer.writePlaneRows(rows.data(), groupRows); !written) return written;
   }
-  return true;
+  return {};
 }
 
 ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPlacement& placement,
                                                    int chromaStep) {
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::ignore)) return reader.failure();
+  if (const auto read = reader.readHeader(); !read) return read.failure();
   const jpeg_decompress_struct& info = reader.info();
   if (!storesPlanes(info)) return Failure(ImageError::unsupported);
   auto samples = scaledSamples(info, placement, chromaStep);
@@ -194,26 +203,26 @@ ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPla
       return Failure(ImageError::unsupported);
   }
   JpegBlockReader blocks(reader, *samples);
-  if (!(isScaled ? blocks.start() : reader.startPlanes())) return reader.failure();
-  RowBand band(info, components);
-  if (!band.ready()) return Failure(ImageError::outOfMemory);
-  PlanarCanvas canvas(placement, components, chromaStep, band.maxRows());
-  if (!canvas.ready()) return Failure(ImageError::outOfMemory);
+  if (const auto started = isScaled ? blocks.start() : reader.startPlanes(); !started)
+    return started.failure();
+  auto band = RowBand::create(info, components);
+  if (!band) return band.failure();
+  auto canvas = PlanarCanvas::create(placement, components, chromaStep, band->maxRows());
+  if (!canvas) return canvas.failure();
   const auto readRows = [&](JSAMPIMAGE rows) {
     return isScaled ? blocks.readRows(rows) : reader.readPlaneRows(rows);
   };
-  for (std::size_t bands = 0; !band.ended(info); ++bands) {
-    if (!band.read(info, readRows)) return reader.failure();
+  for (std::size_t bands = 0; !band->ended(info); ++bands) {
+    if (const auto read = band->read(info, readRows); !read) return read.failure();
     for (std::size_t i = 0; i < components.size(); ++i) {
       const std::size_t height = components[i].grid.height;
-      const std::size_t first = std::min(bands * band.rowCount(i), height);
-      canvas.push(i, band.rows(i), std::min(band.rowCount(i), height - first));
+      const auto& rows = band->rows(i);
+      const std::size_t first = std::min(bands * rows.size(), height);
+      canvas->push(i, rows.data(), std::min(rows.size(), height - first));
     }
   }
-  if (!reader.finish()) return reader.failure();
-  auto planes = canvas.finish();
-  if (planes.empty()) return Failure(ImageError::outOfMemory);
-  return planes;
+  if (const auto finished = reader.finish(); !finished) return finished.failure();
+  return canvas->finish();
 }
 
 }  // namespace
@@ -221,16 +230,15 @@ ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPla
 ImageResult<EncodedBytes> resampleJpeg(Bytes bytes, const PictureHeader& header,
                                        const AlignedPlacement& placement, int quality, Bytes exif) {
   if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
-  const int chromaStep = jpegChromaStep(quality);
-  const auto planes = decodePlanes(bytes, placement, chromaStep);
+  const auto planes = decodePlanes(bytes, placement, jpegChromaStep(quality));
   if (!planes) return planes.failure();
   for (const CanvasPlane& plane : *planes) fillLastBlocks(plane.view);
   const PlaneView& luma = planes->front().view;
   JpegWriter writer;
-  if (!writer.start(JpegInput::planes,
-                    {luma.width, luma.height, quality, planes->size() == 1, chromaStep}) ||
-      !writer.writeMetadata(exif, &header.profile) || !writePlanes(writer, *planes))
-    return writer.failure();
+  const auto started = writer.start(planes->size() == 1 ? JpegInput::grayPlane : JpegInput::planes,
+                                    luma.width, luma.height, quality, {exif, &header.profile});
+  if (!started) return started.failure();
+  if (const auto written = writePlanes(writer, *planes); !written) return written.failure();
   return writer.finish();
 }
 

@@ -6,11 +6,11 @@
 
 namespace vecamera::device::imaging {
 
-/// The canvas that the JPEG fills, as a JPEG with that Exif block, where it is not empty. `quality`
-/// is libjpeg's, 0 to 100. The planes are decoded and resampled in bands, without ever being
-/// pixels. Blocks are decoded at a scale of which enough samples come out for the canvas.
-/// `unsupported` for JPEGs that store other colours than grey and YCbCr, and for scales that are
-/// too small for the resampler.
+/// Encodes the canvas that the JPEG fills as a JPEG, with the Exif block where it is not empty.
+/// `quality` is libjpeg's, 0 to 100. Planes are decoded and resampled in bands and never become
+/// pixels. Blocks are decoded to no more samples than the canvas needs. `unsupported` for JPEGs
+/// that store other colours than grey and YCbCr, and for scales that are too small for the
+/// resampler.
 ImageResult<EncodedBytes> resampleJpeg(Bytes bytes, const PictureHeader& header,
                                        const AlignedPlacement& placement, int quality, Bytes exif);
 

@@ -2,6 +2,8 @@
 
 #include <jerror.h>
 
+#include <cstdlib>
+
 namespace vecamera::device::imaging {
 namespace {
 
@@ -52,8 +54,8 @@ bool JpegReader::isCmyk() const {
   return info_.jpeg_color_space == JCS_CMYK || info_.jpeg_color_space == JCS_YCCK;
 }
 
-bool JpegReader::readHeader(Markers markers) {
-  if (setjmp(errors_.jump)) return false;
+ImageResult<void> JpegReader::readHeader(Markers markers) {
+  if (setjmp(errors_.jump)) return failure();
   jpeg_create_decompress(&info_);
   info_.src = &source_;
   info_.progress = &progress_;
@@ -63,53 +65,60 @@ bool JpegReader::readHeader(Markers markers) {
     jpeg_save_markers(&info_, JPEG_APP0 + 2, 0xFFFF);
   }
   jpeg_read_header(&info_, TRUE);
-  return !info_.arith_code && info_.jpeg_color_space != JCS_UNKNOWN;
+  if (info_.arith_code || info_.jpeg_color_space == JCS_UNKNOWN) return failure();
+  return {};
 }
 
-JOCTET* JpegReader::readProfile(unsigned& size) {
-  JOCTET* profile = nullptr;
-  if (setjmp(errors_.jump)) return nullptr;
-  return jpeg_read_icc_profile(&info_, &profile, &size) ? profile : nullptr;
+EncodedBytes JpegReader::readProfile() {
+  JOCTET* bytes = nullptr;
+  unsigned size = 0;
+  if (setjmp(errors_.jump)) return {};
+  if (!jpeg_read_icc_profile(&info_, &bytes, &size)) return {};
+  EncodedBytes profile(bytes, bytes + size);
+  std::free(bytes);
+  return profile;
 }
 
-bool JpegReader::start(DecodeScale scale, J_COLOR_SPACE colors) {
-  if (setjmp(errors_.jump)) return false;
+ImageResult<void> JpegReader::start(DecodeScale scale, J_COLOR_SPACE colors) {
+  if (setjmp(errors_.jump)) return failure();
   info_.scale_num = scale.numerator;
   info_.scale_denom = DecodeScale::denominator;
   info_.out_color_space = colors;
   info_.dct_method = JDCT_ISLOW;
-  return jpeg_start_decompress(&info_);
+  if (!jpeg_start_decompress(&info_)) return failure();
+  return {};
 }
 
-std::size_t JpegReader::readRows(std::uint8_t* to, std::size_t count) {
-  if (setjmp(errors_.jump)) return 0;
-  std::size_t done = 0;
-  while (done < count && info_.output_scanline < info_.output_height) {
-    JSAMPROW row = to + done * info_.output_width * static_cast<unsigned>(info_.output_components);
-    done += jpeg_read_scanlines(&info_, &row, 1);
+ImageResult<void> JpegReader::readRows(std::uint8_t* to, std::size_t count) {
+  if (setjmp(errors_.jump)) return failure();
+  for (std::size_t i = 0; i < count; ++i) {
+    JSAMPROW row = to + i * info_.output_width * static_cast<unsigned>(info_.output_components);
+    if (jpeg_read_scanlines(&info_, &row, 1) != 1) return failure();
   }
-  return done;
+  return {};
 }
 
-bool JpegReader::startPlanes() {
+ImageResult<void> JpegReader::startPlanes() {
   info_.raw_data_out = TRUE;
   return start({}, info_.jpeg_color_space);
 }
 
-bool JpegReader::readPlaneRows(JSAMPIMAGE rows) {
-  if (setjmp(errors_.jump)) return false;
+ImageResult<void> JpegReader::readPlaneRows(JSAMPIMAGE rows) {
+  if (setjmp(errors_.jump)) return failure();
   const auto count = static_cast<JDIMENSION>(info_.max_v_samp_factor * DCTSIZE);
-  return jpeg_read_raw_data(&info_, rows, count) == count;
+  if (jpeg_read_raw_data(&info_, rows, count) != count) return failure();
+  return {};
 }
 
-jvirt_barray_ptr* JpegReader::readCoefficients() {
-  if (setjmp(errors_.jump)) return nullptr;
+ImageResult<jvirt_barray_ptr*> JpegReader::readCoefficients() {
+  if (setjmp(errors_.jump)) return failure();
   return jpeg_read_coefficients(&info_);
 }
 
-bool JpegReader::finish() {
-  if (setjmp(errors_.jump)) return false;
-  return jpeg_finish_decompress(&info_) && !errors_.dataEndedEarly;
+ImageResult<void> JpegReader::finish() {
+  if (setjmp(errors_.jump)) return failure();
+  if (!jpeg_finish_decompress(&info_) || errors_.dataEndedEarly) return failure();
+  return {};
 }
 
 }  // namespace vecamera::device::imaging

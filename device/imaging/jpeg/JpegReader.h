@@ -6,8 +6,7 @@
 
 namespace vecamera::device::imaging {
 
-/// libjpeg-turbo's decompressor with an owner. Functions that give a bool give true for success;
-/// the reason of the last failure is `failure`.
+/// libjpeg-turbo's decompressor with an owner.
 class JpegReader {
  public:
   /// The bytes outlive the reader.
@@ -19,29 +18,30 @@ class JpegReader {
   jpeg_decompress_struct& info() { return info_; }
   const jpeg_decompress_struct& info() const { return info_; }
   JpegErrors& errors() { return errors_; }
+  /// The library's last error.
   Failure<ImageError> failure() const { return errors_.failure(ImageError::corrupt); }
   bool isCmyk() const;
 
   enum class Markers { ignore, keep };
-  bool readHeader(Markers markers);
-  /// The profile, in memory that the caller frees, or null.
-  JOCTET* readProfile(unsigned& size);
+  ImageResult<void> readHeader(Markers markers = Markers::ignore);
+  /// The ICC profile; empty where there is none, or a damaged one.
+  EncodedBytes readProfile();
 
-  /// Starts to read pixels of those colours.
-  bool start(DecodeScale scale, J_COLOR_SPACE colors);
-  /// Reads up to `count` rows into `to`, one behind the other; 0 means failure.
-  std::size_t readRows(std::uint8_t* to, std::size_t count);
+  /// Starts to read pixels in that colour space.
+  ImageResult<void> start(DecodeScale scale, J_COLOR_SPACE colors);
+  /// Reads the next `count` rows, of which there are enough, into `to`, one behind the other.
+  ImageResult<void> readRows(std::uint8_t* to, std::size_t count);
 
   /// Starts to read the components as they are stored.
-  bool startPlanes();
+  ImageResult<void> startPlanes();
   /// Reads the rows of one row of blocks, `info().total_iMCU_rows` in all, of every component.
-  bool readPlaneRows(JSAMPIMAGE rows);
+  ImageResult<void> readPlaneRows(JSAMPIMAGE rows);
 
-  /// Reads all coefficients; null where that fails.
-  jvirt_barray_ptr* readCoefficients();
+  /// Reads all coefficients.
+  ImageResult<jvirt_barray_ptr*> readCoefficients();
 
-  /// True where all of the picture was there.
-  bool finish();
+  /// `corrupt` where the bytes ended early.
+  ImageResult<void> finish();
 
  private:
   jpeg_decompress_struct info_{};

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <tuple>
 #include <utility>
 
 #include "device/imaging/jpeg/JpegCodec.h"
@@ -75,53 +76,56 @@ void JpegWriter::create() {
   info_.dest = &output_.manager;
 }
 
-bool JpegWriter::start(JpegInput input, const JpegSettings& settings) {
-  if (setjmp(errors_.jump)) return false;
+ImageResult<void> JpegWriter::start(JpegInput input, std::size_t width, std::size_t height,
+                                    int quality, const JpegMetadata& metadata) {
+  if (setjmp(errors_.jump)) return failure();
   create();
-  if (input == JpegInput::pixels) {
-    info_.input_components = 4;
-    info_.in_color_space = JCS_EXT_RGBX;
-  } else {
-    info_.input_components = settings.gray ? 1 : 3;
-    info_.in_color_space = settings.gray ? JCS_GRAYSCALE : JCS_YCbCr;
-  }
-  info_.image_width = static_cast<JDIMENSION>(settings.width);
-  info_.image_height = static_cast<JDIMENSION>(settings.height);
+  constexpr std::pair<int, J_COLOR_SPACE> components[] = {
+      {4, JCS_EXT_RGBX}, {1, JCS_GRAYSCALE}, {3, JCS_YCbCr}};
+  std::tie(info_.input_components, info_.in_color_space) =
+      components[static_cast<std::size_t>(input)];
+  info_.image_width = static_cast<JDIMENSION>(width);
+  info_.image_height = static_cast<JDIMENSION>(height);
   jpeg_set_defaults(&info_);
-  if (settings.gray) jpeg_set_colorspace(&info_, JCS_GRAYSCALE);
-  jpeg_set_quality(&info_, settings.quality, TRUE);
-  info_.comp_info[0].h_samp_factor = settings.gray ? 1 : settings.chromaStep;
-  info_.comp_info[0].v_samp_factor = settings.gray ? 1 : settings.chromaStep;
-  info_.raw_data_in = input == JpegInput::planes;
+  jpeg_set_quality(&info_, quality, TRUE);
+  jpeg_component_info& luma = info_.comp_info[0];
+  luma.h_samp_factor = luma.v_samp_factor =
+      input == JpegInput::grayPlane ? 1 : jpegChromaStep(quality);
+  info_.raw_data_in = input != JpegInput::pixels;
   jpeg_start_compress(&info_, TRUE);
-  return true;
+  writeMetadata(metadata);
+  return {};
 }
 
-bool JpegWriter::writeRow(const std::uint8_t* bytes) {
-  if (setjmp(errors_.jump)) return false;
+ImageResult<void> JpegWriter::writeRow(const std::uint8_t* bytes) {
+  if (setjmp(errors_.jump)) return failure();
   JSAMPROW row = const_cast<JSAMPROW>(bytes);
-  return jpeg_write_scanlines(&info_, &row, 1) == 1;
+  if (jpeg_write_scanlines(&info_, &row, 1) != 1) return failure();
+  return {};
 }
 
-bool JpegWriter::writePlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
-  if (setjmp(errors_.jump)) return false;
-  return jpeg_write_raw_data(&info_, rows, rowCount) == rowCount;
+ImageResult<void> JpegWriter::writePlaneRows(JSAMPIMAGE rows, unsigned rowCount) {
+  if (setjmp(errors_.jump)) return failure();
+  if (jpeg_write_raw_data(&info_, rows, rowCount) != rowCount) return failure();
+  return {};
 }
 
-bool JpegWriter::startCoefficients(const JpegReader& reader, jvirt_barray_ptr* coefficients,
-                                   const Orientation& orientation, JpegBlockRows rows,
-                                   void* context) {
-  if (setjmp(errors_.jump)) return false;
+ImageResult<void> JpegWriter::startCoefficients(const JpegReader& reader,
+                                                jvirt_barray_ptr* coefficients,
+                                                const Orientation& orientation, JpegBlockRows rows,
+                                                void* context, const JpegMetadata& metadata) {
+  if (setjmp(errors_.jump)) return failure();
   create();
   jpeg_copy_critical_parameters(const_cast<j_decompress_ptr>(&reader.info()), &info_);
   if (orientation.swapsAxes) swapAxes(info_);
   installBlockRows(info_, rows, context);
   jpeg_write_coefficients(&info_, coefficients);
-  return true;
+  writeMetadata(metadata);
+  return {};
 }
 
-bool JpegWriter::writeMetadata(Bytes exif, const EncodedBytes* profile) {
-  if (setjmp(errors_.jump)) return false;
+void JpegWriter::writeMetadata(const JpegMetadata& metadata) {
+  const auto& [exif, profile] = metadata;
   if (!exif.empty()) {
     const std::size_t size = jpegExifMarker.size() + exif.size();
     jpeg_write_m_header(&info_, JPEG_APP0 + 1, static_cast<unsigned>(size));
@@ -130,7 +134,6 @@ bool JpegWriter::writeMetadata(Bytes exif, const EncodedBytes* profile) {
   }
   if (profile && !profile->empty())
     jpeg_write_icc_profile(&info_, profile->data(), static_cast<unsigned>(profile->size()));
-  return true;
 }
 
 ImageResult<EncodedBytes> JpegWriter::finish() {

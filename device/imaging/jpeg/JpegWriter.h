@@ -8,18 +8,17 @@
 
 namespace vecamera::device::imaging {
 
-struct JpegSettings {
-  std::size_t width = 0;
-  std::size_t height = 0;
-  /// libjpeg's, 0 to 100.
-  int quality = 0;
-  bool gray = false;
-  /// Pixels per stored sample of chroma, along both axes.
-  int chromaStep = 1;
+/// What is written before the first row.
+struct JpegMetadata {
+  /// An Exif block; empty for none.
+  Bytes exif;
+  /// An ICC profile; null or empty for none.
+  const EncodedBytes* profile = nullptr;
 };
 
-/// What a writer is given: pixels of four bytes, or components as they are stored.
-enum class JpegInput { pixels, planes };
+/// What a writer is given: pixels of four bytes, or components as they are stored, which are luma
+/// alone or luma and chroma.
+enum class JpegInput { pixels, grayPlane, planes };
 
 /// Where a writer's bytes go: a buffer that grows and has one owner, also after an error.
 struct JpegOutput {
@@ -30,8 +29,7 @@ struct JpegOutput {
   std::size_t size = 0;
 };
 
-/// libjpeg-turbo's compressor with an owner. Functions that give a bool give true for success; the
-/// reason of the last failure is `failure`.
+/// libjpeg-turbo's compressor with an owner.
 class JpegWriter {
  public:
   JpegWriter();
@@ -40,26 +38,28 @@ class JpegWriter {
   JpegWriter& operator=(const JpegWriter&) = delete;
 
   const jpeg_compress_struct& info() const { return info_; }
-  Failure<ImageError> failure() const { return errors_.failure(ImageError::unsupported); }
 
-  bool start(JpegInput input, const JpegSettings& settings);
-  bool writeRow(const std::uint8_t* bytes);
-  bool writePlaneRows(JSAMPIMAGE rows, unsigned rowCount);
+  /// `quality` is libjpeg's, 0 to 100, and gives the chroma subsampling.
+  ImageResult<void> start(JpegInput input, std::size_t width, std::size_t height, int quality,
+                          const JpegMetadata& metadata);
+  ImageResult<void> writeRow(const std::uint8_t* bytes);
+  ImageResult<void> writePlaneRows(JSAMPIMAGE rows, unsigned rowCount);
 
   /// Starts to write blocks of coefficients with the quantization and the colours of the reader's
   /// picture, whose axes the orientation may exchange. `rows` is called with the context, and with
   /// one of `coefficients`, until the writing is finished.
-  bool startCoefficients(const JpegReader& reader, jvirt_barray_ptr* coefficients,
-                         const Orientation& orientation, JpegBlockRows rows, void* context);
+  ImageResult<void> startCoefficients(const JpegReader& reader, jvirt_barray_ptr* coefficients,
+                                      const Orientation& orientation, JpegBlockRows rows,
+                                      void* context, const JpegMetadata& metadata);
 
-  /// After the start, before the first row: an Exif block, where it is not empty, and a profile,
-  /// where there is one.
-  bool writeMetadata(Bytes exif, const EncodedBytes* profile);
   /// Ends the picture, after which nothing else may be called.
   ImageResult<EncodedBytes> finish();
 
  private:
+  Failure<ImageError> failure() const { return errors_.failure(ImageError::unsupported); }
+  // Called where the jump is set.
   void create();
+  void writeMetadata(const JpegMetadata& metadata);
 
   jpeg_compress_struct info_{};
   JpegErrors errors_{};

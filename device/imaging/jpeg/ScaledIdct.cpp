@@ -17,10 +17,10 @@ namespace {
 using Block = ScaledIdct::Block;
 static_assert(std::is_same_v<Block, JBLOCK>);
 
-/// One number of each of eight blocks. They are signed; as unsigned ones, what no encoder makes may
-/// wrap around.
+/// One number of each of eight blocks. The numbers are signed; kept as unsigned ones, they may wrap
+/// around, as those do that no encoder makes.
 using Words = UnsignedWords8;
-constexpr std::size_t together = lanes<Words>;
+constexpr std::size_t blocksPerVector = lanes<Words>;
 
 // The compiler keeps rows in registers, but not between functions.
 #define VECAMERA_INLINE [[gnu::always_inline]] inline
@@ -28,24 +28,23 @@ constexpr std::size_t together = lanes<Words>;
 template <std::size_t n>
 using Row = std::array<Words, n>;
 
-/// What the action makes of 0 to n - 1. Numbers known to the compiler let it keep rows in
-/// registers, which it does not where it has to make this of a loop.
+/// The results of the action for 0 to n - 1. These are constants to the compiler, so that it keeps
+/// rows in registers, which it does not do in a loop.
 template <std::size_t n, typename Action>
-auto forEach(Action action) {
+auto generate(Action action) {
   return [&]<std::size_t... i>(std::index_sequence<i...>) {
     return std::array{action(std::integral_constant<std::size_t, i>())...};
   }
   (std::make_index_sequence<n>());
 }
 
-/// The transforms give eight times the samples, as words hold them; this many more bits are
-/// computed with. Sums wrap where a sample is beyond 1023, well over the 600 to which coarse
-/// quantization has been seen to overshoot.
+/// Sums have so many more bits of fraction than words. They wrap where a sample is beyond 1023,
+/// well over the 600 to which coarse quantization has been seen to overshoot.
 constexpr int fractionBits = 2;
 static_assert(wordFractionBits == 3);
 
 /// `factor` is positive and less than a half.
-Words times(Words words, double factor) {
+Words multiplied(Words words, double factor) {
   const auto parts = static_cast<std::int16_t>(factor * 65536 + 0.5);
   return reinterpret_cast<Words>(multiplyHigh(reinterpret_cast<Words8>(words), Words8{} + parts));
 }
@@ -57,14 +56,14 @@ VECAMERA_INLINE Row<2> transformed(const Row<2>& c) {
 }
 
 VECAMERA_INLINE Row<3> transformed(const Row<3>& c) {
-  const Words odd = c[1] + times(c[1], 0.224744871);
-  const Words even = c[2] - times(c[2], 0.292893219);
+  const Words odd = c[1] + multiplied(c[1], 0.224744871);
+  const Words even = c[2] - multiplied(c[2], 0.292893219);
   return {c[0] + even + odd, c[0] - even - even, c[0] + even - odd};
 }
 
 VECAMERA_INLINE Row<4> transformed(const Row<4>& c) {
-  const auto longer = [](Words word) { return word + times(word, 0.306562965); };
-  const auto shorter = [](Words word) { return word - times(word, 0.458803900); };
+  const auto longer = [](Words word) { return word + multiplied(word, 0.306562965); };
+  const auto shorter = [](Words word) { return word - multiplied(word, 0.458803900); };
   const Words outer = longer(c[1]) + shorter(c[3]);
   const Words inner = shorter(c[1]) - longer(c[3]);
   const Words even = c[0] + c[2];
@@ -74,7 +73,7 @@ VECAMERA_INLINE Row<4> transformed(const Row<4>& c) {
 
 VECAMERA_INLINE Row<6> transformed(const Row<6>& c) {
   const Row<3> even = transformed(Row<3>{c[0], c[2], c[4]});
-  const Words both = times(c[1] + c[5], 0.366025404);
+  const Words both = multiplied(c[1] + c[5], 0.366025404);
   const Words outer = c[1] + c[3] + both;
   const Words middle = c[1] - c[3] - c[5];
   const Words inner = c[5] - c[3] + both;
@@ -96,7 +95,7 @@ Words high64(Words a, Words b) {
 }
 
 /// Four words of each block, two blocks in each row.
-VECAMERA_INLINE Row<4> fours(Words a, Words b, Words c, Words d) {
+VECAMERA_INLINE Row<4> interleaveFour(Words a, Words b, Words c, Words d) {
   const Words first = interleavedLow(a, b);
   const Words second = interleavedLow(c, d);
   const Words third = interleavedHigh(a, b);
@@ -117,8 +116,8 @@ Words startsOf(const JCOEF* first, const JCOEF* second) {
 /// Four coefficients of each block, from that one on.
 VECAMERA_INLINE Row<4> coefficients(const Block* blocks, std::size_t first) {
   const auto starts =
-      forEach<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
-  const Row<4> pairs = fours(starts[0], starts[1], starts[2], starts[3]);
+      generate<4>([&](auto i) { return startsOf(blocks[i] + first, blocks[i + 4] + first); });
+  const Row<4> pairs = interleaveFour(starts[0], starts[1], starts[2], starts[3]);
   return {low64(pairs[0], pairs[2]), high64(pairs[0], pairs[2]), low64(pairs[1], pairs[3]),
           high64(pairs[1], pairs[3])};
 }
@@ -133,52 +132,53 @@ VECAMERA_INLINE void store(const Row<2>& words, std::uint8_t* to) {
 }
 
 VECAMERA_INLINE void store(const Row<3>& words, std::uint8_t* to) {
-  const Row<4> row = fours(words[0], words[1], words[2], words[2]);
-  std::uint64_t blocks[together];
+  const Row<4> row = interleaveFour(words[0], words[1], words[2], words[2]);
+  std::uint64_t blocks[blocksPerVector];
   std::memcpy(blocks, row.data(), sizeof blocks);
   // Each block covers the fourth word of the one before.
-  for (std::size_t i = 0; i < together; ++i) std::memcpy(to + 6 * i, &blocks[i], 8);
+  for (std::size_t i = 0; i < blocksPerVector; ++i) std::memcpy(to + 6 * i, &blocks[i], 8);
 }
 
 VECAMERA_INLINE void store(const Row<4>& words, std::uint8_t* to) {
-  const Row<4> row = fours(words[0], words[1], words[2], words[3]);
+  const Row<4> row = interleaveFour(words[0], words[1], words[2], words[3]);
   std::memcpy(to, row.data(), sizeof row);
 }
 
 VECAMERA_INLINE void store(const Row<6>& words, std::uint8_t* to) {
-  const Row<4> fourths = fours(words[0], words[1], words[2], words[3]);
+  const Row<4> fourths = interleaveFour(words[0], words[1], words[2], words[3]);
   const Row<2> pairs{interleavedLow(words[4], words[5]), interleavedHigh(words[4], words[5])};
-  std::uint64_t first[together];
-  std::uint32_t last[together];
+  std::uint64_t first[blocksPerVector];
+  std::uint32_t last[blocksPerVector];
   std::memcpy(first, fourths.data(), sizeof first);
   std::memcpy(last, pairs.data(), sizeof last);
-  for (std::size_t i = 0; i < together; ++i) {
+  for (std::size_t i = 0; i < blocksPerVector; ++i) {
     std::memcpy(to + 12 * i, &first[i], 8);
     std::memcpy(to + 12 * i + 8, &last[i], 4);
   }
 }
 
-/// The step of each coefficient, in all lanes of a vector.
+/// The quantization step of each coefficient, in all lanes of a vector.
 template <std::size_t n>
 using Quantization = std::array<Row<n>, n>;
 
 template <std::size_t n>
-void transformTogether(const Block* blocks, const Quantization<n>& quantization,
-                       std::uint8_t* const* rows, std::size_t at) {
-  auto stored = forEach<n>([&](auto y) {
+void transformVector(const Block* blocks, const Quantization<n>& quantization,
+                     std::uint8_t* const* rows, std::size_t at) {
+  auto stored = generate<n>([&](auto y) {
     const Row<4> first = coefficients(blocks, DCTSIZE * y);
     Row<4> second{};
     if constexpr (n > 4) second = coefficients(blocks, DCTSIZE * y + 4);
-    return forEach<n>([&](auto x) { return (x < 4 ? first : second)[x % 4] * quantization[y][x]; });
+    return generate<n>(
+        [&](auto x) { return (x < 4 ? first : second)[x % 4] * quantization[y][x]; });
   });
-  // The first coefficient comes into all samples as it is, and so may bring more with it.
+  // The first coefficient is added to all samples as it is, and so grey and the rounding with it.
   stored[0][0] += (CENTERJSAMPLE << (wordFractionBits + fractionBits)) + (1 << (fractionBits - 1));
-  const auto columns = forEach<n>([&](auto x) {
-    return transformed(Row<n>(forEach<n>([&](auto y) { return stored[y][x]; })));
+  const auto columns = generate<n>([&](auto x) {
+    return transformed(Row<n>(generate<n>([&](auto y) { return stored[y][x]; })));
   });
   for (std::size_t y = 0; y < n; ++y) {
-    const Row<n> sums = transformed(Row<n>(forEach<n>([&](auto x) { return columns[x][y]; })));
-    store(forEach<n>([&](auto x) { return wordsOf(sums[x]); }),
+    const Row<n> sums = transformed(Row<n>(generate<n>([&](auto x) { return columns[x][y]; })));
+    store(generate<n>([&](auto x) { return wordsOf(sums[x]); }),
           rows[y] + at * n * sizeof(std::int16_t));
   }
 }
@@ -190,14 +190,14 @@ void transformBlocks(Block* blocks, std::size_t count, ScaledIdct::AfterUse afte
   for (std::size_t y = 0; y < n; ++y)
     for (std::size_t x = 0; x < n; ++x)
       steps[y][x] = Words{} + static_cast<std::uint16_t>(quantization[y][x] << fractionBits);
-  for (std::size_t at = 0; at < count; at += together) {
-    const std::size_t now = std::min(together, count - at);
-    if (now == together) {
-      transformTogether<n>(blocks + at, steps, rows, at);
+  for (std::size_t at = 0; at < count; at += blocksPerVector) {
+    const std::size_t now = std::min(blocksPerVector, count - at);
+    if (now == blocksPerVector) {
+      transformVector<n>(blocks + at, steps, rows, at);
     } else {
-      Block last[together]{};
+      Block last[blocksPerVector]{};
       std::copy_n(&blocks[at][0], now * DCTSIZE2, &last[0][0]);
-      transformTogether<n>(last, steps, rows, at);
+      transformVector<n>(last, steps, rows, at);
     }
     if (after == ScaledIdct::AfterUse::keep) continue;
     for (std::size_t i = at; i < at + now; ++i) std::fill_n(blocks[i], n * DCTSIZE, JCOEF{0});
@@ -205,7 +205,7 @@ void transformBlocks(Block* blocks, std::size_t count, ScaledIdct::AfterUse afte
 }
 
 /// As the library does where it transforms a block to one sample. Means are gathered first, so that
-/// the compiler computes with many at once. They need no clearing: every block has one.
+/// the compiler uses vectors. They need no clearing: every block stores one.
 void storeMeans(const Block* blocks, std::size_t count, int step, JSAMPROW samples) {
   constexpr std::size_t many = 16;
   std::array<JCOEF, many> means;

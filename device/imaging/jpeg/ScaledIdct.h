@@ -6,10 +6,10 @@
 
 namespace vecamera::device::imaging {
 
-/// Makes samples of the blocks of a component at a part of their size: the inverse cosine transform
-/// of that length, of the lowest coefficients. Where the library takes the mean of the pixels that
-/// a sample spans, as it does at a half and a quarter, about twice as much aliasing is left. Takes
-/// any coefficients: those that no encoder makes give samples without a meaning.
+/// Decodes the blocks of a component to fewer samples than they have pixels: an inverse cosine
+/// transform of that length, of the lowest coefficients. It leaves about half of the aliasing that
+/// libjpeg leaves at a half and a quarter, where it averages pixels. Any coefficients are safe;
+/// those that no encoder makes give meaningless samples.
 class ScaledIdct {
  public:
   /// As libjpeg has it.
@@ -17,21 +17,20 @@ class ScaledIdct {
   /// How many samples, along both axes, can come out of a block.
   static constexpr std::array<unsigned, 5> sizes{1, 2, 3, 4, 6};
   static constexpr unsigned maxSamples = sizes.back();
-  /// Where more than the mean comes out of a block, edges overshoot black and white. The resampler
-  /// needs the overshoot, or it would give means that are too grey.
+  /// Where a block gives more than its mean, edges overshoot black and white. Words keep the
+  /// overshoot: if it were cut off, the resampler would make edges too grey.
   static constexpr SampleFormat formatOf(unsigned samples) {
     return samples == 1 ? SampleFormat::byte : SampleFormat::word;
   }
-  /// A row of samples has room for so many blocks more than there are, with all 8 samples of each.
+  /// A row has room for so many blocks more than there are, with 8 samples each.
   static constexpr std::size_t extraBlocks = 8;
   using Quantization = std::array<std::array<int, maxSamples>, maxSamples>;
 
   ScaledIdct() = default;
-  /// `table` holds the 64 steps of the component's quantization, row after row; without a table all
-  /// samples come out alike.
+  /// `table` is the component's quantization table, 64 numbers, row after row. Null gives grey.
   ScaledIdct(unsigned samples, const std::uint16_t* table);
 
-  /// What becomes of the coefficients that were read.
+  /// What is done to the coefficients that were read.
   enum class AfterUse { keep, clear };
   /// Makes `samples` rows of the blocks of one row, as a `PlaneScaler` takes them.
   void transform(Block* blocks, std::size_t count, AfterUse after, std::uint8_t* const* rows) const;

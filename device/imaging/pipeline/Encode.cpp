@@ -16,7 +16,7 @@ namespace {
 
 constexpr int bestQuality = 100;
 
-/// The one drawing on the canvas as it lies there. A stored picture lies on a canvas of its size.
+/// Where the only picture of the canvas is placed. A stored picture is a canvas of its own size.
 std::optional<Placement> onlyPlacement(const std::shared_ptr<const LazyImage>& image) {
   const DrawList* list = image->drawList();
   if (!list) return placementOf({image, {}}, image->width(), image->height());
@@ -38,7 +38,7 @@ ImageResult<EncodedBytes> tryJpegFastPath(const std::shared_ptr<const LazyImage>
   const Bytes bytes = stored->bytes.bytes();
   if (quality == bestQuality && aligned.columns.isIdentity() && aligned.rows.isIdentity()) {
     auto transformed = transformJpegLosslessly(bytes, stored->header, aligned.orientation(), exif);
-    // Planes take less memory.
+    // Planes take less memory than all coefficients, and so may do where those do not.
     if (transformed || transformed.error() == ImageError::corrupt) return transformed;
   }
   return resampleJpeg(bytes, stored->header, aligned, quality, exif);
@@ -52,20 +52,18 @@ ImageResult<EncodedBytes> tryPngFastPath(const LazyImage& image, const ThreadBud
   const Bytes bytes = stored->bytes.bytes();
   if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
   JpegReader reader(bytes);
-  if (!reader.readHeader(JpegReader::Markers::ignore)) return reader.failure();
+  if (const auto read = reader.readHeader(); !read) return read.failure();
   if (reader.isCmyk()) return Failure(ImageError::unsupported);
   const bool gray = reader.info().jpeg_color_space == JCS_GRAYSCALE;
-  if (!reader.start({}, gray ? JCS_GRAYSCALE : JCS_RGB)) return reader.failure();
-  PngPixels pixels{header.width, header.height, gray ? 1u : 3u, nullptr, {}};
-  if (!header.profile.empty())
-    pixels.profile = std::make_shared<const EncodedBytes>(header.profile);
+  if (const auto started = reader.start({}, gray ? JCS_GRAYSCALE : JCS_RGB); !started)
+    return started.failure();
+  PngPixels pixels{header.width, header.height, gray ? 1u : 3u, stored->profile(), {}};
   pixels.nextRows = [&](std::uint8_t* to, std::size_t count) {
-    return reader.readRows(to, count) == count &&
-           (reader.info().output_scanline < reader.info().output_height || reader.finish());
+    auto read = reader.readRows(to, count);
+    const bool isLast = reader.info().output_scanline == reader.info().output_height;
+    return read && isLast ? reader.finish() : read;
   };
-  auto png = writePng(pixels, threads);
-  if (!png) return reader.failure();
-  return *std::move(png);
+  return writePng(pixels, threads);
 }
 
 /// What the fast path gives, or else what the encoder makes of the rendered pixels.

@@ -6,22 +6,21 @@
 
 namespace vecamera::device::imaging {
 
-/// The source as JPEG, `quality` being libjpeg's, with the Exif block where it is not empty. It
-/// takes the fastest path that the picture allows:
+/// Encodes the picture as JPEG, with the Exif block where it is not empty. `quality` is libjpeg's,
+/// 0 to 100. The fastest path that the picture allows is taken:
 ///
-/// - a JPEG that is only oriented, at the best quality, has its blocks of coefficients moved;
-/// - one stored JPEG that fills the canvas, oriented, scaled and cropped, stays in the planes in
-///   which JPEGs store their components, and no bitmap is made;
-/// - anything else is rendered to pixels first.
+/// - A JPEG that is only oriented, at the best quality, has its blocks of coefficients moved.
+/// - One stored JPEG that fills the canvas, oriented, scaled and cropped, is resampled plane by
+///   plane, as JPEGs store them, without a bitmap.
+/// - Anything else is rendered to pixels first.
 ///
-/// All give the same picture within the rounding of their steps. `unsupported` for sides over the
-/// format's. Any thread.
+/// All paths give the same picture, but for rounding. `unsupported` for sides over the format's.
+/// Any thread.
 ImageResult<EncodedBytes> encodeJpeg(const std::shared_ptr<const LazyImage>& image, int quality,
                                      Bytes exif, const ThreadBudget& threads);
 
-/// The source as PNG; the number of threads does not change the bytes. A JPEG that is kept as it is
-/// stored goes from its rows to the file's without ever being a whole bitmap; grey ones stay grey.
-/// Any thread.
+/// Encodes the picture as PNG. The number of threads does not change the bytes. A stored JPEG is
+/// encoded row by row as it is decoded, without a bitmap; a grey one stays grey. Any thread.
 ImageResult<EncodedBytes> encodePng(const std::shared_ptr<const LazyImage>& image,
                                     const ThreadBudget& threads);
 

@@ -8,9 +8,9 @@
 
 namespace vecamera::device::imaging {
 
-/// How a picture lies on the canvas that it is drawn on. Canvases that only orient and crop one
-/// picture are passed through, so that what was asked for one after the other becomes one map from
-/// stored pixels.
+/// How a picture lies on the canvas that it is drawn on. Where that picture is itself a canvas that
+/// only orients and crops another one, the other one takes its place, so that successive drawings
+/// become one map from stored pixels.
 struct Placement {
   std::shared_ptr<const LazyImage> image;
   AffineMap map;

@@ -12,13 +12,8 @@
 namespace vecamera::device::imaging {
 namespace {
 
-ColorProfile profileOf(const EncodedImage& encoded) {
-  if (encoded.header.profile.empty()) return nullptr;
-  return std::make_shared<const EncodedBytes>(encoded.header.profile);
-}
-
-/// The scale for a canvas on which a stored pixel is that wide and high. What is not encoded has
-/// its pixels made at their own size.
+/// The scale for a canvas on which a stored pixel is that wide and high; the full one for what is
+/// not encoded.
 DecodeScale decodeScaleOf(const LazyImage& image, double pixelWidth, double pixelHeight) {
   const EncodedImage* encoded = image.encoded();
   if (!encoded) return {};
@@ -37,7 +32,7 @@ ImageResult<Bitmap> orientedPixels(const LazyImage& image, const Orientation& or
                                    DecodeScale scale, const ThreadBudget& threads) {
   if (const EncodedImage* encoded = image.encoded()) {
     auto decoded = decode(encoded->bytes.bytes(), encoded->header, orientation, scale, threads);
-    if (decoded) decoded->setProfile(profileOf(*encoded));
+    if (decoded) decoded->setProfile(encoded->profile());
     return decoded;
   }
   auto pixels = render(image, threads);
@@ -69,8 +64,8 @@ void fadeEdges(Bitmap& bitmap, const AlignedPlacement& placement) {
   bitmap.setKnownOpaque(false);
 }
 
-/// The pixels of a source that is decoded row by row go straight to the resampler, which orients
-/// them as well: neither the decoded nor the oriented picture ever is in memory as a whole.
+/// Decodes row by row into the resampler, which also orients: neither the decoded nor the oriented
+/// picture is ever in memory as a whole.
 /// `unsupported` for pictures that have no rows to read, and for scales that are too small for the
 /// resampler.
 ImageResult<Bitmap> drawFromRows(const LazyImage& image, const AlignedPlacement& placement,
@@ -93,10 +88,10 @@ ImageResult<Bitmap> drawFromRows(const LazyImage& image, const AlignedPlacement&
                      return rows.read(reinterpret_cast<std::uint32_t*>(band.data()), count);
                    });
   if (!result) return result;
-  if (!rows.finish()) return Failure(ImageError::corrupt);
+  if (const auto finished = rows.finish(); !finished) return finished.failure();
   result->setKnownOpaque(rows.isOpaque());
   if (!rows.isOpaque()) result->clampToAlpha();
-  result->setProfile(profileOf(*encoded));
+  result->setProfile(encoded->profile());
   return result;
 }
 

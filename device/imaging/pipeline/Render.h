@@ -6,9 +6,9 @@
 
 namespace vecamera::device::imaging {
 
-/// Makes the pixels of a source, as stored: decodes what is encoded, draws what is recorded. A
-/// drawing that only orients, scales and moves is one pass from the encoded bytes: decoded no finer
-/// than needed, oriented exactly, resampled once. Any thread.
+/// Makes the pixels of a picture, as stored: decodes what is encoded, carries out a draw list. A
+/// draw command that only orients, scales and moves takes one pass from the encoded bytes, which
+/// decodes no more pixels than needed, orients exactly and resamples once. Any thread.
 ImageResult<Bitmap> render(const LazyImage& image, const ThreadBudget& threads = {});
 
 }  // namespace vecamera::device::imaging

@@ -109,10 +109,10 @@ ImageResult<EncodedBytes> encodePng(const Bitmap& bitmap, const ThreadBudget& th
   const auto convertRow = opaque ? dropAlpha : unpremultiply;
   const std::size_t channels = opaque ? 3 : 4;
   std::size_t y = 0;
-  const auto nextRows = [&](std::uint8_t* to, std::size_t count) {
+  const auto nextRows = [&](std::uint8_t* to, std::size_t count) -> ImageResult<void> {
     for (std::size_t i = 0; i < count; ++i, to += bitmap.width() * channels)
       convertRow(bitmap.bytesOfRow(y++), bitmap.width(), to);
-    return true;
+    return {};
   };
   return writePng({bitmap.width(), bitmap.height(), channels, bitmap.profile(), nextRows}, threads);
 }

@@ -170,9 +170,11 @@ class RowBandReader {
     return bandAt(row_++ / bandRows_) + inBand * rowBytes_;
   }
 
-  bool finish() {
+  ImageResult<void> finish() {
     // After the last row the worker has nothing left to do either.
-    return row_ == rows_ && work_.end() && inflater_.finish(memory_[0].data());
+    if (const auto worked = work_.end(); !worked) return worked;
+    if (row_ != rows_ || !inflater_.finish(memory_[0].data())) return Failure(ImageError::corrupt);
+    return {};
   }
 
  private:
@@ -255,21 +257,21 @@ class PngRows final : public RowSource {
   std::size_t height() const override { return height_; }
   bool isOpaque() const override { return pixelBytes_ == 3; }
 
-  bool read(std::uint32_t* rows, std::size_t count) override {
+  ImageResult<void> read(std::uint32_t* rows, std::size_t count) override {
     const std::uint8_t* above = above_.data();
     for (std::size_t i = 0; i < count; ++i) {
       const std::uint8_t* filtered = bands_.nextRow();
       auto* row = reinterpret_cast<std::uint8_t*>(rows + i * width_);
       if (!filtered || !unfilterRow(filtered[0], filtered + 1, pixelBytes_, above, width_, row))
-        return false;
+        return Failure(ImageError::corrupt);
       above = row;
     }
     std::memcpy(above_.data(), above, width_ * 4);
     if (pixelBytes_ == 4) premultiplyPixels(rows, count * width_);
-    return true;
+    return {};
   }
 
-  bool finish() override { return bands_.finish(); }
+  ImageResult<void> finish() override { return bands_.finish(); }
 
  private:
   std::size_t width_;

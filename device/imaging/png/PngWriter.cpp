@@ -145,8 +145,8 @@ class StripCompressor {
     while (waitingCount() > mayWait) compressNext();
   }
 
-  /// Returns when all strips are compressed; false where that failed.
-  bool finish() {
+  /// Returns when all strips are compressed.
+  ImageResult<void> finish() {
     while (compressNext()) continue;
     return work_.end();
   }
@@ -230,7 +230,7 @@ ImageResult<void> compressStrips(const PngPixels& pixels, const ThreadBudget& th
       std::memcpy(rows, above.data(), rowBytes);
       rows += rowBytes;
     }
-    if (!pixels.nextRows(rows, strip.count)) return Failure(ImageError::corrupt);
+    if (const auto read = pixels.nextRows(rows, strip.count); !read) return read;
     std::memcpy(above.data(), rows + (strip.count - 1) * rowBytes, rowBytes);
     y += strip.count;
     compressor.add(strip);

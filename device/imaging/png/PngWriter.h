@@ -16,9 +16,9 @@ struct PngPixels {
   std::size_t channels = 0;
   /// Null stands for sRGB.
   ColorProfile profile;
-  /// Writes the next `count` rows to `to`, one behind the other; false where they are corrupt,
-  /// which ends the writing. Called from the top row on, on the thread that calls `writePng`.
-  std::function<bool(std::uint8_t* to, std::size_t count)> nextRows;
+  /// Writes the next `count` rows to `to`, one behind the other. An error ends the writing. Called
+  /// from the top row on, on the thread that calls `writePng`.
+  std::function<ImageResult<void>(std::uint8_t* to, std::size_t count)> nextRows;
 };
 
 /// The PNG; the number of threads does not change its bytes. Rows are filtered and compressed in

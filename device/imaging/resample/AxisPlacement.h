@@ -40,17 +40,17 @@ struct AxisPlacement {
   PixelRange window;
   Extent covered;
 
-  /// The same axis where `count` samples are stored, each for `step` of those here, and where the
-  /// canvas has a sample for every `canvasStep` pixels.
+  /// The same axis where `count` samples are stored, one for each `step` of those here, and where
+  /// the canvas has one sample for each `canvasStep` pixels.
   AxisPlacement sampled(double step, std::size_t count, int canvasStep = 1) const;
   /// The same axis of a bitmap that was mirrored where the scale is negative, which makes it
   /// positive.
   AxisPlacement unmirrored() const;
   /// True where stored pixels only move by a whole number of pixels, perhaps mirrored.
   bool movesByWholePixels() const;
-  /// True where every pixel of the canvas is one stored pixel, and none is left over.
+  /// True where the canvas shows all stored pixels, each as one pixel.
   bool isIdentity() const;
-  /// The share of each pixel of the window that is covered; empty where it is all of all.
+  /// The share of each pixel of the window that is covered; empty where all are covered entirely.
   std::vector<double> coverage() const;
 };
 
@@ -63,9 +63,9 @@ struct SampleGrid {
   friend bool operator==(const SampleGrid&, const SampleGrid&) = default;
 };
 
-/// How a stored picture lies on a canvas whose axes are parallel to its own. This alone says which
-/// stored axis an axis of the canvas reads; whatever decodes, resamples or moves pixels takes it
-/// from here.
+/// How a stored picture lies on a canvas whose axes are parallel to its own. Which stored axis an
+/// axis of the canvas reads is decided here only; decoding, resampling and copying take it from
+/// here.
 struct AlignedPlacement {
   /// The axis along which stored columns, and the one along which stored rows are counted.
   AxisPlacement columns;

@@ -10,7 +10,7 @@ namespace vecamera::device::imaging {
 namespace {
 
 constexpr double lanczosLobes = 3;
-constexpr double cubicReach = 2;
+constexpr double cubicRadius = 2;
 
 double sinc(double x) {
   const double angle = std::numbers::pi * x;
@@ -38,7 +38,7 @@ double lanczos(double x) {
 double catmullRom(double x) {
   x = std::abs(x);
   if (x < 1) return 1 + x * x * (1.5 * x - 2.5);
-  return x < cubicReach ? 2 + x * (-4 + x * (2.5 - 0.5 * x)) : 0;
+  return x < cubicRadius ? 2 + x * (-4 + x * (2.5 - 0.5 * x)) : 0;
 }
 
 }  // namespace
@@ -50,7 +50,7 @@ AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) 
   const double scale = std::abs(axis.scale);
   const bool shrinks = scale < 1;
   const double step = shrinks ? scale : 1;
-  const double reach = (shrinks ? lanczosLobes : cubicReach) / step;
+  const double radius = (shrinks ? lanczosLobes : cubicRadius) / step;
   // Reused for one result after the other.
   std::vector<double> taps;
   std::vector<double> sums;
@@ -63,8 +63,8 @@ AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) 
       continue;
     }
     // The centre of stored sample n is at n + 0.5.
-    const double first = std::ceil(centre - reach - 0.5);
-    const double last = std::floor(centre + reach - 0.5);
+    const double first = std::ceil(centre - radius - 0.5);
+    const double last = std::floor(centre + radius - 0.5);
     taps.clear();
     for (double n = first; n <= last; ++n) {
       const double x = (n + 0.5 - centre) * step;

@@ -49,34 +49,35 @@ CanvasPlane planeOf(std::size_t width, std::size_t height) {
 
 }  // namespace
 
-PlanarCanvas::PlanarCanvas(const AlignedPlacement& placement,
-                           const std::vector<StoredComponent>& components, int chromaStep,
-                           std::size_t bandRows)
-    : placement_(placement), chromaStep_(chromaStep) {
+ImageResult<PlanarCanvas> PlanarCanvas::create(const AlignedPlacement& placement,
+                                               const std::vector<StoredComponent>& components,
+                                               int chromaStep, std::size_t bandRows) {
+  PlanarCanvas canvas(placement, chromaStep);
   std::optional<ScalePlan> plan;
   for (std::size_t i = 0; i < components.size(); ++i) {
     const StoredComponent& stored = components[i];
     // The two components of chroma are usually alike.
     if (i < 2 || !(stored == components[i - 1]))
       plan.emplace(placement.sampled(stored.grid, i == 0 ? 1 : chromaStep));
-    scalers_.push_back(
-        std::make_unique<PlaneScaler>(*plan, stored.grid.width, stored.format, bandRows));
-    ready_ = scalers_.back()->ready();
-    if (!ready_) return;
+    auto scaler = PlaneScaler::create(*plan, stored.grid.width, stored.format, bandRows);
+    if (!scaler) return scaler.failure();
+    canvas.scalers_.push_back(*std::move(scaler));
   }
+  return canvas;
 }
 
 void PlanarCanvas::push(std::size_t component, const std::uint8_t* const* rows, std::size_t count) {
   scalers_[component]->push(rows, count);
 }
 
-std::vector<CanvasPlane> PlanarCanvas::finish() {
+ImageResult<std::vector<CanvasPlane>> PlanarCanvas::finish() {
   const auto across = placement_.x().coverage();
   const auto down = placement_.y().coverage();
   std::vector<CanvasPlane> planes;
   for (auto& scaler : scalers_) {
     CanvasPlane plane = planeOf(scaler->resultWidth(), scaler->resultHeight());
-    if (!plane.memory || !scaler->finish(plane.view)) return {};
+    if (!plane.memory) return Failure(ImageError::outOfMemory);
+    if (const auto finished = scaler->finish(plane.view); !finished) return finished.failure();
     scaler.reset();
     const int step = planes.empty() ? 1 : chromaStep_;
     fade(plane.view, sampleShares(across, step), sampleShares(down, step),

@@ -13,7 +13,7 @@ struct StoredComponent {
   friend bool operator==(const StoredComponent&, const StoredComponent&) = default;
 };
 
-/// A component of the canvas. Rows have room for whole 64 bytes.
+/// A component of the canvas. Rows are padded to a multiple of 64 bytes.
 struct CanvasPlane {
   PlaneView view;
   ScratchBuffer memory;
@@ -26,24 +26,24 @@ class PlanarCanvas {
   /// The windows of the placement are the whole canvas, and its scales are large enough for
   /// `AxisWeights` in all components. These are one (grey) or three; `chromaStep` pixels of the
   /// canvas, along both axes, make one sample of chroma. A band that is pushed has at most
-  /// `bandRows` rows.
-  PlanarCanvas(const AlignedPlacement& placement, const std::vector<StoredComponent>& components,
-               int chromaStep, std::size_t bandRows);
-
-  /// False where the memory could not be had.
-  bool ready() const { return ready_; }
+  /// `bandRows` rows. The only error is `outOfMemory`.
+  static ImageResult<PlanarCanvas> create(const AlignedPlacement& placement,
+                                          const std::vector<StoredComponent>& components,
+                                          int chromaStep, std::size_t bandRows);
 
   /// Takes the next rows of a stored component, as `PlaneScaler::push` does.
   void push(std::size_t component, const std::uint8_t* const* rows, std::size_t count);
   /// After all rows were pushed: the planes. White shows where the picture covers a pixel in part.
-  /// Empty where memory or rows were lacking.
-  std::vector<CanvasPlane> finish();
+  /// The only error is `outOfMemory`.
+  ImageResult<std::vector<CanvasPlane>> finish();
 
  private:
+  PlanarCanvas(const AlignedPlacement& placement, int chromaStep)
+      : placement_(placement), chromaStep_(chromaStep) {}
+
   AlignedPlacement placement_;
   int chromaStep_;
   std::vector<std::unique_ptr<PlaneScaler>> scalers_;
-  bool ready_ = true;
 };
 
 }  // namespace vecamera::device::imaging

@@ -77,8 +77,7 @@ class ColumnConvolver {
         pairs_(tiles_ * keptPairs_ * tilePairSamples * sizeof(std::int16_t)),
         results_(tiles_ * tileSamples * resultRows * sizeof(To)) {}
 
-  bool ready() const { return pairs_ && results_; }
-  bool finished() const { return nextResult_ == weights_.count(); }
+  bool hasMemory() const { return pairs_ && results_; }
 
   /// Takes `count` more rows, an even number but for the last ones, and passes each band of
   /// results that is complete to `onBand`.
@@ -213,8 +212,16 @@ PlaneScaler::PlaneScaler(ScalePlan plan, std::size_t width, SampleFormat format,
                  roundedUp(plan_.alongRows.count() * bytesOf(format), tileSamples), nullptr};
   transposedMemory_ = ScratchBuffer(transposed_.strideBytes * transposed_.height);
   transposed_.bytes = transposedMemory_.data();
-  ready_ = transposedMemory_ &&
-           std::visit([](const auto& pass) { return pass.ready(); }, firstPass_->convolver);
+}
+
+ImageResult<std::unique_ptr<PlaneScaler>> PlaneScaler::create(ScalePlan plan, std::size_t width,
+                                                              SampleFormat format,
+                                                              std::size_t bandRows) {
+  std::unique_ptr<PlaneScaler> scaler(new PlaneScaler(std::move(plan), width, format, bandRows));
+  const auto hasMemory = [](const auto& pass) { return pass.hasMemory(); };
+  if (!scaler->transposedMemory_ || !std::visit(hasMemory, scaler->firstPass_->convolver))
+    return Failure(ImageError::outOfMemory);
+  return scaler;
 }
 
 PlaneScaler::~PlaneScaler() = default;
@@ -241,10 +248,10 @@ void PlaneScaler::push(const std::uint8_t* const* rows, std::size_t count) {
 }
 
 template <typename Sample>
-bool PlaneScaler::finishFrom(std::size_t channels, const PlaneView& result) const {
+ImageResult<void> PlaneScaler::finishFrom(std::size_t channels, const PlaneView& result) const {
   ColumnConvolver<Sample, std::uint8_t> convolver(transposed_.width * channels, plan_.alongColumns,
                                                   secondPassRows);
-  if (!convolver.ready()) return false;
+  if (!convolver.hasMemory()) return Failure(ImageError::outOfMemory);
   std::array<const std::uint8_t*, secondPassRows> rows;
   for (std::size_t y = 0; y < transposed_.height; y += secondPassRows) {
     const std::size_t count = std::min(secondPassRows, transposed_.height - y);
@@ -258,12 +265,10 @@ bool PlaneScaler::finishFrom(std::size_t channels, const PlaneView& result) cons
                     transposed_.width * channels);
     });
   }
-  return convolver.finished();
+  return {};
 }
 
-bool PlaneScaler::finish(const PlaneView& result) {
-  if (!std::visit([](const auto& pass) { return pass.finished(); }, firstPass_->convolver))
-    return false;
+ImageResult<void> PlaneScaler::finish(const PlaneView& result) {
   firstPass_.reset();
   if (format_ == SampleFormat::word) return finishFrom<std::int16_t>(1, result);
   return finishFrom<std::uint8_t>(bytesOf(format_), result);

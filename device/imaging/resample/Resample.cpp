@@ -81,10 +81,11 @@ ImageResult<Bitmap> filter(const Bitmap& source, const AxisPlacement& x, const A
                   y.sampled(static_cast<double>(boxHeight), coarse->height()));
   }
   std::size_t done = 0;
-  auto result = resampleRows({x, y, false}, [&](const std::uint8_t** rows, std::size_t count) {
+  const auto nextRows = [&](const std::uint8_t** rows, std::size_t count) -> ImageResult<void> {
     for (std::size_t i = 0; i < count; ++i) rows[i] = source.bytesOfRow(done++);
-    return true;
-  });
+    return {};
+  };
+  auto result = resampleRows({x, y, false}, nextRows);
   if (result && !source.isKnownOpaque()) result->clampToAlpha();
   return result;
 }
@@ -143,19 +144,20 @@ ImageResult<Bitmap> resample(Bitmap source, const AxisPlacement& x, const AxisPl
 
 ImageResult<Bitmap> resampleRows(const AlignedPlacement& placement, const NextRows& nextRows) {
   const std::size_t height = placement.rows.length;
-  PlaneScaler scaler(ScalePlan(placement), placement.columns.length, SampleFormat::pixel,
-                     resampleBandRows);
-  if (!scaler.ready()) return Failure(ImageError::outOfMemory);
+  auto scaler = PlaneScaler::create(ScalePlan(placement), placement.columns.length,
+                                    SampleFormat::pixel, resampleBandRows);
+  if (!scaler) return scaler.failure();
   std::array<const std::uint8_t*, resampleBandRows> rows;
   for (std::size_t y = 0; y < height; y += resampleBandRows) {
     const std::size_t count = std::min(resampleBandRows, height - y);
-    if (!nextRows(rows.data(), count)) return Failure(ImageError::corrupt);
-    scaler.push(rows.data(), count);
+    if (const auto read = nextRows(rows.data(), count); !read) return read.failure();
+    (*scaler)->push(rows.data(), count);
   }
   auto result = Bitmap::uninitialized(placement.x().window.count, placement.y().window.count);
-  if (result && !scaler.finish({result->width(), result->height(), result->strideBytes(),
-                                result->bytesOfRow(0)}))
-    return Failure(ImageError::outOfMemory);
+  if (!result) return result;
+  const auto finished = (*scaler)->finish(
+      {result->width(), result->height(), result->strideBytes(), result->bytesOfRow(0)});
+  if (!finished) return finished.failure();
   return result;
 }
 

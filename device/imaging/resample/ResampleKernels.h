@@ -25,8 +25,8 @@ struct TileRing {
 struct ResampleKernels {
   /// Puts 64 bytes of two rows into one pair.
   void (*interleave)(const std::uint8_t* upper, const std::uint8_t* lower, std::int16_t* pair);
-  /// Makes the tile of results `first` to `last` (not included); one result's is `stride` samples
-  /// behind that of the one before.
+  /// Makes the rows of results `first` to `last` (not included), each `stride` samples behind the
+  /// one before.
   template <typename Sample>
   using Convolve = void (*)(const TileRing& ring, const AxisWeights& weights, std::size_t first,
                             std::size_t last, Sample* tile, std::ptrdiff_t stride);

@@ -1,11 +1,5 @@
 #include "tests/device/imaging/TestJpegs.h"
 
-// jpeglib.h needs those before it.
-#include <cstddef>
-#include <cstdio>
-
-#include <jpeglib.h>
-
 #include <cmath>
 #include <cstdlib>
 #include <tuple>
@@ -36,7 +30,9 @@ Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientat
   return Data(std::move(jpeg));
 }
 
-Data jpegOfFactors(const Bitmap& bitmap, ColorModel colors, const Factors& factors, Scans scans) {
+Data jpegOfRows(std::size_t width, std::size_t height, int components, J_COLOR_SPACE colors,
+                const std::function<void(jpeg_compress_struct&)>& configure,
+                const std::function<const std::uint8_t*(std::size_t y)>& row) {
   jpeg_compress_struct info{};
   jpeg_error_mgr errors;
   info.err = jpeg_std_error(&errors);
@@ -44,33 +40,41 @@ Data jpegOfFactors(const Bitmap& bitmap, ColorModel colors, const Factors& facto
   unsigned char* buffer = nullptr;
   unsigned long size = 0;
   jpeg_mem_dest(&info, &buffer, &size);
-  info.image_width = static_cast<JDIMENSION>(bitmap.width());
-  info.image_height = static_cast<JDIMENSION>(bitmap.height());
-  info.input_components = 4;
-  info.in_color_space = JCS_EXT_RGBX;
+  info.image_width = static_cast<JDIMENSION>(width);
+  info.image_height = static_cast<JDIMENSION>(height);
+  info.input_components = components;
+  info.in_color_space = colors;
   jpeg_set_defaults(&info);
-  if (colors == ColorModel::gray) jpeg_set_colorspace(&info, JCS_GRAYSCALE);
   jpeg_set_quality(&info, 97, TRUE);
-  const std::pair<int, int> all[] = {factors.luma, factors.blue, factors.red};
-  for (int i = 0; i < info.num_components; ++i)
-    std::tie(info.comp_info[i].h_samp_factor, info.comp_info[i].v_samp_factor) = all[i];
-  if (scans == Scans::progressive) jpeg_simple_progression(&info);
-  constexpr jpeg_scan_info each[] = {
-      {1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
-  if (scans == Scans::oneOfEachComponent) {
-    info.scan_info = each;
-    info.num_scans = info.num_components;
-  }
+  configure(info);
   jpeg_start_compress(&info, TRUE);
   while (info.next_scanline < info.image_height) {
-    JSAMPROW row = const_cast<JSAMPROW>(bitmap.bytesOfRow(info.next_scanline));
-    jpeg_write_scanlines(&info, &row, 1);
+    JSAMPROW pointer = const_cast<JSAMPROW>(row(info.next_scanline));
+    jpeg_write_scanlines(&info, &pointer, 1);
   }
   jpeg_finish_compress(&info);
   jpeg_destroy_compress(&info);
   const Data jpeg = Data::copyOf(Bytes(buffer, size));
   std::free(buffer);
   return jpeg;
+}
+
+Data jpegOfFactors(const Bitmap& bitmap, ColorModel colors, const Factors& factors, Scans scans) {
+  const auto configure = [&](jpeg_compress_struct& info) {
+    if (colors == ColorModel::gray) jpeg_set_colorspace(&info, JCS_GRAYSCALE);
+    const std::pair<int, int> all[] = {factors.luma, factors.blue, factors.red};
+    for (int i = 0; i < info.num_components; ++i)
+      std::tie(info.comp_info[i].h_samp_factor, info.comp_info[i].v_samp_factor) = all[i];
+    if (scans == Scans::progressive) jpeg_simple_progression(&info);
+    static constexpr jpeg_scan_info each[] = {
+        {1, {0}, 0, 63, 0, 0}, {1, {1}, 0, 63, 0, 0}, {1, {2}, 0, 63, 0, 0}};
+    if (scans == Scans::oneOfEachComponent) {
+      info.scan_info = each;
+      info.num_scans = info.num_components;
+    }
+  };
+  return jpegOfRows(bitmap.width(), bitmap.height(), 4, JCS_EXT_RGBX, configure,
+                    [&](std::size_t y) { return bitmap.bytesOfRow(y); });
 }
 
 Bitmap landscape(std::size_t width, std::size_t height) {

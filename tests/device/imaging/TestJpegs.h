@@ -1,7 +1,13 @@
 #pragma once
 
+// jpeglib.h needs those before it.
+#include <cstddef>
+#include <cstdio>
+
+#include <jpeglib.h>
 #include <turbojpeg.h>
 
+#include <functional>
 #include <utility>
 
 #include "tests/device/imaging/TestPictures.h"
@@ -18,6 +24,12 @@ inline constexpr Sampling samplings[] = {{"4:2:0", TJSAMP_420}, {"4:2:2", TJSAMP
                                          {"4:4:4", TJSAMP_444}, {"grey", TJSAMP_GRAY}};
 
 Data jpegWith(const Bitmap& bitmap, TJSAMP sampling, UIImageOrientation orientation);
+
+/// A JPEG of rows that libjpeg takes in that form. `configure` changes what it writes, whose
+/// default is a quality of 97.
+Data jpegOfRows(std::size_t width, std::size_t height, int components, J_COLOR_SPACE colors,
+                const std::function<void(jpeg_compress_struct&)>& configure,
+                const std::function<const std::uint8_t*(std::size_t y)>& row);
 
 /// The sampling factors, across and down, of each component.
 struct Factors {

@@ -35,14 +35,14 @@ TEST_P(OrientationTest, DrawInRectShowsThePictureUpright) {
   EXPECT_EQ(lettersOf(drawnAtOwnSize(image)), GetParam().shown);
 }
 
-TEST_P(OrientationTest, JpegsAreTurnedTheSameWay) {
+TEST_P(OrientationTest, JpegsAreOrientedAlike) {
   constexpr std::size_t square = 16;
   const auto image = opened(jpegOf(bitmapOfLetters(stored, square), GetParam().orientation));
   ASSERT_TRUE(image);
   EXPECT_EQ(lettersOf(drawnAtOwnSize(image), square), GetParam().shown);
 }
 
-TEST_P(OrientationTest, CorrectionOfTheBareBitmapTurnsItButNeverMirrors) {
+TEST_P(OrientationTest, CorrectionOfTheBareBitmapRotatesButNeverMirrors) {
   const auto image = opened(pngOf(bitmapOfLetters(stored), GetParam().orientation));
   Graphics graphics;
   const auto corrected =
@@ -81,13 +81,14 @@ TEST(Orientation, PositiveRotationIsClockwiseAndTransformsApplyToLaterDrawingOnl
   EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), "RG./..R/..G");
 }
 
-TEST(Orientation, TurnsOfTurnsAreExactAndComeBack) {
-  for (const auto& [turn, back] : {std::pair{UIImageOrientation::left, UIImageOrientation::right},
-                                   std::pair{UIImageOrientation::down, UIImageOrientation::down}}) {
-    // A picture that was turned has orientation up; the turn back is asked for by a flag again.
-    const auto turnedOnce = drawnAtOwnSize(opened(pngOf(bitmapOfLetters(stored), turn)));
-    const auto turnedBack = drawnAtOwnSize(opened(pngOf(pixelsOfImage(turnedOnce), back)));
-    EXPECT_EQ(lettersOf(turnedBack), stored);
+TEST(Orientation, RotationsOneAfterTheOtherAreExact) {
+  for (const auto& [there, back] :
+       {std::pair{UIImageOrientation::left, UIImageOrientation::right},
+        std::pair{UIImageOrientation::down, UIImageOrientation::down}}) {
+    // What is drawn has orientation up, so that it is stored with a flag again.
+    const auto once = drawnAtOwnSize(opened(pngOf(bitmapOfLetters(stored), there)));
+    const auto twice = drawnAtOwnSize(opened(pngOf(pixelsOfImage(once), back)));
+    EXPECT_EQ(lettersOf(twice), stored);
   }
 }
 

@@ -1,13 +1,6 @@
 #include <libdeflate.h>
 
-// jpeglib.h needs what stands before it.
-#include <cstddef>
-#include <cstdio>
-
-#include <jpeglib.h>
-
 #include <cmath>
-#include <cstdlib>
 #include <limits>
 #include <thread>
 #include <tuple>
@@ -19,7 +12,7 @@
 #include "device/imaging/platform/ImageFactory.h"
 #include "device/imaging/png/PngChunks.h"
 #include "device/imaging/png/PngCodec.h"
-#include "tests/device/imaging/TestPictures.h"
+#include "tests/device/imaging/TestJpegs.h"
 
 namespace vecamera::device::imaging {
 namespace {
@@ -102,14 +95,14 @@ TEST(Codecs, EveryKindOfPngIsRead) {
     EXPECT_EQ(lettersOf(opened(pngOfParts(kind))), kind.shown) << kind.name;
 }
 
-enum class Scans { one, usual, perCoefficient };
+enum class Progression { none, usual, perCoefficient };
 
 struct JpegKind {
   const char* name;
   J_COLOR_SPACE given;
   J_COLOR_SPACE stored;
   int components;
-  Scans scans = Scans::one;
+  Progression progression = Progression::none;
   int sampling = 1;
 };
 
@@ -123,58 +116,39 @@ std::vector<jpeg_scan_info> scansPerCoefficient(int refinements) {
 }
 
 Data jpegOfKind(const JpegKind& kind, int refinements = 1) {
-  constexpr int side = 32;
-  jpeg_compress_struct info{};
-  jpeg_error_mgr errors;
-  info.err = jpeg_std_error(&errors);
-  jpeg_create_compress(&info);
-  unsigned char* buffer = nullptr;
-  unsigned long size = 0;
-  jpeg_mem_dest(&info, &buffer, &size);
-  info.image_width = side;
-  info.image_height = side / 2;
-  info.input_components = kind.components;
-  info.in_color_space = kind.given;
-  jpeg_set_defaults(&info);
-  jpeg_set_colorspace(&info, kind.stored);
-  jpeg_set_quality(&info, 100, TRUE);
-  info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = kind.sampling;
-  const auto scans = scansPerCoefficient(refinements);
-  if (kind.scans == Scans::usual) jpeg_simple_progression(&info);
-  if (kind.scans == Scans::perCoefficient) {
-    info.scan_info = scans.data();
-    info.num_scans = static_cast<int>(scans.size());
-  }
-  jpeg_start_compress(&info, TRUE);
+  constexpr std::size_t side = 32;
   // Left half red, right half white. Inks are inverted, as Adobe stores them.
-  for (int y = 0; y < side / 2; ++y) {
-    Raw row;
-    for (int x = 0; x < side; ++x) {
-      const bool white = x >= side / 2;
-      const auto other = static_cast<std::uint8_t>(white ? 255 : 0);
-      if (kind.components == 1) row.push_back(other);
-      if (kind.components >= 3) row.insert(row.end(), {255, other, other});
-      if (kind.components == 4) row.push_back(255);
-    }
-    JSAMPROW pointer = row.data();
-    jpeg_write_scanlines(&info, &pointer, 1);
+  Raw row;
+  for (std::size_t x = 0; x < side; ++x) {
+    const auto other = static_cast<std::uint8_t>(x >= side / 2 ? 255 : 0);
+    if (kind.components == 1) row.push_back(other);
+    if (kind.components >= 3) row.insert(row.end(), {255, other, other});
+    if (kind.components == 4) row.push_back(255);
   }
-  jpeg_finish_compress(&info);
-  jpeg_destroy_compress(&info);
-  const Data data = Data::copyOf(Bytes(buffer, size));
-  std::free(buffer);
-  return data;
+  const auto scans = scansPerCoefficient(refinements);
+  const auto configure = [&](jpeg_compress_struct& info) {
+    jpeg_set_colorspace(&info, kind.stored);
+    jpeg_set_quality(&info, 100, TRUE);
+    info.comp_info[0].h_samp_factor = info.comp_info[0].v_samp_factor = kind.sampling;
+    if (kind.progression == Progression::usual) jpeg_simple_progression(&info);
+    if (kind.progression == Progression::perCoefficient) {
+      info.scan_info = scans.data();
+      info.num_scans = static_cast<int>(scans.size());
+    }
+  };
+  return jpegOfRows(side, side / 2, kind.components, kind.given, configure,
+                    [&](std::size_t) { return row.data(); });
 }
 
 TEST(Codecs, EveryKindOfJpegIsRead) {
   constexpr JpegKind kinds[] = {
       {"grey", JCS_GRAYSCALE, JCS_GRAYSCALE, 1},
       {"RGB", JCS_RGB, JCS_RGB, 3},
-      {"YCbCr 4:2:0", JCS_RGB, JCS_YCbCr, 3, Scans::one, 2},
-      {"progressive", JCS_RGB, JCS_YCbCr, 3, Scans::usual, 2},
+      {"YCbCr 4:2:0", JCS_RGB, JCS_YCbCr, 3, Progression::none, 2},
+      {"progressive", JCS_RGB, JCS_YCbCr, 3, Progression::usual, 2},
       {"CMYK", JCS_CMYK, JCS_CMYK, 4},
       {"YCCK", JCS_CMYK, JCS_YCCK, 4},
-      {"progressive YCCK", JCS_CMYK, JCS_YCCK, 4, Scans::usual},
+      {"progressive YCCK", JCS_CMYK, JCS_YCCK, 4, Progression::usual},
   };
   for (const JpegKind& kind : kinds) {
     const auto image = opened(jpegOfKind(kind));
@@ -184,7 +158,7 @@ TEST(Codecs, EveryKindOfJpegIsRead) {
 }
 
 TEST(Codecs, AJpegOfTooManyScansIsNotDecoded) {
-  const JpegKind kind{"", JCS_GRAYSCALE, JCS_GRAYSCALE, 1, Scans::perCoefficient};
+  const JpegKind kind{"", JCS_GRAYSCALE, JCS_GRAYSCALE, 1, Progression::perCoefficient};
   EXPECT_EQ(lettersOf(opened(jpegOfKind(kind, 0)), 16), "KW");
   EXPECT_EQ(lettersOf(opened(jpegOfKind(kind, 1)), 16), "no pixels");
 }

@@ -47,7 +47,7 @@ TEST(JpegMemoryHooks, TheLibrariesTableIsTheOneThatTheHooksKnow) {
   // one: the numbers behind the functions show whether the one at run time is the same.
   const Data jpeg = jpegOf(bitmapOfLetters("RG", 8));
   JpegReader reader(jpeg.bytes());
-  ASSERT_TRUE(reader.readHeader(JpegReader::Markers::ignore));
+  ASSERT_TRUE(reader.readHeader());
   EXPECT_EQ(reader.info().mem->max_memory_to_use, 1L << 30);
   EXPECT_EQ(reader.info().mem->max_alloc_chunk, 1'000'000'000L);
 }
@@ -55,11 +55,11 @@ TEST(JpegMemoryHooks, TheLibrariesTableIsTheOneThatTheHooksKnow) {
 TEST(JpegMemoryHooks, RowsOfBlocksAreThoseOfTheWholePicture) {
   const Data jpeg = jpegWith(landscape(75, 93), TJSAMP_420, UIImageOrientation::up);
   JpegReader whole(jpeg.bytes());
-  ASSERT_TRUE(whole.readHeader(JpegReader::Markers::ignore));
-  jvirt_barray_ptr* const all = whole.readCoefficients();
+  ASSERT_TRUE(whole.readHeader());
+  const auto all = whole.readCoefficients();
   ASSERT_TRUE(all);
   JpegReader reader(jpeg.bytes());
-  ASSERT_TRUE(reader.readHeader(JpegReader::Markers::ignore));
+  ASSERT_TRUE(reader.readHeader());
   jpeg_decompress_struct& info = reader.info();
   JpegReadHooks hooks;
   int layouts = 0;
@@ -75,7 +75,7 @@ TEST(JpegMemoryHooks, RowsOfBlocksAreThoseOfTheWholePicture) {
       const jpeg_component_info& component = info.comp_info[i];
       const auto rows = static_cast<JDIMENSION>(component.v_samp_factor);
       const JBLOCKARRAY expected = whole.info().mem->access_virt_barray(
-          reinterpret_cast<j_common_ptr>(&whole.info()), all[i], group * rows, rows, FALSE);
+          reinterpret_cast<j_common_ptr>(&whole.info()), (*all)[i], group * rows, rows, FALSE);
       const std::size_t size = component.width_in_blocks * sizeof(JBLOCK);
       for (JDIMENSION y = 0; y < rows && group * rows + y < component.height_in_blocks; ++y) {
         EXPECT_EQ(std::memcmp(hooks.blocks(i)[y], expected[y], size), 0) << group << ", " << i;
