@@ -9,6 +9,7 @@
 #include "apps/vecamera/commands/Commands.h"
 #include "apps/vecamera/terminal/Arguments.h"
 #include "device/imaging/codecs/Codecs.h"
+#include "device/media/base/MovieFormats.h"
 #include "device/script/json/JsonFields.h"
 #include "device/script/json/StrictJson.h"
 
@@ -168,7 +169,8 @@ void addLibrary(CLI::App& app, Action& action) {
 
   auto& add = *command.add_subcommand("add", "Add pictures and movies and print their identifiers");
   add.add_option("FILE", options->files,
-                 device::imaging::formatNames(" or ") + " pictures; MP4, QuickTime or WebM movies")
+                 device::imaging::formatNames(" or ") + " pictures; " +
+                     device::media::movieFormatNames(" or ") + " movies")
       ->type_name("")
       ->required();
   add.footer("Example:\n  vecamera library add holiday/*.jpg --home phone\n");

@@ -26,12 +26,8 @@ class FileExportSession final : public AVAssetExportSession,
                                 public std::enable_shared_from_this<FileExportSession> {
  public:
   FileExportSession(std::shared_ptr<FileAsset> asset, Executor& queue,
-                    ExportSessions::ProgressObserver observer,
-                    ExportSessions::ExportCallbacks supervision)
-      : asset_(std::move(asset)),
-        queue_(queue),
-        observer_(std::move(observer)),
-        supervision_(std::move(supervision)) {}
+                    ExportSessions::ExportCallbacks callbacks)
+      : asset_(std::move(asset)), queue_(queue), callbacks_(std::move(callbacks)) {}
 
   void setOutputFileType(std::string_view type) override {
     const std::lock_guard lock(mutex_);
@@ -80,7 +76,7 @@ class FileExportSession final : public AVAssetExportSession,
       done = mediaFailure(thrown);
     }
     end(done);
-    if (!done && supervision_.onError) supervision_.onError(done.error());
+    if (!done && callbacks_.onError) callbacks_.onError(done.error());
   }
 
   MediaResult<void> exportTo(const std::string& type, const std::optional<URL>& target) {
@@ -95,11 +91,11 @@ class FileExportSession final : public AVAssetExportSession,
     if (!path) return mediaFailure(AVError::unknown, "The output address is not that of a file.");
     ExportOptions options;
     options.isCancelled = [this] {
-      return isCancelled_ || (supervision_.isInterrupted && supervision_.isInterrupted());
+      return isCancelled_ || (callbacks_.isInterrupted && callbacks_.isInterrupted());
     };
     options.onProgress = [this](float progress) {
       progress_ = progress;
-      if (observer_) observer_(progress);
+      if (callbacks_.onProgress) callbacks_.onProgress(progress);
     };
     return exportMovie(*source, *path, options);
   }
@@ -116,8 +112,7 @@ class FileExportSession final : public AVAssetExportSession,
 
   const std::shared_ptr<FileAsset> asset_;
   Executor& queue_;
-  const ExportSessions::ProgressObserver observer_;
-  const ExportSessions::ExportCallbacks supervision_;
+  const ExportSessions::ExportCallbacks callbacks_;
   std::atomic<bool> isCancelled_ = false;
   std::atomic<float> progress_ = 0;
   /// Guards what follows.
@@ -138,7 +133,7 @@ std::shared_ptr<AVAssetExportSession> ExportSessions::exportSessionWithAsset(
     const std::shared_ptr<AVAsset>& asset, std::string_view presetName) {
   auto file = std::dynamic_pointer_cast<FileAsset>(asset);
   if (!file || presetName != AVAssetExportPresetHighestQuality) return nullptr;
-  return std::make_shared<FileExportSession>(std::move(file), queue_, observer_, supervision_);
+  return std::make_shared<FileExportSession>(std::move(file), queue_, callbacks_);
 }
 
 }  // namespace vecamera::device::media

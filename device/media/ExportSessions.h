@@ -15,19 +15,18 @@ namespace vecamera::device::media {
 /// nothing. A second start of a session is ignored.
 class ExportSessions final : public AVAssetExports {
  public:
-  /// Notified of the rising progress of every running export, on the queue's thread.
-  using ProgressObserver = std::function<void(float)>;
-  /// Both on the queue's thread; each may be empty.
+  /// For every export, on the queue's thread; each may be empty.
   struct ExportCallbacks {
+    /// Called with the rising progress of a running export.
+    std::function<void(float)> onProgress;
     /// Asked often while an export runs; true cancels it.
     std::function<bool()> isInterrupted;
     /// Called when an export failed or was cancelled, before its handler runs.
     std::function<void(const NSError&)> onError;
   };
 
-  explicit ExportSessions(Executor& queue, ProgressObserver observer = {},
-                          ExportCallbacks supervision = {})
-      : queue_(queue), observer_(std::move(observer)), supervision_(std::move(supervision)) {}
+  ExportSessions(Executor& queue, ExportCallbacks callbacks)
+      : queue_(queue), callbacks_(std::move(callbacks)) {}
 
   std::shared_ptr<AVAsset> assetWithURL(const URL& url) override;
   /// Null for an asset of another maker and for every preset but the highest quality. The file is
@@ -37,8 +36,7 @@ class ExportSessions final : public AVAssetExports {
 
  private:
   Executor& queue_;
-  const ProgressObserver observer_;
-  const ExportCallbacks supervision_;
+  const ExportCallbacks callbacks_;
 };
 
 }  // namespace vecamera::device::media

@@ -51,7 +51,7 @@ class Export {
       return mediaFailure(AVError::fileFailedToParse,
                           "The movie cannot be read: the file ends before its contents do.");
     auto created =
-        MovieOutput::create(target, FileFormat::mpeg4, IndexPosition::front, options_.isCancelled);
+        MovieOutput::create(target, mpeg4Format, IndexPosition::front, options_.isCancelled);
     if (!created) return std::move(created).failure();
     output_ = std::move(*created);
     output_->setMetadata(input_->metadata());
@@ -65,7 +65,7 @@ class Export {
     return output_->finish();
   }
 
-  /// Removes from the copies what, by the failure, must be encoded; false where there is none.
+  /// Removes from the copies what, by the error, must be encoded; false where there is none.
   bool removeUnfit(Copies& copies) const {
     const Copies before = copies;
     copies.video &= !(video_ && video_->mustBeEncoded());
@@ -90,29 +90,19 @@ class Export {
   }
 
   MediaResult<void> readAll() {
-    const Packet packet(av_packet_alloc());
-    if (!packet) return outOfMemory("The movie cannot be read");
-    int status = 0;
-    while ((status = input_->read(*packet)) >= 0) {
-      if (auto done = requireUnencrypted(*packet); !done) return done;
+    const Packet packet = newPacket();
+    for (;;) {
+      auto read = input_->read(*packet);
+      if (!read) return std::move(read).failure();
+      if (*read == MovieInput::ReadResult::end) return {};
       // Only a part of a packet, as where the file ends in it. Elsewhere a broadcast lost the rest,
       // which the decoders cope with.
-      if (input_->isMpeg4() && packet->flags & AV_PKT_FLAG_CORRUPT) {
-        status = AVERROR_INVALIDDATA;
-        break;
-      }
+      if (input_->isMpeg4() && packet->flags & AV_PKT_FLAG_CORRUPT)
+        return damagedMovie(AVERROR_INVALIDDATA);
       const bool isAudio = input_->audio() && packet->stream_index == input_->audio()->index;
       if (auto done = (isAudio ? audio_ : video_)->write(packet.get()); !done) return done;
       reportProgress(*packet);
     }
-    // A cancelled read may look like the end of the file.
-    if (isCancelled()) status = AVERROR_EXIT;
-    // The index of an MPEG-4 file names what must be there. Of a recording without one, what can be
-    // read is all that there is.
-    const bool isEnd = status == AVERROR_EOF ||
-                       (status != AVERROR_EXIT && !input_->isMpeg4() && input_->mayEndHere());
-    if (isEnd) return {};
-    return libraryFailure(status, "The movie is damaged", AVError::fileFailedToParse);
   }
 
   void reportProgress(const AVPacket& packet) {
@@ -129,8 +119,6 @@ class Export {
     }
     progress_.report(std::min(fraction, 1.0) * readingFraction);
   }
-
-  bool isCancelled() const { return options_.isCancelled && options_.isCancelled(); }
 
   const ExportOptions& options_;
   Progress& progress_;

@@ -20,31 +20,26 @@ Size squareSize(const AVStream& video, Size stored) {
   return {std::max(1, static_cast<int>(std::lround(width))), stored.height};
 }
 
-struct FileType {
-  const char* extension;
-  const char* uniformType;
-};
-
-std::optional<FileType> fileTypeOf(const MovieInput& input) {
-  if (input.isWebM()) return FileType{"webm", "org.webmproject.webm"};
-  if (!input.isMpeg4()) return std::nullopt;
+MediaResult<MovieFormat> formatOf(const MovieInput& input) {
+  if (input.isWebM()) return webmFormat;
+  if (!input.isMpeg4())
+    return mediaFailure(AVError::fileFormatNotRecognized,
+                        "The movie is none of these: " + movieFormatNames() + ".");
   // Files from before there were brands are QuickTime's.
   const std::string brand = input.majorBrand();
-  if (brand.empty() || brand == "qt  ") return FileType{"mov", "com.apple.quicktime-movie"};
-  return FileType{"mp4", "public.mpeg-4"};
+  return brand.empty() || brand == "qt  " ? quickTimeFormat : mpeg4Format;
 }
 
-std::optional<MovieFacts> factsOf(const MediaResult<std::unique_ptr<MovieInput>>& opened) {
-  if (!opened) return std::nullopt;
+MediaResult<MovieFacts> factsOf(const MediaResult<std::unique_ptr<MovieInput>>& opened) {
+  if (!opened) return opened.failure();
   const MovieInput& input = **opened;
-  const auto type = fileTypeOf(input);
-  if (!type) return std::nullopt;
+  const auto format = formatOf(input);
+  if (!format) return format.failure();
   const AVStream& video = input.video();
   const Size size = uprightSize(squareSize(video, {video.codecpar->width, video.codecpar->height}),
                                 orientationOf(video));
   MovieFacts facts;
-  facts.extension = type->extension;
-  facts.uniformType = type->uniformType;
+  facts.format = *format;
   facts.width = static_cast<std::size_t>(size.width);
   facts.height = static_cast<std::size_t>(size.height);
   if (const auto duration = input.durationMicroseconds())
@@ -53,26 +48,31 @@ std::optional<MovieFacts> factsOf(const MediaResult<std::unique_ptr<MovieInput>>
   return facts;
 }
 
-std::optional<imaging::Bitmap> bitmapOf(const AVFrame& given, Size size) {
+Failure<NSError> cannotShow() {
+  return mediaFailure(AVError::decodeFailed, "The movie has no picture that can be shown.");
+}
+
+MediaResult<imaging::Bitmap> bitmapOf(AVFrame& decoded, Size size) {
   ToneMapper toneMapper;
-  const AVFrame* const frame = isHdr(given.color_trc) ? toneMapper.map(given) : &given;
-  if (!frame) return std::nullopt;
-  const Scaler scaler =
-      makeScaler(FrameFormat(*frame), {frame->width, frame->height}, size, AV_PIX_FMT_RGBA);
+  const auto mapped = toneMapper.map(decoded);
+  if (!mapped) return mapped.failure();
+  const AVFrame& frame = **mapped;
+  const auto scaler =
+      makeScaler(FrameFormat(frame), {frame.width, frame.height}, size, AV_PIX_FMT_RGBA);
+  if (!scaler) return scaler.failure();
   // Its rows are longer than the bitmap's, which the scaler makes use of.
-  const Frame scaled = newVideoFrame(AV_PIX_FMT_RGBA, size);
+  const Frame scaled = newFrame();
+  if (auto done = allocatePixels(*scaled, AV_PIX_FMT_RGBA, size); !done) return done.failure();
+  if (auto done = scale(*scaler, frame, frame.height, scaled->data, scaled->linesize); !done)
+    return done.failure();
   auto bitmap = imaging::Bitmap::uninitialized(static_cast<std::size_t>(size.width),
-                                               static_cast<std::size_t>(size.height))
-                    .value();
-  if (!scaler || !scaled || !bitmap ||
-      sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, scaled->data,
-                scaled->linesize) <= 0)
-    return std::nullopt;
+                                               static_cast<std::size_t>(size.height));
+  if (!bitmap) return cannotShow();
   for (std::size_t y = 0; y < bitmap->height(); ++y)
     std::memcpy(bitmap->row(y), scaled->data[0] + static_cast<int>(y) * scaled->linesize[0],
                 bitmap->strideBytes());
   bitmap->setKnownOpaque(true);
-  return bitmap;
+  return *std::move(bitmap);
 }
 
 bool isBlack(const imaging::Bitmap& bitmap) {
@@ -89,30 +89,25 @@ bool isBlack(const imaging::Bitmap& bitmap) {
 /// The frames near the start, small and as stored, one after the other.
 class FirstFrames {
  public:
-  FirstFrames(MovieInput& input, std::size_t maxSide)
-      : input_(input),
-        maxSide_(static_cast<double>(maxSide)),
-        decoder_(openDecoder(input.video())),
-        packet_(av_packet_alloc()),
-        frame_(av_frame_alloc()) {}
+  FirstFrames(MovieInput& input, Codec decoder, std::size_t maxSide)
+      : input_(input), decoder_(std::move(decoder)), maxSide_(static_cast<double>(maxSide)) {}
 
-  std::optional<imaging::Bitmap> next() {
-    if (!decoder_ || !packet_ || !frame_) return std::nullopt;
-    AVCodecContext* const decoder = decoder_->get();
+  MediaResult<imaging::Bitmap> next() {
     // What gives no frame in so many packets is not worth more.
     for (; packets_ < 300; ++packets_) {
-      if (avcodec_receive_frame(decoder, frame_.get()) >= 0) return small();
-      if (isAtEnd_) return std::nullopt;
-      isAtEnd_ = input_.read(*packet_) < 0 || !requireUnencrypted(*packet_);
+      if (avcodec_receive_frame(decoder_.get(), frame_.get()) >= 0) return small();
+      if (isAtEnd_) break;
+      const auto read = input_.read(*packet_);
+      isAtEnd_ = !read || *read == MovieInput::ReadResult::end;
       if (isAtEnd_ || packet_->stream_index == input_.video().index)
-        avcodec_send_packet(decoder, isAtEnd_ ? nullptr : packet_.get());
+        avcodec_send_packet(decoder_.get(), isAtEnd_ ? nullptr : packet_.get());
     }
-    return std::nullopt;
+    return cannotShow();
   }
 
  private:
-  std::optional<imaging::Bitmap> small() const {
-    if (frame_->width <= 0 || frame_->height <= 0) return std::nullopt;
+  MediaResult<imaging::Bitmap> small() const {
+    if (frame_->width <= 0 || frame_->height <= 0) return cannotShow();
     const Size size = squareSize(input_.video(), {frame_->width, frame_->height});
     const double factor = std::min(1.0, maxSide_ / std::max(size.width, size.height));
     return bitmapOf(*frame_, {std::max(1, static_cast<int>(std::lround(size.width * factor))),
@@ -120,22 +115,34 @@ class FirstFrames {
   }
 
   MovieInput& input_;
+  const Codec decoder_;
   const double maxSide_;
-  MediaResult<Codec> decoder_;
-  Packet packet_;
-  Frame frame_;
+  const Packet packet_ = newPacket();
+  const Frame frame_ = newFrame();
   int packets_ = 0;
   bool isAtEnd_ = false;
 };
 
-std::optional<Data> posterOf(const MediaResult<std::unique_ptr<MovieInput>>& input,
-                             std::size_t maxSide) {
+}  // namespace
+
+MediaResult<MovieFacts> probeMovie(const Data& movie) {
+  return factsOf(MovieInput::open(movie));
+}
+
+MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie) {
+  return factsOf(MovieInput::open(movie, {}));
+}
+
+MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide) {
   constexpr int maxFrames = 30;
   constexpr int quality = 85;
-  if (!input || maxSide == 0) return std::nullopt;
-  FirstFrames frames(**input, maxSide);
+  auto input = MovieInput::open(movie, {});
+  if (!input) return std::move(input).failure();
+  auto decoder = openDecoder((*input)->video());
+  if (!decoder) return std::move(decoder).failure();
+  FirstFrames frames(**input, std::move(*decoder), maxSide);
   auto poster = frames.next();
-  if (!poster) return std::nullopt;
+  if (!poster) return std::move(poster).failure();
   if (isBlack(*poster)) {
     for (int i = 1; i < maxFrames; ++i) {
       auto later = frames.next();
@@ -145,27 +152,11 @@ std::optional<Data> posterOf(const MediaResult<std::unique_ptr<MovieInput>>& inp
       break;
     }
   }
-  poster = imaging::oriented(std::move(*poster), orientationOf((*input)->video())).value();
-  auto jpeg = poster ? imaging::encodeJpeg(*poster, quality, {}).value() : std::nullopt;
-  return jpeg ? std::optional(Data(std::move(*jpeg))) : std::nullopt;
-}
-
-}  // namespace
-
-std::optional<MovieFacts> probeMovie(const Data& movie) {
-  return factsOf(MovieInput::open(movie));
-}
-
-std::optional<MovieFacts> probeMovieFile(const std::filesystem::path& movie) {
-  return factsOf(MovieInput::open(movie, {}));
-}
-
-std::optional<Data> posterFrame(const Data& movie, std::size_t maxSide) {
-  return posterOf(MovieInput::open(movie), maxSide);
-}
-
-std::optional<Data> posterFrameOfFile(const std::filesystem::path& movie, std::size_t maxSide) {
-  return posterOf(MovieInput::open(movie, {}), maxSide);
+  const auto upright = imaging::oriented(std::move(*poster), orientationOf((*input)->video()));
+  if (!upright) return cannotShow();
+  auto jpeg = imaging::encodeJpeg(*upright, quality, {});
+  if (!jpeg) return cannotShow();
+  return Data(std::move(*jpeg));
 }
 
 }  // namespace vecamera::device::media

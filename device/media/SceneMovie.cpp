@@ -193,11 +193,10 @@ class ScenePainter {
   AVFrame* frame_ = nullptr;
 };
 
-/// The display matrix for stored frames of the size; false without memory.
-bool setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, Size stored) {
-  auto* const matrix = reinterpret_cast<std::int32_t*>(
-      av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t)));
-  if (!matrix) return false;
+/// Says how stored frames of the size are shown upright.
+void setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, Size stored) {
+  auto* const matrix = reinterpret_cast<std::int32_t*>(allocated(
+      av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t))));
   constexpr std::int32_t one = 1 << 16;
   const Size upright = uprightSize(stored, orientation);
   std::fill_n(matrix, 9, 0);
@@ -206,7 +205,6 @@ bool setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, 
   matrix[6] = orientation.mirrorsX ? upright.width * one : 0;
   matrix[7] = orientation.mirrorsY ? upright.height * one : 0;
   matrix[8] = 1 << 30;
-  return true;
 }
 
 /// How a stored frame stands, by the quarter turns that show it upright.
@@ -225,9 +223,8 @@ class SceneRecorder {
 
   MediaResult<void> record(const std::filesystem::path& target,
                            const CancellationCheck& isCancelled) {
-    const bool isMpeg4 = target.extension() == ".mp4";
-    auto created = MovieOutput::create(target, isMpeg4 ? FileFormat::mpeg4 : FileFormat::quickTime,
-                                       IndexPosition::end, {});
+    const auto& format = target.extension() == ".mp4" ? mpeg4Format : quickTimeFormat;
+    auto created = MovieOutput::create(target, format, IndexPosition::end, {});
     if (!created) return std::move(created).failure();
     output_ = std::move(*created);
     if (auto done = openTracks(); !done) return done;
@@ -260,9 +257,11 @@ class SceneRecorder {
     auto video = EncodedTrack::addVideo(*output_, settings);
     if (!video) return std::move(video).failure();
     video_ = std::move(*video);
-    if (orientation_ != imaging::Orientation{} &&
-        !setDisplayMatrix(video_->track(), orientation_, stored_))
-      return outOfMemory();
+    if (orientation_ != imaging::Orientation{})
+      setDisplayMatrix(video_->track(), orientation_, stored_);
+    if (auto done = allocatePixels(*canvas_, AV_PIX_FMT_RGB24, uprightSize(stored_, orientation_));
+        !done)
+      return done;
     if (!scene_.hasAudio) return {};
     auto audio = EncodedTrack::addAudio(*output_, sampleRate, 1);
     if (!audio) return std::move(audio).failure();
@@ -272,15 +271,14 @@ class SceneRecorder {
   }
 
   MediaResult<void> encodeFrame(std::int64_t number) {
-    if (!canvas_) canvas_ = newVideoFrame(AV_PIX_FMT_RGB24, uprightSize(stored_, orientation_));
-    if (!canvas_) return outOfMemory();
     const std::int64_t ticks = videoTimeBase.den;
     painter_.paint(*canvas_, static_cast<double>(number) / scene_.framesPerSecond, scene_.seconds);
-    AVFrame* const frame = fitter_.fit(*canvas_);
-    if (!frame) return outOfMemory();
-    frame->pts = number * ticks / scene_.framesPerSecond;
-    frame->pkt_duration = (number + 1) * ticks / scene_.framesPerSecond - frame->pts;
-    return video_->encode(frame);
+    auto fitted = fitter_.fit(*canvas_);
+    if (!fitted) return std::move(fitted).failure();
+    AVFrame& frame = **fitted;
+    frame.pts = number * ticks / scene_.framesPerSecond;
+    frame.pkt_duration = (number + 1) * ticks / scene_.framesPerSecond - frame.pts;
+    return video_->encode(&frame);
   }
 
   MediaResult<void> encodeAudioUpTo(std::int64_t samples) {
@@ -290,10 +288,6 @@ class SceneRecorder {
       tone_.push_back(toneAt(static_cast<double>(at) / sampleRate));
     const auto* const plane = reinterpret_cast<const std::uint8_t*>(tone_.data());
     return framer_->write(&plane, static_cast<int>(tone_.size()));
-  }
-
-  static Failure<NSError> outOfMemory() {
-    return media::outOfMemory("The scene cannot be recorded");
   }
 
   const SceneMovie& scene_;
@@ -306,7 +300,7 @@ class SceneRecorder {
   std::unique_ptr<EncodedTrack> audio_;
   /// Nothing where the scene is silent.
   std::optional<AudioFramer> framer_;
-  Frame canvas_;
+  const Frame canvas_ = newFrame();
   std::vector<float> tone_;
 };
 

@@ -57,8 +57,6 @@ FileResult<void> write(const AssetContent& content, const foundation::Descriptor
   return written ? foundation::synchronize(file) : written;
 }
 
-constexpr std::string_view movieFormats = "MP4, QuickTime, WebM";
-
 Failure<StoreError> invalidResource(const std::string& name, std::string_view kind,
                                     std::string_view formats) {
   return storeFailure(StoreError::Kind::invalidResource, name + " is no " + std::string(kind) +
@@ -252,7 +250,7 @@ StoreResult<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset
   const bool isPhoto = asset.type == PHAssetResourceType::photo;
   const auto refused = [this, isPhoto] {
     return isPhoto ? invalidResource("The resource", "picture", parts_.pictureFormats)
-                   : invalidResource("The resource", "movie", movieFormats);
+                   : invalidResource("The resource", "movie", parts_.movieFormats);
   };
   const auto* source = std::get_if<fs::path>(&asset.content);
   if (source ? !foundation::openFileForReading(*source) : !describe(asset)) return refused();
@@ -291,7 +289,7 @@ StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date
     return invalidResource(name, "picture", parts_.pictureFormats);
   if (!isKnown) {
     return invalidResource(name, "picture or movie",
-                           parts_.pictureFormats + ", " + std::string(movieFormats));
+                           parts_.pictureFormats + ", " + parts_.movieFormats);
   }
   auto added = add({asset});
   if (!added) return storeFailure(added.error().kind, name + ": " + added.error().text);

@@ -77,8 +77,9 @@ class LibraryStore {
     std::function<std::optional<Data>(const Data& original, int maxSide)> makeThumbnail;
     std::function<std::optional<Data>(const std::filesystem::path& original, int maxSide)>
         makePoster;
-    /// The pictures that it takes, as its messages name them: "JPEG, PNG".
+    /// What it takes, as its messages name it: "JPEG, PNG", "MP4, QuickTime".
     std::string pictureFormats;
+    std::string movieFormats;
     /// Draws UUIDs; the library appends "/L0/001". Without the function they are random.
     std::function<std::string()> identifiers;
     /// Called at each step, mostly with the library held: it must not call the library. For tests.

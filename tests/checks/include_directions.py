@@ -53,7 +53,7 @@ ROOMS = {
                                "device/camera"],
     "device/script/play": ["device/script/assembly"],
     "simulator/server/base": ["device/script/json"],
-    "simulator/server/http": ["simulator/server/base"],
+    "simulator/server/http": ["simulator/server/base", "device/media/base"],
     "simulator/server/phone": ["simulator/server/http", "device/script/play"],
     "simulator/server/sites": ["simulator/server/phone"],
     "simulator/server": ["simulator/server/sites"],

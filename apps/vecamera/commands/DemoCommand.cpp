@@ -21,17 +21,18 @@ void say(const std::string& text) {
   std::cerr << text << std::endl;
 }
 
-/// The folder, made where it is missing; nothing where it cannot be had.
-std::optional<fs::path> makeFolder(const std::optional<fs::path>& wanted) {
+/// The folder, made where it is missing, or a temporary one.
+AppResult<fs::path> makeFolder(const std::optional<fs::path>& wanted) {
   std::error_code error;
   if (wanted) {
     fs::create_directories(*wanted, error);
-    if (!fs::is_directory(*wanted, error)) return std::nullopt;
-    return fs::absolute(*wanted, error);
+    if (fs::is_directory(*wanted, error)) return fs::absolute(*wanted, error);
+  } else {
+    auto pattern = (fs::temp_directory_path(error) / "vecamera-demo-XXXXXX").string();
+    if (!error && mkdtemp(pattern.data())) return fs::path(pattern);
   }
-  auto pattern = (fs::temp_directory_path(error) / "vecamera-demo-XXXXXX").string();
-  if (error || mkdtemp(pattern.data()) == nullptr) return std::nullopt;
-  return fs::path(pattern);
+  return device::Failure((wanted ? wanted->string() : "a temporary folder") +
+                         ": it cannot be made; name a folder that can, as in `vecamera demo DIR`");
 }
 
 /// What an event means to a newcomer; empty where that is plain.
@@ -61,9 +62,7 @@ device::Result<device::script::Script, device::script::ScriptError> readSample(
 
 ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
   const auto folder = makeFolder(wantedFolder);
-  if (!folder)
-    return refuse((wantedFolder ? wantedFolder->string() : std::string("a temporary folder")) +
-                  ": it cannot be made; name a folder that can, as in `vecamera demo DIR`");
+  if (!folder) return refuse(folder.error());
   const auto before = *folder / "before.jpg";
   const auto after = *folder / "after.jpg";
   SceneOptions scene;
@@ -79,7 +78,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
   say("A page asks for a photo as a JPEG file, upright, fitted into 640 by 480.\n"
       "Lines in braces are the events that `vecamera run` prints for programs.");
   std::optional<Data> photo;
-  const auto outcome = device::script::playScriptAsJson(
+  const auto played = device::script::playScriptAsJson(
       *script, {},
       [&photo](const nlohmann::ordered_json& event) {
         if (const auto text = explain(event); !text.empty()) say("\n" + text);
@@ -88,10 +87,10 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
         if (event.value("event", "") == "answer") photo = bytesOfResult(resultOf(event), {});
       },
       std::cerr);
-  if (!outcome) std::cerr << sample.string() << ": " << outcome.error().message() << '\n';
-  if (!outcome || *outcome != device::script::PlayResult::finished || !photo)
+  if (!played) std::cerr << sample.string() << ": " << played.error().message() << '\n';
+  if (!played || *played != device::script::PlayResult::finished || !photo)
     return fail("the demo did not come off; the lines above say why");
-  if (!writeFile(after, *photo)) return fail(after.string() + ": it cannot be written");
+  if (const auto written = writeFile(after, *photo); !written) return fail(written.error());
 
   say("\nLook at these two pictures:\n  " + before.string() + "  what the camera saw\n  " +
       after.string() + "   what the page got: upright pixels, smaller\n\nNext: vecamera take " +

@@ -31,15 +31,13 @@ AppResult<std::unique_ptr<LibraryStore>> openLibrary(const fs::path& home) {
   return Failure(home.string() + ": its photo library cannot be opened: " + library.error().text);
 }
 
-/// Whether there is a library, so that looking for one does not make it; complains where there is
-/// none.
-bool hasLibrary(const fs::path& home) {
+/// Fails where there is no library, so that looking for one does not make it.
+AppResult<void> requireLibrary(const fs::path& home) {
   std::error_code ignored;
-  if (fs::is_directory(device::script::libraryFolder(home), ignored)) return true;
-  complain(home.string() +
-           ": there is no photo library; make one with `vecamera library add FILE --home " +
-           home.string() + "`");
-  return false;
+  if (fs::is_directory(device::script::libraryFolder(home), ignored)) return {};
+  return Failure(home.string() +
+                 ": there is no photo library; make one with `vecamera library add FILE --home " +
+                 home.string() + "`");
 }
 
 std::string_view typeName(const AssetRecord& asset) {
@@ -125,9 +123,8 @@ AppResult<void> exportAsset(LibraryStore& library, const AssetRecord& asset, con
     return Failure(file.string() + ": there is such a file already; replace it with --force");
   const auto bytes = library.readOriginal(asset.identifier);
   if (!bytes) return Failure(asset.identifier + ": " + bytes.error().text);
-  if (!writeFile(file, *bytes))
-    return Failure(file.string() +
-                   ": it cannot be written; check the folder's permissions and space");
+  if (const auto written = writeFile(file, *bytes); !written)
+    return Failure(written.error() + "; check the folder's permissions and space");
   std::cout << file.string() << std::endl;
   return {};
 }
@@ -145,7 +142,7 @@ bool isConfirmed(const fs::path& home, std::size_t count) {
 ExitStatus addToLibrary(const fs::path& home, const std::vector<fs::path>& files) {
   std::vector<device::photos::FileToImport> imports;
   for (const auto& file : files) {
-    if (const auto problem = problemWithFile(file)) return refuse(*problem);
+    if (const auto readable = requireFile(file); !readable) return refuse(readable.error());
     imports.push_back({file, std::nullopt});
   }
   if (!device::foundation::ApplicationHome::open(home.string()))
@@ -160,7 +157,7 @@ ExitStatus addToLibrary(const fs::path& home, const std::vector<fs::path>& files
 }
 
 ExitStatus listLibrary(const fs::path& home, ListForm form) {
-  if (!hasLibrary(home)) return ExitStatus::usage;
+  if (const auto exists = requireLibrary(home); !exists) return refuse(exists.error());
   const auto assets = chooseAssets(home, {});
   if (!assets) return fail(assets.error());
   if (form == ListForm::table)
@@ -171,7 +168,7 @@ ExitStatus listLibrary(const fs::path& home, ListForm form) {
 }
 
 ExitStatus exportLibrary(const fs::path& home, const LibraryExport& options) {
-  if (!hasLibrary(home)) return ExitStatus::usage;
+  if (const auto exists = requireLibrary(home); !exists) return refuse(exists.error());
   std::error_code error;
   fs::create_directories(options.folder, error);
   if (!fs::is_directory(options.folder, error))
@@ -194,7 +191,7 @@ ExitStatus exportLibrary(const fs::path& home, const LibraryExport& options) {
 }
 
 ExitStatus clearLibrary(const fs::path& home, Confirmation confirmation) {
-  if (!hasLibrary(home)) return ExitStatus::usage;
+  if (const auto exists = requireLibrary(home); !exists) return refuse(exists.error());
   const bool asks = confirmation == Confirmation::ask;
   if (asks && isatty(STDIN_FILENO) == 0)
     return refuse("clear removes every asset for good; say --yes where nobody can be asked");

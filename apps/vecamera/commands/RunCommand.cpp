@@ -27,13 +27,13 @@ ExitStatus run(const RunOptions& options) {
   };
   const auto script = read(options.script);
   if (!script) return refuseScript(script.error());
-  const auto outcome = device::script::playScript(
+  const auto played = device::script::playScript(
       *script, {options.limit, wasInterrupted},
       [](std::string_view line) { std::cout << line << std::endl; }, std::cerr);
   if (!std::cout) return fail("standard output cannot be written, so events are missing from it");
-  if (!outcome) return refuseScript(outcome.error());
-  return *outcome == device::script::PlayResult::finished ? ExitStatus::success
-                                                          : ExitStatus::failure;
+  if (!played) return refuseScript(played.error());
+  return *played == device::script::PlayResult::finished ? ExitStatus::success
+                                                         : ExitStatus::failure;
 }
 
 }  // namespace vecamera::app

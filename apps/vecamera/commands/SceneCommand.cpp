@@ -48,9 +48,8 @@ ExitStatus writeScene(const SceneOptions& options) {
       static_cast<std::size_t>(width), static_cast<std::size_t>(height),
       device::imaging::orientationOfExif(options.orientation), seed, {});
   if (!scene) return fail("so large a picture cannot be made; ask for a smaller --size");
-  if (!writeFile(options.file, *scene))
-    return fail(options.file.string() +
-                ": it cannot be written; check the folder and its permissions");
+  if (const auto written = writeFile(options.file, *scene); !written)
+    return fail(written.error() + "; check the folder and its permissions");
   return ExitStatus::success;
 }
 

@@ -16,40 +16,40 @@ namespace vecamera::app {
 namespace {
 
 namespace fs = std::filesystem;
+using device::Failure;
 
-/// Why the options cannot be served, or nothing.
-std::optional<std::string> problemWith(const ServeOptions& options) {
+AppResult<void> check(const ServeOptions& options) {
   std::error_code ignored;
   if (options.app && !fs::is_directory(*options.app, ignored))
-    return options.app->string() + ": it is no folder; --app names the one with your index.html";
+    return Failure(options.app->string() +
+                   ": it is no folder; --app names the one with your index.html");
   if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
-    return options.home->string() + ": it cannot be a device's home; name a folder of its own";
+    return Failure(options.home->string() +
+                   ": it cannot be a device's home; name a folder of its own");
   if (options.record) {
     if (fs::is_directory(*options.record, ignored))
-      return options.record->string() + ": it is a folder; --record names a file";
+      return Failure(options.record->string() + ": it is a folder; --record names a file");
     const auto folder = fs::absolute(*options.record, ignored).parent_path();
     if (!fs::is_directory(folder, ignored) || access(folder.c_str(), W_OK) != 0)
-      return options.record->string() +
-             ": its folder cannot be written; choose another for --record";
+      return Failure(options.record->string() +
+                     ": its folder cannot be written; choose another for --record");
   }
-  return std::nullopt;
+  return {};
 }
 
-/// A page that leads to the address. The address holds a secret, and everybody on the machine can
-/// read a program's arguments, but only the user can read this page.
-std::optional<std::string> writeLaunchPage(const std::string& folder, const std::string& address) {
-  auto file = folder + "/open.html";
+/// Has the desktop's browser open a page of the folder that leads to the address. The address holds
+/// a secret, and everybody on the machine can read a program's arguments, but only the user can
+/// read this page. The browser may outlive the server: it gets none of its descriptors, and signals
+/// as a shell would give them.
+device::foundation::FileResult<void> openBrowser(const std::string& folder,
+                                                 const std::string& address) {
+  std::string file = folder + "/open.html";
   const auto page =
       "<!doctype html><title>vecamera</title><meta http-equiv=\"refresh\" content=\"0; "
       "url=" +
       address + "\">\n";
-  if (!device::foundation::replaceFile(file, Data::copyOf(page))) return std::nullopt;
-  return file;
-}
-
-/// Has the desktop's browser open the page; false where there is none. It may outlive the server:
-/// it gets none of its descriptors, and signals as a shell would give them.
-bool openBrowser(const std::string& page) {
+  if (auto written = device::foundation::replaceFile(file, Data::copyOf(page)); !written)
+    return written;
   posix_spawn_file_actions_t actions;
   posix_spawn_file_actions_init(&actions);
   // What a browser has to say is nothing that the output's reader waits for.
@@ -67,14 +67,14 @@ bool openBrowser(const std::string& page) {
   posix_spawnattr_setflags(&attributes,
                            POSIX_SPAWN_SETSID | POSIX_SPAWN_SETSIGMASK | POSIX_SPAWN_SETSIGDEF);
   std::string program = "xdg-open";
-  std::string argument = page;
-  char* const arguments[] = {program.data(), argument.data(), nullptr};
+  char* const arguments[] = {program.data(), file.data(), nullptr};
   pid_t child = 0;
-  const bool started =
-      posix_spawnp(&child, program.c_str(), &actions, &attributes, arguments, environ) == 0;
+  const int error =
+      posix_spawnp(&child, program.c_str(), &actions, &attributes, arguments, environ);
   posix_spawnattr_destroy(&attributes);
   posix_spawn_file_actions_destroy(&actions);
-  return started;
+  if (error != 0) return device::foundation::fileFailure(error);
+  return {};
 }
 
 std::optional<fs::path> absolute(const std::optional<fs::path>& path) {
@@ -85,7 +85,7 @@ std::optional<fs::path> absolute(const std::optional<fs::path>& path) {
 }  // namespace
 
 ExitStatus serve(const ServeOptions& options) {
-  if (const auto problem = problemWith(options)) return refuse(*problem);
+  if (const auto checked = check(options); !checked) return refuse(checked.error());
   simulator::ServerSetup setup;
   setup.app = absolute(options.app);
   setup.phone.home = absolute(options.home);
@@ -115,8 +115,7 @@ ExitStatus serve(const ServeOptions& options) {
   std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
   const auto folder =
       options.opensBrowser ? device::foundation::ApplicationHome::makePrivate() : nullptr;
-  const auto page = folder ? writeLaunchPage(folder->path(), server->address()) : std::nullopt;
-  if (options.opensBrowser && !(page && openBrowser(*page)))
+  if (options.opensBrowser && !(folder && openBrowser(folder->path(), server->address())))
     complain("no browser can be opened: xdg-open is missing; open the address yourself");
   server->run();
   return ExitStatus::success;

@@ -63,7 +63,7 @@ bool isPicture(const fs::path& file) {
 
 /// What the file holds; nothing: neither a picture nor a movie.
 std::optional<Media> contentOf(const fs::path& file) {
-  if (device::media::probeMovieFile(file)) return Media::movie;
+  if (device::media::probeMovie(file)) return Media::movie;
   return isPicture(file) ? std::optional(Media::photo) : std::nullopt;
 }
 
@@ -76,7 +76,7 @@ bool opensCamera(const TakeOptions& options) {
 
 /// What the user takes or picks, or why the request cannot be played.
 AppResult<Media> checked(const TakeOptions& options) {
-  if (auto problem = problemWithFile(options.photo)) return Failure(*std::move(problem));
+  if (auto readable = requireFile(options.photo); !readable) return std::move(readable).failure();
   if (std::error_code ignored; !fs::is_regular_file(options.photo, ignored))
     return Failure(options.photo.string() +
                    ": it is no regular file; save the picture to one first");
@@ -91,8 +91,8 @@ AppResult<Media> checked(const TakeOptions& options) {
   if (content == media) return media;
   const std::string name = options.photo.string();
   if (media == Media::movie)
-    return Failure(
-        name + ": it is no movie that the device can open; give it an MP4, QuickTime or WebM file");
+    return Failure(name + ": it is no movie that the device can open; give it an " +
+                   device::media::movieFormatNames(" or ") + " file");
   if (content == Media::movie) return Failure(name + ": it is a movie; say so with --media video");
   return Failure(name + ": it is no picture that the device can open; give it a " +
                  device::imaging::formatNames(" or ") + " file");
@@ -102,13 +102,13 @@ AppResult<Media> checked(const TakeOptions& options) {
 struct Reply {
   nlohmann::ordered_json answer;
   /// Why there is no answer.
-  std::string why;
+  std::string reason;
 };
 
 void record(const nlohmann::ordered_json& event, Reply& reply) {
   const auto name = event.value("event", "");
   if (name == "open" || name == "failed")
-    reply.why = event.value("why", "");
+    reply.reason = event.value("why", "");
   else if (name == "answer")
     reply.answer = event;
 }
@@ -126,8 +126,9 @@ ExitStatus writeOutput(const TakeOptions& options, const nlohmann::ordered_json&
   const auto bytes = bytesOfResult(resultOf(answer), home);
   if (!bytes)
     return fail("the answer holds nothing that could be written to " + options.output->string());
-  if (writeFile(*options.output, *bytes)) return ExitStatus::success;
-  return fail(options.output->string() + ": it cannot be written; check folder and permissions");
+  if (const auto written = writeFile(*options.output, *bytes); !written)
+    return fail(written.error() + "; check folder and permissions");
+  return ExitStatus::success;
 }
 
 /// Two photos of one second would have the same name, and the plug-in would wait for the first to
@@ -209,13 +210,13 @@ ExitStatus take(const TakeOptions& options) {
   }
   if (reply.answer.is_null())
     return fail("the command was not answered: " +
-                (reply.why.empty() ? "nothing says why" : reply.why));
+                (reply.reason.empty() ? "nothing says why" : reply.reason));
 
   std::cout << device::script::toLine(reply.answer) << std::endl;
   if (!std::cout) return fail("standard output cannot be written");
   if (reply.answer.value("result", "") != "success")
     return fail("the command was answered with an error: " + messageOf(reply.answer));
-  if (*played == device::script::PlayResult::failed) return fail(reply.why);
+  if (*played == device::script::PlayResult::failed) return fail(reply.reason);
   if (resultOf(reply.answer).isNull())
     complain(options.photo.string() +
              ": the answer holds no picture, because the file cannot be decoded to its end");

@@ -20,17 +20,17 @@ void interrupt(int number) {
 
 }  // namespace
 
-void complain(std::string_view why) {
-  std::cerr << "vecamera: " << why << std::endl;
+void complain(std::string_view message) {
+  std::cerr << "vecamera: " << message << std::endl;
 }
 
-ExitStatus refuse(std::string_view why) {
-  complain(why);
+ExitStatus refuse(std::string_view message) {
+  complain(message);
   return ExitStatus::usage;
 }
 
-ExitStatus fail(std::string_view why) {
-  complain(why);
+ExitStatus fail(std::string_view message) {
+  complain(message);
   return ExitStatus::failure;
 }
 

@@ -16,16 +16,16 @@ enum class ExitStatus {
   usage = 2,
 };
 
-/// A value, or why there is none, in words for the user.
+/// A value, or an error message for the user.
 template <class T>
 using AppResult = device::Result<T, std::string>;
 
-/// "vecamera: WHY" on standard error.
-void complain(std::string_view why);
+/// "vecamera: MESSAGE" on standard error.
+void complain(std::string_view message);
 
 /// Complains, and returns the status.
-ExitStatus refuse(std::string_view why);
-ExitStatus fail(std::string_view why);
+ExitStatus refuse(std::string_view message);
+ExitStatus fail(std::string_view message);
 
 /// On a terminal, a bar on standard error that shows the share done, from 0 to 1, and is gone at 1;
 /// elsewhere nothing.

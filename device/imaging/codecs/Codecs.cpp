@@ -4,6 +4,7 @@
 #include <array>
 #include <utility>
 
+#include "device/base/JoinNames.h"
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/codecs/ExifOrientation.h"
 #include "device/imaging/codecs/HeifCodec.h"
@@ -111,12 +112,8 @@ ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) 
 }  // namespace
 
 std::string formatNames(std::string_view lastSeparator) {
-  std::string names;
-  for (const Codec& codec : codecs) {
-    if (!names.empty()) names += &codec == &codecs.back() ? lastSeparator : ", ";
-    names += codec.format.name;
-  }
-  return names;
+  return joinNames(
+      codecs, [](const Codec& codec) { return codec.format.name; }, lastSeparator);
 }
 
 ImageResult<PictureHeader> readHeader(Bytes bytes) {

@@ -31,7 +31,7 @@ enum class AVError : std::int64_t {
   operationCancelled = -11878,
 };
 
-/// The failure of any `MediaResult`, with a description.
+/// An error for any `MediaResult`, with a description.
 Failure<NSError> mediaFailure(AVError code, std::string description);
 /// For what an interface without exceptions must not let through.
 Failure<NSError> mediaFailure(const std::exception& thrown);

@@ -34,19 +34,27 @@ ByteSource::ByteSource(foundation::Descriptor file, std::int64_t size,
 }
 
 ByteSource::~ByteSource() {
-  if (stream_) av_freep(&stream_->buffer);
+  av_freep(&stream_->buffer);
   avio_context_free(&stream_);
 }
 
 void ByteSource::openStream() {
   constexpr int bufferBytes = 1 << 16;
-  prepareLibraries();
-  auto* const buffer = static_cast<std::uint8_t*>(av_malloc(bufferBytes));
-  if (buffer) stream_ = avio_alloc_context(buffer, bufferBytes, 0, this, read, nullptr, seek);
-  if (!stream_) av_free(buffer);
+  prepareFfmpeg();
+  auto* const buffer = static_cast<std::uint8_t*>(allocated(av_malloc(bufferBytes)));
+  stream_ = avio_alloc_context(buffer, bufferBytes, 0, this, read, nullptr, seek);
+  if (stream_) return;
+  av_free(buffer);
+  throw std::bad_alloc();
 }
 
-int ByteSource::readAt(std::int64_t offset, std::uint8_t* into, int count) const {
+std::span<const std::uint8_t> ByteSource::readAt(std::int64_t offset,
+                                                 std::span<std::uint8_t> buffer) const {
+  const int got = readBytes(offset, buffer.data(), static_cast<int>(buffer.size()));
+  return buffer.first(static_cast<std::size_t>(std::max(got, 0)));
+}
+
+int ByteSource::readBytes(std::int64_t offset, std::uint8_t* into, int count) const {
   if (isCancelled()) return AVERROR_EXIT;
   if (offset < 0 || offset >= size_) return 0;
   count = static_cast<int>(std::min<std::int64_t>(count, size_ - offset));
@@ -63,7 +71,7 @@ int ByteSource::readAt(std::int64_t offset, std::uint8_t* into, int count) const
 
 int ByteSource::read(void* self, std::uint8_t* into, int count) {
   auto& source = *static_cast<ByteSource*>(self);
-  const int got = source.readAt(source.position_, into, count);
+  const int got = source.readBytes(source.position_, into, count);
   if (got > 0) source.position_ += got;
   return got == 0 ? AVERROR_EOF : got;
 }

@@ -3,6 +3,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <memory>
+#include <span>
 
 #include "VECamera/platform/Value.h"
 #include "device/foundation/files/Descriptor.h"
@@ -10,8 +11,7 @@
 
 namespace vecamera::device::media {
 
-/// The bytes of a movie, in a file or in memory, as FFmpeg reads them. Used on
-/// one thread.
+/// The bytes of a movie, in a file or in memory, as FFmpeg reads them. Used on one thread.
 class ByteSource {
  public:
   static MediaResult<std::unique_ptr<ByteSource>> open(const std::filesystem::path& file,
@@ -26,15 +26,17 @@ class ByteSource {
   bool isCancelled() const { return isCancelled_ && isCancelled_(); }
   /// Ends FFmpeg's waiting and probing when the reader is cancelled.
   AVIOInterruptCB interrupt() { return {interruptCallback, &isCancelled_}; }
-  /// The bytes as a stream with a position; null without memory.
+  /// The bytes as a stream with a position.
   AVIOContext* stream() const { return stream_; }
-  /// Bytes from the offset on, whatever the stream's position: fewer than asked
-  /// for at the end, or negative as FFmpeg's errors.
-  int readAt(std::int64_t offset, std::uint8_t* into, int count) const;
+  /// The bytes from the offset on, whatever the stream's position is, in the buffer: fewer at the
+  /// end, and none where they cannot be read.
+  std::span<const std::uint8_t> readAt(std::int64_t offset, std::span<std::uint8_t> buffer) const;
 
  private:
   ByteSource(foundation::Descriptor file, std::int64_t size, CancellationCheck isCancelled);
   void openStream();
+  /// How many bytes were read, or FFmpeg's error code.
+  int readBytes(std::int64_t offset, std::uint8_t* into, int count) const;
   static int read(void* self, std::uint8_t* into, int count);
   static std::int64_t seek(void* self, std::int64_t offset, int whence);
 

@@ -11,8 +11,7 @@ namespace {
 
 MediaResult<Codec> newEncoder(const char* encoderName, const char* formatName) {
   const AVCodec* const encoder = avcodec_find_encoder_by_name(encoderName);
-  Codec codec(encoder ? avcodec_alloc_context3(encoder) : nullptr);
-  if (codec) return codec;
+  if (encoder) return Codec(allocated(avcodec_alloc_context3(encoder)));
   return mediaFailure(AVError::exportFailed,
                       std::string("There is no encoder for ") + formatName + ".");
 }
@@ -20,22 +19,19 @@ MediaResult<Codec> newEncoder(const char* encoderName, const char* formatName) {
 }  // namespace
 
 MediaResult<std::unique_ptr<EncodedTrack>> EncodedTrack::add(MovieOutput& output, Codec encoder,
-                                                             const char* error) {
+                                                             const char* what) {
   // The parameter sets stand in the head of the file, not in each packet.
   encoder->flags |= AV_CODEC_FLAG_GLOBAL_HEADER | AV_CODEC_FLAG_BITEXACT;
   const int opened = avcodec_open2(encoder.get(), encoder->codec, nullptr);
-  if (opened < 0) return libraryFailure(opened, error, AVError::exportFailed);
-  Packet packet(av_packet_alloc());
-  AVStream* const track = packet ? output.addTrack() : nullptr;
-  const int copied =
-      track ? avcodec_parameters_from_context(track->codecpar, encoder.get()) : AVERROR(ENOMEM);
+  if (opened < 0) return ffmpegFailure(opened, what, AVError::exportFailed);
+  AVStream& track = output.addTrack();
+  const int copied = avcodec_parameters_from_context(track.codecpar, encoder.get());
   if (copied < 0)
-    return libraryFailure(copied, "The movie cannot be written", AVError::exportFailed);
-  track->time_base = encoder->time_base;
-  track->sample_aspect_ratio = encoder->sample_aspect_ratio;
-  track->avg_frame_rate = encoder->framerate;
-  return std::unique_ptr<EncodedTrack>(
-      new EncodedTrack(std::move(encoder), *track, output, std::move(packet)));
+    return ffmpegFailure(copied, "The movie cannot be written", AVError::exportFailed);
+  track.time_base = encoder->time_base;
+  track.sample_aspect_ratio = encoder->sample_aspect_ratio;
+  track.avg_frame_rate = encoder->framerate;
+  return std::unique_ptr<EncodedTrack>(new EncodedTrack(std::move(encoder), track, output));
 }
 
 MediaResult<std::unique_ptr<EncodedTrack>> EncodedTrack::addVideo(MovieOutput& output,
@@ -84,6 +80,7 @@ MediaResult<std::unique_ptr<EncodedTrack>> EncodedTrack::addAudio(MovieOutput& o
 
 MediaResult<void> EncodedTrack::encode(const AVFrame* frame) {
   if (frame && frame->width > 0) durations_.push(frame->pkt_duration);
+  constexpr const char* what = "The movie cannot be encoded";
   int status = avcodec_send_frame(encoder_.get(), frame);
   while (status >= 0) {
     status = avcodec_receive_packet(encoder_.get(), packet_.get());
@@ -92,10 +89,10 @@ MediaResult<void> EncodedTrack::encode(const AVFrame* frame) {
       packet_->duration = durations_.front();
       durations_.pop();
     }
-    status = output_.write(*packet_, track_, encoder_->time_base);
+    if (auto done = output_.write(*packet_, track_, encoder_->time_base, what); !done) return done;
   }
-  if (status >= 0 || status == AVERROR(EAGAIN) || status == AVERROR_EOF) return {};
-  return libraryFailure(status, "The movie cannot be encoded", AVError::exportFailed);
+  if (status == AVERROR(EAGAIN) || status == AVERROR_EOF) return {};
+  return ffmpegFailure(status, what, AVError::exportFailed);
 }
 
 }  // namespace vecamera::device::media

@@ -27,7 +27,7 @@ struct VideoSettings {
 /// An encoder and the track that its packets go to.
 class EncodedTrack {
  public:
-  /// H.264 from limited-range yuv420p. On a failure the output's other tracks are not touched.
+  /// H.264 from limited-range yuv420p. On an error the output's other tracks are not touched.
   static MediaResult<std::unique_ptr<EncodedTrack>> addVideo(MovieOutput& output,
                                                              const VideoSettings& settings);
   /// AAC from planar float.
@@ -41,15 +41,15 @@ class EncodedTrack {
   MediaResult<void> encode(const AVFrame* frame);
 
  private:
-  EncodedTrack(Codec encoder, AVStream& track, MovieOutput& output, Packet packet)
-      : encoder_(std::move(encoder)), track_(track), output_(output), packet_(std::move(packet)) {}
+  EncodedTrack(Codec encoder, AVStream& track, MovieOutput& output)
+      : encoder_(std::move(encoder)), track_(track), output_(output) {}
   static MediaResult<std::unique_ptr<EncodedTrack>> add(MovieOutput& output, Codec encoder,
-                                                        const char* error);
+                                                        const char* what);
 
   Codec encoder_;
   AVStream& track_;
   MovieOutput& output_;
-  Packet packet_;
+  Packet packet_ = newPacket();
   /// Of the frames within the encoder, which does not carry them.
   std::queue<std::int64_t> durations_;
 };

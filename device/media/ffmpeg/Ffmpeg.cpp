@@ -11,13 +11,13 @@ constexpr std::size_t maxAllocationBytes = std::size_t{256} << 20;
 
 }  // namespace
 
-Frame newVideoFrame(AVPixelFormat format, Size size) {
-  Frame frame(av_frame_alloc());
-  if (!frame) return nullptr;
-  frame->format = format;
-  frame->width = size.width;
-  frame->height = size.height;
-  return av_frame_get_buffer(frame.get(), 0) < 0 ? nullptr : std::move(frame);
+MediaResult<void> allocatePixels(AVFrame& frame, AVPixelFormat format, Size size) {
+  av_frame_unref(&frame);
+  frame.format = format;
+  frame.width = size.width;
+  frame.height = size.height;
+  if (av_frame_get_buffer(&frame, 0) >= 0) return {};
+  return outOfMemory("The pictures of the movie cannot be converted");
 }
 
 int interruptCallback(void* check) {
@@ -33,7 +33,7 @@ std::int64_t rescaled(std::int64_t time, AVRational from, AVRational to) {
   return std::clamp(result, -limit, limit);
 }
 
-void prepareLibraries() {
+void prepareFfmpeg() {
   [[maybe_unused]] static const bool once = [] {
     av_log_set_level(AV_LOG_QUIET);
     av_max_alloc(maxAllocationBytes);
@@ -41,17 +41,17 @@ void prepareLibraries() {
   }();
 }
 
-Failure<NSError> libraryFailure(int code, const std::string& what, AVError otherwise) {
+Failure<NSError> ffmpegFailure(int code, const std::string& what, AVError otherwise) {
   if (code == AVERROR_EXIT) return mediaFailure(AVError::operationCancelled, "Cancelled.");
-  std::array<char, AV_ERROR_MAX_STRING_SIZE> text{};
-  av_strerror(code, text.data(), text.size());
+  std::array<char, AV_ERROR_MAX_STRING_SIZE> reason{};
+  av_strerror(code, reason.data(), reason.size());
   if (code == AVERROR(ENOSPC)) otherwise = AVError::diskFull;
   if (code == AVERROR(ENOMEM)) otherwise = AVError::outOfMemory;
-  return mediaFailure(otherwise, what + ": " + text.data() + ".");
+  return mediaFailure(otherwise, what + ": " + reason.data() + ".");
 }
 
 Failure<NSError> outOfMemory(const std::string& what) {
-  return libraryFailure(AVERROR(ENOMEM), what, AVError::outOfMemory);
+  return ffmpegFailure(AVERROR(ENOMEM), what, AVError::outOfMemory);
 }
 
 }  // namespace vecamera::device::media

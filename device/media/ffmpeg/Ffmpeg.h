@@ -11,34 +11,45 @@ extern "C" {
 #include <cstdint>
 #include <functional>
 #include <memory>
+#include <new>
 #include <string>
+#include <type_traits>
 
 #include "device/media/base/MediaErrors.h"
 
 /// FFmpeg's objects with owners, for this room's sources only.
 namespace vecamera::device::media {
 
+/// Some of FFmpeg's functions take the pointer, others also clear it.
 template <auto release>
 struct Release {
   template <class T>
   void operator()(T* held) const {
-    release(held);
+    if constexpr (std::is_invocable_v<decltype(release), T**>)
+      release(&held);
+    else
+      release(held);
   }
 };
-/// For functions that also clear the pointer.
-template <auto release>
-struct ReleaseAt {
-  template <class T>
-  void operator()(T* held) const {
-    release(&held);
-  }
-};
-using Packet = std::unique_ptr<AVPacket, ReleaseAt<av_packet_free>>;
-using Frame = std::unique_ptr<AVFrame, ReleaseAt<av_frame_free>>;
-using Codec = std::unique_ptr<AVCodecContext, ReleaseAt<avcodec_free_context>>;
+using Packet = std::unique_ptr<AVPacket, Release<av_packet_free>>;
+using Frame = std::unique_ptr<AVFrame, Release<av_frame_free>>;
+using Codec = std::unique_ptr<AVCodecContext, Release<avcodec_free_context>>;
 using Fifo = std::unique_ptr<AVAudioFifo, Release<av_audio_fifo_free>>;
-using Resampler = std::unique_ptr<SwrContext, ReleaseAt<swr_free>>;
+using Resampler = std::unique_ptr<SwrContext, Release<swr_free>>;
 using Scaler = std::unique_ptr<SwsContext, Release<sws_freeContext>>;
+
+/// A small object that FFmpeg made; `std::bad_alloc`, as from `new`, where there is none.
+template <class T>
+T* allocated(T* made) {
+  if (!made) throw std::bad_alloc();
+  return made;
+}
+inline Packet newPacket() {
+  return Packet(allocated(av_packet_alloc()));
+}
+inline Frame newFrame() {
+  return Frame(allocated(av_frame_alloc()));
+}
 
 struct Size {
   int width = 0;
@@ -46,8 +57,8 @@ struct Size {
   friend bool operator==(const Size&, const Size&) = default;
 };
 
-/// A video frame with memory of its own; null where that cannot be had.
-Frame newVideoFrame(AVPixelFormat format, Size size);
+/// Gives the frame memory of its own for pixels.
+MediaResult<void> allocatePixels(AVFrame& frame, AVPixelFormat format, Size size);
 
 /// Asked often in long work; true ends it. May be empty.
 using CancellationCheck = std::function<bool()>;
@@ -64,11 +75,11 @@ std::int64_t rescaled(std::int64_t time, AVRational from, AVRational to);
 
 /// Call it before any other use of FFmpeg: it keeps the libraries from writing to standard error
 /// and from allocating what only a hostile file asks for.
-void prepareLibraries();
+void prepareFfmpeg();
 
-/// The failure for FFmpeg's code: that of a cancelled export for `AVERROR_EXIT`, of a full disk and
+/// The error for FFmpeg's code: that of a cancelled export for `AVERROR_EXIT`, of a full disk and
 /// missing memory where they are it, else `otherwise`. `what` begins the description.
-Failure<NSError> libraryFailure(int code, const std::string& what, AVError otherwise);
+Failure<NSError> ffmpegFailure(int code, const std::string& what, AVError otherwise);
 Failure<NSError> outOfMemory(const std::string& what);
 
 }  // namespace vecamera::device::media

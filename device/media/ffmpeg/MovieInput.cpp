@@ -100,8 +100,7 @@ MediaResult<std::unique_ptr<MovieInput>> MovieInput::open(std::unique_ptr<ByteSo
 }
 
 MediaResult<void> MovieInput::openContainer() {
-  AVFormatContext* context = bytes_->stream() ? avformat_alloc_context() : nullptr;
-  if (!context) return outOfMemory("The movie cannot be opened");
+  AVFormatContext* context = allocated(avformat_alloc_context());
   context->pb = bytes_->stream();
   context->flags |= AVFMT_FLAG_CUSTOM_IO;
   context->io_open = refuseToOpen;
@@ -109,11 +108,11 @@ MediaResult<void> MovieInput::openContainer() {
   context->max_streams = 64;
   context->format_whitelist = av_strdup(containerFormats);
   context->codec_whitelist = av_strdup(codecs);
-  // On a failure this frees the context, but not the bytes' side of it.
+  // On an error this frees the context, but not the bytes' side of it.
   const int opened = avformat_open_input(&context, "", nullptr, nullptr);
   if (opened < 0)
-    return libraryFailure(opened, "This is no movie that can be read",
-                          AVError::fileFormatNotRecognized);
+    return ffmpegFailure(opened, "This is no movie that can be read",
+                         AVError::fileFormatNotRecognized);
   context_.reset(context);
   // Still pictures in boxes of the same kind (ISO/IEC 23008-12).
   const std::string brand = majorBrand();
@@ -135,7 +134,7 @@ MediaResult<void> MovieInput::findTracks() {
   const int found = avformat_find_stream_info(context_.get(), options.data());
   for (AVDictionary*& each : options) av_dict_free(&each);
   if (found < 0)
-    return libraryFailure(found, "The movie cannot be read", AVError::fileFailedToParse);
+    return ffmpegFailure(found, "The movie cannot be read", AVError::fileFailedToParse);
 
   const std::span<AVStream*> streams(context_->streams, context_->nb_streams);
   const AVStream* refused = nullptr;
@@ -201,20 +200,28 @@ double MovieInput::fractionRead() const {
                   : 0;
 }
 
-int MovieInput::read(AVPacket& packet) {
-  for (;;) {
+MediaResult<MovieInput::ReadResult> MovieInput::read(AVPacket& packet) {
+  int status = AVERROR_EXIT;
+  while (!bytes_->isCancelled()) {
     av_packet_unref(&packet);
-    if (bytes_->isCancelled()) return AVERROR_EXIT;
-    const int got = av_read_frame(context_.get(), &packet);
-    // Some readers take every failure for the end.
-    if (got < 0) return bytes_->stream()->error < 0 ? bytes_->stream()->error : got;
-    if (packet.stream_index == video_->index || (audio_ && packet.stream_index == audio_->index))
-      return 0;
+    status = av_read_frame(context_.get(), &packet);
+    if (status < 0) break;
+    if (packet.stream_index != video_->index && (!audio_ || packet.stream_index != audio_->index))
+      continue;
+    if (av_packet_get_side_data(&packet, AV_PKT_DATA_ENCRYPTION_INFO, nullptr)) return encrypted();
+    return ReadResult::packet;
   }
+  // Some readers take every error, and a cancelled read, for the end.
+  if (bytes_->stream()->error < 0) status = bytes_->stream()->error;
+  if (bytes_->isCancelled()) status = AVERROR_EXIT;
+  if (status == AVERROR_EOF || (status != AVERROR_EXIT && mayEndHere())) return ReadResult::end;
+  return damagedMovie(status);
 }
 
+/// Whether reading may stop here in a file that is whole: at its end, and anywhere in a recording
+/// that announces no length. The index of an MPEG-4 file names what must be there.
 bool MovieInput::mayEndHere() const {
-  if (bytes_->stream()->error < 0) return false;
+  if (isMpeg4() || bytes_->stream()->error < 0) return false;
   return avio_feof(bytes_->stream()) || avio_tell(bytes_->stream()) >= bytes_->size() ||
          (isMatroska() && !announcesSegmentSize(*bytes_));
 }
@@ -226,21 +233,19 @@ bool MovieInput::isTruncated() const {
 }
 
 bool MovieInput::isWebM() const {
-  std::array<std::uint8_t, 64> head{};
-  const int got = bytes_->readAt(0, head.data(), static_cast<int>(head.size()));
-  const std::string_view text(reinterpret_cast<const char*>(head.data()),
-                              static_cast<std::size_t>(std::max(got, 0)));
+  std::array<std::uint8_t, 64> buffer;
+  const auto head = bytes_->readAt(0, buffer);
+  const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
   return isMatroska() && text.find("webm") != std::string_view::npos;
 }
 
-MediaResult<void> requireUnencrypted(const AVPacket& packet) {
-  if (!av_packet_get_side_data(&packet, AV_PKT_DATA_ENCRYPTION_INFO, nullptr)) return {};
-  return encrypted();
+Failure<NSError> damagedMovie(int code) {
+  return ffmpegFailure(code, "The movie is damaged", AVError::fileFailedToParse);
 }
 
 MediaResult<Codec> openDecoder(const AVStream& stream) {
   const AVCodec* const decoder = decoderFor(stream);
-  Codec codec(decoder ? avcodec_alloc_context3(decoder) : nullptr);
+  Codec codec(decoder ? allocated(avcodec_alloc_context3(decoder)) : nullptr);
   int status = codec ? avcodec_parameters_to_context(codec.get(), stream.codecpar)
                      : AVERROR_DECODER_NOT_FOUND;
   if (status >= 0) {
@@ -252,8 +257,8 @@ MediaResult<Codec> openDecoder(const AVStream& stream) {
     status = avcodec_open2(codec.get(), decoder, nullptr);
   }
   if (status >= 0) return codec;
-  return libraryFailure(status, "The movie (" + nameOf(stream) + ") cannot be decoded",
-                        AVError::decodeFailed);
+  return ffmpegFailure(status, "The movie (" + nameOf(stream) + ") cannot be decoded",
+                       AVError::decodeFailed);
 }
 
 imaging::Orientation orientationOf(const AVStream& stream) {

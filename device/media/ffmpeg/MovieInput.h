@@ -41,38 +41,33 @@ class MovieInput {
   /// The fraction of the file, from 0 to 1, that has been read.
   double fractionRead() const;
 
-  /// The next packet of the two tracks. `AVERROR_EOF` at the end, `AVERROR_EXIT` when cancelled;
-  /// other negative values where the file is broken.
-  int read(AVPacket& packet);
+  enum class ReadResult { packet, end };
+  /// Reads the next packet of the two tracks. Fails when cancelled, for an encrypted packet, and
+  /// where the file is broken.
+  MediaResult<ReadResult> read(AVPacket& packet);
 
-  /// Whether reading may fail at this place of a whole file: at its end, and anywhere in a
-  /// recording that announces no length.
-  bool mayEndHere() const;
   /// Whether the file ends early: a box, segment or chunk goes beyond it.
   bool isTruncated() const;
   /// Creation time and the like.
   const AVDictionary* metadata() const { return context_->metadata; }
 
  private:
-  struct Close {
-    void operator()(AVFormatContext* context) const { avformat_close_input(&context); }
-  };
-
   explicit MovieInput(std::unique_ptr<ByteSource> bytes) : bytes_(std::move(bytes)) {}
   static MediaResult<std::unique_ptr<MovieInput>> open(std::unique_ptr<ByteSource> bytes);
   MediaResult<void> openContainer();
   MediaResult<void> findTracks();
   bool isFormat(const char* name) const;
+  bool mayEndHere() const;
 
   /// Outlives the context, which reads it.
   const std::unique_ptr<ByteSource> bytes_;
-  std::unique_ptr<AVFormatContext, Close> context_;
+  std::unique_ptr<AVFormatContext, Release<avformat_close_input>> context_;
   AVStream* video_ = nullptr;
   AVStream* audio_ = nullptr;
 };
 
-/// Fails for an encrypted packet.
-MediaResult<void> requireUnencrypted(const AVPacket& packet);
+/// The error for a file whose reading stopped with FFmpeg's code.
+Failure<NSError> damagedMovie(int code);
 
 MediaResult<Codec> openDecoder(const AVStream& stream);
 

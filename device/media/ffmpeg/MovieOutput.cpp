@@ -11,7 +11,7 @@ Failure<NSError> cannotWrite(const std::filesystem::path& target, int systemCode
   const std::string what = "The movie \"" + target.filename().string() + "\" cannot be written";
   if (systemCode == EEXIST)
     return mediaFailure(AVError::fileAlreadyExists, what + ": a file of that name exists.");
-  return libraryFailure(AVERROR(systemCode), what, AVError::unknown);
+  return ffmpegFailure(AVERROR(systemCode), what, AVError::unknown);
 }
 
 }  // namespace
@@ -22,16 +22,16 @@ void MovieOutput::Free::operator()(AVFormatContext* context) const {
 }
 
 MediaResult<std::unique_ptr<MovieOutput>> MovieOutput::create(const std::filesystem::path& target,
-                                                              FileFormat format,
+                                                              const MovieFormat& format,
                                                               IndexPosition index,
                                                               CancellationCheck isCancelled) {
-  prepareLibraries();
+  prepareFfmpeg();
   std::unique_ptr<MovieOutput> output(new MovieOutput(target, index, std::move(isCancelled)));
   if (auto opened = output->open(format); !opened) return std::move(opened).failure();
   return output;
 }
 
-MediaResult<void> MovieOutput::open(FileFormat format) {
+MediaResult<void> MovieOutput::open(const MovieFormat& format) {
   struct stat existing;
   if (lstat(target_.c_str(), &existing) == 0) return cannotWrite(target_, EEXIST);
   // FFmpeg opens the file by its name and leaves the mode of one that exists.
@@ -41,8 +41,9 @@ MediaResult<void> MovieOutput::open(FileFormat format) {
   partial_.emplace(*std::move(partial));
   const std::string url = "file:" + partial_->path().native();
   AVFormatContext* context = nullptr;
+  // FFmpeg's writers have the names of the extensions.
   int status = avformat_alloc_output_context2(
-      &context, nullptr, format == FileFormat::mpeg4 ? "mp4" : "mov", url.c_str());
+      &context, nullptr, std::string(format.fileExtension).c_str(), url.c_str());
   if (context) {
     context_.reset(context);
     context->interrupt_callback = {interruptCallback, &isCancelled_};
@@ -52,7 +53,7 @@ MediaResult<void> MovieOutput::open(FileFormat format) {
     status = avio_open2(&context->pb, url.c_str(), AVIO_FLAG_WRITE, &context->interrupt_callback,
                         nullptr);
   }
-  if (status < 0) return libraryFailure(status, "The movie cannot be written", AVError::unknown);
+  if (status < 0) return ffmpegFailure(status, "The movie cannot be written", AVError::unknown);
   return {};
 }
 
@@ -66,17 +67,19 @@ MediaResult<void> MovieOutput::begin() {
   if (index_ == IndexPosition::front) av_dict_set(&options, "movflags", "+faststart", 0);
   const int begun = avformat_write_header(context_.get(), &options);
   av_dict_free(&options);
-  if (begun < 0) return libraryFailure(begun, "The movie cannot be written", AVError::exportFailed);
+  if (begun < 0) return ffmpegFailure(begun, "The movie cannot be written", AVError::exportFailed);
   return {};
 }
 
-int MovieOutput::write(AVPacket& packet, const AVStream& track, AVRational timeBase) {
+MediaResult<void> MovieOutput::write(AVPacket& packet, const AVStream& track, AVRational timeBase,
+                                     const char* what) {
   packet.stream_index = track.index;
   packet.pos = -1;
   av_packet_rescale_ts(&packet, timeBase, track.time_base);
-  const int done = av_interleaved_write_frame(context_.get(), &packet);
-  if (done == AVERROR(EINVAL)) hasRefusedTimes_ = true;
-  return done;
+  const int status = av_interleaved_write_frame(context_.get(), &packet);
+  if (status == AVERROR(EINVAL)) hasRefusedTimes_ = true;
+  if (status < 0) return ffmpegFailure(status, what, AVError::exportFailed);
+  return {};
 }
 
 MediaResult<void> MovieOutput::finish() {
@@ -86,7 +89,7 @@ MediaResult<void> MovieOutput::finish() {
   const int closed = avio_closep(&context_->pb);
   if (status >= 0) status = closed;
   if (status < 0)
-    return libraryFailure(status, "The movie cannot be written", AVError::exportFailed);
+    return ffmpegFailure(status, "The movie cannot be written", AVError::exportFailed);
   const auto moved = partial_->moveTo(target_, foundation::PartialFile::IfTaken::fail);
   if (!moved) return cannotWrite(target_, moved.error().code);
   return {};

@@ -4,7 +4,6 @@ extern "C" {
 #include <libavutil/intreadwrite.h>
 }
 
-#include <algorithm>
 #include <array>
 #include <cstring>
 #include <optional>
@@ -42,10 +41,10 @@ struct Segment {
 
 std::optional<Segment> announcedSegment(const ByteSource& bytes) {
   constexpr std::uint64_t segmentId = 0x18538067;
-  std::array<std::uint8_t, 4096> head;
-  const int got = bytes.readAt(0, head.data(), static_cast<int>(head.size()));
+  std::array<std::uint8_t, 4096> buffer;
+  const auto head = bytes.readAt(0, buffer);
   const std::uint8_t* at = head.data();
-  const std::uint8_t* const end = at + std::max(got, 0);
+  const std::uint8_t* const end = at + head.size();
   while (at < end) {
     const EbmlInteger id = ebmlInteger(at, end, true);
     const EbmlInteger size = ebmlInteger(at + id.bytes, end, false);
@@ -65,8 +64,8 @@ bool isMpeg4Truncated(const ByteSource& bytes) {
   std::int64_t at = 0;
   bool awaitsData = false;
   std::array<std::uint8_t, 16> head;
-  int got = 0;
-  while ((got = bytes.readAt(at, head.data(), 16)) > 0) {
+  std::size_t got = 0;
+  while ((got = bytes.readAt(at, head).size()) > 0) {
     // A piece of a head.
     if (got < 8) return true;
     std::uint64_t size = AV_RB32(head.data());
@@ -101,7 +100,7 @@ bool announcesSegmentSize(const ByteSource& bytes) {
 bool isAviTruncated(const ByteSource& bytes) {
   constexpr std::uint32_t headBytes = 8;
   std::array<std::uint8_t, headBytes> head;
-  for (std::int64_t at = 0; bytes.readAt(at, head.data(), headBytes) == headBytes;) {
+  for (std::int64_t at = 0; bytes.readAt(at, head).size() == headBytes;) {
     const std::uint32_t size = AV_RL32(head.data() + 4);
     // A writer that did not come to the end leaves these.
     const bool isUnknown = size == 0 || size == UINT32_MAX;

@@ -6,7 +6,11 @@
 
 namespace vecamera::device::media {
 
+inline constexpr int maxAudioChannels = 2;
 inline constexpr const char* cannotEncodeAudio = "The sound cannot be encoded";
+
+/// Gives the frame memory for so many samples, as the encoder takes them.
+MediaResult<void> allocateSamples(AVFrame& frame, int samples, const AVCodecContext& encoder);
 
 /// Frames of one length for an encoder, from samples of any number. Planar float. Used on one
 /// thread.
@@ -27,7 +31,7 @@ class AudioFramer {
   EncodedTrack& track_;
   const AVCodecContext& encoder_;
   Fifo waiting_;
-  Frame frame_;
+  Frame frame_ = newFrame();
   std::int64_t written_ = 0;
   std::int64_t encoded_ = 0;
 };

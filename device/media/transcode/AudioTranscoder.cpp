@@ -3,14 +3,11 @@
 #include <cstdint>
 #include <memory>
 
-#include "device/media/ffmpeg/EncodedTrack.h"
 #include "device/media/transcode/AudioFramer.h"
-#include "device/media/transcode/TrackWriter.h"
+#include "device/media/transcode/Transcoder.h"
 
 namespace vecamera::device::media {
 namespace {
-
-constexpr int maxChannels = 2;
 
 /// The two rates that everything plays.
 int rateFor(int sourceRate) {
@@ -21,26 +18,16 @@ Failure<NSError> tooLong() {
   return mediaFailure(AVError::invalidSourceMedia, "The movie is longer than can be exported.");
 }
 
-class AudioTranscoder final : public TrackWriter {
+/// What is missing in the middle is filled with silence.
+class AudioTranscoder final : public Transcoder {
  public:
   AudioTranscoder(const MovieInput& input, Codec decoder, std::unique_ptr<EncodedTrack> track)
-      : source_(*input.audio()),
+      : Transcoder(*input.audio(), std::move(decoder), std::move(track)),
         startMicroseconds_(input.startMicroseconds()),
-        decoder_(std::move(decoder)),
-        track_(std::move(track)),
-        framer_(*track_),
-        decoded_(av_frame_alloc()),
-        resampled_(av_frame_alloc()) {}
+        framer_(*track_) {}
 
-  MediaResult<void> write(const AVPacket* packet) override {
-    // What is damaged is missing, and then filled with silence.
-    int status = avcodec_send_packet(decoder_.get(), packet);
-    if (status < 0 && status != AVERROR_EOF) ++decodeErrors_;
-    while ((status = avcodec_receive_frame(decoder_.get(), decoded_.get())) >= 0) {
-      if (auto done = processFrame(); !done) return done;
-    }
-    if (status != AVERROR(EAGAIN) && status != AVERROR_EOF) ++decodeErrors_;
-    if (packet) return {};
+ private:
+  MediaResult<void> finish() override {
     if (decodeErrors_ > decodedFrames_)
       return mediaFailure(AVError::decodeFailed, "The sound of the movie cannot be decoded.");
     if (resampler_) {
@@ -49,23 +36,21 @@ class AudioTranscoder final : public TrackWriter {
     return framer_.finish();
   }
 
-  bool hasMemory() const { return decoded_ && resampled_; }
-
- private:
-  MediaResult<void> processFrame() {
-    if (!prepareResampler())
-      return mediaFailure(AVError::decodeFailed, "The sound of the movie cannot be converted.");
+  MediaResult<void> processFrame() override {
+    if (auto done = prepareResampler(); !done) return done;
     if (auto done = synchronize(); !done) return done;
     ++decodedFrames_;
     return resample(decoded_.get());
   }
 
-  bool prepareResampler() {
+  MediaResult<void> prepareResampler() {
+    constexpr const char* cannotConvert = "The sound of the movie cannot be converted.";
     const AVFrame& frame = *decoded_;
     if (resampler_ && frame.sample_rate == rate_ && frame.format == format_ &&
         frame.ch_layout.nb_channels == channels_)
-      return true;
-    if (frame.sample_rate <= 0 || frame.ch_layout.nb_channels <= 0) return false;
+      return {};
+    if (frame.sample_rate <= 0 || frame.ch_layout.nb_channels <= 0)
+      return mediaFailure(AVError::decodeFailed, cannotConvert);
     rate_ = frame.sample_rate;
     format_ = frame.format;
     channels_ = frame.ch_layout.nb_channels;
@@ -79,7 +64,8 @@ class AudioTranscoder final : public TrackWriter {
     const int set = swr_alloc_set_opts2(&made, &to, encoder.sample_fmt, encoder.sample_rate, &from,
                                         static_cast<AVSampleFormat>(format_), rate_, 0, nullptr);
     resampler_.reset(made);
-    return set >= 0 && swr_init(made) >= 0;
+    if (set >= 0 && swr_init(made) >= 0) return {};
+    return mediaFailure(AVError::decodeFailed, cannotConvert);
   }
 
   /// Brings the end of what is written to where the decoded frame belongs, within the tolerance
@@ -111,35 +97,24 @@ class AudioTranscoder final : public TrackWriter {
     if (expected <= 0) return {};
     const AVCodecContext& encoder = track_->encoder();
     if (resampled_->nb_samples < expected) {
-      av_frame_unref(resampled_.get());
-      resampled_->format = encoder.sample_fmt;
-      resampled_->nb_samples = expected;
-      if (av_channel_layout_copy(&resampled_->ch_layout, &encoder.ch_layout) < 0 ||
-          av_frame_get_buffer(resampled_.get(), 0) < 0) {
-        resampled_->nb_samples = 0;
-        return outOfMemory(cannotEncodeAudio);
-      }
+      if (auto done = allocateSamples(*resampled_, expected, encoder); !done) return done;
     }
     auto** const from = frame ? const_cast<const std::uint8_t**>(frame->extended_data) : nullptr;
     const int got = swr_convert(resampler_.get(), resampled_->extended_data, resampled_->nb_samples,
                                 from, frame ? frame->nb_samples : 0);
-    if (got < 0) return libraryFailure(got, "The sound cannot be converted", AVError::decodeFailed);
+    if (got < 0) return ffmpegFailure(got, "The sound cannot be converted", AVError::decodeFailed);
     const auto dropped = static_cast<int>(std::min<std::int64_t>(samplesToDrop_, got));
     samplesToDrop_ -= dropped;
-    std::array<const std::uint8_t*, maxChannels> planes{};
+    std::array<const std::uint8_t*, maxAudioChannels> planes{};
     for (int channel = 0; channel < encoder.ch_layout.nb_channels; ++channel)
       planes[static_cast<std::size_t>(channel)] =
           resampled_->data[channel] + static_cast<std::size_t>(dropped) * sizeof(float);
     return framer_.write(planes.data(), got - dropped);
   }
 
-  const AVStream& source_;
   const std::int64_t startMicroseconds_;
-  const Codec decoder_;
-  const std::unique_ptr<EncodedTrack> track_;
   AudioFramer framer_;
-  const Frame decoded_;
-  const Frame resampled_;
+  const Frame resampled_ = newFrame();
   Resampler resampler_;
   /// What the resampler is made for.
   int rate_ = 0;
@@ -148,7 +123,6 @@ class AudioTranscoder final : public TrackWriter {
   /// To leave out before the next samples are written.
   std::int64_t samplesToDrop_ = 0;
   std::int64_t decodedFrames_ = 0;
-  std::int64_t decodeErrors_ = 0;
 };
 
 }  // namespace
@@ -159,11 +133,9 @@ MediaResult<std::unique_ptr<TrackWriter>> transcodeAudio(const MovieInput& input
   auto decoder = openDecoder(*input.audio());
   if (!decoder) return std::move(decoder).failure();
   auto track = EncodedTrack::addAudio(output, rateFor(audio.sample_rate),
-                                      std::min(audio.ch_layout.nb_channels, maxChannels));
+                                      std::min(audio.ch_layout.nb_channels, maxAudioChannels));
   if (!track) return std::move(track).failure();
-  auto made = std::make_unique<AudioTranscoder>(input, std::move(*decoder), std::move(*track));
-  if (made->hasMemory()) return made;
-  return outOfMemory(cannotEncodeAudio);
+  return std::make_unique<AudioTranscoder>(input, std::move(*decoder), std::move(*track));
 }
 
 }  // namespace vecamera::device::media

@@ -64,25 +64,20 @@ bool isWhole(const AVPacket& packet, const AVCodecParameters& video) {
 }
 
 /// The display matrix is beside the stream, not among its parameters.
-bool copyRotation(const AVStream& from, AVStream& to) {
+void copyDisplayMatrix(const AVStream& from, AVStream& to) {
   std::size_t size = 0;
   const std::uint8_t* const matrix =
       av_stream_get_side_data(&from, AV_PKT_DATA_DISPLAYMATRIX, &size);
-  if (!matrix) return true;
-  std::uint8_t* const copy = av_stream_new_side_data(&to, AV_PKT_DATA_DISPLAYMATRIX, size);
-  if (copy) std::memcpy(copy, matrix, size);
-  return copy;
+  if (matrix)
+    std::memcpy(allocated(av_stream_new_side_data(&to, AV_PKT_DATA_DISPLAYMATRIX, size)), matrix,
+                size);
 }
 
 class CopiedTrack final : public TrackWriter {
  public:
   CopiedTrack(const AVStream& source, AVStream& track, MovieOutput& output,
               std::int64_t startMicroseconds)
-      : source_(source),
-        track_(track),
-        output_(output),
-        startMicroseconds_(startMicroseconds),
-        packet_(av_packet_alloc()) {}
+      : source_(source), track_(track), output_(output), startMicroseconds_(startMicroseconds) {}
 
   MediaResult<void> write(const AVPacket* packet) override {
     if (!packet) {
@@ -114,15 +109,13 @@ class CopiedTrack final : public TrackWriter {
     packet_->dts -= start;
     // The writer needs no flag of the reader's.
     packet_->flags &= AV_PKT_FLAG_KEY;
-    const int done = output_.write(*packet_, track_, source_.time_base);
+    auto done = output_.write(*packet_, track_, source_.time_base, "The movie cannot be written");
     av_packet_unref(packet_.get());
-    if (done < 0) return libraryFailure(done, "The movie cannot be written", AVError::exportFailed);
-    ++written_;
-    return {};
+    if (done) ++written_;
+    return done;
   }
 
   bool mustBeEncoded() const override { return isUnfit_ || output_.hasRefusedTimes(); }
-  bool hasMemory() const { return packet_ != nullptr; }
 
  private:
   bool isAudio() const { return source_.codecpar->codec_type == AVMEDIA_TYPE_AUDIO; }
@@ -135,7 +128,7 @@ class CopiedTrack final : public TrackWriter {
   AVStream& track_;
   MovieOutput& output_;
   const std::int64_t startMicroseconds_;
-  const Packet packet_;
+  const Packet packet_ = newPacket();
   std::int64_t written_ = 0;
   std::int64_t lastDts_ = INT64_MIN;
   bool isPastEnd_ = false;
@@ -152,18 +145,16 @@ bool fitsAsItIs(const MovieInput& input, const AVStream& track) {
 
 MediaResult<std::unique_ptr<TrackWriter>> copyTrack(const MovieInput& input, const AVStream& source,
                                                     MovieOutput& output) {
-  AVStream* const track = output.addTrack();
-  if (track && avcodec_parameters_copy(track->codecpar, source.codecpar) >= 0 &&
-      copyRotation(source, *track)) {
-    // The tag is the source container's own.
-    track->codecpar->codec_tag = 0;
-    track->time_base = source.time_base;
-    track->avg_frame_rate = source.avg_frame_rate;
-    track->sample_aspect_ratio = pixelAspectRatio(source);
-    auto made = std::make_unique<CopiedTrack>(source, *track, output, input.startMicroseconds());
-    if (made->hasMemory()) return made;
-  }
-  return outOfMemory("The movie cannot be copied");
+  AVStream& track = output.addTrack();
+  if (avcodec_parameters_copy(track.codecpar, source.codecpar) < 0)
+    return outOfMemory("The movie cannot be copied");
+  copyDisplayMatrix(source, track);
+  // The tag is the source container's own.
+  track.codecpar->codec_tag = 0;
+  track.time_base = source.time_base;
+  track.avg_frame_rate = source.avg_frame_rate;
+  track.sample_aspect_ratio = pixelAspectRatio(source);
+  return std::make_unique<CopiedTrack>(source, track, output, input.startMicroseconds());
 }
 
 }  // namespace vecamera::device::media

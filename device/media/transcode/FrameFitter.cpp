@@ -16,10 +16,11 @@ bool isCroppedTo(int side, int fitted) {
   return side == fitted || side == fitted + 1;
 }
 
-bool allocate(Frame& frame, Size size) {
-  if (frame) return av_frame_make_writable(frame.get()) >= 0;
-  frame = newVideoFrame(AV_PIX_FMT_YUV420P, size);
-  return frame != nullptr;
+/// The frame gets memory that nobody else reads, with the pixels that it has.
+MediaResult<void> makeWritable(AVFrame& frame, Size size) {
+  if (!frame.buf[0]) return allocatePixels(frame, AV_PIX_FMT_YUV420P, size);
+  if (av_frame_make_writable(&frame) >= 0) return {};
+  return outOfMemory("The pictures of the movie cannot be converted");
 }
 
 void blacken(AVFrame& frame) {
@@ -57,9 +58,9 @@ void orientPlane(const std::uint8_t* from, std::ptrdiff_t fromStride, int width,
 
 }  // namespace
 
-bool FrameFitter::prepare(const AVFrame& source) {
+MediaResult<void> FrameFitter::prepare(const AVFrame& source) {
   const FrameFormat format(source);
-  if (scaler_ && format == format_) return true;
+  if (scaler_ && format == format_) return makeWritable(*scaled_, size_);
   format_ = format;
   used_ = format.size;
   inner_ = size_;
@@ -73,39 +74,42 @@ bool FrameFitter::prepare(const AVFrame& source) {
               std::min(size_.height, nearestEven(format.size.height * factor))};
   }
   offset_ = {(size_.width - inner_.width) / 2 & ~1, (size_.height - inner_.height) / 2 & ~1};
-  scaler_ = makeScaler(format, used_, inner_, AV_PIX_FMT_YUV420P);
-  if (!scaler_ || !allocate(scaled_, size_)) return false;
+  scaler_.reset();
+  if (auto done = makeWritable(*scaled_, size_); !done) return done;
   blacken(*scaled_);
-  return true;
+  auto scaler = makeScaler(format, used_, inner_, AV_PIX_FMT_YUV420P);
+  if (!scaler) return std::move(scaler).failure();
+  scaler_ = std::move(*scaler);
+  return {};
 }
 
-AVFrame* FrameFitter::scaled(const AVFrame& source) {
-  if (!prepare(source) || !allocate(scaled_, size_)) return nullptr;
+MediaResult<AVFrame*> FrameFitter::scaled(const AVFrame& source) {
+  if (auto done = prepare(source); !done) return std::move(done).failure();
   std::uint8_t* planes[4] = {};
   for (int plane = 0; plane < 3; ++plane) {
     const int shift = plane == 0 ? 0 : 1;
     planes[plane] = scaled_->data[plane] + (offset_.width >> shift) +
                     (offset_.height >> shift) * scaled_->linesize[plane];
   }
-  const int rows = sws_scale(scaler_.get(), source.data, source.linesize, 0, used_.height, planes,
-                             scaled_->linesize);
-  return rows > 0 ? scaled_.get() : nullptr;
+  if (auto done = scale(scaler_, source, used_.height, planes, scaled_->linesize); !done)
+    return std::move(done).failure();
+  return scaled_.get();
 }
 
-AVFrame* FrameFitter::fit(AVFrame& given) {
-  if (given.width <= 0 || given.height <= 0) return nullptr;
-  AVFrame* const mapped = isHdr(given.color_trc) ? toneMapper_.map(given) : &given;
-  if (!mapped) return nullptr;
-  AVFrame& source = *mapped;
+MediaResult<AVFrame*> FrameFitter::fit(AVFrame& given) {
+  if (given.width <= 0 || given.height <= 0) return cannotConvertFrames();
+  const auto mapped = toneMapper_.map(given);
+  if (!mapped) return mapped;
+  AVFrame& source = **mapped;
   const FrameFormat format(source);
   const bool fits =
       format.pixels == AV_PIX_FMT_YUV420P && !format.isFullRange && format.size == size_;
-  AVFrame* const stored = fits ? &source : scaled(source);
+  const auto stored = fits ? mapped : scaled(source);
   if (!stored || orientation_ == imaging::Orientation{}) return stored;
-  if (!allocate(upright_, uprightSize())) return nullptr;
+  if (auto done = makeWritable(*upright_, uprightSize()); !done) return std::move(done).failure();
   for (int plane = 0; plane < 3; ++plane) {
     const int shift = plane == 0 ? 0 : 1;
-    orientPlane(stored->data[plane], stored->linesize[plane], size_.width >> shift,
+    orientPlane((*stored)->data[plane], (*stored)->linesize[plane], size_.width >> shift,
                 size_.height >> shift, upright_->data[plane], upright_->linesize[plane],
                 orientation_);
   }

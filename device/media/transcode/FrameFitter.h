@@ -17,13 +17,13 @@ class FrameFitter {
       : size_(size), orientation_(orientation) {}
 
   Size uprightSize() const { return media::uprightSize(size_, orientation_); }
-  /// The frame, which belongs to the fitter or is the given one itself, until the next call; null
-  /// where it cannot be had. Only its pixels count.
-  AVFrame* fit(AVFrame& source);
+  /// The frame, which belongs to the fitter or is the given one itself, until the next call. Only
+  /// its pixels count.
+  MediaResult<AVFrame*> fit(AVFrame& given);
 
  private:
-  bool prepare(const AVFrame& source);
-  AVFrame* scaled(const AVFrame& source);
+  MediaResult<void> prepare(const AVFrame& source);
+  MediaResult<AVFrame*> scaled(const AVFrame& source);
 
   const Size size_;
   const imaging::Orientation orientation_;
@@ -34,8 +34,8 @@ class FrameFitter {
   Size offset_;
   ToneMapper toneMapper_;
   Scaler scaler_;
-  Frame scaled_;
-  Frame upright_;
+  Frame scaled_ = newFrame();
+  Frame upright_ = newFrame();
 };
 
 }  // namespace vecamera::device::media

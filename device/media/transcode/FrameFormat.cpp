@@ -34,9 +34,13 @@ FrameFormat::FrameFormat(const AVFrame& frame)
       transfer(frame.color_trc),
       space(frame.colorspace) {}
 
-Scaler makeScaler(const FrameFormat& source, Size used, Size to, AVPixelFormat pixels) {
-  Scaler scaler(sws_alloc_context());
-  if (!scaler) return nullptr;
+Failure<NSError> cannotConvertFrames() {
+  return mediaFailure(AVError::decodeFailed, "The pictures of the movie cannot be converted.");
+}
+
+MediaResult<Scaler> makeScaler(const FrameFormat& source, Size used, Size to,
+                               AVPixelFormat pixels) {
+  Scaler scaler(allocated(sws_alloc_context()));
   const auto set = [&](const char* name, std::int64_t value) {
     av_opt_set_int(scaler.get(), name, value, 0);
   };
@@ -50,7 +54,7 @@ Scaler makeScaler(const FrameFormat& source, Size used, Size to, AVPixelFormat p
   set("dsth", to.height);
   set("dst_format", pixels);
   set("dst_range", 0);
-  if (sws_init_context(scaler.get(), nullptr, nullptr) < 0) return nullptr;
+  if (sws_init_context(scaler.get(), nullptr, nullptr) < 0) return cannotConvertFrames();
   if (pixels == AV_PIX_FMT_RGBA || pixels == AV_PIX_FMT_RGB48) {
     constexpr int unchanged = 1 << 16;
     const int space = source.space == AVCOL_SPC_UNSPECIFIED ? SWS_CS_DEFAULT : source.space;
@@ -58,6 +62,12 @@ Scaler makeScaler(const FrameFormat& source, Size used, Size to, AVPixelFormat p
                              sws_getCoefficients(SWS_CS_DEFAULT), 0, 0, unchanged, unchanged);
   }
   return scaler;
+}
+
+MediaResult<void> scale(const Scaler& scaler, const AVFrame& frame, int rows,
+                        std::uint8_t* const* planes, const int* strides) {
+  if (sws_scale(scaler.get(), frame.data, frame.linesize, 0, rows, planes, strides) > 0) return {};
+  return cannotConvertFrames();
 }
 
 Size encodableSize(Size source) {

@@ -27,8 +27,14 @@ inline Size uprightSize(Size stored, const imaging::Orientation& orientation) {
 /// than phones decode.
 Size encodableSize(Size source);
 
-/// Converts the upper left part `used` of frames of a format, scaled to a size. Null where that is
-/// unknown.
-Scaler makeScaler(const FrameFormat& source, Size used, Size to, AVPixelFormat pixels);
+/// The error for frames of a format that cannot be converted.
+Failure<NSError> cannotConvertFrames();
+
+/// Converts the upper left part `used` of frames of a format, scaled to a size.
+MediaResult<Scaler> makeScaler(const FrameFormat& source, Size used, Size to, AVPixelFormat pixels);
+
+/// Scales the upper `rows` rows of the frame, for which the scaler was made, into the planes.
+MediaResult<void> scale(const Scaler& scaler, const AVFrame& frame, int rows,
+                        std::uint8_t* const* planes, const int* strides);
 
 }  // namespace vecamera::device::media

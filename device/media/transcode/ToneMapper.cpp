@@ -53,19 +53,20 @@ bool isHdr(AVColorTransferCharacteristic transfer) {
   return transfer == AVCOL_TRC_SMPTE2084 || transfer == AVCOL_TRC_ARIB_STD_B67;
 }
 
-bool ToneMapper::prepare(const AVFrame& source) {
+MediaResult<void> ToneMapper::prepare(const AVFrame& source) {
   const FrameFormat format(source);
-  if (scaler_ && format == format_) return av_frame_make_writable(mapped_.get()) >= 0;
+  if (scaler_ && format == format_) return {};
   format_ = format;
   const Size& whole = format.size;
   const Size max = encodableSize(whole);
   // A side that is only odd stays so here.
   const bool isTooLarge = max.width + 1 < whole.width || max.height + 1 < whole.height;
   const Size size = isTooLarge ? max : whole;
-  scaler_ = makeScaler(format, whole, size, AV_PIX_FMT_RGB48);
-  mapped_ = newVideoFrame(AV_PIX_FMT_RGB48, size);
-  if (!mapped_) scaler_.reset();
-  if (!scaler_) return false;
+  scaler_.reset();
+  if (auto done = allocatePixels(*mapped_, AV_PIX_FMT_RGB48, size); !done) return done;
+  auto scaler = makeScaler(format, whole, size, AV_PIX_FMT_RGB48);
+  if (!scaler) return std::move(scaler).failure();
+  scaler_ = std::move(*scaler);
   light_.resize(lightSteps);
   for (std::size_t i = 0; i < lightSteps; ++i) {
     const double code = static_cast<double>(i) / (lightSteps - 1);
@@ -78,13 +79,14 @@ bool ToneMapper::prepare(const AVFrame& source) {
   for (std::size_t i = 0; i < codes_.size(); ++i)
     codes_[i] = static_cast<std::uint16_t>(
         std::lround(maxCode * std::pow(static_cast<double>(i) / maxCode, 1 / 2.4)));
-  return true;
+  return {};
 }
 
-AVFrame* ToneMapper::map(const AVFrame& source) {
-  if (!prepare(source) || sws_scale(scaler_.get(), source.data, source.linesize, 0, source.height,
-                                    mapped_->data, mapped_->linesize) <= 0)
-    return nullptr;
+MediaResult<AVFrame*> ToneMapper::map(AVFrame& source) {
+  if (!isHdr(source.color_trc)) return &source;
+  if (auto done = prepare(source); !done) return std::move(done).failure();
+  if (auto done = scale(scaler_, source, source.height, mapped_->data, mapped_->linesize); !done)
+    return std::move(done).failure();
   // From the primaries of BT.2020 to those of BT.709 (ITU-R BT.2087).
   constexpr float matrix[3][3] = {
       {1.6605f, -0.5876f, -0.0728f}, {-0.1246f, 1.1329f, -0.0083f}, {-0.0182f, -0.1006f, 1.1187f}};

@@ -14,16 +14,16 @@ bool isHdr(AVColorTransferCharacteristic transfer);
 /// reference white the light stays as it is, and highlights are compressed. Used on one thread.
 class ToneMapper {
  public:
-  /// The frame as RGB48, no larger than what is encoded. It belongs to the mapper, until the next
-  /// call; null where it cannot be had.
-  AVFrame* map(const AVFrame& source);
+  /// The frame as RGB48, no larger than what is encoded, which belongs to the mapper until the next
+  /// call. A frame of standard dynamic range is given back as it is.
+  MediaResult<AVFrame*> map(AVFrame& source);
 
  private:
-  bool prepare(const AVFrame& source);
+  MediaResult<void> prepare(const AVFrame& source);
 
   FrameFormat format_;
   Scaler scaler_;
-  Frame mapped_;
+  Frame mapped_ = newFrame();
   /// Linear light, where 1 is reference white, by the upper bits of a code.
   std::vector<float> light_;
   /// Codes by light from 0 to 1.

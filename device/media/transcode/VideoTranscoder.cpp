@@ -3,9 +3,8 @@
 #include <memory>
 #include <utility>
 
-#include "device/media/ffmpeg/EncodedTrack.h"
 #include "device/media/transcode/FrameFitter.h"
-#include "device/media/transcode/TrackWriter.h"
+#include "device/media/transcode/Transcoder.h"
 
 namespace vecamera::device::media {
 namespace {
@@ -34,33 +33,17 @@ VideoSettings settingsFor(const AVStream& source, Size size,
   return settings;
 }
 
-class VideoTranscoder final : public TrackWriter {
+class VideoTranscoder final : public Transcoder {
  public:
   VideoTranscoder(const MovieInput& input, Codec decoder, std::unique_ptr<EncodedTrack> track,
                   FrameFitter fitter)
-      : input_(input),
-        source_(input.video()),
+      : Transcoder(input.video(), std::move(decoder), std::move(track)),
+        input_(input),
         startTicks_(rescaled(input.startMicroseconds(), microseconds, videoTimeBase)),
-        decoder_(std::move(decoder)),
-        track_(std::move(track)),
-        fitter_(std::move(fitter)),
-        decoded_(av_frame_alloc()),
-        pending_(av_frame_alloc()) {}
-
-  MediaResult<void> write(const AVPacket* packet) override {
-    int status = avcodec_send_packet(decoder_.get(), packet);
-    if (status < 0 && status != AVERROR_EOF) ++decodeErrors_;
-    while ((status = avcodec_receive_frame(decoder_.get(), decoded_.get())) >= 0) {
-      if (auto done = processFrame(); !done) return done;
-    }
-    if (status != AVERROR(EAGAIN) && status != AVERROR_EOF) ++decodeErrors_;
-    return packet ? MediaResult<void>() : finish();
-  }
-
-  bool hasMemory() const { return decoded_ && pending_; }
+        fitter_(std::move(fitter)) {}
 
  private:
-  MediaResult<void> processFrame() {
+  MediaResult<void> processFrame() override {
     std::int64_t at = pendingTicks_ + previousDurationTicks_;
     if (decoded_->best_effort_timestamp != AV_NOPTS_VALUE)
       at = std::max<std::int64_t>(ticks(decoded_->best_effort_timestamp) - startTicks_, 0);
@@ -81,16 +64,16 @@ class VideoTranscoder final : public TrackWriter {
   }
 
   MediaResult<void> encodePending(std::int64_t durationTicks) {
-    AVFrame* const frame = fitter_.fit(*pending_);
-    if (!frame)
-      return mediaFailure(AVError::decodeFailed, "The pictures of the movie cannot be converted.");
-    frame->pts = pendingTicks_;
-    frame->pkt_duration = durationTicks;
+    auto fitted = fitter_.fit(*pending_);
+    if (!fitted) return std::move(fitted).failure();
+    AVFrame& frame = **fitted;
+    frame.pts = pendingTicks_;
+    frame.pkt_duration = durationTicks;
     // The encoder would keep to the source's choice of key frames.
-    frame->pict_type = AV_PICTURE_TYPE_NONE;
+    frame.pict_type = AV_PICTURE_TYPE_NONE;
     previousDurationTicks_ = durationTicks;
     ++encoded_;
-    return track_->encode(frame);
+    return track_->encode(&frame);
   }
 
   std::int64_t lastDurationTicks() const {
@@ -112,7 +95,7 @@ class VideoTranscoder final : public TrackWriter {
     return duration;
   }
 
-  MediaResult<void> finish() {
+  MediaResult<void> finish() override {
     if (hasPending_) {
       if (auto done = encodePending(lastDurationTicks()); !done) return done;
     }
@@ -126,19 +109,14 @@ class VideoTranscoder final : public TrackWriter {
   }
 
   const MovieInput& input_;
-  const AVStream& source_;
   const std::int64_t startTicks_;
-  const Codec decoder_;
-  const std::unique_ptr<EncodedTrack> track_;
   FrameFitter fitter_;
-  const Frame decoded_;
   /// The last frame, whose duration the time of the next one gives.
-  const Frame pending_;
+  const Frame pending_ = newFrame();
   bool hasPending_ = false;
   std::int64_t pendingTicks_ = 0;
   std::int64_t previousDurationTicks_ = 0;
   std::int64_t encoded_ = 0;
-  std::int64_t decodeErrors_ = 0;
 };
 
 }  // namespace
@@ -153,10 +131,8 @@ MediaResult<std::unique_ptr<TrackWriter>> transcodeVideo(const MovieInput& input
   auto track =
       EncodedTrack::addVideo(output, settingsFor(source, fitter.uprightSize(), orientation));
   if (!track) return std::move(track).failure();
-  auto made = std::make_unique<VideoTranscoder>(input, std::move(*decoder), std::move(*track),
-                                                std::move(fitter));
-  if (made->hasMemory()) return made;
-  return outOfMemory("The movie cannot be read");
+  return std::make_unique<VideoTranscoder>(input, std::move(*decoder), std::move(*track),
+                                           std::move(fitter));
 }
 
 }  // namespace vecamera::device::media

@@ -23,13 +23,12 @@ std::optional<photos::AssetFormat> probePicture(const Data& data) {
 }
 
 std::optional<photos::AssetFormat> probeMovieContent(const photos::AssetContent& content) {
-  const auto* data = std::get_if<Data>(&content);
-  const auto facts = data ? media::probeMovie(*data)
-                          : media::probeMovieFile(std::get<std::filesystem::path>(content));
+  const auto facts =
+      std::visit([](const auto& movie) { return media::probeMovie(movie); }, content);
   if (!facts) return std::nullopt;
   photos::AssetFormat probed;
-  probed.extension = facts->extension;
-  probed.uti = facts->uniformType;
+  probed.extension = facts->format.fileExtension;
+  probed.uti = facts->format.typeIdentifier;
   probed.width = static_cast<int>(facts->width);
   probed.height = static_cast<int>(facts->height);
   probed.durationSeconds = facts->durationSeconds;
@@ -45,9 +44,10 @@ photos::LibraryStore::Parts libraryParts() {
   parts.makeThumbnail = [](const Data& original, int maxSide) {
     return imaging::thumbnail(original, static_cast<std::size_t>(maxSide)).value();
   };
+  parts.movieFormats = media::movieFormatNames();
   parts.probeMovie = probeMovieContent;
   parts.makePoster = [](const std::filesystem::path& original, int maxSide) {
-    return media::posterFrameOfFile(original, static_cast<std::size_t>(maxSide));
+    return media::posterFrame(original, static_cast<std::size_t>(maxSide)).value();
   };
   return parts;
 }

@@ -5,7 +5,7 @@
 
 #include "VECamera/runtime/Executor.h"
 #include "device/camera/StillCamera.h"
-#include "device/container/Container.h"
+#include "device/container/SoftwareContainer.h"
 #include "device/foundation/Base64.h"
 #include "device/foundation/Bundles.h"
 #include "device/foundation/Clocks.h"
@@ -188,7 +188,7 @@ struct ScriptedDevice {
 
   MainActor mainActor;
   TaskScope tasks;
-  container::Container container;
+  container::SoftwareContainer container;
   /// The file name that the module last found taken while it waited for a free one.
   std::string takenName;
   int recordedScenes = 0;

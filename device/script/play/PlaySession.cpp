@@ -50,7 +50,7 @@ class Steps {
                   onReturned = std::move(onReturned), refused] {
       const auto result = device.container.perform(selector, arguments);
       if (!result)
-        *refused = failed(result.error().text);
+        *refused = failed(result.error().message);
       else if (onReturned)
         onReturned(*result);
     });

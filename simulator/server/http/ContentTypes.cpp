@@ -3,6 +3,8 @@
 #include <array>
 #include <utility>
 
+#include "device/media/base/MovieFormats.h"
+
 namespace vecamera::simulator {
 namespace {
 
@@ -31,9 +33,6 @@ constexpr std::array types = std::to_array<std::pair<std::string_view, std::stri
     {"woff2", "font/woff2"},
     {"ttf", "font/ttf"},
     {"otf", "font/otf"},
-    {"mp4", "video/mp4"},
-    {"mov", "video/quicktime"},
-    {"webm", "video/webm"},
     {"mp3", "audio/mpeg"},
     {"wav", "audio/wav"},
     {"pdf", "application/pdf"},
@@ -58,6 +57,8 @@ std::string_view contentTypeOf(std::string_view fileName) {
   const auto extension = extensionOf(fileName);
   for (const auto& [known, type] : types)
     if (known == extension) return type;
+  for (const auto& format : device::media::movieFormats)
+    if (format.fileExtension == extension) return format.mediaType;
   return "application/octet-stream";
 }
 
@@ -65,6 +66,8 @@ std::string extensionOfType(std::string_view mediaType) {
   const auto type = mediaType.substr(0, mediaType.find(';'));
   for (const auto& [extension, known] : types)
     if (known == type) return std::string(extension);
+  for (const auto& format : device::media::movieFormats)
+    if (format.mediaType == type) return std::string(format.fileExtension);
   return "bin";
 }
 

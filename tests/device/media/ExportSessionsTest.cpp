@@ -34,9 +34,15 @@ class ExportSessionsTest : public MediaTest {
 
   QueueExecutor queue;
   std::function<void(float)> observer;
-  ExportSessions exports{queue, [this](float progress) {
-                           if (observer) observer(progress);
-                         }};
+  bool isInterrupted = false;
+  std::vector<std::string> calls;
+  ExportSessions exports{
+      queue,
+      {[this](float progress) {
+         if (observer) observer(progress);
+       },
+       [this] { return isInterrupted; },
+       [this](const NSError& error) { calls.push_back(error.localizedDescription()); }}};
   int handled = 0;
   std::filesystem::path movie = make("in.mp4", pictures + asPhones);
 };
@@ -127,24 +133,10 @@ TEST_F(ExportSessionsTest, AnExportThatCannotBeDoneFailsWithTheReason) {
 }
 
 TEST_F(ExportSessionsTest, AnExportIsSupervised) {
-  std::vector<std::string> calls;
-  bool isInterrupted = false;
-  const ExportSessions::ExportCallbacks supervision{
-      [&] { return isInterrupted; },
-      [&](const NSError& error) { calls.push_back(error.localizedDescription()); }};
-  ExportSessions supervised(
-      queue,
-      [this](float progress) {
-        if (observer) observer(progress);
-      },
-      supervision);
   const auto statusOfOne = [&] {
     calls.clear();
     std::filesystem::remove(path("out.mp4"));
-    const auto export_ = supervised.exportSessionWithAsset(supervised.assetWithURL(urlOf("in.mp4")),
-                                                           AVAssetExportPresetHighestQuality);
-    export_->setOutputFileType(AVFileTypeMPEG4);
-    export_->setOutputURL(urlOf("out.mp4"));
+    const auto export_ = ready();
     export_->exportAsynchronouslyWithCompletionHandler([&] { calls.push_back("handled"); });
     queue.runAll();
     return export_->status();

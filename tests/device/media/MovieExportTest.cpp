@@ -182,8 +182,8 @@ TEST_F(MovieExportTest, HighDynamicRangeIsBroughtToOrdinaryScreens) {
     EXPECT_EQ(picture.at("color_transfer"), "bt709") << transfer;
     EXPECT_EQ(picture.at("color_primaries"), "bt709") << transfer;
     EXPECT_EQ(picture.at("width"), "64");
-    const auto poster = posterFrameOfFile(source, 64);
-    ASSERT_TRUE(poster.has_value());
+    const auto poster = posterFrame(source, 64);
+    ASSERT_TRUE(poster);
     write(path("poster.jpg"), textOf(*poster));
     for (const auto& shown : {target, path("poster.jpg")})
       EXPECT_NEAR(raw(shown, "-frames:v 1 -vf scale=1:1 -f rawvideo -pix_fmt gray").at(0), 232, 4)
@@ -214,8 +214,8 @@ TEST_F(MovieExportTest, AnEncodedMovieStandsUprightAndSoDoesItsPoster) {
       return std::abs(std::get<0>(pair) - std::get<1>(pair)) < 24;
     };
     EXPECT_THAT(raw(target, corners), Pointwise(testing::Truly(near), expected));
-    const auto poster = posterFrameOfFile(source, 200);
-    ASSERT_TRUE(poster.has_value());
+    const auto poster = posterFrame(source, 200);
+    ASSERT_TRUE(poster);
     write(path("poster.jpg"), textOf(*poster));
     EXPECT_THAT(raw(path("poster.jpg"), corners), Pointwise(testing::Truly(near), expected));
     std::filesystem::remove(target);

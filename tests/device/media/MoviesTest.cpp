@@ -31,16 +31,17 @@ TEST_F(MoviesTest, AProbeGivesTypeSidesDurationAndAudio) {
       {make("j.avif", pictures + "-frames:v 1 -c:v libaom-av1 -cpu-used 8"), "no movie"},
       {path("missing"), "no movie"},
   };
-  const auto textOfFacts = [](const std::optional<MovieFacts>& facts) -> std::string {
+  const auto textOfFacts = [](const MediaResult<MovieFacts>& facts) -> std::string {
     if (!facts) return "no movie";
     const std::string seconds =
         facts->durationSeconds ? std::to_string(*facts->durationSeconds + 0.001).substr(0, 3) : "?";
-    return facts->extension + " " + facts->uniformType + " " + std::to_string(facts->width) + "x" +
+    return std::string(facts->format.fileExtension) + " " +
+           std::string(facts->format.typeIdentifier) + " " + std::to_string(facts->width) + "x" +
            std::to_string(facts->height) + " " + seconds +
            (facts->hasAudio ? " with sound" : " without sound");
   };
   for (const Case& each : cases) {
-    EXPECT_EQ(textOfFacts(probeMovieFile(each.file)), each.expected) << each.file;
+    EXPECT_EQ(textOfFacts(probeMovie(each.file)), each.expected) << each.file;
     EXPECT_EQ(textOfFacts(probeMovie(read(each.file))), each.expected) << each.file;
   }
 }
@@ -52,17 +53,17 @@ TEST_F(MoviesTest, APosterIsSmallAndShowsMoreThanBlack) {
                                        "-filter_complex '[0][1]concat,setsar=2' " +
                                        asVp8);
   const auto black = make("b.mp4", starts + "-c:v libx264");
-  const auto shown = [this](const std::optional<Data>& poster) {
+  const auto shown = [this](const MediaResult<Data>& poster) {
     if (!poster) return std::string("nothing");
     write(path("poster.jpg"), textOf(*poster));
     const auto about = probed(path("poster.jpg")).video;
     const auto color = raw(path("poster.jpg"), "-vf scale=1:1 -f rawvideo -pix_fmt rgb24");
     return about.at("width") + "x" + about.at("height") + (color.at(0) > 200 ? " red" : " black");
   };
-  EXPECT_EQ(shown(posterFrameOfFile(file, 100)), "100x38 red");
-  EXPECT_EQ(shown(posterFrame(read(file), 1000)), "320x120 red");
-  EXPECT_EQ(shown(posterFrameOfFile(black, 1000)), "160x120 black");
-  EXPECT_EQ(shown(posterFrameOfFile(make("c.m4a", tone), 100)), "nothing");
+  EXPECT_EQ(shown(posterFrame(file, 100)), "100x38 red");
+  EXPECT_EQ(shown(posterFrame(file, 1000)), "320x120 red");
+  EXPECT_EQ(shown(posterFrame(black, 1000)), "160x120 black");
+  EXPECT_EQ(shown(posterFrame(make("c.m4a", tone), 100)), "nothing");
 }
 
 }  // namespace

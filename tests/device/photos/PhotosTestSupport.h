@@ -80,6 +80,7 @@ inline std::optional<AssetFormat> probeTestMovie(const AssetContent& content) {
 inline LibraryStore::Parts testParts() {
   LibraryStore::Parts parts;
   parts.pictureFormats = "JPEG, PNG, HEIC, WebP";
+  parts.movieFormats = "MP4, QuickTime, WebM";
   parts.probePicture = probeTestPicture;
   parts.probeMovie = probeTestMovie;
   parts.identifiers = RandomIdentifiers(7);

@@ -22,15 +22,15 @@ struct UrlTransformerOffer {
 
 /// Why the dispatcher did not call the plug-in, in words.
 struct ContainerError {
-  std::string text;
+  std::string message;
 };
 
 /// A stand-in for the host container: it owns the plug-in object, dispatches by selector, and hands
 /// out and registers callbacks. Used on one thread at a time, but for the URL transformer, which
 /// any thread may ask for.
-class Container {
+class SoftwareContainer {
  public:
-  Container(const NSClock& clock, DeviceObserver& observer);
+  SoftwareContainer(const NSClock& clock, DeviceObserver& observer);
 
   /// Makes a plug-in object and wires it with a web view and, if given, the view controller.
   void create(const Platform& platform, std::shared_ptr<UIViewController> viewController);

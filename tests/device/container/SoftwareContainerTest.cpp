@@ -1,4 +1,4 @@
-#include "device/container/Container.h"
+#include "device/container/SoftwareContainer.h"
 
 #include <gtest/gtest.h>
 
@@ -25,12 +25,12 @@ class ContainerTest : public testing::Test {
  protected:
   std::string refusal(std::string_view selector, std::vector<Value> arguments) {
     const auto result = container.perform(selector, arguments);
-    return result ? "" : result.error().text;
+    return result ? "" : result.error().message;
   }
 
   StoppedClock clock;
   Recorder recorder;
-  Container container{clock, recorder};
+  SoftwareContainer container{clock, recorder};
 };
 
 TEST_F(ContainerTest, ASecondAnswerIsRefusedAndTheObserverNotified) {

@@ -1,4 +1,4 @@
-#include "device/container/Container.h"
+#include "device/container/SoftwareContainer.h"
 
 #include <algorithm>
 
@@ -16,22 +16,25 @@ class Delegate : public CommandDelegate {
 
 }  // namespace
 
-Container::Container(const NSClock& clock, DeviceObserver& observer)
+SoftwareContainer::SoftwareContainer(const NSClock& clock, DeviceObserver& observer)
     : clock_(clock), observer_(observer), delegates_(std::make_shared<Delegates>()) {
   setUrlTransformer({});
 }
 
-void Container::create(const Platform& platform, std::shared_ptr<UIViewController> viewController) {
+void SoftwareContainer::create(const Platform& platform,
+                               std::shared_ptr<UIViewController> viewController) {
   plugin_ = VECameraPlugin::create(platform);
   ++pluginNumber_;
   plugin_->setVWebView(std::make_shared<VelmoraWebView>());
   plugin_->setViewController(std::move(viewController));
 }
 
-Result<Value, ContainerError> Container::perform(std::string_view selector,
-                                                 std::span<const Value> arguments) {
+Result<Value, ContainerError> SoftwareContainer::perform(std::string_view selector,
+                                                         std::span<const Value> arguments) {
   const std::string quoted = "\"" + std::string(selector) + "\"";
-  const auto failure = [](std::string text) { return Failure(ContainerError{std::move(text)}); };
+  const auto failure = [](std::string message) {
+    return Failure(ContainerError{std::move(message)});
+  };
   if (!plugin_) return failure("there is no plug-in object to send " + quoted + " to");
   const auto* operation = plugin_->operationForSelector(selector);
   if (!operation) return failure("the plug-in does not answer to the selector " + quoted);
@@ -44,8 +47,8 @@ Result<Value, ContainerError> Container::perform(std::string_view selector,
   return (*operation)(arguments);
 }
 
-std::shared_ptr<Callback> Container::makeCallback(std::string name, std::string selector,
-                                                  Array arguments) {
+std::shared_ptr<Callback> SoftwareContainer::makeCallback(std::string name, std::string selector,
+                                                          Array arguments) {
   auto callback = std::make_shared<Callback>(
       std::move(name), std::move(selector), std::move(arguments), pluginNumber_,
       [delegates = delegates_] {
@@ -57,7 +60,7 @@ std::shared_ptr<Callback> Container::makeCallback(std::string name, std::string 
   return callback;
 }
 
-void Container::setUrlTransformer(UrlTransformerOffer offer) {
+void SoftwareContainer::setUrlTransformer(UrlTransformerOffer offer) {
   const std::lock_guard lock(delegates_->mutex);
   delegates_->current =
       offer.hasDelegate ? std::make_shared<Delegate>(std::move(offer.transformer)) : nullptr;
