@@ -160,7 +160,7 @@ json quality(const Workload& workload, const std::string& path, const Contenders
   json decibelsBy;
   printf("    quality: the reference itself, encoded alike, %.2f dB\n", ceiling);
   for (const auto& contender : contenders) {
-    const Bytes result = contender->result(workload, path);
+    const EncodedBytes result = contender->result(workload, path);
     const double reached = result.empty() ? -1 : psnr(reference, result);
     if (reached < 0) continue;
     decibelsBy[contender->name()] = reached;

@@ -23,8 +23,8 @@ LocalContender::Function pipelineOn(const device::imaging::ThreadBudget& threads
     const auto bytes = workload.quality > 0
                            ? images.UIImageJPEGRepresentation(image, workload.quality / 100.0)
                            : images.UIImagePNGRepresentation(image);
-    if (!bytes) return Bytes();
-    return Bytes(bytes->bytes().begin(), bytes->bytes().end());
+    if (!bytes) return EncodedBytes();
+    return EncodedBytes(bytes->bytes().begin(), bytes->bytes().end());
   };
 }
 
@@ -45,13 +45,13 @@ const Data& LocalContender::load(const std::string& path) {
 std::optional<double> LocalContender::time(const Workload& workload, const std::string& path) {
   const Data& source = load(path);
   const auto start = std::chrono::steady_clock::now();
-  const Bytes bytes = function_(workload, source);
+  const EncodedBytes bytes = function_(workload, source);
   const std::chrono::duration<double, std::milli> taken = std::chrono::steady_clock::now() - start;
   if (bytes.empty()) return std::nullopt;
   return taken.count();
 }
 
-Bytes LocalContender::result(const Workload& workload, const std::string& path) {
+EncodedBytes LocalContender::result(const Workload& workload, const std::string& path) {
   return function_(workload, load(path));
 }
 

@@ -35,7 +35,7 @@ inline constexpr Workload workloads[] = {
     {"W6", "8064 x 6048, fit 1024, JPEG 75", "large.jpg", 1024, 75, 4, true},
 };
 
-using Bytes = std::vector<std::uint8_t>;
+using EncodedBytes = std::vector<std::uint8_t>;
 
 /// What the workloads are run with: the device, or another tool.
 class Contender {
@@ -46,19 +46,19 @@ class Contender {
   /// Milliseconds that the workload took, or nothing where the contender cannot run it.
   virtual std::optional<double> time(const Workload& workload, const std::string& path) = 0;
   /// The bytes of its latest result.
-  virtual Bytes result(const Workload& workload, const std::string& path) = 0;
+  virtual EncodedBytes result(const Workload& workload, const std::string& path) = 0;
 };
 
 /// A contender in this process is a function from the file's bytes to the result's.
 class LocalContender : public Contender {
  public:
-  using Function = std::function<Bytes(const Workload& workload, const Data& source)>;
+  using Function = std::function<EncodedBytes(const Workload& workload, const Data& source)>;
   LocalContender(std::string name, std::string version, Function function)
       : name_(std::move(name)), version_(std::move(version)), function_(std::move(function)) {}
   std::string name() const override { return name_; }
   std::string version() const override { return version_; }
   std::optional<double> time(const Workload& workload, const std::string& path) override;
-  Bytes result(const Workload& workload, const std::string& path) override;
+  EncodedBytes result(const Workload& workload, const std::string& path) override;
 
  private:
   const Data& load(const std::string& path);

@@ -22,7 +22,7 @@
 namespace {
 
 std::unique_ptr<vecamera::bench::Contender> contender;
-vecamera::bench::Bytes result;
+vecamera::bench::EncodedBytes result;
 
 }  // namespace
 

@@ -28,7 +28,7 @@ std::unique_ptr<Contender> openCv() {
                  cv::INTER_AREA);
       image = scaled;
     }
-    Bytes encoded;
+    EncodedBytes encoded;
     if (workload.quality > 0)
       cv::imencode(".jpg", image, encoded, {cv::IMWRITE_JPEG_QUALITY, workload.quality});
     else

@@ -53,7 +53,7 @@ class ImageMagick final : public Contender {
         .count();
   }
 
-  Bytes result(const Workload& workload, const std::string&) override {
+  EncodedBytes result(const Workload& workload, const std::string&) override {
     const Data data = readFile(resultPath(workload));
     return {data.bytes().begin(), data.bytes().end()};
   }
@@ -106,7 +106,7 @@ class Sharp final : public Contender {
     return std::strtod(answer.c_str(), nullptr);
   }
 
-  Bytes result(const Workload&, const std::string&) override {
+  EncodedBytes result(const Workload&, const std::string&) override {
     const Data data = readFile(resultPath());
     return {data.bytes().begin(), data.bytes().end()};
   }

@@ -39,8 +39,8 @@ double lanczos(double x) {
   return 3 * std::sin(angle) * std::sin(angle / 3) / (angle * angle);
 }
 
-/// Shrinks the height and exchanges the sides; twice, it shrinks both.
-FloatImage shrunkAndTurned(const FloatImage& from, std::size_t height) {
+/// Shrinks the height and transposes the result; twice, it shrinks both sides.
+FloatImage shrunkAndTransposed(const FloatImage& from, std::size_t height) {
   FloatImage to{height, from.width, std::vector<float>(height * from.width * 3)};
   const double factor = static_cast<double>(height) / static_cast<double>(from.height);
   const auto last = static_cast<long>(from.height) - 1;
@@ -78,7 +78,7 @@ FloatImage lanczosReference(const Data& jpeg, unsigned side) {
     return static_cast<std::size_t>(std::lround(static_cast<double>(length) * factor));
   };
   const std::size_t width = shrunk(colors.width);
-  return shrunkAndTurned(shrunkAndTurned(colors, shrunk(colors.height)), width);
+  return shrunkAndTransposed(shrunkAndTransposed(colors, shrunk(colors.height)), width);
 }
 
 double psnr(const FloatImage& reference, const std::vector<std::uint8_t>& jpeg) {

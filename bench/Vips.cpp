@@ -10,7 +10,7 @@ namespace vecamera::bench {
 
 namespace {
 
-Bytes convert(const Workload& workload, const Data& source) {
+EncodedBytes convert(const Workload& workload, const Data& source) {
   void* bytes = const_cast<std::uint8_t*>(source.bytes().data());
   const std::size_t size = source.size();
   VipsImage* image = nullptr;
@@ -18,7 +18,7 @@ Bytes convert(const Workload& workload, const Data& source) {
   if (workload.side > 0) {
     if (vips_thumbnail_buffer(bytes, size, &image, side, "height", side, nullptr)) return {};
   } else {
-    // Turning needs rows from everywhere.
+    // Rotating needs rows from everywhere.
     const VipsAccess access = workload.quality > 0 ? VIPS_ACCESS_RANDOM : VIPS_ACCESS_SEQUENTIAL;
     VipsImage* loaded = vips_image_new_from_buffer(bytes, size, "", "access", access, nullptr);
     if (!loaded) return {};
@@ -36,7 +36,7 @@ Bytes convert(const Workload& workload, const Data& source) {
     vips_pngsave_buffer(image, &encoded, &length, nullptr);
   g_object_unref(image);
   const auto* first = static_cast<const std::uint8_t*>(encoded);
-  Bytes result(first, first + length);
+  EncodedBytes result(first, first + length);
   g_free(encoded);
   return result;
 }

@@ -7,7 +7,7 @@
 #include "device/base/JoinNames.h"
 #include "device/imaging/base/ScratchBuffer.h"
 #include "device/imaging/codecs/ExifOrientation.h"
-#include "device/imaging/codecs/HeifCodec.h"
+#include "device/imaging/codecs/HeicCodec.h"
 #include "device/imaging/codecs/WebpCodec.h"
 #include "device/imaging/jpeg/JpegCodec.h"
 #include "device/imaging/png/PngChunks.h"
@@ -22,7 +22,7 @@ std::string_view textAt(Bytes bytes, std::size_t offset, std::size_t length) {
   return {reinterpret_cast<const char*>(bytes.data()) + offset, length};
 }
 
-bool isHeif(Bytes bytes) {
+bool isHeic(Bytes bytes) {
   constexpr std::string_view brands[] = {"heic", "heix", "heim", "heis", "mif1"};
   return textAt(bytes, 4, 4) == "ftyp" &&
          std::find(std::begin(brands), std::end(brands), textAt(bytes, 8, 4)) != std::end(brands);
@@ -47,30 +47,22 @@ struct Codec {
   DecodeScale (*decodeScale)(double storedPerResult) = nullptr;
 };
 
-Rows jpegRows(Bytes bytes, const PictureHeader& header, DecodeScale scale, const ThreadBudget&) {
-  return openJpegRows(bytes, header, scale);
-}
-
-Rows pngRows(Bytes bytes, const PictureHeader& header, DecodeScale, const ThreadBudget& threads) {
-  return openPngRows(bytes, header, threads);
-}
-
 constexpr auto codecs = std::to_array<Codec>({
     {.format = jpegFormat,
      .recognizes = [](Bytes bytes) { return textAt(bytes, 0, 3) == "\xFF\xD8\xFF"; },
      .readHeader = readJpegHeader,
-     .openRows = jpegRows,
+     .openRows = openJpegRows,
      .decodeScale = jpegDecodeScale},
     {.format = pngFormat,
      .recognizes = [](Bytes bytes) { return textAt(bytes, 0, 8) == pngSignature; },
      .readHeader = readPngHeader,
      .decode = decodePng,
-     .openRows = pngRows},
+     .openRows = openPngRows},
     {.format = heicFormat,
-     .recognizes = isHeif,
-     .readHeader = readHeifHeader,
+     .recognizes = isHeic,
+     .readHeader = readHeicHeader,
      .orientedBy = OrientedBy::decoder,
-     .decode = decodeHeif},
+     .decode = decodeHeic},
     {.format = webpFormat,
      .recognizes =
          [](Bytes bytes) { return textAt(bytes, 0, 4) == "RIFF" && textAt(bytes, 8, 4) == "WEBP"; },

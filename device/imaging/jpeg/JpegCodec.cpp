@@ -121,7 +121,7 @@ DecodeScale jpegDecodeScale(double storedPerResult) {
 }
 
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,
-                                                     DecodeScale scale) {
+                                                     DecodeScale scale, const ThreadBudget&) {
   if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
   auto rows = std::make_unique<JpegRows>(bytes);
   if (const auto started = rows->start(scale); !started) return started.failure();

@@ -3,6 +3,7 @@
 #include "device/imaging/base/Bitmap.h"
 #include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/RowSource.h"
+#include "device/imaging/base/ThreadBudget.h"
 
 namespace vecamera::device::imaging {
 
@@ -14,7 +15,8 @@ inline constexpr std::string_view jpegExifMarker("Exif\0\0", 6);
 
 ImageResult<PictureHeader> readJpegHeader(Bytes bytes);
 ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureHeader& header,
-                                                     DecodeScale scale);
+                                                     DecodeScale scale,
+                                                     const ThreadBudget& threads);
 
 /// The scale (numerator 1, 2, 3 or 8) to decode at where each pixel of the result spans that many
 /// stored ones. The decoder scales each block by itself, which leaves aliasing in the decoded

@@ -18,14 +18,14 @@ bool isExifSegment(std::uint8_t marker, Bytes contents) {
          std::memcmp(contents.data(), jpegExifMarker.data(), jpegExifMarker.size()) == 0;
 }
 
-bool appendExifSegment(EncodedBytes& jpeg, Bytes exif) {
+ImageResult<void> appendExifSegment(EncodedBytes& jpeg, Bytes exif) {
   const std::size_t length = 2 + jpegExifMarker.size() + exif.size();
-  if (length > 0xFFFF) return false;
+  if (length > 0xFFFF) return Failure(ImageError::unsupported);
   for (const std::size_t byte : {std::size_t{0xFF}, std::size_t{0xE1}, length >> 8, length & 0xFF})
     jpeg.push_back(static_cast<std::uint8_t>(byte));
   jpeg.insert(jpeg.end(), jpegExifMarker.begin(), jpegExifMarker.end());
   append(jpeg, exif);
-  return true;
+  return {};
 }
 
 /// The block goes behind the JFIF segment, which has to be the first one, and before all others.
@@ -44,7 +44,7 @@ ImageResult<EncodedBytes> jpegWithExif(Bytes jpeg, Bytes exif) {
       continue;
     }
     if (!placed && marker != app0) {
-      if (!appendExifSegment(result, exif)) return Failure(ImageError::unsupported);
+      if (const auto added = appendExifSegment(result, exif); !added) return added.failure();
       placed = true;
     }
     if (marker == startOfScan) break;

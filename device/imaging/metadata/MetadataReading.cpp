@@ -199,7 +199,7 @@ ImageResult<Dictionary> readProperties(const Data& data) {
   addResolution(properties, tiff, *header);
   const std::string orientationKey(kCGImagePropertyOrientation);
   if (find(tiff, orientationKey)) {
-    // As the picture is opened, which for HEIC need not be what the tag says (HeifCodec.h).
+    // As the picture is opened, which for HEIC need not be what the tag says (HeicCodec.h).
     const Value orientation(exifOrientation(header->orientation));
     tiff.insert_or_assign(orientationKey, orientation);
     properties[orientationKey] = orientation;

@@ -4,9 +4,11 @@
 
 namespace vecamera::device::imaging {
 
-std::shared_ptr<DeviceImage> DeviceImage::open(const Data& bytes, const PictureLimits& limits) {
+ImageResult<std::shared_ptr<UIImage>> DeviceImage::open(const Data& bytes,
+                                                        const PictureLimits& limits) {
   auto header = readHeader(bytes.bytes());
-  if (!header || !limits.allow(header->width, header->height)) return nullptr;
+  if (!header) return header.failure();
+  if (!limits.allow(header->width, header->height)) return Failure(ImageError::unsupported);
   const UIImageOrientation orientation = header->orientation;
   header->exif = {};
   return std::make_shared<DeviceImage>(

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "VECamera/platform/UIKit.h"
+#include "device/imaging/base/ImageResult.h"
 #include "device/imaging/pipeline/LazyImage.h"
 
 namespace vecamera::device::imaging {
@@ -25,9 +26,9 @@ class DeviceImage final : public UIImage {
       : bitmap_(std::make_shared<const DeviceBitmap>(std::move(image))),
         orientation_(orientation) {}
 
-  /// Reads the header of the bytes only. Null where they are no known picture or claim more pixels
-  /// than the limits allow.
-  static std::shared_ptr<DeviceImage> open(const Data& bytes, const PictureLimits& limits);
+  /// Reads the header of the bytes only. `unsupported` where they are no known picture or claim
+  /// more pixels than the limits allow.
+  static ImageResult<std::shared_ptr<UIImage>> open(const Data& bytes, const PictureLimits& limits);
 
   CGSize size() const override;
   UIImageOrientation imageOrientation() const override { return orientation_; }

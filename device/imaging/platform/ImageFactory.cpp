@@ -24,7 +24,7 @@ int jpegQuality(double compressionQuality) {
 }
 
 std::shared_ptr<UIImage> ImageFactory::imageWithData(const Data& data) {
-  return DeviceImage::open(data, limits_);
+  return DeviceImage::open(data, limits_).value().value_or(nullptr);
 }
 
 std::optional<Data> ImageFactory::UIImageJPEGRepresentation(const std::shared_ptr<UIImage>& image,

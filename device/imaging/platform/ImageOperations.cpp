@@ -37,14 +37,15 @@ std::shared_ptr<UIImage> croppedUpright(const std::shared_ptr<UIImage>& image,
 
 ImageResult<Data> thumbnail(const Data& data, std::size_t maxSide) {
   constexpr int quality = 80;
+  if (maxSide == 0) return Failure(ImageError::unsupported);
   const auto image = DeviceImage::open(data, {});
-  if (!image || maxSide == 0) return Failure(ImageError::unsupported);
-  const CGSize size = image->size();
+  if (!image) return image.failure();
+  const CGSize size = (*image)->size();
   const double factor =
       std::min(1.0, static_cast<double>(maxSide) / std::max(size.width, size.height));
   const CGSize canvas{std::max(1.0, std::round(size.width * factor)),
                       std::max(1.0, std::round(size.height * factor))};
-  const auto drawn = drawnUpright(image, canvas, {0, 0, canvas.width, canvas.height});
+  const auto drawn = drawnUpright(*image, canvas, {0, 0, canvas.width, canvas.height});
   auto encoded = encodeJpeg(lazyImageOf(drawn.get()), quality, {}, {});
   if (!encoded) return encoded.failure();
   return Data(std::move(*encoded));

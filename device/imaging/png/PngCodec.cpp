@@ -20,14 +20,14 @@ struct FreeContext {
 };
 using Context = std::unique_ptr<spng_ctx, FreeContext>;
 
-Context open(Bytes bytes) {
+/// The only error is `outOfMemory`.
+ImageResult<Context> open(Bytes bytes) {
   Context context(spng_ctx_new(0));
-  if (!context) return nullptr;
   constexpr std::uint32_t maxSide = 0x7FFFFFFF;
-  if (spng_set_image_limits(context.get(), maxSide, maxSide) ||
+  if (!context || spng_set_image_limits(context.get(), maxSide, maxSide) ||
       spng_set_chunk_limits(context.get(), maxChunkBytes, maxCachedBytes) ||
       spng_set_png_buffer(context.get(), bytes.data(), bytes.size()))
-    return nullptr;
+    return Failure(ImageError::outOfMemory);
   return context;
 }
 
@@ -57,10 +57,11 @@ bool pngCanHold(Bytes bytes, std::uint64_t filteredBytes) {
 }
 
 ImageResult<PictureHeader> readPngHeader(Bytes bytes) {
-  const Context context = open(bytes);
-  if (!context) return Failure(ImageError::outOfMemory);
+  const auto opened = open(bytes);
+  if (!opened) return opened.failure();
+  spng_ctx* const context = opened->get();
   spng_ihdr ihdr{};
-  if (spng_get_ihdr(context.get(), &ihdr)) return Failure(ImageError::corrupt);
+  if (spng_get_ihdr(context, &ihdr)) return Failure(ImageError::corrupt);
   PictureHeader header;
   header.width = ihdr.width;
   header.height = ihdr.height;
@@ -71,34 +72,35 @@ ImageResult<PictureHeader> readPngHeader(Bytes bytes) {
   spng_trns transparency{};
   header.hasAlpha = ihdr.color_type == SPNG_COLOR_TYPE_GRAYSCALE_ALPHA ||
                     ihdr.color_type == SPNG_COLOR_TYPE_TRUECOLOR_ALPHA ||
-                    !spng_get_trns(context.get(), &transparency);
+                    !spng_get_trns(context, &transparency);
   spng_phys density{};
-  if (!spng_get_phys(context.get(), &density) && density.unit_specifier == 1) {
+  if (!spng_get_phys(context, &density) && density.unit_specifier == 1) {
     header.dpiX = density.ppu_x * metresPerInch;
     header.dpiY = density.ppu_y * metresPerInch;
   }
   spng_exif exif{};
-  if (!spng_get_exif(context.get(), &exif) && exif.data)
+  if (!spng_get_exif(context, &exif) && exif.data)
     header.exif.assign(exif.data, exif.data + exif.length);
   spng_iccp profile{};
-  if (!spng_get_iccp(context.get(), &profile) && profile.profile)
+  if (!spng_get_iccp(context, &profile) && profile.profile)
     header.profile.assign(profile.profile, profile.profile + profile.profile_len);
   return header;
 }
 
 ImageResult<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
-  const Context context = open(bytes);
-  if (!context) return Failure(ImageError::outOfMemory);
+  const auto opened = open(bytes);
+  if (!opened) return opened.failure();
+  spng_ctx* const context = opened->get();
   std::size_t filteredBytes = 0;
-  if (spng_decoded_image_size(context.get(), SPNG_FMT_PNG, &filteredBytes) ||
+  if (spng_decoded_image_size(context, SPNG_FMT_PNG, &filteredBytes) ||
       !pngCanHold(bytes, filteredBytes))
     return Failure(ImageError::corrupt);
   auto bitmap = Bitmap::uninitialized(header.width, header.height);
   if (!bitmap) return bitmap;
   // Reading the chunks behind the pixels as well shows whether the file ends early.
-  if (spng_decode_image(context.get(), bitmap->row(0), bitmap->strideBytes() * bitmap->height(),
+  if (spng_decode_image(context, bitmap->row(0), bitmap->strideBytes() * bitmap->height(),
                         SPNG_FMT_RGBA8, SPNG_DECODE_TRNS) ||
-      spng_decode_chunks(context.get()))
+      spng_decode_chunks(context))
     return Failure(ImageError::corrupt);
   if (header.hasAlpha) bitmap->premultiply();
   return bitmap;

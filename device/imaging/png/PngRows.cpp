@@ -3,7 +3,6 @@
 #include <isa-l/igzip_lib.h>
 
 #include <algorithm>
-#include <array>
 #include <condition_variable>
 #include <cstring>
 #include <mutex>
@@ -16,17 +15,14 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// As many rows are inflated at a time as fit in here, but one at least.
-constexpr std::size_t bandBytes = std::size_t{1} << 18;
-
 /// The chunks in order, as strictly as libspng takes them.
 class VerifiedChunks {
  public:
   explicit VerifiedChunks(Bytes png) : reader_(png) {}
 
-  /// Nothing where the bytes end, or a critical chunk has a wrong checksum or stands in the wrong
+  /// `corrupt` where the bytes end, or a critical chunk has a wrong checksum or stands in the wrong
   /// place. The end, which has no contents to verify, may lack its checksum.
-  std::optional<PngChunk> next() {
+  ImageResult<PngChunk> next() {
     using namespace std::string_view_literals;
     const auto chunk = reader_.next();
     if (!chunk) {
@@ -34,17 +30,17 @@ class VerifiedChunks {
       constexpr auto end = "\0\0\0\0IEND"sv;
       if (stage_ == Stage::end || rest.size() < end.size() || rest.size() >= pngFrameSize ||
           std::memcmp(rest.data(), end.data(), end.size()) != 0)
-        return std::nullopt;
+        return Failure(ImageError::corrupt);
       stage_ = Stage::end;
       return PngChunk{"IEND", {}, rest};
     }
     if (chunk->isCritical() && (!isInPlace(*chunk) || !chunk->hasRightChecksum()))
-      return std::nullopt;
+      return Failure(ImageError::corrupt);
     if (chunk->type == "IDAT")
       stage_ = Stage::data;
     else if (stage_ == Stage::data)
       stage_ = Stage::afterData;
-    return chunk;
+    return *chunk;
   }
 
  private:
@@ -69,54 +65,54 @@ class VerifiedChunks {
 /// Inflates the filtered rows, band by band.
 class Inflater {
  public:
-  explicit Inflater(Bytes png) : chunks_(png), state_(sizeof(inflate_state)) {
-    if (!state_) return;
-    isal_inflate_init(state());
-    state()->crc_flag = ISAL_ZLIB;
-  }
-  bool ready() const { return static_cast<bool>(state_); }
-
-  /// Exactly so many bytes; false where there are fewer, or they are corrupt.
-  bool fill(std::uint8_t* to, std::size_t count) {
-    state()->next_out = to;
-    state()->avail_out = static_cast<std::uint32_t>(count);
-    while (state()->avail_out > 0)
-      if (inflateMore() != Progress::some) return false;
-    return true;
+  /// The state is memory that outlives the inflater.
+  Inflater(Bytes png, inflate_state* state) : chunks_(png), state_(state) {
+    isal_inflate_init(state_);
+    state_->crc_flag = ISAL_ZLIB;
   }
 
-  /// True where the rest of the compressed stream is intact and the file goes on to its own end.
-  /// The stream may lack its end, and may hold more than the rows, which is then ignored. `spare`
-  /// is a byte to write to.
-  bool finish(std::uint8_t* spare) {
-    state()->next_out = spare;
-    state()->avail_out = 1;
+  /// Exactly so many bytes; `corrupt` where there are fewer.
+  ImageResult<void> fill(std::uint8_t* to, std::size_t count) {
+    state_->next_out = to;
+    state_->avail_out = static_cast<std::uint32_t>(count);
+    while (state_->avail_out > 0)
+      if (inflateMore() != Progress::some) return Failure(ImageError::corrupt);
+    return {};
+  }
+
+  /// `corrupt` unless the rest of the compressed stream is intact and the file goes on to its own
+  /// end. The stream may lack its end, and may hold more than the rows, which is then ignored.
+  /// `spare` is a byte to write to.
+  ImageResult<void> finish(std::uint8_t* spare) {
+    state_->next_out = spare;
+    state_->avail_out = 1;
     Progress progress = Progress::some;
-    while (progress == Progress::some && state()->avail_out > 0) progress = inflateMore();
-    if (progress == Progress::corrupt) return false;
-    for (auto chunk = afterData_ ? afterData_ : chunks_.next(); chunk; chunk = chunks_.next())
-      if (chunk->type == "IEND") return true;
-    return false;
+    while (progress == Progress::some && state_->avail_out > 0) progress = inflateMore();
+    if (progress == Progress::corrupt) return Failure(ImageError::corrupt);
+    while (!afterData_ || afterData_->type != "IEND") {
+      const auto chunk = chunks_.next();
+      if (!chunk) return chunk.failure();
+      afterData_ = *chunk;
+    }
+    return {};
   }
 
  private:
   enum class Progress { some, ended, corrupt };
 
-  inflate_state* state() { return reinterpret_cast<inflate_state*>(state_.data()); }
-
   /// Inflates further, first of all what is left of the input of before.
   Progress inflateMore() {
-    while (state()->block_state != ISAL_BLOCK_FINISH) {
-      const std::uint32_t in = state()->avail_in;
-      const std::uint32_t out = state()->avail_out;
-      if (started_ && isal_inflate(state()) < 0) return Progress::corrupt;
-      if (state()->avail_in < in || state()->avail_out < out) return Progress::some;
+    while (state_->block_state != ISAL_BLOCK_FINISH) {
+      const std::uint32_t in = state_->avail_in;
+      const std::uint32_t out = state_->avail_out;
+      if (started_ && isal_inflate(state_) < 0) return Progress::corrupt;
+      if (state_->avail_in < in || state_->avail_out < out) return Progress::some;
       if (in > 0) return Progress::corrupt;
       const auto contents = nextIdat();
       if (!contents) break;
       started_ = true;
-      state()->next_in = const_cast<std::uint8_t*>(contents->data());
-      state()->avail_in = static_cast<std::uint32_t>(contents->size());
+      state_->next_in = const_cast<std::uint8_t*>(contents->data());
+      state_->avail_in = static_cast<std::uint32_t>(contents->size());
     }
     return Progress::ended;
   }
@@ -129,83 +125,103 @@ class Inflater {
         inData_ = true;
         if (!chunk->contents.empty()) return chunk->contents;
       } else if (inData_) {
-        afterData_ = chunk;
+        afterData_ = *chunk;
       }
     }
     return std::nullopt;
   }
 
   VerifiedChunks chunks_;
-  ScratchBuffer state_;
+  inflate_state* state_;
   bool started_ = false;
   bool inData_ = false;
-  /// The first chunk behind the pixels, once it was met.
+  /// The latest chunk behind the pixels, once one was met.
   std::optional<PngChunk> afterData_;
+};
+
+/// The filtered rows of a picture, and how they are inflated: so many at a time as fit into
+/// 256 KB, but one at least, into one of three bands.
+struct Bands {
+  static constexpr std::size_t inMemory = 3;
+
+  explicit Bands(const PictureHeader& header)
+      : width(header.width),
+        pixelBytes(header.hasAlpha ? 4 : 3),
+        rowBytes(width * pixelBytes + 1),
+        rows(header.height),
+        bandRows(std::clamp<std::size_t>((std::size_t{1} << 18) / rowBytes, 1, rows)),
+        count((rows + bandRows - 1) / bandRows) {}
+
+  /// The byte behind the last row is read with a last pixel of three bytes.
+  std::size_t bandBytes() const { return bandRows * rowBytes + 1; }
+
+  std::size_t width;
+  std::size_t pixelBytes;
+  std::size_t rowBytes;
+  std::size_t rows;
+  std::size_t bandRows;
+  std::size_t count;
 };
 
 /// Hands out filtered rows from bands that a worker, where there is one, inflates ahead.
 class RowBandReader {
  public:
-  RowBandReader(Bytes png, std::size_t rowBytes, std::size_t rows, const ThreadBudget& threads)
-      : inflater_(png),
-        rowBytes_(rowBytes),
-        rows_(rows),
-        bandRows_(std::clamp<std::size_t>(bandBytes / rowBytes, 1, rows)),
-        count_((rows + bandRows_ - 1) / bandRows_),
-        work_(threads, [this] { return inflateNext(); }) {
-    // A pixel of three bytes is read as one of four.
-    for (ScratchBuffer& band : memory_) band = ScratchBuffer(bandRows_ * rowBytes + 1);
-  }
+  /// The memory of the bands outlives the reader.
+  RowBandReader(Inflater inflater, const Bands& bands, std::uint8_t* memory,
+                const ThreadBudget& threads)
+      : inflater_(std::move(inflater)),
+        bands_(bands),
+        memory_(memory),
+        work_(threads, [this] { return inflateNext(); }) {}
 
-  bool ready() const {
-    return inflater_.ready() && std::all_of(memory_.begin(), memory_.end(),
-                                            [](const ScratchBuffer& band) { return bool(band); });
-  }
-
-  /// The filtered bytes of the next row, valid until the next call; null where they are corrupt.
-  const std::uint8_t* nextRow() {
-    if (row_ == rows_) return nullptr;
-    const std::size_t inBand = row_ % bandRows_;
-    if (inBand == 0 && !nextBand()) return nullptr;
-    return bandAt(row_++ / bandRows_) + inBand * rowBytes_;
+  /// The filtered bytes of the next row, valid until the next call.
+  ImageResult<const std::uint8_t*> nextRow() {
+    if (row_ == bands_.rows) return Failure(ImageError::corrupt);
+    const std::size_t inBand = row_ % bands_.bandRows;
+    if (inBand == 0)
+      if (const auto inflated = nextBand(); !inflated) return inflated.failure();
+    return bandAt(row_++ / bands_.bandRows) + inBand * bands_.rowBytes;
   }
 
   ImageResult<void> finish() {
     // After the last row the worker has nothing left to do either.
     if (const auto worked = work_.end(); !worked) return worked;
-    if (row_ != rows_ || !inflater_.finish(memory_[0].data())) return Failure(ImageError::corrupt);
-    return {};
+    if (row_ != bands_.rows) return Failure(ImageError::corrupt);
+    return inflater_.finish(memory_);
   }
 
  private:
-  std::uint8_t* bandAt(std::size_t band) const { return memory_[band % memory_.size()].data(); }
+  std::uint8_t* bandAt(std::size_t band) const {
+    return memory_ + band % Bands::inMemory * bands_.bandBytes();
+  }
 
   /// Inflates the next band, unless another thread does or no memory is free: that of the band
   /// being read is not.
   bool inflateNext() {
     std::unique_lock lock(mutex_);
-    if (inflating_ || corrupt_ || inflated_ == count_ || inflated_ - reading_ >= memory_.size())
+    if (inflating_ || corrupt_ || inflated_ == bands_.count ||
+        inflated_ - reading_ >= Bands::inMemory)
       return false;
     inflating_ = true;
     const std::size_t band = inflated_;
     lock.unlock();
-    const std::size_t count = std::min(bandRows_, rows_ - band * bandRows_);
-    const bool done = inflater_.fill(bandAt(band), count * rowBytes_);
+    const std::size_t count = std::min(bands_.bandRows, bands_.rows - band * bands_.bandRows);
+    const auto inflated = inflater_.fill(bandAt(band), count * bands_.rowBytes);
     lock.lock();
     inflating_ = false;
-    if (done)
+    if (inflated)
       ++inflated_;
     else
       corrupt_ = true;
     changed_.notify_all();
-    return done;
+    return !corrupt_;
   }
 
   /// Inflates the band here, unless a worker has begun to.
-  bool nextBand() {
+  ImageResult<void> nextBand() {
     {
       std::unique_lock lock(mutex_);
-      reading_ = row_ / bandRows_;
+      reading_ = row_ / bands_.bandRows;
       while (inflated_ <= reading_ && !corrupt_) {
         if (inflating_) {
           changed_.wait(lock);
@@ -215,20 +231,17 @@ class RowBandReader {
           lock.lock();
         }
       }
-      if (inflated_ <= reading_) return false;
+      if (inflated_ <= reading_) return Failure(ImageError::corrupt);
     }
     // Waking a worker costs about as much as so many bands.
     constexpr std::size_t minBandsForWorker = 8;
-    if (count_ >= minBandsForWorker) work_.requestWorker();
-    return true;
+    if (bands_.count >= minBandsForWorker) work_.requestWorker();
+    return {};
   }
 
   Inflater inflater_;
-  const std::size_t rowBytes_;
-  const std::size_t rows_;
-  const std::size_t bandRows_;
-  const std::size_t count_;
-  std::array<ScratchBuffer, 3> memory_;
+  const Bands bands_;
+  std::uint8_t* const memory_;
   std::size_t row_ = 0;
 
   std::mutex mutex_;
@@ -243,42 +256,50 @@ class RowBandReader {
 
 class PngRows final : public RowSource {
  public:
-  PngRows(Bytes png, const PictureHeader& header, const ThreadBudget& threads)
-      : width_(header.width),
-        height_(header.height),
-        pixelBytes_(header.hasAlpha ? 4 : 3),
-        bands_(png, width_ * pixelBytes_ + 1, height_, threads),
-        above_(width_ * 4) {
-    if (above_) std::memset(above_.data(), 0, width_ * 4);
+  /// What goes into the memory: the state of the inflater, the bands, and the row above the next.
+  static std::size_t memoryBytes(const Bands& bands) {
+    return stateBytes + Bands::inMemory * bands.bandBytes() + bands.width * 4;
   }
 
-  bool ready() const { return bands_.ready() && above_; }
-  std::size_t width() const override { return width_; }
-  std::size_t height() const override { return height_; }
-  bool isOpaque() const override { return pixelBytes_ == 3; }
+  PngRows(Bytes png, const Bands& bands, ScratchBuffer memory, const ThreadBudget& threads)
+      : bands_(bands),
+        memory_(std::move(memory)),
+        filtered_({png, reinterpret_cast<inflate_state*>(memory_.data())}, bands,
+                  memory_.data() + stateBytes, threads) {
+    std::memset(above(), 0, bands_.width * 4);
+  }
+
+  std::size_t width() const override { return bands_.width; }
+  std::size_t height() const override { return bands_.rows; }
+  bool isOpaque() const override { return bands_.pixelBytes == 3; }
 
   ImageResult<void> read(std::uint32_t* rows, std::size_t count) override {
-    const std::uint8_t* above = above_.data();
+    const std::uint8_t* previous = above();
     for (std::size_t i = 0; i < count; ++i) {
-      const std::uint8_t* filtered = bands_.nextRow();
-      auto* row = reinterpret_cast<std::uint8_t*>(rows + i * width_);
-      if (!filtered || !unfilterRow(filtered[0], filtered + 1, pixelBytes_, above, width_, row))
-        return Failure(ImageError::corrupt);
-      above = row;
+      const auto filtered = filtered_.nextRow();
+      if (!filtered) return filtered.failure();
+      auto* row = reinterpret_cast<std::uint8_t*>(rows + i * bands_.width);
+      const auto unfiltered = unfilterRow((*filtered)[0], *filtered + 1, bands_.pixelBytes,
+                                          previous, bands_.width, row);
+      if (!unfiltered) return unfiltered;
+      previous = row;
     }
-    std::memcpy(above_.data(), above, width_ * 4);
-    if (pixelBytes_ == 4) premultiplyPixels(rows, count * width_);
+    std::memcpy(above(), previous, bands_.width * 4);
+    if (!isOpaque()) premultiplyPixels(rows, count * bands_.width);
     return {};
   }
 
-  ImageResult<void> finish() override { return bands_.finish(); }
+  ImageResult<void> finish() override { return filtered_.finish(); }
 
  private:
-  std::size_t width_;
-  std::size_t height_;
-  std::size_t pixelBytes_;
-  RowBandReader bands_;
-  ScratchBuffer above_;
+  static constexpr std::size_t stateBytes = sizeof(inflate_state);
+  std::uint8_t* above() const {
+    return memory_.data() + stateBytes + Bands::inMemory * bands_.bandBytes();
+  }
+
+  Bands bands_;
+  ScratchBuffer memory_;
+  RowBandReader filtered_;
 };
 
 /// The kinds that `PngRows` reads: eight bits a channel, RGB or RGBA, not interlaced.
@@ -297,13 +318,14 @@ bool isSupported(Bytes png, const PictureHeader& header) {
 }  // namespace
 
 ImageResult<std::unique_ptr<RowSource>> openPngRows(Bytes bytes, const PictureHeader& header,
-                                                    const ThreadBudget& threads) {
+                                                    DecodeScale, const ThreadBudget& threads) {
   if (!isSupported(bytes, header)) return Failure(ImageError::unsupported);
   if (!pngCanHold(bytes, (std::uint64_t{header.width} * 3 + 1) * header.height))
     return Failure(ImageError::corrupt);
-  auto rows = std::make_unique<PngRows>(bytes, header, threads);
-  if (!rows->ready()) return Failure(ImageError::outOfMemory);
-  return rows;
+  const Bands bands(header);
+  ScratchBuffer memory(PngRows::memoryBytes(bands));
+  if (!memory) return Failure(ImageError::outOfMemory);
+  return std::make_unique<PngRows>(bytes, bands, std::move(memory), threads);
 }
 
 }  // namespace vecamera::device::imaging

@@ -1,5 +1,6 @@
 #include "device/imaging/png/PngWriter.h"
 
+#include <isa-l/crc.h>
 #include <isa-l/igzip_lib.h>
 #include <libdeflate.h>
 
@@ -22,16 +23,42 @@ constexpr std::size_t maxChunkLength = 0x7FFFFFFF;
 /// evenly.
 constexpr std::size_t targetStripBytes = std::size_t{1} << 18;
 
-/// A piece of a deflate stream that ends on a whole byte and refers to nothing before it. Empty
-/// without memory.
-EncodedBytes deflatedPiece(Bytes plain) {
+/// The compressor's hash of four bytes. It uses as many of its bits as its table is long; these are
+/// the bits that it uses always.
+unsigned hashOf(const void* fourBytes) {
+  constexpr unsigned minTableLength = 64;
+  return crc32_iscsi(static_cast<unsigned char*>(const_cast<void*>(fourBytes)), 4, 0) %
+         minTableLength;
+}
+
+/// ISA-L 2.30 has a fault on x86: it computes the hash of the third position from bits 16 to 47 of
+/// the stream's address, not from the bytes there. Where that equals the hash of one of the first
+/// three positions, it finds other matches, so that the result depends on the address.
+bool dependsOnAddress(const isal_zstream* stream, Bytes plain) {
+  constexpr std::size_t hashedBytes = 6;
+  if (plain.size() < hashedBytes) return false;
+  const auto fromAddress =
+      static_cast<std::uint32_t>(reinterpret_cast<std::uintptr_t>(stream) >> 16);
+  const unsigned hash = hashOf(&fromAddress);
+  return hash == hashOf(&plain[0]) || hash == hashOf(&plain[1]) || hash == hashOf(&plain[2]);
+}
+
+/// A piece of a deflate stream that ends on a whole byte and refers to nothing before it.
+ImageResult<EncodedBytes> deflatedPiece(Bytes plain) {
   // The highest level that gives the same bytes with AVX-512 as without.
   constexpr std::uint32_t level = 2;
   const ScratchBuffer table(ISAL_DEF_LVL2_DEFAULT);
   // A stored block costs five bytes for each 65535, and the flush five more.
   const ScratchBuffer deflated(plain.size() + plain.size() / 1000 + 64);
-  if (!table || !deflated || plain.size() > UINT32_MAX / 2) return {};
-  isal_zstream stream;
+  // Streams are more than 64 KB long, so that bits 16 to 47 differ from place to place. Of five in
+  // a row four at least have different hashes, as trying all combinations of those bits showed.
+  constexpr std::size_t places = 5;
+  const ScratchBuffer memory(places * sizeof(isal_zstream));
+  if (!table || !deflated || !memory || plain.size() > UINT32_MAX / 2)
+    return Failure(ImageError::outOfMemory);
+  auto* place = reinterpret_cast<isal_zstream*>(memory.data());
+  while (dependsOnAddress(place, plain)) ++place;
+  isal_zstream& stream = *place;
   isal_deflate_init(&stream);
   stream.level = level;
   stream.level_buf = table.data();
@@ -41,8 +68,9 @@ EncodedBytes deflatedPiece(Bytes plain) {
   stream.avail_in = static_cast<std::uint32_t>(plain.size());
   stream.next_out = deflated.data();
   stream.avail_out = static_cast<std::uint32_t>(deflated.size());
-  if (isal_deflate(&stream) != COMP_OK || stream.avail_in != 0 || stream.avail_out == 0) return {};
-  return {deflated.data(), deflated.data() + stream.total_out};
+  if (isal_deflate(&stream) != COMP_OK || stream.avail_in != 0 || stream.avail_out == 0)
+    return Failure(ImageError::outOfMemory);
+  return EncodedBytes(deflated.data(), deflated.data() + stream.total_out);
 }
 
 /// The Adler-32 checksum of two pieces, one behind the other, from the checksums of each.
@@ -63,7 +91,7 @@ struct Strip {
   std::size_t count = 0;
   bool hasAbove = false;
   // What compressing gives.
-  EncodedBytes deflated;
+  ImageResult<EncodedBytes> deflated = Failure(ImageError::outOfMemory);
   std::uint32_t checksum = 1;
   std::size_t filteredBytes = 0;
 };
@@ -101,7 +129,7 @@ void filterRows(const Strip& strip, const RowShape& shape, PngFilter filter, std
   }
 }
 
-/// Filters and compresses. Without memory, the strip has no compressed bytes.
+/// Filters and compresses.
 void compress(Strip& strip, const RowShape& shape) {
   strip.filteredBytes = (shape.bytes + 1) * strip.count;
   const ScratchBuffer filtered(strip.filteredBytes);
@@ -110,11 +138,11 @@ void compress(Strip& strip, const RowShape& shape) {
   filterRows(strip, shape, PngFilter::paeth, filtered.data());
   strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
   strip.deflated = deflatedPiece(plain);
-  if (strip.deflated.empty() || !looksFlat(strip, shape)) return;
+  if (!strip.deflated || !looksFlat(strip, shape)) return;
   // What repeats itself is often smaller unfiltered, and compressing it twice takes little time.
   filterRows(strip, shape, PngFilter::none, filtered.data());
   auto unfiltered = deflatedPiece(plain);
-  if (unfiltered.empty() || unfiltered.size() >= strip.deflated.size()) return;
+  if (!unfiltered || unfiltered->size() >= strip.deflated->size()) return;
   strip.checksum = libdeflate_adler32(1, plain.data(), plain.size());
   strip.deflated = std::move(unfiltered);
 }
@@ -193,15 +221,14 @@ constexpr std::uint8_t zlibHeader[] = {0x78, 0x01};
 /// An empty last block.
 constexpr std::uint8_t deflateEnd[] = {0x03, 0x00};
 
-/// Empty without memory.
-EncodedBytes profileChunk(const std::vector<std::uint8_t>& profile) {
+ImageResult<EncodedBytes> profileChunk(const std::vector<std::uint8_t>& profile) {
   EncodedBytes contents(profileName.begin(), profileName.end());
   contents.push_back(0);  // ends the name
   contents.push_back(0);  // the compression method: zlib
   const auto deflated = deflatedPiece(profile);
-  if (deflated.empty()) return {};
+  if (!deflated) return deflated;
   contents.insert(contents.end(), std::begin(zlibHeader), std::end(zlibHeader));
-  contents.insert(contents.end(), deflated.begin(), deflated.end());
+  contents.insert(contents.end(), deflated->begin(), deflated->end());
   contents.insert(contents.end(), std::begin(deflateEnd), std::end(deflateEnd));
   appendBigEndian(contents, libdeflate_adler32(1, profile.data(), profile.size()));
   return contents;
@@ -235,10 +262,9 @@ ImageResult<void> compressStrips(const PngPixels& pixels, const ThreadBudget& th
     y += strip.count;
     compressor.add(strip);
   }
-  if (!compressor.finish() || std::any_of(strips.begin(), strips.end(), [](const Strip& strip) {
-        return strip.deflated.empty();
-      }))
-    return Failure(ImageError::outOfMemory);
+  if (const auto finished = compressor.finish(); !finished) return finished;
+  for (const Strip& strip : strips)
+    if (!strip.deflated) return strip.deflated.failure();
   return {};
 }
 
@@ -249,24 +275,24 @@ ImageResult<EncodedBytes> writePng(const PngPixels& pixels, const ThreadBudget& 
   const std::size_t perStrip = rowsPerStrip(rowBytes);
   if (rowBytes >= maxChunkLength / 2) return Failure(ImageError::unsupported);
   std::vector<Strip> strips((pixels.height + perStrip - 1) / perStrip);
-  EncodedBytes profile;
+  ImageResult<EncodedBytes> profile = EncodedBytes();
   if (pixels.profile) profile = profileChunk(*pixels.profile);
-  if (pixels.profile && profile.empty()) return Failure(ImageError::outOfMemory);
+  if (!profile) return profile;
   if (const auto compressed = compressStrips(pixels, threads, strips); !compressed)
     return compressed.failure();
 
   std::size_t dataBytes = 0;
-  for (const Strip& strip : strips) dataBytes += strip.deflated.size() + pngFrameSize;
+  for (const Strip& strip : strips) dataBytes += strip.deflated->size() + pngFrameSize;
   EncodedBytes png(pngSignature.begin(), pngSignature.end());
-  png.reserve(dataBytes + 1024 + profile.size());
+  png.reserve(dataBytes + 1024 + profile->size());
   appendPngChunk(png, "IHDR", headerChunk(pixels));
-  if (pixels.profile) appendPngChunk(png, "iCCP", profile);
+  if (pixels.profile) appendPngChunk(png, "iCCP", *profile);
   appendPngChunk(png, "IDAT", zlibHeader);
   std::uint32_t checksum = 1;
   for (Strip& strip : strips) {
-    appendPngChunk(png, "IDAT", strip.deflated);
+    appendPngChunk(png, "IDAT", *strip.deflated);
     checksum = combinedAdler32(checksum, strip.checksum, strip.filteredBytes);
-    strip.deflated = {};
+    strip.deflated = EncodedBytes();
   }
   EncodedBytes end(std::begin(deflateEnd), std::end(deflateEnd));
   appendBigEndian(end, checksum);

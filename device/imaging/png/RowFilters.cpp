@@ -159,30 +159,30 @@ __attribute__((target("sse4.1"))) void unfilterPaethSse41(const FilteredRow& row
 #endif
 
 template <std::size_t pixelBytes>
-bool unfilter(int filter, const FilteredRow& row) {
+ImageResult<void> unfilter(int filter, const FilteredRow& row) {
   using Pixel = std::uint32_t;
   switch (filter) {
-    case none: unfilterWith<pixelBytes>(row, [](Pixel, Pixel, Pixel) { return 0; }); return true;
+    case none: unfilterWith<pixelBytes>(row, [](Pixel, Pixel, Pixel) { return 0; }); return {};
     case sub:
       unfilterWith<pixelBytes>(row, [](Pixel left, Pixel, Pixel) { return left; });
-      return true;
+      return {};
     case up:
       unfilterWith<pixelBytes>(row, [](Pixel, Pixel above, Pixel) { return above; });
-      return true;
+      return {};
     case average:
       unfilterWith<pixelBytes>(
           row, [](Pixel left, Pixel above, Pixel) { return meanBytes(left, above); });
-      return true;
+      return {};
     case paeth:
 #if defined(__x86_64__)
       if (simdLevel() >= SimdLevel::sse41) {
         unfilterPaethSse41<pixelBytes>(row);
-        return true;
+        return {};
       }
 #endif
       unfilterWith<pixelBytes>(row, paethBytes);
-      return true;
-    default: return false;
+      return {};
+    default: return Failure(ImageError::corrupt);
   }
 }
 
@@ -206,8 +206,8 @@ void filterPaeth(const std::uint8_t* row, const std::uint8_t* above, std::size_t
         row[i] - paethPrediction(row[i - pixelBytes], above[i], above[i - pixelBytes]));
 }
 
-bool unfilterRow(int filter, const std::uint8_t* filtered, std::size_t pixelBytes,
-                 const std::uint8_t* above, std::size_t width, std::uint8_t* to) {
+ImageResult<void> unfilterRow(int filter, const std::uint8_t* filtered, std::size_t pixelBytes,
+                              const std::uint8_t* above, std::size_t width, std::uint8_t* to) {
   const FilteredRow row{filtered, above, width, to};
   return pixelBytes == 3 ? unfilter<3>(filter, row) : unfilter<4>(filter, row);
 }

@@ -107,7 +107,7 @@ Bitmap noise(std::size_t width, std::size_t height) {
 
 bool readsAll(const std::vector<std::uint8_t>& png, const ThreadBudget& threads) {
   const auto header = *readHeader(png);
-  const auto rows = openPngRows(png, header, threads);
+  const auto rows = openPngRows(png, header, {}, threads);
   Bitmap pixels = *Bitmap::uninitialized(header.width, header.height);
   return rows && (*rows)->read(pixels.row(0), header.height) && (*rows)->finish();
 }

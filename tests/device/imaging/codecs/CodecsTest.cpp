@@ -5,7 +5,7 @@
 #include <thread>
 #include <tuple>
 
-#include "device/imaging/codecs/HeifCodec.h"
+#include "device/imaging/codecs/HeicCodec.h"
 #include "device/imaging/codecs/WebpCodec.h"
 #include "device/imaging/jpeg/JpegCodec.h"
 #include "device/imaging/platform/Graphics.h"
@@ -177,7 +177,7 @@ TEST(Codecs, UnknownBytesAreNoPicture) {
   }
 }
 
-TEST(Codecs, HeadersTellFormatSidesAndOrientation) {
+TEST(Codecs, HeadersGiveFormatSidesAndOrientation) {
   struct Case {
     Data data;
     PictureFormat format;
@@ -208,7 +208,7 @@ TEST(Codecs, HeadersTellFormatSidesAndOrientation) {
   EXPECT_EQ(formatNames(" or "), "JPEG, PNG, HEIC or WebP");
 }
 
-TEST(Codecs, TellUnknownFormatsFromCorruptBytes) {
+TEST(Codecs, DistinguishUnknownFormatsFromCorruptBytes) {
   const Data whole = pngOf(bitmapOfLetters("RGB/CMY"));
   Raw flipped(whole.bytes().begin(), whole.bytes().end());
   flipped[whole.size() / 2] ^= 1;
@@ -241,7 +241,7 @@ TEST(Codecs, JpegQualityIsClampedAndRules) {
   EXPECT_LT(sizeAt(0.5).size(), sizeAt(1).size());
 }
 
-TEST(Codecs, JpegsTellTheirOrientationAndPngsDoNot) {
+TEST(Codecs, JpegsStateTheirOrientationAndPngsDoNot) {
   ImageFactory images;
   for (const auto orientation : allOrientations) {
     const auto image = images.imageWithData(pngOf(bitmapOfLetters("RGB/CMY", 8), orientation));

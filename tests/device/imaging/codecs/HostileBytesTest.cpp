@@ -60,7 +60,7 @@ bool survives(const Data& data) {
   if (!image || std::size_t{header->width} * header->height > largest) return false;
   const auto pixels = render(*lazyImageOf(image.get()));
   const auto small = thumbnail(data, 16);
-  // Turned without being decoded, scaled as planes, and written row by row.
+  // Rotated without being decoded, scaled as planes, and written row by row.
   ImageFactory images;
   for (const double quality : {1.0, 0.5})
     EXPECT_EQ(images.UIImageJPEGRepresentation(image, quality).has_value(), bool(pixels));

@@ -146,7 +146,7 @@ TEST(Metadata, TheTopLevelDescribesThePicture) {
   EXPECT_FALSE(readProperties(Data::copyOf("no picture")));
 }
 
-TEST(Metadata, HeicMetadataIsReadAndTellsTheOrientationOfThePixels) {
+TEST(Metadata, HeicMetadataIsReadWithTheOrientationOfThePixels) {
   const Data heic = fixture("turned.heic");
   const Dictionary properties = *readProperties(heic);
   EXPECT_EQ(properties.at("PixelWidth"), Value(64));

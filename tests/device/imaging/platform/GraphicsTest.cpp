@@ -245,7 +245,7 @@ TEST(Graphics, ACoarselyDecodedJpegLiesWhereTheWholeOneWould) {
   }
 }
 
-TEST(Graphics, ScalingWhatWasTurnedIsOnePassWithTheTurn) {
+TEST(Graphics, ScalingWhatWasRotatedIsOnePassWithTheRotation) {
   Graphics graphics;
   const auto image = opened(jpegOf(ramp(320, 200), UIImageOrientation::right));
   const auto upright =

@@ -26,15 +26,15 @@ TEST(ImageOperations, CropsAreOfTheUprightPicture) {
 }
 
 TEST(ImageOperations, ThumbnailsAreUprightAndNeverEnlarged) {
-  const Data turned = jpegOf(bitmapOfLetters("RGB/CMY", 64), UIImageOrientation::right);
-  const auto small = *readHeader(thumbnail(turned, 48)->bytes());
+  const Data rotated = jpegOf(bitmapOfLetters("RGB/CMY", 64), UIImageOrientation::right);
+  const auto small = *readHeader(thumbnail(rotated, 48)->bytes());
   EXPECT_EQ(small.format, jpegFormat);
   EXPECT_EQ(small.orientation, UIImageOrientation::up);
   EXPECT_EQ(small.width, 32u);
   EXPECT_EQ(small.height, 48u);
-  EXPECT_EQ(lettersOf(opened(*thumbnail(turned, 1000)), 64), "CR/MG/YB");
-  EXPECT_EQ(readHeader(thumbnail(turned, 1000)->bytes())->width, 128u);
-  EXPECT_FALSE(thumbnail(turned, 0));
+  EXPECT_EQ(lettersOf(opened(*thumbnail(rotated, 1000)), 64), "CR/MG/YB");
+  EXPECT_EQ(readHeader(thumbnail(rotated, 1000)->bytes())->width, 128u);
+  EXPECT_FALSE(thumbnail(rotated, 0));
   EXPECT_FALSE(thumbnail(Data::copyOf("no picture"), 100));
 }
 

@@ -18,7 +18,7 @@ constexpr std::uint8_t width = 20;
 constexpr std::uint8_t height = 12;
 
 bool readsRows(const Raw& png, const PictureHeader& header) {
-  const auto rows = openPngRows(png, header, {});
+  const auto rows = openPngRows(png, header, {}, {});
   Bitmap pixels = *Bitmap::uninitialized(header.width, header.height);
   return rows && (*rows)->read(pixels.row(0), header.height) && (*rows)->finish();
 }
@@ -38,7 +38,7 @@ struct Parts {
   Raw rows;
   Raw packed;
   Raw beforeData;
-  Raw amidData;
+  Raw betweenData;
   Raw afterData;
   Raw end;
 };
@@ -78,7 +78,7 @@ Raw assembled(const Parts& parts) {
   append(parts.beforeData);
   const std::size_t half = parts.packed.size() / 2;
   append(chunk("IDAT", Bytes(parts.packed).first(half)));
-  append(parts.amidData);
+  append(parts.betweenData);
   append(chunk("IDAT", Bytes(parts.packed).subspan(half)));
   append(parts.afterData);
   append(parts.end);
@@ -134,11 +134,11 @@ TEST(PngRows, ReadsAndRefusesTheSameFilesAsDecodePng) {
        [](Parts& p) {
          p.afterData = withWrongChecksum(chunk("tEXt", Raw{'a', 0, 'b'}));
        }},
-      {"with a comment amid the pixels", 0,
+      {"with a comment between the pixels", 0,
        [](Parts& p) {
-         p.amidData = chunk("tEXt", Raw{'a', 0, 'b'});
+         p.betweenData = chunk("tEXt", Raw{'a', 0, 'b'});
        }},
-      {"with an empty piece of pixels", 1, [](Parts& p) { p.amidData = chunk("IDAT", {}); }},
+      {"with an empty piece of pixels", 1, [](Parts& p) { p.betweenData = chunk("IDAT", {}); }},
       {"with a part that must be known and is not", 0,
        [](Parts& p) { p.beforeData = chunk("ABCD", Raw{1}); }},
       {"with such a part behind the pixels", 0,
@@ -174,7 +174,7 @@ TEST(PngRows, ReadsAndRefusesTheSameFilesAsDecodePng) {
 }
 
 TEST(PngRows, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
-  // Each band of rows ends amid the last bytes of some picture.
+  // Each band of rows ends within the last bytes of some picture.
   for (std::uint32_t wide = 900; wide < 1100; wide += 7)
     for (const std::size_t pieceBytes : {std::size_t{1}, std::size_t{5}, std::size_t{1} << 20}) {
       const std::uint32_t high = 262144 / (3 * wide + 1) * 2 + 1;
@@ -233,7 +233,7 @@ TEST(PngRows, RowsOfAPngAreWhatTheWholeOneHolds) {
   for (const std::uint8_t channels : {std::uint8_t{3}, std::uint8_t{4}}) {
     const Data png = pngOfAllFilters(201, 103, channels);
     const PictureHeader header = *readHeader(png.bytes());
-    const auto rows = openPngRows(png.bytes(), header, {});
+    const auto rows = openPngRows(png.bytes(), header, {}, {});
     ASSERT_TRUE(rows);
     Bitmap actual = *Bitmap::uninitialized(201, 103);
     // In pieces other than the bands of the reader.
@@ -252,15 +252,15 @@ TEST(PngRows, AWorkerInflatesALargePngToTheSameRows) {
   ThreadPoolExecutor worker(1);
   const ThreadBudget two(2, worker);
   Bitmap actual = *Bitmap::uninitialized(columns, rowCount);
-  const auto rows = openPngRows(png, header, two);
+  const auto rows = openPngRows(png, header, {}, two);
   ASSERT_TRUE(rows && (*rows)->read(actual.row(0), rowCount) && (*rows)->finish());
   EXPECT_EQ(largestDifference(actual, *decodePng(png, header)), 0);
   // Destroyed in the middle, and corrupt in the middle.
-  const auto left = openPngRows(png, header, two);
+  const auto left = openPngRows(png, header, {}, two);
   EXPECT_TRUE((*left)->read(actual.row(0), rowCount / 3));
   Raw damaged = png;
   damaged[damaged.size() / 2] ^= 1;
-  const auto broken = openPngRows(damaged, header, two);
+  const auto broken = openPngRows(damaged, header, {}, two);
   EXPECT_FALSE((*broken)->read(actual.row(0), rowCount));
 }
 

@@ -2,7 +2,9 @@
 
 #include <libdeflate.h>
 
+#include <latch>
 #include <random>
+#include <thread>
 
 #include "device/imaging/codecs/Codecs.h"
 #include "device/imaging/png/PngChunks.h"
@@ -25,6 +27,25 @@ TEST(PngWriter, APngHasTheSameBytesWithAnyNumberOfThreads) {
     const auto header = *readHeader(alone);
     EXPECT_LE(largestDifference(*decodePng(alone, header), picture), withAlpha ? 1 : 0);
   }
+}
+
+TEST(PngWriter, APngHasTheSameBytesWhereverTheCompressorStandsInMemory) {
+  std::vector<Bitmap> pictures;
+  for (int shade = 1; shade < 100; ++shade)
+    pictures.push_back(bitmapOf(3, 3, [&](std::size_t, std::size_t) {
+      return Rgba{shade, shade, shade};
+    }));
+  // Threads that are alive together have their stacks and their memory at different addresses.
+  std::vector<std::vector<EncodedBytes>> results(32);
+  std::latch unfinished(static_cast<std::ptrdiff_t>(results.size()));
+  std::vector<std::jthread> threads;
+  for (auto& result : results)
+    threads.emplace_back([&] {
+      for (const Bitmap& picture : pictures) result.push_back(*encodePng(picture));
+      unfinished.arrive_and_wait();
+    });
+  threads.clear();
+  for (const auto& result : results) EXPECT_EQ(result, results[0]);
 }
 
 /// White with lines of letters, which are black with grey edges.

@@ -10,7 +10,7 @@ namespace vecamera::device::imaging {
 
 inline constexpr PictureFormat heicFormat{"HEIC", "public.heic", "heic"};
 
-ImageResult<PictureHeader> readHeifHeader(Bytes bytes);
-ImageResult<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header);
+ImageResult<PictureHeader> readHeicHeader(Bytes bytes);
+ImageResult<Bitmap> decodeHeic(Bytes bytes, const PictureHeader& header);
 
 }  // namespace vecamera::device::imaging

@@ -1,4 +1,4 @@
-#include "device/imaging/codecs/HeifCodec.h"
+#include "device/imaging/codecs/HeicCodec.h"
 
 #include <libheif/heif.h>
 
@@ -95,7 +95,7 @@ ImageResult<Bitmap> decodePrimary(const heif_image_handle* handle, const Picture
   return bitmap;
 }
 
-/// libheif is C++ inside and lets exceptions through, mostly for want of memory.
+/// libheif is C++ inside and lets exceptions through, mostly for lack of memory.
 template <class T, class Read>
 ImageResult<T> withPrimary(Bytes bytes, Read read) try {
   const Context context(heif_context_alloc());
@@ -113,11 +113,11 @@ ImageResult<T> withPrimary(Bytes bytes, Read read) try {
 
 }  // namespace
 
-ImageResult<PictureHeader> readHeifHeader(Bytes bytes) {
+ImageResult<PictureHeader> readHeicHeader(Bytes bytes) {
   return withPrimary<PictureHeader>(bytes, readPrimary);
 }
 
-ImageResult<Bitmap> decodeHeif(Bytes bytes, const PictureHeader& header) {
+ImageResult<Bitmap> decodeHeic(Bytes bytes, const PictureHeader& header) {
   return withPrimary<Bitmap>(
       bytes, [&](const heif_image_handle* handle) { return decodePrimary(handle, header); });
 }
