@@ -8,6 +8,8 @@
 #include <immintrin.h>
 #endif
 
+#include "device/base/SimdLevel.h"
+
 namespace vecamera::device::foundation {
 namespace {
 
@@ -110,10 +112,9 @@ __attribute__((target("avx512f,avx512bw,avx512vbmi"))) std::size_t encodeAvx512(
 std::vector<NamedBase64Encoder> encodersHere() {
   std::vector<NamedBase64Encoder> encoders;
 #if defined(__x86_64__)
-  if (__builtin_cpu_supports("avx512bw") && __builtin_cpu_supports("avx512vbmi"))
-    encoders.push_back({"avx512", encodeAvx512});
-  if (__builtin_cpu_supports("avx2")) encoders.push_back({"avx2", encodeAvx2});
-  if (__builtin_cpu_supports("ssse3")) encoders.push_back({"ssse3", encodeSsse3});
+  if (simdLevel() >= SimdLevel::avx512) encoders.push_back({"avx512", encodeAvx512});
+  if (simdLevel() >= SimdLevel::avx2) encoders.push_back({"avx2", encodeAvx2});
+  if (simdLevel() >= SimdLevel::ssse3) encoders.push_back({"ssse3", encodeSsse3});
 #endif
   encoders.push_back({"portable", encodePortably});
   return encoders;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <iterator>
 #include <limits>
 #include <type_traits>
@@ -11,25 +12,12 @@
 #include <emmintrin.h>
 #endif
 
+#include "device/base/SimdLevel.h"
+
 namespace vecamera::device::imaging {
 
 // The baseline is the compilers' vectors of 16 bytes, which they translate for every processor.
 // Where more instructions are worth a function of its own, `simdLevel` chooses it.
-
-/// The instruction sets of which there are functions beside the baseline, each with those before.
-enum class SimdLevel { baseline, sse41, avx2 };
-
-/// The highest that this processor runs.
-inline SimdLevel simdLevel() {
-#if defined(__x86_64__)
-  static const SimdLevel level = __builtin_cpu_supports("avx2")     ? SimdLevel::avx2
-                                 : __builtin_cpu_supports("sse4.1") ? SimdLevel::sse41
-                                                                    : SimdLevel::baseline;
-  return level;
-#else
-  return SimdLevel::baseline;
-#endif
-}
 
 using Bytes16 = std::uint8_t __attribute__((vector_size(16)));
 using Words8 = std::int16_t __attribute__((vector_size(16)));
@@ -52,23 +40,27 @@ inline Words8 multiplyHigh(Words8 a, Words8 b) {
 
 /// The products of neighbours, two by two, added up.
 inline Ints4 multiplyAddPairs(Words8 a, Words8 b) {
-  Ints4 sums;
-  for (std::size_t i = 0; i < lanes<Ints4>; ++i)
-    sums[i] = a[2 * i] * b[2 * i] + a[2 * i + 1] * b[2 * i + 1];
-  return sums;
+  const auto first = reinterpret_cast<Ints4>(a);
+  const auto second = reinterpret_cast<Ints4>(b);
+  return (first << 16 >> 16) * (second << 16 >> 16) + (first >> 16) * (second >> 16);
 }
 
 /// The numbers of the first and then of the second, each brought into the range of half as long
 /// ones: signed words of integers, unsigned bytes of words.
 template <typename Narrow, typename Wide>
 Narrow packSaturated(Wide first, Wide second) {
+  using Half [[gnu::vector_size(8)]] = std::remove_reference_t<decltype(Narrow{}[0])>;
+  using Number = std::remove_reference_t<decltype(Wide{}[0])>;
   using Limits = std::numeric_limits<std::remove_reference_t<decltype(Narrow{}[0])>>;
+  const auto narrowed = [](Wide wide) {
+    const Wide min = Wide{} + Number{Limits::min()};
+    const Wide max = Wide{} + Number{Limits::max()};
+    wide = wide < min ? min : wide;
+    return __builtin_convertvector(wide > max ? max : wide, Half);
+  };
+  const Half halves[] = {narrowed(first), narrowed(second)};
   Narrow packed;
-  for (std::size_t i = 0; i < lanes<Narrow>; ++i) {
-    const int number = i < lanes<Wide> ? first[i] : second[i - lanes<Wide>];
-    packed[i] =
-        static_cast<decltype(Limits::max())>(std::clamp<int>(number, Limits::min(), Limits::max()));
-  }
+  std::memcpy(&packed, halves, sizeof packed);
   return packed;
 }
 

@@ -1,12 +1,6 @@
 #include "device/imaging/png/RowFilters.h"
 
-#include <bit>
-#include <cstdlib>
 #include <cstring>
-
-#if defined(__x86_64__)
-#include <immintrin.h>
-#endif
 
 #include "device/imaging/base/Simd.h"
 
@@ -15,45 +9,54 @@ namespace {
 
 enum Filter { none = 0, sub = 1, up = 2, average = 3, paeth = 4 };
 
-std::uint8_t paethPrediction(int left, int above, int corner) {
-  const int toLeft = std::abs(above - corner);
-  const int toAbove = std::abs(left - corner);
-  const int toCorner = std::abs(left + above - 2 * corner);
-  if (toLeft <= toAbove && toLeft <= toCorner) return static_cast<std::uint8_t>(left);
-  return static_cast<std::uint8_t>(toAbove <= toCorner ? above : corner);
-}
-
 using Bytes32 = std::uint8_t __attribute__((vector_size(32)));
 
-/// Paeth's filter without leaving eight bits. The distance of the prediction from the corner is the
-/// sum of the other two distances where both neighbours lie on the same side of the corner, and
-/// else their difference; a sum that saturates at 255 still loses no comparison.
-__attribute__((always_inline)) inline std::size_t filterPaethInVectors(
-    const std::uint8_t* row, const std::uint8_t* above, std::size_t first, std::size_t count,
-    std::size_t pixelBytes, std::uint8_t* to) {
+/// Without leaving eight bits. The distance of the prediction from the corner is the sum of the
+/// other two distances where both neighbours lie on the same side of the corner. It is never the
+/// smallest then, and neither is the number of all their bits.
+template <class Vector>
+[[gnu::always_inline]] inline void predictPaeth(const Vector& left, const Vector& up,
+                                                const Vector& corner, Vector& predicted) {
+  const Vector upOrCorner = up > corner ? up : corner;
+  const Vector leftOrCorner = left > corner ? left : corner;
+  const Vector upMore = upOrCorner - corner;
+  const Vector upLess = upOrCorner - up;
+  const Vector leftMore = leftOrCorner - corner;
+  const Vector leftLess = leftOrCorner - left;
+  const Vector toLeft = upMore | upLess;
+  const Vector toAbove = leftMore | leftLess;
+  const Vector more = upMore | leftMore;
+  const Vector less = upLess | leftLess;
+  const Vector toCorner = (more > less ? more : less) - (more > less ? less : more);
+  const Vector nearer = toLeft < toAbove ? toLeft : toAbove;
+  const Vector nearest = nearer < toCorner ? nearer : toCorner;
+  const Vector aboveOrCorner = nearest == toAbove ? up : corner;
+  predicted = nearest == toLeft ? left : aboveOrCorner;
+}
+
+/// Filters `count` bytes, at most a vector.
+template <class Vector>
+[[gnu::always_inline]] inline void filterVector(const std::uint8_t* row, const std::uint8_t* above,
+                                                std::size_t count, std::size_t pixelBytes,
+                                                std::uint8_t* to) {
+  Vector own{}, left{}, up{}, corner{}, predicted;
+  std::memcpy(&own, row, count);
+  std::memcpy(&left, row - pixelBytes, count);
+  std::memcpy(&up, above, count);
+  std::memcpy(&corner, above - pixelBytes, count);
+  predictPaeth(left, up, corner, predicted);
+  own -= predicted;
+  std::memcpy(to, &own, count);
+}
+
+template <class Vector>
+[[gnu::always_inline]] inline std::size_t filterVectors(const std::uint8_t* row,
+                                                        const std::uint8_t* above,
+                                                        std::size_t first, std::size_t count,
+                                                        std::size_t pixelBytes, std::uint8_t* to) {
   std::size_t i = first;
-  for (; i + sizeof(Bytes32) <= count; i += sizeof(Bytes32)) {
-    Bytes32 own;
-    Bytes32 left;
-    Bytes32 up;
-    Bytes32 corner;
-    std::memcpy(&own, row + i, sizeof own);
-    std::memcpy(&left, row + i - pixelBytes, sizeof left);
-    std::memcpy(&up, above + i, sizeof up);
-    std::memcpy(&corner, above + i - pixelBytes, sizeof corner);
-    const Bytes32 upIsLarger = up > corner;
-    const Bytes32 leftIsLarger = left > corner;
-    const Bytes32 toLeft = upIsLarger ? up - corner : corner - up;
-    const Bytes32 toAbove = leftIsLarger ? left - corner : corner - left;
-    const Bytes32 sum = toLeft + toAbove;
-    const Bytes32 saturated = sum | static_cast<Bytes32>(sum < toLeft);
-    const Bytes32 difference = toLeft > toAbove ? toLeft - toAbove : toAbove - toLeft;
-    const Bytes32 toCorner = upIsLarger == leftIsLarger ? saturated : difference;
-    const Bytes32 aboveOrCorner = toAbove <= toCorner ? up : corner;
-    const Bytes32 predicted = ((toLeft <= toAbove) & (toLeft <= toCorner)) ? left : aboveOrCorner;
-    const Bytes32 filtered = own - predicted;
-    std::memcpy(to + i, &filtered, sizeof filtered);
-  }
+  for (; i + sizeof(Vector) <= count; i += sizeof(Vector))
+    filterVector<Vector>(row + i, above + i, sizeof(Vector), pixelBytes, to + i);
   return i;
 }
 
@@ -63,124 +66,111 @@ __attribute__((target("avx2"))) std::size_t filterPaethAvx2(const std::uint8_t* 
                                                             std::size_t first, std::size_t count,
                                                             std::size_t pixelBytes,
                                                             std::uint8_t* to) {
-  return filterPaethInVectors(row, above, first, count, pixelBytes, to);
+  return filterVectors<Bytes32>(row, above, first, count, pixelBytes, to);
 }
 #endif
 
-// Unfiltering works on whole pixels, whose four channels are the lanes of a vector. The byte that
-// is read behind a pixel of three bytes becomes opaque alpha in the end.
+// Unfiltering works on whole pixels, whose four channels are the first lanes of a vector. The byte
+// that is read behind a pixel of three bytes becomes opaque alpha in the end.
 
-std::uint32_t wordAt(const std::uint8_t* from) {
-  std::uint32_t word;
+Bytes16 pixelAt(const std::uint8_t* from) {
+  std::int32_t word;
   std::memcpy(&word, from, sizeof word);
-  return word;
+  return reinterpret_cast<Bytes16>(Ints4{word});
 }
 
-struct FilteredRow {
-  const std::uint8_t* bytes;
-  const std::uint8_t* above;
-  std::size_t width;
-  std::uint8_t* to;
-};
+void putPixel(Bytes16 pixel, std::uint8_t* to) {
+  const std::int32_t word = reinterpret_cast<Ints4>(pixel)[0];
+  std::memcpy(to, &word, sizeof word);
+}
 
 template <std::size_t pixelBytes>
-void put(const FilteredRow& row, std::size_t x, std::uint32_t pixel) {
-  constexpr std::uint32_t opaque = std::endian::native == std::endian::little ? 0xFF000000 : 0xFF;
-  if (pixelBytes == 3) pixel |= opaque;
-  std::memcpy(row.to + 4 * x, &pixel, sizeof pixel);
-}
-
-/// The sums of the four bytes of two words, each without carry into the next.
-std::uint32_t addedBytes(std::uint32_t a, std::uint32_t b) {
-  constexpr std::uint32_t low = 0x7F7F7F7F;
-  return ((a & low) + (b & low)) ^ ((a ^ b) & ~low);
-}
+constexpr Bytes16 opaque{0, 0, 0, pixelBytes == 3 ? std::uint8_t{0xFF} : std::uint8_t{0}};
 
 /// Undoes the filter whose predictions for the four channels `predict(left, above, corner)` gives.
 template <std::size_t pixelBytes, class Predict>
-void unfilterWith(const FilteredRow& row, Predict predict) {
-  std::uint32_t left = 0;
-  std::uint32_t corner = 0;
-  for (std::size_t x = 0; x < row.width; ++x) {
-    const std::uint32_t above = wordAt(row.above + 4 * x);
-    left = addedBytes(predict(left, above, corner), wordAt(row.bytes + x * pixelBytes));
-    corner = above;
-    put<pixelBytes>(row, x, left);
+void unfilterWith(const std::uint8_t* filtered, const std::uint8_t* above, std::size_t width,
+                  std::uint8_t* to, Predict predict) {
+  Bytes16 left{};
+  Bytes16 corner{};
+  for (std::size_t x = 0; x < width; ++x) {
+    const Bytes16 up = pixelAt(above + 4 * x);
+    left = predict(left, up, corner) + pixelAt(filtered + pixelBytes * x);
+    corner = up;
+    putPixel(left | opaque<pixelBytes>, to + 4 * x);
   }
 }
 
-/// The means of bytes, rounded down: the bits that both have, and half of those that differ.
-std::uint32_t meanBytes(std::uint32_t a, std::uint32_t b) {
-  return (a & b) + (((a ^ b) & 0xFEFEFEFE) >> 1);
+Words8 distance(Words8 a, Words8 b) {
+  return (a > b ? a : b) - (a > b ? b : a);
 }
 
-std::uint32_t paethBytes(std::uint32_t left, std::uint32_t above, std::uint32_t corner) {
-  std::uint32_t predicted = 0;
-  for (int shift = 0; shift < 32; shift += 8)
-    predicted |= std::uint32_t{paethPrediction(left >> shift & 0xFF, above >> shift & 0xFF,
-                                               corner >> shift & 0xFF)}
-                 << shift;
-  return predicted;
+/// Each pixel waits for the one before. So the sums are made of all three predictions, and what is
+/// left to do then is to select one.
+template <std::size_t pixelBytes>
+[[gnu::always_inline]] inline void unfilterPaeth(const std::uint8_t* filtered,
+                                                 const std::uint8_t* above, std::size_t width,
+                                                 std::uint8_t* to) {
+  const auto wide = [](Bytes16 pixel) {
+    return reinterpret_cast<Words8>(interleavedLow(pixel, Bytes16{}));
+  };
+  const auto sum = [](Words8 a, Words8 b) {
+    return reinterpret_cast<Words8>(reinterpret_cast<Bytes16>(a) + reinterpret_cast<Bytes16>(b));
+  };
+  Words8 left{};
+  Words8 corner{};
+  for (std::size_t x = 0; x < width; ++x) {
+    const Words8 up = wide(pixelAt(above + 4 * x));
+    const Words8 own = wide(pixelAt(filtered + pixelBytes * x));
+    const Words8 toLeft = distance(up, corner);
+    const Words8 toAbove = distance(left, corner);
+    const Words8 toCorner = distance(left, corner + corner - up);
+    const Words8 nearer = toCorner < toAbove ? toCorner : toAbove;
+    const Words8 other = toCorner < toAbove ? sum(corner, own) : sum(up, own);
+    left = nearer < toLeft ? other : sum(left, own);
+    corner = up;
+    putPixel(packSaturated<Bytes16>(left, left) | opaque<pixelBytes>, to + 4 * x);
+  }
 }
 
 #if defined(__x86_64__)
-
-__m128i wide(std::uint32_t pixel) {
-  return _mm_unpacklo_epi8(_mm_cvtsi32_si128(static_cast<int>(pixel)), _mm_setzero_si128());
-}
-
-__attribute__((target("sse4.1"))) __m128i predicted(__m128i left, __m128i above, __m128i corner) {
-  const __m128i fromLeft = _mm_sub_epi16(above, corner);
-  const __m128i fromAbove = _mm_sub_epi16(left, corner);
-  const __m128i toLeft = _mm_abs_epi16(fromLeft);
-  const __m128i toAbove = _mm_abs_epi16(fromAbove);
-  const __m128i toCorner = _mm_abs_epi16(_mm_add_epi16(fromLeft, fromAbove));
-  const __m128i nearest = _mm_min_epi16(toLeft, _mm_min_epi16(toAbove, toCorner));
-  const __m128i aboveOrCorner = _mm_blendv_epi8(corner, above, _mm_cmpeq_epi16(nearest, toAbove));
-  return _mm_blendv_epi8(aboveOrCorner, left, _mm_cmpeq_epi16(nearest, toLeft));
-}
-
+/// Here selecting takes one instruction instead of three.
 template <std::size_t pixelBytes>
-__attribute__((target("sse4.1"))) void unfilterPaethSse41(const FilteredRow& row) {
-  const __m128i bytes = _mm_set1_epi16(0xFF);
-  __m128i left = _mm_setzero_si128();
-  __m128i corner = _mm_setzero_si128();
-  for (std::size_t x = 0; x < row.width; ++x) {
-    const __m128i above = wide(wordAt(row.above + 4 * x));
-    const __m128i sum =
-        _mm_add_epi16(wide(wordAt(row.bytes + x * pixelBytes)), predicted(left, above, corner));
-    left = _mm_and_si128(sum, bytes);
-    corner = above;
-    put<pixelBytes>(row, x,
-                    static_cast<std::uint32_t>(_mm_cvtsi128_si32(_mm_packus_epi16(left, left))));
-  }
+__attribute__((target("sse4.1"))) void unfilterPaethSse41(const std::uint8_t* filtered,
+                                                          const std::uint8_t* above,
+                                                          std::size_t width, std::uint8_t* to) {
+  unfilterPaeth<pixelBytes>(filtered, above, width, to);
 }
-
 #endif
 
 template <std::size_t pixelBytes>
-ImageResult<void> unfilter(int filter, const FilteredRow& row) {
-  using Pixel = std::uint32_t;
+ImageResult<void> unfilter(int filter, const std::uint8_t* filtered, const std::uint8_t* above,
+                           std::size_t width, std::uint8_t* to) {
+  const auto with = [&](auto predict) {
+    unfilterWith<pixelBytes>(filtered, above, width, to, predict);
+    return ImageResult<void>();
+  };
   switch (filter) {
-    case none: unfilterWith<pixelBytes>(row, [](Pixel, Pixel, Pixel) { return 0; }); return {};
-    case sub:
-      unfilterWith<pixelBytes>(row, [](Pixel left, Pixel, Pixel) { return left; });
-      return {};
+    case none: return with([](Bytes16, Bytes16, Bytes16) { return Bytes16{}; });
+    case sub: return with([](Bytes16 left, Bytes16, Bytes16) { return left; });
     case up:
-      unfilterWith<pixelBytes>(row, [](Pixel, Pixel above, Pixel) { return above; });
+      if (pixelBytes == 3) return with([](Bytes16, Bytes16 upper, Bytes16) { return upper; });
+      for (std::size_t i = 0; i < 4 * width; ++i)
+        to[i] = static_cast<std::uint8_t>(filtered[i] + above[i]);
       return {};
     case average:
-      unfilterWith<pixelBytes>(
-          row, [](Pixel left, Pixel above, Pixel) { return meanBytes(left, above); });
-      return {};
+      // Rounded down: the bits that both have, and half of those that differ.
+      return with([](Bytes16 left, Bytes16 upper, Bytes16) {
+        return (left & upper) + ((left ^ upper) >> 1);
+      });
     case paeth:
 #if defined(__x86_64__)
       if (simdLevel() >= SimdLevel::sse41) {
-        unfilterPaethSse41<pixelBytes>(row);
+        unfilterPaethSse41<pixelBytes>(filtered, above, width, to);
         return {};
       }
 #endif
-      unfilterWith<pixelBytes>(row, paethBytes);
+      unfilterPaeth<pixelBytes>(filtered, above, width, to);
       return {};
     default: return Failure(ImageError::corrupt);
   }
@@ -200,16 +190,14 @@ void filterPaeth(const std::uint8_t* row, const std::uint8_t* above, std::size_t
 #if defined(__x86_64__)
   if (simdLevel() >= SimdLevel::avx2) i = filterPaethAvx2(row, above, i, count, pixelBytes, to);
 #endif
-  i = filterPaethInVectors(row, above, i, count, pixelBytes, to);
-  for (; i < count; ++i)
-    to[i] = static_cast<std::uint8_t>(
-        row[i] - paethPrediction(row[i - pixelBytes], above[i], above[i - pixelBytes]));
+  i = filterVectors<Bytes16>(row, above, i, count, pixelBytes, to);
+  if (i < count) filterVector<Bytes16>(row + i, above + i, count - i, pixelBytes, to + i);
 }
 
 ImageResult<void> unfilterRow(int filter, const std::uint8_t* filtered, std::size_t pixelBytes,
                               const std::uint8_t* above, std::size_t width, std::uint8_t* to) {
-  const FilteredRow row{filtered, above, width, to};
-  return pixelBytes == 3 ? unfilter<3>(filter, row) : unfilter<4>(filter, row);
+  return pixelBytes == 3 ? unfilter<3>(filter, filtered, above, width, to)
+                         : unfilter<4>(filter, filtered, above, width, to);
 }
 
 }  // namespace vecamera::device::imaging

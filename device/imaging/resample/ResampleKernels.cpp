@@ -128,7 +128,7 @@ constexpr ResampleKernels avx2{interleaveAvx2, convolveAvx2<sameFormat>, convolv
 
 }  // namespace
 
-const ResampleKernels& resampleKernels(SimdLevel level) {
+const ResampleKernels& resampleKernels([[maybe_unused]] SimdLevel level) {
 #if defined(__x86_64__)
   if (level >= SimdLevel::avx2) return avx2;
 #endif
