@@ -10,14 +10,6 @@ std::shared_ptr<VECameraPlugin> VECameraPlugin::create(Platform platform) {
   return std::shared_ptr<VECameraPlugin>(new VECameraPlugin(platform));
 }
 
-std::shared_ptr<UIViewController> VECameraPlugin::viewController() const {
-  return viewController_.load();
-}
-
-void VECameraPlugin::setViewController(std::shared_ptr<UIViewController> viewController) {
-  viewController_.store(std::move(viewController));
-}
-
 void VECameraPlugin::dispose() {
   webView_.store(nullptr);
   viewController_.store(nullptr);
@@ -30,10 +22,6 @@ std::shared_ptr<CLLocationManager> VECameraPlugin::locationManager() {
   manager->setDesiredAccuracy(kCLLocationAccuracyNearestTenMeters);
   manager->setDelegate(weak_from_this());
   return locationManager_.storeIfEmpty(std::move(manager));
-}
-
-void VECameraPlugin::setLocationManager(std::shared_ptr<CLLocationManager> manager) {
-  locationManager_.store(std::move(manager));
 }
 
 URL VECameraPlugin::urlTransformer(const URL& url) const {

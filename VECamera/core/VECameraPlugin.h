@@ -56,8 +56,12 @@ class VECameraPlugin : public SelectorTarget,
 
   // Container binding.
 
-  std::shared_ptr<UIViewController> viewController() const override;
-  void setViewController(std::shared_ptr<UIViewController> viewController) override;
+  std::shared_ptr<UIViewController> viewController() const override {
+    return viewController_.load();
+  }
+  void setViewController(std::shared_ptr<UIViewController> given) override {
+    viewController_.store(given);
+  }
   std::shared_ptr<VelmoraWebView> webView() const override { return webView_.load(); }
   void setVWebView(std::shared_ptr<VelmoraWebView> view) override { webView_.store(view); }
   /// Drops the web view and the view controller and leaves everything else as it is.
@@ -65,7 +69,9 @@ class VECameraPlugin : public SelectorTarget,
   /// The location manager, made on the first read of an empty field. Never starts updates. Any
   /// executor.
   std::shared_ptr<CLLocationManager> locationManager();
-  void setLocationManager(std::shared_ptr<CLLocationManager> manager);
+  void setLocationManager(std::shared_ptr<CLLocationManager> manager) {
+    locationManager_.store(manager);
+  }
 
   // Operations that the container may call.
 

@@ -24,7 +24,7 @@ struct NSError {
   std::string localizedDescription() const;
 };
 
-/// An `NSError` on its way through an awaitable adapter.
+/// The exception in which an awaitable adapter carries an `NSError`.
 class NSErrorException : public std::runtime_error {
  public:
   explicit NSErrorException(NSError error)

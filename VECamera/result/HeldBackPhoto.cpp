@@ -1,3 +1,5 @@
+#include "VECamera/result/HeldBackPhoto.h"
+
 #include "VECamera/result/ResultContext.h"
 
 namespace vecamera {

@@ -30,6 +30,8 @@ Task<ResultPair> newAssetResult(ResultContext context, AddResource addResource,
                                 std::string extension) {
   const Platform& platform = context.platform;
   const auto identifier = std::make_shared<SharedSlot<const std::string>>();
+  // It has a name because g++ 12 destroys a lambda twice that is made in the call of an awaited
+  // function.
   AddResource addIdentified = [addResource = std::move(addResource),
                                identifier](PHAssetCreationRequest& request) {
     if (!addResource(request)) return false;
@@ -53,15 +55,16 @@ Task<ResultPair> newAssetResult(ResultContext context, AddResource addResource,
   co_return success(*encoded);
 }
 
-Task<void> saveToAlbum(Platform platform, AddResource addResource) {
+Task<void> saveToAlbum(Platform platform, AddResource addResource, std::function<void()> onEnd) {
   const auto change = co_await addAsset(platform, std::move(addResource));
   if (change.error) {
     platform.log.error("", "error : " + *change.error, pluginSourceFile, 354,
                        "resultForImage(_:info:)");
-    co_return;
+  } else {
+    platform.log.debug(change.isSaved ? "taskResult true" : "taskResult false");
+    if (change.isSaved) platform.log.debug("save photoAlbum success");
   }
-  platform.log.debug(change.isSaved ? "taskResult true" : "taskResult false");
-  if (change.isSaved) platform.log.debug("save photoAlbum success");
+  if (onEnd) onEnd();
 }
 
 }  // namespace vecamera

@@ -11,10 +11,12 @@ namespace vecamera {
 using AddResource = std::function<bool(PHAssetCreationRequest&)>;
 
 /// The result of a picture or movie that becomes a new library asset: its native URI. The extension
-/// is in upper case. Goes on on the background executor.
+/// is in upper case. Continues on the background executor.
 Task<ResultPair> newAssetResult(ResultContext context, AddResource addResource,
                                 std::string extension);
-/// Saves a copy to the photo album and logs how that ended. It does not need the plug-in.
-Task<void> saveToAlbum(Platform platform, AddResource addResource);
+/// Saves a copy to the photo album, logs how that ended, and calls `onEnd`, which may be empty. It
+/// does not need the plug-in.
+Task<void> saveToAlbum(Platform platform, AddResource addResource,
+                       std::function<void()> onEnd = nullptr);
 
 }  // namespace vecamera

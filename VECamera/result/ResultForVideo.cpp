@@ -58,15 +58,6 @@ Task<std::optional<std::string>> exportedMovie(ResultContext context, Dictionary
   co_return path;
 }
 
-/// What becomes of the exported file.
-enum class MovieFile { kept, removed };
-
-/// Saves the movie from its file.
-Task<void> saveMovieToAlbum(Platform platform, std::string path, MovieFile file) {
-  co_await saveToAlbum(platform, addMovie(platform.urls.fileURLWithPath(path)));
-  if (file == MovieFile::removed) platform.fileManager.removeItemAtPath(path);
-}
-
 }  // namespace
 
 Task<ResultPair> resultForVideo(ResultContext context, std::shared_ptr<PictureOptions> options,
@@ -83,20 +74,21 @@ Task<ResultPair> resultForVideo(ResultContext context, std::shared_ptr<PictureOp
   const auto path = co_await exportedMovie(context, std::move(info));
   if (path) {
     const URL url = platform.urls.fileURLWithPath(*path);
-    MovieFile file = MovieFile::kept;
+    std::function<void()> removeFile;
     if (destination == destinationTypeNativeUri) {
       result = co_await newAssetResult(context, addMovie(url), "MP4");
     } else if (destination == destinationTypeFileUri) {
       result = success(context.urlTransformer(url).absoluteString());
     } else if (auto text = dataUrlOf(*path, platform)) {
       result = success(*std::move(text));
-      file = MovieFile::removed;
+      removeFile = [&files = platform.fileManager, file = *path] { files.removeItemAtPath(file); };
     }
     if (savesToAlbum) {
       platform.log.debug("saveToPhotoAlbum true");
-      platform.tasks.start(platform.background, saveMovieToAlbum(platform, *path, file));
-    } else if (file == MovieFile::removed) {
-      platform.fileManager.removeItemAtPath(*path);
+      // The album's copy is made from the file.
+      platform.tasks.start(platform.background, saveToAlbum(platform, addMovie(url), removeFile));
+    } else if (removeFile) {
+      removeFile();
     }
   }
 

@@ -8,7 +8,7 @@
 
 namespace vecamera::device {
 
-/// A failure on its way into a `Result`: `return Failure(error);`.
+/// An error to return as a `Result`: `return Failure(error);`.
 template <class E>
 struct Failure {
   E error;

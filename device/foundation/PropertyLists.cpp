@@ -18,9 +18,6 @@ constexpr std::size_t maxContainers = 2000;
 constexpr std::uint64_t maxCopiedBytes = std::uint64_t{64} << 20;
 
 using PropertyList = std::unique_ptr<std::remove_pointer_t<plist_t>, void (*)(plist_t)>;
-struct FreeText {
-  void operator()(char* text) const { std::free(text); }
-};
 
 /// The text of the file without a byte order mark and leading blanks.
 std::string_view textOf(const Data& file) {
@@ -182,7 +179,7 @@ std::optional<std::map<std::string, std::string, std::less<>>> propertyListTexts
     char* rawKey = nullptr;
     plist_t node = nullptr;
     plist_dict_next_item(list.get(), iterator.get(), &rawKey, &node);
-    const std::unique_ptr<char, FreeText> key(rawKey);
+    const std::unique_ptr<char, void (*)(void*)> key(rawKey, std::free);
     if (!node) return texts;
     if (auto text = textOfNode(node); key && text)
       texts.insert_or_assign(key.get(), std::move(*text));

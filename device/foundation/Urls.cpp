@@ -98,20 +98,20 @@ bool isPort(std::string_view port) {
 }
 
 /// Fills in user info, host and port; false where the authority is not valid.
-bool readAuthority(std::string_view authority, UrlParts& parts) {
+bool readAuthority(std::string_view authority, UrlComponents& components) {
   if (const auto at = authority.rfind('@'); at != std::string_view::npos) {
     if (!consistsOf(authority.substr(0, at), ":")) return false;
-    parts.userInfo = authority.substr(0, at);
+    components.userInfo = authority.substr(0, at);
     authority.remove_prefix(at + 1);
   }
   const auto literalEnd = authority.starts_with('[') ? authority.find(']') : 0;
   if (literalEnd == std::string_view::npos) return false;
   if (const auto colon = authority.find(':', literalEnd); colon != std::string_view::npos) {
     if (!isPort(authority.substr(colon + 1))) return false;
-    parts.port = authority.substr(colon + 1);
+    components.port = authority.substr(colon + 1);
     authority = authority.substr(0, colon);
   }
-  parts.host = authority;
+  components.host = authority;
   return isHost(authority);
 }
 
@@ -124,10 +124,20 @@ std::optional<std::string_view> cutBehind(std::string_view& text, char delimiter
   return behind;
 }
 
-void appendEscaped(std::string& to, char c) {
+/// The text with every byte for which `isEscaped` holds replaced by its "%XX".
+template <class Condition>
+std::string escaped(std::string_view text, Condition isEscaped) {
   constexpr std::string_view digits = "0123456789ABCDEF";
-  const auto byte = static_cast<unsigned char>(c);
-  (to += '%').append({digits[byte >> 4], digits[byte & 15]});
+  std::string result;
+  result.reserve(text.size());
+  for (const char c : text) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (isEscaped(c))
+      (result += '%').append({digits[byte >> 4], digits[byte & 15]});
+    else
+      result += c;
+  }
+  return result;
 }
 
 /// The absolute path without "." and ".." steps (RFC 3986, section 5.2.4).
@@ -149,35 +159,35 @@ std::string removingDotSteps(std::string_view path) {
 
 }  // namespace
 
-std::optional<UrlParts> urlParts(std::string_view text) {
-  UrlParts parts;
+std::optional<UrlComponents> urlComponents(std::string_view text) {
+  UrlComponents components;
   if (const auto scheme = leadingScheme(text)) {
-    parts.scheme.emplace();
-    for (const char c : *scheme) *parts.scheme += lowered(c);
+    components.scheme.emplace();
+    for (const char c : *scheme) *components.scheme += lowered(c);
     text.remove_prefix(scheme->size() + 1);
   } else if (text.substr(0, text.find_first_of("/?#")).find(':') != std::string_view::npos) {
     // Without a scheme, the first segment of a path holds no colon.
     return std::nullopt;
   }
-  if (const auto fragment = cutBehind(text, '#')) parts.fragment = *fragment;
-  if (const auto query = cutBehind(text, '?')) parts.query = *query;
-  if (!consistsOf(parts.fragment.value_or(""), ":@/?[]") ||
-      !consistsOf(parts.query.value_or(""), ":@/?[]")) {
+  if (const auto fragment = cutBehind(text, '#')) components.fragment = *fragment;
+  if (const auto query = cutBehind(text, '?')) components.query = *query;
+  if (!consistsOf(components.fragment.value_or(""), ":@/?[]") ||
+      !consistsOf(components.query.value_or(""), ":@/?[]")) {
     return std::nullopt;
   }
   if (text.starts_with("//")) {
     text.remove_prefix(2);
     const auto end = std::min(text.find('/'), text.size());
-    if (!readAuthority(text.substr(0, end), parts)) return std::nullopt;
+    if (!readAuthority(text.substr(0, end), components)) return std::nullopt;
     text.remove_prefix(end);
   }
   if (!consistsOf(text, ":@/[]")) return std::nullopt;
-  parts.path = text;
-  return parts;
+  components.path = text;
+  return components;
 }
 
 std::optional<URL> Urls::URLWithString(std::string_view text) const {
-  if (!urlParts(text)) return std::nullopt;
+  if (!urlComponents(text)) return std::nullopt;
   return URL(std::string(text));
 }
 
@@ -210,31 +220,15 @@ URL Urls::appendingPathComponent(const URL& url, std::string_view component) con
 }
 
 std::optional<std::string> Urls::addingPercentEncoding(std::string_view text,
-                                                       std::string_view escaped) const {
+                                                       std::string_view characters) const {
   if (!isUtf8(text)) return std::nullopt;
-  std::string encoded;
-  encoded.reserve(text.size());
-  for (const char c : text) {
-    if (static_cast<unsigned char>(c) >= 0x80 || isOneOf(c, escaped)) {
-      appendEscaped(encoded, c);
-    } else {
-      encoded += c;
-    }
-  }
-  return encoded;
+  return escaped(text, [characters](char c) {
+    return static_cast<unsigned char>(c) >= 0x80 || isOneOf(c, characters);
+  });
 }
 
 std::string percentEncoded(std::string_view text, std::string_view kept) {
-  std::string encoded;
-  encoded.reserve(text.size());
-  for (const char c : text) {
-    if (isAlpha(c) || isDigit(c) || isOneOf(c, kept)) {
-      encoded += c;
-    } else {
-      appendEscaped(encoded, c);
-    }
-  }
-  return encoded;
+  return escaped(text, [kept](char c) { return !isAlpha(c) && !isDigit(c) && !isOneOf(c, kept); });
 }
 
 std::optional<std::string> removingPercentEncoding(std::string_view text) {
@@ -254,19 +248,20 @@ std::optional<std::string> removingPercentEncoding(std::string_view text) {
 
 std::optional<std::string> filePathOf(const URL& url) {
   if (!leadingScheme(url.absoluteString())) return url.absoluteString();
-  const auto parts = urlParts(url.absoluteString());
-  if (!parts || parts->scheme != "file" || !parts->path.starts_with('/')) return std::nullopt;
-  const std::string host = parts->host.value_or("");
-  if ((!host.empty() && host != "localhost") || parts->port || parts->userInfo) {
+  const auto components = urlComponents(url.absoluteString());
+  if (!components || components->scheme != "file" || !components->path.starts_with('/'))
+    return std::nullopt;
+  const std::string host = components->host.value_or("");
+  if ((!host.empty() && host != "localhost") || components->port || components->userInfo) {
     return std::nullopt;
   }
-  return removingPercentEncoding(parts->path);
+  return removingPercentEncoding(components->path);
 }
 
 std::optional<std::string> queryItem(const URL& url, std::string_view name) {
-  const auto parts = urlParts(url.absoluteString());
-  if (!parts || !parts->query) return std::nullopt;
-  std::optional<std::string_view> rest = *parts->query;
+  const auto components = urlComponents(url.absoluteString());
+  if (!components || !components->query) return std::nullopt;
+  std::optional<std::string_view> rest = *components->query;
   while (rest) {
     std::string_view item = *rest;
     rest = cutBehind(item, '&');

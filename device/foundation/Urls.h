@@ -24,12 +24,12 @@ class Urls : public NSURLs {
   /// the component's end are dropped. A query or fragment stays behind them.
   URL appendingPathComponent(const URL& url, std::string_view component) const override;
   std::optional<std::string> addingPercentEncoding(std::string_view text,
-                                                   std::string_view escaped) const override;
+                                                   std::string_view characters) const override;
 };
 
 /// The components of a URL, percent-encoded as written, without their delimiters. An absent
 /// component differs from an empty one, except the path, which every URL has.
-struct UrlParts {
+struct UrlComponents {
   /// In lower case; may be empty.
   std::optional<std::string> scheme;
   std::optional<std::string> userInfo;
@@ -42,7 +42,7 @@ struct UrlParts {
 };
 
 /// The components of the text, or nothing where it is no URL.
-std::optional<UrlParts> urlParts(std::string_view text);
+std::optional<UrlComponents> urlComponents(std::string_view text);
 
 /// The text with every byte but ASCII letters, digits and those of `kept` replaced by its "%XX".
 std::string percentEncoded(std::string_view text, std::string_view kept);

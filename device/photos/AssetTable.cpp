@@ -70,7 +70,7 @@ Failure<StoreError> unknownAsset(std::string_view identifier) {
 
 Failure<StoreError> databaseFailure(const StoreError& error) {
   return storeFailure(StoreError::Kind::storage,
-                      "The photo library's database failed: " + error.text);
+                      "The photo library's database failed: " + error.message);
 }
 
 }  // namespace
@@ -96,7 +96,7 @@ StoreResult<void> AssetTable::open(const std::filesystem::path& file) {
                    std::to_string(schemaVersion) + ")");
   }
   Statement check(database_, "PRAGMA quick_check(1)");
-  if (!check.next()) return database_.failure();
+  if (const auto step = check.next(); !step) return step.failure();
   const std::string found = check.text(0);
   if (found != "ok") return refusal("its database is damaged (" + found + ")");
   version_ = *version;
@@ -121,14 +121,14 @@ StoreResult<void> AssetTable::migrate() {
 
 StoreResult<std::int64_t> AssetTable::singleNumber(std::string_view sql) {
   Statement statement(database_, sql);
-  if (!statement.next()) return database_.failure();
+  if (const auto step = statement.next(); !step) return step.failure();
   return statement.integer(0);
 }
 
 // Changing
 
-StoreResult<Transaction> AssetTable::begin(WhenBusy whenBusy) {
-  if (whenBusy == WhenBusy::fail) database_.setBusyTimeout(0);
+StoreResult<Transaction> AssetTable::begin(foundation::IfLocked ifLocked) {
+  if (ifLocked == foundation::IfLocked::fail) database_.setBusyTimeout(0);
   auto begun = Transaction::begin(database_);
   database_.setBusyTimeout(busyTimeoutMs);
   if (!begun) return databaseFailure(begun.error());
@@ -165,9 +165,8 @@ StoreResult<void> AssetTable::insert(AssetRecord& record) {
   } else {
     insertion.bindNull();
   }
-  insertion.next();
-  if (insertion.failed()) {
-    if (!database_.lastBrokeUniqueness()) return failure();
+  if (const auto step = insertion.next(); !step) {
+    if (!database_.lastBrokeUniqueness()) return databaseFailure(step.error());
     return storeFailure(StoreError::Kind::identifierRefused,
                         "The library already holds an asset \"" + identifier + "\"");
   }
@@ -206,20 +205,20 @@ StoreResult<AssetRecord> AssetTable::findByIdentifierOrUuid(std::string_view ide
 
 StoreResult<std::vector<AssetRecord>> AssetTable::recordsOf(Statement& rows) {
   std::vector<AssetRecord> records;
-  while (rows.next()) records.push_back(recordOf(rows));
-  if (rows.failed()) return failure();
-  return records;
+  while (true) {
+    const auto step = rows.next();
+    if (!step) return databaseFailure(step.error());
+    if (*step == Statement::Step::end) return records;
+    records.push_back(recordOf(rows));
+  }
 }
 
 StoreResult<AssetRecord> AssetTable::recordNamed(Statement& row, std::string_view name) {
   row.bind(name);
-  if (row.next()) return recordOf(row);
-  if (row.failed()) return failure();
-  return unknownAsset(name);
-}
-
-Failure<StoreError> AssetTable::failure() const {
-  return databaseFailure(database_.failure().error);
+  const auto step = row.next();
+  if (!step) return databaseFailure(step.error());
+  if (*step == Statement::Step::end) return unknownAsset(name);
+  return recordOf(row);
 }
 
 }  // namespace vecamera::device::photos

@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "device/foundation/files/Descriptor.h"
 #include "device/photos/AssetRecord.h"
 #include "device/photos/Database.h"
 
@@ -23,9 +24,8 @@ class AssetTable {
   /// meanwhile.
   StoreResult<void> migrate();
 
-  enum class WhenBusy { wait, fail };
   /// Begins a change, which no other connection can make at the same time.
-  StoreResult<Transaction> begin(WhenBusy whenBusy = WhenBusy::wait);
+  StoreResult<Transaction> begin(foundation::IfLocked ifLocked = foundation::IfLocked::wait);
   StoreResult<void> commit(Transaction& change);
 
   /// Adds the record within a change and gives it its sequence.
@@ -43,8 +43,6 @@ class AssetTable {
   StoreResult<std::int64_t> singleNumber(std::string_view sql);
   StoreResult<std::vector<AssetRecord>> recordsOf(Statement& rows);
   StoreResult<AssetRecord> recordNamed(Statement& row, std::string_view name);
-  /// Why the database failed, for a library that is open.
-  Failure<StoreError> failure() const;
 
   Database database_;
   /// Of the schema, when it was opened.

@@ -51,10 +51,12 @@ class Database {
   sqlite3* handle_ = nullptr;
 };
 
-/// One statement on its way. Values are bound in order; columns count from 0.
+/// One prepared statement. Values are bound in order; columns count from 0.
 class Statement {
  public:
-  Statement(Database& database, std::string_view sql) {
+  enum class Step { row, end };
+
+  Statement(Database& database, std::string_view sql) : database_(database) {
     check(sqlite3_prepare_v2(database.handle(), sql.data(), static_cast<int>(sql.size()), &handle_,
                              nullptr));
   }
@@ -74,14 +76,15 @@ class Statement {
   Statement& bind(double number) { return check(sqlite3_bind_double(handle_, ++bound_, number)); }
   Statement& bindNull() { return check(sqlite3_bind_null(handle_, ++bound_)); }
 
-  /// Goes to the next row; false at the end and where it failed.
-  bool next() {
-    if (failed_) return false;
-    const int code = sqlite3_step(handle_);
-    failed_ = code != SQLITE_ROW && code != SQLITE_DONE;
-    return code == SQLITE_ROW;
+  /// Goes to the next row, or to the end. What failed before, in the statement's text or in a
+  /// value, is reported here, too.
+  StoreResult<Step> next() {
+    const int code = failed_ ? SQLITE_ERROR : sqlite3_step(handle_);
+    if (code == SQLITE_ROW) return Step::row;
+    if (code == SQLITE_DONE) return Step::end;
+    failed_ = true;
+    return database_.failure();
   }
-  bool failed() const { return failed_; }
 
   std::int64_t integer(int column) const { return sqlite3_column_int64(handle_, column); }
   double real(int column) const { return sqlite3_column_double(handle_, column); }
@@ -98,6 +101,7 @@ class Statement {
     return *this;
   }
 
+  Database& database_;
   sqlite3_stmt* handle_ = nullptr;
   int bound_ = 0;
   bool failed_ = false;

@@ -8,6 +8,7 @@
 
 #include "device/foundation/files/Folders.h"
 #include "device/foundation/files/PartialFile.h"
+#include "device/foundation/files/TemporaryFolder.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "device/photos/AssetAddress.h"
 #include "device/photos/AssetTable.h"
@@ -21,6 +22,8 @@ using foundation::FileResult;
 
 namespace {
 
+/// Begins the names of the folders in which changes write their files.
+constexpr std::string_view changePrefix = ".change-";
 constexpr std::string_view databaseName = "library.sqlite";
 
 std::string originalName(const AssetRecord& record) {
@@ -39,22 +42,24 @@ std::optional<std::int64_t> sequenceInThumbnailName(const std::string& name) {
   return sequence;
 }
 
-std::optional<Data> dataOf(const AssetContent& content) {
+FileResult<Data> dataOf(const AssetContent& content) {
   if (const auto* data = std::get_if<Data>(&content)) return *data;
-  return foundation::readFile(std::get<fs::path>(content)).value();
+  return foundation::readFile(std::get<fs::path>(content));
 }
 
-/// Writes the content so that its bytes survive a loss of power; the file's name may not.
-FileResult<void> write(const AssetContent& content, const foundation::Descriptor& file) {
+/// Makes the file with the content, whose bytes then survive a loss of power; its name may not.
+FileResult<void> write(const AssetContent& content, const fs::path& path) {
+  const auto file = foundation::openAt(AT_FDCWD, path, O_WRONLY | O_CREAT | O_EXCL, 0600);
+  if (!file) return file.failure();
   FileResult<void> written;
   if (const auto* data = std::get_if<Data>(&content)) {
-    written = foundation::writeAll(file, std::as_bytes(data->bytes()));
+    written = foundation::writeAll(*file, std::as_bytes(data->bytes()));
   } else {
     const auto source = foundation::openFileForReading(std::get<fs::path>(content));
     if (!source) return source.failure();
-    written = foundation::copyAll(source->descriptor, file);
+    written = foundation::copyAll(source->descriptor, *file);
   }
-  return written ? foundation::synchronize(file) : written;
+  return written ? foundation::synchronize(*file) : written;
 }
 
 Failure<StoreError> invalidResource(const std::string& name, std::string_view kind,
@@ -64,44 +69,46 @@ Failure<StoreError> invalidResource(const std::string& name, std::string_view ki
                                                              std::string(formats) + ")");
 }
 
-Failure<StoreError> writeFailure(const std::string& why) {
-  return storeFailure(StoreError::Kind::storage, "The original cannot be written: " + why);
+Failure<StoreError> writeFailure(const std::string& reason) {
+  return storeFailure(StoreError::Kind::storage, "The original cannot be written: " + reason);
 }
 
 Failure<StoreError> readFailure(const fs::path& file, const FileError& error) {
   return storeFailure(StoreError::Kind::unreadable,
-                      file.filename().string() + " cannot be read: " + error.text);
+                      file.filename().string() + " cannot be read: " + error.message);
 }
 
 Failure<StoreError> storageFailure(const FileError& error) {
-  return storeFailure(StoreError::Kind::storage, error.text);
+  return storeFailure(StoreError::Kind::storage, error.message);
 }
 
 }  // namespace
 
 // Opening
 
-LibraryStore::LibraryStore(fs::path folder, Parts parts)
+LibraryStore::LibraryStore(fs::path folder, Options options)
     : folder_(std::move(folder)),
       originals_(folder_ / "originals"),
       thumbnails_(folder_ / "thumbnails"),
-      parts_(std::move(parts)),
+      options_(std::move(options)),
       table_(std::make_unique<AssetTable>()) {}
 
 LibraryStore::~LibraryStore() = default;
 
-StoreResult<std::unique_ptr<LibraryStore>> LibraryStore::open(const fs::path& folder, Parts parts) {
+StoreResult<std::unique_ptr<LibraryStore>> LibraryStore::open(const fs::path& folder,
+                                                              Options options) {
   std::error_code error;
   // Later changes of the working directory must not move the library.
   const fs::path place = (fs::absolute(folder, error) / "").lexically_normal().parent_path();
-  if (!parts.identifiers) parts.identifiers = RandomIdentifiers();
+  if (!options.identifiers) options.identifiers = RandomIdentifiers();
 
-  std::unique_ptr<LibraryStore> store(new LibraryStore(place, std::move(parts)));
+  std::unique_ptr<LibraryStore> store(new LibraryStore(place, std::move(options)));
   const StoreResult<void> prepared =
       error ? storeFailure(StoreError::Kind::storage, error.message()) : store->prepare();
   if (prepared) return store;
-  return storeFailure(StoreError::Kind::storage, "The photo library at " + folder.string() +
-                                                     " cannot be opened: " + prepared.error().text);
+  return storeFailure(
+      StoreError::Kind::storage,
+      "The photo library at " + folder.string() + " cannot be opened: " + prepared.error().message);
 }
 
 StoreResult<void> LibraryStore::prepare() {
@@ -110,7 +117,7 @@ StoreResult<void> LibraryStore::prepare() {
   // Two processes must not make or migrate the database at once.
   const auto held = foundation::openFolderAt(AT_FDCWD, folder_, foundation::LastLink::follow);
   if (!held) return storageFailure(held.error());
-  if (auto locked = foundation::lock(*held, foundation::WhenLocked::wait); !locked)
+  if (auto locked = foundation::lock(*held, foundation::IfLocked::wait); !locked)
     return storageFailure(locked.error());
   // An existing database is not even opened: closing it again would drop the locks that SQLite
   // holds on it in this process.
@@ -122,7 +129,7 @@ StoreResult<void> LibraryStore::prepare() {
       return storageFailure(made.error());
   }
   if (auto prepared = prepareTable(); !prepared) return prepared;
-  sweep();
+  removeAbandonedFiles();
   return {};
 }
 
@@ -138,10 +145,11 @@ StoreResult<void> LibraryStore::prepareTable() {
   return table_->migrate();
 }
 
-void LibraryStore::sweep() {
-  // Files without a row exist while a change holds the write lock, too. Where somebody holds it,
-  // sweeping is left to a later opening.
-  const auto guard = table_->begin(AssetTable::WhenBusy::fail);
+void LibraryStore::removeAbandonedFiles() {
+  foundation::TemporaryFolder::removeAbandoned(folder_, changePrefix);
+  // Originals without a row exist while a change holds the write lock, too. Where somebody holds
+  // it, they are left to a later opening.
+  const auto guard = table_->begin(foundation::IfLocked::fail);
   if (!guard) return;
   const auto records = table_->list();
   if (!records) return;
@@ -161,34 +169,12 @@ void LibraryStore::sweep() {
 
 // Adding
 
-struct LibraryStore::StagedAsset {
-  AssetRecord record;
-  foundation::PartialFile file;
-};
-
-class LibraryStore::ChangeFiles {
- public:
-  ChangeFiles() = default;
-  ~ChangeFiles() {
-    std::error_code ignored;
-    for (const fs::path& file : files_) fs::remove(file, ignored);
-  }
-  ChangeFiles(const ChangeFiles&) = delete;
-  ChangeFiles& operator=(const ChangeFiles&) = delete;
-
-  void add(fs::path file) { files_.push_back(std::move(file)); }
-  void keep() { files_.clear(); }
-
- private:
-  std::vector<fs::path> files_;
-};
-
-std::string LibraryStore::drawIdentifier() {
+std::string LibraryStore::newIdentifier() {
   const std::lock_guard lock(mutex_);
   std::string previous;
   while (true) {
-    std::string uuid = parts_.identifiers();
-    // A seeded source gives the same row again for a library that has been used before. One that
+    std::string uuid = options_.identifiers();
+    // A seeded source gives the same sequence again for a library that was used before. One that
     // repeats itself at once has no other to give; adding the asset will report it.
     if (!table_->findByIdentifierOrUuid(uuid) || uuid == previous) return uuid + "/L0/001";
     previous = std::move(uuid);
@@ -198,9 +184,9 @@ std::string LibraryStore::drawIdentifier() {
 std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
   std::optional<AssetFormat> format;
   if (asset.type == PHAssetResourceType::video) {
-    if (parts_.probeMovie) format = parts_.probeMovie(asset.content);
-  } else if (parts_.probePicture) {
-    if (const auto data = dataOf(asset.content)) format = parts_.probePicture(*data);
+    if (options_.probeMovie) format = options_.probeMovie(asset.content);
+  } else if (options_.probePicture) {
+    if (const auto data = dataOf(asset.content)) format = options_.probePicture(*data);
   }
   if (!format) return std::nullopt;
   AssetRecord record;
@@ -212,63 +198,69 @@ std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
 }
 
 StoreResult<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAsset>& assets) {
-  // Copying a movie takes its time, so that the library is not held meanwhile.
-  std::vector<StagedAsset> staged;
-  for (const NewAsset& asset : assets) {
-    auto one = stage(asset);
-    if (!one) return std::move(one).failure();
-    staged.push_back(*std::move(one));
-  }
   std::vector<AssetRecord> records;
-  if (staged.empty()) return records;
-  ChangeFiles files;
+  if (assets.empty()) return records;
+  // One lock for all files of the change, because each lock takes a descriptor.
+  const auto folder = foundation::TemporaryFolder::create(folder_, changePrefix);
+  if (!folder) return writeFailure(folder.error().message);
+  // Copying a movie takes its time, so that the library is not held meanwhile.
+  for (const NewAsset& asset : assets) {
+    auto record = stage(asset, folder->path() / std::to_string(records.size()));
+    if (!record) return std::move(record).failure();
+    records.push_back(*std::move(record));
+  }
   const std::lock_guard lock(mutex_);
   auto change = table_->begin();
   if (!change) return change.failure();
   reach(Stage::changeBegun);
-  for (StagedAsset& each : staged) {
-    if (auto inserted = table_->insert(each.record); !inserted) return inserted.failure();
-    const fs::path file = originalFile(each.record);
-    files.add(file);
-    if (auto moved = each.file.moveTo(file); !moved) return writeFailure(moved.error().text);
-    reach(Stage::fileRenamed);
-    records.push_back(std::move(each.record));
+  if (auto inserted = insert(records, folder->path()); !inserted) {
+    // Before the change is rolled back: after it, others may give their files the same names.
+    removeOriginals(records);
+    reach(Stage::filesRemoved);
+    return std::move(inserted).failure();
   }
-  if (auto synchronized = foundation::synchronizeFolder(originals_); !synchronized)
-    return writeFailure(synchronized.error().text);
-  reach(Stage::folderSynced);
-
   // From here on the files stay: where committing fails half-way, the change may still turn out to
   // be there at the next opening, which removes the files if it is not.
-  files.keep();
   if (auto committed = table_->commit(*change); !committed) return committed.failure();
   reach(Stage::changeCommitted);
   return records;
 }
 
-StoreResult<LibraryStore::StagedAsset> LibraryStore::stage(const NewAsset& asset) {
+StoreResult<void> LibraryStore::insert(std::vector<AssetRecord>& records, const fs::path& folder) {
+  for (std::size_t i = 0; i < records.size(); ++i) {
+    if (auto inserted = table_->insert(records[i]); !inserted) return inserted;
+    std::error_code error;
+    fs::rename(folder / std::to_string(i), originalFile(records[i]), error);
+    if (error) return writeFailure(error.message());
+    reach(Stage::fileRenamed);
+  }
+  if (auto synchronized = foundation::synchronizeFolder(originals_); !synchronized)
+    return writeFailure(synchronized.error().message);
+  reach(Stage::folderSynced);
+  return {};
+}
+
+StoreResult<AssetRecord> LibraryStore::stage(const NewAsset& asset, const fs::path& file) {
   const bool isPhoto = asset.type == PHAssetResourceType::photo;
   const auto refused = [this, isPhoto] {
-    return isPhoto ? invalidResource("The resource", "picture", parts_.pictureFormats)
-                   : invalidResource("The resource", "movie", parts_.movieFormats);
+    return isPhoto ? invalidResource("The resource", "picture", options_.pictureFormats)
+                   : invalidResource("The resource", "movie", options_.movieFormats);
   };
   const auto* source = std::get_if<fs::path>(&asset.content);
   if (source ? !foundation::openFileForReading(*source) : !describe(asset)) return refused();
-  auto file = foundation::PartialFile::createBeside(originals_ / "new");
-  if (!file) return writeFailure(file.error().text);
-  if (auto written = write(asset.content, file->descriptor()); !written)
-    return writeFailure(written.error().text);
+  if (auto written = write(asset.content, file); !written)
+    return writeFailure(written.error().message);
   reach(Stage::fileWritten);
   // A file is looked at as it was copied.
   auto copied = asset;
-  if (source) copied.content = file->path();
+  if (source) copied.content = file;
   auto record = describe(copied);
   if (!record) return refused();
   std::error_code error;
-  record->byteCount = fs::file_size(file->path(), error);
+  record->byteCount = fs::file_size(file, error);
   if (error) return writeFailure(error.message());
-  if (!asset.identifier) record->identifier = drawIdentifier();
-  return StagedAsset{*std::move(record), *std::move(file)};
+  if (!asset.identifier) record->identifier = newIdentifier();
+  return *std::move(record);
 }
 
 StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
@@ -285,14 +277,14 @@ StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date
     isKnown = describe(asset).has_value();
   }
   const std::string name = file.path.filename().string();
-  if (!isKnown && !parts_.probeMovie)
-    return invalidResource(name, "picture", parts_.pictureFormats);
+  if (!isKnown && !options_.probeMovie)
+    return invalidResource(name, "picture", options_.pictureFormats);
   if (!isKnown) {
     return invalidResource(name, "picture or movie",
-                           parts_.pictureFormats + ", " + parts_.movieFormats);
+                           options_.pictureFormats + ", " + options_.movieFormats);
   }
   auto added = add({asset});
-  if (!added) return storeFailure(added.error().kind, name + ": " + added.error().text);
+  if (!added) return storeFailure(added.error().kind, name + ": " + added.error().message);
   return std::move(added->front());
 }
 
@@ -343,11 +335,11 @@ StoreResult<Data> LibraryStore::readOriginal(std::string_view identifier) {
 StoreResult<Data> LibraryStore::readOriginal(const AssetRecord& record) const {
   auto read = foundation::readFile(originalFile(record));
   if (read && read->size() == record.byteCount) return *std::move(read);
-  const std::string why = read ? "it has " + std::to_string(read->size()) + " bytes instead of " +
-                                     std::to_string(record.byteCount)
-                               : read.error().text;
+  const std::string reason = read ? "it has " + std::to_string(read->size()) +
+                                        " bytes instead of " + std::to_string(record.byteCount)
+                                  : read.error().message;
   return storeFailure(StoreError::Kind::unreadable,
-                      "The original of \"" + record.identifier + "\" cannot be read: " + why);
+                      "The original of \"" + record.identifier + "\" cannot be read: " + reason);
 }
 
 StoreResult<fs::path> LibraryStore::originalFile(std::string_view identifier) {
@@ -359,11 +351,11 @@ StoreResult<fs::path> LibraryStore::originalFile(std::string_view identifier) {
 StoreResult<Data> LibraryStore::makeThumbnail(const AssetRecord& record, int maxSide) const {
   std::optional<Data> made;
   if (maxSide > 0 && record.type == PHAssetResourceType::video) {
-    if (parts_.makePoster) made = parts_.makePoster(originalFile(record), maxSide);
-  } else if (maxSide > 0 && parts_.makeThumbnail) {
+    if (options_.makePoster) made = options_.makePoster(originalFile(record), maxSide);
+  } else if (maxSide > 0 && options_.makeThumbnail) {
     const auto original = readOriginal(record);
     if (!original) return original.failure();
-    made = parts_.makeThumbnail(*original, maxSide);
+    made = options_.makeThumbnail(*original, maxSide);
   }
   if (made) return *std::move(made);
   return storeFailure(StoreError::Kind::invalidResource,
@@ -404,26 +396,29 @@ StoreResult<void> LibraryStore::removeAssets(std::optional<std::string_view> ide
   }
   reach(Stage::rowsRemoved);
 
-  // Files that stay behind here are swept at the next opening.
+  // Files that stay behind here are removed at the next opening.
+  removeOriginals(removed);
   std::set<std::int64_t> sequences;
-  std::error_code ignored;
-  for (const AssetRecord& record : removed) {
-    fs::remove(originalFile(record), ignored);
-    sequences.insert(record.sequence);
-  }
-  // Under these names nobody writes; a thumbnail on its way has another, and its row is gone.
+  for (const AssetRecord& record : removed) sequences.insert(record.sequence);
+  // Nobody writes under these names: a thumbnail that is being made has another one.
   const auto folder = foundation::openFolderAt(AT_FDCWD, thumbnails_, foundation::LastLink::follow);
   const auto names = folder ? foundation::entryNames(*folder) : folder.failure();
   if (!names) return {};
   for (const std::string& name : *names) {
     const auto sequence = sequenceInThumbnailName(name);
+    std::error_code ignored;
     if (sequence && sequences.contains(*sequence)) fs::remove(thumbnails_ / name, ignored);
   }
   return {};
 }
 
+void LibraryStore::removeOriginals(const std::vector<AssetRecord>& records) const {
+  std::error_code ignored;
+  for (const AssetRecord& record : records) fs::remove(originalFile(record), ignored);
+}
+
 void LibraryStore::reach(Stage stage) const {
-  if (parts_.atStage) parts_.atStage(stage);
+  if (options_.atStage) options_.atStage(stage);
 }
 
 fs::path LibraryStore::originalFile(const AssetRecord& record) const {

@@ -24,7 +24,7 @@ class AssetTable;
 using AssetContent = std::variant<Data, std::filesystem::path>;
 
 struct NewAsset {
-  /// Nothing: one is drawn.
+  /// Where there is none, the library gives the asset a new one.
   std::optional<std::string> identifier;
   PHAssetResourceType type = PHAssetResourceType::photo;
   AssetContent content;
@@ -33,7 +33,7 @@ struct NewAsset {
 
 struct FileToImport {
   std::filesystem::path path;
-  /// Nothing: one is drawn.
+  /// As in `NewAsset`.
   std::optional<std::string> identifier;
 };
 
@@ -54,20 +54,21 @@ class LibraryStore {
  public:
   /// The steps of a change, in their order.
   enum class Stage {
-    /// For each asset: its file is written under another name.
+    /// For each asset: its file is written, outside of `originals/`.
     fileWritten,
     changeBegun,
     /// For each asset: its file has its own name.
     fileRenamed,
     folderSynced,
     changeCommitted,
+    /// The change failed and is not rolled back yet; its files are removed.
+    filesRemoved,
     /// Assets are no longer listed; their files still stand.
     rowsRemoved,
   };
 
-  /// What the library is made with. All functions may be called on any thread, `identifiers` by one
-  /// at a time.
-  struct Parts {
+  /// All functions may be called on any thread, `identifiers` by one at a time.
+  struct Options {
     /// Nothing where the bytes are no picture that the library takes. Without the function, none
     /// is.
     std::function<std::optional<AssetFormat>(const Data&)> probePicture;
@@ -80,7 +81,7 @@ class LibraryStore {
     /// What it takes, as its messages name it: "JPEG, PNG", "MP4, QuickTime".
     std::string pictureFormats;
     std::string movieFormats;
-    /// Draws UUIDs; the library appends "/L0/001". Without the function they are random.
+    /// Gives new UUIDs; the library appends "/L0/001". Without the function they are random.
     std::function<std::string()> identifiers;
     /// Called at each step, mostly with the library held: it must not call the library. For tests.
     std::function<void(Stage)> atStage;
@@ -90,13 +91,13 @@ class LibraryStore {
   /// interrupted change left behind. A library of a newer version, a damaged database and originals
   /// whose database is gone are refused, and none of their files is removed.
   static StoreResult<std::unique_ptr<LibraryStore>> open(const std::filesystem::path& folder,
-                                                         Parts parts);
+                                                         Options options);
   ~LibraryStore();
   LibraryStore(const LibraryStore&) = delete;
   LibraryStore& operator=(const LibraryStore&) = delete;
 
   /// An identifier that no asset has, for one that is to be added.
-  std::string drawIdentifier();
+  std::string newIdentifier();
 
   /// Adds all or none; gives their records in the order of the assets.
   StoreResult<std::vector<AssetRecord>> add(const std::vector<NewAsset>& assets);
@@ -125,19 +126,20 @@ class LibraryStore {
   StoreResult<void> clear();
 
  private:
-  LibraryStore(std::filesystem::path folder, Parts parts);
+  LibraryStore(std::filesystem::path folder, Options options);
 
   StoreResult<void> prepare();
   StoreResult<void> prepareTable();
-  void sweep();
-
-  /// An asset whose bytes stand in a file of the library's already, under another name.
-  struct StagedAsset;
-  /// Files of a change that is under way; removed again unless the change keeps them.
-  class ChangeFiles;
+  void removeAbandonedFiles();
 
   std::optional<AssetRecord> describe(const NewAsset& asset) const;
-  StoreResult<StagedAsset> stage(const NewAsset& asset);
+  /// Writes the asset's bytes to the file.
+  StoreResult<AssetRecord> stage(const NewAsset& asset, const std::filesystem::path& file);
+  /// Within a change: adds the rows, and moves the files into their places. Their names in the
+  /// folder are the positions of the records.
+  StoreResult<void> insert(std::vector<AssetRecord>& records, const std::filesystem::path& folder);
+  /// Those that are there.
+  void removeOriginals(const std::vector<AssetRecord>& records) const;
   StoreResult<void> removeAssets(std::optional<std::string_view> identifier);
   StoreResult<Data> readOriginal(const AssetRecord& record) const;
   StoreResult<Data> makeThumbnail(const AssetRecord& record, int maxSide) const;
@@ -147,7 +149,7 @@ class LibraryStore {
   const std::filesystem::path folder_;
   const std::filesystem::path originals_;
   const std::filesystem::path thumbnails_;
-  const Parts parts_;
+  const Options options_;
   std::mutex mutex_;
   // Guarded by the mutex.
   const std::unique_ptr<AssetTable> table_;

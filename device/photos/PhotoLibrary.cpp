@@ -24,7 +24,7 @@ NSError plainError(std::int64_t code) {
 NSError errorOf(const StoreError& error) {
   if (error.kind == StoreError::Kind::invalidResource) return plainError(invalidResource);
   NSError result = plainError(internalError);
-  result.userInfo.emplace(NSLocalizedDescriptionKey, error.text);
+  result.userInfo.emplace(NSLocalizedDescriptionKey, error.message);
   return result;
 }
 
@@ -88,7 +88,7 @@ class PhotoLibrary::Change {
   }
 
   Request& addRequest() {
-    requests_.push_back(std::make_unique<Request>(library_.store_.drawIdentifier()));
+    requests_.push_back(std::make_unique<Request>(library_.store_.newIdentifier()));
     return *requests_.back();
   }
   const std::vector<std::unique_ptr<Request>>& requests() const { return requests_; }
@@ -150,28 +150,29 @@ void PhotoLibrary::runIfAllowed(PHAuthorizationStatus status, const ChangeBlock&
   }
   Change change(*this);
   change.run(changes);
-  const std::optional<NSError> error = commit(change);
-  completion(!error, error);
+  const auto committed = commit(change);
+  if (!committed) return completion(false, committed.error());
+  completion(true, std::nullopt);
 }
 
-std::optional<NSError> PhotoLibrary::commit(const Change& change) {
+Result<void, NSError> PhotoLibrary::commit(const Change& change) {
   const Date created = clock_.now();
   std::vector<NewAsset> assets;
   for (const auto& request : change.requests()) {
     if (request->isEmpty()) continue;
     auto asset = request->asset(created);
-    if (!asset) return plainError(changeNotSupported);
+    if (!asset) return Failure(plainError(changeNotSupported));
     assets.push_back(*std::move(asset));
   }
   const auto added = store_.add(assets);
-  if (!added) return errorOf(added.error());
-  if (!observer_) return std::nullopt;
+  if (!added) return Failure(errorOf(added.error()));
+  if (!observer_) return {};
   for (const AssetRecord& record : *added) {
     const bool isPhoto = record.type == PHAssetResourceType::photo;
     observer_(
         {record.identifier, isPhoto ? "photo" : "video", record.byteCount, formatName(record)});
   }
-  return std::nullopt;
+  return {};
 }
 
 PHAssetCreationRequest& PhotoLibrary::creationRequestForAsset() {
@@ -207,15 +208,15 @@ void ImageManager::requestImageDataAndOrientationForAsset(
 }
 
 void ImageManager::handOut(const std::shared_ptr<PHAsset>& asset, const ResultHandler& handler) {
-  const auto refuse = [&handler](const std::string& why) {
-    handler(std::nullopt, std::nullopt, 1, Dictionary{{"PHImageErrorKey", why}});
+  const auto refuse = [&handler](const std::string& reason) {
+    handler(std::nullopt, std::nullopt, 1, Dictionary{{"PHImageErrorKey", reason}});
   };
   if (!asset) return refuse("There is no asset");
   if (!allows(authorization_.status())) return refuse("The photo library may not be read");
   const auto record = store_.fetchByIdentifier(asset->localIdentifier());
-  if (!record) return refuse(record.error().text);
+  if (!record) return refuse(record.error().message);
   auto data = store_.readOriginal(asset->localIdentifier());
-  if (!data) return refuse(data.error().text);
+  if (!data) return refuse(data.error().message);
   handler(*std::move(data), record->uti, record->orientation, Dictionary{});
 }
 

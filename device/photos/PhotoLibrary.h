@@ -50,14 +50,13 @@ struct SavedAsset {
   std::string format;
 };
 
-/// The photo library over a store. It takes one resource for each asset; a request without any asks
-/// for nothing and is passed over. Reading needs the status
-/// authorized or limited, and so does a change, which asks the user first where that is not
-/// decided.
+/// The photo library over a store. Each asset has one resource; a request without a resource is
+/// ignored. Reading and changing need the status authorized or limited. Where the user has not
+/// decided yet, a change asks first.
 ///
 /// Change blocks and handlers run on the queue; the library outlives the jobs that it posts there,
-/// and its arguments outlive the library. A request for a new asset is real on the thread that runs
-/// a change block of this library; elsewhere one is handed out that does nothing.
+/// and its arguments outlive the library. A request for a new asset has an effect only where it is
+/// made in a change block of this library, on that block's thread.
 ///
 /// Errors are of the domain "PHPhotosErrorDomain": 3300 for a request with several
 /// resources, 3302 for bytes that are no picture or movie, 3311 for a library that may not be
@@ -78,7 +77,7 @@ class PhotoLibrary : public PHPhotoLibrary {
   std::vector<std::shared_ptr<PHAsset>> fetchAssetsWithALAssetURLs(
       const std::vector<URL>& urls, const PHFetchOptions& options) override;
 
-  /// The asset, for the device's own parts, whatever the authorization; null where it is unknown.
+  /// The asset, for the device itself, whatever the authorization; null where it is unknown.
   /// Any thread.
   std::shared_ptr<StoredAsset> assetWithIdentifier(std::string_view identifier);
 
@@ -89,7 +88,7 @@ class PhotoLibrary : public PHPhotoLibrary {
 
   void runIfAllowed(PHAuthorizationStatus status, const ChangeBlock& changes,
                     const CompletionHandler& completion);
-  std::optional<NSError> commit(const Change& change);
+  Result<void, NSError> commit(const Change& change);
 
   LibraryStore& store_;
   const NSClock& clock_;

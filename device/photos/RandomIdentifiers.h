@@ -7,8 +7,8 @@
 
 namespace vecamera::device::photos {
 
-/// Draws version-4 UUIDs in upper case: from the system's random source, or, with a seed, the same
-/// row of them on every machine. One thread at a time.
+/// Makes version-4 UUIDs in upper case. Without a seed they come from the system's random source.
+/// A seed gives the same sequence of them on every machine. One thread at a time.
 class RandomIdentifiers {
  public:
   explicit RandomIdentifiers(std::optional<std::uint64_t> seed = std::nullopt);

@@ -21,14 +21,14 @@ struct StoreError {
   };
   Kind kind = Kind::storage;
   /// For people, without a full stop.
-  std::string text;
+  std::string message;
 };
 
 template <class T>
 using StoreResult = Result<T, StoreError>;
 
-inline Failure<StoreError> storeFailure(StoreError::Kind kind, std::string text) {
-  return Failure(StoreError{kind, std::move(text)});
+inline Failure<StoreError> storeFailure(StoreError::Kind kind, std::string message) {
+  return Failure(StoreError{kind, std::move(message)});
 }
 
 }  // namespace vecamera::device::photos

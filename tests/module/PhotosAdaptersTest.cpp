@@ -17,8 +17,8 @@ std::string textOf(const NSError& error) {
 Task<void> change(PHPhotoLibrary& library, Executor& resumed, Lines& out) {
   std::string line;
   try {
-    const bool success = co_await performChangesAsync(
-        library, resumed, [&library] { library.creationRequestForAsset(); });
+    const auto block = [&library] { library.creationRequestForAsset(); };
+    const bool success = co_await performChangesAsync(library, resumed, block);
     line = success ? "true" : "false";
   } catch (const NSErrorException& thrown) {
     line = textOf(thrown.error());

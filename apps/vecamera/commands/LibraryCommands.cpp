@@ -13,7 +13,7 @@
 #include "device/foundation/Clocks.h"
 #include "device/foundation/Dates.h"
 #include "device/foundation/files/ApplicationHome.h"
-#include "device/script/assembly/LibraryParts.h"
+#include "device/script/assembly/LibraryOptions.h"
 #include "device/script/json/JsonValue.h"
 
 namespace vecamera::app {
@@ -26,9 +26,10 @@ using device::photos::LibraryStore;
 
 AppResult<std::unique_ptr<LibraryStore>> openLibrary(const fs::path& home) {
   auto library =
-      LibraryStore::open(device::script::libraryFolder(home), device::script::libraryParts());
+      LibraryStore::open(device::script::libraryFolder(home), device::script::libraryOptions());
   if (library) return std::move(*library);
-  return Failure(home.string() + ": its photo library cannot be opened: " + library.error().text);
+  return Failure(home.string() +
+                 ": its photo library cannot be opened: " + library.error().message);
 }
 
 /// Fails where there is no library, so that looking for one does not make it.
@@ -103,13 +104,13 @@ AppResult<ChosenAssets> chooseAssets(const fs::path& home,
   ChosenAssets chosen{std::move(*library), {}};
   if (identifiers.empty()) {
     auto all = chosen.library->list();
-    if (!all) return Failure("the photo library cannot be read: " + all.error().text);
+    if (!all) return Failure("the photo library cannot be read: " + all.error().message);
     chosen.records = std::move(*all);
   }
   for (const auto& identifier : identifiers) {
     auto asset = chosen.library->fetchByIdentifier(identifier);
     if (!asset)
-      return Failure(identifier + ": " + asset.error().text +
+      return Failure(identifier + ": " + asset.error().message +
                      "; `vecamera library list` shows the identifiers");
     chosen.records.push_back(std::move(*asset));
   }
@@ -122,7 +123,7 @@ AppResult<void> exportAsset(LibraryStore& library, const AssetRecord& asset, con
   if (!options.force && fs::exists(fs::symlink_status(file, ignored)))
     return Failure(file.string() + ": there is such a file already; replace it with --force");
   const auto bytes = library.readOriginal(asset.identifier);
-  if (!bytes) return Failure(asset.identifier + ": " + bytes.error().text);
+  if (!bytes) return Failure(asset.identifier + ": " + bytes.error().message);
   if (const auto written = writeFile(file, *bytes); !written)
     return Failure(written.error() + "; check the folder's permissions and space");
   std::cout << file.string() << std::endl;
@@ -152,7 +153,7 @@ ExitStatus addToLibrary(const fs::path& home, const std::vector<fs::path>& files
   const auto report =
       (*library)->importFiles(imports, device::foundation::SystemClock().now(), showImported);
   for (const auto& asset : report.imported) std::cout << asset.identifier << std::endl;
-  for (const auto& error : report.refused) complain(error.text);
+  for (const auto& error : report.refused) complain(error.message);
   return report.refused.empty() ? ExitStatus::success : ExitStatus::failure;
 }
 
@@ -200,7 +201,7 @@ ExitStatus clearLibrary(const fs::path& home, Confirmation confirmation) {
   if (asks && !assets->records.empty() && !isConfirmed(home, assets->records.size()))
     return fail("nothing was removed");
   if (const auto cleared = assets->library->clear(); !cleared)
-    return fail("the photo library cannot be emptied: " + cleared.error().text);
+    return fail("the photo library cannot be emptied: " + cleared.error().message);
   return ExitStatus::success;
 }
 

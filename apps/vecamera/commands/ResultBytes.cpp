@@ -6,7 +6,7 @@
 #include "device/foundation/Urls.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "device/photos/LibraryStore.h"
-#include "device/script/assembly/LibraryParts.h"
+#include "device/script/assembly/LibraryOptions.h"
 #include "device/script/json/JsonValue.h"
 
 namespace vecamera::app {
@@ -25,7 +25,7 @@ std::string unescaped(const std::string& address) {
 
 std::optional<Data> bytesOfAsset(const std::string& address, const std::filesystem::path& home) {
   const auto library = device::photos::LibraryStore::open(device::script::libraryFolder(home),
-                                                          device::script::libraryParts());
+                                                          device::script::libraryOptions());
   if (!library) return std::nullopt;
   const auto asset = (*library)->fetchByAddress(unescaped(address));
   if (!asset) return std::nullopt;

@@ -113,8 +113,8 @@ ExitStatus serve(const ServeOptions& options) {
   std::cout << server->address() << std::endl;
   if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
   std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
-  const auto folder =
-      options.opensBrowser ? device::foundation::ApplicationHome::makePrivate() : nullptr;
+  std::optional<device::foundation::ApplicationHome> folder;
+  if (options.opensBrowser) folder = device::foundation::ApplicationHome::makePrivate().value();
   if (options.opensBrowser && !(folder && openBrowser(folder->path(), server->address())))
     complain("no browser can be opened: xdg-open is missing; open the address yourself");
   server->run();

@@ -186,10 +186,10 @@ ExitStatus take(const TakeOptions& options) {
   const auto media = checked(options);
   if (!media) return refuse(media.error());
   // Kept until the end, so that what the answer points to can still be read.
-  std::unique_ptr<device::foundation::ApplicationHome> home;
+  std::optional<device::foundation::ApplicationHome> home;
   auto used = options;
   if (!options.home) {
-    home = device::foundation::ApplicationHome::makePrivate();
+    home = device::foundation::ApplicationHome::makePrivate().value();
     if (!home) return fail("no temporary folder can be made; check TMPDIR");
     used.home = home->path();
   }

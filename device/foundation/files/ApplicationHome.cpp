@@ -12,29 +12,31 @@ namespace vecamera::device::foundation {
 
 namespace fs = std::filesystem;
 
-std::unique_ptr<ApplicationHome> ApplicationHome::make(std::string path,
-                                                       std::optional<TemporaryFolder> folder) {
+FileResult<ApplicationHome> ApplicationHome::make(std::string path,
+                                                  std::optional<TemporaryFolder> folder) {
   const auto home = openFolderAt(AT_FDCWD, path, LastLink::follow);
-  if (!home) return nullptr;
+  if (!home) return home.failure();
   mkdirat(home->number(), "tmp", 0700);
   const auto temporary = openFolderAt(home->number(), "tmp", LastLink::refuse);
-  if (!temporary || fchmod(temporary->number(), 0700) != 0) return nullptr;
-  return std::unique_ptr<ApplicationHome>(new ApplicationHome(std::move(path), std::move(folder)));
+  if (!temporary) return temporary.failure();
+  if (fchmod(temporary->number(), 0700) != 0) return fileFailure();
+  return ApplicationHome(std::move(path), std::move(folder));
 }
 
-std::unique_ptr<ApplicationHome> ApplicationHome::open(std::string_view path) {
-  if (!makePrivateFolder(path) || isSharedFolder(path)) return nullptr;
-  std::error_code failure;
-  const fs::path resolved = fs::canonical(path, failure);
-  return failure ? nullptr : make(resolved.string(), std::nullopt);
+FileResult<ApplicationHome> ApplicationHome::open(std::string_view path) {
+  if (auto made = makePrivateFolder(path); !made) return std::move(made).failure();
+  if (isSharedFolder(path)) return fileFailure(EPERM);
+  std::error_code error;
+  const fs::path resolved = fs::canonical(path, error);
+  return error ? fileFailure(error.value()) : make(resolved.string(), std::nullopt);
 }
 
-std::unique_ptr<ApplicationHome> ApplicationHome::makePrivate() {
-  std::error_code failure;
-  const fs::path system = fs::canonical(fs::temp_directory_path(failure), failure);
-  if (failure) return nullptr;
+FileResult<ApplicationHome> ApplicationHome::makePrivate() {
+  std::error_code error;
+  const fs::path system = fs::canonical(fs::temp_directory_path(error), error);
+  if (error) return fileFailure(error.value());
   auto folder = TemporaryFolder::create(system, "vecamera-");
-  if (!folder) return nullptr;
+  if (!folder) return std::move(folder).failure();
   std::string path = folder->path().string();
   return make(std::move(path), *std::move(folder));
 }

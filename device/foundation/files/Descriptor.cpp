@@ -113,8 +113,8 @@ FileResult<void> synchronize(const Descriptor& file) {
   return {};
 }
 
-FileResult<void> lock(const Descriptor& file, WhenLocked whenLocked) {
-  while (flock(file.number(), LOCK_EX | (whenLocked == WhenLocked::fail ? LOCK_NB : 0)) != 0) {
+FileResult<void> lock(const Descriptor& file, IfLocked ifLocked) {
+  while (flock(file.number(), LOCK_EX | (ifLocked == IfLocked::fail ? LOCK_NB : 0)) != 0) {
     if (errno != EINTR) return fileFailure();
   }
   return {};

@@ -21,7 +21,7 @@ struct FileError {
   /// An `errno` value.
   int code = 0;
   /// For people, in English, without a full stop.
-  std::string text;
+  std::string message;
 };
 
 template <class T>
@@ -82,9 +82,10 @@ FileResult<void> copyAll(const Descriptor& from, const Descriptor& to);
 /// Returns when what was written survives a loss of power.
 FileResult<void> synchronize(const Descriptor& file);
 
-enum class WhenLocked { wait, fail };
+/// What happens where somebody else has the lock.
+enum class IfLocked { wait, fail };
 /// Takes the lock of the file or folder, which nobody else has until the descriptor is closed. The
 /// system closes it where the process dies. Fails with `EWOULDBLOCK` where it may not wait.
-FileResult<void> lock(const Descriptor& file, WhenLocked whenLocked);
+FileResult<void> lock(const Descriptor& file, IfLocked ifLocked);
 
 }  // namespace vecamera::device::foundation

@@ -41,7 +41,7 @@ FileResult<Descriptor> createLocked(const fs::path& file) {
   }
   // Only somebody who removes it has the lock of a new file. A file system without locks has no use
   // for them here either.
-  const auto locked = lock(*made, WhenLocked::fail);
+  const auto locked = lock(*made, IfLocked::fail);
   if (!locked && locked.error().code == EWOULDBLOCK) return fileFailure(ESTALE);
   struct stat status;
   if (fstat(made->number(), &status) != 0) return fileFailure();
@@ -61,7 +61,7 @@ void removeAbandoned(const fs::path& folder,
         openAt(opened->number(), lockFile.empty() ? fs::path(name) : fs::path(name) / lockFile,
                O_RDWR | O_NONBLOCK | O_NOFOLLOW);
     // The lock is kept until the entry is gone, so that nobody takes it up meanwhile.
-    if (file && lock(*file, WhenLocked::fail))
+    if (file && lock(*file, IfLocked::fail))
       static_cast<void>(removeTreeAt(*opened, name, lockFile));
   }
 }

@@ -30,8 +30,8 @@ void removeAbandoned(const std::filesystem::path& folder,
                      const std::function<bool(const std::string& name)>& condition,
                      std::string_view lockFile = {});
 
-/// A file on its way into its place. Until it is complete it has a hidden name in the same folder
-/// and is locked; it is removed where it does not get so far. Used by one thread at a time.
+/// A file that gets its name when it is complete. Until then it is locked and has a hidden name in
+/// the same folder; one that is never moved is removed. Used by one thread at a time.
 class PartialFile {
  public:
   static FileResult<PartialFile> createBeside(const std::filesystem::path& target);
@@ -44,8 +44,8 @@ class PartialFile {
   const std::filesystem::path& path() const { return path_; }
 
   enum class IfTaken { replace, fail };
-  /// Gives the file its name, in the folder that it was made in, all at once: nobody sees half of
-  /// it there. A link of that name is replaced, not followed.
+  /// Gives the file its name, in the folder that it was made in. Nobody sees half of it there. A
+  /// link of that name is replaced, not followed.
   FileResult<void> moveTo(const std::filesystem::path& target, IfTaken ifTaken = IfTaken::replace);
 
  private:

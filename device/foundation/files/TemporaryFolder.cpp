@@ -22,8 +22,7 @@ constexpr int maxAttempts = 100;
 
 FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
                                                     std::string_view prefix) {
-  removeAbandoned(
-      parent, [prefix](const std::string& name) { return name.starts_with(prefix); }, lockName);
+  removeAbandoned(parent, prefix);
   for (int attempt = 1;; ++attempt) {
     std::string path = (parent / prefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) return fileFailure();
@@ -37,8 +36,19 @@ FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
   }
 }
 
+void TemporaryFolder::removeAbandoned(const fs::path& parent, std::string_view prefix) {
+  foundation::removeAbandoned(
+      parent, [prefix](const std::string& name) { return name.starts_with(prefix); }, lockName);
+}
+
 TemporaryFolder::TemporaryFolder(TemporaryFolder&& other) noexcept
     : path_(std::exchange(other.path_, {})), lock_(std::move(other.lock_)) {}
+
+TemporaryFolder& TemporaryFolder::operator=(TemporaryFolder&& other) noexcept {
+  path_.swap(other.path_);
+  lock_ = std::move(other.lock_);
+  return *this;
+}
 
 TemporaryFolder::~TemporaryFolder() {
   if (path_.empty()) return;

@@ -12,12 +12,14 @@ namespace vecamera::device::foundation {
 /// Any thread.
 class TemporaryFolder {
  public:
-  /// Makes a folder in `parent` whose name is `prefix` and some letters more. Those of the same
-  /// prefix whose process died are removed before. `parent` is absolute.
+  /// Makes a folder in `parent` whose name is `prefix` and some letters more, and removes the
+  /// abandoned ones of the same prefix before. `parent` is absolute.
   static FileResult<TemporaryFolder> create(const std::filesystem::path& parent,
                                             std::string_view prefix);
+  /// Removes the temporary folders of the prefix whose process died.
+  static void removeAbandoned(const std::filesystem::path& parent, std::string_view prefix);
   TemporaryFolder(TemporaryFolder&& other) noexcept;
-  TemporaryFolder& operator=(TemporaryFolder&&) = delete;
+  TemporaryFolder& operator=(TemporaryFolder&& other) noexcept;
   ~TemporaryFolder();
 
   const std::filesystem::path& path() const { return path_; }

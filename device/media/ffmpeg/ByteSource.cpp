@@ -19,7 +19,7 @@ MediaResult<std::unique_ptr<ByteSource>> ByteSource::open(const std::filesystem:
   const auto& error = opened.error();
   if (error.code == EISDIR || error.code == EINVAL)
     return mediaFailure(AVError::fileFormatNotRecognized, name + " is no file.");
-  return mediaFailure(AVError::unknown, name + " cannot be opened: " + error.text + ".");
+  return mediaFailure(AVError::unknown, name + " cannot be opened: " + error.message + ".");
 }
 
 ByteSource::ByteSource(Data data)

@@ -6,7 +6,7 @@
 #include "device/foundation/files/Folders.h"
 #include "device/foundation/files/PartialFile.h"
 #include "device/foundation/files/WholeFiles.h"
-#include "device/script/assembly/LibraryParts.h"
+#include "device/script/assembly/LibraryOptions.h"
 #include "device/script/assembly/Samples.h"
 #include "device/script/json/StrictJson.h"
 
@@ -33,7 +33,7 @@ Result<void, ScriptError> fillLibrary(const DeviceSetup& setup, ScriptedDevice::
   for (std::size_t i = 0; i < setup.library.size(); ++i) {
     const auto& asset = setup.library[i];
     const auto imported = made.store->importFile({asset.file, asset.id}, made.clock->now());
-    if (!imported) return failed(placeOfElement("device.library", i), imported.error().text);
+    if (!imported) return failed(placeOfElement("device.library", i), imported.error().message);
   }
   return {};
 }
@@ -48,13 +48,14 @@ Made prepare(const DeviceSetup& setup) {
     made.clock = std::make_unique<foundation::SystemClock>();
   }
 
-  made.home = setup.home ? foundation::ApplicationHome::open(setup.home->string())
-                         : foundation::ApplicationHome::makePrivate();
+  made.home = (setup.home ? foundation::ApplicationHome::open(setup.home->string())
+                          : foundation::ApplicationHome::makePrivate())
+                  .value();
   if (!made.home)
     return failed("the application's home" +
                   (setup.home ? " " + setup.home->string() : std::string()) +
                   " cannot be made; name a folder of your own that may be written");
-  made.recordings = foundation::ApplicationHome::makePrivate();
+  made.recordings = foundation::ApplicationHome::makePrivate().value();
   if (!made.recordings) return failed("no temporary folder can be made; check TMPDIR");
   made.temporaryDirectory = setup.temporaryDirectory ? setup.temporaryDirectory->string()
                                                      : made.home->temporaryDirectory();
@@ -68,12 +69,12 @@ Made prepare(const DeviceSetup& setup) {
                       "own");
   foundation::removeAbandonedFiles(made.temporaryDirectory);
 
-  auto parts = libraryParts();
-  parts.identifiers = [random = std::make_shared<photos::RandomIdentifiers>(setup.seed)] {
+  auto options = libraryOptions();
+  options.identifiers = [random = std::make_shared<photos::RandomIdentifiers>(setup.seed)] {
     return (*random)();
   };
-  auto opened = photos::LibraryStore::open(libraryFolder(made.home->path()), std::move(parts));
-  if (!opened) return failed("the photo library cannot be opened: " + opened.error().text);
+  auto opened = photos::LibraryStore::open(libraryFolder(made.home->path()), std::move(options));
+  if (!opened) return failed("the photo library cannot be opened: " + opened.error().message);
   made.store = std::move(*opened);
 
   if (auto put = putFiles(setup.files, made.temporaryDirectory); !put) return put.failure();

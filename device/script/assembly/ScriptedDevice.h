@@ -121,9 +121,9 @@ struct ScriptedDevice {
     std::unique_ptr<NSClock> clock;
     /// The clock where it stands still, else null.
     foundation::ManualClock* manualClock = nullptr;
-    std::unique_ptr<foundation::ApplicationHome> home;
+    std::optional<foundation::ApplicationHome> home;
     /// Where the camera keeps the movies that it makes.
-    std::unique_ptr<foundation::ApplicationHome> recordings;
+    std::optional<foundation::ApplicationHome> recordings;
     std::string temporaryDirectory;
     std::unique_ptr<photos::LibraryStore> store;
   };

@@ -100,7 +100,7 @@ class Steps {
     const auto asset = device_.photoLibrary.assetWithIdentifier(step.asset);
     if (!asset) return failed("the photo library has no asset " + inQuotes(step.asset));
     const auto file = device_.base.store->originalFile(step.asset);
-    if (!file) return failed(file.error().text);
+    if (!file) return failed(file.error().message);
     Dictionary info;
     if (asset->record().type == PHAssetResourceType::video) {
       if (!takes(*picker, kUTTypeMovie, step.info))
@@ -108,7 +108,7 @@ class Steps {
       info = camera::movieInfo(device_.urls.fileURLWithPath(file->string()));
     } else {
       const auto original = device_.base.store->readOriginal(step.asset);
-      if (!original) return failed(original.error().text);
+      if (!original) return failed(original.error().message);
       const auto edit = editOn(*picker, step.crop);
       info = camera::pictureInfo(device_.images, *original, edit);
       noteMissedCrop(edit, info);
@@ -215,13 +215,13 @@ class Steps {
   Played step(const AddAssetStep& step) {
     const auto added =
         device_.base.store->importFile({step.file, step.id}, device_.base.clock->now());
-    if (!added) return failed(added.error().text);
+    if (!added) return failed(added.error().message);
     return {};
   }
 
   Played step(const RemoveAssetStep& step) {
     const auto removed = device_.base.store->remove(step.asset);
-    if (!removed) return failed(removed.error().text);
+    if (!removed) return failed(removed.error().message);
     return {};
   }
 
@@ -264,7 +264,7 @@ class Steps {
 
   Played step(const LibraryStep&) {
     const auto records = device_.base.store->list();
-    if (!records) return failed(records.error().text);
+    if (!records) return failed(records.error().message);
     Json assets = Json::array();
     for (const auto& record : *records)
       assets.push_back({{"id", record.identifier},

@@ -22,8 +22,11 @@ constexpr std::size_t maxScriptBytes = 512U << 20;
 class InlineFiles {
  public:
   std::optional<fs::path> keep(const Data& bytes) {
-    if (!folder_) folder_ = foundation::ApplicationHome::makePrivate();
-    if (!folder_) return std::nullopt;
+    if (!folder_) {
+      auto made = foundation::ApplicationHome::makePrivate();
+      if (!made) return std::nullopt;
+      folder_ = std::make_shared<foundation::ApplicationHome>(*std::move(made));
+    }
     const fs::path file = fs::path(folder_->path()) / std::to_string(count_++);
     if (!foundation::replaceFile(file, bytes)) return std::nullopt;
     return file;

@@ -13,11 +13,11 @@ constexpr std::chrono::milliseconds resumeInterval{50};
 
 }  // namespace
 
-Phone::Phone(PhoneSetup setup, std::unique_ptr<foundation::ApplicationHome> home)
+Phone::Phone(PhoneSetup setup, foundation::ApplicationHome home)
     : setup_(std::move(setup)),
       home_(std::move(home)),
-      media_(home_->path(), setup_.media),
-      library_(setup_.home, home_->path()),
+      media_(home_.path(), setup_.media),
+      library_(setup_.home, home_.path()),
       recording_(setup_.limits.recording, setup_.record, setup_.diagnose),
       thread_([this] { run(); }) {}
 
@@ -45,7 +45,7 @@ bool Phone::isStopping() const {
 
 void Phone::run() {
   {
-    PhoneDevice device(setup_, *home_, media_, library_, recording_,
+    PhoneDevice device(setup_, home_, media_, library_, recording_,
                        [this] { return isStopping(); });
     device.start();
     while (!isStopping()) {

@@ -22,7 +22,7 @@ namespace vecamera::simulator {
 class Phone {
  public:
   /// Begins at once. `home` is a private one, for the phone alone.
-  Phone(PhoneSetup setup, std::unique_ptr<foundation::ApplicationHome> home);
+  Phone(PhoneSetup setup, foundation::ApplicationHome home);
   /// Removes what was the phone's own, after `finish`.
   ~Phone() { finish(); }
   Phone(const Phone&) = delete;
@@ -40,9 +40,9 @@ class Phone {
   const Recording& recording() const { return recording_; }
   /// The photo library; null before the phone has begun.
   std::shared_ptr<device::photos::LibraryStore> library() const { return library_.store(); }
-  std::string temporaryDirectory() const { return home_->temporaryDirectory(); }
+  std::string temporaryDirectory() const { return home_.temporaryDirectory(); }
   /// A folder for files of the phone's own.
-  const std::string& folder() const { return home_->path(); }
+  const std::string& folder() const { return home_.path(); }
 
  private:
   using TimePoint = std::chrono::steady_clock::time_point;
@@ -52,7 +52,7 @@ class Phone {
   std::optional<std::string> waitForMessage(std::optional<TimePoint> end);
 
   const PhoneSetup setup_;
-  const std::unique_ptr<foundation::ApplicationHome> home_;
+  const foundation::ApplicationHome home_;
   MediaFolder media_;
   PhoneLibrary library_;
   Recording recording_;

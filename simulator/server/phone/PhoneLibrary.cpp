@@ -10,7 +10,7 @@
 #include "device/foundation/files/Folders.h"
 #include "device/foundation/files/TemporaryFolder.h"
 #include "device/foundation/files/WholeFiles.h"
-#include "device/script/assembly/LibraryParts.h"
+#include "device/script/assembly/LibraryOptions.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/phone/SampleMedia.h"
 
@@ -70,13 +70,13 @@ Result<> PhoneLibrary::open(OldAssets oldAssets) {
     if (!foundation::ApplicationHome::open(home().string()))
       return failed(home().string() + ": it cannot be a device's home; name a folder of your own");
     auto opened =
-        device::photos::LibraryStore::open(script::libraryFolder(home()), script::libraryParts());
-    if (!opened) return failed("the photo library cannot be opened: " + opened.error().text);
+        device::photos::LibraryStore::open(script::libraryFolder(home()), script::libraryOptions());
+    if (!opened) return failed("the photo library cannot be opened: " + opened.error().message);
     const std::lock_guard lock(mutex_);
     store_ = std::move(*opened);
   }
   if (oldAssets == OldAssets::keep || sharedHome_) return {};
-  if (const auto cleared = store()->clear(); !cleared) return failed(cleared.error().text);
+  if (const auto cleared = store()->clear(); !cleared) return failed(cleared.error().message);
   return {};
 }
 
@@ -92,7 +92,7 @@ Json PhoneLibrary::missing(const std::optional<Json>& listed) const {
 Result<> PhoneLibrary::hold(std::uint64_t copyBytes, std::vector<Recording::Asset>& assets) const {
   const auto store = this->store();
   const auto records = store->list();
-  if (!records) return failed(records.error().text);
+  if (!records) return failed(records.error().message);
   // In the home whose library it is, where links to its files can be made.
   auto made = foundation::TemporaryFolder::create(home(), ".recording-");
   const KeptFolder folder =
@@ -121,12 +121,12 @@ void PhoneLibrary::update() {
 }
 
 Result<> checkAssets(const Json& listed) {
-  const auto parts = script::libraryParts();
+  const auto options = script::libraryOptions();
   for (std::size_t i = 0; i < listed.size(); ++i) {
     const std::string file = listed[i]["file"];
-    if (parts.probeMovie(fs::path(file))) continue;
+    if (options.probeMovie(fs::path(file))) continue;
     const auto contents = foundation::readFile(file, maxPictureBytes);
-    if (!contents || !parts.probePicture(*contents))
+    if (!contents || !options.probePicture(*contents))
       return failed("library[" + std::to_string(i) + "]: the file is no picture or movie");
   }
   return {};

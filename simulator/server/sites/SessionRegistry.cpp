@@ -59,7 +59,7 @@ std::shared_ptr<Session> SessionRegistry::make(std::string_view host) {
       if (const auto alive = weak.lock()) alive->onPhoneMessage(std::move(message));
     });
   };
-  session->begin(std::make_unique<Phone>(std::move(phone), std::move(home)),
+  session->begin(std::make_unique<Phone>(std::move(phone), *std::move(home)),
                  toLine(setup_.phone.device.requested));
   sessions_.emplace(session->identity().id, session);
   return session;

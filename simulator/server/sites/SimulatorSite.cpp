@@ -35,7 +35,7 @@ Response pageFile(const RequestTarget& target) {
 
 Response listLibrary(device::photos::LibraryStore& store) {
   const auto records = store.list();
-  if (!records) return errorResponse(500, records.error().text);
+  if (!records) return errorResponse(500, records.error().message);
   Json assets = Json::array();
   for (const auto& record : *records)
     assets.push_back(
@@ -52,7 +52,7 @@ Response listLibrary(device::photos::LibraryStore& store) {
 
 Response thumbnail(device::photos::LibraryStore& store, const std::string& asset, int side) {
   const auto picture = store.thumbnail(asset, side);
-  if (!picture) return errorResponse(404, picture.error().text);
+  if (!picture) return errorResponse(404, picture.error().message);
   const auto bytes = picture->bytes();
   // An asset's bytes never change.
   return sandboxed(
@@ -63,7 +63,7 @@ Response thumbnail(device::photos::LibraryStore& store, const std::string& asset
 
 Response original(device::photos::LibraryStore& store, const std::string& asset) {
   const auto path = store.originalFile(asset);
-  if (!path) return errorResponse(404, path.error().text);
+  if (!path) return errorResponse(404, path.error().message);
   const Segments name{path->filename().string()};
   auto file = openConfined(path->parent_path(), name);
   if (!file) return errorResponse(404, "the asset's file is gone");

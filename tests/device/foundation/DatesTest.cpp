@@ -7,8 +7,6 @@
 #include <random>
 #include <string>
 
-#include "device/foundation/Clocks.h"
-
 namespace vecamera::device::foundation {
 namespace {
 
@@ -190,15 +188,6 @@ TEST(Identifiers, KnownZonesAndLocalesAreTakenAndOthersAreNot) {
                              "en_US@numbers=none", "@calendar=japanese", "../en"}) {
     EXPECT_FALSE(isLocale(locale)) << locale;
   }
-}
-
-TEST(ManualClock, MovesOnlyWhenMoved) {
-  ManualClock clock(Date(microseconds(10)));
-  EXPECT_EQ(clock.now(), Date(microseconds(10)));
-  clock.advance(microseconds(5));
-  EXPECT_EQ(clock.now(), Date(microseconds(15)));
-  clock.set(Date());
-  EXPECT_EQ(clock.now(), Date());
 }
 
 }  // namespace

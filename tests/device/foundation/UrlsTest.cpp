@@ -215,21 +215,21 @@ TEST(Urls, OnlyLocalFileUrlsAndPlainTextsHaveAFilePath) {
 }
 
 TEST(Urls, PartsAreDividedAtTheirDelimiters) {
-  const auto parts = urlParts("HTTP://me:x@[::1]:80/p/q;r?a=1?2#f?");
-  ASSERT_TRUE(parts);
-  EXPECT_THAT(parts->scheme, Optional(Eq("http")));
-  EXPECT_THAT(parts->userInfo, Optional(Eq("me:x")));
-  EXPECT_THAT(parts->host, Optional(Eq("[::1]")));
-  EXPECT_THAT(parts->port, Optional(Eq("80")));
-  EXPECT_EQ(parts->path, "/p/q;r");
-  EXPECT_THAT(parts->query, Optional(Eq("a=1?2")));
-  EXPECT_THAT(parts->fragment, Optional(Eq("f?")));
-  EXPECT_EQ(urlParts("/p")->host, std::nullopt);
-  EXPECT_EQ(urlParts("/p")->scheme, std::nullopt);
-  EXPECT_THAT(urlParts(":x")->scheme, Optional(Eq("")));
-  EXPECT_EQ(urlParts(":x")->path, "x");
-  EXPECT_THAT(urlParts("file:///p?")->host, Optional(Eq("")));
-  EXPECT_THAT(urlParts("file:///p?")->query, Optional(Eq("")));
+  const auto components = urlComponents("HTTP://me:x@[::1]:80/p/q;r?a=1?2#f?");
+  ASSERT_TRUE(components);
+  EXPECT_THAT(components->scheme, Optional(Eq("http")));
+  EXPECT_THAT(components->userInfo, Optional(Eq("me:x")));
+  EXPECT_THAT(components->host, Optional(Eq("[::1]")));
+  EXPECT_THAT(components->port, Optional(Eq("80")));
+  EXPECT_EQ(components->path, "/p/q;r");
+  EXPECT_THAT(components->query, Optional(Eq("a=1?2")));
+  EXPECT_THAT(components->fragment, Optional(Eq("f?")));
+  EXPECT_EQ(urlComponents("/p")->host, std::nullopt);
+  EXPECT_EQ(urlComponents("/p")->scheme, std::nullopt);
+  EXPECT_THAT(urlComponents(":x")->scheme, Optional(Eq("")));
+  EXPECT_EQ(urlComponents(":x")->path, "x");
+  EXPECT_THAT(urlComponents("file:///p?")->host, Optional(Eq("")));
+  EXPECT_THAT(urlComponents("file:///p?")->query, Optional(Eq("")));
 }
 
 TEST(Urls, PercentEncodedTextKeepsLettersDigitsAndWhatIsNamed) {

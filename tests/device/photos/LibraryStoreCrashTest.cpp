@@ -23,13 +23,13 @@ std::optional<int> inChild(const std::function<int()>& work) {
 
 constexpr int crashedStatus = 42;
 
-/// Parts with which the process ends when a stage is reached for the given time.
-LibraryStore::Parts crashingAt(Stage stage, int time) {
-  LibraryStore::Parts parts = testParts();
-  parts.atStage = [stage, left = std::make_shared<int>(time)](Stage reached) {
+/// Options with which the process ends when a stage is reached for the given time.
+LibraryStore::Options crashingAt(Stage stage, int time) {
+  LibraryStore::Options options = testOptions();
+  options.atStage = [stage, left = std::make_shared<int>(time)](Stage reached) {
     if (reached == stage && --*left == 0) _exit(crashedStatus);
   };
-  return parts;
+  return options;
 }
 
 struct Crash {
@@ -49,13 +49,14 @@ class LibraryStoreCrash : public testing::TestWithParam<Crash> {
     std::set<std::string> files;
     for (const AssetRecord& record : *records) {
       const auto data = store.readOriginal(record.identifier);
-      ASSERT_TRUE(data) << data.error().text;
+      ASSERT_TRUE(data) << data.error().message;
       EXPECT_EQ(textOf(*data), "JPEG:4x3:1:" + record.identifier);
       found.push_back(record.identifier);
       files.insert(std::to_string(record.sequence) + ".jpg");
     }
     EXPECT_EQ(found, names);
     EXPECT_EQ(namesIn(folder_.path() / "originals"), files);
+    for (const std::string& name : namesIn(folder_.path())) EXPECT_FALSE(name.starts_with('.'));
   }
 
   TemporaryFolder folder_;

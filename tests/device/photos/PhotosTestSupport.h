@@ -77,14 +77,14 @@ inline std::optional<AssetFormat> probeTestMovie(const AssetContent& content) {
   return probed;
 }
 
-inline LibraryStore::Parts testParts() {
-  LibraryStore::Parts parts;
-  parts.pictureFormats = "JPEG, PNG, HEIC, WebP";
-  parts.movieFormats = "MP4, QuickTime, WebM";
-  parts.probePicture = probeTestPicture;
-  parts.probeMovie = probeTestMovie;
-  parts.identifiers = RandomIdentifiers(7);
-  return parts;
+inline LibraryStore::Options testOptions() {
+  LibraryStore::Options options;
+  options.pictureFormats = "JPEG, PNG, HEIC, WebP";
+  options.movieFormats = "MP4, QuickTime, WebM";
+  options.probePicture = probeTestPicture;
+  options.probeMovie = probeTestMovie;
+  options.identifiers = RandomIdentifiers(7);
+  return options;
 }
 
 inline NewAsset testPicture(const std::string& name,
@@ -95,10 +95,10 @@ inline NewAsset testPicture(const std::string& name,
 
 /// Fails the test where the library cannot be opened.
 inline std::unique_ptr<LibraryStore> openLibrary(const std::filesystem::path& folder,
-                                                 LibraryStore::Parts parts = testParts()) {
-  auto opened = LibraryStore::open(folder, std::move(parts));
+                                                 LibraryStore::Options options = testOptions()) {
+  auto opened = LibraryStore::open(folder, std::move(options));
   if (!opened) {
-    ADD_FAILURE() << opened.error().text;
+    ADD_FAILURE() << opened.error().message;
     std::abort();
   }
   return *std::move(opened);

@@ -205,7 +205,7 @@ TEST(RecordingFilesTest, KnowsThemHoweverTheyAreNamed) {
   EXPECT_FALSE(RecordingFiles().has("flow.json"));
 }
 
-TEST(RecordingFilesTest, SweepsWhatAWriterThatDiedLeftHalfWritten) {
+TEST(RecordingFilesTest, RemovesWhatAWriterThatDiedLeftHalfWritten) {
   const TestFolder folder;
   const auto left = folder.write(".vecamera-0123456789abcdef.part", "{");
   const auto other = folder.write(".hidden.part", "somebody's");

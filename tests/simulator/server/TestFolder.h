@@ -12,10 +12,8 @@ namespace vecamera::simulator {
 /// A folder for one test, removed at its end.
 class TestFolder {
  public:
-  TestFolder() : home_(device::foundation::ApplicationHome::makePrivate()) {
-    std::filesystem::create_directory(path());
-  }
-  std::filesystem::path path() const { return home_->path() + "/test"; }
+  TestFolder() { std::filesystem::create_directory(path()); }
+  std::filesystem::path path() const { return home_.path() + "/test"; }
   std::filesystem::path write(const std::string& name, std::string_view text) const {
     const auto file = path() / name;
     std::filesystem::create_directories(file.parent_path());
@@ -24,7 +22,8 @@ class TestFolder {
   }
 
  private:
-  const std::unique_ptr<device::foundation::ApplicationHome> home_;
+  const device::foundation::ApplicationHome home_ =
+      *device::foundation::ApplicationHome::makePrivate();
 };
 
 }  // namespace vecamera::simulator

@@ -36,7 +36,7 @@ class TestPhone {
     };
     auto home = device::foundation::ApplicationHome::makePrivate();
     home_ = home->path();
-    phone_ = std::make_unique<Phone>(std::move(setup), std::move(home));
+    phone_ = std::make_unique<Phone>(std::move(setup), *std::move(home));
     // The first state says that the phone has begun.
     readUntil(PhoneMessage::Kind::state);
   }

@@ -1,13 +1,8 @@
 #include "device/foundation/files/ApplicationHome.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 #include <sys/stat.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
-#include <csignal>
 #include <filesystem>
 
 #include "device/foundation/files/Folders.h"
@@ -17,16 +12,18 @@ namespace vecamera::device::foundation {
 namespace {
 
 TEST(ApplicationHome, PrivateHomeIsItsUsersAloneAndGoesWithAllItHolds) {
-  auto home = ApplicationHome::makePrivate();
-  ASSERT_TRUE(home);
-  const std::string path = home->path();
-  for (const std::string& folder : {path, home->temporaryDirectory()}) {
-    struct stat status {};
-    ASSERT_EQ(stat(folder.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 07777, 0700u);
+  std::string path;
+  {
+    const auto home = ApplicationHome::makePrivate();
+    ASSERT_TRUE(home);
+    path = home->path();
+    for (const std::string& folder : {path, home->temporaryDirectory()}) {
+      struct stat status {};
+      ASSERT_EQ(stat(folder.c_str(), &status), 0);
+      EXPECT_EQ(status.st_mode & 07777, 0700u);
+    }
+    std::filesystem::create_directories(path + "/tmp/a/b");
   }
-  std::filesystem::create_directories(path + "/tmp/a/b");
-  home.reset();
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
@@ -53,83 +50,10 @@ TEST(ApplicationHome, SharedFoldersLinksAndFilesAreNoHome) {
   const std::string system = std::filesystem::temp_directory_path().string();
   for (const std::string& path : {std::string("/"), system, system + "/.", linked, std::string(),
                                   around->path() + "/file", around->path() + "/file/home"}) {
-    EXPECT_EQ(ApplicationHome::open(path), nullptr) << path;
+    EXPECT_FALSE(ApplicationHome::open(path)) << path;
   }
   EXPECT_TRUE(isSharedFolder(system));
   EXPECT_FALSE(isSharedFolder(around->path()));
-}
-
-/// Makes a folder in a process of its own, which dies by the signal.
-std::filesystem::path folderOfDeadProcess(const std::filesystem::path& parent, int signal) {
-  const pid_t child = fork();
-  if (child == 0) {
-    const auto folder = TemporaryFolder::create(parent, "work-");
-    static_cast<void>(replaceFile(folder->path() / "inner", Data::copyOf("text")));
-    raise(signal);
-  }
-  waitpid(child, nullptr, 0);
-  for (const auto& entry : std::filesystem::directory_iterator(parent)) {
-    if (std::filesystem::exists(entry.path() / "inner")) return entry.path();
-  }
-  return {};
-}
-
-TEST(TemporaryFolder, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay) {
-  const auto around = ApplicationHome::makePrivate();
-  const std::filesystem::path parent = around->path() + "/parent";
-  ASSERT_TRUE(makePrivateFolder(parent / "work-of-somebody"));
-  const auto alive = TemporaryFolder::create(parent, "work-");
-  const auto otherKind = TemporaryFolder::create(parent, "rest-");
-  ASSERT_TRUE(alive && otherKind);
-  const auto dead = folderOfDeadProcess(parent, SIGKILL);
-  ASSERT_FALSE(dead.empty());
-  {
-    const auto next = TemporaryFolder::create(parent, "work-");
-    ASSERT_TRUE(next);
-    EXPECT_FALSE(std::filesystem::exists(dead));
-    for (const auto& kept :
-         {alive->path(), otherKind->path(), next->path(), parent / "work-of-somebody"})
-      EXPECT_TRUE(std::filesystem::exists(kept)) << kept;
-  }
-  EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 3);
-}
-
-TEST(TemporaryFolder, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
-  const auto around = ApplicationHome::makePrivate();
-  const std::filesystem::path parent = around->path();
-  std::filesystem::path left;
-  {
-    auto folder = TemporaryFolder::create(parent, "work-");
-    ASSERT_TRUE(folder);
-    left = folder->path();
-    std::filesystem::path deep = left / "a";
-    for (int i = 0; i < 40; ++i) deep /= "b";
-    std::filesystem::create_directories(deep);
-    // Each level takes a descriptor, so that the removal stops on its way down.
-    rlimit limit{};
-    ASSERT_EQ(getrlimit(RLIMIT_NOFILE, &limit), 0);
-    const Descriptor next = *openFolderAt(AT_FDCWD, parent, LastLink::follow);
-    const rlimit few{static_cast<rlim_t>(next.number()) + 10, limit.rlim_max};
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &few), 0);
-    { const TemporaryFolder ended = *std::move(folder); }
-    ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &limit), 0);
-  }
-  ASSERT_TRUE(std::filesystem::exists(left));
-  ASSERT_TRUE(TemporaryFolder::create(parent, "work-"));
-  EXPECT_FALSE(std::filesystem::exists(left));
-}
-
-TEST(TemporaryFolder, LivesUntilTheLastObjectThatHasItEnds) {
-  const auto around = ApplicationHome::makePrivate();
-  auto made = TemporaryFolder::create(around->path(), "work-").value();
-  ASSERT_TRUE(made);
-  const std::filesystem::path path = made->path();
-  {
-    const TemporaryFolder taken = *std::move(made);
-    made.reset();
-    EXPECT_TRUE(std::filesystem::is_directory(path));
-  }
-  EXPECT_FALSE(std::filesystem::exists(path));
 }
 
 }  // namespace

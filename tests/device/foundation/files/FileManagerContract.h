@@ -27,7 +27,7 @@ using FileManagerFactory =
 class FileManagerContract : public testing::TestWithParam<FileManagerFactory> {
  protected:
   std::string inside(const std::string& name = "") const { return temporary_ + "/" + name; }
-  std::string outside(const std::string& name) const { return home_->path() + "/" + name; }
+  std::string outside(const std::string& name) const { return home_.path() + "/" + name; }
 
   static void put(const std::string& path, std::string_view text = "text") {
     std::filesystem::create_directories(std::filesystem::path(path).parent_path());
@@ -54,8 +54,8 @@ class FileManagerContract : public testing::TestWithParam<FileManagerFactory> {
     return std::to_string(error->code) + " " + error->localizedDescription();
   }
 
-  std::unique_ptr<ApplicationHome> home_ = ApplicationHome::makePrivate();
-  std::string temporary_ = home_->temporaryDirectory();
+  const ApplicationHome home_ = *ApplicationHome::makePrivate();
+  std::string temporary_ = home_.temporaryDirectory();
   std::unique_ptr<NSFileManager> files_ = GetParam()(temporary_);
 };
 
@@ -206,11 +206,11 @@ TEST_P(FileManagerContract, NothingOutsideOfTheTemporaryDirectoryCanBeRemoved) {
   put(outside("kept.txt"));
   put(outside("tmp2/kept.txt"));
   put(inside("sub/kept.txt"));
-  std::filesystem::create_directory_symlink(home_->path(), inside("up"));
+  std::filesystem::create_directory_symlink(home_.path(), inside("up"));
   for (const std::string& path :
        {outside("kept.txt"), outside("tmp2/kept.txt"), inside("../kept.txt"), inside("up/kept.txt"),
         inside("up/tmp2"), inside("sub/../../kept.txt"), temporary_, inside(), inside("."),
-        inside(".."), inside("sub/."), inside("sub/.."), inside("up/tmp"), home_->path(),
+        inside(".."), inside("sub/."), inside("sub/.."), inside("up/tmp"), home_.path(),
         std::string("/"), std::string("/.")}) {
     const auto error = files_->removeItemAtPath(path);
     ASSERT_TRUE(error) << path;

@@ -2,11 +2,8 @@
 
 #include <sys/resource.h>
 
-#include <cerrno>
 #include <csignal>
 
-#include "device/foundation/files/CocoaErrors.h"
-#include "device/foundation/files/Folders.h"
 #include "device/foundation/files/WholeFiles.h"
 #include "tests/device/foundation/files/FileManagerContract.h"
 
@@ -17,10 +14,6 @@ INSTANTIATE_TEST_SUITE_P(FileManager, FileManagerContract,
                          testing::Values([](const std::string& temporaryDirectory) {
                            return std::make_unique<FileManager>(temporaryDirectory);
                          }));
-
-std::string textOf(const NSError& error) {
-  return std::to_string(error.code) + " " + error.localizedDescription();
-}
 
 TEST(FileManager, WithoutATemporaryDirectoryNothingCanBeRemoved) {
   const auto home = ApplicationHome::makePrivate();
@@ -65,29 +58,12 @@ TEST(FileManager, WriteThatIsCutShortLeavesTheOldFileAndNothingElse) {
   setrlimit(RLIMIT_FSIZE, &before);
   std::signal(SIGXFSZ, handler);
   ASSERT_TRUE(error);
-  EXPECT_EQ(textOf(*error), "512 The file “a.txt” couldn’t be saved in the folder “tmp”.");
+  EXPECT_EQ(error->code, 512);
+  EXPECT_EQ(error->localizedDescription(),
+            "The file “a.txt” couldn’t be saved in the folder “tmp”.");
   EXPECT_EQ(readFile(path, 10).value(), Data::copyOf("old"));
   EXPECT_TRUE(files.enumeratorAtPath(home->temporaryDirectory())->nextObject());
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(home->temporaryDirectory()), {}), 1);
-}
-
-TEST(CocoaErrors, SystemErrorsAreDescribedInThePlatformsWords) {
-  const std::string refused =
-      "513 “b.txt” couldn’t be removed because you don’t have permission to access it.";
-  EXPECT_EQ(textOf(removalError("/a/b.txt", EACCES)), refused);
-  EXPECT_EQ(textOf(removalError("/a/b.txt/", EPERM)), refused);
-  EXPECT_EQ(textOf(removalError("/a/b.txt", ENOENT)), "4 “b.txt” couldn’t be removed.");
-  EXPECT_EQ(textOf(removalError("/a/b.txt", EBUSY)), "512 “b.txt” couldn’t be removed.");
-  EXPECT_EQ(textOf(writingError("/a/b.txt", EACCES)),
-            "513 You don’t have permission to save the file “b.txt” in the folder “a”.");
-  EXPECT_EQ(textOf(writingError("/b.txt", EISDIR)),
-            "512 The file “b.txt” couldn’t be saved in the folder “/”.");
-  for (const int full : {ENOSPC, EDQUOT}) {
-    EXPECT_EQ(textOf(writingError("/a/b.txt", full)),
-              "640 The file “b.txt” couldn’t be saved in the folder “a” because there isn’t enough "
-              "space available.");
-  }
-  EXPECT_EQ(removalError("/a", ENOENT).domain, "NSCocoaErrorDomain");
 }
 
 }  // namespace

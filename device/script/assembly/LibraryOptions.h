@@ -6,8 +6,8 @@
 
 namespace vecamera::device::script {
 
-/// What a photo library of this device is made with; identifiers are random.
-photos::LibraryStore::Parts libraryParts();
+/// The options of this device's photo libraries; identifiers are random.
+photos::LibraryStore::Options libraryOptions();
 
 /// Where an application home keeps its photo library.
 inline std::filesystem::path libraryFolder(const std::filesystem::path& home) {

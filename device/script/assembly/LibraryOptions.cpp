@@ -1,4 +1,4 @@
-#include "device/script/assembly/LibraryParts.h"
+#include "device/script/assembly/LibraryOptions.h"
 
 #include "device/imaging/base/Orientation.h"
 #include "device/imaging/codecs/Codecs.h"
@@ -37,19 +37,19 @@ std::optional<photos::AssetFormat> probeMovieContent(const photos::AssetContent&
 
 }  // namespace
 
-photos::LibraryStore::Parts libraryParts() {
-  photos::LibraryStore::Parts parts;
-  parts.pictureFormats = imaging::formatNames();
-  parts.probePicture = probePicture;
-  parts.makeThumbnail = [](const Data& original, int maxSide) {
+photos::LibraryStore::Options libraryOptions() {
+  photos::LibraryStore::Options options;
+  options.pictureFormats = imaging::formatNames();
+  options.probePicture = probePicture;
+  options.makeThumbnail = [](const Data& original, int maxSide) {
     return imaging::thumbnail(original, static_cast<std::size_t>(maxSide)).value();
   };
-  parts.movieFormats = media::movieFormatNames();
-  parts.probeMovie = probeMovieContent;
-  parts.makePoster = [](const std::filesystem::path& original, int maxSide) {
+  options.movieFormats = media::movieFormatNames();
+  options.probeMovie = probeMovieContent;
+  options.makePoster = [](const std::filesystem::path& original, int maxSide) {
     return media::posterFrame(original, static_cast<std::size_t>(maxSide)).value();
   };
-  return parts;
+  return options;
 }
 
 }  // namespace vecamera::device::script
