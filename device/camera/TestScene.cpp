@@ -266,24 +266,24 @@ Dictionary cameraMetadata(std::size_t width, std::size_t height, UIImageOrientat
 
 }  // namespace
 
-Result<Data, CameraError> generateTestScene(std::size_t width, std::size_t height,
-                                            UIImageOrientation storedOrientation,
-                                            std::uint32_t seed, const Dictionary& metadata) {
+Result<Data, TestSceneError> generateTestScene(std::size_t width, std::size_t height,
+                                               UIImageOrientation storedOrientation,
+                                               std::uint32_t seed, const Dictionary& metadata) {
   constexpr std::size_t maxSide = 65500;
   constexpr int quality = 92;
   if (width == 0 || height == 0 || width > maxSide || height > maxSide)
-    return Failure(CameraError::invalidSize);
+    return Failure(TestSceneError::invalidSize);
   const imaging::Orientation upright = imaging::orientationFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
   if (scene) scene = imaging::oriented(std::move(*scene), imaging::inverse(upright)).value();
-  if (!scene) return Failure(CameraError::notEncoded);
+  if (!scene) return Failure(TestSceneError::notEncoded);
   auto jpeg = imaging::encodeJpeg(*scene, quality, {});
-  if (!jpeg) return Failure(CameraError::notEncoded);
+  if (!jpeg) return Failure(TestSceneError::notEncoded);
   const auto taken = imaging::writeProperties(Data(std::move(*jpeg)),
                                               cameraMetadata(width, height, storedOrientation));
-  if (!taken) return Failure(CameraError::notEncoded);
+  if (!taken) return Failure(TestSceneError::notEncoded);
   auto complete = imaging::writeProperties(*taken, metadata);
-  if (!complete) return Failure(CameraError::notEncoded);
+  if (!complete) return Failure(TestSceneError::notEncoded);
   return *std::move(complete);
 }
 

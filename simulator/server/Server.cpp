@@ -30,14 +30,15 @@ constexpr std::size_t workerCount = 2;
 constexpr std::chrono::milliseconds closeTimeout{500};
 constexpr std::chrono::milliseconds closeInterval{10};
 
-Error listen(tcp::acceptor& acceptor, std::uint16_t port) {
+device::Result<void, Error> listen(tcp::acceptor& acceptor, std::uint16_t port) {
   const tcp::endpoint endpoint(asio::ip::address_v4::loopback(), port);
   Error error;
   acceptor.open(endpoint.protocol(), error);
   if (!error) acceptor.set_option(tcp::acceptor::reuse_address(true), error);
   if (!error) acceptor.bind(endpoint, error);
   if (!error) acceptor.listen(asio::socket_base::max_listen_connections, error);
-  return error;
+  if (error) return Failure(error);
+  return {};
 }
 
 class NetworkServer : public Server {
@@ -52,12 +53,12 @@ class NetworkServer : public Server {
 
   ~NetworkServer() override { finish(); }
 
-  Result<> open() {
-    if (const auto error = listen(simulatorAcceptor_, setup_.port))
+  ScriptResult<> open() {
+    if (const auto open = listen(simulatorAcceptor_, setup_.port); !open)
       return failed("the port " + std::to_string(setup_.port) + " cannot be had: " +
-                    error.message() + "; choose another with --port, or 0 for a free one");
-    if (const auto error = listen(appAcceptor_, 0))
-      return failed("no port can be had for the app: " + error.message());
+                    open.error().message() + "; choose another with --port, or 0 for a free one");
+    if (const auto open = listen(appAcceptor_, 0); !open)
+      return failed("no port can be had for the app: " + open.error().message());
     const auto port = simulatorAcceptor_.local_endpoint().port();
     const auto appPort = appAcceptor_.local_endpoint().port();
     address_ = "http://127.0.0.1:" + std::to_string(port) + "/" + secret_ + "/";
@@ -225,7 +226,7 @@ class NetworkServer : public Server {
 
 }  // namespace
 
-Result<std::unique_ptr<Server>> Server::make(ServerSetup setup) {
+ScriptResult<std::unique_ptr<Server>> Server::make(ServerSetup setup) {
   auto& phone = setup.phone;
   if (!phone.realTime) phone.realTime = [] { return foundation::SystemClock().now(); };
   if (!phone.diagnose) phone.diagnose = [](const std::string&) {};

@@ -8,8 +8,8 @@
 #include <optional>
 #include <string>
 
+#include "simulator/server/base/DeviceNames.h"
 #include "simulator/server/base/Limits.h"
-#include "simulator/server/base/Result.h"
 #include "simulator/server/phone/PhoneSetup.h"
 
 namespace vecamera::simulator {
@@ -39,7 +39,7 @@ struct ServerSetup {
 class Server {
  public:
   /// A server that listens.
-  static Result<std::unique_ptr<Server>> make(ServerSetup setup);
+  static ScriptResult<std::unique_ptr<Server>> make(ServerSetup setup);
   virtual ~Server() = default;
 
   /// What a browser opens, with the secret. It ends in a slash.

@@ -7,7 +7,7 @@
 #include "simulator/server/http/Http.h"
 #include "simulator/server/phone/DevicePart.h"
 #include "simulator/server/phone/PathPolicy.h"
-#include "simulator/server/phone/Requests.h"
+#include "simulator/server/phone/PhoneRequest.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -31,7 +31,7 @@ void look(const RestoreSamplesRequest&) {}
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* bytes, std::size_t size) {
   using namespace vecamera::simulator;
   const std::string_view text(reinterpret_cast<const char*>(bytes), size);
-  if (const auto request = parseRequest(text)) {
+  if (const auto request = parsePhoneRequest(text)) {
     if (!request->id.is_number()) std::abort();
     std::visit([](const auto& what) { look(what); }, request->what);
   }

@@ -73,7 +73,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
   if (const auto status = writeScene(scene); status != ExitStatus::success) return status;
   const auto sample = fs::path(device::script::samplesFolder()) / "first-photo.json";
   const auto script = readSample(sample, before);
-  if (!script) return fail(sample.string() + ": " + script.error().message());
+  if (!script) return fail(sample.string() + ": " + script.error().description());
 
   say("A page asks for a photo as a JPEG file, upright, fitted into 640 by 480.\n"
       "Lines in braces are the events that `vecamera run` prints for programs.");
@@ -87,7 +87,7 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
         if (event.value("event", "") == "answer") photo = bytesOfResult(resultOf(event), {});
       },
       std::cerr);
-  if (!played) std::cerr << sample.string() << ": " << played.error().message() << '\n';
+  if (!played) std::cerr << sample.string() << ": " << played.error().description() << '\n';
   if (!played || *played != device::script::PlayResult::finished || !photo)
     return fail("the demo did not come off; the lines above say why");
   if (const auto written = writeFile(after, *photo); !written) return fail(written.error());

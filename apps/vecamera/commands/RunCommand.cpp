@@ -22,7 +22,7 @@ device::Result<device::script::Script, device::script::ScriptError> read(
 ExitStatus run(const RunOptions& options) {
   const auto refuseScript = [&options](const device::script::ScriptError& error) {
     std::cerr << (options.script == "-" ? "standard input" : options.script) << ": "
-              << error.message() << std::endl;
+              << error.description() << std::endl;
     return ExitStatus::usage;
   };
   const auto script = read(options.script);

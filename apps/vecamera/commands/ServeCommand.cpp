@@ -99,7 +99,7 @@ ExitStatus serve(const ServeOptions& options) {
   };
   if (options.device) {
     auto part = simulator::readDevicePart(*options.device);
-    if (!part) return refuse(part.error().message());
+    if (!part) return refuse(part.error().description());
     setup.phone.device = *std::move(part);
   } else {
     // A new phone has not been asked anything yet.
@@ -108,7 +108,7 @@ ExitStatus serve(const ServeOptions& options) {
   }
 
   const auto made = simulator::Server::make(std::move(setup));
-  if (!made) return fail(made.error().message());
+  if (!made) return fail(made.error().description());
   const auto& server = *made;
   std::cout << server->address() << std::endl;
   if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");

@@ -205,7 +205,7 @@ ExitStatus take(const TakeOptions& options) {
   endProgress();
   std::cerr << notes.str();
   if (!played) {
-    std::cerr << options.photo.string() << ": " << played.error().message() << '\n';
+    std::cerr << options.photo.string() << ": " << played.error().description() << '\n';
     return ExitStatus::usage;
   }
   if (reply.answer.is_null())

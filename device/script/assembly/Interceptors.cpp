@@ -60,7 +60,7 @@ class Interceptor : public Service {
   const Interception& by_;
 };
 
-class FileManager : public Interceptor<NSFileManager> {
+class InterceptingFileManager : public Interceptor<NSFileManager> {
  public:
   using Interceptor::Interceptor;
   std::optional<std::string> temporaryDirectory() override { return real_.temporaryDirectory(); }
@@ -115,7 +115,7 @@ class FileManager : public Interceptor<NSFileManager> {
   }
 };
 
-class Base64 : public Interceptor<NSDataBase64> {
+class InterceptingBase64 : public Interceptor<NSDataBase64> {
  public:
   using Interceptor::Interceptor;
   std::string base64EncodedString(std::string_view prefix, const Data& data) const override {
@@ -131,9 +131,9 @@ class Base64 : public Interceptor<NSDataBase64> {
   }
 };
 
-class Bundle : public NSBundle {
+class InterceptingBundle : public NSBundle {
  public:
-  Bundle(std::unique_ptr<NSBundle> real, const Interception& by)
+  InterceptingBundle(std::unique_ptr<NSBundle> real, const Interception& by)
       : real_(std::move(real)), by_(by) {}
   std::optional<std::string> pathForResource(std::string_view name,
                                              std::string_view type) override {
@@ -151,7 +151,7 @@ class Bundle : public NSBundle {
   const Interception& by_;
 };
 
-class Bundles : public Interceptor<NSBundles> {
+class InterceptingBundles : public Interceptor<NSBundles> {
  public:
   using Interceptor::Interceptor;
   std::unique_ptr<NSBundle> mainBundle() override { return intercepted(real_.mainBundle()); }
@@ -161,11 +161,11 @@ class Bundles : public Interceptor<NSBundles> {
 
  private:
   std::unique_ptr<NSBundle> intercepted(std::unique_ptr<NSBundle> bundle) {
-    return bundle ? std::make_unique<Bundle>(std::move(bundle), by_) : nullptr;
+    return bundle ? std::make_unique<InterceptingBundle>(std::move(bundle), by_) : nullptr;
   }
 };
 
-class Images : public Interceptor<UIImages> {
+class InterceptingImages : public Interceptor<UIImages> {
  public:
   using Interceptor::Interceptor;
   std::shared_ptr<UIImage> imageWithData(const Data& data) override {
@@ -205,9 +205,9 @@ class Images : public Interceptor<UIImages> {
 };
 
 /// One drawing, from the making of its context to its picture. Without a real context it fails.
-class ImageContext : public UIGraphicsImageContext {
+class InterceptingImageContext : public UIGraphicsImageContext {
  public:
-  ImageContext(std::unique_ptr<UIGraphicsImageContext> real, const Interception& by)
+  InterceptingImageContext(std::unique_ptr<UIGraphicsImageContext> real, const Interception& by)
       : real_(std::move(real)), use_(by, "draw") {}
   CGContext* currentContext() override { return real_ ? real_->currentContext() : nullptr; }
   void drawInRect(const std::shared_ptr<UIImage>& image, const CGRect& rect) override {
@@ -226,11 +226,11 @@ class ImageContext : public UIGraphicsImageContext {
   TraceScope use_;
 };
 
-class Graphics : public Interceptor<UIGraphics> {
+class InterceptingGraphics : public Interceptor<UIGraphics> {
  public:
   using Interceptor::Interceptor;
   std::unique_ptr<UIGraphicsImageContext> beginImageContext(CGSize size) override {
-    return std::make_unique<ImageContext>(
+    return std::make_unique<InterceptingImageContext>(
         strikes(FaultPoint::bitmapContext) ? nullptr : real_.beginImageContext(size), by_);
   }
 };
@@ -253,7 +253,7 @@ class RequestWithoutPlaceholder : public PHAssetCreationRequest {
   PHAssetCreationRequest& real_;
 };
 
-class PhotoLibrary : public Interceptor<PHPhotoLibrary> {
+class InterceptingPhotoLibrary : public Interceptor<PHPhotoLibrary> {
  public:
   using Interceptor::Interceptor;
   PHAuthorizationStatus authorizationStatus() override { return real_.authorizationStatus(); }
@@ -306,7 +306,7 @@ class PhotoLibrary : public Interceptor<PHPhotoLibrary> {
   std::vector<std::unique_ptr<PHAssetCreationRequest>> requests_;
 };
 
-class ImageManager : public Interceptor<PHImageManager> {
+class InterceptingImageManager : public Interceptor<PHImageManager> {
  public:
   using Interceptor::Interceptor;
   void requestImageDataAndOrientationForAsset(const std::shared_ptr<PHAsset>& asset,
@@ -356,9 +356,9 @@ class FailingExport : public AVAssetExportSession {
   std::atomic<bool> started_{false};
 };
 
-class ExportSession : public AVAssetExportSession {
+class InterceptingExportSession : public AVAssetExportSession {
  public:
-  ExportSession(std::shared_ptr<AVAssetExportSession> real, const Interception& by)
+  InterceptingExportSession(std::shared_ptr<AVAssetExportSession> real, const Interception& by)
       : real_(std::move(real)), by_(by) {}
   void setOutputFileType(std::string_view type) override { real_->setOutputFileType(type); }
   void setOutputURL(const URL& url) override {
@@ -388,7 +388,7 @@ class ExportSession : public AVAssetExportSession {
   std::string path_;
 };
 
-class AssetExports : public Interceptor<AVAssetExports> {
+class InterceptingAssetExports : public Interceptor<AVAssetExports> {
  public:
   using Interceptor::Interceptor;
   std::shared_ptr<AVAsset> assetWithURL(const URL& url) override { return real_.assetWithURL(url); }
@@ -400,7 +400,7 @@ class AssetExports : public Interceptor<AVAssetExports> {
           described({"AVFoundationErrorDomain", -11800, {}}, *fault), by_.queue);
     else
       session = real_.exportSessionWithAsset(asset, presetName);
-    return session ? std::make_shared<ExportSession>(std::move(session), by_) : nullptr;
+    return session ? std::make_shared<InterceptingExportSession>(std::move(session), by_) : nullptr;
   }
 };
 
@@ -410,14 +410,14 @@ InterceptedServices intercept(NSFileManager& fileManager, NSDataBase64& base64, 
                               UIImages& images, UIGraphics& graphics, PHPhotoLibrary& photoLibrary,
                               PHImageManager& imageManager, AVAssetExports& assetExports,
                               const Interception& by) {
-  return {std::make_unique<FileManager>(fileManager, by),
-          std::make_unique<Base64>(base64, by),
-          std::make_unique<Bundles>(bundles, by),
-          std::make_unique<Images>(images, by),
-          std::make_unique<Graphics>(graphics, by),
-          std::make_unique<PhotoLibrary>(photoLibrary, by),
-          std::make_unique<ImageManager>(imageManager, by),
-          std::make_unique<AssetExports>(assetExports, by)};
+  return {std::make_unique<InterceptingFileManager>(fileManager, by),
+          std::make_unique<InterceptingBase64>(base64, by),
+          std::make_unique<InterceptingBundles>(bundles, by),
+          std::make_unique<InterceptingImages>(images, by),
+          std::make_unique<InterceptingGraphics>(graphics, by),
+          std::make_unique<InterceptingPhotoLibrary>(photoLibrary, by),
+          std::make_unique<InterceptingImageManager>(imageManager, by),
+          std::make_unique<InterceptingAssetExports>(assetExports, by)};
 }
 
 URLTransformer intercept(URLTransformer real, const Interception& by) {

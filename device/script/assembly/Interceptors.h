@@ -3,21 +3,21 @@
 #include <memory>
 
 #include "VECamera/platform/Platform.h"
-#include "device/script/assembly/FaultBook.h"
+#include "device/script/assembly/FaultPlan.h"
 #include "device/script/assembly/TraceSpan.h"
 
 namespace vecamera::device::script {
 
-/// What stands between the plug-in and the services of a scripted device.
+/// What the interceptors of a scripted device use.
 struct Interception {
-  FaultBook& faults;
+  FaultPlan& faults;
   /// Notified of each use. May be empty.
   TraceSink trace;
-  /// Where handlers run of operations that a fault strikes.
+  /// Where the handlers of failed operations run.
   Executor& queue;
 };
 
-/// Each stands before a service and passes every call on, but for those that a fault strikes.
+/// Interceptors, one in front of each service. They pass on every call that no fault strikes.
 struct InterceptedServices {
   std::unique_ptr<NSFileManager> fileManager;
   std::unique_ptr<NSDataBase64> base64;

@@ -14,10 +14,9 @@ namespace vecamera::device::script {
 namespace {
 
 namespace fs = std::filesystem;
-using Made = Result<ScriptedDevice::Foundation, ScriptError>;
 
-Result<void, ScriptError> putFiles(const std::map<std::string, std::string>& files,
-                                   const std::string& directory) {
+ScriptResult<> putFiles(const std::map<std::string, std::string>& files,
+                        const std::string& directory) {
   for (const auto& [name, text] : files) {
     const std::string path = directory + "/" + name;
     const bool isFolder = name.ends_with('/');
@@ -29,7 +28,7 @@ Result<void, ScriptError> putFiles(const std::map<std::string, std::string>& fil
   return {};
 }
 
-Result<void, ScriptError> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Foundation& made) {
+ScriptResult<> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Environment& made) {
   for (std::size_t i = 0; i < setup.library.size(); ++i) {
     const auto& asset = setup.library[i];
     const auto imported = made.store->importFile({asset.file, asset.id}, made.clock->now());
@@ -38,8 +37,8 @@ Result<void, ScriptError> fillLibrary(const DeviceSetup& setup, ScriptedDevice::
   return {};
 }
 
-Made prepare(const DeviceSetup& setup) {
-  ScriptedDevice::Foundation made;
+ScriptResult<ScriptedDevice::Environment> prepare(const DeviceSetup& setup) {
+  ScriptedDevice::Environment made;
   if (setup.clock) {
     auto clock = std::make_unique<foundation::ManualClock>(*setup.clock);
     made.manualClock = clock.get();
@@ -97,17 +96,17 @@ std::optional<std::string> mainBundlePath(const MainBundleSetup& setup) {
 
 }  // namespace
 
-Result<std::unique_ptr<ScriptedDevice>, ScriptError> ScriptedDevice::make(const DeviceSetup& setup,
-                                                                          ScriptObserver& observer,
-                                                                          TraceSink trace) {
+ScriptResult<std::unique_ptr<ScriptedDevice>> ScriptedDevice::make(const DeviceSetup& setup,
+                                                                   ScriptObserver& observer,
+                                                                   TraceSink trace) {
   auto made = prepare(setup);
   if (!made) return std::move(made).failure();
   return std::make_unique<ScriptedDevice>(setup, *std::move(made), observer, std::move(trace));
 }
 
-ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
-                               ScriptObserver& observer, TraceSink trace)
-    : base(std::move(foundation)),
+ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
+                               TraceSink trace)
+    : environment(std::move(made)),
       interception{faults, std::move(trace), lanes.platform()},
       screen(observer),
       root(std::make_shared<screen::RootViewController>(screen, lanes.main())),
@@ -119,7 +118,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
       locationPermission(container::Permission::location, setup.authorization.location, screen,
                          lanes.platform()),
       dateFormatters(setup.locale, setup.timeZone),
-      files(base.temporaryDirectory),
+      files(environment.temporaryDirectory),
       bundles(mainBundlePath(setup.mainBundle), setup.languages),
       process(observer),
       log(observer),
@@ -139,15 +138,15 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Foundation foundation,
                [&observer](const NSError& error) { observer.onExportFailed(error); }}),
       captureDevice(cameraPermission),
       photoAuthorization(photoPermission),
-      photoLibrary(*base.store, *base.clock, lanes.platform(), photoAuthorization,
+      photoLibrary(*environment.store, *environment.clock, lanes.platform(), photoAuthorization,
                    [&observer](const photos::SavedAsset& asset) { observer.onSaved(asset); }),
-      imageManager(*base.store, lanes.platform(), photoAuthorization),
+      imageManager(*environment.store, lanes.platform(), photoAuthorization),
       location(locationPermission, lanes.main(), observer),
       services(intercept(files, base64, bundles, images, graphics, photoLibrary, imageManager,
                          exports, interception)),
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.onException(thrown); }),
-      container(*base.clock, observer) {
+      container(*environment.clock, observer) {
   files.setPollHook([this](std::string_view path) {
     takenName = path.substr(path.rfind('/') + 1);
     lanes.yieldWaiting();
@@ -177,7 +176,7 @@ ScriptedDevice::~ScriptedDevice() {
 
 void ScriptedDevice::createPlugin() {
   const Platform platform{.log = log,
-                          .clock = *base.clock,
+                          .clock = *environment.clock,
                           .dateFormatters = dateFormatters,
                           .fileManager = *services.fileManager,
                           .urls = urls,
@@ -229,7 +228,7 @@ void ScriptedDevice::setViewController(bool given) {
 CLLocation ScriptedDevice::locationOf(const Fix& fix) const {
   return {{fix.latitude, fix.longitude},
           fix.altitude,
-          fix.timestamp ? *fix.timestamp : base.clock->now()};
+          fix.timestamp ? *fix.timestamp : environment.clock->now()};
 }
 
 }  // namespace vecamera::device::script

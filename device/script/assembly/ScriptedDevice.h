@@ -25,7 +25,7 @@
 #include "device/screen/Permissions.h"
 #include "device/screen/RootViewController.h"
 #include "device/screen/ScriptedScreen.h"
-#include "device/script/assembly/FaultBook.h"
+#include "device/script/assembly/FaultPlan.h"
 #include "device/script/assembly/Interceptors.h"
 #include "device/script/assembly/Lanes.h"
 #include "device/script/json/ScriptError.h"
@@ -78,7 +78,7 @@ class ScriptedProcess : public NSProcess {
 /// What the plug-in opens becomes an event.
 class ScriptedApplication : public UIApplication {
  public:
-  ScriptedApplication(FaultBook& faults, ScriptObserver& observer)
+  ScriptedApplication(FaultPlan& faults, ScriptObserver& observer)
       : faults_(faults), observer_(observer) {}
   std::optional<URL> openSettingsURL() override {
     if (!faults_.strike(FaultPoint::settingsURL)) return URL("app-settings:");
@@ -88,7 +88,7 @@ class ScriptedApplication : public UIApplication {
   void openURL(const URL& url) override { observer_.onURLOpened(url); }
 
  private:
-  FaultBook& faults_;
+  FaultPlan& faults_;
   ScriptObserver& observer_;
 };
 
@@ -113,11 +113,10 @@ class ScriptedPickerSources : public UIImagePickerControllerClass {
 };
 
 /// A whole device set up from a script, on lanes in lock step, with a container that holds a
-/// plug-in object. The parts stand in the order of their making, each on those above it. Used by
-/// the conductor only.
+/// plug-in object. Each member uses those above it. Used by the conductor only.
 struct ScriptedDevice {
-  /// What has to be had before the device can be.
-  struct Foundation {
+  /// What the device is made on.
+  struct Environment {
     std::unique_ptr<NSClock> clock;
     /// The clock where it stands still, else null.
     foundation::ManualClock* manualClock = nullptr;
@@ -129,10 +128,10 @@ struct ScriptedDevice {
   };
 
   /// The device. `trace` is notified of every use of a service, where it is not empty.
-  static Result<std::unique_ptr<ScriptedDevice>, ScriptError> make(const DeviceSetup& setup,
-                                                                   ScriptObserver& observer,
-                                                                   TraceSink trace = {});
-  ScriptedDevice(const DeviceSetup& setup, Foundation foundation, ScriptObserver& observer,
+  static ScriptResult<std::unique_ptr<ScriptedDevice>> make(const DeviceSetup& setup,
+                                                            ScriptObserver& observer,
+                                                            TraceSink trace = {});
+  ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
                  TraceSink trace);
   /// Ends everything that is still under way, and removes a private home.
   ~ScriptedDevice();
@@ -146,9 +145,9 @@ struct ScriptedDevice {
   /// The fix as the platform's value; without a time stamp of its own it is of now.
   CLLocation locationOf(const Fix& fix) const;
 
-  Foundation base;
+  Environment environment;
   Lanes lanes;
-  FaultBook faults;
+  FaultPlan faults;
   const Interception interception;
   screen::ScriptedScreen screen;
   std::shared_ptr<screen::RootViewController> root;

@@ -10,7 +10,7 @@ namespace vecamera::device::script {
 
 /// One use that the plug-in made of a service of the platform, with what is known of it.
 struct TraceSpan {
-  /// "decode", "draw" (turning, scaling, cropping), "encodeJPEG", "encodePNG", "requestImageData",
+  /// "decode", "draw" (rotating, scaling, cropping), "encodeJPEG", "encodePNG", "requestImageData",
   /// "writeFile", "removeFile", "performChanges", "export", "base64", "urlTransformer" or
   /// "localized". Pictures are lazy: a drawing is carried out where its pixels are first needed.
   std::string_view what;

@@ -24,7 +24,7 @@ std::string_view nameOfType(const Json& value) {
   }
 }
 
-std::string shortly(double number) {
+std::string shortText(double number) {
   std::ostringstream text;
   text.imbue(std::locale::classic());
   text << number;
@@ -85,26 +85,26 @@ bool isWithin(const fs::path& path, const fs::path& folder) {
   return end == realFolder.end() && rest != real.end();
 }
 
-/// What is wrong with a path as a file or folder that must be there; empty where nothing is.
-std::string problemWith(const fs::path& path, fs::file_type wanted) {
+/// Whether the path is that of a file or folder, as wanted, that can be read.
+ScriptResult<> checkReadable(const fs::path& path, fs::file_type wanted) {
   const bool wantsFile = wanted == fs::file_type::regular;
   const auto name = inQuotes(path.filename().string());
   const auto where = " in " + path.parent_path().string();
   std::error_code ignored;
   const auto type = fs::status(path, ignored).type();
   if (type == wanted) {
-    if (access(path.c_str(), wantsFile ? R_OK : R_OK | X_OK) == 0) return "";
-    return name + where + " cannot be read; check its permissions";
+    if (access(path.c_str(), wantsFile ? R_OK : R_OK | X_OK) == 0) return {};
+    return failed(name + where + " cannot be read; check its permissions");
   }
   if (type == fs::file_type::not_found || type == fs::file_type::none)
-    return "there is no " + std::string(wantsFile ? "file " : "folder ") + name + where;
-  return name + where + " is not a " + (wantsFile ? "file" : "folder");
+    return failed("there is no " + std::string(wantsFile ? "file " : "folder ") + name + where);
+  return failed(name + where + " is not a " + (wantsFile ? "file" : "folder"));
 }
 
 }  // namespace
 
-void JsonReading::fail(const std::string& place, std::string why) {
-  if (!error_) error_ = {place, std::move(why)};
+void JsonReading::fail(const std::string& place, std::string message) {
+  if (!error_) error_ = {place, std::move(message)};
 }
 
 void JsonNode::failType(std::string_view wanted) const {
@@ -150,7 +150,7 @@ double JsonNode::number() const {
 double JsonNode::numberBetween(double min, double max) const {
   const double number = this->number();
   if (number < min || number > max)
-    fail("it is out of range; it must be between " + shortly(min) + " and " + shortly(max));
+    fail("it is out of range; it must be between " + shortText(min) + " and " + shortText(max));
   return number;
 }
 
@@ -199,9 +199,10 @@ fs::path JsonNode::inlineFile(std::string_view url) const {
     return {};
   }
   const auto& keep = reading_->files().keep;
-  const auto file = keep ? keep(*bytes) : std::nullopt;
-  if (!file) fail("its bytes cannot be kept in a temporary file; check TMPDIR");
-  return file.value_or(fs::path());
+  auto file = keep ? keep(*bytes) : foundation::fileFailure(ENOTSUP);
+  if (file) return *std::move(file);
+  fail("its bytes cannot be kept in a temporary file; check TMPDIR");
+  return {};
 }
 
 fs::path JsonNode::existingFile() const {
@@ -213,8 +214,8 @@ fs::path JsonNode::existingFile() const {
     fail("only files that were uploaded can be named");
     return path;
   }
-  if (const auto problem = problemWith(path, fs::file_type::regular); !problem.empty())
-    fail(problem);
+  if (const auto checked = checkReadable(path, fs::file_type::regular); !checked)
+    fail(checked.error().message);
   return path;
 }
 
@@ -222,8 +223,8 @@ fs::path JsonNode::existingFolder() const {
   auto path = this->path();
   if (reading_->error()) return path;
   if (!path.has_filename()) path = path.parent_path();
-  if (const auto problem = problemWith(path, fs::file_type::directory); !problem.empty())
-    fail(problem);
+  if (const auto checked = checkReadable(path, fs::file_type::directory); !checked)
+    fail(checked.error().message);
   return path;
 }
 

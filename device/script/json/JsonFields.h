@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "VECamera/platform/Value.h"
+#include "device/foundation/files/Descriptor.h"
 #include "device/script/json/StrictJson.h"
 
 namespace vecamera::device::script {
@@ -27,9 +28,8 @@ struct ReadingFiles {
   /// Relative paths start from here.
   std::filesystem::path folder;
   FileScope scope = FileScope::anywhere;
-  /// Puts the bytes of a data URL into a file of its own; nothing where that is impossible. Empty:
-  /// data URLs are errors.
-  std::function<std::optional<std::filesystem::path>(const Data&)> keep;
+  /// Puts the bytes of a data URL into a file of its own. Empty: data URLs are errors.
+  std::function<foundation::FileResult<std::filesystem::path>(const Data&)> keep;
 };
 
 /// One strict reading of a document. It keeps the first error; after that, what is read does not
@@ -38,7 +38,7 @@ class JsonReading {
  public:
   explicit JsonReading(ReadingFiles files) : files_(std::move(files)) {}
 
-  void fail(const std::string& place, std::string why);
+  void fail(const std::string& place, std::string message);
   const std::optional<ScriptError>& error() const { return error_; }
   const ReadingFiles& files() const { return files_; }
 
@@ -54,7 +54,7 @@ class JsonNode {
   JsonNode(JsonReading& reading, const Json& json, std::string place)
       : reading_(&reading), json_(&json), place_(std::move(place)) {}
 
-  void fail(std::string why) const { reading_->fail(place_, std::move(why)); }
+  void fail(std::string message) const { reading_->fail(place_, std::move(message)); }
   const Json& json() const { return *json_; }
   bool isNull() const { return json_->is_null(); }
   bool isText() const { return json_->is_string(); }
@@ -69,7 +69,7 @@ class JsonNode {
   std::vector<JsonNode> elements() const;
   std::vector<std::pair<std::string, JsonNode>> members() const;
 
-  /// The place of the text in `choices`.
+  /// The index of the text in `choices`; nothing where it is none of them, which fails the reading.
   std::optional<std::size_t> choice(std::span<const std::string_view> choices) const;
 
   /// An absolute path, made from one that may be relative to the reading's folder.
@@ -106,8 +106,8 @@ class JsonFields {
   JsonNode node_;
 };
 
-/// The sentence for a text that is none of the choices: what it is (`what`), which choice it may
-/// have been meant to be, or all of them.
+/// The message for a text that is none of the choices. It names the closest choice, or else all of
+/// them. `what` says what the text is: "key".
 std::string unknownText(std::string_view what, std::string_view text,
                         std::span<const std::string_view> choices);
 

@@ -21,7 +21,7 @@ const std::string* soleText(const Json& object, const char* key) {
   return found == object.end() ? nullptr : found->get_ptr<const std::string*>();
 }
 
-Result<Value, ScriptError> objectToValue(const Json& object) {
+ScriptResult<Value> objectToValue(const Json& object) {
   if (const auto* url = soleText(object, "url")) return Value(URL(*url));
   if (const auto* base64 = soleText(object, "bytes")) {
     auto bytes = foundation::decodeBase64(*base64);
@@ -37,7 +37,7 @@ Result<Value, ScriptError> objectToValue(const Json& object) {
   return Value(std::move(dictionary));
 }
 
-Result<Value, ScriptError> arrayToValue(const Json& elements) {
+ScriptResult<Value> arrayToValue(const Json& elements) {
   Array array;
   for (const auto& element : elements) {
     auto value = toValue(element);
@@ -70,7 +70,7 @@ Json toJson(const Value& value) {
   return nullptr;
 }
 
-Result<Value, ScriptError> toValue(const Json& json) {
+ScriptResult<Value> toValue(const Json& json) {
   switch (json.type()) {
     case Json::value_t::boolean: return Value(json.get<bool>());
     case Json::value_t::number_integer: return Value(json.get<std::int64_t>());

@@ -13,9 +13,9 @@ namespace vecamera::device::script {
 /// no content to show, is null.
 Json toJson(const Value& value);
 
-/// The JSON as a value, the other way round: {"bytes": BASE64} and {"url": "..."}, with that one
-/// key, become a byte buffer and a URL. Whole numbers past the range of 64 bits become real ones.
-/// Fails where a "bytes" is not Base64.
-Result<Value, ScriptError> toValue(const Json& json);
+/// The value of the JSON. An object with the one key "bytes" or "url", as `toJson` writes it,
+/// becomes a byte buffer or a URL. Whole numbers past the range of 64 bits become real ones. Fails
+/// where a "bytes" is not Base64.
+ScriptResult<Value> toValue(const Json& json);
 
 }  // namespace vecamera::device::script

@@ -11,19 +11,22 @@ struct ScriptError {
   /// Where in the document: "line 3, column 5", both from 1, or "steps[3].photo". Empty where it is
   /// the document as a whole, or no document is at hand.
   std::string place;
-  /// One line.
-  std::string why;
+  /// For people: one line.
+  std::string message;
 
-  /// "PLACE: WHY", for people.
-  std::string message() const { return place.empty() ? why : place + ": " + why; }
+  /// "PLACE: MESSAGE", also one line.
+  std::string description() const { return place.empty() ? message : place + ": " + message; }
 };
 
-/// `return failed("...")` out of a function that gives a `Result<T, ScriptError>`.
-inline Failure<ScriptError> failed(std::string why) {
-  return {{"", std::move(why)}};
+template <class T = void>
+using ScriptResult = Result<T, ScriptError>;
+
+/// `return failed("...")` out of a function that gives a `ScriptResult<T>`.
+inline Failure<ScriptError> failed(std::string message) {
+  return {{"", std::move(message)}};
 }
-inline Failure<ScriptError> failed(std::string place, std::string why) {
-  return {{std::move(place), std::move(why)}};
+inline Failure<ScriptError> failed(std::string place, std::string message) {
+  return {{std::move(place), std::move(message)}};
 }
 
 }  // namespace vecamera::device::script

@@ -40,8 +40,8 @@ class Builder {
   bool number_float(double value, const std::string&) { return add(value); }
   bool string(std::string& value) { return add(std::move(value)); }
   bool binary(Json::binary_t&) { return false; }
-  bool start_object(std::size_t) { return open(Container::Kind::object); }
-  bool start_array(std::size_t) { return open(Container::Kind::array); }
+  bool start_object(std::size_t) { return open(Level::Kind::object); }
+  bool start_array(std::size_t) { return open(Level::Kind::array); }
   bool end_object() { return close(); }
   bool end_array() { return close(); }
 
@@ -65,8 +65,8 @@ class Builder {
   const ScriptError& error() const { return error_; }
 
  private:
-  /// An array or object whose end has not come yet.
-  struct Container {
+  /// An array or object that is not complete.
+  struct Level {
     enum class Kind { array, object };
     Kind kind;
     Json::array_t elements{};
@@ -86,14 +86,14 @@ class Builder {
   bool add(Json value) {
     if (open_.empty())
       document_ = std::move(value);
-    else if (open_.back().kind == Container::Kind::array)
+    else if (open_.back().kind == Level::Kind::array)
       open_.back().elements.push_back(std::move(value));
     else
       open_.back().members.emplace(std::move(open_.back().key), std::move(value));
     return true;
   }
 
-  bool open(Container::Kind kind) {
+  bool open(Level::Kind kind) {
     if (open_.size() == maxDepth_) {
       error_ = {"", "it is nested more than " + std::to_string(maxDepth_) + " levels deep"};
       return false;
@@ -111,17 +111,16 @@ class Builder {
   std::string placeOfInnermost() const {
     std::string place;
     for (std::size_t i = 0; i + 1 < open_.size(); ++i)
-      place = open_[i].kind == Container::Kind::array
-                  ? placeOfElement(place, open_[i].elements.size())
-                  : placeOfKey(place, open_[i].key);
+      place = open_[i].kind == Level::Kind::array ? placeOfElement(place, open_[i].elements.size())
+                                                  : placeOfKey(place, open_[i].key);
     return place;
   }
 
   const std::string_view text_;
   const std::size_t maxDepth_;
   Json document_;
-  /// From the outermost to the innermost.
-  std::vector<Container> open_;
+  /// Outermost first.
+  std::vector<Level> open_;
   ScriptError error_;
 };
 
@@ -133,7 +132,7 @@ bool isPlainKey(std::string_view key) {
 
 }  // namespace
 
-Result<Json, ScriptError> parseStrictJson(std::string_view text, std::size_t maxDepth) {
+ScriptResult<Json> parseStrictJson(std::string_view text, std::size_t maxDepth) {
   Builder builder(text, maxDepth);
   if (!Json::sax_parse(text, &builder)) return Failure{builder.error()};
   return builder.takeDocument();

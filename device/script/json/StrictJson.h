@@ -16,11 +16,10 @@ using Json = nlohmann::ordered_json;
 inline constexpr std::size_t maxJsonDepth = 64;
 
 /// The JSON that the text holds, with the members of each object sorted by key: nothing that is
-/// made of it depends on their order in the text. Stricter than the grammar: a key that stands
-/// twice in an object and nesting beyond `maxDepth` levels are errors too. A byte order mark at the
-/// start is skipped.
-Result<Json, ScriptError> parseStrictJson(std::string_view text,
-                                          std::size_t maxDepth = maxJsonDepth);
+/// made of it depends on their order in the text. Stricter than the grammar: a repeated key in an
+/// object and nesting beyond `maxDepth` levels are errors, too. A byte order mark at the start is
+/// skipped.
+ScriptResult<Json> parseStrictJson(std::string_view text, std::size_t maxDepth = maxJsonDepth);
 
 /// One line of output, without its line end. Bytes that are not UTF-8 are replaced.
 std::string toLine(const Json& json);

@@ -11,10 +11,7 @@
 #include "device/script/play/EventWriter.h"
 
 namespace vecamera::device::script {
-
 namespace {
-
-using Played = Result<void, ScriptError>;
 
 std::string secondsText(std::chrono::milliseconds duration) {
   std::ostringstream text;
@@ -27,10 +24,10 @@ class Steps {
   Steps(ScriptedDevice& device, EventWriter& events, std::ostream& diagnostics)
       : device_(device), events_(events), diagnostics_(diagnostics) {}
 
-  Played play(const Step& step) {
+  ScriptResult<> play(const Step& step) {
     return std::visit(
-        [this](const auto& one) -> Played {
-          if constexpr (std::is_same_v<decltype(this->step(one)), Played>) {
+        [this](const auto& one) -> ScriptResult<> {
+          if constexpr (std::is_same_v<decltype(this->step(one)), ScriptResult<>>) {
             return this->step(one);
           } else {
             this->step(one);
@@ -42,9 +39,9 @@ class Steps {
 
  private:
   /// Calls the selector on the container's command thread, before anything else runs.
-  Played perform(const std::string& selector, Array arguments,
-                 std::function<void(const Value&)> onReturned = {}) {
-    const auto refused = std::make_shared<Played>();
+  ScriptResult<> perform(const std::string& selector, Array arguments,
+                         std::function<void(const Value&)> onReturned = {}) {
+    const auto refused = std::make_shared<ScriptResult<>>();
     auto& command = device_.lanes.command();
     command.post([&device = device_, selector, arguments = std::move(arguments),
                   onReturned = std::move(onReturned), refused] {
@@ -58,16 +55,16 @@ class Steps {
     return *refused;
   }
 
-  Played step(const CommandStep& step) {
-    if (step.command == "takePicture") events_.history = {};
+  ScriptResult<> step(const CommandStep& step) {
     if (!device_.container.plugin())
       return failed("there is no plug-in object; a \"create\" step makes one");
+    if (step.command == "takePicture") events_.history = {};
     const std::string selector = step.command + ":";
     return perform(selector,
                    {Value(device_.container.makeCallback(step.as, selector, step.arguments))});
   }
 
-  Played step(const CaptureStep& step) {
+  ScriptResult<> step(const CaptureStep& step) {
     const auto picker = device_.screen.picker();
     if (!picker || picker->sourceType() != UIImagePickerControllerSourceType::camera)
       return failed("there is no camera picker on screen");
@@ -75,10 +72,10 @@ class Steps {
     if (step.media == CaptureStep::Media::movie) {
       if (!takes(*picker, kUTTypeMovie, step.info))
         return failed("the camera on screen takes no movies");
-      std::string file = step.file.string();
-      if (file.empty())
-        if (auto recorded = recordScene(*picker, step.seconds, file); !recorded) return recorded;
-      info = camera::movieInfo(device_.urls.fileURLWithPath(file));
+      const auto file = step.file.empty() ? recordScene(*picker, step.seconds)
+                                          : ScriptResult<std::string>(step.file.string());
+      if (!file) return file.failure();
+      info = camera::movieInfo(device_.urls.fileURLWithPath(*file));
     } else {
       if (!takes(*picker, kUTTypeImage, step.info))
         return failed("the camera on screen takes no photos");
@@ -90,16 +87,17 @@ class Steps {
       noteMissedCrop(edit, info);
       if (!step.metadata) info.erase(std::string(UIImagePickerControllerMediaMetadata));
     }
-    return finish(picker, std::move(info), step.info);
+    finish(picker, std::move(info), step.info);
+    return {};
   }
 
-  Played step(const PickStep& step) {
+  ScriptResult<> step(const PickStep& step) {
     const auto picker = device_.screen.picker();
     if (!picker || picker->sourceType() == UIImagePickerControllerSourceType::camera)
       return failed("there is no library picker on screen");
     const auto asset = device_.photoLibrary.assetWithIdentifier(step.asset);
     if (!asset) return failed("the photo library has no asset " + inQuotes(step.asset));
-    const auto file = device_.base.store->originalFile(step.asset);
+    const auto file = device_.environment.store->originalFile(step.asset);
     if (!file) return failed(file.error().message);
     Dictionary info;
     if (asset->record().type == PHAssetResourceType::video) {
@@ -107,7 +105,7 @@ class Steps {
         return failed("the library on screen shows no movies");
       info = camera::movieInfo(device_.urls.fileURLWithPath(file->string()));
     } else {
-      const auto original = device_.base.store->readOriginal(step.asset);
+      const auto original = device_.environment.store->readOriginal(step.asset);
       if (!original) return failed(original.error().message);
       const auto edit = editOn(*picker, step.crop);
       info = camera::pictureInfo(device_.images, *original, edit);
@@ -116,17 +114,18 @@ class Steps {
     if (step.referenceURL)
       info.emplace(UIImagePickerControllerReferenceURL, URL(photos::referenceURLText(*asset)));
     if (step.phAsset) info.emplace(UIImagePickerControllerPHAsset, asset);
-    return finish(picker, std::move(info), step.info);
+    finish(picker, std::move(info), step.info);
+    return {};
   }
 
-  Played step(const CancelStep&) {
+  ScriptResult<> step(const CancelStep&) {
     const auto picker = device_.screen.picker();
     if (!picker) return failed("there is no picker on screen");
     if (const auto delegate = picker->delegate()) delegate->imagePickerControllerDidCancel(picker);
     return {};
   }
 
-  Played step(const TapStep& step) {
+  ScriptResult<> step(const TapStep& step) {
     const auto alert = device_.screen.alert();
     if (!alert) return failed("there is no alert on screen");
     std::string offered;
@@ -141,7 +140,7 @@ class Steps {
                   offered);
   }
 
-  Played step(const AnswerStep& step) {
+  ScriptResult<> step(const AnswerStep& step) {
     if (!device_.screen.prompts().contains(step.prompt))
       return failed("there is no system prompt for " + inQuotes(container::nameOf(step.prompt)) +
                     " on screen");
@@ -184,7 +183,7 @@ class Steps {
 
   void step(const FaultsStep& step) { device_.faults.set(step.to); }
 
-  Played step(const CallStep& step) {
+  ScriptResult<> step(const CallStep& step) {
     return perform(
         step.selector, step.argument ? Array{*step.argument} : Array{},
         [&events = events_, selector = step.selector](const Value& value) {
@@ -192,35 +191,35 @@ class Steps {
         });
   }
 
-  Played step(const AdvanceStep& step) {
-    if (!device_.base.manualClock)
+  ScriptResult<> step(const AdvanceStep& step) {
+    if (!device_.environment.manualClock)
       return failed("the clock runs by itself; give device.clock to make it stand still");
     // Beyond these years dates cannot be written any more.
     using namespace std::chrono;
     constexpr Date first = sys_days(year(1) / January / 1);
     constexpr Date end = sys_days(year(10000) / January / 1);
-    const auto then = device_.base.clock->now() + step.by;
+    const auto then = device_.environment.clock->now() + step.by;
     if (then < first || then >= end) return failed("the clock would leave the years 1 to 9999");
-    device_.base.manualClock->advance(step.by);
+    device_.environment.manualClock->advance(step.by);
     return {};
   }
 
-  Played step(const RemoveStep& step) {
-    const auto path = device_.base.temporaryDirectory + "/" + step.file;
+  ScriptResult<> step(const RemoveStep& step) {
+    const auto path = device_.environment.temporaryDirectory + "/" + step.file;
     if (const auto error = device_.files.removeItemAtPath(path))
       return failed(error->localizedDescription());
     return {};
   }
 
-  Played step(const AddAssetStep& step) {
-    const auto added =
-        device_.base.store->importFile({step.file, step.id}, device_.base.clock->now());
+  ScriptResult<> step(const AddAssetStep& step) {
+    const auto added = device_.environment.store->importFile({step.file, step.id},
+                                                             device_.environment.clock->now());
     if (!added) return failed(added.error().message);
     return {};
   }
 
-  Played step(const RemoveAssetStep& step) {
-    const auto removed = device_.base.store->remove(step.asset);
+  ScriptResult<> step(const RemoveAssetStep& step) {
+    const auto removed = device_.environment.store->remove(step.asset);
     if (!removed) return failed(removed.error().message);
     return {};
   }
@@ -229,7 +228,7 @@ class Steps {
 
   void step(const CreateStep&) { device_.createPlugin(); }
 
-  Played step(const StateStep&) {
+  ScriptResult<> step(const StateStep&) {
     const auto& plugin = device_.container.plugin();
     if (!plugin) return failed("there is no plug-in object; a \"create\" step makes one");
     const auto seen = plugin->inspect();
@@ -248,7 +247,7 @@ class Steps {
   }
 
   void step(const FilesStep&) {
-    const std::string directory = device_.base.temporaryDirectory;
+    const std::string directory = device_.environment.temporaryDirectory;
     std::set<std::string> names;
     if (const auto entries = device_.files.enumeratorAtPath(directory)) {
       while (const auto entry = entries->nextObject()) {
@@ -262,22 +261,16 @@ class Steps {
     events_.write({{"event", "files"}, {"names", names}});
   }
 
-  Played step(const LibraryStep&) {
-    const auto records = device_.base.store->list();
+  ScriptResult<> step(const LibraryStep&) {
+    const auto records = device_.environment.store->list();
     if (!records) return failed(records.error().message);
     Json assets = Json::array();
-    for (const auto& record : *records)
-      assets.push_back({{"id", record.identifier},
-                        {"type", record.type == PHAssetResourceType::video ? "video" : "photo"},
-                        {"bytes", record.byteCount},
-                        {"width", record.width},
-                        {"height", record.height},
-                        {"format", photos::formatName(record)}});
+    for (const auto& record : *records) assets.push_back(assetToJson(record));
     events_.write({{"event", "library"}, {"assets", assets}});
     return {};
   }
 
-  /// A script that sets the media type itself knows what it does.
+  /// Whether the picker offers the type. A script that sets the media type itself is not checked.
   static bool takes(const UIImagePickerController& picker, std::string_view type,
                     const Dictionary& changes) {
     if (changes.contains(UIImagePickerControllerMediaType)) return true;
@@ -285,18 +278,18 @@ class Steps {
     return std::find(types.begin(), types.end(), type) != types.end();
   }
 
-  /// The camera's own movie, upright only when it is turned, as a phone stores it.
-  Played recordScene(const UIImagePickerController& picker, double seconds, std::string& file) {
+  /// The path of a new movie of the camera's own. Its frames are stored rotated, as a phone does.
+  ScriptResult<std::string> recordScene(const UIImagePickerController& picker, double seconds) {
     const media::SceneMovie scene = {.seconds = seconds,
                                      .seed = static_cast<std::uint32_t>(picker.cameraDevice() + 1),
                                      .rotationDegrees = 90};
-    file =
-        device_.base.recordings->path() + "/" + std::to_string(device_.recordedScenes++) + ".mov";
-    const auto done =
+    auto file = device_.environment.recordings->path() + "/" +
+                std::to_string(device_.recordedScenes++) + ".mov";
+    const auto recorded =
         media::generateSceneMovie(file, scene, [&events = events_] { return events.wasStopped(); });
-    if (!done)
-      return failed(events_.wasStopped() ? "interrupted" : done.error().localizedDescription());
-    return {};
+    if (!recorded)
+      return failed(events_.wasStopped() ? "interrupted" : recorded.error().localizedDescription());
+    return file;
   }
 
   /// The edit step is there only where the picker offers it.
@@ -312,9 +305,9 @@ class Steps {
       diagnostics_ << "note: \"crop\" lies outside of the picture, so nothing was edited\n";
   }
 
-  /// The user uses what was taken or picked, after the script has had its say about the info.
-  Played finish(const std::shared_ptr<UIImagePickerController>& picker, Dictionary info,
-                const Dictionary& changes) {
+  /// Applies the script's changes to the info and hands it to the picker's delegate.
+  void finish(const std::shared_ptr<UIImagePickerController>& picker, Dictionary info,
+              const Dictionary& changes) {
     for (const auto& [key, value] : changes) {
       if (value.isNull())
         info.erase(key);
@@ -323,7 +316,6 @@ class Steps {
     }
     if (const auto delegate = picker->delegate())
       delegate->imagePickerControllerDidFinishPickingMediaWithInfo(picker, std::move(info));
-    return {};
   }
 
   ScriptedDevice& device_;
@@ -342,10 +334,10 @@ PlaySession::PlaySession(const PlayOptions& options, EventSink sink, std::ostrea
           },
           options, diagnostics)) {}
 
-Result<std::unique_ptr<PlaySession>, ScriptError> PlaySession::make(const DeviceSetup& setup,
-                                                                    const PlayOptions& options,
-                                                                    EventSink sink,
-                                                                    std::ostream& diagnostics) {
+ScriptResult<std::unique_ptr<PlaySession>> PlaySession::make(const DeviceSetup& setup,
+                                                             const PlayOptions& options,
+                                                             EventSink sink,
+                                                             std::ostream& diagnostics) {
   std::unique_ptr<PlaySession> session(new PlaySession(options, std::move(sink), diagnostics));
   TraceSink trace;
   if (options.onTrace)
@@ -362,17 +354,17 @@ PlaySession::~PlaySession() {
   isReporting_ = false;
 }
 
-Result<void, ScriptError> PlaySession::play(const Step& step) {
+ScriptResult<> PlaySession::play(const Step& step) {
   return Steps(*device_, *events_, diagnostics_).play(step);
 }
 
-Result<void, ScriptError> PlaySession::checkProcess() const {
+ScriptResult<> PlaySession::checkProcess() const {
   const auto& error = device_->lanes.fatalError();
   if (error.empty()) return {};
   return failed("the module ended the process: " + error);
 }
 
-Result<void, ScriptError> PlaySession::settle() {
+ScriptResult<> PlaySession::settle() {
   events_->latestProgress = EventWriter::Clock::now();
   for (;;) {
     if (auto checked = checkProcess(); !checked) return checked;
@@ -389,7 +381,7 @@ Result<void, ScriptError> PlaySession::settle() {
   }
 }
 
-Result<void, ScriptError> PlaySession::runReadyJobs() {
+ScriptResult<> PlaySession::runReadyJobs() {
   events_->latestProgress = EventWriter::Clock::now();
   while (device_->lanes.step() || device_->lanes.retryWaiting()) {
     if (events_->wasStopped()) return failed("interrupted");
@@ -414,11 +406,20 @@ void PlaySession::reportOpenCallbacks() {
 }
 
 void PlaySession::reportFailure(std::size_t step, const ScriptError& error) {
-  events_->write({{"event", "failed"}, {"step", step}, {"why", error.message()}});
+  events_->write({{"event", "failed"}, {"step", step}, {"why", error.description()}});
 }
 
-Result<PlayResult, ScriptError> playScriptAsJson(const Script& script, const PlayOptions& options,
-                                                 EventSink sink, std::ostream& diagnostics) {
+Json assetToJson(const photos::AssetRecord& record) {
+  return {{"id", record.identifier},
+          {"type", record.type == PHAssetResourceType::video ? "video" : "photo"},
+          {"bytes", record.byteCount},
+          {"width", record.width},
+          {"height", record.height},
+          {"format", photos::formatName(record)}};
+}
+
+ScriptResult<PlayResult> playScriptAsJson(const Script& script, const PlayOptions& options,
+                                          EventSink sink, std::ostream& diagnostics) {
   auto made = PlaySession::make(script.device, options, std::move(sink), diagnostics);
   if (!made) return std::move(made).failure();
   auto& session = **made;
@@ -434,9 +435,9 @@ Result<PlayResult, ScriptError> playScriptAsJson(const Script& script, const Pla
   return PlayResult::finished;
 }
 
-Result<PlayResult, ScriptError> playScript(const Script& script, const PlayOptions& options,
-                                           const std::function<void(std::string_view)>& onLine,
-                                           std::ostream& diagnostics) {
+ScriptResult<PlayResult> playScript(const Script& script, const PlayOptions& options,
+                                    const std::function<void(std::string_view)>& onLine,
+                                    std::ostream& diagnostics) {
   return playScriptAsJson(
       script, options, [&onLine](const Json& event) { onLine(toLine(event)); }, diagnostics);
 }

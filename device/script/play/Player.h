@@ -31,12 +31,12 @@ enum class PlayResult {
   failed,
 };
 
-/// Sets the device up, plays the steps against the real module, and reports what the device, the
-/// container and the page saw, in order: each event is a JSON object in one line, without its line
-/// end, and `onLine` is called on one thread at a time. Diagnostics get lines for people. An error:
-/// the device cannot be set up, so nothing was played.
-Result<PlayResult, ScriptError> playScript(const Script& script, const PlayOptions& options,
-                                           const std::function<void(std::string_view)>& onLine,
-                                           std::ostream& diagnostics);
+/// Sets the device up, plays the steps against the real module, and reports in order what device,
+/// container and page saw. Each event is a JSON object in one line, without the line end; `onLine`
+/// is called on one thread at a time. Diagnostics get lines for people. The error says why the
+/// device cannot be set up; nothing was played then.
+ScriptResult<PlayResult> playScript(const Script& script, const PlayOptions& options,
+                                    const std::function<void(std::string_view)>& onLine,
+                                    std::ostream& diagnostics);
 
 }  // namespace vecamera::device::script

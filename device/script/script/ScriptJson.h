@@ -6,12 +6,11 @@
 namespace vecamera::device::script {
 
 /// As `parseScript`.
-Result<Script, ScriptError> scriptFromJson(const Json& document,
-                                           const std::filesystem::path& folder,
-                                           FileScope scope = FileScope::anywhere);
+ScriptResult<Script> scriptFromJson(const Json& document, const std::filesystem::path& folder,
+                                    FileScope scope = FileScope::anywhere);
 
-/// One step, which may not hold a data URL. Places begin at the step.
-Result<ScriptStep, ScriptError> stepFromJson(const Json& step, const std::filesystem::path& folder,
-                                             FileScope scope);
+/// One step, without data URLs. The places of errors begin at the step.
+ScriptResult<ScriptStep> stepFromJson(const Json& step, const std::filesystem::path& folder,
+                                      FileScope scope);
 
 }  // namespace vecamera::device::script

@@ -21,14 +21,14 @@ constexpr std::size_t maxScriptBytes = 512U << 20;
 /// The files of data URLs, in a private folder that is made for the first.
 class InlineFiles {
  public:
-  std::optional<fs::path> keep(const Data& bytes) {
+  foundation::FileResult<fs::path> keep(const Data& bytes) {
     if (!folder_) {
       auto made = foundation::ApplicationHome::makePrivate();
-      if (!made) return std::nullopt;
+      if (!made) return made.failure();
       folder_ = std::make_shared<foundation::ApplicationHome>(*std::move(made));
     }
     const fs::path file = fs::path(folder_->path()) / std::to_string(count_++);
-    if (!foundation::replaceFile(file, bytes)) return std::nullopt;
+    if (auto written = foundation::replaceFile(file, bytes); !written) return written.failure();
     return file;
   }
   std::shared_ptr<const void> folder() const { return folder_; }
@@ -38,10 +38,10 @@ class InlineFiles {
   int count_ = 0;
 };
 
-/// What `read` makes of the document, or the first error of the reading.
+/// What `read` makes of the document, or the first error.
 template <class Read>
 auto readWhole(const Json& document, ReadingFiles files, Read read)
-    -> Result<decltype(read(std::declval<JsonNode>())), ScriptError> {
+    -> ScriptResult<decltype(read(std::declval<JsonNode>()))> {
   JsonReading reading(std::move(files));
   auto made = read(JsonNode(reading, document, ""));
   if (reading.error()) return Failure{*reading.error()};
@@ -57,7 +57,7 @@ Script readFields(const JsonNode& node) {
   return script;
 }
 
-Result<std::string, ScriptError> readText(const fs::path& path) {
+ScriptResult<std::string> readText(const fs::path& path) {
   std::error_code error;
   if (fs::is_directory(path, error)) return failed("it is a folder, not a script");
   if (!fs::exists(path, error))
@@ -73,8 +73,7 @@ Result<std::string, ScriptError> readText(const fs::path& path) {
 
 }  // namespace
 
-Result<Script, ScriptError> scriptFromJson(const Json& document, const fs::path& folder,
-                                           FileScope scope) {
+ScriptResult<Script> scriptFromJson(const Json& document, const fs::path& folder, FileScope scope) {
   InlineFiles inlineFiles;
   const auto keep = [&inlineFiles](const Data& bytes) { return inlineFiles.keep(bytes); };
   auto script = readWhole(document, {fs::absolute(folder), scope, keep}, readFields);
@@ -82,17 +81,16 @@ Result<Script, ScriptError> scriptFromJson(const Json& document, const fs::path&
   return script;
 }
 
-Result<ScriptStep, ScriptError> stepFromJson(const Json& step, const fs::path& folder,
-                                             FileScope scope) {
+ScriptResult<ScriptStep> stepFromJson(const Json& step, const fs::path& folder, FileScope scope) {
   return readWhole(step, {fs::absolute(folder), scope, {}}, readStep);
 }
 
-Result<Script, ScriptError> parseScript(std::string_view text, const fs::path& folder) {
+ScriptResult<Script> parseScript(std::string_view text, const fs::path& folder) {
   const auto document = parseStrictJson(text);
   return document ? scriptFromJson(*document, folder) : document.failure();
 }
 
-Result<Script, ScriptError> readScript(const fs::path& path) {
+ScriptResult<Script> readScript(const fs::path& path) {
   const auto text = readText(path);
   return text ? parseScript(*text, fs::absolute(path).parent_path()) : text.failure();
 }

@@ -8,12 +8,12 @@
 
 namespace vecamera::device::script {
 
-// Both read and check the whole, the files that it names included, before anything is played.
-// Relative paths start from the folder; a data URL stands for a file of its own, which lives as
-// long as the script. Errors do not name the file: whoever shows them knows it.
+// Both check the whole script, with the files that it names, before anything is played. Relative
+// paths start from the folder. A data URL stands for a file of its own, which lives as long as the
+// script. Errors do not name the script's file.
 
 /// The script in the file, whose paths start from its folder.
-Result<Script, ScriptError> readScript(const std::filesystem::path& path);
-Result<Script, ScriptError> parseScript(std::string_view text, const std::filesystem::path& folder);
+ScriptResult<Script> readScript(const std::filesystem::path& path);
+ScriptResult<Script> parseScript(std::string_view text, const std::filesystem::path& folder);
 
 }  // namespace vecamera::device::script

@@ -16,7 +16,7 @@ std::string requiredText(const JsonFields& fields, std::string_view key) {
 Value readValue(const JsonNode& node) {
   auto value = toValue(node.json());
   if (value) return *std::move(value);
-  node.fail(value.error().why);
+  node.fail(value.error().message);
   return {};
 }
 

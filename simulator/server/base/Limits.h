@@ -4,7 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 
-/// What a browser may take up, so that nothing that it sends can make the server grow without end.
+/// Limits of what a browser can use: whatever it sends, the server's memory and files stay bounded.
 namespace vecamera::simulator {
 
 struct NetworkLimits {
@@ -20,8 +20,8 @@ struct NetworkLimits {
   std::chrono::milliseconds headerTimeout{20'000};
   /// For one piece of a body, in or out.
   std::chrono::milliseconds bodyTimeout{30'000};
-  /// Of a WebSocket without a sign of life. While reading is paused none can be seen, and the time
-  /// stands still.
+  /// Of a WebSocket that sends neither messages nor pongs. The time does not run while reading is
+  /// paused.
   std::chrono::milliseconds idleTimeout{60'000};
 };
 

@@ -16,8 +16,8 @@ namespace {
 constexpr int flags = O_RDONLY | O_NONBLOCK | O_NOCTTY;
 
 /// One name at a time, without following any link, for systems without `openat2`.
-foundation::FileResult<foundation::Descriptor> openStepwise(
-    foundation::FileResult<foundation::Descriptor> folder, std::span<const std::string> names) {
+FileResult<foundation::Descriptor> openStepwise(FileResult<foundation::Descriptor> folder,
+                                                std::span<const std::string> names) {
   for (std::size_t i = 0; i < names.size() && folder; ++i) {
     const int kind = i + 1 < names.size() ? O_DIRECTORY : 0;
     folder = foundation::openAt(folder->number(), names[i], flags | O_NOFOLLOW | kind);
@@ -25,8 +25,8 @@ foundation::FileResult<foundation::Descriptor> openStepwise(
   return folder;
 }
 
-foundation::FileResult<foundation::Descriptor> openNames(const std::filesystem::path& path,
-                                                         std::span<const std::string> names) {
+FileResult<foundation::Descriptor> openNames(const std::filesystem::path& path,
+                                             std::span<const std::string> names) {
   auto folder = foundation::openFolderAt(AT_FDCWD, path, foundation::LastLink::follow);
   if (!folder || names.empty()) return folder;
   std::string relative;
@@ -46,11 +46,13 @@ foundation::FileResult<foundation::Descriptor> openNames(const std::filesystem::
 
 }  // namespace
 
-std::optional<ConfinedFile> openConfined(const std::filesystem::path& folder,
-                                         std::span<const std::string> names) {
+FileResult<ConfinedFile> openConfined(const std::filesystem::path& folder,
+                                      std::span<const std::string> names) {
   auto found = openNames(folder, names);
+  if (!found) return std::move(found).failure();
   struct stat seen {};
-  if (!found || fstat(found->number(), &seen) != 0 || !S_ISREG(seen.st_mode)) return std::nullopt;
+  if (fstat(found->number(), &seen) != 0) return foundation::fileFailure();
+  if (!S_ISREG(seen.st_mode)) return foundation::fileFailure(EINVAL);
   return ConfinedFile{*std::move(found), static_cast<std::uint64_t>(seen.st_size),
                       std::int64_t{seen.st_mtim.tv_sec} * 1'000'000'000 + seen.st_mtim.tv_nsec};
 }

@@ -2,12 +2,10 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <optional>
 #include <span>
 #include <string>
 
-#include "device/foundation/files/Descriptor.h"
-#include "simulator/server/base/Result.h"
+#include "simulator/server/base/DeviceNames.h"
 
 namespace vecamera::simulator {
 
@@ -19,11 +17,11 @@ struct ConfinedFile {
   std::int64_t modifiedNs = 0;
 };
 
-/// Opens the regular file of that name below the folder. Nothing where there is none, or where its
-/// path leads out of the folder: the names (of which none is "..") are looked up by the system so
-/// that no link can do that either. Any thread.
-std::optional<ConfinedFile> openConfined(const std::filesystem::path& folder,
-                                         std::span<const std::string> names);
+/// Opens the regular file of that path below the folder. The system refuses a path that leads out
+/// of the folder, by a link or by "..". Any thread.
+FileResult<ConfinedFile> openConfined(const std::filesystem::path& folder,
+                                      std::span<const std::string> names);
+/// Whether that path is one of a folder.
 bool isFolderConfined(const std::filesystem::path& folder, std::span<const std::string> names);
 
 }  // namespace vecamera::simulator

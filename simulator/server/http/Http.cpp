@@ -69,8 +69,8 @@ Response jsonResponse(const Json& content, unsigned status) {
           toLine(content)};
 }
 
-Response errorResponse(unsigned status, std::string_view why) {
-  return jsonResponse({{"error", why}}, status);
+Response errorResponse(unsigned status, std::string_view message) {
+  return jsonResponse({{"error", message}}, status);
 }
 
 Response textResponse(std::string_view text) {
@@ -120,6 +120,15 @@ bool isOwnHost(std::string_view host, std::uint16_t port) {
     if (port == 80 && host == name) return true;
   }
   return false;
+}
+
+device::Result<RequestTarget, Response> targetOf(const Request& request, std::uint16_t port) {
+  if (!isOwnHost(request.host, port))
+    return Failure(
+        errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost"));
+  auto target = parseTarget(request.target);
+  if (!target) return Failure(errorResponse(400, "the address is none that a browser would send"));
+  return *std::move(target);
 }
 
 std::string ownHostName(std::string_view host) {

@@ -19,8 +19,8 @@ namespace vecamera::simulator {
 
 enum class Method { get, post, other };
 
-/// A request without its content. Header fields that it lacks are empty; one that must not stand
-/// there more than once makes the request a bad one before it comes here.
+/// A request without its content. Header fields that it lacks are empty. A request that repeats a
+/// field which may be there only once is refused before it becomes one of these.
 struct Request {
   Method method = Method::get;
   std::string target;
@@ -35,8 +35,8 @@ struct Request {
 
 /// What a request asks for, decoded once.
 struct RequestTarget {
-  /// Names only: none is empty, "." or "..", none holds a slash, a backslash or a control
-  /// character, however they were written.
+  /// The path's names, decoded: none is empty, "." or "..", none holds a slash, a backslash or a
+  /// control character.
   std::vector<std::string> segments;
   /// Whether the path ended in a slash.
   bool isFolder = false;
@@ -48,7 +48,7 @@ struct RequestTarget {
   }
 };
 
-/// Nothing for a target that is no path of the kind above.
+/// Nothing for a target without such a path.
 std::optional<RequestTarget> parseTarget(std::string_view target);
 
 using HeaderFields = std::vector<std::pair<std::string, std::string>>;
@@ -64,9 +64,9 @@ struct Response {
 class Upload {
  public:
   virtual ~Upload() = default;
-  /// False where the bytes cannot be taken; nothing follows then but the end of the object.
-  virtual bool write(std::span<const char> bytes) = 0;
-  /// The response, after the whole content, or after a write that failed.
+  /// The error is the response to the request; nothing is called after it.
+  virtual device::Result<void, Response> write(std::span<const char> bytes) = 0;
+  /// The response, after the whole content.
   virtual Response finish() = 0;
 };
 
@@ -94,7 +94,7 @@ class MessageHandler {
   virtual void onClose(Peer& peer) = 0;
 };
 
-/// Takes time, so it is made apart from the server's thread.
+/// Makes a response that takes time, on a worker.
 using DeferredResponse = std::function<Response()>;
 
 using Reaction = std::variant<Response, DeferredResponse, std::unique_ptr<Upload>,
@@ -109,8 +109,8 @@ class Site {
   virtual HeaderFields commonFields(const Request& request) const = 0;
 };
 
-/// `{"error": WHY}`.
-Response errorResponse(unsigned status, std::string_view why);
+/// `{"error": MESSAGE}`.
+Response errorResponse(unsigned status, std::string_view message);
 
 Response jsonResponse(const Json& content, unsigned status = 200);
 /// Text that lives as long as the program.
@@ -119,7 +119,7 @@ Response textResponse(std::string_view text);
 /// The file under its name's content type. `cacheControl` is that field's value.
 Response fileResponse(ConfinedFile file, std::string_view name, std::string_view cacheControl);
 
-/// The same for media, which are only ever looked at, whatever they hold.
+/// The response for media: a browser shows them, but runs nothing that they hold.
 Response sandboxed(Response response);
 
 /// The part of a representation that a "Range" field asks for.
@@ -133,6 +133,9 @@ std::optional<ByteRange> parseRange(std::string_view value, std::uint64_t bytes)
 
 /// Whether the "Host" field names this server: the loopback address or "localhost", with its port.
 bool isOwnHost(std::string_view host, std::uint16_t port);
+/// The request's target. The error is the response to a request that names another host or has no
+/// valid target.
+device::Result<RequestTarget, Response> targetOf(const Request& request, std::uint16_t port);
 /// "localhost" where the host is called that, and the loopback address for every other text.
 std::string ownHostName(std::string_view host);
 

@@ -36,7 +36,7 @@ Method methodOf(http::verb verb) {
   }
 }
 
-/// Nothing where a field that decides something stands there twice or is missing.
+/// Nothing where "Host" is missing or repeated, or "Origin" repeated.
 std::optional<Request> requestOf(const Parser::value_type& message) {
   const auto field = [&message](http::field name) { return std::string(message[name]); };
   if (message.count(http::field::host) != 1 || message.count(http::field::origin) > 1)
@@ -99,9 +99,9 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   }
 
   /// Responds to a request that the site does not get to see.
-  void refuse(unsigned status, std::string_view why) {
+  void refuse(unsigned status, std::string_view message) {
     isLast_ = true;
-    respond(errorResponse(status, why));
+    respond(errorResponse(status, message));
   }
 
   void refuseContent() {
@@ -110,7 +110,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   }
 
   void respond(DeferredResponse work) {
-    // Nothing limits the work but its own nature.
+    // The work may take as long as it needs.
     stream_.expires_never();
     asio::post(network_.workers, [self = shared_from_this(), work = std::move(work)]() mutable {
       auto response = std::make_shared<Response>(work());
@@ -131,7 +131,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   }
 
   void readPiece() {
-    if (parser_->is_done()) return finishUpload();
+    if (parser_->is_done()) return respond(std::exchange(upload_, nullptr)->finish());
     auto& body = parser_->get().body();
     body.data = piece_.data();
     body.size = piece_.size();
@@ -147,11 +147,12 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
       return error == http::error::body_limit ? refuseContent() : close();
     }
     const auto bytes = piece_.size() - parser_->get().body().size;
-    if (!upload_->write({piece_.data(), bytes})) return finishUpload();
+    if (auto written = upload_->write({piece_.data(), bytes}); !written) {
+      upload_.reset();
+      return respond(std::move(written).error());
+    }
     readPiece();
   }
-
-  void finishUpload() { respond(std::exchange(upload_, nullptr)->finish()); }
 
   /// Applies the request's "If-None-Match" and "Range" fields to the site's response and sends it.
   void respond(Response response) {
@@ -202,7 +203,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     if (const auto* file = std::get_if<ConfinedFile>(&response_.body)) {
       const auto read =
           pread(file->descriptor.number(), piece_.data(), wanted, static_cast<off_t>(part_.begin));
-      // The file has shrunk. The length was promised, so closing is the only sign that is left.
+      // The file has shrunk. Its length was sent, so closing is the only way to report that.
       if (read != static_cast<ssize_t>(wanted)) return close();
     } else {
       bytes = textOf(response_).data() + part_.begin;

@@ -23,21 +23,21 @@ Json take(Json& object, std::string_view key) {
 
 }  // namespace
 
-Result<DevicePart> readDevicePart(const fs::path& file) {
+ScriptResult<DevicePart> readDevicePart(const fs::path& file) {
   const auto name = file.string();
   const auto opened = foundation::openAt(AT_FDCWD, file, O_RDONLY);
   const auto read = opened ? foundation::readAll(*opened) : opened.failure();
   if (!read) return failed(name, "it cannot be read; check the name and its permissions");
   const std::string text(read->bytes().begin(), read->bytes().end());
   auto parsed = script::parseStrictJson(text);
-  if (!parsed) return failed(name, parsed.error().message());
+  if (!parsed) return failed(name, parsed.error().description());
   auto& script = *parsed;
   if (!script.is_object() || !script.contains("device"))
     return failed(name, "it has no \"device\" part");
   script["steps"] = Json::array();
   const auto folder = fs::absolute(file).parent_path();
   if (const auto checked = script::scriptFromJson(script, folder); !checked)
-    return failed(name, checked.error().message());
+    return failed(name, checked.error().description());
 
   DevicePart part;
   part.requested = std::move(script["device"]);
@@ -59,13 +59,13 @@ Result<DevicePart> readDevicePart(const fs::path& file) {
   return part;
 }
 
-Result<> checkRequestedPart(const Json& device) {
+ScriptResult<> checkRequestedPart(const Json& device) {
   for (const auto* key : {"temporaryDirectory", "urlTransformer", "files", "mainBundle"})
     if (device.contains(key)) return failed("\"" + std::string(key) + "\" is the server's own");
   return {};
 }
 
-Result<script::Script> scriptOf(const DevicePart& part) {
+ScriptResult<script::Script> scriptOf(const DevicePart& part) {
   Json device = part.requested;
   device.update(part.serverOwned);
   if (part.library) device["library"] = *part.library;

@@ -4,13 +4,13 @@
 #include <optional>
 
 #include "device/script/script/Script.h"
-#include "simulator/server/base/Result.h"
+#include "simulator/server/base/DeviceNames.h"
 
 namespace vecamera::simulator {
 
 /// The `device` part that a phone begins with.
 struct DevicePart {
-  /// As whoever uses the phone may change it: without the keys below.
+  /// What a browser may change: all but the keys below.
   Json requested = Json::object();
   /// "files" and "mainBundle", which outlive a restart, and "seed".
   Json serverOwned = Json::object();
@@ -19,13 +19,13 @@ struct DevicePart {
 };
 
 /// The part from a device script's file, which need not have steps.
-Result<DevicePart> readDevicePart(const std::filesystem::path& file);
+ScriptResult<DevicePart> readDevicePart(const std::filesystem::path& file);
 
 /// Whether a browser may request this part: without what is the server's own. A "seed", for one
 /// device, it may.
-Result<> checkRequestedPart(const Json& device);
+ScriptResult<> checkRequestedPart(const Json& device);
 
 /// The part as a script without steps. Files that the part holds itself live as long as the script.
-Result<script::Script> scriptOf(const DevicePart& part);
+ScriptResult<script::Script> scriptOf(const DevicePart& part);
 
 }  // namespace vecamera::simulator

@@ -20,7 +20,7 @@ MediaFolder::Writer::~Writer() {
   --folder_.unfinished_;
 }
 
-Result<> MediaFolder::Writer::write(std::span<const char> bytes) {
+ScriptResult<> MediaFolder::Writer::write(std::span<const char> bytes) {
   if (bytes_ + bytes.size() > folder_.limits_.fileBytes)
     return failed("a file has at most " + std::to_string(folder_.limits_.fileBytes >> 20U) +
                   " MiB");
@@ -41,7 +41,8 @@ std::string MediaFolder::Writer::finish() {
   return std::exchange(name_, {});
 }
 
-Result<std::unique_ptr<MediaFolder::Writer>> MediaFolder::begin(std::string_view originalName) {
+ScriptResult<std::unique_ptr<MediaFolder::Writer>> MediaFolder::begin(
+    std::string_view originalName) {
   const auto refusal = failed("this phone takes no more files; open another tab");
   auto extension = extensionOf(originalName);
   if (!extension.empty()) extension.insert(0, 1, '.');
@@ -59,7 +60,7 @@ Result<std::unique_ptr<MediaFolder::Writer>> MediaFolder::begin(std::string_view
   }
 }
 
-Result<std::string> MediaFolder::add(const Data& contents, std::string_view originalName) {
+ScriptResult<std::string> MediaFolder::add(const Data& contents, std::string_view originalName) {
   const auto writer = begin(originalName);
   if (!writer) return writer.failure();
   const auto bytes = contents.bytes();
@@ -69,7 +70,7 @@ Result<std::string> MediaFolder::add(const Data& contents, std::string_view orig
   return (*writer)->finish();
 }
 
-Result<HeldFile> MediaFolder::hold(std::string_view nameOrDataUrl) {
+ScriptResult<HeldFile> MediaFolder::hold(std::string_view nameOrDataUrl) {
   std::string name(nameOrDataUrl);
   if (name.starts_with("data:")) {
     constexpr std::string_view marker = ";base64,";

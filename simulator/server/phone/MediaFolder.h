@@ -10,8 +10,8 @@
 #include <string_view>
 
 #include "device/foundation/files/Descriptor.h"
+#include "simulator/server/base/DeviceNames.h"
 #include "simulator/server/base/Limits.h"
-#include "simulator/server/base/Result.h"
 
 namespace vecamera::simulator {
 
@@ -19,7 +19,7 @@ namespace vecamera::simulator {
 using HeldFile = std::shared_ptr<const std::filesystem::path>;
 
 /// The pictures and movies that a phone was given, as files under names of the server's own:
-/// "media/3.jpg". A file stays as it came until it is held, and goes with the last who holds it.
+/// "media/3.jpg". A finished file stays until it is held, and is removed with its last holder.
 /// Any thread. Outlives its writers and holders.
 class MediaFolder {
  public:
@@ -33,7 +33,7 @@ class MediaFolder {
     ~Writer();
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
-    Result<> write(std::span<const char> bytes);
+    ScriptResult<> write(std::span<const char> bytes);
     /// The file can be used from now on. Gives its name.
     std::string finish();
     std::uint64_t bytes() const { return bytes_; }
@@ -54,11 +54,11 @@ class MediaFolder {
 
   /// Begins a file; of the name that it is given only the extension is used. Fails where there are
   /// too many, or the folder cannot be written.
-  Result<std::unique_ptr<Writer>> begin(std::string_view originalName);
+  ScriptResult<std::unique_ptr<Writer>> begin(std::string_view originalName);
   /// A whole file at once. Gives its name, as `Writer::finish`.
-  Result<std::string> add(const Data& contents, std::string_view originalName);
+  ScriptResult<std::string> add(const Data& contents, std::string_view originalName);
   /// The file of a name that `Writer::finish` gave, or one of a data URL's bytes.
-  Result<HeldFile> hold(std::string_view nameOrDataUrl);
+  ScriptResult<HeldFile> hold(std::string_view nameOrDataUrl);
   /// Removes the finished files that nobody holds.
   void removeUnheld();
 

@@ -43,7 +43,7 @@ std::optional<std::string> outsideFile(const Value& value, std::span<const fs::p
 
 }  // namespace
 
-Result<> checkFiles(const script::Step& step, std::span<const fs::path> folders) {
+ScriptResult<> checkFiles(const script::Step& step, std::span<const fs::path> folders) {
   const Dictionary* info = nullptr;
   if (const auto* capture = std::get_if<script::CaptureStep>(&step)) info = &capture->info;
   if (const auto* pick = std::get_if<script::PickStep>(&step)) info = &pick->info;

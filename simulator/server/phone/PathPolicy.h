@@ -4,12 +4,12 @@
 #include <span>
 
 #include "device/script/script/Script.h"
-#include "simulator/server/base/Result.h"
+#include "simulator/server/base/DeviceNames.h"
 
 namespace vecamera::simulator {
 
-/// An error where the step would have the module read a file that lies in none of the folders: the
-/// info of a capture or pick may hold addresses of files. Any thread.
-Result<> checkFiles(const script::Step& step, std::span<const std::filesystem::path> folders);
+/// An error where the info of a capture or pick names a file outside of the folders: the module
+/// would read it. Any thread.
+ScriptResult<> checkFiles(const script::Step& step, std::span<const std::filesystem::path> folders);
 
 }  // namespace vecamera::simulator

@@ -21,7 +21,7 @@ namespace {
 namespace fs = std::filesystem;
 using std::chrono::microseconds;
 
-/// What takes the place of "file://" where a recording is played, and no server is there.
+/// Replaces "file://" where a recording is played without a server.
 constexpr const char* recordedPrefix = "velmora-file://";
 
 /// The key under which a step names a file of media; empty where it does not.
@@ -45,15 +45,15 @@ void emptyFolder(const std::string& path) {
 
 void PhoneDevice::start() {
   if (const auto begun = begin(setup_.device, OldAssets::keep); !begun)
-    setup_.diagnose("the phone cannot begin: " + begun.error().message());
+    setup_.diagnose("the phone cannot begin: " + begun.error().description());
   sendState();
 }
 
 void PhoneDevice::handle(const std::string& message) {
-  auto request = parseRequest(message);
-  if (!request) return messages_.sendReply(request.error().id, failed(request.error().why));
+  auto request = parsePhoneRequest(message);
+  if (!request) return messages_.sendReply(request.error().id, failed(request.error().message));
   const auto result = carryOut(*request);
-  // Whoever hears of a failed restart hears how things stand, also where nothing has changed.
+  // After a failed restart the state is sent also where it has not changed.
   if (!result && std::holds_alternative<RestartRequest>(request->what)) messages_.forgetState();
   sendState();
   if (!diagnostics_.view().empty())
@@ -62,7 +62,7 @@ void PhoneDevice::handle(const std::string& message) {
 }
 
 /// Each request gets a reply, also where a library throws.
-Result<> PhoneDevice::carryOut(PhoneRequest& request) {
+ScriptResult<> PhoneDevice::carryOut(PhoneRequest& request) {
   try {
     if (auto* step = std::get_if<StepRequest>(&request.what))
       return play(std::move(step->step), request.bytes);
@@ -73,7 +73,7 @@ Result<> PhoneDevice::carryOut(PhoneRequest& request) {
   }
 }
 
-Result<> PhoneDevice::restart(const RestartRequest& request) {
+ScriptResult<> PhoneDevice::restart(const RestartRequest& request) {
   if (auto allowed = checkRequestedPart(request.device); !allowed) return allowed;
   DevicePart part{request.device, setup_.device.serverOwned, Json::array()};
   // It is of this one device: the next one draws other identifiers again.
@@ -92,7 +92,7 @@ Result<> PhoneDevice::restart(const RestartRequest& request) {
       auto& file = asset["file"];
       if (!file.is_string()) return failed("library", "a \"file\" is a text");
       auto found = media_.hold(file.get_ref<const std::string&>());
-      if (!found) return failed("file", found.error().why);
+      if (!found) return failed("file", found.error().message);
       file = (*found)->string();
       held.push_back(*std::move(found));
     }
@@ -105,7 +105,7 @@ Result<> PhoneDevice::restart(const RestartRequest& request) {
   return begin(part, request.oldAssets);
 }
 
-Result<> PhoneDevice::restoreSamples() {
+ScriptResult<> PhoneDevice::restoreSamples() {
   const auto store = library_.store();
   if (!store) return failed(broken_);
   for (const auto& sample : sampleMedia()) {
@@ -118,7 +118,7 @@ Result<> PhoneDevice::restoreSamples() {
   return {};
 }
 
-Result<> PhoneDevice::begin(const DevicePart& part, OldAssets oldAssets) {
+ScriptResult<> PhoneDevice::begin(const DevicePart& part, OldAssets oldAssets) {
   session_.reset();
   emptyFolder(home_.temporaryDirectory());
   state_ = PhoneState(setup_.filesAddress, part.requested.value("faults", Json::array()));
@@ -130,21 +130,21 @@ Result<> PhoneDevice::begin(const DevicePart& part, OldAssets oldAssets) {
   calls_ = 0;
   callBytes_ = 0;
   broken_.clear();
-  Result<> made;
+  ScriptResult<> made;
   try {
     made = makeDevice(part, oldAssets);
   } catch (const std::exception& thrown) {
     made = failed(thrown.what());
   }
   if (!made) {
-    broken_ = made.error().message();
+    broken_ = made.error().description();
     session_.reset();
   }
   library_.update();
   return made;
 }
 
-Result<> PhoneDevice::makeDevice(const DevicePart& part, OldAssets oldAssets) {
+ScriptResult<> PhoneDevice::makeDevice(const DevicePart& part, OldAssets oldAssets) {
   if (auto opened = library_.open(oldAssets); !opened) return opened;
   const auto script = scriptOf({part.requested, part.serverOwned, library_.missing(part.library)});
   if (!script) return script.failure();
@@ -175,7 +175,7 @@ Result<> PhoneDevice::makeDevice(const DevicePart& part, OldAssets oldAssets) {
   return {};
 }
 
-/// The one of the recording, but that what it answers for a temporary file can be fetched.
+/// As in the recording, but temporary files get addresses that the browser can fetch.
 URLTransformer PhoneDevice::urlTransformer() const {
   const auto files =
       foundation::Urls().fileURLWithPath(home_.temporaryDirectory() + "/").absoluteString();
@@ -197,18 +197,18 @@ void PhoneDevice::beginRecording(const DevicePart& part, const script::DeviceSet
   std::vector<Recording::Asset> assets;
   const auto held = library_.hold(setup_.media.totalBytes, assets);
   recording_.begin(std::move(device), std::move(assets));
-  if (!held) recording_.end(held.error().message());
+  if (!held) recording_.end(held.error().description());
 }
 
-Result<> PhoneDevice::play(Json step, std::size_t bytes) {
+ScriptResult<> PhoneDevice::play(Json step, std::size_t bytes) {
   if (!session_) return failed("there is no device: " + broken_);
   if (const auto alive = session_->checkProcess(); !alive)
-    return failed(alive.error().why + "; restart the device");
+    return failed(alive.error().message + "; restart the device");
   Recording::File file{mediaKeyOf(step), {}};
   if (!file.key.empty()) {
     auto& name = step[file.key];
     auto held = media_.hold(name.get_ref<const std::string&>());
-    if (!held) return failed(file.key, held.error().why);
+    if (!held) return failed(file.key, held.error().message);
     file.held = *std::move(held);
     name = file.held->string();
   }
@@ -234,7 +234,7 @@ Result<> PhoneDevice::play(Json step, std::size_t bytes) {
 }
 
 /// Whether a phone plays what a script may hold.
-Result<> PhoneDevice::checkLimits(const script::Step& step, std::size_t bytes) {
+ScriptResult<> PhoneDevice::checkLimits(const script::Step& step, std::size_t bytes) {
   const auto& limits = setup_.limits;
   const std::array folders = {media_.folder() / "media", fs::path(home_.temporaryDirectory())};
   if (auto allowed = checkFiles(step, folders); !allowed) return allowed;
@@ -254,7 +254,7 @@ Result<> PhoneDevice::checkLimits(const script::Step& step, std::size_t bytes) {
 }
 
 /// Reports the error where the device's process has ended.
-void PhoneDevice::reportEnd(const Result<>& result) {
+void PhoneDevice::reportEnd(const ScriptResult<>& result) {
   if (!result && !session_->checkProcess())
     session_->reportFailure(messages_.step(), result.error());
 }
@@ -265,12 +265,12 @@ void PhoneDevice::record(const Json& step, Recording::File file) {
   if (!isUnsettled_ && !session_->waitingFor()) recording_.releaseFiles();
 }
 
-/// Where nobody gave the phone a time, its clock stands still during a step and is taken to the
-/// real time before it, by a step of its own. While the device is in the middle of something the
-/// clock stays, because a script that is played again comes to these steps at once.
+/// A clock that nobody set follows the real time: a recorded step of its own moves it before each
+/// step, and it stands still during the step. It is not moved while work is pending, because a
+/// replay goes on to the next step at once.
 void PhoneDevice::moveClock() {
   if (clockMode_ == ClockMode::fixed || isUnsettled_ || session_->waitingFor()) return;
-  const auto by = setup_.realTime() + clockOffset_ - session_->device().base.clock->now();
+  const auto by = setup_.realTime() + clockOffset_ - session_->device().environment.clock->now();
   if (by <= microseconds(0)) return;
   messages_.setStep(recording_.steps());
   if (!session_->play(script::AdvanceStep{by})) return;

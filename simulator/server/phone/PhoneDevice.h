@@ -11,10 +11,10 @@
 #include "simulator/server/phone/MediaFolder.h"
 #include "simulator/server/phone/PhoneLibrary.h"
 #include "simulator/server/phone/PhoneMessages.h"
+#include "simulator/server/phone/PhoneRequest.h"
 #include "simulator/server/phone/PhoneSetup.h"
 #include "simulator/server/phone/PhoneState.h"
 #include "simulator/server/phone/Recording.h"
-#include "simulator/server/phone/Requests.h"
 
 namespace vecamera::simulator {
 
@@ -40,18 +40,18 @@ class PhoneDevice {
   void resume();
 
  private:
-  Result<> carryOut(PhoneRequest& request);
-  Result<> restart(const RestartRequest& request);
-  Result<> restoreSamples();
+  ScriptResult<> carryOut(PhoneRequest& request);
+  ScriptResult<> restart(const RestartRequest& request);
+  ScriptResult<> restoreSamples();
 
-  Result<> begin(const DevicePart& part, OldAssets oldAssets);
-  Result<> makeDevice(const DevicePart& part, OldAssets oldAssets);
+  ScriptResult<> begin(const DevicePart& part, OldAssets oldAssets);
+  ScriptResult<> makeDevice(const DevicePart& part, OldAssets oldAssets);
   URLTransformer urlTransformer() const;
   void beginRecording(const DevicePart& part, const script::DeviceSetup& setup);
   /// `bytes` is the length of the message.
-  Result<> play(Json step, std::size_t bytes);
-  Result<> checkLimits(const script::Step& step, std::size_t bytes);
-  void reportEnd(const Result<>& result);
+  ScriptResult<> play(Json step, std::size_t bytes);
+  ScriptResult<> checkLimits(const script::Step& step, std::size_t bytes);
+  void reportEnd(const ScriptResult<>& result);
   void record(const Json& step, Recording::File file);
   void moveClock();
   void sendState();

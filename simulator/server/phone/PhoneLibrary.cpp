@@ -24,22 +24,23 @@ constexpr std::size_t maxPictureBytes = 256U << 20U;
 /// A folder for files that are to stay, removed when nobody needs it any more.
 using KeptFolder = std::shared_ptr<const foundation::TemporaryFolder>;
 
-/// The file under another name too, so that it stays when the first is removed. Null where it
-/// cannot be had. `copyBytes` is what may be copied yet.
-HeldFile keepFile(const fs::path& file, const KeptFolder& folder, std::uint64_t& copyBytes) {
-  if (!folder) return nullptr;
+/// The file under a second name, so that it stays when the first is removed. `copyBytes` is how
+/// much may still be copied.
+FileResult<HeldFile> keepFile(const fs::path& file, const KeptFolder& folder,
+                              std::uint64_t& copyBytes) {
   const auto as = folder->path() / (randomToken() + file.extension().string());
-  std::error_code failed;
-  fs::create_hard_link(file, as, failed);
+  std::error_code error;
+  fs::create_hard_link(file, as, error);
   // Some disks have no such links.
-  if (failed) {
-    const auto bytes = fs::file_size(file, failed);
-    if (failed || bytes > copyBytes) return nullptr;
+  if (error) {
+    const auto bytes = fs::file_size(file, error);
+    if (error) return foundation::fileFailure(error.value());
+    if (bytes > copyBytes) return foundation::fileFailure(EFBIG);
     copyBytes -= bytes;
-    fs::copy_file(file, as, failed);
-    if (failed) unlink(as.c_str());
+    fs::copy_file(file, as, error);
+    if (error) unlink(as.c_str());
   }
-  if (failed) return nullptr;
+  if (error) return foundation::fileFailure(error.value());
   return HeldFile(new fs::path(as), [folder](const fs::path* path) {
     unlink(path->c_str());
     delete path;
@@ -65,7 +66,7 @@ std::shared_ptr<device::photos::LibraryStore> PhoneLibrary::store() const {
   return store_;
 }
 
-Result<> PhoneLibrary::open(OldAssets oldAssets) {
+ScriptResult<> PhoneLibrary::open(OldAssets oldAssets) {
   if (!store()) {
     if (!foundation::ApplicationHome::open(home().string()))
       return failed(home().string() + ": it cannot be a device's home; name a folder of your own");
@@ -89,7 +90,8 @@ Json PhoneLibrary::missing(const std::optional<Json>& listed) const {
   return assets;
 }
 
-Result<> PhoneLibrary::hold(std::uint64_t copyBytes, std::vector<Recording::Asset>& assets) const {
+ScriptResult<> PhoneLibrary::hold(std::uint64_t copyBytes,
+                                  std::vector<Recording::Asset>& assets) const {
   const auto store = this->store();
   const auto records = store->list();
   if (!records) return failed(records.error().message);
@@ -99,9 +101,10 @@ Result<> PhoneLibrary::hold(std::uint64_t copyBytes, std::vector<Recording::Asse
       made ? std::make_shared<foundation::TemporaryFolder>(*std::move(made)) : nullptr;
   for (const auto& record : *records) {
     const auto original = store->originalFile(record.identifier);
-    auto held = original ? keepFile(*original, folder, copyBytes) : nullptr;
+    auto held = original && folder ? keepFile(*original, folder, copyBytes)
+                                   : foundation::fileFailure(ENOENT);
     if (held)
-      assets.push_back({record.identifier, std::move(held)});
+      assets.push_back({record.identifier, *std::move(held)});
     else if (store->fetchByIdentifier(record.identifier))
       return failed("\"" + record.identifier + "\" of the photo library cannot be kept for it");
     // Else another phone of this home has removed it meanwhile.
@@ -120,7 +123,7 @@ void PhoneLibrary::update() {
   ++version_;
 }
 
-Result<> checkAssets(const Json& listed) {
+ScriptResult<> checkAssets(const Json& listed) {
   const auto options = script::libraryOptions();
   for (std::size_t i = 0; i < listed.size(); ++i) {
     const std::string file = listed[i]["file"];

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "device/photos/LibraryStore.h"
-#include "simulator/server/base/Result.h"
+#include "simulator/server/base/DeviceNames.h"
 #include "simulator/server/phone/Recording.h"
 
 namespace vecamera::simulator {
@@ -28,14 +28,14 @@ class PhoneLibrary {
   std::shared_ptr<device::photos::LibraryStore> store() const;
   const std::filesystem::path& home() const { return sharedHome_ ? *sharedHome_ : ownHome_; }
 
-  Result<> open(OldAssets oldAssets);
+  ScriptResult<> open(OldAssets oldAssets);
   /// Of the assets that a `device` part lists, those that the library does not have. Nothing
   /// listed: the samples, where the library is the phone's own.
   Json missing(const std::optional<Json>& listed) const;
-  /// Adds the files of all assets, kept for a recording, however the library changes: up to the
-  /// first that cannot be kept. At most so many bytes are copied, and only where the disk has no
-  /// hard links.
-  Result<> hold(std::uint64_t copyBytes, std::vector<Recording::Asset>& assets) const;
+  /// Adds all assets, with files that stay when the library changes. Ends with an error at the
+  /// first that cannot be kept. The files are hard links. Where the disk has none they are copies,
+  /// of at most `copyBytes` in all.
+  ScriptResult<> hold(std::uint64_t copyBytes, std::vector<Recording::Asset>& assets) const;
   /// Grows with each change that `update` finds.
   std::uint64_t version() const { return version_; }
   void update();
@@ -51,6 +51,6 @@ class PhoneLibrary {
 };
 
 /// Whether the library would take each of the listed files.
-Result<> checkAssets(const Json& listed);
+ScriptResult<> checkAssets(const Json& listed);
 
 }  // namespace vecamera::simulator

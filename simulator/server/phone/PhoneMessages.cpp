@@ -27,9 +27,9 @@ void PhoneMessages::sendState(const Json& state) {
   send_({PhoneMessage::Kind::state, std::move(text)});
 }
 
-void PhoneMessages::sendReply(const Json& id, const Result<>& result) {
+void PhoneMessages::sendReply(const Json& id, const ScriptResult<>& result) {
   Json reply{{"type", result ? "done" : "failed"}, {"id", id}};
-  if (!result) reply["why"] = result.error().message();
+  if (!result) reply["why"] = result.error().description();
   send_({PhoneMessage::Kind::reply, toLine(reply)});
 }
 

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "device/script/play/PlaySession.h"
-#include "simulator/server/base/Result.h"
+#include "simulator/server/base/DeviceNames.h"
 #include "simulator/server/phone/PhoneSetup.h"
 
 namespace vecamera::simulator {
@@ -30,7 +30,7 @@ class PhoneMessages {
   void sendState(const Json& state);
   /// The next state is sent in any case.
   void forgetState() { lastState_.clear(); }
-  void sendReply(const Json& id, const Result<>& result);
+  void sendReply(const Json& id, const ScriptResult<>& result);
   void sendRestarted(const Json& device);
 
  private:

@@ -19,10 +19,10 @@ struct PhoneMessage {
     state,
     /// `done` or `failed`: each request gets one, the last message that it brings about.
     reply,
-    /// Passes: nobody gets it again.
+    /// Sent once: nobody gets it again.
     transient,
-    /// Not for the browser as it is: the device ends for a new one, with this `device` part, and
-    /// what follows is of that one.
+    /// A new device replaces the old one, and what follows is of the new one. The text is its
+    /// `device` part, not a whole message.
     restarted,
   };
   Kind kind = Kind::logged;

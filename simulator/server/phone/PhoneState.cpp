@@ -96,8 +96,8 @@ void PhoneState::onEvent(const Json& event, std::string_view text) {
   }
 }
 
-/// Gives the files that have no owner to the callback whose command is under way or was the last,
-/// and forgets those that are gone.
+/// A file without an owner is given to the callback of the current or latest command. Owners of
+/// files that are gone are dropped.
 Json PhoneState::files(script::ScriptedDevice& device) {
   const auto& plugin = device.container.plugin();
   const auto callback = std::dynamic_pointer_cast<device::container::Callback>(
@@ -105,7 +105,7 @@ Json PhoneState::files(script::ScriptedDevice& device) {
   const auto current = callback ? callback->name() : std::string();
   std::map<std::string, std::string> owners;
   Json files = Json::array();
-  for (const auto& [name, file] : temporaryFiles(device.base.temporaryDirectory)) {
+  for (const auto& [name, file] : temporaryFiles(device.environment.temporaryDirectory)) {
     const auto found = owners_.find(name);
     const auto& owner = found == owners_.end() ? current : found->second;
     owners.emplace(name, owner);
@@ -151,11 +151,11 @@ Json PhoneState::message(script::PlaySession* session, const std::string& broken
   state["callbacks"] = callbacksOf(*session);
   state["files"] = files(device);
   state["faults"] = faultsOf(device, faults_);
-  state["clock"]["now"] = foundation::formatISO8601(device.base.clock->now());
+  state["clock"]["now"] = foundation::formatISO8601(device.environment.clock->now());
   state["location"]["running"] = device.location.isRunning();
   state["waiting"] = orNull(session->waitingFor());
   const auto process = session->checkProcess();
-  state["broken"] = process ? Json() : Json(process.error().why);
+  state["broken"] = process ? Json() : Json(process.error().message);
   return state;
 }
 

@@ -13,7 +13,7 @@ namespace vecamera::simulator {
 enum class ClockMode { real, fixed };
 
 /// The state of a device as a browser sees it, from the device itself and its earlier events. Used
-/// by whoever conducts the device's session.
+/// on the thread that conducts the device's session.
 class PhoneState {
  public:
   /// `filesAddress` begins the addresses of the device's temporary files. `faults` are those that

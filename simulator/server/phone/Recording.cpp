@@ -19,12 +19,12 @@ constexpr std::chrono::seconds writeInterval{1};
 /// Of the phone's time, writing takes no more than one part in so many.
 constexpr int writeShare = 10;
 
-/// The file as a JSON text, piece by piece.
-bool writeDataUrl(std::ostream& out, const fs::path& path) {
+/// The file as a JSON text, piece by piece. A failed write shows in the stream.
+FileResult<void> writeDataUrl(std::ostream& out, const fs::path& path) {
   // Pieces of a multiple of three bytes have no padding between them.
   std::array<char, 3 * 16384> piece;
   std::ifstream file(path, std::ios::binary);
-  if (!file) return false;
+  if (!file) return foundation::fileFailure();
   // Parameters of a media type have no place in the address of a file.
   const auto type = contentTypeOf(path.string());
   out << "\"data:" << type.substr(0, type.find(';')) << ";base64,";
@@ -33,29 +33,18 @@ bool writeDataUrl(std::ostream& out, const fs::path& path) {
     out << foundation::Base64().base64EncodedString("", Data::copyOf(bytes));
   }
   out << '"';
-  return file.eof() && out.good();
+  if (!file.eof()) return foundation::fileFailure(EIO);
+  return {};
 }
 
-/// The text of an object, which is not empty, with one more member, which is the file.
-bool writeWithFile(std::ostream& out, std::string_view object, const std::string& key,
-                   const fs::path& path) {
+/// The text of an object, which is not empty, with the file as one more member.
+FileResult<void> writeWithFile(std::ostream& out, std::string_view object, const std::string& key,
+                               const fs::path& path) {
   object.remove_suffix(1);
   out << object << ",\"" << key << "\":";
-  const bool written = writeDataUrl(out, path);
+  auto written = writeDataUrl(out, path);
   out << '}';
   return written;
-}
-
-/// Nobody reads half a file under its name, and a failed write leaves none behind. Until it is
-/// whole it has a hidden name, which no watcher of the folder minds.
-template <class Write>
-bool replaceFile(const fs::path& path, Write write) {
-  auto partial = foundation::PartialFile::createBeside(path);
-  if (!partial) return false;
-  std::ofstream out(partial->path(), std::ios::binary | std::ios::trunc);
-  const bool isWritten = out.is_open() && write(out);
-  out.close();
-  return isWritten && !out.fail() && partial->moveTo(path);
 }
 
 }  // namespace
@@ -122,41 +111,43 @@ std::size_t Recording::steps() const {
   return steps_.size();
 }
 
-bool Recording::writeTo(const fs::path& path) const {
+FileResult<void> Recording::writeTo(const fs::path& path) const {
   std::unique_lock lock(mutex_);
   const auto device = device_;
   const auto library = library_;
   const auto steps = steps_;
   lock.unlock();
-  return replaceFile(path, [&](std::ostream& out) {
-    bool written = true;
-    out << "{\n  \"device\": {";
-    const char* separator = "\n    ";
-    for (const auto& [key, value] : device.items()) {
-      out << std::exchange(separator, ",\n    ") << Json(key).dump() << ": " << toLine(value);
+
+  auto partial = foundation::PartialFile::createBeside(path);
+  if (!partial) return partial.failure();
+  std::ofstream out(partial->path(), std::ios::binary | std::ios::trunc);
+  out << "{\n  \"device\": {";
+  const char* separator = "\n    ";
+  for (const auto& [key, value] : device.items())
+    out << std::exchange(separator, ",\n    ") << Json(key).dump() << ": " << toLine(value);
+  if (!library.empty()) {
+    out << std::exchange(separator, ",\n    ") << "\"library\": [";
+    const char* between = "\n      ";
+    for (const auto& asset : library) {
+      out << std::exchange(between, ",\n      ");
+      const auto text = toLine({{"id", asset.id}});
+      if (auto written = writeWithFile(out, text, "file", *asset.held); !written) return written;
     }
-    if (!library.empty()) {
-      out << std::exchange(separator, ",\n    ") << "\"library\": [";
-      const char* between = "\n      ";
-      for (const auto& asset : library) {
-        out << std::exchange(between, ",\n      ");
-        const auto text = toLine({{"id", asset.id}});
-        written = writeWithFile(out, text, "file", *asset.held) && written;
-      }
-      out << "\n    ]";
-    }
-    out << "\n  },\n  \"steps\": [";
-    separator = "\n    ";
-    for (const auto& step : steps) {
-      out << std::exchange(separator, ",\n    ");
-      if (step.file.key.empty())
-        out << step.text;
-      else
-        written = writeWithFile(out, step.text, step.file.key, *step.file.held) && written;
-    }
-    out << "\n  ]\n}\n";
-    return written;
-  });
+    out << "\n    ]";
+  }
+  out << "\n  },\n  \"steps\": [";
+  separator = "\n    ";
+  for (const auto& [text, file] : steps) {
+    out << std::exchange(separator, ",\n    ");
+    if (file.key.empty())
+      out << text;
+    else if (auto written = writeWithFile(out, text, file.key, *file.held); !written)
+      return written;
+  }
+  out << "\n  ]\n}\n";
+  out.close();
+  if (!out) return foundation::fileFailure(EIO);
+  return partial->moveTo(path);
 }
 
 }  // namespace vecamera::simulator

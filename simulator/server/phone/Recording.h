@@ -14,7 +14,7 @@
 
 namespace vecamera::simulator {
 
-/// What was done with a phone, as a device script of one file: media stand in it as data URLs. Any
+/// What was done with a phone, as a device script of one file, which holds media as data URLs. Any
 /// thread, but for what is the phone's.
 class Recording {
  public:
@@ -25,9 +25,9 @@ class Recording {
             std::function<void(const std::string&)> diagnose)
       : limits_(limits), file_(std::move(file)), diagnose_(std::move(diagnose)) {}
 
-  /// A file that takes its place in the script when that is written.
+  /// A file of media, whose bytes are put into the script when that is written.
   struct File {
-    /// The key in whose place the file stands; empty: there is none.
+    /// The step's key for the file; empty: there is no file.
     std::string key;
     HeldFile held;
   };
@@ -39,9 +39,9 @@ class Recording {
   std::size_t steps() const;
   /// Why the recording has ended; nothing: it goes on.
   std::optional<std::string> ended() const;
-  /// Writes the script into the place of that file, so that nobody sees half of it. False where it
-  /// cannot be written, or one of its media is gone.
-  bool writeTo(const std::filesystem::path& path) const;
+  /// Writes the script to the file, which is replaced as a whole. One of the media that cannot be
+  /// read is an error, too.
+  FileResult<void> writeTo(const std::filesystem::path& path) const;
 
   // On the phone's thread.
 

@@ -49,10 +49,8 @@ class AppSite : public Site {
   }
 
   Reaction react(const Request& request) override {
-    if (!isOwnHost(request.host, setup_.port))
-      return errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost");
-    const auto target = parseTarget(request.target);
-    if (!target) return errorResponse(400, "the address is none that a browser would send");
+    auto target = targetOf(request, setup_.port);
+    if (!target) return std::move(target).error();
     if (request.method != Method::get || request.isWebSocket)
       return errorResponse(
           405, "this server hands out files only; the app's own services stay where they are");

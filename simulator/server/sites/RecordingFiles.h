@@ -10,8 +10,8 @@ namespace vecamera::simulator {
 /// "flow-2.json". Immutable; any thread.
 class RecordingFiles {
  public:
-  /// Nothing: nowhere. The folder of the first one exists. What writers that died left half-written
-  /// in it is removed.
+  /// Nothing: nowhere. The folder of the first one exists; partial files of writers that died are
+  /// removed from it.
   explicit RecordingFiles(std::optional<std::filesystem::path> first = std::nullopt);
 
   /// That of the session of that number, counted from 1.

@@ -28,8 +28,9 @@ std::shared_ptr<MessageHandler> SessionRegistry::open(std::string_view id, std::
   if (sessions_.size() >= setup_.limits.sessions && !makeRoom())
     return std::make_shared<Refusal>("there are " + std::to_string(sessions_.size()) +
                                      " phones already; close a tab of one");
-  if (auto made = make(host)) return made;
-  return std::make_shared<Refusal>("no temporary folder can be made; check TMPDIR");
+  const auto made = make(host);
+  if (!made) return std::make_shared<Refusal>(made.error().message);
+  return *made;
 }
 
 std::shared_ptr<Session> SessionRegistry::find(std::string_view id) const {
@@ -43,9 +44,9 @@ std::shared_ptr<Session> SessionRegistry::findByFileToken(std::string_view token
   return nullptr;
 }
 
-std::shared_ptr<Session> SessionRegistry::make(std::string_view host) {
+ScriptResult<std::shared_ptr<Session>> SessionRegistry::make(std::string_view host) {
   auto home = foundation::ApplicationHome::makePrivate();
-  if (!home) return nullptr;
+  if (!home) return failed("no temporary folder can be made; check TMPDIR");
   const auto origin = "http://" + std::string(host) + ":" + std::to_string(setup_.appPort);
   Session::Identity identity{randomToken(), randomToken(),
                              origin + "/.vecamera/enter?token=" + setup_.appToken, origin};

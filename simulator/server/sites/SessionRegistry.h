@@ -46,7 +46,7 @@ class SessionRegistry {
   void endAll(std::string_view why);
 
  private:
-  std::shared_ptr<Session> make(std::string_view host);
+  ScriptResult<std::shared_ptr<Session>> make(std::string_view host);
   /// Ends the session that has been disconnected for longest; false where all are connected.
   bool makeRoom();
   void end(const std::shared_ptr<Session>& session, std::string_view why);

@@ -7,6 +7,7 @@
 #include <span>
 
 #include "device/foundation/Dates.h"
+#include "device/script/play/PlaySession.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/sites/EmbeddedFiles.h"
 
@@ -37,16 +38,12 @@ Response listLibrary(device::photos::LibraryStore& store) {
   const auto records = store.list();
   if (!records) return errorResponse(500, records.error().message);
   Json assets = Json::array();
-  for (const auto& record : *records)
-    assets.push_back(
-        {{"id", record.identifier},
-         {"type", record.type == PHAssetResourceType::video ? "video" : "photo"},
-         {"bytes", record.byteCount},
-         {"width", record.width},
-         {"height", record.height},
-         {"format", device::photos::formatName(record)},
-         {"created", foundation::formatISO8601(record.created)},
-         {"duration", record.durationSeconds ? Json(*record.durationSeconds) : Json()}});
+  for (const auto& record : *records) {
+    auto asset = script::assetToJson(record);
+    asset["created"] = foundation::formatISO8601(record.created);
+    asset["duration"] = record.durationSeconds ? Json(*record.durationSeconds) : Json();
+    assets.push_back(std::move(asset));
+  }
   return jsonResponse({{"assets", assets}});
 }
 
@@ -74,10 +71,10 @@ Response original(device::photos::LibraryStore& store, const std::string& asset)
 Response recordingFile(const Session& session, Phone& phone) {
   const Segments name{"script-" + randomToken() + ".json"};
   const std::filesystem::path folder = phone.folder();
-  const auto isWritten = phone.recording().writeTo(folder / name.front());
+  const auto written = phone.recording().writeTo(folder / name.front());
   auto file = openConfined(folder, name);
   unlink((folder / name.front()).c_str());
-  if (!isWritten || !file)
+  if (!written || !file)
     return errorResponse(500, "the recording cannot be written; is the disk full?");
   auto response = fileResponse(*std::move(file), name.front(), "no-store");
   response.fields.emplace_back(
@@ -90,12 +87,13 @@ class MediaUpload : public Upload {
  public:
   MediaUpload(std::shared_ptr<Session> session, std::unique_ptr<MediaFolder::Writer> writer)
       : session_(std::move(session)), writer_(std::move(writer)) {}
-  bool write(std::span<const char> bytes) override {
-    written_ = writer_->write(bytes);
-    return bool{written_};
+  device::Result<void, Response> write(std::span<const char> bytes) override {
+    const auto written = writer_->write(bytes);
+    if (written) return {};
+    const auto status = writer_->hasDiskFailed() ? 507 : 413;
+    return Failure(errorResponse(status, written.error().message));
   }
   Response finish() override {
-    if (!written_) return errorResponse(writer_->hasDiskFailed() ? 507 : 413, written_.error().why);
     const auto bytes = writer_->bytes();
     return jsonResponse({{"file", writer_->finish()}, {"bytes", bytes}});
   }
@@ -104,7 +102,6 @@ class MediaUpload : public Upload {
   // Keeps the writer's folder.
   const std::shared_ptr<Session> session_;
   const std::unique_ptr<MediaFolder::Writer> writer_;
-  Result<> written_;
 };
 
 class SimulatorSite : public Site {
@@ -127,10 +124,8 @@ class SimulatorSite : public Site {
   }
 
   Reaction react(const Request& request) override {
-    if (!isOwnHost(request.host, setup_.port))
-      return errorResponse(403, "this server answers to its own name only, 127.0.0.1 or localhost");
-    auto target = parseTarget(request.target);
-    if (!target) return errorResponse(400, "the address is none that a browser would send");
+    auto target = targetOf(request, setup_.port);
+    if (!target) return std::move(target).error();
     if (target->segments.empty() || !sameSecret(target->segments.front(), setup_.secret))
       return notFound();
     target->segments.erase(target->segments.begin());
@@ -168,7 +163,7 @@ class SimulatorSite : public Site {
     if (path == Segments{"media"}) {
       if (request.method != Method::post) return errorResponse(405, "media are sent with POST");
       auto writer = phone.media().begin(target.queryValue("name"));
-      if (!writer) return errorResponse(413, writer.error().why);
+      if (!writer) return errorResponse(413, writer.error().message);
       return std::make_unique<MediaUpload>(session, *std::move(writer));
     }
     if (request.method != Method::get) return errorResponse(405, "this can only be read");

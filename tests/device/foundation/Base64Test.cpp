@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -73,6 +74,22 @@ TEST(Base64, PiecesOfWholeGroupsGiveTheTextOfTheWhole) {
     Base64().appendBase64(text, Data::copyOf(piece));
   }
   EXPECT_EQ(text, Base64().base64EncodedString("x", Data(bytes)));
+}
+
+TEST(Base64, IsDecodedStrictly) {
+  const auto decoded = [](std::string_view text) -> std::optional<std::string> {
+    const auto data = decodeBase64(text);
+    if (!data) return std::nullopt;
+    return std::string(data->bytes().begin(), data->bytes().end());
+  };
+  EXPECT_EQ(decoded(""), "");
+  EXPECT_EQ(decoded("Zg=="), "f");
+  EXPECT_EQ(decoded("Zg"), "f");
+  EXPECT_EQ(decoded("Zm8="), "fo");
+  EXPECT_EQ(decoded("Zm9v"), "foo");
+  EXPECT_EQ(decoded("+/+/"), "\xfb\xff\xbf");
+  for (const char* bad : {"Z", "Zg=", "Z===", "====", "Zh==", "Zm9 v", "Zm9-", "Zg==Zg=="})
+    EXPECT_EQ(decoded(bad), std::nullopt) << bad;
 }
 
 }  // namespace

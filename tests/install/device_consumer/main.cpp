@@ -14,7 +14,7 @@ int main() {
       })",
       ".");
   if (!read) {
-    std::cerr << read.error().message() << '\n';
+    std::cerr << read.error().description() << '\n';
     return 2;
   }
   int answers = 0;

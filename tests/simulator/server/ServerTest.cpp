@@ -199,7 +199,7 @@ TEST(ServerTest, TakesMediaAndPlaysThem) {
   const auto script = request(running.port(), "GET", base + "/script");
   EXPECT_THAT(script->header("Content-Disposition"), HasSubstr("attachment"));
   const auto parsed = device::script::parseScript(script->body, "/nonexistent");
-  ASSERT_TRUE(parsed) << parsed.error().message();
+  ASSERT_TRUE(parsed) << parsed.error().description();
 }
 
 TEST(ServerTest, GivesThePageWhatTheModuleAnsweredAndNothingElse) {
@@ -573,7 +573,7 @@ TEST(ServerTest, CannotShareAPort) {
   setup.port = running.port();
   const auto made = Server::make(std::move(setup));
   ASSERT_FALSE(made);
-  EXPECT_THAT(made.error().why, HasSubstr("--port"));
+  EXPECT_THAT(made.error().message, HasSubstr("--port"));
 }
 
 }  // namespace

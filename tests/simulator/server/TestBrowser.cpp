@@ -63,7 +63,7 @@ Error sendAll(asio::io_context& io, tcp::socket& socket, std::string_view bytes)
 
 RunningServer::RunningServer(ServerSetup setup) {
   auto made = Server::make(std::move(setup));
-  if (!made) throw std::runtime_error(made.error().why);
+  if (!made) throw std::runtime_error(made.error().message);
   server_ = *std::move(made);
   const auto address = server_->address();
   const auto colon = address.rfind(':');

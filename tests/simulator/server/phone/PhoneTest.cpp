@@ -46,7 +46,7 @@ std::string replaced(std::string text, const std::string& from, const std::strin
 /// are open at the end, which a phone sends as its state.
 std::vector<std::string> replayed(const std::filesystem::path& recording) {
   auto read = device::script::readScript(recording);
-  if (!read) throw std::runtime_error(read.error().message());
+  if (!read) throw std::runtime_error(read.error().description());
   auto& script = *read;
   const TestFolder folder;
   const auto temporary = (folder.path() / "tmp").string();
@@ -503,27 +503,6 @@ TEST(PhoneTest, EndsTheRecordingWhereAnAssetCannotBeKept) {
   EXPECT_EQ(phone.ask({{"type", "restart"}, {"device", Json::object()}})["type"], "done");
   EXPECT_THAT(phone.state()["recordingEnded"], HasSubstr("A/L0/001"));
   EXPECT_THAT(phone.diagnostics(), HasSubstr("the recording has ended"));
-}
-
-TEST(DevicePartTest, ComesFromAWholeScriptOrItsDevicePart) {
-  const TestFolder folder;
-  folder.write("photo.jpg", "not looked at before it is imported");
-  const auto file = folder.write("device.json", R"({"device":{
-    "locale":"de_DE","seed":7,"files":{"a.txt":""},"urlTransformer":null,
-    "temporaryDirectory":"tmp","library":[{"id":"A","file":"photo.jpg"}]}})");
-  const auto read = readDevicePart(file);
-  ASSERT_TRUE(read) << read.error().message();
-  EXPECT_EQ(read->requested, Json::parse(R"({"locale":"de_DE"})"));
-  EXPECT_TRUE(read->serverOwned.contains("seed") && read->serverOwned.contains("files"));
-  EXPECT_EQ((*read->library)[0]["file"], (folder.path() / "photo.jpg").string());
-
-  for (const auto& [text, why] :
-       {std::pair("{\"steps\":[]}", "no \"device\""), std::pair("{\"device\":{\"odd\":1}}", "odd"),
-        std::pair("{", "line 1")}) {
-    const auto refused = readDevicePart(folder.write("bad.json", text));
-    ASSERT_FALSE(refused) << text;
-    EXPECT_THAT(refused.error().message(), HasSubstr(why));
-  }
 }
 
 /// A step with one thing about it changed.

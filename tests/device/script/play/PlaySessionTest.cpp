@@ -27,7 +27,7 @@ class PlaySessionTest : public testing::Test {
   std::string play(std::string_view step) {
     const auto read = stepFromJson(*parseStrictJson(step), "/", FileScope::anywhere);
     const auto played = session_->play(read->step);
-    return played ? "" : played.error().message();
+    return played ? "" : played.error().description();
   }
 
   int asked_ = 0;

@@ -6,8 +6,6 @@
 #include <limits>
 #include <nlohmann/json.hpp>
 
-#include "device/foundation/Base64.h"
-
 namespace vecamera::device::script {
 namespace {
 
@@ -40,38 +38,6 @@ TEST(JsonValue, WhatIsPrintedIsReadBack) {
                                  {"list", Array{1, 1.0, true, Value(), "text", URL("a:b")}},
                                  {"nested", Dictionary{{"bytes", 5}}}};
   EXPECT_EQ(*toValue(Json::parse(lineOf(value))), value);
-}
-
-TEST(StrictJson, MembersAreSortedByKeyAndElementsKeepTheirOrder) {
-  const auto json = parseStrictJson(R"({"b": [3, {"z": 1.0, "y": -1}], "": null, "a": "é"})");
-  ASSERT_TRUE(json);
-  EXPECT_EQ(toLine(*json), R"({"":null,"a":"é","b":[3,{"y":-1,"z":1.0}]})");
-}
-
-TEST(StrictJson, NestingHasTheLimitThatIsAskedFor) {
-  const auto nested = [](std::size_t depth) {
-    return std::string(depth, '[') + std::string(depth, ']');
-  };
-  EXPECT_TRUE(parseStrictJson(nested(maxJsonDepth)));
-  EXPECT_FALSE(parseStrictJson(nested(maxJsonDepth + 1)));
-  EXPECT_TRUE(parseStrictJson(nested(3), 3));
-  EXPECT_FALSE(parseStrictJson(nested(4), 3));
-}
-
-TEST(JsonValue, Base64IsTakenStrictly) {
-  const auto bytesOf = [](std::string_view text) -> std::optional<std::string> {
-    const auto data = foundation::decodeBase64(text);
-    if (!data) return std::nullopt;
-    return std::string(data->bytes().begin(), data->bytes().end());
-  };
-  EXPECT_EQ(bytesOf(""), "");
-  EXPECT_EQ(bytesOf("Zg=="), "f");
-  EXPECT_EQ(bytesOf("Zg"), "f");
-  EXPECT_EQ(bytesOf("Zm8="), "fo");
-  EXPECT_EQ(bytesOf("Zm9v"), "foo");
-  EXPECT_EQ(bytesOf("+/+/"), "\xfb\xff\xbf");
-  for (const char* bad : {"Z", "Zg=", "Z===", "====", "Zh==", "Zm9 v", "Zm9-", "Zg==Zg=="})
-    EXPECT_EQ(bytesOf(bad), std::nullopt) << bad;
 }
 
 }  // namespace

@@ -86,7 +86,7 @@ TEST(Lanes, StopUnwindsAWaitingJobAndDropsTheRest) {
   EXPECT_TRUE(lanes.fatalError().empty());
 }
 
-TEST(Lanes, AFatalErrorIsNotedAndEndsItsJobOnly) {
+TEST(Lanes, AFatalErrorIsKeptAndEndsItsJobOnly) {
   bool later = false;
   Lanes lanes;
   lanes.main().post([] { throw FatalError("no location"); });

@@ -5,7 +5,6 @@
 #include <string_view>
 #include <variant>
 
-#include "device/base/Result.h"
 #include "simulator/server/phone/PhoneLibrary.h"
 
 /// What a browser asks of its phone.
@@ -33,12 +32,12 @@ struct PhoneRequest {
 };
 
 /// Why a message is no request.
-struct RequestError {
-  /// Null where it has none, or none before the place at which it is no JSON any more.
+struct PhoneRequestError {
+  /// Of the message; null where none can be read.
   Json id;
-  std::string why;
+  std::string message;
 };
 
-device::Result<PhoneRequest, RequestError> parseRequest(std::string_view message);
+device::Result<PhoneRequest, PhoneRequestError> parsePhoneRequest(std::string_view message);
 
 }  // namespace vecamera::simulator

@@ -36,7 +36,7 @@ class ScriptReader : public testing::Test {
   /// The error for the text, or an empty one.
   std::string errorOf(const std::string& text) const {
     const auto read = parseScript(text, folder_);
-    return read ? "" : read.error().message();
+    return read ? "" : read.error().description();
   }
 
   /// The script with these members of `device`.
@@ -56,7 +56,7 @@ class ScriptReader : public testing::Test {
   Script parsed(const std::string& text) const {
     auto read = parseScript(text, folder_);
     if (!read) {
-      ADD_FAILURE() << read.error().message();
+      ADD_FAILURE() << read.error().description();
       return {};
     }
     return *std::move(read);
@@ -441,7 +441,7 @@ TEST_F(ScriptReader, FileNamesStayInsideTheTemporaryDirectory) {
 TEST_F(ScriptReader, AStepByItselfHasPlacesOfItsOwnAndNoFileButThoseNamed) {
   const auto errorOfStep = [this](const std::string& text) {
     const auto read = stepFromJson(*parseStrictJson(text), folder_ / "bundles", FileScope::folder);
-    return read ? "" : read.error().place + " | " + read.error().why;
+    return read ? "" : read.error().place + " | " + read.error().message;
   };
   EXPECT_EQ(errorOfStep(R"({"do": "tap", "action": "OK", "settle": false})"), "");
   EXPECT_THAT(errorOfStep(R"({"do": "tapp"})"), StartsWith("do | unknown text \"tapp\""));
@@ -481,12 +481,14 @@ TEST_F(ScriptReader, RelativePathsStartFromTheFolderOfTheFile) {
   std::ofstream(folder_ / "flow.json")
       << R"({"steps": [{"do": "capture", "photo": "./bundles/../photo.jpg"}]})";
   const auto read = readScript(folder_ / "flow.json");
-  ASSERT_TRUE(read) << read.error().message();
+  ASSERT_TRUE(read) << read.error().description();
   EXPECT_EQ(std::get<CaptureStep>(read->steps.at(0).step).file, folder_ / "photo.jpg");
 }
 
 TEST_F(ScriptReader, AFileThatCannotBeAScriptIsNamed) {
-  const auto errorOfFile = [](const fs::path& path) { return readScript(path).error().message(); };
+  const auto errorOfFile = [](const fs::path& path) {
+    return readScript(path).error().description();
+  };
   EXPECT_THAT(errorOfFile(folder_ / "none.json"), StartsWith("there is no such file"));
   EXPECT_THAT(errorOfFile(folder_), StartsWith("it is a folder, not a script"));
 }

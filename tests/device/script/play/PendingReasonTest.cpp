@@ -19,7 +19,7 @@ using testing::HasSubstr;
 std::string reasonAfter(const std::string& device, const std::string& steps) {
   const auto script =
       parseScript("{\"device\": {" + device + "}, \"steps\": [" + steps + "]}", samplesFolder());
-  if (!script) return script.error().message();
+  if (!script) return script.error().description();
   std::string reason = "the last step did not leave a callback open";
   std::ostringstream diagnostics;
   const auto played = playScriptAsJson(
@@ -28,7 +28,7 @@ std::string reasonAfter(const std::string& device, const std::string& steps) {
         if (event.contains("why")) reason = event["why"];
       },
       diagnostics);
-  return played ? reason : played.error().message();
+  return played ? reason : played.error().description();
 }
 
 struct OpenCommand {

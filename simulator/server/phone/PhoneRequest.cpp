@@ -1,19 +1,18 @@
-#include "simulator/server/phone/Requests.h"
+#include "simulator/server/phone/PhoneRequest.h"
 
 #include <algorithm>
 #include <utility>
 
 #include "device/script/json/JsonFields.h"
-#include "simulator/server/base/Result.h"
+#include "simulator/server/base/DeviceNames.h"
 
 namespace vecamera::simulator {
 namespace {
 
 using Keys = std::vector<std::string_view>;
-using device::Failure;
 
 /// `message` has a text "type".
-Result<decltype(PhoneRequest::what)> readKind(Json& message) {
+ScriptResult<decltype(PhoneRequest::what)> readKind(Json& message) {
   const auto& type = message["type"].get_ref<const std::string&>();
   Keys keys{"type", "id"};
   if (type == "step") keys.insert(keys.begin(), "step");
@@ -56,18 +55,19 @@ Json idOf(std::string_view text) {
 
 }  // namespace
 
-device::Result<PhoneRequest, RequestError> parseRequest(std::string_view text) {
+device::Result<PhoneRequest, PhoneRequestError> parsePhoneRequest(std::string_view text) {
   // The steps of a script stand one level deeper than those of a message.
   auto parsed = script::parseStrictJson(text, script::maxJsonDepth - 1);
-  if (!parsed) return Failure{RequestError{idOf(text), parsed.error().message()}};
+  if (!parsed) return Failure{PhoneRequestError{idOf(text), parsed.error().description()}};
   auto& message = *parsed;
-  if (!message.is_object()) return Failure{RequestError{nullptr, "a message is a JSON object"}};
+  if (!message.is_object())
+    return Failure{PhoneRequestError{nullptr, "a message is a JSON object"}};
   const auto id = message.value("id", Json());
-  if (!id.is_number()) return Failure{RequestError{nullptr, "a message has a number \"id\""}};
+  if (!id.is_number()) return Failure{PhoneRequestError{nullptr, "a message has a number \"id\""}};
   if (!message.contains("type") || !message["type"].is_string())
-    return Failure{RequestError{id, "a message has a text \"type\""}};
+    return Failure{PhoneRequestError{id, "a message has a text \"type\""}};
   auto kind = readKind(message);
-  if (!kind) return Failure{RequestError{id, kind.error().why}};
+  if (!kind) return Failure{PhoneRequestError{id, kind.error().message}};
   return PhoneRequest{id, *std::move(kind), text.size()};
 }
 

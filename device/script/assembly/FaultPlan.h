@@ -11,15 +11,15 @@
 
 namespace vecamera::device::script {
 
-/// The faults in force. Any thread.
-class FaultBook {
+/// The faults that strike from now on. Any thread.
+class FaultPlan {
  public:
   void set(std::vector<Fault> faults) {
     const std::lock_guard lock(mutex_);
     faults_ = std::move(faults);
   }
-  /// The first fault at the point that still strikes, with one strike used up; nothing where there
-  /// is none. A fault that is about one path strikes only where that is among `paths`.
+  /// The first fault at the point that still strikes, which counts as one strike; nothing where
+  /// none does. A fault of one path strikes only where that is among `paths`.
   std::optional<Fault> strike(FaultPoint point,
                               std::initializer_list<std::string_view> paths = {}) {
     const std::lock_guard lock(mutex_);
@@ -31,8 +31,7 @@ class FaultBook {
     }
     return std::nullopt;
   }
-  /// How often each of the faults will strike yet, in the order in which they were set; nothing:
-  /// always.
+  /// How often each fault will still strike, in the order in which they were set; nothing: always.
   std::vector<std::optional<std::int64_t>> strikesLeft() const {
     const std::lock_guard lock(mutex_);
     std::vector<std::optional<std::int64_t>> left;

@@ -1,4 +1,4 @@
-#include "simulator/server/phone/Requests.h"
+#include "simulator/server/phone/PhoneRequest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -11,12 +11,12 @@ namespace {
 using testing::HasSubstr;
 
 std::string whyRefused(std::string_view message) {
-  const auto request = parseRequest(message);
-  return request ? "" : request.error().why;
+  const auto request = parsePhoneRequest(message);
+  return request ? "" : request.error().message;
 }
 
 TEST(PhoneRequestTest, AStepKeepsItsKeysForTheScriptReader) {
-  const auto request = parseRequest(R"({"type":"step","id":7,"step":{"do":"tap","odd":[1]}})");
+  const auto request = parsePhoneRequest(R"({"type":"step","id":7,"step":{"do":"tap","odd":[1]}})");
   ASSERT_TRUE(request);
   EXPECT_EQ(request->id, 7);
   EXPECT_EQ(std::get<StepRequest>(request->what).step,
@@ -25,7 +25,7 @@ TEST(PhoneRequestTest, AStepKeepsItsKeysForTheScriptReader) {
 
 TEST(PhoneRequestTest, ARestartKeepsTheLibraryUnlessAskedOtherwise) {
   const auto keeps = [](std::string_view text) {
-    return std::get<RestartRequest>(parseRequest(text)->what).oldAssets == OldAssets::keep;
+    return std::get<RestartRequest>(parsePhoneRequest(text)->what).oldAssets == OldAssets::keep;
   };
   EXPECT_TRUE(keeps(R"({"type":"restart","id":1,"device":{}})"));
   EXPECT_FALSE(keeps(R"({"type":"restart","id":1,"device":{},"keepLibrary":false})"));
@@ -50,7 +50,7 @@ TEST(PhoneRequestTest, WhatIsNoRequestIsRefusedWithItsIdAndAReason) {
       {R"({"id":1,"type":"restoreSamples","step":{}})", "step"},
   };
   for (const auto& [message, why] : cases) EXPECT_THAT(whyRefused(message), HasSubstr(why));
-  EXPECT_EQ(parseRequest(R"({"id":1.5,"type":"other"})").error().id, 1.5);
+  EXPECT_EQ(parsePhoneRequest(R"({"id":1.5,"type":"other"})").error().id, 1.5);
 }
 
 TEST(PhoneRequestTest, WhatCannotBeReadIsRefusedWithItsIdAsFarAsThatCanBeRead) {
@@ -71,7 +71,7 @@ TEST(PhoneRequestTest, WhatCannotBeReadIsRefusedWithItsIdAsFarAsThatCanBeRead) {
       {"[7", nullptr},
   };
   for (const auto& [message, id] : cases) {
-    const auto request = parseRequest(message);
+    const auto request = parsePhoneRequest(message);
     ASSERT_FALSE(request) << message;
     EXPECT_EQ(request.error().id, nlohmann::ordered_json(id)) << message;
   }
@@ -97,13 +97,13 @@ TEST(PhoneRequestTest, DamagedMessagesAreRequestsOrRefusedWithAReason) {
         default: text.insert(at, 1, "{}[]\":,\\0e-"[below(11)]); break;
       }
     }
-    const auto request = parseRequest(text);
+    const auto request = parsePhoneRequest(text);
     if (request) {
       EXPECT_TRUE(request->id.is_number()) << text;
       continue;
     }
     ++refused;
-    EXPECT_FALSE(request.error().why.empty()) << text;
+    EXPECT_FALSE(request.error().message.empty()) << text;
     EXPECT_TRUE(request.error().id.is_null() || request.error().id.is_number()) << text;
   }
   EXPECT_GT(refused, 10000);
