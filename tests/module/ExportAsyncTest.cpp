@@ -18,7 +18,7 @@ Task<void> exported(std::shared_ptr<AVAssetExportSession> session, Executor& res
   out.add(line);
 }
 
-TEST(AVAssetExportSession, TheWaiterResumesOnceWhenTheHandlerHasRunAndNeverInline) {
+TEST(AVAssetExportSessionTest, TheWaiterResumesOnceWhenTheHandlerHasRunAndNeverInline) {
   const struct {
     Status status;
     std::optional<NSError> error;
@@ -44,7 +44,7 @@ TEST(AVAssetExportSession, TheWaiterResumesOnceWhenTheHandlerHasRunAndNeverInlin
   }
 }
 
-TEST(AVAssetExportSession, AHandlerThatComesAfterTheTeardownFindsNobody) {
+TEST(AVAssetExportSessionTest, AHandlerThatComesAfterTheTeardownFindsNobody) {
   Lines out;
   const auto session = std::make_shared<FakeExportSession>();
   {

@@ -39,7 +39,7 @@ Task<void> fetch(PHImageManager& manager, Executor& resumed, Lines& out) {
   out.add(line);
 }
 
-TEST(PhotosAdapters, PerformChangesGivesTheFlagOrThrowsTheErrorWhateverTheFlagSays) {
+TEST(PhotosAdaptersTest, PerformChangesGivesTheFlagOrThrowsTheErrorWhateverTheFlagSays) {
   const auto error = errorSaying("full");
   const struct {
     bool success;
@@ -62,7 +62,7 @@ TEST(PhotosAdapters, PerformChangesGivesTheFlagOrThrowsTheErrorWhateverTheFlagSa
   }
 }
 
-TEST(PhotosAdapters, RequestImageDataGivesAllFourValuesOrTheFixedError) {
+TEST(PhotosAdaptersTest, RequestImageDataGivesAllFourValuesOrTheFixedError) {
   const std::string noData =
       "PHImageManagerError 0 {NSLocalizedDescription: 'Failed to fetch image data'}";
   const Dictionary info{{"PHImageCancelledKey", true}};
@@ -88,7 +88,7 @@ TEST(PhotosAdapters, RequestImageDataGivesAllFourValuesOrTheFixedError) {
   }
 }
 
-TEST(PhotosAdapters, AHandlerThatRunsTwiceIsAnErrorThatNamesTheAdapter) {
+TEST(PhotosAdaptersTest, AHandlerThatRunsTwiceIsAnErrorThatNamesTheAdapter) {
   FakePlatform fake;
   Lines out;
   fake.tasks.start(fake.mainQueue, change(fake.photoLibrary, fake.background, out));
@@ -107,7 +107,7 @@ TEST(PhotosAdapters, AHandlerThatRunsTwiceIsAnErrorThatNamesTheAdapter) {
   EXPECT_EQ(out.all().size(), 2u);
 }
 
-TEST(PhotosAdapters, AWaiterWhoseHandlerNeverRunsEndsWithItsScopeAndALateHandlerDoesNothing) {
+TEST(PhotosAdaptersTest, AWaiterWhoseHandlerNeverRunsEndsWithItsScopeAndALateHandlerDoesNothing) {
   FakePlatform fake;
   Lines out;
   fake.tasks.start(fake.mainQueue, change(fake.photoLibrary, fake.background, out));

@@ -27,7 +27,7 @@ std::string textOf(const PictureOptions& o) {
          textOf(o.mediaType) + " c" + textOf(o.cameraDirection) + " " + flags;
 }
 
-TEST(PictureOptions, EachArgumentIsTakenOrFallsBack) {
+TEST(PictureOptionsTest, EachArgumentIsTakenOrFallsBack) {
   const double nan = std::nan(""), infinity = HUGE_VAL, twoTo63 = std::ldexp(1.0, 63);
   const std::int64_t twoTo32 = std::int64_t{1} << 32;
   const struct {
@@ -72,7 +72,7 @@ TEST(PictureOptions, EachArgumentIsTakenOrFallsBack) {
   }
 }
 
-TEST(PictureOptions, PositionsAreReadOnceAndTheHeightOnlyAfterAWidth) {
+TEST(PictureOptionsTest, PositionsAreReadOnceAndTheHeightOnlyAfterAWidth) {
   const FakeCallBack none, sized({{width, 1}});
   PictureOptions::createFromTakePictureArguments(none);
   PictureOptions::createFromTakePictureArguments(sized);
@@ -80,7 +80,7 @@ TEST(PictureOptions, PositionsAreReadOnceAndTheHeightOnlyAfterAWidth) {
   EXPECT_THAT(sized.positionsRead(), ElementsAre(0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 11, 12));
 }
 
-TEST(PictureOptions, TheLatestGeolocationIsKeptForTheWholeProcess) {
+TEST(PictureOptionsTest, TheLatestGeolocationIsKeptForTheWholeProcess) {
   FakePlatform fake;
   const auto plugin = VECameraPlugin::create(fake.platform());
   for (const bool on : {true, false, true}) {

@@ -5,7 +5,7 @@
 namespace vecamera {
 namespace {
 
-TEST(ResultRules, QualityIsDividedAsAnIntegerUnlessThePictureIsUntouched) {
+TEST(ResultRulesTest, QualityIsDividedAsAnIntegerUnlessThePictureIsUntouched) {
   const auto sized = [](double w, double h) { return std::optional(CGSize{w, h}); };
   const struct {
     std::int64_t quality;

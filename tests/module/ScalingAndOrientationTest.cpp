@@ -8,7 +8,7 @@ namespace {
 using testing::ElementsAre;
 using testing::ElementsAreArray;
 
-TEST(ScalingGeometry, ScalingFillsOrFitsWithoutRounding) {
+TEST(ScalingGeometryTest, ScalingFillsOrFitsWithoutRounding) {
   const double third = 100.0 / 3;
   const struct {
     CGSize source, target;
@@ -39,7 +39,7 @@ TEST(ScalingGeometry, ScalingFillsOrFitsWithoutRounding) {
   }
 }
 
-TEST(ScalingGeometry, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
+TEST(ScalingGeometryTest, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
   FakeGraphics graphics;
   const auto image = std::make_shared<FakeImage>("a", CGSize{50, 40});
   const auto result = imageByScalingAndCroppingForSize(graphics, image, {100, 100});
@@ -53,7 +53,7 @@ TEST(ScalingGeometry, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
                           "begin 100,80", "draw 0,0 100,80", "take", "end"));
 }
 
-TEST(ScalingGeometry, OrientationIsCorrectedByOneTurnAndALateShift) {
+TEST(ScalingGeometryTest, OrientationIsCorrectedByOneTurnAndALateShift) {
   using Orientation = UIImageOrientation;
   const std::vector<std::string> plain{"rotate 0", "scale 1,-1", "bitmap -15,-20 30,40"};
   const std::vector<std::string> down{"rotate 3.14159", "scale 1,-1", "bitmap -15,-20 30,40"};
@@ -83,7 +83,7 @@ TEST(ScalingGeometry, OrientationIsCorrectedByOneTurnAndALateShift) {
   }
 }
 
-TEST(ScalingGeometry, OrientationCorrectionWithoutBitmapOrContextDrawsNothing) {
+TEST(ScalingGeometryTest, OrientationCorrectionWithoutBitmapOrContextDrawsNothing) {
   FakeGraphics graphics;
   const auto bare =
       std::make_shared<FakeImage>("a", CGSize{30, 40}, UIImageOrientation::right, false);

@@ -11,14 +11,14 @@ namespace {
 
 using Camera = UIImagePickerControllerCameraDevice;
 
-TEST(StillCamera, FrontAndRearSeeScenesOfTheirOwn) {
+TEST(StillCameraTest, FrontAndRearSeeScenesOfTheirOwn) {
   const StillCamera camera;
   EXPECT_FALSE(camera.view(Camera::rear).empty());
   EXPECT_FALSE(camera.view(Camera::front).empty());
   EXPECT_FALSE(camera.view(Camera::rear) == camera.view(Camera::front));
 }
 
-TEST(StillCamera, APictureIsSeenByItsCameraOnly) {
+TEST(StillCameraTest, APictureIsSeenByItsCameraOnly) {
   StillCamera camera;
   const Data before = camera.view(Camera::rear);
   const Data picture = *generateTestScene(64, 48, UIImageOrientation::up, 9, {});
@@ -27,7 +27,7 @@ TEST(StillCamera, APictureIsSeenByItsCameraOnly) {
   EXPECT_EQ(camera.view(Camera::rear), before);
 }
 
-TEST(StillCamera, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
+TEST(StillCameraTest, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
   imaging::ImageFactory images;
   const StillCamera camera;
   const Dictionary info = camera.capture(images, Camera::rear, {CGRect{10, 20, 30, 40}});
@@ -40,7 +40,7 @@ TEST(StillCamera, ACaptureCarriesTheOriginalTheEditAndTheMetadata) {
   EXPECT_TRUE(metadata->contains(kCGImagePropertyExifDictionary));
 }
 
-TEST(StillCamera, BytesThatAreNoPictureGiveNeitherOriginalNorMetadata) {
+TEST(StillCameraTest, BytesThatAreNoPictureGiveNeitherOriginalNorMetadata) {
   imaging::ImageFactory images;
   StillCamera camera;
   camera.pointAt(Camera::rear, Data::copyOf("no picture"));

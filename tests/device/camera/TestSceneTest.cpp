@@ -25,7 +25,7 @@ imaging::Bitmap shownSmall(const Data& scene) {
   return pixelsOf(*imaging::thumbnail(scene, 60));
 }
 
-TEST(TestScene, LooksTheSameHoweverItIsStored) {
+TEST(TestSceneTest, LooksTheSameHoweverItIsStored) {
   const imaging::Bitmap expected =
       shownSmall(*generateTestScene(240, 320, UIImageOrientation::up, 1, {}));
   ASSERT_EQ(expected.height(), 60u);
@@ -46,7 +46,7 @@ TEST(TestScene, LooksTheSameHoweverItIsStored) {
   }
 }
 
-TEST(TestScene, IsTheSameForTheSameSeedOnly) {
+TEST(TestSceneTest, IsTheSameForTheSameSeedOnly) {
   const auto scene = [](std::uint32_t seed) {
     return *generateTestScene(64, 48, UIImageOrientation::right, seed, {});
   };
@@ -54,7 +54,7 @@ TEST(TestScene, IsTheSameForTheSameSeedOnly) {
   EXPECT_NE(scene(5), scene(6));
 }
 
-TEST(TestScene, CarriesTheCamerasMetadataAndTheGiven) {
+TEST(TestSceneTest, CarriesTheCamerasMetadataAndTheGiven) {
   const Data scene = *generateTestScene(
       64, 48, UIImageOrientation::right, 1,
       {{"{Exif}", Dictionary{{"DateTimeOriginal", "2024:05:01 14:03:20"}, {"FNumber", 2.4}}}});
@@ -68,14 +68,14 @@ TEST(TestScene, CarriesTheCamerasMetadataAndTheGiven) {
   EXPECT_EQ(exif.at("FNumber"), Value(2.4));
 }
 
-TEST(TestScene, SidesThatNoJpegHasAreAnError) {
+TEST(TestSceneTest, SidesThatNoJpegHasAreAnError) {
   EXPECT_FALSE(generateTestScene(0, 10, UIImageOrientation::up, 1, {}));
   EXPECT_FALSE(generateTestScene(10, 65501, UIImageOrientation::up, 1, {}));
 }
 
 /// samples/PHOTO.jpg is made by this call. Other versions of the JPEG library may write other
 /// bytes, so the pixels are compared.
-TEST(TestScene, MakesTheSamplePhoto) {
+TEST(TestSceneTest, MakesTheSamplePhoto) {
   const Dictionary exif{{"DateTimeDigitized", "2024:03:01 16:20:05"},
                         {"DateTimeOriginal", "2024:03:01 16:20:05"},
                         {"OffsetTimeOriginal", "+01:00"}};

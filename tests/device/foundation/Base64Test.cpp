@@ -12,7 +12,7 @@
 namespace vecamera::device::foundation {
 namespace {
 
-TEST(Base64, EncodesTheStandardVectorsBehindThePrefix) {
+TEST(Base64Test, EncodesTheStandardVectorsBehindThePrefix) {
   const std::pair<std::string_view, std::string> cases[] = {
       {"", ""},
       {"f", "Zg=="},
@@ -36,7 +36,7 @@ std::vector<std::uint8_t> bytesOf(std::size_t count) {
   return bytes;
 }
 
-TEST(Base64, EveryByteKeepsItsBitsInALongBuffer) {
+TEST(Base64Test, EveryByteKeepsItsBitsInALongBuffer) {
   const auto bytes = bytesOf(20000);
   const std::string text = Base64().base64EncodedString("", Data(bytes));
   ASSERT_EQ(text.size(), 26668u);
@@ -50,7 +50,7 @@ TEST(Base64, EveryByteKeepsItsBitsInALongBuffer) {
   }
 }
 
-TEST(Base64, EveryEncoderOfThisProcessorGivesWhatThePortableOneGives) {
+TEST(Base64Test, EveryEncoderOfThisProcessorGivesWhatThePortableOneGives) {
   const auto portable = base64Encoders().back();
   for (const auto& [name, encode] : base64Encoders())
     for (std::size_t count = 0; count < 200; ++count) {
@@ -66,7 +66,7 @@ TEST(Base64, EveryEncoderOfThisProcessorGivesWhatThePortableOneGives) {
     }
 }
 
-TEST(Base64, PiecesOfWholeGroupsGiveTheTextOfTheWhole) {
+TEST(Base64Test, PiecesOfWholeGroupsGiveTheTextOfTheWhole) {
   const auto bytes = bytesOf(20000);
   std::string text = "x";
   for (std::size_t at = 0; at < bytes.size(); at += 6003) {
@@ -76,7 +76,7 @@ TEST(Base64, PiecesOfWholeGroupsGiveTheTextOfTheWhole) {
   EXPECT_EQ(text, Base64().base64EncodedString("x", Data(bytes)));
 }
 
-TEST(Base64, IsDecodedStrictly) {
+TEST(Base64Test, IsDecodedStrictly) {
   const auto decoded = [](std::string_view text) -> std::optional<std::string> {
     const auto data = decodeBase64(text);
     if (!data) return std::nullopt;

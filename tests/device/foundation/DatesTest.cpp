@@ -25,7 +25,7 @@ std::string formatted(const std::string& locale, const std::string& zone, std::s
   return formatter->stringFromDate(date);
 }
 
-TEST(DateFormatters, CalendarAndDigitsOfTheLocaleApply) {
+TEST(DateFormattersTest, CalendarAndDigitsOfTheLocaleApply) {
   const Date date = instant("2026-11-16T14:03:27.123456Z");
   const struct {
     const char* locale;
@@ -47,7 +47,7 @@ TEST(DateFormatters, CalendarAndDigitsOfTheLocaleApply) {
   }
 }
 
-TEST(DateFormatters, TwelveHourStampAgreesWithArithmetic) {
+TEST(DateFormattersTest, TwelveHourStampAgreesWithArithmetic) {
   // Zones that have kept their offset over the years drawn from.
   const std::pair<const char*, int> zones[] = {{"UTC", 0},
                                                {"Asia/Seoul", 540},
@@ -75,7 +75,7 @@ TEST(DateFormatters, TwelveHourStampAgreesWithArithmetic) {
   }
 }
 
-TEST(DateFormatters, FractionIsTrueToTheMicrosecondAlsoBefore1970) {
+TEST(DateFormattersTest, FractionIsTrueToTheMicrosecondAlsoBefore1970) {
   std::mt19937_64 random(6);
   DateFormatters formatters("en_US", "Asia/Seoul");
   const auto formatter = formatters.makeDateFormatter();
@@ -88,13 +88,13 @@ TEST(DateFormatters, FractionIsTrueToTheMicrosecondAlsoBefore1970) {
   }
 }
 
-TEST(DateFormatters, FractionHasAsManyDigitsAsThePatternAsksForAndQuotesAreKept) {
+TEST(DateFormattersTest, FractionHasAsManyDigitsAsThePatternAsksForAndQuotesAreKept) {
   const Date date = instant("2026-01-02T03:04:05.987654Z");
   EXPECT_EQ(formatted("en_US", "UTC", "S SS SSS SSSSSSSS", date), "9 98 987 98765400");
   EXPECT_EQ(formatted("en_US", "UTC", "'SSS'SSS''ss", date), "SSS987'05");
 }
 
-TEST(DateFormatters, ZoneOfTheFormatterReplacesThatOfTheDeviceUntilItIsTakenBack) {
+TEST(DateFormattersTest, ZoneOfTheFormatterReplacesThatOfTheDeviceUntilItIsTakenBack) {
   DateFormatters formatters("en_US", "America/New_York");
   const auto formatter = formatters.makeDateFormatter();
   EXPECT_EQ(formatter->stringFromDate(Date()), "");
@@ -107,7 +107,7 @@ TEST(DateFormatters, ZoneOfTheFormatterReplacesThatOfTheDeviceUntilItIsTakenBack
   EXPECT_EQ(formatter->stringFromDate(instant("2026-07-15T12:00:00Z")), "08");
 }
 
-TEST(DateFormatters, EveryKnownAbbreviationNamesAZone) {
+TEST(DateFormattersTest, EveryKnownAbbreviationNamesAZone) {
   DateFormatters formatters("en_US", "UTC");
   for (const char* known : {"UTC", "GMT", "EST", "EDT", "PST", "CET", "JST", "KST", "IST"}) {
     const auto zone = formatters.timeZoneWithAbbreviation(known);
@@ -118,7 +118,7 @@ TEST(DateFormatters, EveryKnownAbbreviationNamesAZone) {
   EXPECT_FALSE(formatters.timeZoneWithAbbreviation(""));
 }
 
-TEST(ISO8601, ReadsInstantsWithOffsetsAndFractions) {
+TEST(ISO8601Test, ReadsInstantsWithOffsetsAndFractions) {
   const Date base = instant("2026-11-16T14:03:27Z");
   const std::pair<const char*, microseconds> cases[] = {
       {"2026-11-16T14:03:27.1Z", microseconds(100000)},
@@ -134,7 +134,7 @@ TEST(ISO8601, ReadsInstantsWithOffsetsAndFractions) {
   EXPECT_TRUE(parseISO8601("2024-02-29T00:00:00Z"));
 }
 
-TEST(ISO8601, RejectsOtherFormsAndImpossibleDates) {
+TEST(ISO8601Test, RejectsOtherFormsAndImpossibleDates) {
   for (const char* text : {"",
                            "2026-11-16",
                            "2026-11-16T14:03Z",
@@ -162,7 +162,7 @@ TEST(ISO8601, RejectsOtherFormsAndImpossibleDates) {
   }
 }
 
-TEST(ISO8601, FormattingAndReadingAreInverse) {
+TEST(ISO8601Test, FormattingAndReadingAreInverse) {
   std::mt19937_64 random(7);
   const auto first = instant("0000-01-01T00:00:00Z").time_since_epoch().count();
   const auto last = instant("9999-12-31T23:59:59.999999Z").time_since_epoch().count();
@@ -173,7 +173,7 @@ TEST(ISO8601, FormattingAndReadingAreInverse) {
   EXPECT_EQ(formatISO8601(Date(microseconds(-1))), "1969-12-31T23:59:59.999999Z");
 }
 
-TEST(Identifiers, KnownZonesAndLocalesAreTakenAndOthersAreNot) {
+TEST(IdentifiersTest, KnownZonesAndLocalesAreTakenAndOthersAreNot) {
   for (const char* zone : {"UTC", "Europe/Berlin", "America/Argentina/Buenos_Aires", "Etc/GMT+5"}) {
     EXPECT_TRUE(isTimeZone(zone)) << zone;
   }

@@ -5,7 +5,7 @@
 namespace vecamera::device::foundation {
 namespace {
 
-TEST(SampleBundle, EveryLanguageHasEveryText) {
+TEST(SampleBundleTest, EveryLanguageHasEveryText) {
   std::vector<std::string> settings;
   for (const char* language : {"en", "ko", "ja", "de", "fr"}) {
     Bundles bundles(VECAMERA_SOURCE_DIR "/samples/MainBundle", {language});

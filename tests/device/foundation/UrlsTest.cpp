@@ -24,7 +24,7 @@ std::string randomText(std::mt19937& random) {
   return text;
 }
 
-TEST(Urls, ParsesWhatTheGrammarAllowsAndKeepsItsText) {
+TEST(UrlsTest, ParsesWhatTheGrammarAllowsAndKeepsItsText) {
   for (const std::string text : {"",
                                  "a.jpg",
                                  "/var/tmp/velmora_photo_20261116020327.jpg",
@@ -53,7 +53,7 @@ TEST(Urls, ParsesWhatTheGrammarAllowsAndKeepsItsText) {
   }
 }
 
-TEST(Urls, GivesNothingForTextThatIsNoUrl) {
+TEST(UrlsTest, GivesNothingForTextThatIsNoUrl) {
   for (const std::string text : {"/a b",
                                  " ",
                                  "/a\tb",
@@ -85,7 +85,7 @@ TEST(Urls, GivesNothingForTextThatIsNoUrl) {
   }
 }
 
-TEST(Urls, ParsedTextHoldsOnlyAllowedCharacters) {
+TEST(UrlsTest, ParsedTextHoldsOnlyAllowedCharacters) {
   const std::string allowed =
       "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789-._~:/?#[]@!$&'()*+,;=%";
   std::mt19937 random(1);
@@ -99,14 +99,14 @@ TEST(Urls, ParsedTextHoldsOnlyAllowedCharacters) {
   EXPECT_GT(parsed, 500);
 }
 
-TEST(Urls, FileUrlEscapesWhatThePlatformEscapes) {
+TEST(UrlsTest, FileUrlEscapesWhatThePlatformEscapes) {
   EXPECT_EQ(urls.fileURLWithPath("/a:b&c='d!$()*+,@~-._/e").absoluteString(),
             "file:///a:b&c='d!$()*+,@~-._/e");
   EXPECT_EQ(urls.fileURLWithPath("/;#?% \"<>[]{}\\^`|é").absoluteString(),
             "file:///%3B%23%3F%25%20%22%3C%3E%5B%5D%7B%7D%5C%5E%60%7C%C3%A9");
 }
 
-TEST(Urls, FileUrlOfARelativePathStartsAtTheRootAndHasNoDotSteps) {
+TEST(UrlsTest, FileUrlOfARelativePathStartsAtTheRootAndHasNoDotSteps) {
   const std::pair<const char*, const char*> cases[] = {
       {"a b/", "file:///a%20b/"},
       {"", "file:///"},
@@ -125,7 +125,7 @@ TEST(Urls, FileUrlOfARelativePathStartsAtTheRootAndHasNoDotSteps) {
     EXPECT_EQ(urls.fileURLWithPath(path).absoluteString(), expected) << path;
 }
 
-TEST(Urls, FileUrlAndItsPathAreInverse) {
+TEST(UrlsTest, FileUrlAndItsPathAreInverse) {
   std::mt19937 random(2);
   for (int round = 0; round < 5000; ++round) {
     const std::string path = "/" + randomText(random) + (round % 7 == 0 ? "\xFF" : "");
@@ -135,7 +135,7 @@ TEST(Urls, FileUrlAndItsPathAreInverse) {
   }
 }
 
-TEST(Urls, ComponentIsAppendedBehindASlash) {
+TEST(UrlsTest, ComponentIsAppendedBehindASlash) {
   const struct {
     const char* url;
     const char* component;
@@ -169,7 +169,7 @@ TEST(Urls, ComponentIsAppendedBehindASlash) {
   }
 }
 
-TEST(Urls, AppendedComponentIsFoundAgainInTheDecodedPath) {
+TEST(UrlsTest, AppendedComponentIsFoundAgainInTheDecodedPath) {
   std::mt19937 random(3);
   for (int round = 0; round < 5000; ++round) {
     // Ends in no slash, which would be dropped.
@@ -181,7 +181,7 @@ TEST(Urls, AppendedComponentIsFoundAgainInTheDecodedPath) {
   }
 }
 
-TEST(Urls, PercentEncodingEscapesWhatIsAskedForAndNonAscii) {
+TEST(UrlsTest, PercentEncodingEscapesWhatIsAskedForAndNonAscii) {
   EXPECT_THAT(urls.addingPercentEncoding("a://b?id=1&ext=JPG", "&"),
               Optional(Eq("a://b?id=1%26ext=JPG")));
   EXPECT_THAT(urls.addingPercentEncoding("a b%é", ""), Optional(Eq("a b%%C3%A9")));
@@ -191,7 +191,7 @@ TEST(Urls, PercentEncodingEscapesWhatIsAskedForAndNonAscii) {
   }
 }
 
-TEST(Urls, PercentEncodingOfThePercentSignIsUndoneByDecoding) {
+TEST(UrlsTest, PercentEncodingOfThePercentSignIsUndoneByDecoding) {
   std::mt19937 random(4);
   for (int round = 0; round < 2000; ++round) {
     const std::string text = randomText(random);
@@ -203,7 +203,7 @@ TEST(Urls, PercentEncodingOfThePercentSignIsUndoneByDecoding) {
   EXPECT_EQ(removingPercentEncoding("%4"), std::nullopt);
 }
 
-TEST(Urls, OnlyLocalFileUrlsAndPlainTextsHaveAFilePath) {
+TEST(UrlsTest, OnlyLocalFileUrlsAndPlainTextsHaveAFilePath) {
   EXPECT_THAT(filePathOf(URL("file:///a%20b?q#f")), Optional(Eq("/a b")));
   EXPECT_THAT(filePathOf(URL("FILE://localhost/a")), Optional(Eq("/a")));
   EXPECT_THAT(filePathOf(URL("file:/a")), Optional(Eq("/a")));
@@ -214,7 +214,7 @@ TEST(Urls, OnlyLocalFileUrlsAndPlainTextsHaveAFilePath) {
   }
 }
 
-TEST(Urls, PartsAreDividedAtTheirDelimiters) {
+TEST(UrlsTest, PartsAreDividedAtTheirDelimiters) {
   const auto components = urlComponents("HTTP://me:x@[::1]:80/p/q;r?a=1?2#f?");
   ASSERT_TRUE(components);
   EXPECT_THAT(components->scheme, Optional(Eq("http")));
@@ -232,11 +232,11 @@ TEST(Urls, PartsAreDividedAtTheirDelimiters) {
   EXPECT_THAT(urlComponents("file:///p?")->query, Optional(Eq("")));
 }
 
-TEST(Urls, PercentEncodedTextKeepsLettersDigitsAndWhatIsNamed) {
+TEST(UrlsTest, PercentEncodedTextKeepsLettersDigitsAndWhatIsNamed) {
   EXPECT_EQ(percentEncoded("aZ09-_.~/é%\x01", "-_."), "aZ09-_.%7E%2F%C3%A9%25%01");
 }
 
-TEST(Urls, QueryItemIsTheFirstOfItsName) {
+TEST(UrlsTest, QueryItemIsTheFirstOfItsName) {
   const URL url("assets-library://asset/asset.PNG?id=A%2FB/L0&flag&ext=PNG&ext=JPG&e=a=b");
   EXPECT_THAT(queryItem(url, "id"), Optional(Eq("A/B/L0")));
   EXPECT_THAT(queryItem(url, "flag"), Optional(Eq("")));

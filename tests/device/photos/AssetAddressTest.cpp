@@ -5,7 +5,7 @@
 namespace vecamera::device::photos {
 namespace {
 
-TEST(AssetAddress, GivesTheIdentifierOfAnAddressAndNothingForOtherText) {
+TEST(AssetAddressTest, GivesTheIdentifierOfAnAddressAndNothingForOtherText) {
   const struct {
     const char* address;
     std::optional<std::string> identifier;
@@ -34,7 +34,7 @@ TEST(AssetAddress, GivesTheIdentifierOfAnAddressAndNothingForOtherText) {
   }
 }
 
-TEST(AssetAddress, EscapesWhatWouldBreakTheAddress) {
+TEST(AssetAddressTest, EscapesWhatWouldBreakTheAddress) {
   EXPECT_EQ(assetAddress("a&b #ü/L0/001", "jpg"),
             "assets-library://asset/asset.JPG?id=a%26b%20%23%C3%BC&ext=JPG");
   EXPECT_EQ(identifierInAssetAddress(assetAddress("a&b #ü/L0/001", "jpg")), "a&b #ü");

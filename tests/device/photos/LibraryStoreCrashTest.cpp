@@ -39,7 +39,7 @@ struct Crash {
   bool changed;
 };
 
-class LibraryStoreCrash : public testing::TestWithParam<Crash> {
+class LibraryStoreCrashTest : public testing::TestWithParam<Crash> {
  protected:
   /// The library holds exactly these assets, each with its bytes, and no other file.
   void expectAssets(LibraryStore& store, const std::vector<std::string>& names) {
@@ -62,7 +62,7 @@ class LibraryStoreCrash : public testing::TestWithParam<Crash> {
   TemporaryFolder folder_;
 };
 
-TEST_P(LibraryStoreCrash, ChangeIsThereAsAWholeOrNotAtAll) {
+TEST_P(LibraryStoreCrashTest, ChangeIsThereAsAWholeOrNotAtAll) {
   ASSERT_TRUE(openLibrary(folder_.path())->add({testPicture("A", "A")}));
   const auto status = inChild([&] {
     const auto store = openLibrary(folder_.path(), crashingAt(GetParam().stage, GetParam().time));
@@ -81,7 +81,7 @@ TEST_P(LibraryStoreCrash, ChangeIsThereAsAWholeOrNotAtAll) {
   expectAssets(*store, {"A", "B", "C"});
 }
 
-INSTANTIATE_TEST_SUITE_P(AtEachStage, LibraryStoreCrash,
+INSTANTIATE_TEST_SUITE_P(AtEachStage, LibraryStoreCrashTest,
                          testing::Values(Crash{"ChangeBegun", Stage::changeBegun, 1, false},
                                          Crash{"FirstFileWritten", Stage::fileWritten, 1, false},
                                          Crash{"FirstFileRenamed", Stage::fileRenamed, 1, false},
@@ -91,7 +91,7 @@ INSTANTIATE_TEST_SUITE_P(AtEachStage, LibraryStoreCrash,
                                          Crash{"ChangeCommitted", Stage::changeCommitted, 1, true}),
                          [](const auto& crash) { return crash.param.name; });
 
-TEST_F(LibraryStoreCrash, RemovalThatIsInterruptedIsFinishedByTheNextOpening) {
+TEST_F(LibraryStoreCrashTest, RemovalThatIsInterruptedIsFinishedByTheNextOpening) {
   ASSERT_TRUE(openLibrary(folder_.path())->add({testPicture("A", "A"), testPicture("B", "B")}));
   const auto status = inChild([&] {
     const auto store = openLibrary(folder_.path(), crashingAt(Stage::rowsRemoved, 1));
@@ -101,7 +101,7 @@ TEST_F(LibraryStoreCrash, RemovalThatIsInterruptedIsFinishedByTheNextOpening) {
   expectAssets(*openLibrary(folder_.path()), {"B"});
 }
 
-TEST_F(LibraryStoreCrash, LibraryInUseGoesOnAfterAnotherProcessDies) {
+TEST_F(LibraryStoreCrashTest, LibraryInUseGoesOnAfterAnotherProcessDies) {
   // The child is made first, because a connection must not be carried into it.
   int ready[2];
   ASSERT_EQ(pipe(ready), 0);
@@ -127,7 +127,7 @@ TEST_F(LibraryStoreCrash, LibraryInUseGoesOnAfterAnotherProcessDies) {
   expectAssets(*store, {"A", "C"});
 }
 
-TEST_F(LibraryStoreCrash, ProcessesOpenAndAddTogether) {
+TEST_F(LibraryStoreCrashTest, ProcessesOpenAndAddTogether) {
   const auto addSome = [&](const std::string& prefix) {
     const auto store = openLibrary(folder_.path());
     for (int i = 0; i < 10; ++i) {

@@ -66,7 +66,7 @@ INSTANTIATE_TEST_SUITE_P(OnSQLite, PhotosContract,
                            return std::make_unique<StoredPhotos>();
                          }));
 
-TEST(PhotoLibrary, ObserverLearnsOfEachNewAssetBetweenCommitAndHandler) {
+TEST(PhotoLibraryTest, ObserverLearnsOfEachNewAssetBetweenCommitAndHandler) {
   StoredPhotos photos;
   photos.library().performChanges(
       [&] {
@@ -88,7 +88,7 @@ TEST(PhotoLibrary, ObserverLearnsOfEachNewAssetBetweenCommitAndHandler) {
   EXPECT_EQ((*records)[1].durationSeconds, 2.5);
 }
 
-TEST(PhotoLibrary, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
+TEST(PhotoLibraryTest, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
   StoredPhotos photos;
   photos.authorization.current = PHAuthorizationStatus::notDetermined;
   bool ended = false;
@@ -99,7 +99,7 @@ TEST(PhotoLibrary, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
   EXPECT_EQ(photos.prompts.pending(), 1u);
 }
 
-TEST(PhotoLibrary, StoreThatFailsIsReportedWithItsReason) {
+TEST(PhotoLibraryTest, StoreThatFailsIsReportedWithItsReason) {
   StoredPhotos photos;
   std::filesystem::remove_all(photos.folder.path() / "originals");
   std::optional<NSError> reported;
@@ -117,7 +117,7 @@ TEST(PhotoLibrary, StoreThatFailsIsReportedWithItsReason) {
   EXPECT_EQ(photos.assetCount(), 0u);
 }
 
-TEST(PhotoLibrary, BlocksOnAnotherThreadOrOfAnotherLibraryDoNotMix) {
+TEST(PhotoLibraryTest, BlocksOnAnotherThreadOrOfAnotherLibraryDoNotMix) {
   StoredPhotos photos;
   StoredPhotos other;
   photos.library().performChanges(
@@ -135,7 +135,7 @@ TEST(PhotoLibrary, BlocksOnAnotherThreadOrOfAnotherLibraryDoNotMix) {
   EXPECT_EQ(other.assetCount(), 0u);
 }
 
-TEST(PhotoLibrary, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {
+TEST(PhotoLibraryTest, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {
   StoredPhotos photos;
   ASSERT_TRUE(photos.store->add({testPicture("beach", "A1B2/L0/001")}));
   photos.authorization.current = PHAuthorizationStatus::denied;
@@ -145,7 +145,7 @@ TEST(PhotoLibrary, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {
   EXPECT_FALSE(photos.photoLibrary.assetWithIdentifier("A1B2"));
 }
 
-TEST(ImageManager, HandsOutTheStoredOrientation) {
+TEST(ImageManagerTest, HandsOutTheStoredOrientation) {
   StoredPhotos photos;
   NewAsset turned = testPicture("", "T/L0/001");
   turned.content = Data::copyOf("JPEG:30x40:6");
@@ -159,7 +159,7 @@ TEST(ImageManager, HandsOutTheStoredOrientation) {
   EXPECT_EQ(seen, 6u);
 }
 
-TEST(ImageManager, HasNoDataForAnAssetThatWasRemovedOrLostItsFile) {
+TEST(ImageManagerTest, HasNoDataForAnAssetThatWasRemovedOrLostItsFile) {
   StoredPhotos photos;
   ASSERT_TRUE(photos.store->add({testPicture("a", "A/L0/001"), testPicture("b", "B/L0/001")}));
   const auto removed = photos.photoLibrary.assetWithIdentifier("A/L0/001");

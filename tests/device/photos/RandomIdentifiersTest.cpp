@@ -7,7 +7,7 @@
 namespace vecamera::device::photos {
 namespace {
 
-TEST(RandomIdentifiers, AreVersionFourUuidsThatDoNotRepeat) {
+TEST(RandomIdentifiersTest, AreVersionFourUuidsThatDoNotRepeat) {
   RandomIdentifiers random;
   RandomIdentifiers seeded(1);
   std::set<std::string> seen;
@@ -22,7 +22,7 @@ TEST(RandomIdentifiers, AreVersionFourUuidsThatDoNotRepeat) {
 }
 
 // Scripts rely on the sequence never changing.
-TEST(RandomIdentifiers, SeedFixesTheSequence) {
+TEST(RandomIdentifiersTest, SeedFixesTheSequence) {
   RandomIdentifiers first(1);
   RandomIdentifiers again(1);
   RandomIdentifiers other(2);

@@ -10,7 +10,7 @@ namespace {
 
 using testing::ElementsAre;
 
-TEST(QueueExecutor, RunsJobsInOrderNeverInlineAndDropsTheRest) {
+TEST(QueueExecutorTest, RunsJobsInOrderNeverInlineAndDropsTheRest) {
   std::vector<int> seen;
   {
     QueueExecutor queue;
@@ -30,7 +30,7 @@ TEST(QueueExecutor, RunsJobsInOrderNeverInlineAndDropsTheRest) {
   EXPECT_EQ(Sentinel::live, 0);
 }
 
-TEST(QueueExecutor, RunUntilWaitsForJobsOfOtherThreadsAndStopsAtOnce) {
+TEST(QueueExecutorTest, RunUntilWaitsForJobsOfOtherThreadsAndStopsAtOnce) {
   QueueExecutor queue;
   std::atomic<int> count = 0;
   std::thread poster([&] {
@@ -42,7 +42,7 @@ TEST(QueueExecutor, RunUntilWaitsForJobsOfOtherThreadsAndStopsAtOnce) {
   EXPECT_EQ(queue.pending(), 2u);
 }
 
-TEST(ThreadPoolExecutor, DropsTheJobsThatHaveNotStartedWhenItEnds) {
+TEST(ThreadPoolExecutorTest, DropsTheJobsThatHaveNotStartedWhenItEnds) {
   std::atomic<int> ran = 0;
   auto pool = std::make_unique<ThreadPoolExecutor>(1);
   std::promise<void> ending;

@@ -11,7 +11,7 @@
 namespace vecamera::device::foundation {
 namespace {
 
-TEST(ApplicationHome, PrivateHomeIsItsUsersAloneAndGoesWithAllItHolds) {
+TEST(ApplicationHomeTest, PrivateHomeIsItsUsersAloneAndGoesWithAllItHolds) {
   std::string path;
   {
     const auto home = ApplicationHome::makePrivate();
@@ -27,7 +27,7 @@ TEST(ApplicationHome, PrivateHomeIsItsUsersAloneAndGoesWithAllItHolds) {
   EXPECT_FALSE(std::filesystem::exists(path));
 }
 
-TEST(ApplicationHome, OpenedHomeIsMadeOnceAndStays) {
+TEST(ApplicationHomeTest, OpenedHomeIsMadeOnceAndStays) {
   const auto around = ApplicationHome::makePrivate();
   const std::string path = around->path() + "/new/home";
   ASSERT_TRUE(ApplicationHome::open(path));
@@ -41,7 +41,7 @@ TEST(ApplicationHome, OpenedHomeIsMadeOnceAndStays) {
             std::filesystem::perms::owner_all);
 }
 
-TEST(ApplicationHome, SharedFoldersLinksAndFilesAreNoHome) {
+TEST(ApplicationHomeTest, SharedFoldersLinksAndFilesAreNoHome) {
   const auto around = ApplicationHome::makePrivate();
   const std::string linked = around->path() + "/linked";
   std::filesystem::create_directory(linked);

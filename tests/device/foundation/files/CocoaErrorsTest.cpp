@@ -11,7 +11,7 @@ std::string textOf(const NSError& error) {
   return std::to_string(error.code) + " " + error.localizedDescription();
 }
 
-TEST(CocoaErrors, SystemErrorsAreDescribedInThePlatformsWords) {
+TEST(CocoaErrorsTest, SystemErrorsAreDescribedInThePlatformsWords) {
   const std::string refused =
       "513 “b.txt” couldn’t be removed because you don’t have permission to access it.";
   EXPECT_EQ(textOf(removalError("/a/b.txt", EACCES)), refused);

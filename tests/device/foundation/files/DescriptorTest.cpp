@@ -8,7 +8,7 @@
 namespace vecamera::device::foundation {
 namespace {
 
-TEST(Descriptor, WhatHasNoSizeIsReadToItsEndAndNoFurtherThanTheLimit) {
+TEST(DescriptorTest, WhatHasNoSizeIsReadToItsEndAndNoFurtherThanTheLimit) {
   const std::string text(300'000, 'x');
   for (const bool fits : {true, false}) {
     int ends[2];

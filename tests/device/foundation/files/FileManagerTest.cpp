@@ -15,7 +15,7 @@ INSTANTIATE_TEST_SUITE_P(FileManager, FileManagerContract,
                            return std::make_unique<FileManager>(temporaryDirectory);
                          }));
 
-TEST(FileManager, WithoutATemporaryDirectoryNothingCanBeRemoved) {
+TEST(FileManagerTest, WithoutATemporaryDirectoryNothingCanBeRemoved) {
   const auto home = ApplicationHome::makePrivate();
   FileManager files("");
   EXPECT_EQ(files.temporaryDirectory(), std::nullopt);
@@ -23,7 +23,7 @@ TEST(FileManager, WithoutATemporaryDirectoryNothingCanBeRemoved) {
   EXPECT_TRUE(files.fileExistsAtPath(home->temporaryDirectory()));
 }
 
-TEST(FileManager, PollHookIsCalledWhenTheSamePathIsAskedForAgainAndStillExists) {
+TEST(FileManagerTest, PollHookIsCalledWhenTheSamePathIsAskedForAgainAndStillExists) {
   const auto home = ApplicationHome::makePrivate();
   const std::string a = home->temporaryDirectory() + "/a";
   const std::string b = home->temporaryDirectory() + "/b";
@@ -43,7 +43,7 @@ TEST(FileManager, PollHookIsCalledWhenTheSamePathIsAskedForAgainAndStillExists) 
   EXPECT_TRUE(files.fileExistsAtPath(b) && files.fileExistsAtPath(b));
 }
 
-TEST(FileManager, WriteThatIsCutShortLeavesTheOldFileAndNothingElse) {
+TEST(FileManagerTest, WriteThatIsCutShortLeavesTheOldFileAndNothingElse) {
   const auto home = ApplicationHome::makePrivate();
   const std::string path = home->temporaryDirectory() + "/a.txt";
   FileManager files(home->temporaryDirectory());

@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(Folders, NewFoldersArePrivateAndWhatIsInTheirPlaceIsAnError) {
+TEST(FoldersTest, NewFoldersArePrivateAndWhatIsInTheirPlaceIsAnError) {
   const auto home = ApplicationHome::makePrivate();
   const fs::path folder = fs::path(home->path()) / "a" / "b";
   ASSERT_TRUE(makePrivateFolder(folder));

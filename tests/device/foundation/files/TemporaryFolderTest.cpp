@@ -31,7 +31,7 @@ std::filesystem::path folderOfDeadProcess(const std::filesystem::path& parent, i
   return {};
 }
 
-TEST(TemporaryFolder, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay) {
+TEST(TemporaryFolderTest, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay) {
   const auto around = ApplicationHome::makePrivate();
   const std::filesystem::path parent = around->path() + "/parent";
   ASSERT_TRUE(makePrivateFolder(parent / "work-of-somebody"));
@@ -51,7 +51,7 @@ TEST(TemporaryFolder, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay)
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(parent), {}), 3);
 }
 
-TEST(TemporaryFolder, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
+TEST(TemporaryFolderTest, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
   const auto around = ApplicationHome::makePrivate();
   const std::filesystem::path parent = around->path();
   std::filesystem::path left;
@@ -76,7 +76,7 @@ TEST(TemporaryFolder, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
   EXPECT_FALSE(std::filesystem::exists(left));
 }
 
-TEST(TemporaryFolder, LivesUntilTheLastObjectThatHasItEnds) {
+TEST(TemporaryFolderTest, LivesUntilTheLastObjectThatHasItEnds) {
   const auto around = ApplicationHome::makePrivate();
   auto made = TemporaryFolder::create(around->path(), "work-").value();
   ASSERT_TRUE(made);

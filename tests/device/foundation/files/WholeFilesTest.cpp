@@ -10,7 +10,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-TEST(WholeFiles, ReadingGivesRegularFilesUpToTheLimit) {
+TEST(WholeFilesTest, ReadingGivesRegularFilesUpToTheLimit) {
   const auto home = ApplicationHome::makePrivate();
   const fs::path folder = home->path();
   ASSERT_TRUE(replaceFile(folder / "a", Data::copyOf("12345")));

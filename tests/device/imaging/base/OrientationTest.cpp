@@ -62,7 +62,7 @@ INSTANTIATE_TEST_SUITE_P(MirroredOnTheSide, OrientationTest,
                          testing::Values(Case{UIImageOrientation::leftMirrored, "RC/GM/BY", {}},
                                          Case{UIImageOrientation::rightMirrored, "YB/MG/CR", {}}));
 
-TEST(Orientation, ABitmapDrawnBareIsUpsideDown) {
+TEST(OrientationTest, ABitmapDrawnBareIsUpsideDown) {
   const auto image = opened(pngOf(bitmapOfLetters(stored), UIImageOrientation::right));
   Graphics graphics;
   const auto context = graphics.beginImageContext({3, 2});
@@ -70,7 +70,7 @@ TEST(Orientation, ABitmapDrawnBareIsUpsideDown) {
   EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), "CMY/RGB");
 }
 
-TEST(Orientation, PositiveRotationIsClockwiseAndTransformsApplyToLaterDrawingOnly) {
+TEST(OrientationTest, PositiveRotationIsClockwiseAndTransformsApplyToLaterDrawingOnly) {
   const auto image = opened(pngOf(bitmapOfLetters("RG")));
   Graphics graphics;
   const auto context = graphics.beginImageContext({3, 3});
@@ -81,7 +81,7 @@ TEST(Orientation, PositiveRotationIsClockwiseAndTransformsApplyToLaterDrawingOnl
   EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), "RG./..R/..G");
 }
 
-TEST(Orientation, RotationsOneAfterTheOtherAreExact) {
+TEST(OrientationTest, RotationsOneAfterTheOtherAreExact) {
   for (const auto& [there, back] :
        {std::pair{UIImageOrientation::left, UIImageOrientation::right},
         std::pair{UIImageOrientation::down, UIImageOrientation::down}}) {
@@ -92,7 +92,7 @@ TEST(Orientation, RotationsOneAfterTheOtherAreExact) {
   }
 }
 
-TEST(Orientation, SizeIsTheShownOneAndTheBitmapKeepsTheStoredOne) {
+TEST(OrientationTest, SizeIsTheShownOneAndTheBitmapKeepsTheStoredOne) {
   for (const auto orientation : allOrientations) {
     const auto image = opened(pngOf(bitmapOfLetters(stored), orientation));
     const bool onSide = orientationFor(orientation).swapsAxes;

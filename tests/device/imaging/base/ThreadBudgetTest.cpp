@@ -27,7 +27,7 @@ struct Pieces {
   }
 };
 
-TEST(WorkQueue, AWorkerStartsOnlyWhereFewerThreadsAreActive) {
+TEST(WorkQueueTest, AWorkerStartsOnlyWhereFewerThreadsAreActive) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   const ThreadBudget::Lease one(two);
@@ -50,7 +50,7 @@ TEST(WorkQueue, AWorkerStartsOnlyWhereFewerThreadsAreActive) {
   EXPECT_TRUE(work.end());
 }
 
-TEST(WorkQueue, AWorkerEndsWhereAnotherPictureComes) {
+TEST(WorkQueueTest, AWorkerEndsWhereAnotherPictureComes) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   const ThreadBudget::Lease one(two);
@@ -65,7 +65,7 @@ TEST(WorkQueue, AWorkerEndsWhereAnotherPictureComes) {
   EXPECT_EQ(done, 1);
 }
 
-TEST(WorkQueue, AWorkerThatStartsTooLateDoesNothing) {
+TEST(WorkQueueTest, AWorkerThatStartsTooLateDoesNothing) {
   QueueExecutor queue;
   Pieces pieces{3};
   {
@@ -78,7 +78,7 @@ TEST(WorkQueue, AWorkerThatStartsTooLateDoesNothing) {
   EXPECT_EQ(pieces.done, 0);
 }
 
-TEST(WorkQueue, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
+TEST(WorkQueueTest, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
   QueueExecutor queue;
   WorkQueue work({2, queue}, []() -> bool { throw std::bad_alloc(); });
   work.requestWorker();
@@ -87,7 +87,7 @@ TEST(WorkQueue, APieceThatThrowsFailsTheWorkAndEndsNothingElse) {
   EXPECT_FALSE(work.end());
 }
 
-TEST(WorkQueue, MoreWorkersStartWhereMoreThreadsAreAllowed) {
+TEST(WorkQueueTest, MoreWorkersStartWhereMoreThreadsAreAllowed) {
   QueueExecutor queue;
   const ThreadBudget four(4, queue);
   const ThreadBudget::Lease one(four);
@@ -112,7 +112,7 @@ bool readsAll(const std::vector<std::uint8_t>& png, const ThreadBudget& threads)
   return rows && (*rows)->read(pixels.row(0), header.height) && (*rows)->finish();
 }
 
-TEST(ThreadBudget, PicturesDoNotWaitForWorkersThatNeverStart) {
+TEST(ThreadBudgetTest, PicturesDoNotWaitForWorkersThatNeverStart) {
   QueueExecutor never;
   const ThreadBudget two(2, never);
   const auto png = *encodePng(noise(1200, 900));
@@ -123,7 +123,7 @@ TEST(ThreadBudget, PicturesDoNotWaitForWorkersThatNeverStart) {
   never.runAll();
 }
 
-TEST(ThreadBudget, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
+TEST(ThreadBudgetTest, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   ImageFactory images({}, two);
@@ -143,7 +143,7 @@ TEST(ThreadBudget, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
   EXPECT_EQ(workersRequested(jpeg), 0u);
 }
 
-TEST(ThreadBudget, PicturesMayBeMadeOnTheWorkersOwnExecutor) {
+TEST(ThreadBudgetTest, PicturesMayBeMadeOnTheWorkersOwnExecutor) {
   const auto png = *encodePng(noise(1200, 900));
   ThreadPoolExecutor pool(3);
   const ThreadBudget three(3, pool);

@@ -51,7 +51,7 @@ Data pngOfParts(const PngParts& parts) {
   return Data(std::move(png));
 }
 
-TEST(Codecs, EveryKindOfPngIsRead) {
+TEST(CodecsTest, EveryKindOfPngIsRead) {
   const Raw redGreenBlue{255, 0, 0, 0, 255, 0, 0, 0, 255};
   const PngParts kinds[] = {
       {"palette", 3, 1, 8, 3, false, redGreenBlue, {}, {0, 2, 1, 0}, "BGR"},
@@ -140,7 +140,7 @@ Data jpegOfKind(const JpegKind& kind, int refinements = 1) {
                     [&](std::size_t) { return row.data(); });
 }
 
-TEST(Codecs, EveryKindOfJpegIsRead) {
+TEST(CodecsTest, EveryKindOfJpegIsRead) {
   constexpr JpegKind kinds[] = {
       {"grey", JCS_GRAYSCALE, JCS_GRAYSCALE, 1},
       {"RGB", JCS_RGB, JCS_RGB, 3},
@@ -157,18 +157,18 @@ TEST(Codecs, EveryKindOfJpegIsRead) {
   }
 }
 
-TEST(Codecs, AJpegOfTooManyScansIsNotDecoded) {
+TEST(CodecsTest, AJpegOfTooManyScansIsNotDecoded) {
   const JpegKind kind{"", JCS_GRAYSCALE, JCS_GRAYSCALE, 1, Progression::perCoefficient};
   EXPECT_EQ(lettersOf(opened(jpegOfKind(kind, 0)), 16), "KW");
   EXPECT_EQ(lettersOf(opened(jpegOfKind(kind, 1)), 16), "no pixels");
 }
 
-TEST(Codecs, HeicComesOutUprightAndWebpWithItsAlpha) {
+TEST(CodecsTest, HeicComesOutUprightAndWebpWithItsAlpha) {
   EXPECT_EQ(lettersOf(opened(fixture("turned.heic")), 32), "CR/MG/YB");
   EXPECT_EQ(lettersOf(opened(webpOf(bitmapOfLetters("RG./CMY")))), "RG./CMY");
 }
 
-TEST(Codecs, UnknownBytesAreNoPicture) {
+TEST(CodecsTest, UnknownBytesAreNoPicture) {
   for (const std::string_view bytes :
        {"", "GIF89a", "not a picture at all", "\xFF\xD8\xFF", "\x89PNG\r\n\x1A\n", "RIFF1234WEBP",
         "\1\2\3\4ftypheic", "\1\2\3\4ftypqt  "}) {
@@ -177,7 +177,7 @@ TEST(Codecs, UnknownBytesAreNoPicture) {
   }
 }
 
-TEST(Codecs, HeadersGiveFormatSidesAndOrientation) {
+TEST(CodecsTest, HeadersGiveFormatSidesAndOrientation) {
   struct Case {
     Data data;
     PictureFormat format;
@@ -208,7 +208,7 @@ TEST(Codecs, HeadersGiveFormatSidesAndOrientation) {
   EXPECT_EQ(formatNames(" or "), "JPEG, PNG, HEIC or WebP");
 }
 
-TEST(Codecs, DistinguishUnknownFormatsFromCorruptBytes) {
+TEST(CodecsTest, DistinguishUnknownFormatsFromCorruptBytes) {
   const Data whole = pngOf(bitmapOfLetters("RGB/CMY"));
   Raw flipped(whole.bytes().begin(), whole.bytes().end());
   flipped[whole.size() / 2] ^= 1;
@@ -221,13 +221,13 @@ TEST(Codecs, DistinguishUnknownFormatsFromCorruptBytes) {
             ImageError::unsupported);
 }
 
-TEST(Codecs, TheLimitCountsPixels) {
+TEST(CodecsTest, TheLimitCountsPixels) {
   const Data png = pngOf(bitmapOfLetters("RGB/CMY"));
   EXPECT_TRUE(ImageFactory(PictureLimits{6}).imageWithData(png));
   EXPECT_FALSE(ImageFactory(PictureLimits{5}).imageWithData(png));
 }
 
-TEST(Codecs, JpegQualityIsClampedAndRules) {
+TEST(CodecsTest, JpegQualityIsClampedAndRules) {
   ImageFactory images;
   const auto image = images.imageWithData(pngOf(bitmapOfLetters("RGB/CMY/WKR", 11)));
   const auto sizeAt = [&](double quality) {
@@ -241,7 +241,7 @@ TEST(Codecs, JpegQualityIsClampedAndRules) {
   EXPECT_LT(sizeAt(0.5).size(), sizeAt(1).size());
 }
 
-TEST(Codecs, JpegsStateTheirOrientationAndPngsDoNot) {
+TEST(CodecsTest, JpegsStateTheirOrientationAndPngsDoNot) {
   ImageFactory images;
   for (const auto orientation : allOrientations) {
     const auto image = images.imageWithData(pngOf(bitmapOfLetters("RGB/CMY", 8), orientation));
@@ -254,7 +254,7 @@ TEST(Codecs, JpegsStateTheirOrientationAndPngsDoNot) {
   }
 }
 
-TEST(Codecs, JpegsPutAlphaOnWhite) {
+TEST(CodecsTest, JpegsPutAlphaOnWhite) {
   ImageFactory images;
   const auto image = images.imageWithData(pngOf(bitmapOf(16, 16, [](std::size_t, std::size_t) {
     return Rgba{0, 0, 0, 64};
@@ -263,7 +263,7 @@ TEST(Codecs, JpegsPutAlphaOnWhite) {
   EXPECT_NEAR(pixelAt(pixelsOfImage(jpeg), 8, 8).red, 191, 2);
 }
 
-TEST(Codecs, PngsHoldEveryPixelAndAnAlphaOnlyWhereThereIsOne) {
+TEST(CodecsTest, PngsHoldEveryPixelAndAnAlphaOnlyWhereThereIsOne) {
   constexpr std::size_t colorTypeOffset = 25;
   ImageFactory images;
   const Bitmap opaque = bitmapOf(61, 47, [](std::size_t x, std::size_t y) {
@@ -282,7 +282,7 @@ TEST(Codecs, PngsHoldEveryPixelAndAnAlphaOnlyWhereThereIsOne) {
   EXPECT_LE(largestDifference(pixelsOfImage(opened(rgba)), clear), 1);
 }
 
-TEST(Codecs, TheColourProfileGoesAlong) {
+TEST(CodecsTest, TheColourProfileGoesAlong) {
   Raw bytes(200);
   const std::string_view space = "RGB ";
   std::copy(space.begin(), space.end(), bytes.begin() + 16);
@@ -305,20 +305,20 @@ TEST(Codecs, TheColourProfileGoesAlong) {
   }
 }
 
-TEST(Codecs, NothingIsEncodedOfNothing) {
+TEST(CodecsTest, NothingIsEncodedOfNothing) {
   ImageFactory images;
   EXPECT_FALSE(images.UIImageJPEGRepresentation(nullptr, 1));
   EXPECT_FALSE(images.UIImagePNGRepresentation(nullptr));
 }
 
-TEST(Codecs, AJpegCannotBeWiderThanTheFormatAllows) {
+TEST(CodecsTest, AJpegCannotBeWiderThanTheFormatAllows) {
   Graphics graphics;
   const auto image = graphics.beginImageContext({65501, 1})->imageFromCurrentImageContext();
   EXPECT_FALSE(ImageFactory().UIImageJPEGRepresentation(image, 1));
   EXPECT_TRUE(ImageFactory().UIImagePNGRepresentation(image));
 }
 
-TEST(Codecs, OnePictureServesSeveralThreadsAtOnce) {
+TEST(CodecsTest, OnePictureServesSeveralThreadsAtOnce) {
   const Data jpeg = jpegOf(bitmapOfLetters("RGB/CMY", 40), UIImageOrientation::left);
   const std::shared_ptr<UIImage> images[] = {opened(jpeg), opened(fixture("turned.heic"))};
   Graphics graphics;

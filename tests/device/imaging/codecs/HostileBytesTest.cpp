@@ -75,7 +75,7 @@ bool survives(const Data& data) {
   return true;
 }
 
-TEST(HostileBytes, APictureThatEndsEarlyHasNoPixels) {
+TEST(HostileBytesTest, APictureThatEndsEarlyHasNoPixels) {
   for (const auto& [name, whole] : samples()) {
     EXPECT_TRUE(survives(whole)) << name;
     // The last chunk of a PNG may lack its checksum: it has no contents to check.
@@ -91,7 +91,7 @@ TEST(HostileBytes, APictureThatEndsEarlyHasNoPixels) {
   }
 }
 
-TEST(HostileBytes, FlippedBytesGiveAPictureOfTheRightSizeOrNothing) {
+TEST(HostileBytesTest, FlippedBytesGiveAPictureOfTheRightSizeOrNothing) {
   std::mt19937 random(20240501);
   for (const auto& [name, whole] : samples()) {
     SCOPED_TRACE(name);
@@ -135,13 +135,13 @@ Data jpegClaiming(std::uint32_t width, std::uint32_t height) {
   return Data(std::move(bytes));
 }
 
-TEST(HostileBytes, AbsurdSizesAreRefusedBeforeAnyMemoryIsTaken) {
+TEST(HostileBytesTest, AbsurdSizesAreRefusedBeforeAnyMemoryIsTaken) {
   EXPECT_FALSE(opened(pngClaiming(0x7FFFFFFF, 0x7FFFFFFF)));
   EXPECT_FALSE(opened(pngClaiming(100000, 100000)));
   EXPECT_FALSE(opened(jpegClaiming(65500, 65500)));
 }
 
-TEST(HostileBytes, FewBytesCannotHoldAPictureWithinTheLimitEither) {
+TEST(HostileBytesTest, FewBytesCannotHoldAPictureWithinTheLimitEither) {
   for (const Data& claim : {pngClaiming(20000, 20000), jpegClaiming(20000, 20000),
                             pngClaiming(400'000'000, 1), jpegClaiming(24, 17)}) {
     const auto image = opened(claim);

@@ -8,7 +8,7 @@ namespace {
 
 using Raw = std::vector<std::uint8_t>;
 
-TEST(JpegLosslessTransform, OrientsThePictureAndChangesNothingElse) {
+TEST(JpegLosslessTransformTest, OrientsThePictureAndChangesNothingElse) {
   for (const auto& [name, sampling] : samplings)
     for (const auto orientation : allOrientations)
       // Whole blocks of every sampling, and sides that end inside of a block.
@@ -22,7 +22,7 @@ TEST(JpegLosslessTransform, OrientsThePictureAndChangesNothingElse) {
       }
 }
 
-TEST(JpegLosslessTransform, TransformsComeBackBitForBit) {
+TEST(JpegLosslessTransformTest, TransformsComeBackBitForBit) {
   const Data stored = jpegWith(landscape(64, 96), TJSAMP_420, UIImageOrientation::up);
   const auto transform = [](const Data& jpeg, const Orientation& by) {
     return Data(*transformJpegLosslessly(jpeg.bytes(), *readHeader(jpeg.bytes()), by, {}));
@@ -36,7 +36,7 @@ TEST(JpegLosslessTransform, TransformsComeBackBitForBit) {
   }
 }
 
-TEST(JpegLosslessTransform, CoefficientsWithoutAHuffmanCodeAreUnsupported) {
+TEST(JpegLosslessTransformTest, CoefficientsWithoutAHuffmanCodeAreUnsupported) {
   // One grey block, written by hand: of its codes the first is for a difference of the mean of 0,
   // the other two for a frequency of eleven bits and for the end of the block.
   Raw jpeg{0xFF, 0xD8, 0xFF, 0xDB, 0, 67, 0};
@@ -56,7 +56,7 @@ TEST(JpegLosslessTransform, CoefficientsWithoutAHuffmanCodeAreUnsupported) {
   EXPECT_TRUE(ImageFactory().UIImagePNGRepresentation(image));
 }
 
-TEST(JpegLosslessTransform, DamageIsNoReasonToTryAnotherPath) {
+TEST(JpegLosslessTransformTest, DamageIsNoReasonToTryAnotherPath) {
   const Data whole = jpegWith(landscape(64, 96), TJSAMP_420, UIImageOrientation::up);
   const Bytes cut = whole.bytes().first(whole.size() * 2 / 3);
   const auto header = *readHeader(cut);

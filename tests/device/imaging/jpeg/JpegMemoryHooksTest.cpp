@@ -36,7 +36,7 @@ struct KnownMemoryManager {
       std::is_same_v<decltype(KnownMemoryManager::known), decltype(jpeg_memory_mgr::member)>); \
   EXPECT_EQ(offsetof(KnownMemoryManager, known), offsetof(jpeg_memory_mgr, member))
 
-TEST(JpegMemoryHooks, TheLibrariesTableIsTheOneThatTheHooksKnow) {
+TEST(JpegMemoryHooksTest, TheLibrariesTableIsTheOneThatTheHooksKnow) {
   EXPECT_EQ(sizeof(KnownMemoryManager), sizeof(jpeg_memory_mgr));
   EXPECT_SAME_MEMBER(allocBlocks, alloc_barray);
   EXPECT_SAME_MEMBER(requestBlocks, request_virt_barray);
@@ -52,7 +52,7 @@ TEST(JpegMemoryHooks, TheLibrariesTableIsTheOneThatTheHooksKnow) {
   EXPECT_EQ(reader.info().mem->max_alloc_chunk, 1'000'000'000L);
 }
 
-TEST(JpegMemoryHooks, RowsOfBlocksAreThoseOfTheWholePicture) {
+TEST(JpegMemoryHooksTest, RowsOfBlocksAreThoseOfTheWholePicture) {
   const Data jpeg = jpegWith(landscape(75, 93), TJSAMP_420, UIImageOrientation::up);
   JpegReader whole(jpeg.bytes());
   ASSERT_TRUE(whole.readHeader());

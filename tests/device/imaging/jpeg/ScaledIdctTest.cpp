@@ -76,7 +76,7 @@ double exactSample(const Component& component, std::size_t block, std::size_t x,
   return length == 1 ? std::clamp(sum + 128, 0.0, 255.0) : sum + 128;
 }
 
-TEST(ScaledIdct, SamplesAreThoseOfTheLowestCoefficients) {
+TEST(ScaledIdctTest, SamplesAreThoseOfTheLowestCoefficients) {
   std::mt19937 random(3);
   for (const unsigned length : ScaledIdct::sizes)
     for (const std::uint16_t step : {1, 7, 60, 255})
@@ -101,7 +101,7 @@ TEST(ScaledIdct, SamplesAreThoseOfTheLowestCoefficients) {
       }
 }
 
-TEST(ScaledIdct, CoarseQuantizationMayOvershootWhiteByFar) {
+TEST(ScaledIdctTest, CoarseQuantizationMayOvershootWhiteByFar) {
   Component component;
   component.steps.fill(255);
   auto& block = component.blocks.emplace_back();
@@ -118,7 +118,7 @@ TEST(ScaledIdct, CoarseQuantizationMayOvershootWhiteByFar) {
   }
 }
 
-TEST(ScaledIdct, WhatWasReadIsCleared) {
+TEST(ScaledIdctTest, WhatWasReadIsCleared) {
   std::mt19937 random(4);
   for (const unsigned length : {2u, 3u, 4u, 6u}) {
     Component component = componentOf(11, 1, random);
@@ -135,7 +135,7 @@ TEST(ScaledIdct, WhatWasReadIsCleared) {
   }
 }
 
-TEST(ScaledIdct, CoefficientsThatNoEncoderMakesGiveSomeSamples) {
+TEST(ScaledIdctTest, CoefficientsThatNoEncoderMakesGiveSomeSamples) {
   std::mt19937 random(5);
   Component component;
   for (int i = 0; i < 9; ++i)

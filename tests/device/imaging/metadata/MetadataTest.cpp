@@ -25,7 +25,7 @@ Dictionary through(std::string_view key, const Dictionary& written) {
   return picture ? part(*picture, key) : Dictionary{{"the writing", "failed"}};
 }
 
-TEST(Metadata, WhatIsWrittenIsReadAgainInTheSameKinds) {
+TEST(MetadataTest, WhatIsWrittenIsReadAgainInTheSameKinds) {
   const Dictionary exif{{"ApertureValue", 1.696},
                         {"BodySerialNumber", "0042"},
                         {"BrightnessValue", -2.25},
@@ -75,7 +75,7 @@ TEST(Metadata, WhatIsWrittenIsReadAgainInTheSameKinds) {
   }
 }
 
-TEST(Metadata, AFixAsTheModuleGivesItIsStoredWithoutSigns) {
+TEST(MetadataTest, AFixAsTheModuleGivesItIsStoredWithoutSigns) {
   const Dictionary read = through("{GPS}", {{"LatitudeRef", "S"},
                                             {"Latitude", -33.865143},
                                             {"LongitudeRef", "W"},
@@ -95,7 +95,7 @@ TEST(Metadata, AFixAsTheModuleGivesItIsStoredWithoutSigns) {
   EXPECT_EQ(read.at("DateStamp"), Value("2024:03:01"));
 }
 
-TEST(Metadata, UnknownKeysAndWrongKindsAreLeftOut) {
+TEST(MetadataTest, UnknownKeysAndWrongKindsAreLeftOut) {
   const Dictionary nothing;
   EXPECT_EQ(through("{Exif}", {{"NoSuchTag", 5},
                                {"FNumber", "bright"},
@@ -117,7 +117,7 @@ TEST(Metadata, UnknownKeysAndWrongKindsAreLeftOut) {
   EXPECT_EQ(through("{GPS}", {{"TimeStamp", "12:34:5x"}}), version);
 }
 
-TEST(Metadata, WritingAddsToWhatIsThere) {
+TEST(MetadataTest, WritingAddsToWhatIsThere) {
   const Data first =
       *writeProperties(plainJpeg(), {{"{TIFF}", Dictionary{{"Make", "One"}, {"Model", "Two"}}}});
   const Data second =
@@ -128,7 +128,7 @@ TEST(Metadata, WritingAddsToWhatIsThere) {
   EXPECT_EQ(*writeProperties(second, {}), *writeProperties(second, {{"Depth", 8}}));
 }
 
-TEST(Metadata, TheTopLevelDescribesThePicture) {
+TEST(MetadataTest, TheTopLevelDescribesThePicture) {
   const Data written = *writeProperties(
       plainJpeg(), {{"Orientation", 8}, {"DPIWidth", 300.0}, {"DPIHeight", 150.0}});
   const Dictionary expected{{"ColorModel", "RGB"},
@@ -146,7 +146,7 @@ TEST(Metadata, TheTopLevelDescribesThePicture) {
   EXPECT_FALSE(readProperties(Data::copyOf("no picture")));
 }
 
-TEST(Metadata, HeicMetadataIsReadWithTheOrientationOfThePixels) {
+TEST(MetadataTest, HeicMetadataIsReadWithTheOrientationOfThePixels) {
   const Data heic = fixture("turned.heic");
   const Dictionary properties = *readProperties(heic);
   EXPECT_EQ(properties.at("PixelWidth"), Value(64));
@@ -156,7 +156,7 @@ TEST(Metadata, HeicMetadataIsReadWithTheOrientationOfThePixels) {
   EXPECT_EQ(writeProperties(heic, {}).error(), ImageError::unsupported);
 }
 
-TEST(Metadata, TextOfUnknownEncodingComesOutAsUtf8) {
+TEST(MetadataTest, TextOfUnknownEncodingComesOutAsUtf8) {
   const Data written = *writeProperties(
       plainJpeg(),
       {{"{TIFF}", Dictionary{{"Artist", "Jos\xE9"}, {"Model", "\xC3\xA9\xED\xA0\x80"}}}});
@@ -165,7 +165,7 @@ TEST(Metadata, TextOfUnknownEncodingComesOutAsUtf8) {
   EXPECT_EQ(part(written, "{TIFF}"), expected);
 }
 
-TEST(Metadata, WhatDoesNotFitIntoAJpegIsRefused) {
+TEST(MetadataTest, WhatDoesNotFitIntoAJpegIsRefused) {
   const std::string text(19000, 'x');
   const Dictionary huge{
       {"{TIFF}",

@@ -68,7 +68,7 @@ struct Aliasing {
 
 }  // namespace plate
 
-TEST(EncodeJpegAliasing, LumaAboveNyquistBecomesEvenAndNothingMoves) {
+TEST(EncodeJpegAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
   const Bitmap rings = plate::inColor([](double part) {
     const int value = static_cast<int>(plate::grey + part);
     return Rgba{value, value, value};
@@ -116,7 +116,7 @@ TEST(EncodeJpegAliasing, LumaAboveNyquistBecomesEvenAndNothingMoves) {
   }
 }
 
-TEST(EncodeJpegAliasing, ChromaAboveNyquistBecomesEven) {
+TEST(EncodeJpegAliasingTest, ChromaAboveNyquistBecomesEven) {
   // Blue rings of even luma.
   const Bitmap rings = plate::inColor([](double part) {
     return Rgba{static_cast<int>(plate::grey), static_cast<int>(plate::grey - 0.194 * part),

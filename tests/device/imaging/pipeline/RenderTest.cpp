@@ -24,7 +24,7 @@ Bitmap allBlue(std::size_t width, std::size_t height) {
   return bitmapOf(width, height, [](auto, auto) { return blue; });
 }
 
-TEST(Render, APictureIsCroppedBeforeItIsScaled) {
+TEST(RenderTest, APictureIsCroppedBeforeItIsScaled) {
   for (const auto orientation : allOrientations) {
     SCOPED_TRACE(static_cast<int>(orientation));
     const Bitmap stored = *oriented(framed(), inverse(orientationFor(orientation)));
@@ -41,7 +41,7 @@ TEST(Render, APictureIsCroppedBeforeItIsScaled) {
   }
 }
 
-TEST(Render, ACroppedCanvasIsMirroredWithItsCrop) {
+TEST(RenderTest, ACroppedCanvasIsMirroredWithItsCrop) {
   // Enlarged, it has no stored rows to read. The crop is so much within the blue that enlarging
   // blends no red into it, but not so much that shrinking would not.
   const auto enlarged = drawn(opened(pngOf(framed())), {256, 192}, {0, 0, 256, 192});

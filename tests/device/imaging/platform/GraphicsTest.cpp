@@ -35,7 +35,7 @@ Bitmap ramp(std::size_t width, std::size_t height) {
   });
 }
 
-TEST(Graphics, UnusableSizesGiveNoContextAndNoImage) {
+TEST(GraphicsTest, UnusableSizesGiveNoContextAndNoImage) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   Graphics graphics;
   const auto image = opened(pngOf(bitmapOfLetters("R")));
@@ -51,14 +51,14 @@ TEST(Graphics, UnusableSizesGiveNoContextAndNoImage) {
   EXPECT_TRUE(Graphics(PictureLimits{100}).beginImageContext({10, 10})->currentContext());
 }
 
-TEST(Graphics, IsTransparentWhereNothingWasDrawn) {
+TEST(GraphicsTest, IsTransparentWhereNothingWasDrawn) {
   Graphics graphics;
   const auto context = graphics.beginImageContext({2, 1});
   EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), "..");
   EXPECT_EQ(lettersOf(drawn(opened(pngOf(bitmapOfLetters("R"))), {3, 2}, {1, 0, 1, 1})), ".R./...");
 }
 
-TEST(Graphics, APictureKeepsWhatWasDrawnWhenItWasTaken) {
+TEST(GraphicsTest, APictureKeepsWhatWasDrawnWhenItWasTaken) {
   Graphics graphics;
   const auto context = graphics.beginImageContext({2, 1});
   context->drawInRect(opened(pngOf(bitmapOfLetters("R"))), {0, 0, 1, 1});
@@ -76,7 +76,7 @@ class ForeignImage final : public UIImage {
   std::shared_ptr<const CGImage> cgImage() const override { return nullptr; }
 };
 
-TEST(Graphics, DrawingNothingDrawsNothing) {
+TEST(GraphicsTest, DrawingNothingDrawsNothing) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   Graphics graphics;
   const auto context = graphics.beginImageContext({1, 1});
@@ -91,7 +91,7 @@ TEST(Graphics, DrawingNothingDrawsNothing) {
   EXPECT_EQ(lettersOf(context->imageFromCurrentImageContext()), ".");
 }
 
-TEST(Graphics, LaterDrawingsCoverEarlierOnesByTheirAlpha) {
+TEST(GraphicsTest, LaterDrawingsCoverEarlierOnesByTheirAlpha) {
   Graphics graphics;
   const auto context = graphics.beginImageContext({2, 1});
   context->drawInRect(opened(pngOf(bitmapOfLetters("BB"))), {0, 0, 2, 1});
@@ -101,7 +101,7 @@ TEST(Graphics, LaterDrawingsCoverEarlierOnesByTheirAlpha) {
   EXPECT_EQ(pixelAt(pixels, 1, 0), (Rgba{128, 0, 127}));
 }
 
-TEST(Graphics, WhatHangsOverIsCutOff) {
+TEST(GraphicsTest, WhatHangsOverIsCutOff) {
   const auto image = opened(pngOf(bitmapOfLetters("RGB/CMY/KWR")));
   EXPECT_EQ(lettersOf(drawn(image, {2, 2}, {-1, -1, 3, 3})), "MY/WR");
   // The crop to a square of a wide picture: equal parts are lost on both sides.
@@ -110,7 +110,7 @@ TEST(Graphics, WhatHangsOverIsCutOff) {
   EXPECT_EQ(lettersOf(imageByScalingAndCroppingForSize(graphics, wide, {2, 2})), "GG/GG");
 }
 
-TEST(Graphics, AFractionalSizeHasItsLastPixelsCoveredInPart) {
+TEST(GraphicsTest, AFractionalSizeHasItsLastPixelsCoveredInPart) {
   const auto image = opened(pngOf(flat(1000, 746, {200, 100, 50})));
   const auto scaled = stretched(image, {100, 74.6});
   EXPECT_EQ(scaled->size(), (CGSize{100, 75}));
@@ -119,14 +119,14 @@ TEST(Graphics, AFractionalSizeHasItsLastPixelsCoveredInPart) {
   EXPECT_EQ(pixelAt(pixels, 99, 74), (Rgba{120, 60, 30, 153}));
 }
 
-TEST(Graphics, ARoundingErrorInASizeAddsNoPixelAndFadesNone) {
+TEST(GraphicsTest, ARoundingErrorInASizeAddsNoPixelAndFadesNone) {
   const double computed = 4000 * (100.0 / 3000) * 0.75 + 1e-13;
   const auto scaled = stretched(opened(pngOf(flat(40, 30, {9, 9, 9}))), {computed, 75});
   EXPECT_EQ(scaled->size(), (CGSize{100, 75}));
   EXPECT_TRUE(pixelsOfImage(scaled).isOpaque());
 }
 
-TEST(Graphics, DrawingAtTheSameSizeCopiesExactly) {
+TEST(GraphicsTest, DrawingAtTheSameSizeCopiesExactly) {
   const Bitmap noisy = bitmapOf(37, 23, [](std::size_t x, std::size_t y) {
     const auto value = static_cast<int>((x * 7919 + y * 104729) % 256);
     return Rgba{value, 255 - value, value / 2};
@@ -138,7 +138,7 @@ TEST(Graphics, DrawingAtTheSameSizeCopiesExactly) {
   EXPECT_EQ(largestDifference(pixelsOfImage(same), noisy), 0);
 }
 
-TEST(Graphics, ScalingKeepsTheCentreInItsPlace) {
+TEST(GraphicsTest, ScalingKeepsTheCentreInItsPlace) {
   // Every pixel of the result has the value of the ramp at its own centre; half a pixel of
   // displacement would show in all of them.
   const auto image = opened(pngOf(ramp(256, 256)));
@@ -152,7 +152,7 @@ TEST(Graphics, ScalingKeepsTheCentreInItsPlace) {
   }
 }
 
-TEST(Graphics, AFractionalOffsetMovesThePictureByThatMuch) {
+TEST(GraphicsTest, AFractionalOffsetMovesThePictureByThatMuch) {
   const auto image = opened(pngOf(ramp(256, 256)));
   const Bitmap moved = pixelsOfImage(drawn(image, {100, 100}, {-66.4, -10.25, 128, 256}));
   for (std::size_t x = 0; x < 50; ++x)
@@ -165,7 +165,7 @@ struct Fineness {
   int (*brightness)(std::size_t x, std::size_t y);
 };
 
-TEST(Graphics, ShrinkingTurnsWhatIsTooFineIntoEvenGrey) {
+TEST(GraphicsTest, ShrinkingTurnsWhatIsTooFineIntoEvenGrey) {
   constexpr Fineness patterns[] = {
       {"checks", [](std::size_t x, std::size_t y) { return (x + y) % 2 ? 255 : 0; }},
       {"stripes", [](std::size_t x, std::size_t) { return x % 2 ? 255 : 0; }},
@@ -189,7 +189,7 @@ TEST(Graphics, ShrinkingTurnsWhatIsTooFineIntoEvenGrey) {
   }
 }
 
-TEST(Graphics, EnlargingIsSmooth) {
+TEST(GraphicsTest, EnlargingIsSmooth) {
   const auto image = opened(pngOf(bitmapOfLetters("KW")));
   const Bitmap scaled = pixelsOfImage(stretched(image, {40, 20}));
   for (std::size_t x = 1; x < 40; ++x) {
@@ -201,7 +201,7 @@ TEST(Graphics, EnlargingIsSmooth) {
   EXPECT_EQ(pixelAt(scaled, 39, 10).red, 255);
 }
 
-TEST(Graphics, ExtremeScalesGiveTheMeanAndTheFlatColour) {
+TEST(GraphicsTest, ExtremeScalesGiveTheMeanAndTheFlatColour) {
   const auto tall = opened(pngOf(ramp(2, 30000)));
   EXPECT_NEAR(pixelAt(pixelsOfImage(stretched(tall, {1, 1})), 0, 0).green, 127, 2);
   const auto dot = opened(jpegOf(flat(1, 1, {200, 40, 90})));
@@ -214,7 +214,7 @@ TEST(Graphics, ExtremeScalesGiveTheMeanAndTheFlatColour) {
   EXPECT_EQ(lettersOf(hair), "RRR/RRR/RRR");
 }
 
-TEST(Graphics, TransparentEdgesScaleWithoutAFringe) {
+TEST(GraphicsTest, TransparentEdgesScaleWithoutAFringe) {
   const auto image = opened(pngOf(bitmapOfLetters("..../.WW./.WW./....", 8)));
   for (const double side : {13.0, 100.0}) {
     const Bitmap scaled = pixelsOfImage(stretched(image, {side, side}));
@@ -228,7 +228,7 @@ TEST(Graphics, TransparentEdgesScaleWithoutAFringe) {
   }
 }
 
-TEST(Graphics, ACoarselyDecodedJpegLiesWhereTheWholeOneWould) {
+TEST(GraphicsTest, ACoarselyDecodedJpegLiesWhereTheWholeOneWould) {
   // The sides are no multiples of 8, so the coarse decodes end inside of a block.
   const Bitmap source = ramp(1001, 603);
   for (const auto orientation : allOrientations) {
@@ -245,7 +245,7 @@ TEST(Graphics, ACoarselyDecodedJpegLiesWhereTheWholeOneWould) {
   }
 }
 
-TEST(Graphics, ScalingWhatWasRotatedIsOnePassWithTheRotation) {
+TEST(GraphicsTest, ScalingWhatWasRotatedIsOnePassWithTheRotation) {
   Graphics graphics;
   const auto image = opened(jpegOf(ramp(320, 200), UIImageOrientation::right));
   const auto upright =
@@ -257,7 +257,7 @@ TEST(Graphics, ScalingWhatWasRotatedIsOnePassWithTheRotation) {
   EXPECT_EQ(largestDifference(twoSteps, oneStep), 0);
 }
 
-TEST(Graphics, AnyRotationIsDrawnSmoothlyAndLeavesTheRestTransparent) {
+TEST(GraphicsTest, AnyRotationIsDrawnSmoothlyAndLeavesTheRestTransparent) {
   Graphics graphics;
   const auto image = opened(pngOf(bitmapOfLetters("RG/BW", 100)));
   const auto context = graphics.beginImageContext({100, 100});
@@ -276,7 +276,7 @@ TEST(Graphics, AnyRotationIsDrawnSmoothlyAndLeavesTheRestTransparent) {
   EXPECT_EQ(pixelAt(pixels, 2, 2).alpha, 0);
 }
 
-TEST(Graphics, APictureWithoutPixelsSpoilsTheDrawingThatShowsIt) {
+TEST(GraphicsTest, APictureWithoutPixelsSpoilsTheDrawingThatShowsIt) {
   const Data whole = jpegOf(ramp(64, 64));
   const auto broken = opened(Data::copyOf(whole.bytes().first(whole.size() / 2)));
   ASSERT_TRUE(broken);

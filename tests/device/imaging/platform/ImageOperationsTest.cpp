@@ -9,7 +9,7 @@
 namespace vecamera::device::imaging {
 namespace {
 
-TEST(ImageOperations, CropsAreOfTheUprightPicture) {
+TEST(ImageOperationsTest, CropsAreOfTheUprightPicture) {
   const auto image = opened(pngOf(bitmapOfLetters("RGB/CMY"), UIImageOrientation::right));
   // Upright it is CR/MG/YB.
   const std::pair<CGRect, std::string_view> cases[] = {
@@ -25,7 +25,7 @@ TEST(ImageOperations, CropsAreOfTheUprightPicture) {
   EXPECT_FALSE(croppedUpright(nullptr, {0, 0, 1, 1}));
 }
 
-TEST(ImageOperations, ThumbnailsAreUprightAndNeverEnlarged) {
+TEST(ImageOperationsTest, ThumbnailsAreUprightAndNeverEnlarged) {
   const Data rotated = jpegOf(bitmapOfLetters("RGB/CMY", 64), UIImageOrientation::right);
   const auto small = *readHeader(thumbnail(rotated, 48)->bytes());
   EXPECT_EQ(small.format, jpegFormat);

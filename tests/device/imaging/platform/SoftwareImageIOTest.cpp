@@ -11,7 +11,7 @@ namespace {
 
 using testing::_;
 
-TEST(SoftwareImageIO, SourcesHaveTheTypeOfTheirBytes) {
+TEST(SoftwareImageIOTest, SourcesHaveTheTypeOfTheirBytes) {
   SoftwareImageIO imageIO;
   const Bitmap picture = bitmapOfLetters("RG");
   const std::pair<Data, std::optional<std::string>> cases[] = {
@@ -25,7 +25,7 @@ TEST(SoftwareImageIO, SourcesHaveTheTypeOfTheirBytes) {
   EXPECT_FALSE(imageIO.CGImageSourceCreateWithData(Data()));
 }
 
-TEST(SoftwareImageIO, DestinationsEncodeWithTheProperties) {
+TEST(SoftwareImageIOTest, DestinationsEncodeWithTheProperties) {
   testing::MockFunction<void(std::string_view, const Dictionary&, std::size_t)> observer;
   SoftwareImageIO imageIO(observer.AsStdFunction());
   const Data before = Data::copyOf("before");
@@ -55,7 +55,7 @@ TEST(SoftwareImageIO, DestinationsEncodeWithTheProperties) {
   }
 }
 
-TEST(SoftwareImageIO, DestinationsThatCannotBeFinishedKeepTheirBytes) {
+TEST(SoftwareImageIOTest, DestinationsThatCannotBeFinishedKeepTheirBytes) {
   testing::MockFunction<void(std::string_view, const Dictionary&, std::size_t)> observer;
   EXPECT_CALL(observer, Call(_, _, _)).Times(0);
   SoftwareImageIO imageIO(observer.AsStdFunction());
@@ -74,7 +74,7 @@ TEST(SoftwareImageIO, DestinationsThatCannotBeFinishedKeepTheirBytes) {
   }
 }
 
-TEST(SoftwareImageIO, TheQualityPropertyRulesJpegs) {
+TEST(SoftwareImageIOTest, TheQualityPropertyRulesJpegs) {
   SoftwareImageIO imageIO;
   const auto image = opened(pngOf(bitmapOfLetters("RGB/CMY/KWR", 9)))->cgImage();
   const auto sizeWith = [&](const Dictionary& properties) {

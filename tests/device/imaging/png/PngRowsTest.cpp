@@ -94,7 +94,7 @@ Raw withWrongChecksum(Raw bytes) {
   return bytes;
 }
 
-TEST(PngRows, ReadsAndRefusesTheSameFilesAsDecodePng) {
+TEST(PngRowsTest, ReadsAndRefusesTheSameFilesAsDecodePng) {
   struct Kind {
     const char* name;
     int readings;
@@ -173,7 +173,7 @@ TEST(PngRows, ReadsAndRefusesTheSameFilesAsDecodePng) {
   }
 }
 
-TEST(PngRows, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
+TEST(PngRowsTest, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
   // Each band of rows ends within the last bytes of some picture.
   for (std::uint32_t wide = 900; wide < 1100; wide += 7)
     for (const std::size_t pieceBytes : {std::size_t{1}, std::size_t{5}, std::size_t{1} << 20}) {
@@ -194,7 +194,7 @@ TEST(PngRows, PixelsThatTakeHardlyAnyBytesAreReadToTheLast) {
     }
 }
 
-TEST(PngRows, RefusesTheSameDamageAsDecodePng) {
+TEST(PngRowsTest, RefusesTheSameDamageAsDecodePng) {
   const Raw whole = assembled(parts());
   for (std::size_t at = 0; at < whole.size(); ++at) {
     SCOPED_TRACE(at);
@@ -229,7 +229,7 @@ Data pngOfAllFilters(std::size_t columns, std::size_t rowCount, std::uint8_t cha
   return Data(std::move(png));
 }
 
-TEST(PngRows, RowsOfAPngAreWhatTheWholeOneHolds) {
+TEST(PngRowsTest, RowsOfAPngAreWhatTheWholeOneHolds) {
   for (const std::uint8_t channels : {std::uint8_t{3}, std::uint8_t{4}}) {
     const Data png = pngOfAllFilters(201, 103, channels);
     const PictureHeader header = *readHeader(png.bytes());
@@ -244,7 +244,7 @@ TEST(PngRows, RowsOfAPngAreWhatTheWholeOneHolds) {
   }
 }
 
-TEST(PngRows, AWorkerInflatesALargePngToTheSameRows) {
+TEST(PngRowsTest, AWorkerInflatesALargePngToTheSameRows) {
   constexpr std::size_t columns = 1400;
   constexpr std::size_t rowCount = 900;
   const auto png = *encodePng(noisyPicture(columns, rowCount, true));

@@ -16,7 +16,7 @@ namespace {
 
 using Raw = std::vector<std::uint8_t>;
 
-TEST(PngWriter, APngHasTheSameBytesWithAnyNumberOfThreads) {
+TEST(PngWriterTest, APngHasTheSameBytesWithAnyNumberOfThreads) {
   for (const bool withAlpha : {false, true}) {
     const Bitmap picture = noisyPicture(701, 611, withAlpha);
     const auto alone = *encodePng(picture);
@@ -29,7 +29,7 @@ TEST(PngWriter, APngHasTheSameBytesWithAnyNumberOfThreads) {
   }
 }
 
-TEST(PngWriter, APngHasTheSameBytesWhereverTheCompressorStandsInMemory) {
+TEST(PngWriterTest, APngHasTheSameBytesWhereverTheCompressorStandsInMemory) {
   std::vector<Bitmap> pictures;
   for (int shade = 1; shade < 100; ++shade)
     pictures.push_back(bitmapOf(3, 3, [&](std::size_t, std::size_t) {
@@ -86,7 +86,7 @@ Raw filtersOf(const Raw& png, const Bitmap& picture) {
   return filters;
 }
 
-TEST(PngWriter, FlatStripsStayUnfilteredAndPhotographsDoNot) {
+TEST(PngWriterTest, FlatStripsStayUnfilteredAndPhotographsDoNot) {
   const Bitmap flat = page();
   const Raw png = *encodePng(flat);
   EXPECT_EQ(filtersOf(png, flat), Raw(flat.height(), 0));

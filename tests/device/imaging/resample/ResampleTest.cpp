@@ -23,7 +23,7 @@ AxisPlacement axisOf(double scale, double offset, std::size_t length) {
   return axis;
 }
 
-TEST(Resample, AFlatPictureStaysFlatAtAnyScaleAndPlace) {
+TEST(ResampleTest, AFlatPictureStaysFlatAtAnyScaleAndPlace) {
   std::mt19937 random(7);
   std::uniform_real_distribution<double> exponent(-8, 5);
   std::uniform_real_distribution<double> offset(-50, 50);
@@ -67,7 +67,7 @@ std::vector<To> convolved(const std::vector<From>& rows, const AxisWeights& weig
   return result;
 }
 
-TEST(ResampleKernels, EveryLevelConvolvesAlike) {
+TEST(ResampleKernelsTest, EveryLevelConvolvesAlike) {
   std::mt19937 random(11);
   const AxisWeights weights(AxisPlacement{0.3, 0, 40, {0, 40}, {0, 12}, {}});
   std::vector<std::uint8_t> rows(40 * tileSamples);
@@ -103,7 +103,7 @@ TEST(ResampleKernels, EveryLevelConvolvesAlike) {
   }
 }
 
-TEST(Simd, InstructionsOfTheProcessorGiveWhatTheDefinitionsGive) {
+TEST(SimdTest, InstructionsOfTheProcessorGiveWhatTheDefinitionsGive) {
   std::mt19937 random(12);
   const auto same = [](auto a, auto b) { return std::memcmp(&a, &b, sizeof a) == 0; };
   for (int round = 0; round < 1000; ++round) {
@@ -121,7 +121,7 @@ TEST(Simd, InstructionsOfTheProcessorGiveWhatTheDefinitionsGive) {
   }
 }
 
-TEST(AxisPlacement, SamplesOfPixelsAreThoseThatShowAnyOfThem) {
+TEST(AxisPlacementTest, SamplesOfPixelsAreThoseThatShowAnyOfThem) {
   const auto samplesOf = [](PixelRange pixels, double step, std::size_t count) {
     return AxisPlacement{1, 0, 100, pixels, {}, {}}.sampled(step, count).usable;
   };
@@ -136,7 +136,7 @@ TEST(AxisPlacement, SamplesOfPixelsAreThoseThatShowAnyOfThem) {
   EXPECT_EQ(samplesOf({100, 1}, third, 38), (PixelRange{37, 1}));
 }
 
-TEST(AxisWeights, AddUpToOneAndStayInsideOfWhatIsUsable) {
+TEST(AxisWeightsTest, AddUpToOneAndStayInsideOfWhatIsUsable) {
   for (const double scale : {0.02, 0.3, 0.77, 1.0, 1.5, 9.0, -0.4, -1.0, -3.3})
     for (const double offset : {0.0, 0.37, 12.0}) {
       const PixelRange usable{5, 31};

@@ -15,7 +15,7 @@ void runAll(Lanes& lanes) {
   }
 }
 
-TEST(Lanes, RunInOneFixedOrderWhateverTheOrderOfPosting) {
+TEST(LanesTest, RunInOneFixedOrderWhateverTheOrderOfPosting) {
   Log log;
   Lanes lanes;
   lanes.platform().post([&] { log.push_back("platform"); });
@@ -29,7 +29,7 @@ TEST(Lanes, RunInOneFixedOrderWhateverTheOrderOfPosting) {
   EXPECT_EQ(log, (Log{"main", "background", "main, posted from background", "platform"}));
 }
 
-TEST(Lanes, OneJobRunsForEachStep) {
+TEST(LanesTest, OneJobRunsForEachStep) {
   int ran = 0;
   Lanes lanes;
   lanes.main().post([&] { ++ran; });
@@ -41,7 +41,7 @@ TEST(Lanes, OneJobRunsForEachStep) {
   EXPECT_EQ(ran, 2);
 }
 
-TEST(Lanes, AWaitingLaneHandsBackAndTheOthersGoOn) {
+TEST(LanesTest, AWaitingLaneHandsBackAndTheOthersGoOn) {
   bool free = false;
   Log log;
   Lanes lanes;
@@ -63,7 +63,7 @@ TEST(Lanes, AWaitingLaneHandsBackAndTheOthersGoOn) {
   EXPECT_FALSE(lanes.anyWaiting());
 }
 
-TEST(Lanes, StopUnwindsAWaitingJobAndDropsTheRest) {
+TEST(LanesTest, StopUnwindsAWaitingJobAndDropsTheRest) {
   struct Sentinel {
     explicit Sentinel(int& live) : count(live) { ++count; }
     ~Sentinel() { --count; }
@@ -86,7 +86,7 @@ TEST(Lanes, StopUnwindsAWaitingJobAndDropsTheRest) {
   EXPECT_TRUE(lanes.fatalError().empty());
 }
 
-TEST(Lanes, AFatalErrorIsKeptAndEndsItsJobOnly) {
+TEST(LanesTest, AFatalErrorIsKeptAndEndsItsJobOnly) {
   bool later = false;
   Lanes lanes;
   lanes.main().post([] { throw FatalError("no location"); });
@@ -96,7 +96,7 @@ TEST(Lanes, AFatalErrorIsKeptAndEndsItsJobOnly) {
   EXPECT_TRUE(later);
 }
 
-TEST(Lanes, YieldingOutsideOfALaneDoesNothing) {
+TEST(LanesTest, YieldingOutsideOfALaneDoesNothing) {
   Lanes lanes;
   lanes.yieldWaiting();
   EXPECT_FALSE(lanes.anyWaiting());

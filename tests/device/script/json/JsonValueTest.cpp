@@ -13,7 +13,7 @@ std::string lineOf(const Value& value) {
   return toLine(toJson(value));
 }
 
-TEST(JsonValue, EveryKindPrintsInItsOwnForm) {
+TEST(JsonValueTest, EveryKindPrintsInItsOwnForm) {
   constexpr double infinity = std::numeric_limits<double>::infinity();
   EXPECT_EQ(lineOf(Value()), "null");
   EXPECT_EQ(lineOf(true), "true");
@@ -29,11 +29,11 @@ TEST(JsonValue, EveryKindPrintsInItsOwnForm) {
   EXPECT_EQ(lineOf(Dictionary{{"b", 1}, {"a", Value()}}), R"({"a":null,"b":1})");
 }
 
-TEST(JsonValue, BytesThatAreNotUtf8AreReplaced) {
+TEST(JsonValueTest, BytesThatAreNotUtf8AreReplaced) {
   EXPECT_EQ(lineOf(Dictionary{{"k\xff", "v\xc3"}}), "{\"k\xEF\xBF\xBD\":\"v\xEF\xBF\xBD\"}");
 }
 
-TEST(JsonValue, WhatIsPrintedIsReadBack) {
+TEST(JsonValueTest, WhatIsPrintedIsReadBack) {
   const Value value = Dictionary{{"bytes", Data({1, 2, 3, 4})},
                                  {"list", Array{1, 1.0, true, Value(), "text", URL("a:b")}},
                                  {"nested", Dictionary{{"bytes", 5}}}};

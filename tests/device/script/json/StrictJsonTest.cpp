@@ -7,13 +7,13 @@
 namespace vecamera::device::script {
 namespace {
 
-TEST(StrictJson, MembersAreSortedByKeyAndElementsKeepTheirOrder) {
+TEST(StrictJsonTest, MembersAreSortedByKeyAndElementsKeepTheirOrder) {
   const auto json = parseStrictJson(R"({"b": [3, {"z": 1.0, "y": -1}], "": null, "a": "é"})");
   ASSERT_TRUE(json);
   EXPECT_EQ(toLine(*json), R"({"":null,"a":"é","b":[3,{"y":-1,"z":1.0}]})");
 }
 
-TEST(StrictJson, NestingHasTheLimitThatIsAskedFor) {
+TEST(StrictJsonTest, NestingHasTheLimitThatIsAskedFor) {
   const auto nested = [](std::size_t depth) {
     return std::string(depth, '[') + std::string(depth, ']');
   };

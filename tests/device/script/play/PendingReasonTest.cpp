@@ -38,7 +38,7 @@ struct OpenCommand {
   std::string reason;
 };
 
-TEST(PendingReason, SaysWhatKeptThisCommandOpen) {
+TEST(PendingReasonTest, SaysWhatKeptThisCommandOpen) {
   const auto takePicture = [](const std::string& arguments, const std::string& members = "") {
     return R"({"do": "takePicture", "as": "a", "arguments": [)" + arguments + "]" + members + "}";
   };

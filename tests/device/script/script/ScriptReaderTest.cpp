@@ -1,4 +1,4 @@
-#include "device/script/script/ScriptReader.h"
+#include "device/script/script/ScriptReaderTest.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -23,15 +23,15 @@ using testing::Not;
 using testing::StartsWith;
 
 /// A private folder that holds "photo.jpg" and the folder "bundles".
-class ScriptReader : public testing::Test {
+class ScriptReaderTest : public testing::Test {
  protected:
-  ScriptReader() {
+  ScriptReaderTest() {
     std::string pattern = (fs::temp_directory_path() / "scripts-XXXXXX").string();
     folder_ = mkdtemp(pattern.data());
     fs::create_directory(folder_ / "bundles");
     std::ofstream(folder_ / "photo.jpg") << "bytes";
   }
-  ~ScriptReader() override { fs::remove_all(folder_); }
+  ~ScriptReaderTest() override { fs::remove_all(folder_); }
 
   /// The error for the text, or an empty one.
   std::string errorOf(const std::string& text) const {
@@ -65,7 +65,7 @@ class ScriptReader : public testing::Test {
   fs::path folder_;
 };
 
-TEST_F(ScriptReader, EverythingLeftOutHasItsDefault) {
+TEST_F(ScriptReaderTest, EverythingLeftOutHasItsDefault) {
   const auto device = parsed(R"({"steps": []})").device;
   EXPECT_EQ(device.temporaryDirectory, std::nullopt);
   EXPECT_EQ(device.mainBundle.kind, MainBundleSetup::Kind::sample);
@@ -85,7 +85,7 @@ TEST_F(ScriptReader, EverythingLeftOutHasItsDefault) {
   EXPECT_TRUE(device.faults.empty());
 }
 
-TEST_F(ScriptReader, TheDeviceIsReadWhole) {
+TEST_F(ScriptReaderTest, TheDeviceIsReadWhole) {
   const auto device = withDevice(R"(
     "temporaryDirectory": "tmp/../app", "files": {"a.txt": "text", "sub/b": "", "empty/": ""},
     "mainBundle": "bundles/", "languages": ["pt-BR", "en"], "locale": "th_TH@calendar=buddhist",
@@ -124,7 +124,7 @@ TEST_F(ScriptReader, TheDeviceIsReadWhole) {
   EXPECT_FALSE(device.viewController);
 }
 
-TEST_F(ScriptReader, NullSaysThatThereIsNone) {
+TEST_F(ScriptReaderTest, NullSaysThatThereIsNone) {
   const auto device =
       withDevice(R"("mainBundle": null, "location": null, "urlTransformer": null)").device;
   EXPECT_EQ(device.mainBundle.kind, MainBundleSetup::Kind::empty);
@@ -132,7 +132,7 @@ TEST_F(ScriptReader, NullSaysThatThereIsNone) {
   EXPECT_EQ(device.urlTransformer.kind, UrlTransformerSetup::Kind::none);
 }
 
-TEST_F(ScriptReader, AFixMayLeaveAltitudeAndTimeOpen) {
+TEST_F(ScriptReaderTest, AFixMayLeaveAltitudeAndTimeOpen) {
   const auto bare = withDevice(R"("location": {"latitude": -33.5, "longitude": 151})").device;
   EXPECT_EQ(bare.location->latitude, -33.5);
   EXPECT_EQ(bare.location->longitude, 151);
@@ -152,7 +152,7 @@ TEST_F(ScriptReader, AFixMayLeaveAltitudeAndTimeOpen) {
     EXPECT_FALSE(step<LocationStep>(none).fix.has_value()) << none;
 }
 
-TEST_F(ScriptReader, FaultsKnowWhatTheirPlaceDoes) {
+TEST_F(ScriptReaderTest, FaultsKnowWhatTheirPlaceDoes) {
   const auto faults = withDevice(R"("faults": [
     {"at": "performChanges", "error": "disk full", "times": 2},
     {"at": "performChanges", "returns": false},
@@ -176,7 +176,7 @@ TEST_F(ScriptReader, FaultsKnowWhatTheirPlaceDoes) {
   EXPECT_EQ(faults[6].at, FaultPoint::enumerator);
 }
 
-TEST_F(ScriptReader, WhatIsLegalButOddIsTaken) {
+TEST_F(ScriptReaderTest, WhatIsLegalButOddIsTaken) {
   EXPECT_EQ(withDevice(R"("seed": 7.0)").device.seed, 7U);
   EXPECT_NE(withDevice(R"("seed": -1)").device.seed, withDevice(R"("seed": 1.5)").device.seed);
   EXPECT_EQ(withDevice(R"("location": {"latitude": 9})").device.location->longitude, 0);
@@ -190,7 +190,7 @@ TEST_F(ScriptReader, WhatIsLegalButOddIsTaken) {
   EXPECT_EQ(faults[2].times, 0) << "it never strikes";
 }
 
-TEST_F(ScriptReader, ArgumentsKeepTheKindOfEachNumber) {
+TEST_F(ScriptReaderTest, ArgumentsKeepTheKindOfEachNumber) {
   const auto arguments = step<CommandStep>(
                              R"("do": "takePicture", "as": "a",
              "arguments": [50.0, 0, null, true, "1", -9223372036854775808, 18446744073709551615])")
@@ -205,7 +205,7 @@ TEST_F(ScriptReader, ArgumentsKeepTheKindOfEachNumber) {
   EXPECT_EQ(arguments[6], Value(18446744073709551615.0));
 }
 
-TEST_F(ScriptReader, CaptureAndPickSayWhatStandsInTheInfo) {
+TEST_F(ScriptReaderTest, CaptureAndPickSayWhatStandsInTheInfo) {
   const auto capture = step<CaptureStep>(
       R"("do": "capture", "photo": "photo.jpg", "crop": [1, 2.5, 30, 40], "metadata": false,
          "info": {"gone": null, "raw": {"bytes": "AAEC"}, "at": {"url": "file:///a"},
@@ -233,7 +233,7 @@ TEST_F(ScriptReader, CaptureAndPickSayWhatStandsInTheInfo) {
   EXPECT_EQ(scene.seconds, 2.5);
 }
 
-TEST_F(ScriptReader, ADataUrlIsAFileThatLivesAsLongAsTheScript) {
+TEST_F(ScriptReaderTest, ADataUrlIsAFileThatLivesAsLongAsTheScript) {
   fs::path file;
   {
     const auto script = parsed(
@@ -251,7 +251,7 @@ TEST_F(ScriptReader, ADataUrlIsAFileThatLivesAsLongAsTheScript) {
                 HasSubstr("steps[0].photo: it is no data URL of Base64"));
 }
 
-TEST_F(ScriptReader, AConfinedScriptNamesOnlyFilesOfItsFolder) {
+TEST_F(ScriptReaderTest, AConfinedScriptNamesOnlyFilesOfItsFolder) {
   fs::create_directory(folder_ / "inner");
   std::ofstream(folder_ / "inner" / "in.jpg") << "bytes";
   fs::create_symlink(folder_ / "photo.jpg", folder_ / "inner" / "link.jpg");
@@ -266,7 +266,7 @@ TEST_F(ScriptReader, AConfinedScriptNamesOnlyFilesOfItsFolder) {
     EXPECT_FALSE(isTaken(name)) << name;
 }
 
-TEST_F(ScriptReader, AnswersAndSettingsMeanTheirOwnPermission) {
+TEST_F(ScriptReaderTest, AnswersAndSettingsMeanTheirOwnPermission) {
   EXPECT_TRUE(step<AnswerStep>(R"("do": "answer", "prompt": "location", "with": "allow")").allow);
   EXPECT_EQ(step<AnswerStep>(R"("do": "answer", "prompt": "photoLibrary", "with": "limited")")
                 .photoLibrary,
@@ -279,7 +279,7 @@ TEST_F(ScriptReader, AnswersAndSettingsMeanTheirOwnPermission) {
   }
 }
 
-TEST_F(ScriptReader, TheArgumentOfACallFitsItsSelector) {
+TEST_F(ScriptReaderTest, TheArgumentOfACallFitsItsSelector) {
   const auto argumentOf = [this](const std::string& rest) {
     return step<CallStep>(R"("do": "call", "selector": )" + rest).argument;
   };
@@ -291,7 +291,7 @@ TEST_F(ScriptReader, TheArgumentOfACallFitsItsSelector) {
   EXPECT_EQ(argumentOf(R"("dispose")"), std::nullopt);
 }
 
-TEST_F(ScriptReader, StepsKeepTheirOrderAndSettleByDefault) {
+TEST_F(ScriptReaderTest, StepsKeepTheirOrderAndSettleByDefault) {
   const auto script = parsed(R"({"steps": [
     {"do": "advance", "seconds": 0.25, "settle": false}, {"do": "remove", "file": "a/b"},
     {"do": "urlTransformer", "to": "noDelegate"}, {"do": "viewController", "to": false}]})");
@@ -311,7 +311,7 @@ struct BadScript {
   std::string error;
 };
 
-TEST_F(ScriptReader, ABadScriptGetsItsPlaceAndCureInOneLine) {
+TEST_F(ScriptReaderTest, ABadScriptGetsItsPlaceAndCureInOneLine) {
   const auto device = [](const std::string& members) {
     return R"({"device": {)" + members + R"(}, "steps": []})";
   };
@@ -417,12 +417,12 @@ TEST_F(ScriptReader, ABadScriptGetsItsPlaceAndCureInOneLine) {
   }
 }
 
-TEST_F(ScriptReader, AMissingFileIsNamedWithItsFolder) {
+TEST_F(ScriptReaderTest, AMissingFileIsNamedWithItsFolder) {
   EXPECT_EQ(errorOf(R"({"steps": [{"do": "capture", "photo": "pics/x.jpg"}]})"),
             "steps[0].photo: there is no file \"x.jpg\" in " + (folder_ / "pics").string());
 }
 
-TEST_F(ScriptReader, FileNamesStayInsideTheTemporaryDirectory) {
+TEST_F(ScriptReaderTest, FileNamesStayInsideTheTemporaryDirectory) {
   for (const char* name :
        {"", "/", "/etc/a", "..", "../a", "a/../../b", "a//b", "./a", "a/.", "a\\u0000b"})
     EXPECT_THAT(
@@ -438,7 +438,7 @@ TEST_F(ScriptReader, FileNamesStayInsideTheTemporaryDirectory) {
               HasSubstr("a folder (a name with a trailing slash) has no text"));
 }
 
-TEST_F(ScriptReader, AStepByItselfHasPlacesOfItsOwnAndNoFileButThoseNamed) {
+TEST_F(ScriptReaderTest, AStepByItselfHasPlacesOfItsOwnAndNoFileButThoseNamed) {
   const auto errorOfStep = [this](const std::string& text) {
     const auto read = stepFromJson(*parseStrictJson(text), folder_ / "bundles", FileScope::folder);
     return read ? "" : read.error().place + " | " + read.error().message;
@@ -452,13 +452,13 @@ TEST_F(ScriptReader, AStepByItselfHasPlacesOfItsOwnAndNoFileButThoseNamed) {
                 StartsWith("photo | "));
 }
 
-TEST_F(ScriptReader, StepsOfPageCommandsOpenCallbacks) {
+TEST_F(ScriptReaderTest, StepsOfPageCommandsOpenCallbacks) {
   EXPECT_TRUE(opensCallback(CommandStep{}));
   for (const Step& other : {Step(CaptureStep{}), Step(CallStep{}), Step(CreateStep{})})
     EXPECT_FALSE(opensCallback(other));
 }
 
-TEST_F(ScriptReader, StatusesHaveTheNamesThatScriptsGiveThem) {
+TEST_F(ScriptReaderTest, StatusesHaveTheNamesThatScriptsGiveThem) {
   using Library = PHAuthorizationStatus;
   for (const auto status : {Library::notDetermined, Library::restricted, Library::denied,
                             Library::authorized, Library::limited}) {
@@ -473,11 +473,11 @@ TEST_F(ScriptReader, StatusesHaveTheNamesThatScriptsGiveThem) {
   }
 }
 
-TEST_F(ScriptReader, AByteOrderMarkIsSkipped) {
+TEST_F(ScriptReaderTest, AByteOrderMarkIsSkipped) {
   EXPECT_EQ(errorOf("\xEF\xBB\xBF{\"steps\": []}"), "");
 }
 
-TEST_F(ScriptReader, RelativePathsStartFromTheFolderOfTheFile) {
+TEST_F(ScriptReaderTest, RelativePathsStartFromTheFolderOfTheFile) {
   std::ofstream(folder_ / "flow.json")
       << R"({"steps": [{"do": "capture", "photo": "./bundles/../photo.jpg"}]})";
   const auto read = readScript(folder_ / "flow.json");
@@ -485,7 +485,7 @@ TEST_F(ScriptReader, RelativePathsStartFromTheFolderOfTheFile) {
   EXPECT_EQ(std::get<CaptureStep>(read->steps.at(0).step).file, folder_ / "photo.jpg");
 }
 
-TEST_F(ScriptReader, AFileThatCannotBeAScriptIsNamed) {
+TEST_F(ScriptReaderTest, AFileThatCannotBeAScriptIsNamed) {
   const auto errorOfFile = [](const fs::path& path) {
     return readScript(path).error().description();
   };
