@@ -70,6 +70,17 @@ build_web() {
   done
 }
 
+# install_ios: installs what checks the phone's side, with the table that npm has. Where that cannot
+# be done, the tests say what they leave out.
+install_ios() {
+  (install_packages ios) || return 0
+  (
+    cd "$root/tests/ios" || exit 1
+    [ -e node_modules/.package-lock.json ] &&
+      [ ! package-lock.json -nt node_modules/.package-lock.json ] || npm ci >&2 </dev/null
+  ) || say "The table of the phone's declarations could not be installed."
+}
+
 # build_preset PRESET TARGET [CMAKE-CACHE-ARGUMENT...]: configures where that is due, then builds
 # the target ("all" for everything). Quiet, unless something fails; builds of one preset at the
 # same time wait for each other.

@@ -1,0 +1,139 @@
+#import <Foundation/Foundation.h>
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <memory>
+#include <thread>
+#include <vector>
+
+#include "tests/ios/runtime/LivingObjects.h"
+#include "tests/ios/runtime/MainQueue.h"
+
+@interface Receiver : NSObject
+@property(nonatomic) BOOL received;
+@end
+@implementation Receiver
+- (void)receive {
+  self.received = YES;
+}
+@end
+
+namespace vecamera::ios {
+namespace {
+
+TEST(DispatchTest, ASerialQueueRunsOneBlockAfterTheOther) {
+  @autoreleasepool {
+    dispatch_queue_t queue = dispatch_queue_create("serial", DISPATCH_QUEUE_SERIAL);
+    __block std::vector<int> order;
+    for (int i = 0; i < 200; ++i)
+      dispatch_async(queue, ^{
+        order.push_back(i);
+      });
+    dispatch_sync(queue, ^{
+      ASSERT_EQ(order.size(), 200u);
+      for (int i = 0; i < 200; ++i) EXPECT_EQ(order[static_cast<std::size_t>(i)], i);
+    });
+  }
+}
+
+TEST(DispatchTest, AConcurrentQueueRunsBlocksThatWaitForEachOther) {
+  @autoreleasepool {
+    dispatch_queue_t queue = dispatch_queue_create(
+        "concurrent", dispatch_queue_attr_make_with_qos_class(DISPATCH_QUEUE_CONCURRENT,
+                                                              QOS_CLASS_USER_INITIATED, 0));
+    const auto first = std::make_shared<std::atomic<bool>>();
+    const auto both = std::make_shared<std::atomic<bool>>();
+    dispatch_async(queue, ^{
+      while (!*first) std::this_thread::yield();
+      *both = true;
+    });
+    dispatch_async(queue, ^{
+      *first = true;
+    });
+    EXPECT_TRUE(runMainQueueUntil([&] { return both->load(); }));
+  }
+}
+
+TEST(DispatchTest, BlocksOfTheMainQueueWaitForTheMainThread) {
+  @autoreleasepool {
+    const auto ran = std::make_shared<std::atomic<bool>>();
+    const auto main = std::this_thread::get_id();
+    dispatch_async(dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0), ^{
+      dispatch_async(dispatch_get_main_queue(), ^{
+        EXPECT_EQ(std::this_thread::get_id(), main);
+        *ran = true;
+      });
+    });
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_FALSE(*ran);
+    EXPECT_TRUE(runMainQueueUntil([&] { return ran->load(); }));
+  }
+}
+
+TEST(DispatchTest, ADelayedBlockRunsAfterItsTime) {
+  @autoreleasepool {
+    const auto start = std::chrono::steady_clock::now();
+    const auto ran = std::make_shared<bool>(false);
+    dispatch_after(dispatch_time(DISPATCH_TIME_NOW, 30 * NSEC_PER_MSEC), dispatch_get_main_queue(),
+                   ^{
+                     *ran = true;
+                   });
+    EXPECT_TRUE(runMainQueueUntil([&] { return *ran; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(30));
+  }
+}
+
+TEST(DispatchTest, ASelectorWithoutDelayIsSentByTheRunLoop) {
+  @autoreleasepool {
+    Receiver* receiver = [[Receiver alloc] init];
+    [receiver performSelector:@selector(receive) withObject:nil afterDelay:0];
+    EXPECT_FALSE(receiver.received);
+    EXPECT_TRUE(runMainQueueUntil([&] { return receiver.received; }));
+  }
+}
+
+TEST(DispatchTest, ABlockIsFreedAfterItRanWithWhatItAutoreleased) {
+  countLivingObjects();
+  @autoreleasepool {
+    dispatch_queue_t queue = dispatch_queue_create(nullptr, DISPATCH_QUEUE_SERIAL);
+    Receiver* receiver = [[Receiver alloc] init];
+    {
+      dispatch_async(queue, ^{
+        [NSArray arrayWithObject:receiver];
+      });
+    }
+    receiver = nil;
+    dispatch_sync(queue, ^{
+      EXPECT_EQ(livingObjects("Receiver"), 0u);
+    });
+  }
+}
+
+TEST(DispatchTest, ABlockKnowsItsQueue) {
+  static const char key = 0;
+  @autoreleasepool {
+    dispatch_queue_t queue = dispatch_queue_create(nullptr, DISPATCH_QUEUE_SERIAL);
+    dispatch_queue_set_specific(queue, &key, const_cast<char*>(&key), nullptr);
+    EXPECT_EQ(dispatch_get_specific(&key), nullptr);
+    dispatch_sync(queue, ^{
+      EXPECT_EQ(dispatch_get_specific(&key), &key);
+    });
+  }
+}
+
+TEST(DispatchTest, OnceIsOnceForAllThreads) {
+  static dispatch_once_t predicate;
+  static std::atomic<int> calls;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 4; ++i)
+    threads.emplace_back([] {
+      dispatch_once(&predicate, ^{
+        ++calls;
+      });
+    });
+  for (std::thread& thread : threads) thread.join();
+  EXPECT_EQ(calls, 1);
+}
+
+}  // namespace
+}  // namespace vecamera::ios

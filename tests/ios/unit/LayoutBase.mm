@@ -1,0 +1,4 @@
+#import "Layout.h"
+
+@implementation LayoutBase
+@end
