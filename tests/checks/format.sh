@@ -14,9 +14,9 @@ format=$(command -v clang-format-14 || command -v clang-format) || {
 }
 sources() {
   if [ -e .git ]; then
-    git ls-files -z --cached --others --exclude-standard -- '*.h' '*.cpp'
+    git ls-files -z --cached --others --exclude-standard -- '*.h' '*.cpp' '*.mm'
   else
-    find . -path ./build -prune -o \( -name '*.h' -o -name '*.cpp' \) -print0
+    find . -path ./build -prune -o \( -name '*.h' -o -name '*.cpp' -o -name '*.mm' \) -print0
   fi | while IFS= read -r -d '' file; do [ ! -e "$file" ] || printf '%s\0' "$file"; done
 }
 sources | xargs -0 -n 20 -P 2 "$format" --dry-run -Werror

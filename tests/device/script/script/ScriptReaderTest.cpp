@@ -1,4 +1,4 @@
-#include "device/script/script/ScriptReaderTest.h"
+#include "device/script/script/ScriptReader.h"
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
