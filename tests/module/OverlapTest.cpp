@@ -21,7 +21,7 @@ bool runUntil(QueueExecutor& queue, const std::function<bool()>& done) {
 
 /// Two commands from two container threads, with the answers of the photo framework on a thread of
 /// their own: the main queue is pumped here, and the user finishes each picker at once.
-TEST(VECameraPluginTest, TwoOverlappingCommandsAreAnsweredOnTheLatestCallback) {
+TEST(OverlapTest, TwoOverlappingCommandsAreAnsweredOnTheLatestCallback) {
   for (int round = 0; round < 20; ++round) {
     ThreadPoolExecutor background(2);
     FakePlatform fake(&background);

@@ -84,7 +84,7 @@ Task<void> wander(Executor& here, Executor& there, std::latch& done, Sentinel = 
   done.count_down();
 }
 
-TEST(TaskScopeTest, TasksHopAndRaceWithTheirHandlersOnTwoPools) {
+TEST(TaskScopeThreadsTest, TasksHopAndRaceWithTheirHandlersOnTwoPools) {
   constexpr int count = 100;
   std::atomic<int> errors = 0;
   ThreadPoolExecutor left(2), right(2);
@@ -97,7 +97,7 @@ TEST(TaskScopeTest, TasksHopAndRaceWithTheirHandlersOnTwoPools) {
   EXPECT_EQ(Sentinel::live, 0);
 }
 
-TEST(TaskScopeTest, JoinDropsTasksInFullFlight) {
+TEST(TaskScopeThreadsTest, JoinDropsTasksInFullFlight) {
   for (int round = 0; round < 30; ++round) {
     std::latch neverDone(1000);
     ThreadPoolExecutor left(2), right(2);
