@@ -57,7 +57,7 @@ class [[nodiscard]] Result {
   std::variant<T, E> held_;
 };
 
-/// The outcome of what gives no value.
+/// Success without a value, or an error.
 template <class E>
 class [[nodiscard]] Result<void, E> {
  public:

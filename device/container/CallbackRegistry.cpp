@@ -2,15 +2,6 @@
 
 namespace vecamera::device::container {
 
-std::string_view nameOf(Permission permission) {
-  switch (permission) {
-    case Permission::camera: return "camera";
-    case Permission::photoLibrary: return "photoLibrary";
-    case Permission::location: return "location";
-  }
-  return "unknown";
-}
-
 std::optional<Value> Command::argument(std::size_t position) const {
   if (position >= arguments_.size() || arguments_[position].isNull()) return std::nullopt;
   return arguments_[position];

@@ -4,16 +4,11 @@
 
 #include "VECamera/platform/Container.h"
 #include "VECamera/platform/UIKit.h"
+#include "device/container/Permission.h"
 
 namespace vecamera::device::container {
 
 class Callback;
-
-/// The permissions that the system asks the user for.
-enum class Permission { camera, photoLibrary, location };
-
-/// "camera", "photoLibrary" or "location".
-std::string_view nameOf(Permission permission);
 
 /// Notified of what the outside sees of a device, in the order in which it happens. Each member is
 /// called on the executor on which the thing happens; the defaults do nothing.

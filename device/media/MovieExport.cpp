@@ -65,7 +65,7 @@ class Export {
     return output_->finish();
   }
 
-  /// Removes from the copies what, by the error, must be encoded; false where there is none.
+  /// Stops copying the tracks that turned out unfit. False if there are none.
   bool removeUnfit(Copies& copies) const {
     const Copies before = copies;
     copies.video &= !(video_ && video_->mustBeEncoded());

@@ -11,7 +11,7 @@ namespace vecamera::device::photos {
 
 /// What an asset's bytes say about it.
 struct AssetFormat {
-  /// Lower case, without a dot: "jpg", "png", "heic", "webp", "mp4", "mov", "webm".
+  /// Lower case, without a dot, as in `PictureFormat` and `MovieFormat`.
   std::string extension;
   /// The uniform type identifier, for example "public.jpeg".
   std::string uti;

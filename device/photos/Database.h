@@ -10,7 +10,6 @@
 
 #include "device/photos/StoreError.h"
 
-/// The inner parts of the photo library's store.
 namespace vecamera::device::photos {
 
 /// One SQLite connection, used by one thread at a time. Errors are of the kind `storage`.

@@ -290,7 +290,7 @@ StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date
 
 ImportReport LibraryStore::importFiles(
     const std::vector<FileToImport>& files, Date created,
-    const std::function<void(std::size_t done, std::size_t total)>& progress) {
+    const std::function<void(std::size_t done, std::size_t total)>& onProgress) {
   ImportReport report;
   for (std::size_t i = 0; i < files.size(); ++i) {
     auto record = importFile(files[i], created);
@@ -299,7 +299,7 @@ ImportReport LibraryStore::importFiles(
     } else {
       report.refused.push_back(std::move(record).error());
     }
-    if (progress) progress(i + 1, files.size());
+    if (onProgress) onProgress(i + 1, files.size());
   }
   return report;
 }
@@ -418,7 +418,7 @@ void LibraryStore::removeOriginals(const std::vector<AssetRecord>& records) cons
 }
 
 void LibraryStore::reach(Stage stage) const {
-  if (options_.atStage) options_.atStage(stage);
+  if (options_.onStage) options_.onStage(stage);
 }
 
 fs::path LibraryStore::originalFile(const AssetRecord& record) const {

@@ -84,7 +84,7 @@ class LibraryStore {
     /// Gives new UUIDs; the library appends "/L0/001". Without the function they are random.
     std::function<std::string()> identifiers;
     /// Called at each step, mostly with the library held: it must not call the library. For tests.
-    std::function<void(Stage)> atStage;
+    std::function<void(Stage)> onStage;
   };
 
   /// Opens the library, or makes it where the folder holds none, and removes the files that an
@@ -102,11 +102,11 @@ class LibraryStore {
   /// Adds all or none; gives their records in the order of the assets.
   StoreResult<std::vector<AssetRecord>> add(const std::vector<NewAsset>& assets);
   StoreResult<AssetRecord> importFile(const FileToImport& file, Date created);
-  /// Imports each file that can be; a refused one does not keep the others out. `progress` is
+  /// Imports each file that can be; a refused one does not keep the others out. `onProgress` is
   /// called after each file.
   ImportReport importFiles(
       const std::vector<FileToImport>& files, Date created,
-      const std::function<void(std::size_t done, std::size_t total)>& progress);
+      const std::function<void(std::size_t done, std::size_t total)>& onProgress);
 
   /// In the order of creation.
   StoreResult<std::vector<AssetRecord>> list();

@@ -46,7 +46,7 @@ struct SavedAsset {
   /// "photo" or "video".
   std::string type;
   std::uint64_t bytes = 0;
-  /// "jpeg", "png", "heic", "webp", "mp4", "mov", "webm".
+  /// As `formatName` gives it.
   std::string format;
 };
 

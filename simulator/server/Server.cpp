@@ -13,7 +13,7 @@
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/phone/SampleMedia.h"
 #include "simulator/server/sites/AppSite.h"
-#include "simulator/server/sites/FolderWatch.h"
+#include "simulator/server/sites/FolderFingerprint.h"
 #include "simulator/server/sites/SimulatorSite.h"
 
 namespace vecamera::simulator {
@@ -163,7 +163,7 @@ class NetworkServer : public Server {
   /// Whether the app's files are others than they were.
   bool hasChanged(const FolderFingerprint& seen) {
     if (!seen.isWhole && !std::exchange(isSizeReported_, true))
-      setup_.phone.diagnose(
+      setup_.phone.onDiagnostic(
           "the app's folder has so many files that changes of some are not noticed; "
           "load the page anew yourself, or name a smaller folder");
     return std::exchange(fingerprint_, seen) != seen;
@@ -229,7 +229,7 @@ class NetworkServer : public Server {
 ScriptResult<std::unique_ptr<Server>> Server::make(ServerSetup setup) {
   auto& phone = setup.phone;
   if (!phone.realTime) phone.realTime = [] { return foundation::SystemClock().now(); };
-  if (!phone.diagnose) phone.diagnose = [](const std::string&) {};
+  if (!phone.onDiagnostic) phone.onDiagnostic = [](const std::string&) {};
   auto server = std::make_unique<NetworkServer>(std::move(setup));
   if (auto opened = server->open(); !opened) return opened.failure();
   return server;

@@ -19,8 +19,8 @@ struct ServerSetup {
   std::optional<std::filesystem::path> app;
   /// Where the first session's recording is kept; those of later ones stand beside it.
   std::optional<std::filesystem::path> record;
-  /// Of every phone, but for what the server gives each: `filesAddress`, `record` and `send`. Its
-  /// `diagnose` is called on any thread.
+  /// Of every phone, but for what the server gives each: `filesAddress`, `record` and `onMessage`.
+  /// Its `onDiagnostic` is called on any thread.
   PhoneSetup phone;
   /// Of the simulator's origin; 0 takes a free one.
   std::uint16_t port = 0;

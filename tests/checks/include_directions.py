@@ -3,7 +3,8 @@
 
 ROOMS below is the one table of the rooms (folders) and of what each stands on. A file may include its
 own room, the rooms that its room stands on, and what those stand on in turn. docs/architecture.md
-shows the same table; it is compared with this one. Tests, fuzzers and benchmarks are free.
+shows the same table; it is compared with this one. Tests and benchmarks are free; any other folder with
+sources has to be in the table.
 
 The module stands on the C++ standard library alone. The device's public headers, which
 device/CMakeLists.txt lists, include the standard library and public headers only.
@@ -61,6 +62,7 @@ ROOMS = {
     "apps/vecamera/commands": ["apps/vecamera/terminal", "device/script/play",
                                "VECamera/options", SERVER],
     "apps/vecamera": ["apps/vecamera/commands"],
+    "ios": ["VECamera/core"],
 }
 
 STANDARD_HEADERS = set("""
@@ -75,10 +77,11 @@ cassert cctype cerrno cfenv cfloat cinttypes climits clocale cmath csetjmp csign
 cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype
 """.split())
 
-TOP_FOLDERS = ("VECamera", "device", "simulator", "apps")
-OUR_FOLDERS = ("VECamera/", "device/", "simulator/", "apps/", "tests/", "bench/", "fuzz/")
+FREE_FOLDERS = {"tests", "bench"}
+OUR_FOLDERS = tuple(f"{folder}/" for folder in
+                    {room.partition("/")[0] for room in ROOMS} | FREE_FOLDERS)
 
-INCLUDE = re.compile(r'^\s*#\s*include\s+(?:"([^"]+)"|<([^>]+)>|(\S+))')
+INCLUDE = re.compile(r'^\s*#\s*(?:include|import)\s+(?:"([^"]+)"|<([^>]+)>|(\S+))')
 CONDITION = re.compile(r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
 PORTABLE_NAME = re.compile(r"NDEBUG|__cpp_\w+|__has_include|defined|L|[\d]+L?")
 PUBLIC_HEADER = re.compile(r"^\s+([\w/]+\.h)\)?$", re.MULTILINE)
@@ -146,9 +149,11 @@ def public_headers(root):
 def check_sources(root):
     found = []
     public = public_headers(root)
-    for folder in TOP_FOLDERS:
-        for file in sorted((root / folder).rglob("*")):
-            if file.suffix not in (".h", ".cpp") or "node_modules" in file.parts:
+    for folder in sorted(root.iterdir()):
+        if folder.name in FREE_FOLDERS | {"build"} or folder.name.startswith("."):
+            continue
+        for file in sorted(folder.rglob("*")):
+            if file.suffix not in (".h", ".cpp", ".m", ".mm") or "node_modules" in file.parts:
                 continue
             path = file.relative_to(root).as_posix()
             if room_of(path) is None:

@@ -23,6 +23,8 @@ GOOD = [
     ("device/photos/A.cpp", "#ifdef __linux__"),
     ("apps/vecamera/A.cpp", '#include "device/script/play/Player.h"'),
     ("VECamera/core/A.h", '// #include "device/script/play/Player.h"'),
+    ("ios/A.mm", "#import <UIKit/UIKit.h>"),
+    ("ios/A.mm", '#include "VECamera/runtime/Task.h"'),
 ]
 
 BAD = [
@@ -49,6 +51,9 @@ BAD = [
     ("device/photos/A.cpp", '#include "simulator/server/Server.h"'),
     ("simulator/server/A.cpp", '#include "apps/vecamera/Commands.h"'),
     ("apps/vecamera/A.cpp", '#include "simulator/server/phone/Phone.h"'),
+    ("ios/A.mm", '#import "device/photos/PhotoLibrary.h"'),
+    ("ios/A.cpp", '#include "tests/ios/runtime/MainQueue.h"'),
+    ("VECamera/core/A.mm", "#import <UIKit/UIKit.h>"),
 ]
 
 
@@ -97,12 +102,13 @@ class IncludeDirections(unittest.TestCase):
                 "device/photos/Store.h:3: <sqlite3.h> is no C++ standard header"])
 
     def test_a_folder_outside_of_the_table_is_named(self):
-        with tempfile.TemporaryDirectory() as folder:
-            attic = pathlib.Path(folder, "device", "attic")
-            attic.mkdir(parents=True)
-            (attic / "A.h").touch()
-            self.assertEqual(include_directions.check_sources(pathlib.Path(folder)),
-                             ["device/attic/A.h:1: the folder is no room of the table"])
+        for path in "device/attic/A.h", "attic/A.mm":
+            with self.subTest(path=path), tempfile.TemporaryDirectory() as folder:
+                file = pathlib.Path(folder, path)
+                file.parent.mkdir(parents=True)
+                file.touch()
+                self.assertEqual(include_directions.check_sources(pathlib.Path(folder)),
+                                 [f"{path}:1: the folder is no room of the table"])
 
     def test_the_document_says_what_the_table_says(self):
         rows = [f"| `{room}/` | what it is | {', '.join(f'`{name}`' for name in stands_on)} |"

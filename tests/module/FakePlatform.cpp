@@ -131,7 +131,7 @@ class ImageContext : public UIGraphicsImageContext, private CGContext {
   void rotateBy(double radians) override { graphics_.calls.add("rotate " + describe(radians)); }
   void scaleBy(double x, double y) override { graphics_.calls.add("scale" + pairOf(x, y)); }
   void drawImage(const std::shared_ptr<const CGImage>&, const CGRect& rect) override {
-    drawn_ = "turned";
+    drawn_ = "rotated";
     add("bitmap", rect);
   }
   void add(const std::string& what, const CGRect& rect) {

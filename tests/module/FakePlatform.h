@@ -118,8 +118,8 @@ class FakeBitmap : public CGImage {
 class FakeImage : public UIImage {
  public:
   explicit FakeImage(std::string named, CGSize sized = {40, 30},
-                     UIImageOrientation turned = UIImageOrientation::up, bool hasBitmap = true)
-      : name(std::move(named)), size_(sized), orientation_(turned) {
+                     UIImageOrientation orientation = UIImageOrientation::up, bool hasBitmap = true)
+      : name(std::move(named)), size_(sized), orientation_(orientation) {
     if (hasBitmap) bitmap_ = std::make_shared<FakeBitmap>();
   }
   CGSize size() const override { return size_; }

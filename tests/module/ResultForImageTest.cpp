@@ -12,7 +12,7 @@ const std::string fileName = "/app/tmp/velmora_photo_20261116020327";
 const std::string reference(UIImagePickerControllerReferenceURL);
 const std::string assetKey(UIImagePickerControllerPHAsset);
 
-class ImageResultTest : public PluginTest {
+class ResultForImageTest : public PluginTest {
  protected:
   using Setup = std::function<void(FakePlatform&)>;
   static void noSetup(FakePlatform&) {}
@@ -29,7 +29,7 @@ class ImageResultTest : public PluginTest {
   }
 };
 
-TEST_F(ImageResultTest, APictureIsChosenTurnedAndScaledAsAsked) {
+TEST_F(ResultForImageTest, APictureIsChosenTurnedAndScaledAsAsked) {
   const auto edited = std::make_shared<FakeImage>("edited", CGSize{10, 20});
   const std::string editedKey(UIImagePickerControllerEditedImage);
   const struct {
@@ -45,8 +45,8 @@ TEST_F(ImageResultTest, APictureIsChosenTurnedAndScaledAsAsked) {
       {{{width, 20}, {height, 20}}, {}, false, "photo@0"},
       {{{width, 0}, {height, 20}}, {}, true, "photo@0"},
       {{{width, -1}, {height, 0}}, {}, true, "photo@1"},
-      {{{orientation, true}, {quality, 100}}, {}, true, "turned@1"},
-      {{{orientation, true}, {width, 9}, {height, 9}}, {}, true, "scaled turned@0"},
+      {{{orientation, true}, {quality, 100}}, {}, true, "rotated@1"},
+      {{{orientation, true}, {width, 9}, {height, 9}}, {}, true, "scaled rotated@0"},
   };
   for (const auto& row : rows) {
     fake.graphics.yieldsImages = row.yieldsImages;
@@ -57,7 +57,7 @@ TEST_F(ImageResultTest, APictureIsChosenTurnedAndScaledAsAsked) {
   }
 }
 
-TEST_F(ImageResultTest, WithoutBytesNothingIsDelivered) {
+TEST_F(ResultForImageTest, WithoutBytesNothingIsDelivered) {
   const Dictionary noImage{{std::string(UIImagePickerControllerOriginalImage), "text"}};
   for (const int given : {dataUrl, fileUri}) {
     EXPECT_THAT(answersTo({{destination, given}}, noImage), ElementsAre("success {}"));
@@ -75,7 +75,7 @@ TEST_F(ImageResultTest, WithoutBytesNothingIsDelivered) {
   EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
 }
 
-TEST_F(ImageResultTest, PlainFilesAreWrittenUnderAFreshNameAndTransformed) {
+TEST_F(ResultForImageTest, PlainFilesAreWrittenUnderAFreshNameAndTransformed) {
   const Arguments file{{destination, fileUri}, {source, library}};
   EXPECT_THAT(answersTo(file),
               ElementsAre("success {callbackURI: 'app:file://" + fileName + ".jpg'}"))
@@ -95,7 +95,7 @@ TEST_F(ImageResultTest, PlainFilesAreWrittenUnderAFreshNameAndTransformed) {
   EXPECT_THAT(fake.files.files, SizeIs(1)) << "the file stays";
 }
 
-TEST_F(ImageResultTest, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAfterItsDataCame) {
+TEST_F(ResultForImageTest, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAfterItsDataCame) {
   const auto picked = std::make_shared<FakeAsset>("PICKED"),
              old = std::make_shared<FakeAsset>("OLD");
   fake.photoLibrary.assetsByUrl["assets-library://old"] = old;
@@ -148,7 +148,7 @@ TEST_F(ImageResultTest, ALibraryPictureWithGeolocationIsAnsweredWithAUrlValueAft
   }
 }
 
-TEST_F(ImageResultTest, ALibraryPicturesMetadataIsMergedAndTheMergeDropped) {
+TEST_F(ResultForImageTest, ALibraryPicturesMetadataIsMergedAndTheMergeDropped) {
   const std::vector<std::string> merge{"destination public.jpeg x1 over jpeg(photo@1)",
                                        "add {of: 'asset'}", "finalize"};
   const std::pair<Setup, bool> rows[] = {
@@ -177,7 +177,7 @@ TEST_F(ImageResultTest, ALibraryPicturesMetadataIsMergedAndTheMergeDropped) {
   }
 }
 
-TEST_F(ImageResultTest, TheLibrarysPropertiesReplaceTheCapturesUnlessTheOriginalIsNoPicture) {
+TEST_F(ResultForImageTest, TheLibrarysPropertiesReplaceTheCapturesUnlessTheOriginalIsNoPicture) {
   const Dictionary captured{{"{Exif}", Dictionary{{"Lens", "wide"}}}};
   for (const auto& properties : {std::optional(Dictionary{{"of", "asset"}}), {}}) {
     fake.imageIO.properties = properties;
@@ -194,7 +194,7 @@ TEST_F(ImageResultTest, TheLibrarysPropertiesReplaceTheCapturesUnlessTheOriginal
   }
 }
 
-TEST_F(ImageResultTest, APictureOfTheLibraryIsNamedByItsReferenceAndNotSavedAgain) {
+TEST_F(ResultForImageTest, APictureOfTheLibraryIsNamedByItsReferenceAndNotSavedAgain) {
   const auto answers = answersTo({{source, library}, {album, true}},
                                  {{reference, URL("assets-library://asset/a.JPG?id=1&ext=JPG")}});
   EXPECT_THAT(answers, ElementsAre("success {callbackURI: "
@@ -203,7 +203,7 @@ TEST_F(ImageResultTest, APictureOfTheLibraryIsNamedByItsReferenceAndNotSavedAgai
   EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
 }
 
-TEST_F(ImageResultTest, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
+TEST_F(ResultForImageTest, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
   const std::string jpeg = "app:file://assets-library://asset/asset.JPG?id=NEW-1%26ext=JPG";
   const std::string png = "app:file://assets-library://asset/asset.PNG?id=NEW-1%26ext=PNG";
   const std::string spaced = "assets-library://asset/asset.JPG?id=A B&ext=JPG";
@@ -255,7 +255,7 @@ TEST_F(ImageResultTest, ANewAssetIsNamedByANativeUriWithEscapedAmpersands) {
   EXPECT_THAT(fake.photoLibrary.added.all(), Contains("type 1 png(photo)").Times(8));
 }
 
-TEST_F(ImageResultTest, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
+TEST_F(ResultForImageTest, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
   const auto callback = take({{album, true}});
   finish();
   fake.photoLibrary.finishChange(true);
@@ -267,7 +267,7 @@ TEST_F(ImageResultTest, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
   EXPECT_THAT(fake.photoLibrary.added.all(), ElementsAre("type 1 png(photo)", "type 1 png(photo)"));
 }
 
-TEST_F(ImageResultTest, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
+TEST_F(ResultForImageTest, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
   const std::string failed =
       "error [] error : full @" + std::string(pluginSourceFile) + ":354 resultForImage(_:info:)";
   const struct {
@@ -292,7 +292,7 @@ TEST_F(ImageResultTest, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
   }
 }
 
-TEST_F(ImageResultTest, AnUnknownEncodingDeliversNothingButIsStillSavedToTheAlbum) {
+TEST_F(ResultForImageTest, AnUnknownEncodingDeliversNothingButIsStillSavedToTheAlbum) {
   EXPECT_THAT(answersTo({{destination, dataUrl}, {encoding, 5}, {album, true}}),
               ElementsAre("success {}"));
   fake.photoLibrary.finishChange(true);

@@ -16,7 +16,7 @@ std::string logged(const std::string& sentence) {
 
 const std::string failure = "FAIL_TAKE_PICTURE {errorMsg: 'Fail take picture'}";
 
-class VideoResultTest : public PluginTest {
+class ResultForVideoTest : public PluginTest {
  protected:
   const Dictionary movie{{std::string(UIImagePickerControllerMediaType), "public.movie"},
                          {std::string(UIImagePickerControllerMediaURL), URL("file:///m.mov")}};
@@ -43,7 +43,8 @@ class VideoResultTest : public PluginTest {
   }
 };
 
-TEST_F(VideoResultTest, TheMovieIsExportedToAFreshMpeg4FileAndItsFileUrlGoesThroughTheTransformer) {
+TEST_F(ResultForVideoTest,
+       TheMovieIsExportedToAFreshMpeg4FileAndItsFileUrlGoesThroughTheTransformer) {
   for (const Arguments& arguments : {Arguments{{destination, fileUri}}, {{destination, 9}}}) {
     const auto callback = export_(arguments);
     EXPECT_THAT(
@@ -61,7 +62,7 @@ TEST_F(VideoResultTest, TheMovieIsExportedToAFreshMpeg4FileAndItsFileUrlGoesThro
   }
 }
 
-TEST_F(VideoResultTest, AMovieIsDeliveredInTheBackgroundAndAnsweredOnTheMainActor) {
+TEST_F(ResultForVideoTest, AMovieIsDeliveredInTheBackgroundAndAnsweredOnTheMainActor) {
   const auto callback = export_({{destination, fileUri}});
   fake.assetExports.sessions.back()->end(Status::completed);
   expectBackgroundJob();
@@ -71,7 +72,7 @@ TEST_F(VideoResultTest, AMovieIsDeliveredInTheBackgroundAndAnsweredOnTheMainActo
   EXPECT_THAT(callback->answers(), SizeIs(1));
 }
 
-TEST_F(VideoResultTest, WithoutOptionsAFileIsAnswered) {
+TEST_F(ResultForVideoTest, WithoutOptionsAFileIsAnswered) {
   const auto callback = take({{album, true}});
   finishWithoutOptions();
   endExport();
@@ -79,7 +80,7 @@ TEST_F(VideoResultTest, WithoutOptionsAFileIsAnswered) {
   EXPECT_THAT(fake.photoLibrary.changes, IsEmpty());
 }
 
-TEST_F(VideoResultTest, WhatCannotBeExportedOrReadIsAFailure) {
+TEST_F(ResultForVideoTest, WhatCannotBeExportedOrReadIsAFailure) {
   const std::string key(UIImagePickerControllerMediaURL);
   for (const Dictionary& info : {Dictionary{{key, Value()}}, {{key, "file:///m.mov"}}}) {
     const auto callback = take({{destination, fileUri}});
@@ -117,7 +118,7 @@ TEST_F(VideoResultTest, WhatCannotBeExportedOrReadIsAFailure) {
   EXPECT_THAT(fake.files.files, SizeIs(1)) << "the file of a failed step stays";
 }
 
-TEST_F(VideoResultTest, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
+TEST_F(ResultForVideoTest, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
   auto callback = export_({{destination, dataUrl}});
   endExport();
   EXPECT_THAT(callback->answers(),
@@ -132,7 +133,7 @@ TEST_F(VideoResultTest, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
       ElementsAre("success {callbackURI: 'data:video/mp4;base64,b64:" + first + "b64:rest'}"));
 }
 
-TEST_F(VideoResultTest, ANewLibraryMovieIsAnsweredWithItsAddress) {
+TEST_F(ResultForVideoTest, ANewLibraryMovieIsAnsweredWithItsAddress) {
   const std::string address = "app:file://assets-library://asset/asset.MP4?id=NEW-1%26ext=MP4";
   const struct {
     bool success;
@@ -163,7 +164,7 @@ TEST_F(VideoResultTest, ANewLibraryMovieIsAnsweredWithItsAddress) {
   EXPECT_THAT(fake.photoLibrary.added.all(), testing::Each("type 2 of file://" + path));
 }
 
-TEST_F(VideoResultTest, TheAlbumSaveIsDetachedAndADataUrlsFileLivesUntilItEnds) {
+TEST_F(ResultForVideoTest, TheAlbumSaveIsDetachedAndADataUrlsFileLivesUntilItEnds) {
   const std::string failed =
       "error [] error : full @" + std::string(pluginSourceFile) + ":354 resultForImage(_:info:)";
   const struct {

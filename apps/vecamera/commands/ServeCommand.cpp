@@ -92,7 +92,7 @@ ExitStatus serve(const ServeOptions& options) {
   setup.record = absolute(options.record);
   setup.port = options.port;
   setup.interrupted = wasInterrupted;
-  setup.phone.diagnose = [](const std::string& line) {
+  setup.phone.onDiagnostic = [](const std::string& line) {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);
     complain(line);

@@ -136,22 +136,22 @@ void FileManager::detectPoll(std::string_view path, bool exists) {
   lastManager = this;
   lastPath = path;
   if (!again || !exists) return;
-  std::shared_ptr<const PollHook> hook;
+  std::shared_ptr<const OnPoll> onPoll;
   {
     const std::lock_guard lock(mutex_);
-    hook = pollHook_;
+    onPoll = onPoll_;
   }
-  if (hook) {
-    (*hook)(path);
+  if (onPoll) {
+    (*onPoll)(path);
   } else {
     std::this_thread::yield();
   }
 }
 
-void FileManager::setPollHook(PollHook hook) {
-  auto shared = hook ? std::make_shared<const PollHook>(std::move(hook)) : nullptr;
+void FileManager::setOnPoll(OnPoll onPoll) {
+  auto shared = onPoll ? std::make_shared<const OnPoll>(std::move(onPoll)) : nullptr;
   const std::lock_guard lock(mutex_);
-  pollHook_ = std::move(shared);
+  onPoll_ = std::move(shared);
 }
 
 bool FileManager::createFileAtPath(std::string_view path, const Data& contents) {

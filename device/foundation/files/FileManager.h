@@ -15,7 +15,7 @@ namespace vecamera::device::foundation {
 /// removed, wherever a path or a link leads. Any thread.
 class FileManager : public NSFileManager {
  public:
-  using PollHook = std::function<void(std::string_view path)>;
+  using OnPoll = std::function<void(std::string_view path)>;
 
   /// The directory should be there; a relative path is taken from the working directory. An empty
   /// path is no temporary directory, and then nothing can be removed.
@@ -37,10 +37,10 @@ class FileManager : public NSFileManager {
   std::optional<NSError> removeItemAtPath(std::string_view path) override;
   std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override;
 
-  /// The module waits for a name to become free by asking for it over and over. The hook is called
+  /// The module waits for a name to become free by asking for it over and over. `onPoll` is called
   /// in `fileExistsAtPath`, on the asking thread, when a path asked for is the one that this thread
-  /// asked for last and still exists. Without a hook, the thread yields.
-  void setPollHook(PollHook hook);
+  /// asked for last and still exists. Without it, the thread yields.
+  void setOnPoll(OnPoll onPoll);
 
  private:
   void detectPoll(std::string_view path, bool exists);
@@ -49,7 +49,7 @@ class FileManager : public NSFileManager {
   const std::string temporaryDirectory_;
   std::mutex mutex_;
   /// Guarded by `mutex_`, called without it.
-  std::shared_ptr<const PollHook> pollHook_;
+  std::shared_ptr<const OnPoll> onPoll_;
 };
 
 }  // namespace vecamera::device::foundation

@@ -13,11 +13,11 @@ namespace {
 
 class Destination final : public CGImageDestination {
  public:
-  Destination(Data data, PictureFormat format, SoftwareImageIO::Observer observer,
+  Destination(Data data, PictureFormat format, SoftwareImageIO::OnFinalized onFinalized,
               ThreadBudget threads)
       : data_(std::move(data)),
         format_(format),
-        observer_(std::move(observer)),
+        onFinalized_(std::move(onFinalized)),
         threads_(std::move(threads)) {}
 
   void addImage(const std::shared_ptr<const CGImage>& image,
@@ -37,7 +37,7 @@ class Destination final : public CGImageDestination {
     const auto finished = writeProperties(Data(std::move(*encoded)), properties_);
     if (!finished) return false;
     data_ = *finished;
-    if (observer_) observer_(format_.typeIdentifier, properties_, data_.size());
+    if (onFinalized_) onFinalized_(format_.typeIdentifier, properties_, data_.size());
     return true;
   }
 
@@ -53,7 +53,7 @@ class Destination final : public CGImageDestination {
 
   Data data_;
   PictureFormat format_;
-  SoftwareImageIO::Observer observer_;
+  SoftwareImageIO::OnFinalized onFinalized_;
   ThreadBudget threads_;
   std::size_t added_ = 0;
   std::shared_ptr<const LazyImage> image_;
@@ -85,7 +85,7 @@ std::unique_ptr<CGImageDestination> SoftwareImageIO::CGImageDestinationCreateWit
   if (count != 1) return nullptr;
   for (const PictureFormat& format : {jpegFormat, pngFormat})
     if (type == format.typeIdentifier)
-      return std::make_unique<Destination>(data, format, observer_, threads_);
+      return std::make_unique<Destination>(data, format, onFinalized_, threads_);
   return nullptr;
 }
 

@@ -10,17 +10,17 @@
 namespace vecamera::device::imaging {
 
 /// Image sources for the formats of Codecs.h; destinations for one "public.jpeg" or "public.png".
-/// Stateless but for the observer, so any thread may use it.
+/// Stateless but for `onFinalized`, so any thread may use it.
 class SoftwareImageIO final : public ImageIO {
  public:
   /// Notified of each destination that was finalized: its type, the properties given with the
   /// picture, and the size of the finished buffer. Called on the thread that finalizes.
-  using Observer =
+  using OnFinalized =
       std::function<void(std::string_view type, const Dictionary& properties, std::size_t bytes)>;
 
   /// `threads` are those that the device has for its pictures.
-  explicit SoftwareImageIO(Observer observer = {}, ThreadBudget threads = {})
-      : observer_(std::move(observer)), threads_(std::move(threads)) {}
+  explicit SoftwareImageIO(OnFinalized onFinalized = {}, ThreadBudget threads = {})
+      : onFinalized_(std::move(onFinalized)), threads_(std::move(threads)) {}
 
   /// Null for empty bytes only; a source of unknown bytes has no type.
   std::unique_ptr<CGImageSource> CGImageSourceCreateWithData(const Data& data) override;
@@ -33,7 +33,7 @@ class SoftwareImageIO final : public ImageIO {
   std::optional<Dictionary> CIImageProperties(const Data& data) override;
 
  private:
-  Observer observer_;
+  OnFinalized onFinalized_;
   ThreadBudget threads_;
 };
 

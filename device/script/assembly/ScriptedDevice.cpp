@@ -147,7 +147,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, Scrip
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.onException(thrown); }),
       container(*environment.clock, observer) {
-  files.setPollHook([this](std::string_view path) {
+  files.setOnPoll([this](std::string_view path) {
     takenName = path.substr(path.rfind('/') + 1);
     lanes.yieldWaiting();
   });

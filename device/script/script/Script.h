@@ -156,7 +156,7 @@ struct DeviceSetup {
 
 /// The container calls a page command of the plug-in.
 struct CommandStep {
-  /// "takePicture" or "cleanup"; the selector is this with a colon.
+  /// The selector is this with a colon: "takePicture".
   std::string command;
   /// The callback's name in the events.
   std::string as;

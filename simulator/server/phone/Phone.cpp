@@ -18,7 +18,7 @@ Phone::Phone(PhoneSetup setup, foundation::ApplicationHome home)
       home_(std::move(home)),
       media_(home_.path(), setup_.media),
       library_(setup_.home, home_.path()),
-      recording_(setup_.limits.recording, setup_.record, setup_.diagnose),
+      recording_(setup_.limits.recording, setup_.record, setup_.onDiagnostic),
       thread_([this] { run(); }) {}
 
 void Phone::finish() {

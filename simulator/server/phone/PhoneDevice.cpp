@@ -45,7 +45,7 @@ void emptyFolder(const std::string& path) {
 
 void PhoneDevice::start() {
   if (const auto begun = begin(setup_.device, OldAssets::keep); !begun)
-    setup_.diagnose("the phone cannot begin: " + begun.error().description());
+    setup_.onDiagnostic("the phone cannot begin: " + begun.error().description());
   sendState();
 }
 
@@ -57,7 +57,7 @@ void PhoneDevice::handle(const std::string& message) {
   if (!result && std::holds_alternative<RestartRequest>(request->what)) messages_.forgetState();
   sendState();
   if (!diagnostics_.view().empty())
-    setup_.diagnose(std::exchange(diagnostics_, std::ostringstream()).str());
+    setup_.onDiagnostic(std::exchange(diagnostics_, std::ostringstream()).str());
   messages_.sendReply(request->id, result);
 }
 

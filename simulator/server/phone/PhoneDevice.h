@@ -62,7 +62,7 @@ class PhoneDevice {
   PhoneLibrary& library_;
   Recording& recording_;
   const std::function<bool()> interrupted_;
-  PhoneMessages messages_{setup_.send};
+  PhoneMessages messages_{setup_.onMessage};
   PhoneState state_{setup_.filesAddress, Json::array()};
   std::ostringstream diagnostics_;
   std::unique_ptr<script::PlaySession> session_;

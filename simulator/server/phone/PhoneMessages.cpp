@@ -16,25 +16,25 @@ void PhoneMessages::sendTrace(const script::TraceSpan& span) {
 }
 
 void PhoneMessages::sendProgress(float fraction) {
-  send_({PhoneMessage::Kind::transient,
-         toLine({{"type", "progress"}, {"what", "export"}, {"fraction", fraction}})});
+  onMessage_({PhoneMessage::Kind::transient,
+              toLine({{"type", "progress"}, {"what", "export"}, {"fraction", fraction}})});
 }
 
 void PhoneMessages::sendState(const Json& state) {
   auto text = toLine(state);
   if (text == lastState_) return;
   lastState_ = text;
-  send_({PhoneMessage::Kind::state, std::move(text)});
+  onMessage_({PhoneMessage::Kind::state, std::move(text)});
 }
 
 void PhoneMessages::sendReply(const Json& id, const ScriptResult<>& result) {
   Json reply{{"type", result ? "done" : "failed"}, {"id", id}};
   if (!result) reply["why"] = result.error().description();
-  send_({PhoneMessage::Kind::reply, toLine(reply)});
+  onMessage_({PhoneMessage::Kind::reply, toLine(reply)});
 }
 
 void PhoneMessages::sendRestarted(const Json& device) {
-  send_({PhoneMessage::Kind::restarted, toLine(device)});
+  onMessage_({PhoneMessage::Kind::restarted, toLine(device)});
 }
 
 /// Numbers the message and sends it. `members` are the last of its members, with the brace at the
@@ -42,10 +42,10 @@ void PhoneMessages::sendRestarted(const Json& device) {
 void PhoneMessages::sendLogged(std::string_view type, std::string_view members) {
   using namespace std::chrono;
   const auto at = duration_cast<milliseconds>(steady_clock::now() - begun_).count();
-  send_({PhoneMessage::Kind::logged,
-         "{\"type\":\"" + std::string(type) + "\",\"n\":" + std::to_string(count_++) +
-             ",\"at\":" + std::to_string(at) + ",\"step\":" + std::to_string(step_) + "," +
-             std::string(members)});
+  onMessage_({PhoneMessage::Kind::logged,
+              "{\"type\":\"" + std::string(type) + "\",\"n\":" + std::to_string(count_++) +
+                  ",\"at\":" + std::to_string(at) + ",\"step\":" + std::to_string(step_) + "," +
+                  std::string(members)});
 }
 
 }  // namespace vecamera::simulator

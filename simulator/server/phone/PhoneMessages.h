@@ -15,7 +15,8 @@ namespace vecamera::simulator {
 /// Writes the messages of a phone to its browser. On the phone's threads, one at a time.
 class PhoneMessages {
  public:
-  explicit PhoneMessages(std::function<void(PhoneMessage)> send) : send_(std::move(send)) {}
+  explicit PhoneMessages(std::function<void(PhoneMessage)> onMessage)
+      : onMessage_(std::move(onMessage)) {}
 
   /// The recording's step of which events and traces are from now on.
   void setStep(std::size_t step) { step_ = step; }
@@ -36,7 +37,7 @@ class PhoneMessages {
  private:
   void sendLogged(std::string_view type, std::string_view members);
 
-  const std::function<void(PhoneMessage)> send_;
+  const std::function<void(PhoneMessage)> onMessage_;
   const std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();
   std::int64_t count_ = 0;
   std::size_t step_ = 0;

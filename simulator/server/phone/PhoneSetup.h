@@ -42,9 +42,9 @@ struct PhoneSetup {
   /// What time it is. Called on the phone's thread.
   std::function<Date()> realTime;
   /// Takes the messages in their order; called on the phone's threads, one at a time.
-  std::function<void(PhoneMessage)> send;
+  std::function<void(PhoneMessage)> onMessage;
   /// Takes lines for the developer; called on the phone's thread.
-  std::function<void(const std::string&)> diagnose;
+  std::function<void(const std::string&)> onDiagnostic;
 };
 
 }  // namespace vecamera::simulator

@@ -80,7 +80,7 @@ void Recording::add(const Json& step, File file) {
 }
 
 void Recording::end(const std::string& why) {
-  diagnose_("the recording has ended: " + why);
+  onDiagnostic_("the recording has ended: " + why);
   const std::lock_guard lock(mutex_);
   ended_ = why;
 }
@@ -95,7 +95,7 @@ void Recording::write() {
   // What could not be written is tried again, and reported once.
   isDirty_ = !writeTo(*file_);
   if (isDirty_ && !hasWriteFailed_)
-    diagnose_("the recording cannot be written to " + file_->string());
+    onDiagnostic_("the recording cannot be written to " + file_->string());
   hasWriteFailed_ = isDirty_;
   const auto end = steady_clock::now();
   nextWrite_ = end + std::max<steady_clock::duration>(writeInterval, writeShare * (end - begun));

@@ -20,10 +20,10 @@ class Recording {
  public:
   using TimePoint = std::chrono::steady_clock::time_point;
 
-  /// Without a file it is kept in memory. `diagnose` takes lines for the developer.
+  /// Without a file it is kept in memory. `onDiagnostic` takes lines for the developer.
   Recording(RecordingLimits limits, std::optional<std::filesystem::path> file,
-            std::function<void(const std::string&)> diagnose)
-      : limits_(limits), file_(std::move(file)), diagnose_(std::move(diagnose)) {}
+            std::function<void(const std::string&)> onDiagnostic)
+      : limits_(limits), file_(std::move(file)), onDiagnostic_(std::move(onDiagnostic)) {}
 
   /// A file of media, whose bytes are put into the script when that is written.
   struct File {
@@ -69,7 +69,7 @@ class Recording {
 
   const RecordingLimits limits_;
   const std::optional<std::filesystem::path> file_;
-  const std::function<void(const std::string&)> diagnose_;
+  const std::function<void(const std::string&)> onDiagnostic_;
 
   mutable std::mutex mutex_;
   // Guarded by the mutex; changed on the phone's thread only.

@@ -55,7 +55,8 @@ ScriptResult<std::shared_ptr<Session>> SessionRegistry::make(std::string_view ho
   phone.filesAddress = origin + "/.vecamera/files/" + identity.fileToken + "/";
   phone.record = setup_.recordings.ofSession(++number_);
   const auto session = std::make_shared<Session>(std::move(identity), setup_.limits, setup_.now);
-  phone.send = [post = setup_.post, weak = std::weak_ptr<Session>(session)](PhoneMessage message) {
+  phone.onMessage = [post = setup_.post,
+                     weak = std::weak_ptr<Session>(session)](PhoneMessage message) {
     post([weak, message = std::move(message)]() mutable {
       if (const auto alive = weak.lock()) alive->onPhoneMessage(std::move(message));
     });

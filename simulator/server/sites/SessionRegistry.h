@@ -17,7 +17,7 @@ namespace vecamera::simulator {
 class SessionRegistry {
  public:
   struct Setup {
-    /// Of every phone, but for what is its session's: `filesAddress`, `record` and `send`.
+    /// Of every phone, but for what is its session's: `filesAddress`, `record` and `onMessage`.
     PhoneSetup phone;
     RecordingFiles recordings;
     SessionLimits limits;

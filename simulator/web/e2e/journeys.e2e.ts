@@ -209,10 +209,10 @@ describe("the library", () => {
     await open();
     await desk.setPermission("Photos", "authorized");
     await desk.page.setInputFiles("input[accept='image/*,video/*']", {
-      name: "turned.heic",
+      name: "rotated.heic",
       mimeType: "image/heic",
       buffer: readFileSync(
-        new URL("../../../tests/device/imaging/fixtures/turned.heic", import.meta.url),
+        new URL("../../../tests/device/imaging/fixtures/rotated.heic", import.meta.url),
       ),
     });
     const choose = async () => {

@@ -21,7 +21,7 @@ class Recorder : public DeviceObserver {
   std::vector<std::string> refusals;
 };
 
-class ContainerTest : public testing::Test {
+class SoftwareContainerTest : public testing::Test {
  protected:
   std::string refusal(std::string_view selector, std::vector<Value> arguments) {
     const auto result = container.perform(selector, arguments);
@@ -33,7 +33,7 @@ class ContainerTest : public testing::Test {
   SoftwareContainer container{clock, recorder};
 };
 
-TEST_F(ContainerTest, ASecondAnswerIsRefusedAndTheObserverNotified) {
+TEST_F(SoftwareContainerTest, ASecondAnswerIsRefusedAndTheObserverNotified) {
   const auto callback = container.makeCallback("a", "cleanup:", {});
   callback->error(CommandStatus::NO_PERMISSION, "no", false);
   callback->success(false);
@@ -48,14 +48,14 @@ TEST_F(ContainerTest, ASecondAnswerIsRefusedAndTheObserverNotified) {
   EXPECT_EQ(answer->at, clock.now());
 }
 
-TEST_F(ContainerTest, AnEmptySlotAndAMissingOneAreNoArguments) {
+TEST_F(SoftwareContainerTest, AnEmptySlotAndAMissingOneAreNoArguments) {
   const auto callback = container.makeCallback("a", "takePicture:", {Value(50), Value()});
   EXPECT_EQ(callback->command().argument(0), Value(50));
   EXPECT_EQ(callback->command().argument(1), std::nullopt);
   EXPECT_EQ(callback->command().argument(2), std::nullopt);
 }
 
-TEST_F(ContainerTest, CallbacksAreOpenUntilTheirAnswerAndMayBeReplaced) {
+TEST_F(SoftwareContainerTest, CallbacksAreOpenUntilTheirAnswerAndMayBeReplaced) {
   const auto first = container.makeCallback("first", "takePicture:", {});
   const auto cleanup = container.makeCallback("cleanup", "cleanup:", {});
   EXPECT_FALSE(container.callbacks().isReplaced(*first)) << "cleanup replaces nothing";
@@ -69,7 +69,7 @@ TEST_F(ContainerTest, CallbacksAreOpenUntilTheirAnswerAndMayBeReplaced) {
   EXPECT_EQ(open[1]->name(), "second");
 }
 
-TEST_F(ContainerTest, TheTransformerMayChangeWhileACallbackIsOpen) {
+TEST_F(SoftwareContainerTest, TheTransformerMayChangeWhileACallbackIsOpen) {
   const auto callback = container.makeCallback("a", "takePicture:", {});
   ASSERT_TRUE(callback->commandDelegate());
   EXPECT_FALSE(callback->commandDelegate()->urlTransformer());
@@ -79,7 +79,7 @@ TEST_F(ContainerTest, TheTransformerMayChangeWhileACallbackIsOpen) {
   EXPECT_FALSE(callback->commandDelegate());
 }
 
-TEST_F(ContainerTest, TheDispatcherRefusesWithAReason) {
+TEST_F(SoftwareContainerTest, TheDispatcherRefusesWithAReason) {
   EXPECT_NE(refusal("dispose", {}).find("no plug-in object"), std::string::npos);
 }
 

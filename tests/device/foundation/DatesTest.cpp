@@ -118,7 +118,7 @@ TEST(DateFormattersTest, EveryKnownAbbreviationNamesAZone) {
   EXPECT_FALSE(formatters.timeZoneWithAbbreviation(""));
 }
 
-TEST(ISO8601Test, ReadsInstantsWithOffsetsAndFractions) {
+TEST(DatesTest, ReadsInstantsWithOffsetsAndFractions) {
   const Date base = instant("2026-11-16T14:03:27Z");
   const std::pair<const char*, microseconds> cases[] = {
       {"2026-11-16T14:03:27.1Z", microseconds(100000)},
@@ -134,7 +134,7 @@ TEST(ISO8601Test, ReadsInstantsWithOffsetsAndFractions) {
   EXPECT_TRUE(parseISO8601("2024-02-29T00:00:00Z"));
 }
 
-TEST(ISO8601Test, RejectsOtherFormsAndImpossibleDates) {
+TEST(DatesTest, RejectsOtherFormsAndImpossibleDates) {
   for (const char* text : {"",
                            "2026-11-16",
                            "2026-11-16T14:03Z",
@@ -162,7 +162,7 @@ TEST(ISO8601Test, RejectsOtherFormsAndImpossibleDates) {
   }
 }
 
-TEST(ISO8601Test, FormattingAndReadingAreInverse) {
+TEST(DatesTest, FormattingAndReadingAreInverse) {
   std::mt19937_64 random(7);
   const auto first = instant("0000-01-01T00:00:00Z").time_since_epoch().count();
   const auto last = instant("9999-12-31T23:59:59.999999Z").time_since_epoch().count();
@@ -173,7 +173,7 @@ TEST(ISO8601Test, FormattingAndReadingAreInverse) {
   EXPECT_EQ(formatISO8601(Date(microseconds(-1))), "1969-12-31T23:59:59.999999Z");
 }
 
-TEST(IdentifiersTest, KnownZonesAndLocalesAreTakenAndOthersAreNot) {
+TEST(DatesTest, KnownZonesAndLocalesAreTakenAndOthersAreNot) {
   for (const char* zone : {"UTC", "Europe/Berlin", "America/Argentina/Buenos_Aires", "Etc/GMT+5"}) {
     EXPECT_TRUE(isTimeZone(zone)) << zone;
   }

@@ -126,8 +126,8 @@ TEST_F(MovieExportTest, WhatFitsIsCopiedPacketByPacket) {
   // As browsers write it: Matroska has no decoding times, so that frames out of order do not fit.
   const auto ordered = make("ordered.mkv", pictures + tone + asPhones + "-bf 0");
   const std::string copies = "-i '" + phone.string() + "' -c copy ";
-  for (const auto& source : {phone, make("turned.mov", copies + "-metadata:s:v rotate=90"), ordered,
-                             make("trimmed.mp4", "-ss 0.3 " + copies)}) {
+  for (const auto& source : {phone, make("rotated.mov", copies + "-metadata:s:v rotate=90"),
+                             ordered, make("trimmed.mp4", "-ss 0.3 " + copies)}) {
     const auto target = exported(source);
     EXPECT_EQ(packetHashes(target), packetHashes(source)) << source;
     auto before = probed(source);
@@ -194,7 +194,7 @@ TEST_F(MovieExportTest, HighDynamicRangeIsBroughtToOrdinaryScreens) {
 
 TEST_F(MovieExportTest, AnEncodedMovieStandsUprightAndSoDoesItsPoster) {
   const auto source =
-      make("turned.mov",
+      make("rotated.mov",
            "-f lavfi -i color=red:s=96x32:d=0.2 -f lavfi -i color=blue:s=48x32:d=0.2 "
            "-f lavfi -i color=white:s=48x32:d=0.2 -filter_complex "
            "'[1][2]hstack[low];[0][low]vstack' -c:v mpeg4 -q:v 1");

@@ -26,7 +26,7 @@ constexpr int crashedStatus = 42;
 /// Options with which the process ends when a stage is reached for the given time.
 LibraryStore::Options crashingAt(Stage stage, int time) {
   LibraryStore::Options options = testOptions();
-  options.atStage = [stage, left = std::make_shared<int>(time)](Stage reached) {
+  options.onStage = [stage, left = std::make_shared<int>(time)](Stage reached) {
     if (reached == stage && --*left == 0) _exit(crashedStatus);
   };
   return options;

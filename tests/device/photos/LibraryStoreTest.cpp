@@ -53,9 +53,9 @@ TEST_F(LibraryStoreTest, WhatWasAddedIsThereAfterReopening) {
     const auto store = openLibrary(folder());
     const NewAsset movie{"M/L0/001", PHAssetResourceType::video, Data::copyOf("MOVIE:64x48:2.5"),
                          created};
-    const NewAsset turned{"A1B2/L0/001", PHAssetResourceType::photo,
-                          Data::copyOf("JPEG:30x40:6:bytes"), created};
-    ASSERT_TRUE(store->add({movie, turned}));
+    const NewAsset rotated{"A1B2/L0/001", PHAssetResourceType::photo,
+                           Data::copyOf("JPEG:30x40:6:bytes"), created};
+    ASSERT_TRUE(store->add({movie, rotated}));
   }
   const auto store = openLibrary(folder());
   const auto records = store->list();
@@ -125,7 +125,7 @@ TEST_F(LibraryStoreTest, ARefusedAssetKeepsTheWholeChangeOut) {
 TEST_F(LibraryStoreTest, AFailedChangeRemovesItsFilesBeforeAnotherProcessCanUseTheirNames) {
   LibraryStore::Options options = testOptions();
   int failures = 0;
-  options.atStage = [&](LibraryStore::Stage stage) {
+  options.onStage = [&](LibraryStore::Stage stage) {
     if (stage != LibraryStore::Stage::filesRemoved) return;
     ++failures;
     EXPECT_THAT(namesIn(originals()), ElementsAre("1.jpg"));
@@ -353,7 +353,7 @@ TEST_F(LibraryStoreTest, OpeningDuringAnothersChangeLeavesItsFilesAlone) {
   for (const Stage opening : {Stage::fileWritten, Stage::fileRenamed}) {
     LibraryStore::Options options = testOptions();
     int openings = 0;
-    options.atStage = [&](Stage stage) {
+    options.onStage = [&](Stage stage) {
       if (stage != opening) return;
       const auto entries = [this] {
         return std::distance(fs::recursive_directory_iterator(folder()), {});

@@ -147,9 +147,9 @@ TEST(PhotoLibraryTest, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {
 
 TEST(ImageManagerTest, HandsOutTheStoredOrientation) {
   StoredPhotos photos;
-  NewAsset turned = testPicture("", "T/L0/001");
-  turned.content = Data::copyOf("JPEG:30x40:6");
-  ASSERT_TRUE(photos.store->add({turned}));
+  NewAsset rotated = testPicture("", "T/L0/001");
+  rotated.content = Data::copyOf("JPEG:30x40:6");
+  ASSERT_TRUE(photos.store->add({rotated}));
   CGImagePropertyOrientation seen = 0;
   photos.images().requestImageDataAndOrientationForAsset(
       photos.photoLibrary.assetWithIdentifier("T/L0/001"), std::nullopt,

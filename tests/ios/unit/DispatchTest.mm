@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
+#include <future>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -57,14 +59,16 @@ TEST(DispatchTest, AConcurrentQueueRunsBlocksThatWaitForEachOther) {
 TEST(DispatchTest, BlocksOfTheMainQueueWaitForTheMainThread) {
   @autoreleasepool {
     const auto ran = std::make_shared<std::atomic<bool>>();
+    const auto queued = std::make_shared<std::promise<void>>();
     const auto main = std::this_thread::get_id();
     dispatch_async(dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0), ^{
       dispatch_async(dispatch_get_main_queue(), ^{
         EXPECT_EQ(std::this_thread::get_id(), main);
         *ran = true;
       });
+      queued->set_value();
     });
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(queued->get_future().wait_for(std::chrono::seconds(10)), std::future_status::ready);
     EXPECT_FALSE(*ran);
     EXPECT_TRUE(runMainQueueUntil([&] { return ran->load(); }));
   }

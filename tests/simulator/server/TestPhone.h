@@ -24,12 +24,12 @@ class TestPhone {
   explicit TestPhone(PhoneSetup setup = {}) {
     setup.filesAddress = filesAddress;
     setup.realTime = [this] { return now_ += std::chrono::seconds(1); };
-    setup.diagnose = [this](const std::string& line) {
+    setup.onDiagnostic = [this](const std::string& line) {
       const std::lock_guard lock(mutex_);
       diagnostics_ += line + "\n";
       arrived_.notify_one();
     };
-    setup.send = [this](PhoneMessage message) {
+    setup.onMessage = [this](PhoneMessage message) {
       const std::lock_guard lock(mutex_);
       messages_.push_back(std::move(message));
       arrived_.notify_one();

@@ -30,7 +30,7 @@ const isPageCall = (data: unknown): data is PageCall =>
 const problemWith = ({ command, arguments: args }: PageCall): string | undefined => {
   if (!isPageCommand(command)) {
     const name = typeof command === "string" ? JSON.stringify(command) : "without a name";
-    return `The plug-in has no command ${name}: it has ${pageCommands.join(" and ")}.`;
+    return `The plug-in has no command ${name}: it has ${Object.keys(pageCommands).join(" and ")}.`;
   }
   return Array.isArray(args) ? undefined : `The arguments of ${command} are a list.`;
 };

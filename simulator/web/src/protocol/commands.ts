@@ -1,10 +1,13 @@
-/** The page commands that the plug-in answers. Each is a step of that name in a device script. */
-export const pageCommands = ["takePicture", "cleanup"] as const;
+/**
+ * The page commands that the plug-in answers, and whether the step of each carries the page's
+ * arguments. The step has the command's name in a device script.
+ */
+export const pageCommands = { takePicture: true, cleanup: false };
 
-/** Whether the step of the command carries the page's arguments. */
-export const takesArguments = (command: string): boolean => command !== "cleanup";
-
-export type PageCommand = (typeof pageCommands)[number];
+export type PageCommand = keyof typeof pageCommands;
 
 export const isPageCommand = (name: unknown): name is PageCommand =>
-  pageCommands.some((command) => command === name);
+  typeof name === "string" && Object.hasOwn(pageCommands, name);
+
+export const takesArguments = (command: string): boolean =>
+  isPageCommand(command) && pageCommands[command];

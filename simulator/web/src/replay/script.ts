@@ -97,6 +97,7 @@ const extensions: Record<string, string> = {
   "image/jpeg": "jpg",
   "image/png": "png",
   "image/heic": "heic",
+  "image/webp": "webp",
   "video/mp4": "mp4",
   "video/webm": "webm",
   "video/quicktime": "mov",

@@ -23,14 +23,14 @@ TEST(FileManagerTest, WithoutATemporaryDirectoryNothingCanBeRemoved) {
   EXPECT_TRUE(files.fileExistsAtPath(home->temporaryDirectory()));
 }
 
-TEST(FileManagerTest, PollHookIsCalledWhenTheSamePathIsAskedForAgainAndStillExists) {
+TEST(FileManagerTest, OnPollIsCalledWhenTheSamePathIsAskedForAgainAndStillExists) {
   const auto home = ApplicationHome::makePrivate();
   const std::string a = home->temporaryDirectory() + "/a";
   const std::string b = home->temporaryDirectory() + "/b";
   FileManager files(home->temporaryDirectory());
   ASSERT_TRUE(files.createFileAtPath(a, Data()) && files.createFileAtPath(b, Data()));
   std::vector<std::string> polled;
-  files.setPollHook([&](std::string_view path) {
+  files.setOnPoll([&](std::string_view path) {
     polled.emplace_back(path);
     if (polled.size() == 2) std::filesystem::remove(path);
   });
@@ -39,7 +39,7 @@ TEST(FileManagerTest, PollHookIsCalledWhenTheSamePathIsAskedForAgainAndStillExis
   while (files.fileExistsAtPath(a)) ASSERT_LT(polled.size(), 3u);
   EXPECT_FALSE(files.fileExistsAtPath(a));
   EXPECT_EQ(polled, (std::vector<std::string>{a, a}));
-  files.setPollHook(nullptr);
+  files.setOnPoll(nullptr);
   EXPECT_TRUE(files.fileExistsAtPath(b) && files.fileExistsAtPath(b));
 }
 

@@ -164,7 +164,7 @@ TEST(CodecsTest, AJpegOfTooManyScansIsNotDecoded) {
 }
 
 TEST(CodecsTest, HeicComesOutUprightAndWebpWithItsAlpha) {
-  EXPECT_EQ(lettersOf(opened(fixture("turned.heic")), 32), "CR/MG/YB");
+  EXPECT_EQ(lettersOf(opened(fixture("rotated.heic")), 32), "CR/MG/YB");
   EXPECT_EQ(lettersOf(opened(webpOf(bitmapOfLetters("RG./CMY")))), "RG./CMY");
 }
 
@@ -192,7 +192,7 @@ TEST(CodecsTest, HeadersGiveFormatSidesAndOrientation) {
       {jpegOf(picture, leftMirrored), jpegFormat, "jpg", 3, 2, leftMirrored},
       {pngOf(picture, leftMirrored), pngFormat, "png", 3, 2, leftMirrored},
       {webpOf(picture), webpFormat, "webp"},
-      {fixture("turned.heic"), heicFormat, "heic", 64, 96},
+      {fixture("rotated.heic"), heicFormat, "heic", 64, 96},
   };
   for (const auto& [data, format, extension, width, height, orientation] : cases) {
     SCOPED_TRACE(extension);
@@ -320,7 +320,7 @@ TEST(CodecsTest, AJpegCannotBeWiderThanTheFormatAllows) {
 
 TEST(CodecsTest, OnePictureServesSeveralThreadsAtOnce) {
   const Data jpeg = jpegOf(bitmapOfLetters("RGB/CMY", 40), UIImageOrientation::left);
-  const std::shared_ptr<UIImage> images[] = {opened(jpeg), opened(fixture("turned.heic"))};
+  const std::shared_ptr<UIImage> images[] = {opened(jpeg), opened(fixture("rotated.heic"))};
   Graphics graphics;
   std::vector<std::shared_ptr<UIImage>> scaled;
   for (const auto& image : images) {

@@ -38,7 +38,7 @@ std::vector<Sample> samples() {
   return {{"jpeg", withMetadata(jpegOf(picture, UIImageOrientation::right, 80))},
           {"png", withMetadata(pngOf(picture, UIImageOrientation::left))},
           {"webp", webpOf(picture)},
-          {"heic", fixture("turned.heic")}};
+          {"heic", fixture("rotated.heic")}};
 }
 
 /// Whether the picture can be decoded at an eighth of its size.

@@ -147,7 +147,7 @@ TEST(MetadataTest, TheTopLevelDescribesThePicture) {
 }
 
 TEST(MetadataTest, HeicMetadataIsReadWithTheOrientationOfThePixels) {
-  const Data heic = fixture("turned.heic");
+  const Data heic = fixture("rotated.heic");
   const Dictionary properties = *readProperties(heic);
   EXPECT_EQ(properties.at("PixelWidth"), Value(64));
   EXPECT_EQ(properties.at("PixelHeight"), Value(96));

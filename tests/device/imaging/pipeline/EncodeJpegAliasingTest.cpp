@@ -7,18 +7,18 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// A zone plate: the frequency of its rings grows with the distance from the centre. Their
-/// amplitude is 100, so that what is left of them is in percent.
+/// A zone plate: the frequency of its rings grows with the distance from the centre.
 namespace plate {
 
 constexpr std::size_t side = 640;
-constexpr double grey = 127.5;
+constexpr double grey = 128;
+constexpr double amplitude = 100;
 
 /// The rings at a place.
 double ring(double x, double y) {
   const double dx = x - side / 2.0;
   const double dy = y - side / 2.0;
-  return 100 * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
+  return amplitude * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
 }
 
 /// Its pixels: `color` makes one of the value of the rings.
@@ -40,6 +40,7 @@ Bitmap jpegScaledTo(double length, const std::shared_ptr<UIImage>& image, double
 
 /// Visits the pixels of a scaled plate, but for its edges, with their places on the whole one and
 /// the frequency of the rings there: in periods for a pixel of the result. Nyquist's is a half.
+/// From one pixel to the next the frequency changes by `side / length^2`.
 template <typename Visit>
 void visit(const Bitmap& scaled, double length, Visit visitor) {
   const double factor = length / side;
@@ -68,59 +69,56 @@ struct Aliasing {
 
 }  // namespace plate
 
+int level(double value) {
+  return static_cast<int>(std::lround(value));
+}
+
 TEST(EncodeJpegAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
   const Bitmap rings = plate::inColor([](double part) {
-    const int value = static_cast<int>(plate::grey + part);
+    const int value = level(plate::grey + part);
     return Rgba{value, value, value};
   });
   const auto aliasingIn = [](const Bitmap& scaled, double length) {
     plate::Aliasing aliasing;
+    // The kernel reaches over three pixels of the result on either side.
+    const double reach = 3 * plate::side / (length * length);
     plate::visit(scaled, length, [&](const Rgba& pixel, double x, double y, double frequency) {
-      if (frequency > 0.75) aliasing.add(pixel.green - plate::grey);
-      if (frequency < 0.12) {
+      if (frequency - reach > 0.75) aliasing.add(pixel.green - plate::grey);
+      if (frequency < 0.12 && frequency + reach < 0.75) {
         // A shift by 0.21 of a pixel changes rings of this frequency by up to
         // 2 pi * 0.12 * 0.21 = 0.16 of their amplitude. Nothing moves further.
-        EXPECT_NEAR(pixel.green - plate::grey, plate::ring(x, y), 16) << x << ", " << y;
+        EXPECT_NEAR(pixel.green - plate::grey, plate::ring(x, y), 0.16 * plate::amplitude)
+            << x << ", " << y;
       }
     });
     EXPECT_GT(aliasing.count, 0);
     return aliasing;
   };
+  // What the Lanczos kernel with three lobes passes at most from a frequency of 0.75 on: the
+  // largest value of its Fourier transform there.
+  constexpr double stopBand = 0.0114;
+  // A block of a JPEG that is decoded to fewer samples aliases. The decoder chooses their number so
+  // that this adds a hundredth of the amplitude, as root mean square; rounding is independent of
+  // it.
+  const double ofCoarseDecoding = std::hypot(0.01 * plate::amplitude, 1 / std::sqrt(12));
   const auto png = opened(pngOf(rings, UIImageOrientation::left));
   const auto jpeg = opened(jpegWith(rings, TJSAMP_420, UIImageOrientation::right));
-  const auto expectAtMost = [](const plate::Aliasing& aliasing, double max, double onAverage) {
-    EXPECT_LE(aliasing.max, max);
-    EXPECT_LE(aliasing.rootMeanSquare(), onAverage);
-  };
   for (const double length : {39.5, 56.0, 57.0, 60.0, 75.0, 84.0, 100.0, 122.0, 128.0, 130.0, 150.5,
                               180.0, 230.0, 311.0}) {
     SCOPED_TRACE(length);
-    const auto whole = aliasingIn(plate::jpegScaledTo(length, png, 0.95), length);
-    const auto scaled = aliasingIn(plate::jpegScaledTo(length, jpeg, 0.95), length);
-    const auto onCanvas = aliasingIn(pixelsOfImage(plate::scaledTo(length, jpeg)), length);
-    // Every pixel of the PNG is decoded, so that only the resampler's filter counts: it leaves a
-    // hundredth on average, and a seventh nowhere. The kernel reaches over three pixels of the
-    // result, and the frequency changes by 640 / length^2 from one to the next. So this is true
-    // only from a length of 100 on, where all that the kernel sees is above Nyquist.
-    if (length >= 100) expectAtMost(whole, 14, 1);
-    // The JPEG is shrunk by the decoder first, each block by itself. This may add six hundredths
-    // anywhere, and three quarters of a hundredth on average, ...
-    for (const auto& aliasing : {scaled, onCanvas}) {
-      expectAtMost(aliasing, whole.max + 6, whole.rootMeanSquare() + 0.75);
-      // ... and where the kernel sees lower frequencies, too, in all no more than 34 hundredths of
-      // the amplitude anywhere and 3.5 on average.
-      expectAtMost(aliasing, 34, 3.5);
-    }
-    // Here blocks are decoded to six samples or to all eight, which adds nothing.
-    if (length == 128 || length > 150) expectAtMost(scaled, 14, 1);
+    // Every pixel of the PNG is decoded, so only the kernel counts, and rounding by a level.
+    EXPECT_LE(aliasingIn(pixelsOfImage(plate::scaledTo(length, png)), length).max,
+              stopBand * plate::amplitude + 1);
+    for (const Bitmap& scaled :
+         {pixelsOfImage(plate::scaledTo(length, jpeg)), plate::jpegScaledTo(length, jpeg, 1)})
+      EXPECT_LE(aliasingIn(scaled, length).rootMeanSquare(), ofCoarseDecoding);
   }
 }
 
 TEST(EncodeJpegAliasingTest, ChromaAboveNyquistBecomesEven) {
   // Blue rings of even luma.
   const Bitmap rings = plate::inColor([](double part) {
-    return Rgba{static_cast<int>(plate::grey), static_cast<int>(plate::grey - 0.194 * part),
-                static_cast<int>(plate::grey + part)};
+    return Rgba{level(plate::grey), level(plate::grey - 0.194 * part), level(plate::grey + part)};
   });
   for (const auto sampling : {TJSAMP_444, TJSAMP_422, TJSAMP_420}) {
     const auto image = opened(jpegWith(rings, sampling, UIImageOrientation::right));
@@ -137,8 +135,9 @@ TEST(EncodeJpegAliasingTest, ChromaAboveNyquistBecomesEven) {
                 aliasing.add(pixel.blue - plate::grey);
             });
         if (aliasing.count == 0) continue;
-        // Two hundredths, and half of one for rounding in the encoder.
-        EXPECT_LE(aliasing.rootMeanSquare(), 2.5)
+        // The decoder's choice leaves two hundredths of the amplitude; half a level is for rounding
+        // in the encoder.
+        EXPECT_LE(aliasing.rootMeanSquare(), 0.02 * plate::amplitude + 0.5)
             << sampling << ", " << quality << " to " << length;
       }
   }

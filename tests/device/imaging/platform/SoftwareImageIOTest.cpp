@@ -18,7 +18,7 @@ TEST(SoftwareImageIOTest, SourcesHaveTheTypeOfTheirBytes) {
       {jpegOf(picture), "public.jpeg"},
       {pngOf(picture), "public.png"},
       {webpOf(picture), "org.webmproject.webp"},
-      {fixture("turned.heic"), "public.heic"},
+      {fixture("rotated.heic"), "public.heic"},
       {Data::copyOf("no picture"), std::nullopt}};
   for (const auto& [data, type] : cases)
     EXPECT_EQ(imageIO.CGImageSourceCreateWithData(data)->type(), type);
@@ -26,8 +26,8 @@ TEST(SoftwareImageIOTest, SourcesHaveTheTypeOfTheirBytes) {
 }
 
 TEST(SoftwareImageIOTest, DestinationsEncodeWithTheProperties) {
-  testing::MockFunction<void(std::string_view, const Dictionary&, std::size_t)> observer;
-  SoftwareImageIO imageIO(observer.AsStdFunction());
+  testing::MockFunction<void(std::string_view, const Dictionary&, std::size_t)> onFinalized;
+  SoftwareImageIO imageIO(onFinalized.AsStdFunction());
   const Data before = Data::copyOf("before");
   const auto image = opened(pngOf(bitmapOfLetters("RGB/CMY", 8), UIImageOrientation::right));
   const Dictionary properties{{"{GPS}", Dictionary{{"Latitude", -1.5}, {"LatitudeRef", "S"}}},
@@ -38,7 +38,7 @@ TEST(SoftwareImageIOTest, DestinationsEncodeWithTheProperties) {
     destination->addImage(image->cgImage(), properties);
     EXPECT_EQ(destination->data(), before);
     std::size_t notifiedBytes = 0;
-    EXPECT_CALL(observer, Call(std::string_view(type), properties, _))
+    EXPECT_CALL(onFinalized, Call(std::string_view(type), properties, _))
         .WillOnce(testing::SaveArg<2>(&notifiedBytes));
     EXPECT_TRUE(destination->finalize());
     const Data after = destination->data();
@@ -56,9 +56,9 @@ TEST(SoftwareImageIOTest, DestinationsEncodeWithTheProperties) {
 }
 
 TEST(SoftwareImageIOTest, DestinationsThatCannotBeFinishedKeepTheirBytes) {
-  testing::MockFunction<void(std::string_view, const Dictionary&, std::size_t)> observer;
-  EXPECT_CALL(observer, Call(_, _, _)).Times(0);
-  SoftwareImageIO imageIO(observer.AsStdFunction());
+  testing::MockFunction<void(std::string_view, const Dictionary&, std::size_t)> onFinalized;
+  EXPECT_CALL(onFinalized, Call(_, _, _)).Times(0);
+  SoftwareImageIO imageIO(onFinalized.AsStdFunction());
   EXPECT_FALSE(imageIO.CGImageDestinationCreateWithData({}, "public.heic", 1));
   EXPECT_FALSE(imageIO.CGImageDestinationCreateWithData({}, "", 1));
   EXPECT_FALSE(imageIO.CGImageDestinationCreateWithData({}, "public.jpeg", 0));

@@ -1,4 +1,4 @@
-#include "simulator/server/sites/FolderWatch.h"
+#include "simulator/server/sites/FolderFingerprint.h"
 
 #include <gtest/gtest.h>
 
