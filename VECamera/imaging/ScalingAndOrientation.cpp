@@ -70,20 +70,20 @@ std::shared_ptr<UIImage> imageCorrectedForCaptureOrientation(UIGraphics& graphic
                                                              const std::shared_ptr<UIImage>& image,
                                                              UIImageOrientation orientation) {
   const CGSize size = image->size();
-  const Rotation turn = rotationFor(orientation);
+  const Rotation rotation = rotationFor(orientation);
   const auto canvas = graphics.beginImageContext(size);
   CGContext* context = canvas->currentContext();
   if (context) {
     context->translateBy(size.width * 0.5, size.height * 0.5);
-    context->rotateBy(turn.radians);
+    context->rotateBy(rotation.radians);
     context->scaleBy(1.0, -1.0);
   }
-  const double width = turn.swapsSides ? size.height : size.width;
-  const double height = turn.swapsSides ? size.width : size.height;
+  const double width = rotation.swapsSides ? size.height : size.width;
+  const double height = rotation.swapsSides ? size.width : size.height;
   const auto bitmap = image->cgImage();
   if (bitmap && context) context->drawImage(bitmap, {-width * 0.5, -height * 0.5, width, height});
   // Settled: this shift stands after the drawing and so moves nothing.
-  if (turn.swapsSides && context) context->translateBy(-size.height * 0.5, -size.width * 0.5);
+  if (rotation.swapsSides && context) context->translateBy(-size.height * 0.5, -size.width * 0.5);
   return canvas->imageFromCurrentImageContext();
 }
 

@@ -6,15 +6,16 @@ void CameraPicker::setup(std::shared_ptr<PictureOptions> options,
                          UIImagePickerControllerClass& imagePickers, NSProcess& process) {
   using Source = UIImagePickerControllerSourceType;
   pictureOptions_ = std::move(options);
-  const PictureOptions& asked = *pictureOptions_;
-  setSourceType(asked.sourceType.value_or(Source::camera));
-  setAllowsEditing(asked.allowsEditing);
-  const auto direction = asked.cameraDirection.value_or(UIImagePickerControllerCameraDevice::rear);
+  const PictureOptions& requested = *pictureOptions_;
+  setSourceType(requested.sourceType.value_or(Source::camera));
+  setAllowsEditing(requested.allowsEditing);
+  const auto direction =
+      requested.cameraDirection.value_or(UIImagePickerControllerCameraDevice::rear);
   process.print("cameraDirection " + std::to_string(direction));
 
   const std::vector<std::string> images{std::string(kUTTypeImage)};
   if (sourceType() == Source::camera) {
-    if (asked.mediaType == MediaType::mediaTypeVideo) {
+    if (requested.mediaType == MediaType::mediaTypeVideo) {
       // Settled: the camera's movies have another type identifier than the library's, and the
       // requested camera is not applied to them.
       setMediaTypes({std::string(kUTTypeMovie)});
@@ -25,9 +26,9 @@ void CameraPicker::setup(std::shared_ptr<PictureOptions> options,
     }
     return;
   }
-  if (asked.mediaType == MediaType::mediaTypeVideo)
+  if (requested.mediaType == MediaType::mediaTypeVideo)
     setMediaTypes({std::string(kUTTypeVideo)});
-  else if (asked.mediaType == MediaType::mediaTypePicture)
+  else if (requested.mediaType == MediaType::mediaTypePicture)
     setMediaTypes(images);
   else
     setMediaTypes(imagePickers.availableMediaTypesForSourceType(sourceType()).value_or(images));

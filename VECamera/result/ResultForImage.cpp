@@ -13,7 +13,7 @@ std::shared_ptr<UIImage> imageIn(const Dictionary& info, std::string_view key) {
   return value ? value->object<UIImage>() : nullptr;
 }
 
-/// The picture of the picker's info, turned and scaled as the options ask, or null.
+/// The picture of the picker's info, rotated and scaled as the options ask, or null.
 std::shared_ptr<UIImage> retrieveImage(UIGraphics& graphics, const Dictionary& info,
                                        const PictureOptions& options) {
   std::shared_ptr<UIImage> image;

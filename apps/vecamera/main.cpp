@@ -20,8 +20,8 @@ namespace {
 using Action = std::function<ExitStatus()>;
 
 /// Has the command ask for the action, once its arguments are read.
-void onCalled(CLI::App& command, Action& asked, Action action) {
-  command.callback([&asked, action = std::move(action)] { asked = action; });
+void onCalled(CLI::App& command, Action& requested, Action action) {
+  command.callback([&requested, action = std::move(action)] { requested = action; });
 }
 
 /// An option whose value `parse` reads; `form` shows how the value is written.
@@ -122,7 +122,7 @@ void addTake(CLI::App& app, Action& action) {
   addParsed(command, "--edit", options->edit, parseCrop, "X,Y,WIDTH,HEIGHT",
             "Offer the edit step and crop there, in pixels of the upright picture");
   command.add_flag("--correct-orientation", options->correctOrientation,
-                   "Turn the picture upright");
+                   "Rotate the picture upright");
   command.add_flag("--save", options->save, "Also save it to the photo album");
   command.add_flag("--front", options->front, "Use the front camera");
   addParsed(command, "--location", options->location, parseFix, "LAT,LON[,ALT]",
@@ -205,7 +205,7 @@ void addLibrary(CLI::App& app, Action& action) {
 
 void addDemo(CLI::App& app, Action& action) {
   auto folder = std::make_shared<std::optional<std::filesystem::path>>();
-  auto& command = *app.add_subcommand("demo", "Take a first picture and tell what happens");
+  auto& command = *app.add_subcommand("demo", "Take a first picture and explain what happens");
   command.add_option("DIR", *folder, "Where the pictures go [a fresh temporary folder]")
       ->type_name("");
   command.footer("Example:\n  vecamera demo first-steps\n");
@@ -335,7 +335,7 @@ ExitStatus act(int argc, char** argv) {
   app.set_version_flag("--version", std::string("vecamera ") + version);
   app.footer(
       "Start here:\n"
-      "  vecamera demo                  takes a first picture and tells what happens\n"
+      "  vecamera demo                  takes a first picture and explains what happens\n"
       "  vecamera take FILE             one picture or movie, with the options of a page's "
       "command\n"
       "  vecamera run SCRIPT            whole flows: permissions, alerts, faults\n"
@@ -350,8 +350,8 @@ ExitStatus act(int argc, char** argv) {
   addCompletion(app, action);
   try {
     app.parse(argc, argv);
-  } catch (const CLI::Success& asked) {
-    app.exit(asked);
+  } catch (const CLI::Success& success) {
+    app.exit(success);
     return ExitStatus::success;
   } catch (const CLI::ParseError& error) {
     const auto name = fullName(innermost(app));

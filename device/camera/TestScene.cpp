@@ -218,9 +218,10 @@ std::uint8_t asByte(float component) {
   return static_cast<std::uint8_t>(std::clamp(component, 0.0f, 1.0f) * 255 + 0.5f);
 }
 
-std::optional<imaging::Bitmap> painted(std::size_t width, std::size_t height, std::uint32_t seed) {
-  auto bitmap = imaging::Bitmap::uninitialized(width, height).value();
-  if (!bitmap) return std::nullopt;
+imaging::ImageResult<imaging::Bitmap> painted(std::size_t width, std::size_t height,
+                                              std::uint32_t seed) {
+  auto bitmap = imaging::Bitmap::uninitialized(width, height);
+  if (!bitmap) return bitmap;
   const Scene scene(width, height, seed);
   for (std::size_t y = 0; y < height; ++y) {
     std::uint8_t* pixel = bitmap->bytesOfRow(y);
@@ -275,9 +276,9 @@ Result<Data, TestSceneError> generateTestScene(std::size_t width, std::size_t he
     return Failure(TestSceneError::invalidSize);
   const imaging::Orientation upright = imaging::orientationFor(storedOrientation);
   auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
-  if (scene) scene = imaging::oriented(std::move(*scene), imaging::inverse(upright)).value();
+  if (scene) scene = imaging::oriented(std::move(*scene), imaging::inverse(upright));
   if (!scene) return Failure(TestSceneError::notEncoded);
-  auto jpeg = imaging::encodeJpeg(*scene, quality, {});
+  auto jpeg = imaging::encodeJpegBitmap(*scene, quality, {});
   if (!jpeg) return Failure(TestSceneError::notEncoded);
   const auto taken = imaging::writeProperties(Data(std::move(*jpeg)),
                                               cameraMetadata(width, height, storedOrientation));

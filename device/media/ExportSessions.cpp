@@ -91,7 +91,7 @@ class FileExportSession final : public AVAssetExportSession,
     if (!path) return mediaFailure(AVError::unknown, "The output address is not that of a file.");
     ExportOptions options;
     options.isCancelled = [this] {
-      return isCancelled_ || (callbacks_.isInterrupted && callbacks_.isInterrupted());
+      return isCancelled_ || (callbacks_.isCancelled && callbacks_.isCancelled());
     };
     options.onProgress = [this](float progress) {
       progress_ = progress;

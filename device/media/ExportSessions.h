@@ -5,6 +5,7 @@
 
 #include "VECamera/platform/AVFoundation.h"
 #include "VECamera/runtime/Executor.h"
+#include "device/base/CancellationCheck.h"
 
 namespace vecamera::device::media {
 
@@ -19,8 +20,8 @@ class ExportSessions final : public AVAssetExports {
   struct ExportCallbacks {
     /// Called with the rising progress of a running export.
     std::function<void(float)> onProgress;
-    /// Asked often while an export runs; true cancels it.
-    std::function<bool()> isInterrupted;
+    /// Cancels the export that runs.
+    CancellationCheck isCancelled;
     /// Called when an export failed or was cancelled, before its handler runs.
     std::function<void(const NSError&)> onError;
   };

@@ -47,7 +47,9 @@ class Export {
     auto opened = MovieInput::open(source, options_.isCancelled);
     if (!opened) return std::move(opened).failure();
     input_ = std::move(*opened);
-    if (input_->isTruncated())
+    const auto isTruncated = input_->isTruncated();
+    if (!isTruncated) return isTruncated.failure();
+    if (*isTruncated)
       return mediaFailure(AVError::fileFailedToParse,
                           "The movie cannot be read: the file ends before its contents do.");
     auto created =

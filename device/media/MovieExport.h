@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <functional>
 
+#include "device/base/CancellationCheck.h"
 #include "device/media/base/MediaErrors.h"
 
 namespace vecamera::device::media {
@@ -15,7 +16,7 @@ struct ExportOptions {
   /// its place. May be empty.
   std::function<void(float)> onProgress;
   /// Asked often, on the thread of the call; true ends the export. May be empty.
-  std::function<bool()> isCancelled;
+  CancellationCheck isCancelled;
 };
 
 /// Makes an MPEG-4 file of a movie file (MP4, MOV, WebM, Matroska, AVI, MPEG transport stream):

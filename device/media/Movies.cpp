@@ -21,7 +21,9 @@ Size squareSize(const AVStream& video, Size stored) {
 }
 
 MediaResult<MovieFormat> formatOf(const MovieInput& input) {
-  if (input.isWebM()) return webmFormat;
+  const auto isWebM = input.isWebM();
+  if (!isWebM) return isWebM.failure();
+  if (*isWebM) return webmFormat;
   if (!input.isMpeg4())
     return mediaFailure(AVError::fileFormatNotRecognized,
                         "The movie is none of these: " + movieFormatNames() + ".");
@@ -154,7 +156,7 @@ MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t ma
   }
   const auto upright = imaging::oriented(std::move(*poster), orientationOf((*input)->video()));
   if (!upright) return cannotShow();
-  auto jpeg = imaging::encodeJpeg(*upright, quality, {});
+  auto jpeg = imaging::encodeJpegBitmap(*upright, quality, {});
   if (!jpeg) return cannotShow();
   return Data(std::move(*jpeg));
 }

@@ -315,7 +315,7 @@ bool isPaintable(const SceneMovie& scene) {
 }  // namespace
 
 MediaResult<void> generateSceneMovie(const std::filesystem::path& target, const SceneMovie& scene,
-                                     const std::function<bool()>& isCancelled) {
+                                     const CancellationCheck& isCancelled) {
   if (!isPaintable(scene))
     return mediaFailure(AVError::unknown, "There is no scene of this size, length or rotation.");
   try {

@@ -2,8 +2,8 @@
 
 #include <cstdint>
 #include <filesystem>
-#include <functional>
 
+#include "device/base/CancellationCheck.h"
 #include "device/media/base/MediaErrors.h"
 
 namespace vecamera::device::media {
@@ -33,6 +33,6 @@ struct SceneMovie {
 /// frame, and true ends the work with `operationCancelled`; it may be empty.
 /// Any thread.
 MediaResult<void> generateSceneMovie(const std::filesystem::path& target, const SceneMovie& scene,
-                                     const std::function<bool()>& isCancelled = {});
+                                     const CancellationCheck& isCancelled = {});
 
 }  // namespace vecamera::device::media

@@ -12,9 +12,9 @@ namespace vecamera::device::photos {
 /// What an asset's bytes say about it.
 struct AssetFormat {
   /// Lower case, without a dot, as in `PictureFormat` and `MovieFormat`.
-  std::string extension;
+  std::string fileExtension;
   /// The uniform type identifier, for example "public.jpeg".
-  std::string uti;
+  std::string typeIdentifier;
   /// In pixels, as displayed: with the orientation applied.
   int width = 0;
   int height = 0;
@@ -34,9 +34,9 @@ struct AssetRecord : AssetFormat {
   std::int64_t sequence = 0;
 };
 
-/// The format's everyday name: "jpeg" for "jpg", otherwise the extension.
+/// The format's everyday name: "jpeg" for "jpg", otherwise the file extension.
 inline std::string formatName(const AssetRecord& record) {
-  return record.extension == "jpg" ? "jpeg" : record.extension;
+  return record.fileExtension == "jpg" ? "jpeg" : record.fileExtension;
 }
 
 }  // namespace vecamera::device::photos

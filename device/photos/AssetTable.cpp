@@ -48,8 +48,8 @@ AssetRecord recordOf(const Statement& row) {
   record.sequence = row.integer(0);
   record.identifier = row.text(1);
   record.type = static_cast<PHAssetResourceType>(row.integer(2));
-  record.uti = row.text(3);
-  record.extension = row.text(4);
+  record.typeIdentifier = row.text(3);
+  record.fileExtension = row.text(4);
   record.byteCount = static_cast<std::uint64_t>(row.integer(5));
   record.width = static_cast<int>(row.integer(6));
   record.height = static_cast<int>(row.integer(7));
@@ -153,8 +153,8 @@ StoreResult<void> AssetTable::insert(AssetRecord& record) {
                       "VALUES (?, ?, ?, ?, ?, ?, ?, ?, ?, ?)");
   insertion.bind(identifier)
       .bind(static_cast<std::int64_t>(record.type))
-      .bind(record.uti)
-      .bind(record.extension)
+      .bind(record.typeIdentifier)
+      .bind(record.fileExtension)
       .bind(static_cast<std::int64_t>(record.byteCount))
       .bind(std::int64_t{record.width})
       .bind(std::int64_t{record.height})

@@ -27,7 +27,7 @@ constexpr std::string_view changePrefix = ".change-";
 constexpr std::string_view databaseName = "library.sqlite";
 
 std::string originalName(const AssetRecord& record) {
-  return std::to_string(record.sequence) + "." + record.extension;
+  return std::to_string(record.sequence) + "." + record.fileExtension;
 }
 
 std::string thumbnailName(const AssetRecord& record, int maxSide) {
@@ -80,6 +80,13 @@ Failure<StoreError> readFailure(const fs::path& file, const FileError& error) {
 
 Failure<StoreError> storageFailure(const FileError& error) {
   return storeFailure(StoreError::Kind::storage, error.message);
+}
+
+/// The resource of a path that names no file is none.
+Failure<StoreError> resourceFailure(const FileError& error) {
+  const bool isNoFile = error.code == ENOENT || error.code == EISDIR || error.code == EINVAL;
+  return storeFailure(isNoFile ? StoreError::Kind::invalidResource : StoreError::Kind::unreadable,
+                      error.message);
 }
 
 }  // namespace
@@ -181,14 +188,16 @@ std::string LibraryStore::newIdentifier() {
   }
 }
 
-std::optional<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
-  std::optional<AssetFormat> format;
+StoreResult<AssetRecord> LibraryStore::describe(const NewAsset& asset) const {
+  StoreResult<AssetFormat> format = storeFailure(StoreError::Kind::invalidResource, {});
   if (asset.type == PHAssetResourceType::video) {
     if (options_.probeMovie) format = options_.probeMovie(asset.content);
   } else if (options_.probePicture) {
-    if (const auto data = dataOf(asset.content)) format = options_.probePicture(*data);
+    const auto data = dataOf(asset.content);
+    if (!data) return resourceFailure(data.error());
+    format = options_.probePicture(*data);
   }
-  if (!format) return std::nullopt;
+  if (!format) return format.failure();
   AssetRecord record;
   static_cast<AssetFormat&>(record) = *std::move(format);
   record.identifier = asset.identifier.value_or("");
@@ -242,12 +251,19 @@ StoreResult<void> LibraryStore::insert(std::vector<AssetRecord>& records, const 
 
 StoreResult<AssetRecord> LibraryStore::stage(const NewAsset& asset, const fs::path& file) {
   const bool isPhoto = asset.type == PHAssetResourceType::photo;
-  const auto refused = [this, isPhoto] {
+  const auto refused = [this, isPhoto](const StoreError& error) {
+    if (error.kind != StoreError::Kind::invalidResource)
+      return storeFailure(error.kind, "The resource cannot be read: " + error.message);
     return isPhoto ? invalidResource("The resource", "picture", options_.pictureFormats)
                    : invalidResource("The resource", "movie", options_.movieFormats);
   };
   const auto* source = std::get_if<fs::path>(&asset.content);
-  if (source ? !foundation::openFileForReading(*source) : !describe(asset)) return refused();
+  if (source) {
+    if (const auto opened = foundation::openFileForReading(*source); !opened)
+      return refused(resourceFailure(opened.error()).error);
+  } else if (const auto described = describe(asset); !described) {
+    return refused(described.error());
+  }
   if (auto written = write(asset.content, file); !written)
     return writeFailure(written.error().message);
   reach(Stage::fileWritten);
@@ -255,7 +271,7 @@ StoreResult<AssetRecord> LibraryStore::stage(const NewAsset& asset, const fs::pa
   auto copied = asset;
   if (source) copied.content = file;
   auto record = describe(copied);
-  if (!record) return refused();
+  if (!record) return refused(record.error());
   std::error_code error;
   record->byteCount = fs::file_size(file, error);
   if (error) return writeFailure(error.message());
@@ -268,18 +284,24 @@ StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date
     return readFailure(file.path, opened.error());
   // The first bytes show whether it is a movie; a picture is read whole.
   NewAsset asset{file.identifier, PHAssetResourceType::video, file.path, created};
-  bool isKnown = describe(asset).has_value();
-  if (!isKnown) {
+  auto described = describe(asset);
+  if (!described) {
     auto read = foundation::readFile(file.path);
     if (!read) return readFailure(file.path, read.error());
     asset.type = PHAssetResourceType::photo;
     asset.content = *std::move(read);
-    isKnown = describe(asset).has_value();
+    auto picture = describe(asset);
+    // What is no picture may still be a movie that could not be read.
+    if (picture || described.error().kind == StoreError::Kind::invalidResource)
+      described = std::move(picture);
   }
   const std::string name = file.path.filename().string();
-  if (!isKnown && !options_.probeMovie)
+  if (!described && described.error().kind != StoreError::Kind::invalidResource)
+    return storeFailure(described.error().kind,
+                        name + " cannot be read: " + described.error().message);
+  if (!described && !options_.probeMovie)
     return invalidResource(name, "picture", options_.pictureFormats);
-  if (!isKnown) {
+  if (!described) {
     return invalidResource(name, "picture or movie",
                            options_.pictureFormats + ", " + options_.movieFormats);
   }
@@ -349,7 +371,7 @@ StoreResult<fs::path> LibraryStore::originalFile(std::string_view identifier) {
 }
 
 StoreResult<Data> LibraryStore::makeThumbnail(const AssetRecord& record, int maxSide) const {
-  std::optional<Data> made;
+  StoreResult<Data> made = storeFailure(StoreError::Kind::invalidResource, {});
   if (maxSide > 0 && record.type == PHAssetResourceType::video) {
     if (options_.makePoster) made = options_.makePoster(originalFile(record), maxSide);
   } else if (maxSide > 0 && options_.makeThumbnail) {
@@ -357,9 +379,11 @@ StoreResult<Data> LibraryStore::makeThumbnail(const AssetRecord& record, int max
     if (!original) return original.failure();
     made = options_.makeThumbnail(*original, maxSide);
   }
-  if (made) return *std::move(made);
-  return storeFailure(StoreError::Kind::invalidResource,
-                      "No thumbnail can be made of \"" + record.identifier + "\"");
+  if (made) return made;
+  std::string text = "No thumbnail can be made of \"" + record.identifier + "\"";
+  const StoreError& error = made.error();
+  if (error.kind != StoreError::Kind::invalidResource) text += ": " + error.message;
+  return storeFailure(error.kind, std::move(text));
 }
 
 StoreResult<Data> LibraryStore::thumbnail(std::string_view identifier, int maxSide) {

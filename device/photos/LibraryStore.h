@@ -69,15 +69,15 @@ class LibraryStore {
 
   /// All functions may be called on any thread, `identifiers` by one at a time.
   struct Options {
-    /// Nothing where the bytes are no picture that the library takes. Without the function, none
-    /// is.
-    std::function<std::optional<AssetFormat>(const Data&)> probePicture;
-    std::function<std::optional<AssetFormat>(const AssetContent&)> probeMovie;
-    /// A JPEG of the original, upright, whose longer side is at most `maxSide` pixels; nothing
-    /// where it cannot be made. Of a movie, it is a JPEG of one of its first pictures.
-    std::function<std::optional<Data>(const Data& original, int maxSide)> makeThumbnail;
-    std::function<std::optional<Data>(const std::filesystem::path& original, int maxSide)>
-        makePoster;
+    /// `invalidResource` where the bytes are no picture that the library takes, and another error
+    /// where that cannot be known. Without the function, none is.
+    std::function<StoreResult<AssetFormat>(const Data&)> probePicture;
+    std::function<StoreResult<AssetFormat>(const AssetContent&)> probeMovie;
+    /// A JPEG of the original, upright, whose longer side is at most `maxSide` pixels;
+    /// `invalidResource` where the original has none to show. Of a movie, it is a JPEG of one of
+    /// its first pictures.
+    std::function<StoreResult<Data>(const Data& original, int maxSide)> makeThumbnail;
+    std::function<StoreResult<Data>(const std::filesystem::path& original, int maxSide)> makePoster;
     /// What it takes, as its messages name it: "JPEG, PNG", "MP4, QuickTime".
     std::string pictureFormats;
     std::string movieFormats;
@@ -132,7 +132,7 @@ class LibraryStore {
   StoreResult<void> prepareTable();
   void removeAbandonedFiles();
 
-  std::optional<AssetRecord> describe(const NewAsset& asset) const;
+  StoreResult<AssetRecord> describe(const NewAsset& asset) const;
   /// Writes the asset's bytes to the file.
   StoreResult<AssetRecord> stage(const NewAsset& asset, const std::filesystem::path& file);
   /// Within a change: adds the rows, and moves the files into their places. Their names in the

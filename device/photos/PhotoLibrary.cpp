@@ -35,7 +35,7 @@ bool allows(PHAuthorizationStatus status) {
 }  // namespace
 
 std::string referenceURLText(const StoredAsset& asset) {
-  return assetAddress(asset.record().identifier, asset.record().extension);
+  return assetAddress(asset.record().identifier, asset.record().fileExtension);
 }
 
 class PhotoLibrary::Request : public PHAssetCreationRequest {
@@ -217,7 +217,7 @@ void ImageManager::handOut(const std::shared_ptr<PHAsset>& asset, const ResultHa
   if (!record) return refuse(record.error().message);
   auto data = store_.readOriginal(asset->localIdentifier());
   if (!data) return refuse(data.error().message);
-  handler(*std::move(data), record->uti, record->orientation, Dictionary{});
+  handler(*std::move(data), record->typeIdentifier, record->orientation, Dictionary{});
 }
 
 }  // namespace vecamera::device::photos

@@ -14,7 +14,8 @@ struct StoreError {
     /// An identifier that is taken already, or that no asset can have.
     identifierRefused,
     unknownAsset,
-    /// The asset is listed, but its file is missing or damaged.
+    /// The asset is listed, but its file is missing or damaged; or the bytes of a new one cannot be
+    /// read.
     unreadable,
     /// The database or the file system failed.
     storage,

@@ -194,7 +194,7 @@ class NetworkServer : public Server {
     tick_.expires_after(tickInterval);
     tick_.async_wait([this](Error error) {
       if (error || isStopping_) return;
-      if (setup_.interrupted && setup_.interrupted()) return closeAll();
+      if (setup_.isCancelled && setup_.isCancelled()) return closeAll();
       sessions_->endIdle();
       if (++ticks_ % ticksPerWatch == 0) watch();
       waitForTick();

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 
+#include "device/base/CancellationCheck.h"
 #include "simulator/server/base/DeviceNames.h"
 #include "simulator/server/base/Limits.h"
 #include "simulator/server/phone/PhoneSetup.h"
@@ -30,7 +31,7 @@ struct ServerSetup {
   SessionLimits session;
 
   /// Asked now and then while the server runs; true ends it. Empty: never.
-  std::function<bool()> interrupted;
+  device::CancellationCheck isCancelled;
   /// For the idle time.
   std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
 };

@@ -54,7 +54,7 @@ ROOMS = {
                                "device/camera"],
     "device/script/play": ["device/script/assembly"],
     "simulator/server/base": ["device/script/json"],
-    "simulator/server/http": ["simulator/server/base", "device/media/base"],
+    "simulator/server/http": ["simulator/server/base", "device/imaging/codecs", "device/media/base"],
     "simulator/server/phone": ["simulator/server/http", "device/script/play"],
     "simulator/server/sites": ["simulator/server/phone"],
     "simulator/server": ["simulator/server/sites"],

@@ -84,7 +84,8 @@ ExitStatus demo(const std::optional<fs::path>& wantedFolder) {
         if (const auto text = explain(event); !text.empty()) say("\n" + text);
         std::cout << device::script::toLine(event) << std::endl;
         // The device takes its files away when the play ends.
-        if (event.value("event", "") == "answer") photo = bytesOfResult(resultOf(event), {});
+        if (event.value("event", "") == "answer")
+          photo = bytesOfResult(resultOf(event), {}).value();
       },
       std::cerr);
   if (!played) std::cerr << sample.string() << ": " << played.error().description() << '\n';

@@ -88,7 +88,7 @@ std::string fileNameOf(const AssetRecord& asset, const std::string& addition) {
   if (name.ends_with(common)) name.resize(name.size() - common.size());
   for (char& c : name)
     if (std::isalnum(static_cast<unsigned char>(c)) == 0 && c != '-') c = '_';
-  return name + addition + "." + asset.extension;
+  return name + addition + "." + asset.fileExtension;
 }
 
 struct ChosenAssets {

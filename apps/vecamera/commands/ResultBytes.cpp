@@ -12,6 +12,8 @@
 namespace vecamera::app {
 namespace {
 
+using device::Failure;
+
 /// The module escapes each "&" of an address that it hands to the page.
 std::string unescaped(const std::string& address) {
   std::string text;
@@ -23,25 +25,35 @@ std::string unescaped(const std::string& address) {
   return text;
 }
 
-std::optional<Data> bytesOfAsset(const std::string& address, const std::filesystem::path& home) {
-  const auto library = device::photos::LibraryStore::open(device::script::libraryFolder(home),
-                                                          device::script::libraryOptions());
-  if (!library) return std::nullopt;
-  const auto asset = (*library)->fetchByAddress(unescaped(address));
-  if (!asset) return std::nullopt;
-  const auto bytes = (*library)->readOriginal(asset->identifier);
-  return bytes ? std::optional(*bytes) : std::nullopt;
+AppResult<Data> decoded(std::string_view base64) {
+  auto bytes = device::foundation::decodeBase64(base64);
+  if (!bytes) return Failure("it is not in Base64");
+  return *std::move(bytes);
 }
 
-std::optional<Data> bytesOfAddress(const std::string& address, const std::filesystem::path& home) {
+AppResult<Data> bytesOfAsset(const std::string& address, const std::filesystem::path& home) {
+  const auto library = device::photos::LibraryStore::open(device::script::libraryFolder(home),
+                                                          device::script::libraryOptions());
+  if (!library) return Failure(library.error().message);
+  const auto asset = (*library)->fetchByAddress(unescaped(address));
+  if (!asset) return Failure(asset.error().message);
+  auto bytes = (*library)->readOriginal(asset->identifier);
+  if (!bytes) return Failure(bytes.error().message);
+  return *std::move(bytes);
+}
+
+AppResult<Data> bytesOfAddress(const std::string& address, const std::filesystem::path& home) {
   if (address.starts_with("data:")) {
     const auto comma = address.find(',');
-    if (comma == std::string::npos) return std::nullopt;
-    return device::foundation::decodeBase64(std::string_view(address).substr(comma + 1));
+    if (comma == std::string::npos) return Failure("it is no data URL");
+    return decoded(std::string_view(address).substr(comma + 1));
   }
   if (address.starts_with("assets-library:")) return bytesOfAsset(address, home);
   const auto path = device::foundation::filePathOf(URL(address));
-  return path ? device::foundation::readFile(*path).value() : std::nullopt;
+  if (!path) return Failure(address + " names no file");
+  auto bytes = device::foundation::readFile(*path);
+  if (!bytes) return Failure(*path + ": " + bytes.error().message);
+  return *std::move(bytes);
 }
 
 }  // namespace
@@ -54,15 +66,14 @@ Value resultOf(const nlohmann::ordered_json& answer) {
   return result ? *result : Value();
 }
 
-std::optional<Data> bytesOfResult(const Value& callbackUri, const std::filesystem::path& home) {
+AppResult<Data> bytesOfResult(const Value& callbackUri, const std::filesystem::path& home) {
   if (const auto* text = callbackUri.text()) return bytesOfAddress(*text, home);
   if (const auto* url = callbackUri.url()) return bytesOfAddress(url->absoluteString(), home);
   if (const auto* data = callbackUri.data()) {
     const auto bytes = data->bytes();
-    return device::foundation::decodeBase64(
-        {reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+    return decoded({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
   }
-  return std::nullopt;
+  return Failure("it is empty");
 }
 
 }  // namespace vecamera::app

@@ -91,7 +91,7 @@ ExitStatus serve(const ServeOptions& options) {
   setup.phone.home = absolute(options.home);
   setup.record = absolute(options.record);
   setup.port = options.port;
-  setup.interrupted = wasInterrupted;
+  setup.isCancelled = wasInterrupted;
   setup.phone.onDiagnostic = [](const std::string& line) {
     static std::mutex mutex;
     const std::lock_guard lock(mutex);

@@ -74,7 +74,8 @@ bool opensCamera(const TakeOptions& options) {
          (source == Source::photoLibrary && options.media == mediaTypeVideo);
 }
 
-/// What the user takes or picks, or why the request cannot be played.
+/// What the user takes or picks, or why the request cannot be played. The device looks at the file
+/// again, since the steps of a script name files and hand on nothing that is known of them.
 AppResult<Media> checked(const TakeOptions& options) {
   if (auto readable = requireFile(options.photo); !readable) return std::move(readable).failure();
   if (std::error_code ignored; !fs::is_regular_file(options.photo, ignored))
@@ -84,9 +85,9 @@ AppResult<Media> checked(const TakeOptions& options) {
     return Failure(options.home->string() +
                    ": it cannot be a device's home; name a folder of its own");
   const auto content = contentOf(options.photo);
-  const auto asked = options.media.value_or(mediaTypePicture);
+  const auto requested = options.media.value_or(mediaTypePicture);
   const bool isPhoto =
-      asked == mediaTypePicture || (asked == mediaTypeAll && content == Media::photo);
+      requested == mediaTypePicture || (requested == mediaTypeAll && content == Media::photo);
   const Media media = isPhoto ? Media::photo : Media::movie;
   if (content == media) return media;
   const std::string name = options.photo.string();
@@ -125,7 +126,8 @@ ExitStatus writeOutput(const TakeOptions& options, const nlohmann::ordered_json&
                        const fs::path& home) {
   const auto bytes = bytesOfResult(resultOf(answer), home);
   if (!bytes)
-    return fail("the answer holds nothing that could be written to " + options.output->string());
+    return fail("the answer holds nothing that could be written to " + options.output->string() +
+                ": " + bytes.error());
   if (const auto written = writeFile(*options.output, *bytes); !written)
     return fail(written.error() + "; check folder and permissions");
   return ExitStatus::success;

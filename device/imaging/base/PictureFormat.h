@@ -21,6 +21,7 @@ struct PictureFormat {
   std::string_view typeIdentifier;
   /// Lower case, without a dot.
   std::string_view fileExtension;
+  std::string_view mediaType;
 
   friend bool operator==(const PictureFormat& a, const PictureFormat& b) {
     return a.typeIdentifier == b.typeIdentifier;

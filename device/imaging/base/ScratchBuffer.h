@@ -5,6 +5,8 @@
 #include <cstdlib>
 #include <memory>
 
+#include "device/base/Release.h"
+
 namespace vecamera::device::imaging {
 
 /// Uninitialized memory for one piece of work. It goes back to a pool of the thread that destroys
@@ -27,9 +29,6 @@ class ScratchBuffer {
   explicit operator bool() const { return memory_ != nullptr; }
 
  private:
-  struct Free {
-    void operator()(std::uint8_t* memory) const { std::free(memory); }
-  };
   friend class ScratchBufferPool;
 
   void swap(ScratchBuffer& other) noexcept {
@@ -37,7 +36,7 @@ class ScratchBuffer {
     std::swap(size_, other.size_);
   }
 
-  std::unique_ptr<std::uint8_t[], Free> memory_;
+  std::unique_ptr<std::uint8_t[], Release<std::free>> memory_;
   std::size_t size_ = 0;
 };
 

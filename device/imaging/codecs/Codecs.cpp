@@ -103,9 +103,14 @@ ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) 
 
 }  // namespace
 
+std::vector<PictureFormat> pictureFormats() {
+  std::vector<PictureFormat> formats;
+  for (const Codec& codec : codecs) formats.push_back(codec.format);
+  return formats;
+}
+
 std::string formatNames(std::string_view lastSeparator) {
-  return joinNames(
-      codecs, [](const Codec& codec) { return codec.format.name; }, lastSeparator);
+  return joinNames(pictureFormats(), &PictureFormat::name, lastSeparator);
 }
 
 ImageResult<PictureHeader> readHeader(Bytes bytes) {

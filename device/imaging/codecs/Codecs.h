@@ -14,6 +14,8 @@ namespace vecamera::device::imaging {
 // Decoding of every format that the device opens, from one table in Codecs.cpp. A header is what
 // `readHeader` gave for the same bytes. Any thread.
 
+/// The formats in the order of the table.
+std::vector<PictureFormat> pictureFormats();
 /// The names of the formats in the order of the table, with commas between them and
 /// `lastSeparator` before the last: "JPEG, PNG, HEIC or WebP".
 std::string formatNames(std::string_view lastSeparator = ", ");

@@ -5,6 +5,8 @@
 #include <cstring>
 #include <memory>
 
+#include "device/base/Release.h"
+
 namespace vecamera::device::imaging {
 namespace {
 
@@ -12,13 +14,6 @@ namespace {
 constexpr std::size_t maxExifBytes = 1u << 20;
 constexpr std::size_t maxProfileBytes = 8u << 20;
 
-template <auto release>
-struct Release {
-  template <class T>
-  void operator()(T* held) const {
-    release(held);
-  }
-};
 using Context = std::unique_ptr<heif_context, Release<heif_context_free>>;
 using Handle = std::unique_ptr<heif_image_handle, Release<heif_image_handle_release>>;
 using Image = std::unique_ptr<heif_image, Release<heif_image_release>>;

@@ -128,7 +128,7 @@ ImageResult<std::unique_ptr<RowSource>> openJpegRows(Bytes bytes, const PictureH
   return rows;
 }
 
-ImageResult<EncodedBytes> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif) {
+ImageResult<EncodedBytes> encodeJpegBitmap(const Bitmap& bitmap, int quality, Bytes exif) {
   if (!fitsIntoJpeg(bitmap.width(), bitmap.height())) return Failure(ImageError::unsupported);
   JpegWriter writer;
   const auto started = writer.start(JpegInput::pixels, bitmap.width(), bitmap.height(), quality,

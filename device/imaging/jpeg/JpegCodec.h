@@ -9,7 +9,7 @@ namespace vecamera::device::imaging {
 
 // JPEG through libjpeg-turbo: grey, RGB, YCbCr, CMYK and YCCK, sequential and progressive.
 
-inline constexpr PictureFormat jpegFormat{"JPEG", "public.jpeg", "jpg"};
+inline constexpr PictureFormat jpegFormat{"JPEG", "public.jpeg", "jpg", "image/jpeg"};
 /// Leads the Exif block in its segment.
 inline constexpr std::string_view jpegExifMarker("Exif\0\0", 6);
 
@@ -34,6 +34,6 @@ int jpegChromaStep(int quality);
 /// Sequential JPEG with alpha composed over white, chroma at half resolution along both axes below
 /// quality 100 and at full resolution at 100. `quality` is libjpeg's, 0 to 100. An Exif block is
 /// written where it is not empty. `unsupported` for sides over 65500.
-ImageResult<EncodedBytes> encodeJpeg(const Bitmap& bitmap, int quality, Bytes exif);
+ImageResult<EncodedBytes> encodeJpegBitmap(const Bitmap& bitmap, int quality, Bytes exif);
 
 }  // namespace vecamera::device::imaging

@@ -138,15 +138,12 @@ StoredComponent storedComponent(const jpeg_decompress_struct& info, int index,
 std::optional<JpegBlockReader::BlockSamples> scaledSamples(const jpeg_decompress_struct& info,
                                                            const AlignedPlacement& placement,
                                                            int chromaStep) {
-  const auto isCropped = [](const AxisPlacement& axis) { return axis.usable.count < axis.length; };
+  const auto isCropped = [](const AxisPlacement& axis) { return axis.source.count < axis.length; };
   const bool cropped = isCropped(placement.columns) || isCropped(placement.rows);
   JpegBlockReader::BlockSamples samples{};
   for (int i = 0; i < info.num_components; ++i) {
-    // Stored samples for one of the canvas, on the axis that has fewer.
     const SampleGrid grid = storedComponent(info, i, DCTSIZE).grid;
-    const int canvasStep = i == 0 ? 1 : chromaStep;
-    const double density = std::min(canvasStep / (std::abs(placement.columns.scale) * grid.stepX),
-                                    canvasStep / (std::abs(placement.rows.scale) * grid.stepY));
+    const double density = placement.sampled(grid, i == 0 ? 1 : chromaStep).storedPerResult();
     const auto& sizes = ScaledIdct::sizes;
     const auto* const found = std::find_if(sizes.begin(), sizes.end(), [&](unsigned blockSamples) {
       const double needed =

@@ -87,14 +87,14 @@ ImageResult<EncodedBytes> encodeJpeg(const std::shared_ptr<const LazyImage>& ima
   if (!fitsIntoJpeg(image->width(), image->height())) return Failure(ImageError::unsupported);
   return encodeWith(
       *image, threads, [&] { return tryJpegFastPath(image, quality, exif); },
-      [&](const Bitmap& bitmap) { return encodeJpeg(bitmap, quality, exif); });
+      [&](const Bitmap& bitmap) { return encodeJpegBitmap(bitmap, quality, exif); });
 }
 
 ImageResult<EncodedBytes> encodePng(const std::shared_ptr<const LazyImage>& image,
                                     const ThreadBudget& threads) {
   return encodeWith(
       *image, threads, [&] { return tryPngFastPath(*image, threads); },
-      [&](const Bitmap& bitmap) { return encodePng(bitmap, threads); });
+      [&](const Bitmap& bitmap) { return encodePngBitmap(bitmap, threads); });
 }
 
 }  // namespace vecamera::device::imaging

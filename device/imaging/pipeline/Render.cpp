@@ -12,19 +12,10 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// The scale for a canvas on which a stored pixel is that wide and high; the full one for what is
-/// not encoded.
-DecodeScale decodeScaleOf(const LazyImage& image, double pixelWidth, double pixelHeight) {
+/// The full scale for what is not encoded.
+DecodeScale decodeScaleOf(const LazyImage& image, double storedPerResult) {
   const EncodedImage* encoded = image.encoded();
-  if (!encoded) return {};
-  // Both lengths are whole for most pictures, so that their ratio is exact where 1 / pixelWidth
-  // may miss a scale's limit by a rounding error.
-  const auto storedPerResult = [](std::size_t length, double pixel) {
-    const auto stored = static_cast<double>(length);
-    return stored / (pixel * stored);
-  };
-  return decodeScaleFor(encoded->header, std::min(storedPerResult(image.width(), pixelWidth),
-                                                  storedPerResult(image.height(), pixelHeight)));
+  return encoded ? decodeScaleFor(encoded->header, storedPerResult) : DecodeScale{};
 }
 
 /// The scale is the full one but for what is encoded.
@@ -107,11 +98,10 @@ ImageResult<Bitmap> resampleWhole(const LazyImage& image, const AlignedPlacement
 
 ImageResult<Bitmap> drawAligned(const LazyImage& image, const AlignedPlacement& placement,
                                 const ThreadBudget& threads) {
-  const double columnScale = std::abs(placement.columns.scale);
-  const double rowScale = std::abs(placement.rows.scale);
-  const DecodeScale scale = decodeScaleOf(image, columnScale, rowScale);
+  const DecodeScale scale = decodeScaleOf(image, placement.storedPerResult());
   ImageResult<Bitmap> result = Failure(ImageError::unsupported);
-  if (columnScale != 1 || rowScale != 1) result = drawFromRows(image, placement, scale, threads);
+  if (std::abs(placement.columns.scale) != 1 || std::abs(placement.rows.scale) != 1)
+    result = drawFromRows(image, placement, scale, threads);
   if (!result && result.error() == ImageError::unsupported)
     result = resampleWhole(image, placement, scale, threads);
   if (result) fadeEdges(*result, placement);
@@ -120,9 +110,11 @@ ImageResult<Bitmap> drawAligned(const LazyImage& image, const AlignedPlacement& 
 
 ImageResult<Bitmap> drawFreely(const Placement& placement, const ThreadBudget& threads) {
   const AffineMap& map = placement.map;
+  const LazyImage& image = *placement.image;
   const DecodeScale scale =
-      decodeScaleOf(*placement.image, std::hypot(map.a, map.b), std::hypot(map.c, map.d));
-  auto pixels = orientedPixels(*placement.image, {}, scale, threads);
+      decodeScaleOf(image, std::min(storedPerResult(std::hypot(map.a, map.b), image.width()),
+                                    storedPerResult(std::hypot(map.c, map.d), image.height())));
+  auto pixels = orientedPixels(image, {}, scale, threads);
   if (!pixels) return pixels;
   const double step = scale.storedPixels();
   return transform(*std::move(pixels), compose(map, AffineMap::scaling(step, step)),

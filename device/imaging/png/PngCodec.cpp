@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <memory>
 
+#include "device/base/Release.h"
 #include "device/imaging/png/PngWriter.h"
 
 namespace vecamera::device::imaging {
@@ -15,10 +16,7 @@ constexpr std::size_t maxChunkBytes = 8u << 20;
 constexpr std::size_t maxCachedBytes = 16u << 20;
 constexpr double metresPerInch = 0.0254;
 
-struct FreeContext {
-  void operator()(spng_ctx* context) const { spng_ctx_free(context); }
-};
-using Context = std::unique_ptr<spng_ctx, FreeContext>;
+using Context = std::unique_ptr<spng_ctx, Release<spng_ctx_free>>;
 
 /// The only error is `outOfMemory`.
 ImageResult<Context> open(Bytes bytes) {
@@ -106,7 +104,7 @@ ImageResult<Bitmap> decodePng(Bytes bytes, const PictureHeader& header) {
   return bitmap;
 }
 
-ImageResult<EncodedBytes> encodePng(const Bitmap& bitmap, const ThreadBudget& threads) {
+ImageResult<EncodedBytes> encodePngBitmap(const Bitmap& bitmap, const ThreadBudget& threads) {
   const bool opaque = bitmap.isOpaque();
   const auto convertRow = opaque ? dropAlpha : unpremultiply;
   const std::size_t channels = opaque ? 3 : 4;

@@ -141,10 +141,10 @@ class Inflater {
 
 /// The filtered rows of a picture, and how they are inflated: so many at a time as fit into
 /// 256 KB, but one at least, into one of three bands.
-struct Bands {
+struct RowBandSizes {
   static constexpr std::size_t inMemory = 3;
 
-  explicit Bands(const PictureHeader& header)
+  explicit RowBandSizes(const PictureHeader& header)
       : width(header.width),
         pixelBytes(header.hasAlpha ? 4 : 3),
         rowBytes(width * pixelBytes + 1),
@@ -167,7 +167,7 @@ struct Bands {
 class RowBandReader {
  public:
   /// The memory of the bands outlives the reader.
-  RowBandReader(Inflater inflater, const Bands& bands, std::uint8_t* memory,
+  RowBandReader(Inflater inflater, const RowBandSizes& bands, std::uint8_t* memory,
                 const ThreadBudget& threads)
       : inflater_(std::move(inflater)),
         bands_(bands),
@@ -192,7 +192,7 @@ class RowBandReader {
 
  private:
   std::uint8_t* bandAt(std::size_t band) const {
-    return memory_ + band % Bands::inMemory * bands_.bandBytes();
+    return memory_ + band % RowBandSizes::inMemory * bands_.bandBytes();
   }
 
   /// Inflates the next band, unless another thread does or no memory is free: that of the band
@@ -200,7 +200,7 @@ class RowBandReader {
   bool inflateNext() {
     std::unique_lock lock(mutex_);
     if (inflating_ || corrupt_ || inflated_ == bands_.count ||
-        inflated_ - reading_ >= Bands::inMemory)
+        inflated_ - reading_ >= RowBandSizes::inMemory)
       return false;
     inflating_ = true;
     const std::size_t band = inflated_;
@@ -240,7 +240,7 @@ class RowBandReader {
   }
 
   Inflater inflater_;
-  const Bands bands_;
+  const RowBandSizes bands_;
   std::uint8_t* const memory_;
   std::size_t row_ = 0;
 
@@ -257,11 +257,11 @@ class RowBandReader {
 class PngRows final : public RowSource {
  public:
   /// What goes into the memory: the state of the inflater, the bands, and the row above the next.
-  static std::size_t memoryBytes(const Bands& bands) {
-    return stateBytes + Bands::inMemory * bands.bandBytes() + bands.width * 4;
+  static std::size_t memoryBytes(const RowBandSizes& bands) {
+    return stateBytes + RowBandSizes::inMemory * bands.bandBytes() + bands.width * 4;
   }
 
-  PngRows(Bytes png, const Bands& bands, ScratchBuffer memory, const ThreadBudget& threads)
+  PngRows(Bytes png, const RowBandSizes& bands, ScratchBuffer memory, const ThreadBudget& threads)
       : bands_(bands),
         memory_(std::move(memory)),
         filtered_({png, reinterpret_cast<inflate_state*>(memory_.data())}, bands,
@@ -294,10 +294,10 @@ class PngRows final : public RowSource {
  private:
   static constexpr std::size_t stateBytes = sizeof(inflate_state);
   std::uint8_t* above() const {
-    return memory_.data() + stateBytes + Bands::inMemory * bands_.bandBytes();
+    return memory_.data() + stateBytes + RowBandSizes::inMemory * bands_.bandBytes();
   }
 
-  Bands bands_;
+  RowBandSizes bands_;
   ScratchBuffer memory_;
   RowBandReader filtered_;
 };
@@ -322,7 +322,7 @@ ImageResult<std::unique_ptr<RowSource>> openPngRows(Bytes bytes, const PictureHe
   if (!isSupported(bytes, header)) return Failure(ImageError::unsupported);
   if (!pngCanHold(bytes, (std::uint64_t{header.width} * 3 + 1) * header.height))
     return Failure(ImageError::corrupt);
-  const Bands bands(header);
+  const RowBandSizes bands(header);
   ScratchBuffer memory(PngRows::memoryBytes(bands));
   if (!memory) return Failure(ImageError::outOfMemory);
   return std::make_unique<PngRows>(bytes, bands, std::move(memory), threads);

@@ -25,7 +25,7 @@ AxisPlacement AxisPlacement::sampled(double step, std::size_t count, int canvasS
   return {scale * step / canvasStep,
           offset / canvasStep,
           count,
-          samplesOf(usable, step, count),
+          samplesOf(source, step, count),
           canvasSamplesOf(window, canvasStep),
           {covered.low / canvasStep, covered.high / canvasStep}};
 }
@@ -35,18 +35,18 @@ AxisPlacement AxisPlacement::unmirrored() const {
   AxisPlacement result = *this;
   result.scale = -scale;
   result.offset = offset + scale * static_cast<double>(length);
-  result.usable.first = length - usable.end();
+  result.source.first = length - source.end();
   return result;
 }
 
 bool AxisPlacement::movesByWholePixels() const {
-  return std::abs(std::abs(scale) - 1) * static_cast<double>(usable.end()) < placementTolerance &&
+  return std::abs(std::abs(scale) - 1) * static_cast<double>(source.end()) < placementTolerance &&
          std::abs(offset - std::round(offset)) < placementTolerance;
 }
 
 bool AxisPlacement::isIdentity() const {
   const PixelRange all{0, length};
-  return usable == all && window == all && covered == Extent{0, static_cast<double>(length)};
+  return source == all && window == all && covered == Extent{0, static_cast<double>(length)};
 }
 
 std::vector<double> AxisPlacement::coverage() const {

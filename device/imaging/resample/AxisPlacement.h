@@ -27,6 +27,14 @@ struct Extent {
   friend bool operator==(const Extent&, const Extent&) = default;
 };
 
+/// How many of the `length` stored samples of an axis each pixel of the result spans at the scale.
+inline double storedPerResult(double scale, std::size_t length) {
+  // Both lengths are whole for most pictures, so that their ratio is exact where 1 / scale may miss
+  // the limit of a decoder's scale by a rounding error.
+  const auto stored = static_cast<double>(length);
+  return stored / (std::abs(scale) * stored);
+}
+
 /// How one axis of a stored picture lies on the axis of the canvas that it becomes.
 struct AxisPlacement {
   /// canvas = scale * stored + offset. Not zero; a negative scale mirrors.
@@ -35,11 +43,13 @@ struct AxisPlacement {
   /// How many samples are stored, and which of them belong to the picture. What lies outside of
   /// those does not show, not even through a filter.
   std::size_t length = 0;
-  PixelRange usable;
+  PixelRange source;
   /// The pixels of the canvas that are made, and what the picture covers of the canvas.
   PixelRange window;
   Extent covered;
 
+  /// How many stored samples each pixel of the canvas spans.
+  double storedPerResult() const { return imaging::storedPerResult(scale, length); }
   /// The same axis where `count` samples are stored, one for each `step` of those here, and where
   /// the canvas has one sample for each `canvasStep` pixels.
   AxisPlacement sampled(double step, std::size_t count, int canvasStep = 1) const;
@@ -77,6 +87,10 @@ struct AlignedPlacement {
   const AxisPlacement& x() const { return swapsAxes ? rows : columns; }
   const AxisPlacement& y() const { return swapsAxes ? columns : rows; }
   Orientation orientation() const { return {swapsAxes, x().scale < 0, y().scale < 0}; }
+  /// Along the axis on which it is less.
+  double storedPerResult() const {
+    return std::min(columns.storedPerResult(), rows.storedPerResult());
+  }
   double minScale() const { return std::min(std::abs(columns.scale), std::abs(rows.scale)); }
   /// The same for other samples of the picture and of the canvas, as in `AxisPlacement::sampled`.
   AlignedPlacement sampled(const SampleGrid& grid, int canvasStep = 1) const {

@@ -59,7 +59,7 @@ AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) 
     const double centre = (static_cast<double>(pixel) + 0.5 - axis.offset) / axis.scale;
     if (copies) {
       taps.assign(1, 1.0);
-      append(static_cast<std::ptrdiff_t>(std::floor(centre)), taps, sums, axis.usable);
+      append(static_cast<std::ptrdiff_t>(std::floor(centre)), taps, sums, axis.source);
       continue;
     }
     // The centre of stored sample n is at n + 0.5.
@@ -70,15 +70,15 @@ AxisWeights::AxisWeights(const AxisPlacement& axis) : mirrored_(axis.scale < 0) 
       const double x = (n + 0.5 - centre) * step;
       taps.push_back(shrinks ? lanczos(x) : catmullRom(x));
     }
-    append(static_cast<std::ptrdiff_t>(first), taps, sums, axis.usable);
+    append(static_cast<std::ptrdiff_t>(first), taps, sums, axis.source);
   }
 }
 
 void AxisWeights::append(std::ptrdiff_t first, const std::vector<double>& taps,
-                         std::vector<double>& sums, const PixelRange& usable) {
+                         std::vector<double>& sums, const PixelRange& source) {
   const double total = std::accumulate(taps.begin(), taps.end(), 0.0);
-  const auto low = static_cast<std::ptrdiff_t>(usable.first);
-  const auto high = static_cast<std::ptrdiff_t>(usable.end()) - 1;
+  const auto low = static_cast<std::ptrdiff_t>(source.first);
+  const auto high = static_cast<std::ptrdiff_t>(source.end()) - 1;
   const auto clampedAt = [&](std::size_t i) {
     return static_cast<std::size_t>(std::clamp(first + static_cast<std::ptrdiff_t>(i), low, high));
   };

@@ -10,7 +10,7 @@ namespace vecamera::device::imaging {
 /// For every pixel of a window of the canvas axis, the weights of the stored samples of which it is
 /// the sum. Shrinking convolves with the Lanczos kernel of three lobes, enlarging with the cubic of
 /// Catmull and Rom; a placement that moves by whole pixels copies. What the kernel would take from
-/// outside of the usable samples, it takes from the nearest of them.
+/// outside of the source samples, it takes from the nearest of them.
 ///
 /// Weights are fixed-point numbers that add up to `one`, so that results are the same on every
 /// processor and a flat picture stays as it is. They come in pairs for the samples 2n and 2n + 1:
@@ -51,7 +51,7 @@ class AxisWeights {
 
   /// Adds the result of those taps from the sample `first` on; `sums` is memory to work in.
   void append(std::ptrdiff_t first, const std::vector<double>& taps, std::vector<double>& sums,
-              const PixelRange& usable);
+              const PixelRange& source);
 
   bool mirrored_;
   std::size_t maxPairs_ = 0;

@@ -9,19 +9,20 @@
 #include <optional>
 #include <vector>
 
+#include "device/base/Release.h"
 #include "device/imaging/resample/PlaneScaler.h"
 
 namespace vecamera::device::imaging {
 namespace {
 
-/// Where the window starts in the source, when it moves by whole pixels and lies inside of what is
-/// usable of the source.
+/// Where the window starts in the source, when it moves by whole pixels and lies inside of what
+/// belongs to the picture.
 std::optional<std::size_t> wholeShift(const AxisPlacement& axis) {
-  const PixelRange& usable = axis.usable;
+  const PixelRange& source = axis.source;
   if (!axis.movesByWholePixels()) return std::nullopt;
   const double start = static_cast<double>(axis.window.first) - std::round(axis.offset);
-  if (start < static_cast<double>(usable.first) ||
-      start + static_cast<double>(axis.window.count) > static_cast<double>(usable.end()))
+  if (start < static_cast<double>(source.first) ||
+      start + static_cast<double>(axis.window.count) > static_cast<double>(source.end()))
     return std::nullopt;
   return static_cast<std::size_t>(start);
 }
@@ -90,10 +91,7 @@ ImageResult<Bitmap> filter(const Bitmap& source, const AxisPlacement& x, const A
   return result;
 }
 
-struct Unreference {
-  void operator()(pixman_image_t* image) const { pixman_image_unref(image); }
-};
-using PixmanImage = std::unique_ptr<pixman_image_t, Unreference>;
+using PixmanImage = std::unique_ptr<pixman_image_t, Release<pixman_image_unref>>;
 
 PixmanImage wrap(Bitmap& bitmap) {
   return PixmanImage(pixman_image_create_bits_no_clear(

@@ -48,10 +48,11 @@ void ByteSource::openStream() {
   throw std::bad_alloc();
 }
 
-std::span<const std::uint8_t> ByteSource::readAt(std::int64_t offset,
-                                                 std::span<std::uint8_t> buffer) const {
+MediaResult<std::span<const std::uint8_t>> ByteSource::readAt(
+    std::int64_t offset, std::span<std::uint8_t> buffer) const {
   const int got = readBytes(offset, buffer.data(), static_cast<int>(buffer.size()));
-  return buffer.first(static_cast<std::size_t>(std::max(got, 0)));
+  if (got < 0) return ffmpegFailure(got, "The movie cannot be read", AVError::unknown);
+  return buffer.first(static_cast<std::size_t>(got));
 }
 
 int ByteSource::readBytes(std::int64_t offset, std::uint8_t* into, int count) const {

@@ -29,8 +29,9 @@ class ByteSource {
   /// The bytes as a stream with a position.
   AVIOContext* stream() const { return stream_; }
   /// The bytes from the offset on, whatever the stream's position is, in the buffer: fewer at the
-  /// end, and none where they cannot be read.
-  std::span<const std::uint8_t> readAt(std::int64_t offset, std::span<std::uint8_t> buffer) const;
+  /// end.
+  MediaResult<std::span<const std::uint8_t>> readAt(std::int64_t offset,
+                                                    std::span<std::uint8_t> buffer) const;
 
  private:
   ByteSource(foundation::Descriptor file, std::int64_t size, CancellationCheck isCancelled);

@@ -13,24 +13,14 @@ extern "C" {
 #include <memory>
 #include <new>
 #include <string>
-#include <type_traits>
 
+#include "device/base/CancellationCheck.h"
+#include "device/base/Release.h"
 #include "device/media/base/MediaErrors.h"
 
 /// FFmpeg's objects with owners, for this room's sources only.
 namespace vecamera::device::media {
 
-/// Some of FFmpeg's functions take the pointer, others also clear it.
-template <auto release>
-struct Release {
-  template <class T>
-  void operator()(T* held) const {
-    if constexpr (std::is_invocable_v<decltype(release), T**>)
-      release(&held);
-    else
-      release(held);
-  }
-};
 using Packet = std::unique_ptr<AVPacket, Release<av_packet_free>>;
 using Frame = std::unique_ptr<AVFrame, Release<av_frame_free>>;
 using Codec = std::unique_ptr<AVCodecContext, Release<avcodec_free_context>>;
@@ -60,8 +50,6 @@ struct Size {
 /// Gives the frame memory of its own for pixels.
 MediaResult<void> allocatePixels(AVFrame& frame, AVPixelFormat format, Size size);
 
-/// Asked often in long work; true ends it. May be empty.
-using CancellationCheck = std::function<bool()>;
 /// The check, a `CancellationCheck`, in the form of an `AVIOInterruptCB`.
 int interruptCallback(void* check);
 

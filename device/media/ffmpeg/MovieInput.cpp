@@ -22,8 +22,8 @@ constexpr int maxSide = 8192;
 /// One frame of 8192 by 4352.
 constexpr std::int64_t maxPixels = 8192 * 4352;
 
-/// Containers that hold their streams themselves. No playlists, which name other files.
-constexpr const char* containerFormats = "mov,matroska,avi,mpegts";
+/// Formats whose files hold their streams themselves. No playlists, which name other files.
+constexpr const char* movieFileFormats = "mov,matroska,avi,mpegts";
 /// What cameras, browsers and editors write. Each decoder more is attack surface for hostile bytes.
 constexpr const char* codecs =
     "h264,hevc,vp8,vp9,libdav1d,av1,mpeg4,mjpeg,h263,mpeg1video,mpeg2video,prores,dvvideo,theora,"
@@ -94,25 +94,24 @@ MediaResult<std::unique_ptr<MovieInput>> MovieInput::open(const Data& bytes) {
 
 MediaResult<std::unique_ptr<MovieInput>> MovieInput::open(std::unique_ptr<ByteSource> bytes) {
   std::unique_ptr<MovieInput> input(new MovieInput(std::move(bytes)));
-  if (auto done = input->openContainer(); !done) return std::move(done).failure();
+  if (auto done = input->openFormat(); !done) return std::move(done).failure();
   if (auto done = input->findTracks(); !done) return std::move(done).failure();
   return input;
 }
 
-MediaResult<void> MovieInput::openContainer() {
+MediaResult<void> MovieInput::openFormat() {
   AVFormatContext* context = allocated(avformat_alloc_context());
   context->pb = bytes_->stream();
   context->flags |= AVFMT_FLAG_CUSTOM_IO;
   context->io_open = refuseToOpen;
   context->interrupt_callback = bytes_->interrupt();
   context->max_streams = 64;
-  context->format_whitelist = av_strdup(containerFormats);
+  context->format_whitelist = av_strdup(movieFileFormats);
   context->codec_whitelist = av_strdup(codecs);
   // On an error this frees the context, but not the bytes' side of it.
   const int opened = avformat_open_input(&context, "", nullptr, nullptr);
   if (opened < 0)
-    return ffmpegFailure(opened, "This is no movie that can be read",
-                         AVError::fileFormatNotRecognized);
+    return failure(opened, "This is no movie that can be read", AVError::fileFormatNotRecognized);
   context_.reset(context);
   // Still pictures in boxes of the same kind (ISO/IEC 23008-12).
   const std::string brand = majorBrand();
@@ -133,8 +132,7 @@ MediaResult<void> MovieInput::findTracks() {
   }
   const int found = avformat_find_stream_info(context_.get(), options.data());
   for (AVDictionary*& each : options) av_dict_free(&each);
-  if (found < 0)
-    return ffmpegFailure(found, "The movie cannot be read", AVError::fileFailedToParse);
+  if (found < 0) return failure(found, "The movie cannot be read", AVError::fileFailedToParse);
 
   const std::span<AVStream*> streams(context_->streams, context_->nb_streams);
   const AVStream* refused = nullptr;
@@ -167,6 +165,13 @@ MediaResult<void> MovieInput::findTracks() {
   video_->discard = AVDISCARD_DEFAULT;
   if (audio_) audio_->discard = AVDISCARD_DEFAULT;
   return {};
+}
+
+/// The error of opening the file: that of reading its bytes where they cannot be read.
+Failure<NSError> MovieInput::failure(int code, const std::string& what, AVError otherwise) const {
+  const int unread = bytes_->stream()->error;
+  return unread < 0 ? ffmpegFailure(unread, what, AVError::unknown)
+                    : ffmpegFailure(code, what, otherwise);
 }
 
 bool MovieInput::isFormat(const char* name) const {
@@ -222,20 +227,22 @@ MediaResult<MovieInput::ReadResult> MovieInput::read(AVPacket& packet) {
 /// that announces no length. The index of an MPEG-4 file names what must be there.
 bool MovieInput::mayEndHere() const {
   if (isMpeg4() || bytes_->stream()->error < 0) return false;
-  return avio_feof(bytes_->stream()) || avio_tell(bytes_->stream()) >= bytes_->size() ||
-         (isMatroska() && !announcesSegmentSize(*bytes_));
+  if (avio_feof(bytes_->stream()) || avio_tell(bytes_->stream()) >= bytes_->size()) return true;
+  const auto hasSize = isMatroska() ? announcesSegmentSize(*bytes_) : true;
+  return hasSize && !*hasSize;
 }
 
-bool MovieInput::isTruncated() const {
-  return (isMpeg4() && isMpeg4Truncated(*bytes_)) ||
-         (isMatroska() && isMatroskaTruncated(*bytes_)) ||
-         (isFormat("avi") && isAviTruncated(*bytes_));
+MediaResult<bool> MovieInput::isTruncated() const {
+  if (isMpeg4()) return isMpeg4Truncated(*bytes_);
+  if (isMatroska()) return isMatroskaTruncated(*bytes_);
+  return isFormat("avi") ? isAviTruncated(*bytes_) : false;
 }
 
-bool MovieInput::isWebM() const {
+MediaResult<bool> MovieInput::isWebM() const {
   std::array<std::uint8_t, 64> buffer;
   const auto head = bytes_->readAt(0, buffer);
-  const std::string_view text(reinterpret_cast<const char*>(head.data()), head.size());
+  if (!head) return head.failure();
+  const std::string_view text(reinterpret_cast<const char*>(head->data()), head->size());
   return isMatroska() && text.find("webm") != std::string_view::npos;
 }
 

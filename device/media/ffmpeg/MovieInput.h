@@ -25,13 +25,13 @@ class MovieInput {
   AVStream& video() const { return *video_; }
   /// The audio track to take, or null where there is none.
   AVStream* audio() const { return audio_; }
-  /// What the container is: MPEG-4 or QuickTime, with its major brand; Matroska, of which WebM is
+  /// What the format is: MPEG-4 or QuickTime, with its major brand; Matroska, of which WebM is
   /// one.
   bool isMpeg4() const { return isFormat("mov"); }
   bool isMatroska() const { return isFormat("matroska"); }
-  bool isWebM() const;
+  MediaResult<bool> isWebM() const;
   std::string majorBrand() const;
-  /// Whether the container keeps its streams as an MPEG-4 file would.
+  /// Whether the format keeps its streams as an MPEG-4 file would.
   bool canBeCopied() const { return isMpeg4() || isMatroska(); }
 
   /// When the first of the two tracks starts, in microseconds; what stands before is not shown.
@@ -47,17 +47,18 @@ class MovieInput {
   MediaResult<ReadResult> read(AVPacket& packet);
 
   /// Whether the file ends early: a box, segment or chunk goes beyond it.
-  bool isTruncated() const;
+  MediaResult<bool> isTruncated() const;
   /// Creation time and the like.
   const AVDictionary* metadata() const { return context_->metadata; }
 
  private:
   explicit MovieInput(std::unique_ptr<ByteSource> bytes) : bytes_(std::move(bytes)) {}
   static MediaResult<std::unique_ptr<MovieInput>> open(std::unique_ptr<ByteSource> bytes);
-  MediaResult<void> openContainer();
+  MediaResult<void> openFormat();
   MediaResult<void> findTracks();
   bool isFormat(const char* name) const;
   bool mayEndHere() const;
+  Failure<NSError> failure(int code, const std::string& what, AVError otherwise) const;
 
   /// Outlives the context, which reads it.
   const std::unique_ptr<ByteSource> bytes_;

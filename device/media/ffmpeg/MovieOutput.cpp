@@ -16,7 +16,7 @@ Failure<NSError> cannotWrite(const std::filesystem::path& target, int systemCode
 
 }  // namespace
 
-void MovieOutput::Free::operator()(AVFormatContext* context) const {
+void MovieOutput::close(AVFormatContext* context) {
   avio_closep(&context->pb);
   avformat_free_context(context);
 }

@@ -38,9 +38,7 @@ class MovieOutput {
   MediaResult<void> finish();
 
  private:
-  struct Free {
-    void operator()(AVFormatContext* context) const;
-  };
+  static void close(AVFormatContext* context);
 
   MovieOutput(std::filesystem::path target, IndexPosition index, CancellationCheck isCancelled)
       : target_(std::move(target)), index_(index), isCancelled_(std::move(isCancelled)) {}
@@ -51,7 +49,7 @@ class MovieOutput {
   CancellationCheck isCancelled_;
   bool hasRefusedTimes_ = false;
   std::optional<foundation::PartialFile> partial_;
-  std::unique_ptr<AVFormatContext, Free> context_;
+  std::unique_ptr<AVFormatContext, Release<close>> context_;
 };
 
 }  // namespace vecamera::device::media

@@ -39,18 +39,20 @@ struct Segment {
   std::uint64_t present = 0;
 };
 
-std::optional<Segment> announcedSegment(const ByteSource& bytes) {
+/// Nothing where the head of the file announces no size.
+MediaResult<std::optional<Segment>> announcedSegment(const ByteSource& bytes) {
   constexpr std::uint64_t segmentId = 0x18538067;
   std::array<std::uint8_t, 4096> buffer;
   const auto head = bytes.readAt(0, buffer);
-  const std::uint8_t* at = head.data();
-  const std::uint8_t* const end = at + head.size();
+  if (!head) return head.failure();
+  const std::uint8_t* at = head->data();
+  const std::uint8_t* const end = at + head->size();
   while (at < end) {
     const EbmlInteger id = ebmlInteger(at, end, true);
     const EbmlInteger size = ebmlInteger(at + id.bytes, end, false);
     if (id.bytes == 0 || size.bytes == 0 || size.isUnknown) return std::nullopt;
     at += id.bytes + size.bytes;
-    const auto rest = static_cast<std::uint64_t>(bytes.size() - (at - head.data()));
+    const auto rest = static_cast<std::uint64_t>(bytes.size() - (at - head->data()));
     if (id.value == segmentId) return Segment{size.value, rest};
     if (size.value > static_cast<std::uint64_t>(end - at)) return std::nullopt;
     at += size.value;
@@ -60,14 +62,16 @@ std::optional<Segment> announcedSegment(const ByteSource& bytes) {
 
 }  // namespace
 
-bool isMpeg4Truncated(const ByteSource& bytes) {
+MediaResult<bool> isMpeg4Truncated(const ByteSource& bytes) {
   std::int64_t at = 0;
   bool awaitsData = false;
   std::array<std::uint8_t, 16> head;
-  std::size_t got = 0;
-  while ((got = bytes.readAt(at, head).size()) > 0) {
+  while (true) {
+    const auto got = bytes.readAt(at, head);
+    if (!got) return got.failure();
+    if (got->empty()) break;
     // A piece of a head.
-    if (got < 8) return true;
+    if (got->size() < 8) return true;
     std::uint64_t size = AV_RB32(head.data());
     const std::string_view type(reinterpret_cast<const char*>(head.data()) + 4, 4);
     // The index of a fragment stands before its data.
@@ -78,7 +82,7 @@ bool isMpeg4Truncated(const ByteSource& bytes) {
     // Zero stands for all the rest, one for a size behind the type.
     if (size == 0) break;
     if (size == 1) {
-      if (got < 16) return true;
+      if (got->size() < 16) return true;
       size = AV_RB64(head.data() + 8);
     }
     if (size < 8) break;
@@ -88,19 +92,26 @@ bool isMpeg4Truncated(const ByteSource& bytes) {
   return awaitsData;
 }
 
-bool isMatroskaTruncated(const ByteSource& bytes) {
+MediaResult<bool> isMatroskaTruncated(const ByteSource& bytes) {
   const auto segment = announcedSegment(bytes);
-  return segment && segment->size > segment->present;
+  if (!segment) return segment.failure();
+  return *segment && (*segment)->size > (*segment)->present;
 }
 
-bool announcesSegmentSize(const ByteSource& bytes) {
-  return announcedSegment(bytes).has_value();
+MediaResult<bool> announcesSegmentSize(const ByteSource& bytes) {
+  const auto segment = announcedSegment(bytes);
+  if (!segment) return segment.failure();
+  return segment->has_value();
 }
 
-bool isAviTruncated(const ByteSource& bytes) {
+MediaResult<bool> isAviTruncated(const ByteSource& bytes) {
   constexpr std::uint32_t headBytes = 8;
   std::array<std::uint8_t, headBytes> head;
-  for (std::int64_t at = 0; bytes.readAt(at, head).size() == headBytes;) {
+  std::int64_t at = 0;
+  while (true) {
+    const auto got = bytes.readAt(at, head);
+    if (!got) return got.failure();
+    if (got->size() < headBytes) return false;
     const std::uint32_t size = AV_RL32(head.data() + 4);
     // A writer that did not come to the end leaves these.
     const bool isUnknown = size == 0 || size == UINT32_MAX;
@@ -109,7 +120,6 @@ bool isAviTruncated(const ByteSource& bytes) {
     if (size > bytes.size() - at) return true;
     at += std::int64_t{headBytes} + size + size % 2;
   }
-  return false;
 }
 
 }  // namespace vecamera::device::media

@@ -69,7 +69,7 @@ class AudioTranscoder final : public Transcoder {
   }
 
   /// Brings the end of what is written to where the decoded frame belongs, within the tolerance
-  /// that the ear allows, so that the coarse times of some containers do not tear the sound.
+  /// that the ear allows, so that the coarse times of some formats do not tear the sound.
   MediaResult<void> synchronize() {
     constexpr std::int64_t toleranceMilliseconds = 40;
     // Silence takes time to encode, which a few bytes should not ask for without measure.

@@ -149,7 +149,7 @@ MediaResult<std::unique_ptr<TrackWriter>> copyTrack(const MovieInput& input, con
   if (avcodec_parameters_copy(track.codecpar, source.codecpar) < 0)
     return outOfMemory("The movie cannot be copied");
   copyDisplayMatrix(source, track);
-  // The tag is the source container's own.
+  // The tag is the source format's own.
   track.codecpar->codec_tag = 0;
   track.time_base = source.time_base;
   track.avg_frame_rate = source.avg_frame_rate;

@@ -85,7 +85,7 @@ class VideoTranscoder final : public Transcoder {
       duration = previousDurationTicks_ > 0 ? previousDurationTicks_
                                             : ticksPerSecond * rate.den / rate.num;
     }
-    // A container without durations of frames still bounds that of the last one by its own.
+    // A format without durations of frames still bounds that of the last one by its own.
     const auto whole = input_.durationMicroseconds();
     if (whole && !input_.audio()) {
       const std::int64_t rest =

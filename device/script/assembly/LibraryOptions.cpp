@@ -8,13 +8,38 @@
 namespace vecamera::device::script {
 namespace {
 
-std::optional<photos::AssetFormat> probePicture(const Data& data) {
+using photos::StoreError;
+using photos::StoreResult;
+
+Failure<StoreError> failureOf(imaging::ImageError error) {
+  if (error == imaging::ImageError::outOfMemory)
+    return photos::storeFailure(StoreError::Kind::unreadable, "memory is short");
+  return photos::storeFailure(StoreError::Kind::invalidResource, "it is no picture");
+}
+
+Failure<StoreError> failureOf(const NSError& error) {
+  const bool isUnreadable = isMediaError(error, media::AVError::unknown) ||
+                            isMediaError(error, media::AVError::outOfMemory);
+  std::string message = error.localizedDescription();
+  if (message.ends_with('.')) message.pop_back();
+  return photos::storeFailure(
+      isUnreadable ? StoreError::Kind::unreadable : StoreError::Kind::invalidResource,
+      std::move(message));
+}
+
+template <class T, class E>
+StoreResult<T> storeResult(Result<T, E> result) {
+  if (!result) return failureOf(result.error());
+  return *std::move(result);
+}
+
+StoreResult<photos::AssetFormat> probePicture(const Data& data) {
   const auto header = imaging::readHeader(data.bytes());
-  if (!header) return std::nullopt;
+  if (!header) return failureOf(header.error());
   const bool swaps = imaging::orientationFor(header->orientation).swapsAxes;
   photos::AssetFormat probed;
-  probed.extension = header->format.fileExtension;
-  probed.uti = header->format.typeIdentifier;
+  probed.fileExtension = header->format.fileExtension;
+  probed.typeIdentifier = header->format.typeIdentifier;
   probed.width = static_cast<int>(swaps ? header->height : header->width);
   probed.height = static_cast<int>(swaps ? header->width : header->height);
   probed.orientation =
@@ -22,13 +47,13 @@ std::optional<photos::AssetFormat> probePicture(const Data& data) {
   return probed;
 }
 
-std::optional<photos::AssetFormat> probeMovieContent(const photos::AssetContent& content) {
+StoreResult<photos::AssetFormat> probeMovieContent(const photos::AssetContent& content) {
   const auto facts =
       std::visit([](const auto& movie) { return media::probeMovie(movie); }, content);
-  if (!facts) return std::nullopt;
+  if (!facts) return failureOf(facts.error());
   photos::AssetFormat probed;
-  probed.extension = facts->format.fileExtension;
-  probed.uti = facts->format.typeIdentifier;
+  probed.fileExtension = facts->format.fileExtension;
+  probed.typeIdentifier = facts->format.typeIdentifier;
   probed.width = static_cast<int>(facts->width);
   probed.height = static_cast<int>(facts->height);
   probed.durationSeconds = facts->durationSeconds;
@@ -42,12 +67,12 @@ photos::LibraryStore::Options libraryOptions() {
   options.pictureFormats = imaging::formatNames();
   options.probePicture = probePicture;
   options.makeThumbnail = [](const Data& original, int maxSide) {
-    return imaging::thumbnail(original, static_cast<std::size_t>(maxSide)).value();
+    return storeResult(imaging::thumbnail(original, static_cast<std::size_t>(maxSide)));
   };
   options.movieFormats = media::movieFormatNames();
   options.probeMovie = probeMovieContent;
   options.makePoster = [](const std::filesystem::path& original, int maxSide) {
-    return media::posterFrame(original, static_cast<std::size_t>(maxSide)).value();
+    return storeResult(media::posterFrame(original, static_cast<std::size_t>(maxSide)));
   };
   return options;
 }

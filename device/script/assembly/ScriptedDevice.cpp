@@ -134,7 +134,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, Scrip
           pictureThreads),
       exports(lanes.platform(),
               {[&observer](float progress) { observer.onExportProgress(progress); },
-               [&observer] { return observer.isInterrupted(); },
+               [&observer] { return observer.isCancelled(); },
                [&observer](const NSError& error) { observer.onExportFailed(error); }}),
       captureDevice(cameraPermission),
       photoAuthorization(photoPermission),

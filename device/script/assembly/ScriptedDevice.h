@@ -45,7 +45,7 @@ class ScriptObserver : public container::DeviceObserver {
   virtual void onExportProgress(float progress) = 0;
   virtual void onExportFailed(const NSError& error) = 0;
   /// Asked often while an export runs, on the platform's lane; true cancels it.
-  virtual bool isInterrupted() = 0;
+  virtual bool isCancelled() = 0;
 };
 
 /// The photo library's permission, as the library asks for it.

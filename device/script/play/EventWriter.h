@@ -97,8 +97,8 @@ class EventWriter : public ScriptObserver {
   void onExportFailed(const NSError& error) override {
     diagnostics_ << "note: the movie's export failed: " << error.localizedDescription() << '\n';
   }
-  bool isInterrupted() override { return takesTooLong() || wasStopped(); }
-  bool wasStopped() const { return options_.isInterrupted && options_.isInterrupted(); }
+  bool isCancelled() override { return takesTooLong() || wasStopped(); }
+  bool wasStopped() const { return options_.isCancelled && options_.isCancelled(); }
   bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
 
   /// Writes any other event.

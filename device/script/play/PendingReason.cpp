@@ -12,10 +12,18 @@ std::int64_t integerAt(const container::Callback& callback, Position position,
   return argument ? argument->integerValue().value_or(otherwise) : otherwise;
 }
 
+/// Whether the argument has the value; `otherwise` stands for one that is missing.
+template <class Value>
+bool isAt(const container::Callback& callback, Position position, Value value, Value otherwise) {
+  return integerAt(callback, position, static_cast<std::int64_t>(otherwise)) ==
+         static_cast<std::int64_t>(value);
+}
+
 /// Videos of the photo library are taken with the camera.
 std::int64_t sourceOf(const container::Callback& callback) {
   const auto source = integerAt(callback, Position::source, Source::camera);
-  const bool isVideo = integerAt(callback, Position::media, 0) == 1;
+  const bool isVideo =
+      isAt(callback, Position::media, MediaType::mediaTypeVideo, MediaType::mediaTypePicture);
   return source == Source::photoLibrary && isVideo ? Source::camera : source;
 }
 
@@ -39,13 +47,15 @@ std::string waitingOnScreen(const ScriptedDevice& device) {
 std::string heldBackForLocation(const container::Callback& callback, const ScriptedDevice& device) {
   if (device.location.isRunning()) {
     if (device.locationPermission.status() != location::LocationAuthorization::authorized)
-      return "the photo is held back for its location, and the user does not allow location; a "
-             "refusal is not told to the plug-in";
+      return "the photo is held back for its location, and the user does not allow location; the "
+             "plug-in is not notified of a refusal";
     return "the photo is held back for its location, and no location update has come";
   }
-  if (integerAt(callback, Position::destination, 2) == 2)
+  if (isAt(callback, Position::destination, DestinationType::destinationTypeNativeUri,
+           DestinationType::destinationTypeNativeUri))
     return "the photo was held back for its location, and then a native URI gets no answer";
-  if (integerAt(callback, Position::encoding, 0) == 1)
+  if (isAt(callback, Position::encoding, EncodingType::encodingTypePNG,
+           EncodingType::encodingTypeJPEG))
     return "the photo is held back for its location, but a PNG starts no location manager";
   return "the photo is held back for its location, but without a JPEG and its media metadata no "
          "location manager is started";
@@ -71,7 +81,7 @@ std::string pendingReason(const container::Callback& callback, const ScriptedDev
     return "a temporary file of the wanted name exists, and the plug-in waits until it is gone";
   if (callback.selector() != "takePicture:") return "the command has not come to its end";
   if (!device.container.keepsPluginOf(callback))
-    return "the container let the plug-in object go, and nothing answers for it afterwards";
+    return "the container released the plug-in object, and nothing answers for it afterwards";
   if (device.container.callbacks().isReplaced(callback))
     return "a later takePicture took its place, and a callback that was replaced is never answered";
   if (auto waiting = waitingOnScreen(device); !waiting.empty()) return waiting;

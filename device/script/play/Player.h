@@ -5,6 +5,7 @@
 #include <iosfwd>
 #include <string_view>
 
+#include "device/base/CancellationCheck.h"
 #include "device/script/assembly/TraceSpan.h"
 #include "device/script/json/ScriptError.h"
 #include "device/script/script/Script.h"
@@ -15,7 +16,7 @@ struct PlayOptions {
   /// How long one settling may take.
   std::chrono::milliseconds limit{30000};
   /// Asked between jobs; true ends the play as a failure, with everything cleaned up. Empty: never.
-  std::function<bool()> isInterrupted{};
+  CancellationCheck isCancelled{};
   /// Notified how far the running export of a movie is, from 0 to 1, on one thread at a time. May
   /// be empty.
   std::function<void(float)> onExportProgress{};

@@ -1,14 +1,18 @@
 #include "simulator/server/http/ContentTypes.h"
 
-#include <array>
 #include <utility>
+#include <vector>
 
+#include "device/imaging/codecs/Codecs.h"
 #include "device/media/base/MovieFormats.h"
 
 namespace vecamera::simulator {
 namespace {
 
-constexpr std::array types = std::to_array<std::pair<std::string_view, std::string_view>>({
+using ContentType = std::pair<std::string_view, std::string_view>;
+
+/// What pages are made of, beside the pictures and movies that the device takes.
+constexpr ContentType pageTypes[] = {
     {"html", "text/html; charset=utf-8"},
     {"htm", "text/html; charset=utf-8"},
     {"js", "text/javascript; charset=utf-8"},
@@ -21,13 +25,9 @@ constexpr std::array types = std::to_array<std::pair<std::string_view, std::stri
     {"md", "text/plain; charset=utf-8"},
     {"xml", "application/xml"},
     {"svg", "image/svg+xml"},
-    {"png", "image/png"},
-    {"jpg", "image/jpeg"},
     {"jpeg", "image/jpeg"},
     {"gif", "image/gif"},
-    {"webp", "image/webp"},
     {"avif", "image/avif"},
-    {"heic", "image/heic"},
     {"ico", "image/x-icon"},
     {"woff", "font/woff"},
     {"woff2", "font/woff2"},
@@ -37,7 +37,21 @@ constexpr std::array types = std::to_array<std::pair<std::string_view, std::stri
     {"wav", "audio/wav"},
     {"pdf", "application/pdf"},
     {"wasm", "application/wasm"},
-});
+};
+
+/// Extensions with their media types.
+const std::vector<ContentType>& contentTypes() {
+  static const auto all = [] {
+    std::vector<ContentType> types;
+    for (const auto& format : device::imaging::pictureFormats())
+      types.emplace_back(format.fileExtension, format.mediaType);
+    for (const auto& format : device::media::movieFormats)
+      types.emplace_back(format.fileExtension, format.mediaType);
+    types.insert(types.end(), std::begin(pageTypes), std::end(pageTypes));
+    return types;
+  }();
+  return all;
+}
 
 }  // namespace
 
@@ -55,19 +69,15 @@ std::string extensionOf(std::string_view fileName) {
 
 std::string_view contentTypeOf(std::string_view fileName) {
   const auto extension = extensionOf(fileName);
-  for (const auto& [known, type] : types)
+  for (const auto& [known, type] : contentTypes())
     if (known == extension) return type;
-  for (const auto& format : device::media::movieFormats)
-    if (format.fileExtension == extension) return format.mediaType;
   return "application/octet-stream";
 }
 
 std::string extensionOfType(std::string_view mediaType) {
   const auto type = mediaType.substr(0, mediaType.find(';'));
-  for (const auto& [extension, known] : types)
+  for (const auto& [extension, known] : contentTypes())
     if (known == type) return std::string(extension);
-  for (const auto& format : device::media::movieFormats)
-    if (format.mediaType == type) return std::string(format.fileExtension);
   return "bin";
 }
 

@@ -83,13 +83,16 @@ class Peer {
   virtual void resumeReading() = 0;
 };
 
+/// What a connection does after a message.
+enum class Reading { proceed, pause };
+
 /// The server's side of a WebSocket connection. On the server's thread.
 class MessageHandler {
  public:
   virtual ~MessageHandler() = default;
   virtual void onOpen(const std::shared_ptr<Peer>& peer) = 0;
-  /// False: no more messages until `Peer::resumeReading`.
-  virtual bool onMessage(Peer& peer, std::string message) = 0;
+  /// After `pause` no more messages come until `Peer::resumeReading`.
+  virtual Reading onMessage(Peer& peer, std::string message) = 0;
   /// The connection is gone. Called once.
   virtual void onClose(Peer& peer) = 0;
 };

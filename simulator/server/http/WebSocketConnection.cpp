@@ -79,7 +79,8 @@ class WebSocketConnection : public Peer, public std::enable_shared_from_this<Web
       // Set first: reading may be resumed while the message is handled.
       self->isPaused_ = true;
       const auto handler = self->handler_;
-      if (handler && handler->onMessage(*self, std::move(message))) return self->resumeReading();
+      if (handler && handler->onMessage(*self, std::move(message)) == Reading::proceed)
+        return self->resumeReading();
       // Pongs are not read either.
       if (self->isPaused_) self->limitIdleTime(websocket::stream_base::none());
     });

@@ -20,18 +20,21 @@ MediaFolder::Writer::~Writer() {
   --folder_.unfinished_;
 }
 
-ScriptResult<> MediaFolder::Writer::write(std::span<const char> bytes) {
+device::Result<void, MediaFolder::WriteError> MediaFolder::Writer::write(
+    std::span<const char> bytes) {
+  const auto refused = [](std::string why, WriteError::Kind kind = WriteError::Kind::limit) {
+    return Failure(WriteError{kind, std::move(why)});
+  };
   if (bytes_ + bytes.size() > folder_.limits_.fileBytes)
-    return failed("a file has at most " + std::to_string(folder_.limits_.fileBytes >> 20U) +
-                  " MiB");
+    return refused("a file has at most " + std::to_string(folder_.limits_.fileBytes >> 20U) +
+                   " MiB");
   if (!folder_.reserve(bytes.size()))
-    return failed("this phone was given " + std::to_string(folder_.limits_.totalBytes >> 20U) +
-                  " MiB of media already; restart the device, or open another tab for a fresh "
-                  "one");
+    return refused("this phone was given " + std::to_string(folder_.limits_.totalBytes >> 20U) +
+                   " MiB of media already; restart the device, or open another tab for a fresh "
+                   "one");
   bytes_ += bytes.size();
   if (foundation::writeAll(file_, std::as_bytes(bytes))) return {};
-  hasDiskFailed_ = true;
-  return failed("the file cannot be written; is the disk full?");
+  return refused("the file cannot be written; is the disk full?", WriteError::Kind::disk);
 }
 
 std::string MediaFolder::Writer::finish() {
@@ -66,7 +69,7 @@ ScriptResult<std::string> MediaFolder::add(const Data& contents, std::string_vie
   const auto bytes = contents.bytes();
   if (auto written = (*writer)->write({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
       !written)
-    return written.failure();
+    return failed(written.error().message);
   return (*writer)->finish();
 }
 

@@ -27,18 +27,23 @@ class MediaFolder {
   MediaFolder(std::filesystem::path folder, MediaLimits limits)
       : folder_(std::move(folder)), limits_(limits) {}
 
+  /// Why a file did not take the bytes.
+  struct WriteError {
+    enum class Kind { limit, disk };
+    Kind kind = Kind::limit;
+    std::string message;
+  };
+
   /// Writes one file, piece by piece; one that is not finished is removed.
   class Writer {
    public:
     ~Writer();
     Writer(const Writer&) = delete;
     Writer& operator=(const Writer&) = delete;
-    ScriptResult<> write(std::span<const char> bytes);
+    device::Result<void, WriteError> write(std::span<const char> bytes);
     /// The file can be used from now on. Gives its name.
     std::string finish();
     std::uint64_t bytes() const { return bytes_; }
-    /// Whether it was the disk that did not take the bytes, and no limit.
-    bool hasDiskFailed() const { return hasDiskFailed_; }
 
    private:
     friend class MediaFolder;
@@ -49,7 +54,6 @@ class MediaFolder {
     std::string name_;
     foundation::Descriptor file_;
     std::uint64_t bytes_ = 0;
-    bool hasDiskFailed_ = false;
   };
 
   /// Begins a file; of the name that it is given only the extension is used. Fails where there are

@@ -157,7 +157,7 @@ ScriptResult<> PhoneDevice::makeDevice(const DevicePart& part, OldAssets oldAsse
   setup.urlTransformer = {script::UrlTransformerSetup::Kind::replace, "file://", recordedPrefix};
 
   script::PlayOptions options;
-  options.isInterrupted = interrupted_;
+  options.isCancelled = isCancelled_;
   options.onTrace = [this](const script::TraceSpan& span) { messages_.sendTrace(span); };
   options.onExportProgress = [this](float progress) { messages_.sendProgress(progress); };
   const auto onEvent = [this](const Json& event) {

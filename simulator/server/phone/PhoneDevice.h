@@ -6,6 +6,7 @@
 #include <sstream>
 #include <string>
 
+#include "device/base/CancellationCheck.h"
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/script/play/PlaySession.h"
 #include "simulator/server/phone/MediaFolder.h"
@@ -21,15 +22,15 @@ namespace vecamera::simulator {
 /// The device of a phone, on which a browser's requests are carried out. On the phone's thread.
 class PhoneDevice {
  public:
-  /// What it is given outlives it. `interrupted` is asked while the device works; true ends that.
+  /// What it is given outlives it. `isCancelled` is asked while the device works; true ends that.
   PhoneDevice(const PhoneSetup& setup, const foundation::ApplicationHome& home, MediaFolder& media,
-              PhoneLibrary& library, Recording& recording, std::function<bool()> interrupted)
+              PhoneLibrary& library, Recording& recording, device::CancellationCheck isCancelled)
       : setup_(setup),
         home_(home),
         media_(media),
         library_(library),
         recording_(recording),
-        interrupted_(std::move(interrupted)) {}
+        isCancelled_(std::move(isCancelled)) {}
 
   /// Makes the device that the phone begins with, or reports why it cannot be made.
   void start();
@@ -61,7 +62,7 @@ class PhoneDevice {
   MediaFolder& media_;
   PhoneLibrary& library_;
   Recording& recording_;
-  const std::function<bool()> interrupted_;
+  const device::CancellationCheck isCancelled_;
   PhoneMessages messages_{setup_.onMessage};
   PhoneState state_{setup_.filesAddress, Json::array()};
   std::ostringstream diagnostics_;

@@ -1,8 +1,6 @@
 #include "simulator/server/phone/Recording.h"
 
 #include <algorithm>
-#include <array>
-#include <fstream>
 #include <utility>
 
 #include "device/foundation/Base64.h"
@@ -19,31 +17,54 @@ constexpr std::chrono::seconds writeInterval{1};
 /// Of the phone's time, writing takes no more than one part in so many.
 constexpr int writeShare = 10;
 
-/// The file as a JSON text, piece by piece. A failed write shows in the stream.
-FileResult<void> writeDataUrl(std::ostream& out, const fs::path& path) {
+/// Writes texts to a file in larger pieces. The first error stays.
+class TextWriter {
+ public:
+  explicit TextWriter(const foundation::Descriptor& file) : file_(file) {}
+  TextWriter& operator<<(std::string_view text) {
+    constexpr std::size_t pieceBytes = 1U << 16U;
+    piece_ += text;
+    return piece_.size() < pieceBytes ? *this : flush();
+  }
+  TextWriter& flush() {
+    if (written_) written_ = foundation::writeAll(file_, std::as_bytes(std::span(piece_)));
+    piece_.clear();
+    return *this;
+  }
+  const FileResult<void>& written() const { return written_; }
+
+ private:
+  const foundation::Descriptor& file_;
+  std::string piece_;
+  FileResult<void> written_;
+};
+
+/// The file as a JSON text, piece by piece.
+FileResult<void> writeDataUrl(TextWriter& out, const fs::path& path) {
   // Pieces of a multiple of three bytes have no padding between them.
-  std::array<char, 3 * 16384> piece;
-  std::ifstream file(path, std::ios::binary);
-  if (!file) return foundation::fileFailure();
+  constexpr std::size_t pieceBytes = std::size_t{3} * 16384;
+  const auto file = foundation::openFileForReading(path);
+  if (!file) return file.failure();
   // Parameters of a media type have no place in the address of a file.
   const auto type = contentTypeOf(path.string());
   out << "\"data:" << type.substr(0, type.find(';')) << ";base64,";
-  while (file.read(piece.data(), piece.size()) || file.gcount() > 0) {
-    const std::string_view bytes(piece.data(), static_cast<std::size_t>(file.gcount()));
-    out << foundation::Base64().base64EncodedString("", Data::copyOf(bytes));
+  for (std::size_t got = pieceBytes; got == pieceBytes;) {
+    const auto piece = foundation::readUpTo(file->descriptor, pieceBytes);
+    if (!piece) return piece.failure();
+    got = piece->size();
+    out << foundation::Base64().base64EncodedString("", *piece);
   }
-  out << '"';
-  if (!file.eof()) return foundation::fileFailure(EIO);
+  out << "\"";
   return {};
 }
 
 /// The text of an object, which is not empty, with the file as one more member.
-FileResult<void> writeWithFile(std::ostream& out, std::string_view object, const std::string& key,
+FileResult<void> writeWithFile(TextWriter& out, std::string_view object, const std::string& key,
                                const fs::path& path) {
   object.remove_suffix(1);
   out << object << ",\"" << key << "\":";
   auto written = writeDataUrl(out, path);
-  out << '}';
+  out << "}";
   return written;
 }
 
@@ -93,9 +114,11 @@ void Recording::write() {
   if (!nextWrite()) return;
   const auto begun = steady_clock::now();
   // What could not be written is tried again, and reported once.
-  isDirty_ = !writeTo(*file_);
+  const auto written = writeTo(*file_);
+  isDirty_ = !written;
   if (isDirty_ && !hasWriteFailed_)
-    onDiagnostic_("the recording cannot be written to " + file_->string());
+    onDiagnostic_("the recording cannot be written to " + file_->string() + ": " +
+                  written.error().message);
   hasWriteFailed_ = isDirty_;
   const auto end = steady_clock::now();
   nextWrite_ = end + std::max<steady_clock::duration>(writeInterval, writeShare * (end - begun));
@@ -120,7 +143,7 @@ FileResult<void> Recording::writeTo(const fs::path& path) const {
 
   auto partial = foundation::PartialFile::createBeside(path);
   if (!partial) return partial.failure();
-  std::ofstream out(partial->path(), std::ios::binary | std::ios::trunc);
+  TextWriter out(partial->descriptor());
   out << "{\n  \"device\": {";
   const char* separator = "\n    ";
   for (const auto& [key, value] : device.items())
@@ -145,8 +168,7 @@ FileResult<void> Recording::writeTo(const fs::path& path) const {
       return written;
   }
   out << "\n  ]\n}\n";
-  out.close();
-  if (!out) return foundation::fileFailure(EIO);
+  if (!out.flush().written()) return out.written();
   return partial->moveTo(path);
 }
 

@@ -1,7 +1,6 @@
 #include "simulator/server/phone/SampleMedia.h"
 
 #include <array>
-#include <optional>
 #include <vector>
 
 #include "device/camera/TestScene.h"
@@ -9,6 +8,7 @@
 #include "device/foundation/files/WholeFiles.h"
 #include "device/media/SceneMovie.h"
 #include "device/script/assembly/Samples.h"
+#include "simulator/server/base/DeviceNames.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -23,14 +23,16 @@ struct Scene {
 };
 
 /// Two and a half seconds of a landscape that passes by, with a tone.
-std::optional<Data> makeMovie() {
-  const auto home = device::foundation::ApplicationHome::makePrivate();
-  if (!home) return std::nullopt;
+ScriptResult<Data> makeMovie() {
+  const auto home = foundation::ApplicationHome::makePrivate();
+  if (!home) return failed(home.error().message);
   const auto file = home->path() + "/scene.mp4";
-  if (!device::media::generateSceneMovie(
-          file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3}))
-    return std::nullopt;
-  return device::foundation::readFile(file, maxSampleBytes).value();
+  const auto made = device::media::generateSceneMovie(
+      file, {.seconds = 2.5, .width = 480, .height = 360, .framesPerSecond = 24, .seed = 3});
+  if (!made) return failed(made.error().localizedDescription());
+  auto movie = foundation::readFile(file, maxSampleBytes);
+  if (!movie) return failed(movie.error().message);
+  return *std::move(movie);
 }
 
 std::vector<Sample> makeSamples() {
@@ -52,8 +54,8 @@ std::vector<Sample> makeSamples() {
             device::camera::generateTestScene(scene.width, scene.height, scene.stored, ++seed, {}))
       add(++number, ".jpg", *std::move(photo));
   if (const auto movie = makeMovie()) add(movieNumber, ".mp4", *movie);
-  if (const auto photo = device::foundation::readFile(
-          device::script::samplesFolder() + "/first-photo.jpg", maxSampleBytes))
+  if (const auto photo = foundation::readFile(device::script::samplesFolder() + "/first-photo.jpg",
+                                              maxSampleBytes))
     add(++number, ".jpg", *photo);
   return samples;
 }

@@ -81,11 +81,11 @@ void Session::onOpen(const std::shared_ptr<Peer>& peer) {
   if (state_) send(state_);
 }
 
-bool Session::onMessage(Peer& peer, std::string message) {
-  if (&peer != peer_.get()) return true;
+Reading Session::onMessage(Peer& peer, std::string message) {
+  if (&peer != peer_.get()) return Reading::proceed;
   phone_->receive(std::move(message));
   pending_.push_back(connection_);
-  return pending_.size() < limits_.pendingRequests;
+  return pending_.size() < limits_.pendingRequests ? Reading::proceed : Reading::pause;
 }
 
 void Session::onClose(Peer& peer) {

@@ -55,7 +55,7 @@ class Session : public MessageHandler, public std::enable_shared_from_this<Sessi
   void end(std::string_view why);
 
   void onOpen(const std::shared_ptr<Peer>& peer) override;
-  bool onMessage(Peer& peer, std::string message) override;
+  Reading onMessage(Peer& peer, std::string message) override;
   void onClose(Peer& peer) override;
 
  private:

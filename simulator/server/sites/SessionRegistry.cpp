@@ -14,7 +14,7 @@ class Refusal : public MessageHandler {
  public:
   explicit Refusal(std::string why) : why_(std::move(why)) {}
   void onOpen(const std::shared_ptr<Peer>& peer) override { peer->sendAndClose(byeMessage(why_)); }
-  bool onMessage(Peer&, std::string) override { return false; }
+  Reading onMessage(Peer&, std::string) override { return Reading::pause; }
   void onClose(Peer&) override {}
 
  private:

@@ -74,8 +74,9 @@ Response recordingFile(const Session& session, Phone& phone) {
   const auto written = phone.recording().writeTo(folder / name.front());
   auto file = openConfined(folder, name);
   unlink((folder / name.front()).c_str());
-  if (!written || !file)
-    return errorResponse(500, "the recording cannot be written; is the disk full?");
+  if (!written)
+    return errorResponse(500, "the recording cannot be written: " + written.error().message);
+  if (!file) return errorResponse(500, "the recording's file is gone");
   auto response = fileResponse(*std::move(file), name.front(), "no-store");
   response.fields.emplace_back(
       "Content-Disposition",
@@ -90,7 +91,7 @@ class MediaUpload : public Upload {
   device::Result<void, Response> write(std::span<const char> bytes) override {
     const auto written = writer_->write(bytes);
     if (written) return {};
-    const auto status = writer_->hasDiskFailed() ? 507 : 413;
+    const auto status = written.error().kind == MediaFolder::WriteError::Kind::disk ? 507 : 413;
     return Failure(errorResponse(status, written.error().message));
   }
   Response finish() override {

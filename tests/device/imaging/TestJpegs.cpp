@@ -114,8 +114,8 @@ void expectSamePicture(const std::shared_ptr<UIImage>& image, double quality, in
   const auto encoded = ImageFactory().UIImageJPEGRepresentation(image, quality);
   ASSERT_TRUE(encoded);
   const Bitmap actual = pixelsOfImage(opened(*encoded));
-  const Bitmap expected =
-      pixelsOfImage(opened(Data(*encodeJpeg(pixelsOfImage(image), jpegQuality(quality), {}))));
+  const Bitmap expected = pixelsOfImage(
+      opened(Data(*encodeJpegBitmap(pixelsOfImage(image), jpegQuality(quality), {}))));
   ASSERT_EQ(actual.width(), expected.width());
   ASSERT_EQ(actual.height(), expected.height());
   EXPECT_LE(largestDifference(actual, expected), max);

@@ -106,14 +106,14 @@ std::string lettersOf(const std::shared_ptr<UIImage>& image, std::size_t pixelsP
 }
 
 Data pngOf(const Bitmap& bitmap, UIImageOrientation orientation) {
-  auto png = *encodePng(bitmap);
+  auto png = *encodePngBitmap(bitmap);
   if (orientation != UIImageOrientation::up)
     png = *embedExif(png, pngFormat, orientationBlock(orientation));
   return Data(std::move(png));
 }
 
 Data jpegOf(const Bitmap& bitmap, UIImageOrientation orientation, int quality) {
-  return Data(*encodeJpeg(bitmap, quality, orientationBlock(orientation)));
+  return Data(*encodeJpegBitmap(bitmap, quality, orientationBlock(orientation)));
 }
 
 Data webpOf(const Bitmap& bitmap) {

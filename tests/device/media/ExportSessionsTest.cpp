@@ -34,14 +34,14 @@ class ExportSessionsTest : public MediaTest {
 
   QueueExecutor queue;
   std::function<void(float)> observer;
-  bool isInterrupted = false;
+  bool isCancelled = false;
   std::vector<std::string> calls;
   ExportSessions exports{
       queue,
       {[this](float progress) {
          if (observer) observer(progress);
        },
-       [this] { return isInterrupted; },
+       [this] { return isCancelled; },
        [this](const NSError& error) { calls.push_back(error.localizedDescription()); }}};
   int handled = 0;
   std::filesystem::path movie = make("in.mp4", pictures + asPhones);
@@ -144,11 +144,11 @@ TEST_F(ExportSessionsTest, AnExportIsSupervised) {
   EXPECT_EQ(statusOfOne(), Status::completed);
   EXPECT_THAT(calls, ElementsAre("handled"));
 
-  observer = [&](float) { isInterrupted = true; };
+  observer = [&](float) { isCancelled = true; };
   EXPECT_EQ(statusOfOne(), Status::cancelled);
   EXPECT_THAT(calls, ElementsAre("Cancelled.", "handled"));
 
-  isInterrupted = false;
+  isCancelled = false;
   observer = [](float) { throw std::length_error("too long"); };
   EXPECT_EQ(statusOfOne(), Status::failed);
   EXPECT_THAT(calls, ElementsAre(testing::HasSubstr("too long"), "handled"));

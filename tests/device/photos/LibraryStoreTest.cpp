@@ -69,7 +69,7 @@ TEST_F(LibraryStoreTest, WhatWasAddedIsThereAfterReopening) {
   const AssetRecord& picture = (*records)[1];
   EXPECT_EQ(picture.identifier, "A1B2/L0/001");
   EXPECT_EQ(picture.type, PHAssetResourceType::photo);
-  EXPECT_EQ(picture.uti, "public.jpeg");
+  EXPECT_EQ(picture.typeIdentifier, "public.jpeg");
   EXPECT_EQ(formatName(picture), "jpeg");
   EXPECT_EQ(picture.byteCount, 18u);
   EXPECT_EQ(picture.width, 30);
@@ -224,6 +224,31 @@ TEST_F(LibraryStoreTest, ImportTakesWhatItCanAndTellsOfTheRest) {
             "x.txt is no picture that the library takes (JPEG, PNG, HEIC, WebP)");
 }
 
+TEST_F(LibraryStoreTest, AFileThatCannotBeProbedIsNoUnknownFormat) {
+  const auto unreadable = [](const auto&) {
+    return StoreResult<AssetFormat>(storeFailure(StoreError::Kind::unreadable, "memory is short"));
+  };
+  LibraryStore::Options options = testOptions();
+  options.probeMovie = unreadable;
+  const auto moviesUnread = openLibrary(folder() / "movies", options);
+  EXPECT_TRUE(moviesUnread->importFile({file("a.jpg", "JPEG:4x3:1:a"), std::nullopt}, Date()))
+      << "a picture is one, whatever is known of it as a movie";
+  const NewAsset movie{"M/L0/001", PHAssetResourceType::video, file("a.mp4", "MOVIE"), Date()};
+  const auto added = moviesUnread->add({movie});
+  ASSERT_FALSE(added);
+  EXPECT_EQ(added.error().kind, StoreError::Kind::unreadable);
+
+  options.probePicture = unreadable;
+  options.probeMovie = probeTestMovie;
+  const auto picturesUnread = openLibrary(folder() / "pictures", options);
+  for (const auto& [store, name] :
+       {std::pair(moviesUnread.get(), "a.mp4"), std::pair(picturesUnread.get(), "a.jpg")}) {
+    const auto refused = store->importFile({temporary_.path() / name, std::nullopt}, Date());
+    ASSERT_FALSE(refused);
+    EXPECT_EQ(refused.error().message, std::string(name) + " cannot be read: memory is short");
+  }
+}
+
 TEST_F(LibraryStoreTest, DamagedOriginalIsUnreadableButListed) {
   const auto store = openLibrary(folder());
   ASSERT_TRUE(store->add(
@@ -294,9 +319,9 @@ TEST_F(LibraryStoreTest, RemovalTakesTheFilesAlongAndNumbersAreNotUsedAgain) {
 TEST_F(LibraryStoreTest, ThumbnailIsMadeOnceForEachSize) {
   LibraryStore::Options options = testOptions();
   int made = 0;
-  options.makeThumbnail = [&made](const Data& original, int maxSide) -> std::optional<Data> {
+  options.makeThumbnail = [&made](const Data& original, int maxSide) -> StoreResult<Data> {
     ++made;
-    if (maxSide == 13) return std::nullopt;
+    if (maxSide == 13) return storeFailure(StoreError::Kind::invalidResource, "damaged");
     return Data::copyOf(textOf(original) + "@" + std::to_string(maxSide));
   };
   {

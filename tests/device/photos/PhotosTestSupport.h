@@ -53,18 +53,18 @@ inline std::string textOf(const Data& data) {
 }
 
 /// Pictures of these tests are texts: "JPEG:40x30:6:anything", with size and orientation.
-inline std::optional<AssetFormat> probeTestPicture(const Data& data) {
+inline StoreResult<AssetFormat> probeTestPicture(const Data& data) {
   const std::string text = textOf(data);
   AssetFormat probed{"jpg", "public.jpeg", 0, 0, 1, std::nullopt};
   if (std::sscanf(text.c_str(), "JPEG:%dx%d:%u", &probed.width, &probed.height,
                   &probed.orientation) < 2) {
-    return std::nullopt;
+    return storeFailure(StoreError::Kind::invalidResource, "no text of one");
   }
   return probed;
 }
 
 /// Movies are texts, too: "MOVIE:64x48:2.5".
-inline std::optional<AssetFormat> probeTestMovie(const AssetContent& content) {
+inline StoreResult<AssetFormat> probeTestMovie(const AssetContent& content) {
   const auto* bytes = std::get_if<Data>(&content);
   std::ifstream file(bytes ? std::filesystem::path() : std::get<std::filesystem::path>(content));
   const std::string text =
@@ -72,7 +72,7 @@ inline std::optional<AssetFormat> probeTestMovie(const AssetContent& content) {
   AssetFormat probed{"mp4", "public.mpeg-4", 0, 0, 1, 0.0};
   if (std::sscanf(text.c_str(), "MOVIE:%dx%d:%lf", &probed.width, &probed.height,
                   &*probed.durationSeconds) < 3) {
-    return std::nullopt;
+    return storeFailure(StoreError::Kind::invalidResource, "no text of one");
   }
   return probed;
 }

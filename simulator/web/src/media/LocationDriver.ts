@@ -131,7 +131,7 @@ export function browserFix(): Promise<Fix> {
           altitude: coords.altitude ?? "NaN",
           timestamp: new Date(timestamp).toISOString(),
         }),
-      (error) => reject(new Error(`The browser does not tell where it is: ${error.message}`)),
+      (error) => reject(new Error(`The browser does not give its location: ${error.message}`)),
       { timeout: 15_000 },
     );
   });

@@ -115,8 +115,8 @@ bool readsAll(const std::vector<std::uint8_t>& png, const ThreadBudget& threads)
 TEST(ThreadBudgetTest, PicturesDoNotWaitForWorkersThatNeverStart) {
   QueueExecutor never;
   const ThreadBudget two(2, never);
-  const auto png = *encodePng(noise(1200, 900));
-  EXPECT_EQ(*encodePng(noise(1200, 900), two), png);
+  const auto png = *encodePngBitmap(noise(1200, 900));
+  EXPECT_EQ(*encodePngBitmap(noise(1200, 900), two), png);
   EXPECT_TRUE(readsAll(png, two));
   EXPECT_GE(never.pending(), 2u);
   // All of what they would have worked on is gone.
@@ -127,7 +127,7 @@ TEST(ThreadBudgetTest, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
   QueueExecutor queue;
   const ThreadBudget two(2, queue);
   ImageFactory images({}, two);
-  const auto image = images.imageWithData(Data(*encodePng(noise(1200, 900))));
+  const auto image = images.imageWithData(Data(*encodePngBitmap(noise(1200, 900))));
   const auto workersRequested = [&](auto&& make) {
     EXPECT_TRUE(make());
     const std::size_t requested = queue.pending();
@@ -144,7 +144,7 @@ TEST(ThreadBudgetTest, APictureHasWorkersOnlyWhereItsOwnThreadLeavesRoom) {
 }
 
 TEST(ThreadBudgetTest, PicturesMayBeMadeOnTheWorkersOwnExecutor) {
-  const auto png = *encodePng(noise(1200, 900));
+  const auto png = *encodePngBitmap(noise(1200, 900));
   ThreadPoolExecutor pool(3);
   const ThreadBudget three(3, pool);
   std::vector<std::future<bool>> results;
@@ -153,7 +153,7 @@ TEST(ThreadBudgetTest, PicturesMayBeMadeOnTheWorkersOwnExecutor) {
     results.push_back(made->get_future());
     pool.post([&, made] {
       const ThreadBudget::Lease lease(three);
-      made->set_value(*encodePng(noise(1200, 900), three) == png && readsAll(png, three));
+      made->set_value(*encodePngBitmap(noise(1200, 900), three) == png && readsAll(png, three));
     });
   }
   for (auto& result : results) EXPECT_TRUE(result.get());

@@ -290,7 +290,7 @@ TEST(CodecsTest, TheColourProfileGoesAlong) {
   bitmap.setProfile(std::make_shared<const Raw>(bytes));
   ImageFactory images;
   Graphics graphics;
-  for (const auto& source : {*encodeJpeg(bitmap, 90, {}), *encodePng(bitmap)}) {
+  for (const auto& source : {*encodeJpegBitmap(bitmap, 90, {}), *encodePngBitmap(bitmap)}) {
     const auto stored = images.imageWithData(Data(source));
     const auto context = graphics.beginImageContext({10, 10});
     context->drawInRect(stored, {0, 0, 10, 10});

@@ -247,7 +247,7 @@ TEST(PngRowsTest, RowsOfAPngAreWhatTheWholeOneHolds) {
 TEST(PngRowsTest, AWorkerInflatesALargePngToTheSameRows) {
   constexpr std::size_t columns = 1400;
   constexpr std::size_t rowCount = 900;
-  const auto png = *encodePng(noisyPicture(columns, rowCount, true));
+  const auto png = *encodePngBitmap(noisyPicture(columns, rowCount, true));
   const PictureHeader header = *readHeader(png);
   ThreadPoolExecutor worker(1);
   const ThreadBudget two(2, worker);

@@ -19,10 +19,10 @@ using Raw = std::vector<std::uint8_t>;
 TEST(PngWriterTest, APngHasTheSameBytesWithAnyNumberOfThreads) {
   for (const bool withAlpha : {false, true}) {
     const Bitmap picture = noisyPicture(701, 611, withAlpha);
-    const auto alone = *encodePng(picture);
+    const auto alone = *encodePngBitmap(picture);
     for (const unsigned threads : {2u, 3u, 8u}) {
       ThreadPoolExecutor workers(threads - 1);
-      EXPECT_EQ(*encodePng(picture, {threads, workers}), alone);
+      EXPECT_EQ(*encodePngBitmap(picture, {threads, workers}), alone);
     }
     const auto header = *readHeader(alone);
     EXPECT_LE(largestDifference(*decodePng(alone, header), picture), withAlpha ? 1 : 0);
@@ -41,7 +41,7 @@ TEST(PngWriterTest, APngHasTheSameBytesWhereverTheCompressorStandsInMemory) {
   std::vector<std::jthread> threads;
   for (auto& result : results)
     threads.emplace_back([&] {
-      for (const Bitmap& picture : pictures) result.push_back(*encodePng(picture));
+      for (const Bitmap& picture : pictures) result.push_back(*encodePngBitmap(picture));
       unfinished.arrive_and_wait();
     });
   threads.clear();
@@ -88,12 +88,12 @@ Raw filtersOf(const Raw& png, const Bitmap& picture) {
 
 TEST(PngWriterTest, FlatStripsStayUnfilteredAndPhotographsDoNot) {
   const Bitmap flat = page();
-  const Raw png = *encodePng(flat);
+  const Raw png = *encodePngBitmap(flat);
   EXPECT_EQ(filtersOf(png, flat), Raw(flat.height(), 0));
   EXPECT_EQ(largestDifference(*decodePng(png, *readHeader(png)), flat), 0);
 
   const Bitmap photograph = noisyPicture(701, 611, false);
-  EXPECT_EQ(filtersOf(*encodePng(photograph), photograph), Raw(611, 4));
+  EXPECT_EQ(filtersOf(*encodePngBitmap(photograph), photograph), Raw(611, 4));
 }
 
 }  // namespace

@@ -5,7 +5,7 @@ namespace {
 
 TEST(AxisPlacementTest, SamplesOfPixelsAreThoseThatShowAnyOfThem) {
   const auto samplesOf = [](PixelRange pixels, double step, std::size_t count) {
-    return AxisPlacement{1, 0, 100, pixels, {}, {}}.sampled(step, count).usable;
+    return AxisPlacement{1, 0, 100, pixels, {}, {}}.sampled(step, count).source;
   };
   constexpr double third = 8.0 / 3;
   EXPECT_EQ(samplesOf({0, 100}, 8, 13), (PixelRange{0, 13}));

@@ -19,8 +19,8 @@ class PlaySessionTest : public testing::Test {
   void make(std::string_view device) {
     const auto script = parseScript("{\"device\":" + std::string(device) + ",\"steps\":[]}", "/");
     auto made = PlaySession::make(
-        script->device, {.isInterrupted = [this] { return ++asked_ >= stopAt_; }},
-        [](const Json&) {}, diagnostics_);
+        script->device, {.isCancelled = [this] { return ++asked_ >= stopAt_; }}, [](const Json&) {},
+        diagnostics_);
     session_ = *std::move(made);
   }
   /// Why the step cannot be played; empty where it can.

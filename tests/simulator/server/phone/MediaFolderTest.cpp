@@ -72,8 +72,8 @@ TEST(MediaFolderTest, SaysWhetherItWasTheDisk) {
   const TestFolder folder;
   MediaFolder media(folder.path(), {.fileBytes = 100});
   const auto tooLong = *media.begin("a.jpg");
-  EXPECT_FALSE(tooLong->write(std::string(101, 'x')));
-  EXPECT_FALSE(tooLong->hasDiskFailed());
+  EXPECT_EQ(tooLong->write(std::string(101, 'x')).error().kind,
+            MediaFolder::WriteError::Kind::limit);
   const auto refused = *media.begin("b.jpg");
   // The process may write no byte to a file, as on a disk that is full.
   rlimit before{};
@@ -85,7 +85,7 @@ TEST(MediaFolderTest, SaysWhetherItWasTheDisk) {
   setrlimit(RLIMIT_FSIZE, &before);
   std::signal(SIGXFSZ, handler);
   EXPECT_THAT(why.error().message, HasSubstr("disk"));
-  EXPECT_TRUE(refused->hasDiskFailed());
+  EXPECT_EQ(why.error().kind, MediaFolder::WriteError::Kind::disk);
 }
 
 }  // namespace
