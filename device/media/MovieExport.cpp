@@ -142,6 +142,8 @@ MediaResult<void> exportMovie(const std::filesystem::path& source,
       Export attempt(options, progress);
       auto done = attempt.run(source, target, copies);
       if (done) progress.report(1);
+      // What was cut off in a read looks like damage, or like no movie at all.
+      if (!done && options.isCancelled && options.isCancelled()) return damagedMovie(AVERROR_EXIT);
       if (done || !attempt.removeUnfit(copies)) return done;
     }
   } catch (const std::exception& thrown) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstring>
+#include <exception>
 #include <memory>
 
 #include "device/imaging/jpeg/JpegCodec.h"
@@ -127,17 +128,22 @@ class FirstFrames {
 
 }  // namespace
 
-MediaResult<MovieFacts> probeMovie(const Data& movie) {
+MediaResult<MovieFacts> probeMovie(const Data& movie) try {
   return factsOf(MovieInput::open(movie));
+} catch (const std::exception& thrown) {
+  return mediaFailure(thrown);
 }
 
-MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie) {
+MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie) try {
   return factsOf(MovieInput::open(movie, {}));
+} catch (const std::exception& thrown) {
+  return mediaFailure(thrown);
 }
 
-MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide) {
+MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide) try {
   constexpr int maxFrames = 30;
   constexpr int quality = 85;
+  if (maxSide == 0) return cannotShow();
   auto input = MovieInput::open(movie, {});
   if (!input) return std::move(input).failure();
   auto decoder = openDecoder((*input)->video());
@@ -159,6 +165,8 @@ MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t ma
   auto jpeg = imaging::encodeJpegBitmap(*upright, quality, {});
   if (!jpeg) return cannotShow();
   return Data(std::move(*jpeg));
+} catch (const std::exception& thrown) {
+  return mediaFailure(thrown);
 }
 
 }  // namespace vecamera::device::media

@@ -28,7 +28,8 @@ MediaResult<MovieFacts> probeMovie(const Data& movie);
 MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie);
 
 /// A JPEG of a frame near the start, upright, no side longer than `maxSide` pixels and never
-/// enlarged: the first that is not all black, else the first. Safe on hostile bytes. Any thread.
+/// enlarged: the first that is not all black, else the first. Fails for no pixels. Safe on hostile
+/// bytes. Any thread.
 MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide);
 
 }  // namespace vecamera::device::media

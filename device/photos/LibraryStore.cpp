@@ -1,7 +1,9 @@
 #include "device/photos/LibraryStore.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 
+#include <algorithm>
 #include <charconv>
 #include <set>
 #include <system_error>
@@ -22,7 +24,8 @@ using foundation::FileResult;
 
 namespace {
 
-/// Begins the names of the folders in which changes write their files.
+/// Begins the names of the folders in which changes write their files. They stand among the
+/// originals, which may be on a disk of their own: a file is moved to its place within one disk.
 constexpr std::string_view changePrefix = ".change-";
 constexpr std::string_view databaseName = "library.sqlite";
 
@@ -42,6 +45,11 @@ std::optional<std::int64_t> sequenceInThumbnailName(const std::string& name) {
   return sequence;
 }
 
+FileResult<std::vector<std::string>> namesIn(const fs::path& path) {
+  const auto folder = foundation::openFolderAt(AT_FDCWD, path, foundation::LastLink::follow);
+  return folder ? foundation::entryNames(*folder) : folder.failure();
+}
+
 FileResult<Data> dataOf(const AssetContent& content) {
   if (const auto* data = std::get_if<Data>(&content)) return *data;
   return foundation::readFile(std::get<fs::path>(content));
@@ -51,6 +59,8 @@ FileResult<Data> dataOf(const AssetContent& content) {
 FileResult<void> write(const AssetContent& content, const fs::path& path) {
   const auto file = foundation::openAt(AT_FDCWD, path, O_WRONLY | O_CREAT | O_EXCL, 0600);
   if (!file) return file.failure();
+  // Whatever the process or the folder takes from a new file's mode.
+  if (fchmod(file->number(), 0600) != 0) return foundation::fileFailure();
   FileResult<void> written;
   if (const auto* data = std::get_if<Data>(&content)) {
     written = foundation::writeAll(*file, std::as_bytes(data->bytes()));
@@ -142,18 +152,20 @@ StoreResult<void> LibraryStore::prepare() {
 
 StoreResult<void> LibraryStore::prepareTable() {
   if (auto opened = table_->open(folder_ / databaseName); !opened) return opened;
-  std::error_code error;
-  if (table_->isNew() && !fs::is_empty(originals_, error)) {
+  if (table_->isNew()) {
+    const auto names = namesIn(originals_);
+    if (!names) return storageFailure(names.error());
     // To go on would take the pictures for left-overs, and remove them.
-    return storeFailure(
-        StoreError::Kind::storage,
-        error ? error.message() : "there are originals, but their database is missing or empty");
+    if (!std::all_of(names->begin(), names->end(),
+                     [](const std::string& name) { return name.starts_with(changePrefix); }))
+      return storeFailure(StoreError::Kind::storage,
+                          "there are originals, but their database is missing or empty");
   }
   return table_->migrate();
 }
 
 void LibraryStore::removeAbandonedFiles() {
-  foundation::TemporaryFolder::removeAbandoned(folder_, changePrefix);
+  foundation::TemporaryFolder::removeAbandoned(originals_, changePrefix);
   // Originals without a row exist while a change holds the write lock, too. Where somebody holds
   // it, they are left to a later opening.
   const auto guard = table_->begin(foundation::IfLocked::fail);
@@ -166,8 +178,9 @@ void LibraryStore::removeAbandonedFiles() {
     originals.insert(originalName(record));
     sequences.insert(record.sequence);
   }
-  foundation::removeAbandoned(originals_,
-                              [&](const std::string& name) { return !originals.contains(name); });
+  foundation::removeAbandoned(originals_, [&](const std::string& name) {
+    return !originals.contains(name) && !name.starts_with(changePrefix);
+  });
   foundation::removeAbandoned(thumbnails_, [&](const std::string& name) {
     const auto sequence = sequenceInThumbnailName(name);
     return !sequence || !sequences.contains(*sequence);
@@ -210,7 +223,7 @@ StoreResult<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAss
   std::vector<AssetRecord> records;
   if (assets.empty()) return records;
   // One lock for all files of the change, because each lock takes a descriptor.
-  const auto folder = foundation::TemporaryFolder::create(folder_, changePrefix);
+  const auto folder = foundation::TemporaryFolder::create(originals_, changePrefix);
   if (!folder) return writeFailure(folder.error().message);
   // Copying a movie takes its time, so that the library is not held meanwhile.
   for (const NewAsset& asset : assets) {
@@ -222,11 +235,21 @@ StoreResult<std::vector<AssetRecord>> LibraryStore::add(const std::vector<NewAss
   auto change = table_->begin();
   if (!change) return change.failure();
   reach(Stage::changeBegun);
-  if (auto inserted = insert(records, folder->path()); !inserted) {
-    // Before the change is rolled back: after it, others may give their files the same names.
+  // Before the change is rolled back: after it, others may give their files the same names.
+  const auto undo = [&] {
     removeOriginals(records);
     reach(Stage::filesRemoved);
-    return std::move(inserted).failure();
+  };
+  StoreResult<void> inserted;
+  try {
+    inserted = insert(records, folder->path());
+  } catch (...) {
+    undo();
+    throw;
+  }
+  if (!inserted) {
+    undo();
+    return inserted.failure();
   }
   // From here on the files stay: where committing fails half-way, the change may still turn out to
   // be there at the next opening, which removes the files if it is not.
@@ -425,8 +448,7 @@ StoreResult<void> LibraryStore::removeAssets(std::optional<std::string_view> ide
   std::set<std::int64_t> sequences;
   for (const AssetRecord& record : removed) sequences.insert(record.sequence);
   // Nobody writes under these names: a thumbnail that is being made has another one.
-  const auto folder = foundation::openFolderAt(AT_FDCWD, thumbnails_, foundation::LastLink::follow);
-  const auto names = folder ? foundation::entryNames(*folder) : folder.failure();
+  const auto names = namesIn(thumbnails_);
   if (!names) return {};
   for (const std::string& name : *names) {
     const auto sequence = sequenceInThumbnailName(name);

@@ -54,7 +54,7 @@ class LibraryStore {
  public:
   /// The steps of a change, in their order.
   enum class Stage {
-    /// For each asset: its file is written, outside of `originals/`.
+    /// For each asset: its file is written, in a hidden folder in `originals/`.
     fileWritten,
     changeBegun,
     /// For each asset: its file has its own name.

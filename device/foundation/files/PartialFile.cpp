@@ -63,6 +63,9 @@ void removeAbandoned(const fs::path& folder,
     // The lock is kept until the entry is gone, so that nobody takes it up meanwhile.
     if (file && lock(*file, IfLocked::fail))
       static_cast<void>(removeTreeAt(*opened, name, lockFile));
+    // Where a folder has no such file yet, or no more, this fails unless it is empty.
+    if (!file && file.error().code == ENOENT)
+      unlinkat(opened->number(), name.c_str(), AT_REMOVEDIR);
   }
 }
 

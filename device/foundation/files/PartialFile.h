@@ -25,7 +25,8 @@ FileResult<Descriptor> createLocked(const std::filesystem::path& file);
 
 /// Removes the folder's entries that the condition holds for, with all they hold, but those whose
 /// lock somebody holds. The lock is that of the entry, or that of the file of the name `lockFile`
-/// in it. What cannot be removed stays, and so does what has no such file.
+/// in it; an empty folder needs none to be removed. What cannot be removed stays, and so does what
+/// has no such file.
 void removeAbandoned(const std::filesystem::path& folder,
                      const std::function<bool(const std::string& name)>& condition,
                      std::string_view lockFile = {});

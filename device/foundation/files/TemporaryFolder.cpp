@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 
 #include <string>
 #include <utility>
@@ -14,7 +15,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
-/// The locked file in the folder. A folder without it is not removed, whatever its name.
+/// The locked file in the folder. A folder that holds others only is not removed, whatever its
+/// name.
 constexpr std::string_view lockName = ".in-use";
 constexpr int maxAttempts = 100;
 
@@ -27,12 +29,16 @@ FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
     std::string path = (parent / prefix).string() + "XXXXXX";
     if (!mkdtemp(path.data())) return fileFailure();
     TemporaryFolder folder{fs::path(path)};
+    // Whatever the process takes from a new folder's mode.
+    if (chmod(path.c_str(), 0700) != 0 && errno != ENOENT) return fileFailure();
     auto lock = createLocked(folder.path_ / lockName);
     if (lock) {
       folder.lock_ = *std::move(lock);
       return folder;
     }
-    if (lock.error().code != ESTALE || attempt == maxAttempts) return lock.failure();
+    // Somebody may have taken it for an abandoned one before it was locked.
+    const bool isGone = lock.error().code == ESTALE || lock.error().code == ENOENT;
+    if (!isGone || attempt == maxAttempts) return lock.failure();
   }
 }
 

@@ -3,6 +3,7 @@
 #include <jerror.h>
 
 #include <cstdlib>
+#include <memory>
 
 namespace vecamera::device::imaging {
 namespace {
@@ -74,9 +75,8 @@ EncodedBytes JpegReader::readProfile() {
   unsigned size = 0;
   if (setjmp(errors_.jump)) return {};
   if (!jpeg_read_icc_profile(&info_, &bytes, &size)) return {};
-  EncodedBytes profile(bytes, bytes + size);
-  std::free(bytes);
-  return profile;
+  const std::unique_ptr<JOCTET, decltype(&std::free)> owner(bytes, std::free);
+  return EncodedBytes(bytes, bytes + size);
 }
 
 ImageResult<void> JpegReader::start(DecodeScale scale, J_COLOR_SPACE colors) {
@@ -112,7 +112,8 @@ ImageResult<void> JpegReader::readPlaneRows(JSAMPIMAGE rows) {
 
 ImageResult<jvirt_barray_ptr*> JpegReader::readCoefficients() {
   if (setjmp(errors_.jump)) return failure();
-  return jpeg_read_coefficients(&info_);
+  if (auto* const coefficients = jpeg_read_coefficients(&info_)) return coefficients;
+  return failure();
 }
 
 ImageResult<void> JpegReader::finish() {

@@ -1,5 +1,6 @@
 #include "device/imaging/png/RowFilters.h"
 
+#include <bit>
 #include <cstring>
 
 #include "device/imaging/base/Simd.h"
@@ -112,7 +113,9 @@ template <std::size_t pixelBytes>
                                                  const std::uint8_t* above, std::size_t width,
                                                  std::uint8_t* to) {
   const auto wide = [](Bytes16 pixel) {
-    return reinterpret_cast<Words8>(interleavedLow(pixel, Bytes16{}));
+    constexpr bool lowFirst = std::endian::native == std::endian::little;
+    return reinterpret_cast<Words8>(lowFirst ? interleavedLow(pixel, Bytes16{})
+                                             : interleavedLow(Bytes16{}, pixel));
   };
   const auto sum = [](Words8 a, Words8 b) {
     return reinterpret_cast<Words8>(reinterpret_cast<Bytes16>(a) + reinterpret_cast<Bytes16>(b));

@@ -78,6 +78,8 @@ class ColumnConvolver {
         results_(tiles_ * tileSamples * resultRows * sizeof(To)) {}
 
   bool hasMemory() const { return pairs_ && results_; }
+  /// Whether all results are made.
+  bool isComplete() const { return nextResult_ == weights_.count(); }
 
   /// Takes `count` more rows, an even number but for the last ones, and passes each band of
   /// results that is complete to `onBand`.
@@ -269,6 +271,8 @@ ImageResult<void> PlaneScaler::finishFrom(std::size_t channels, const PlaneView&
 }
 
 ImageResult<void> PlaneScaler::finish(const PlaneView& result) {
+  const auto isComplete = [](const auto& pass) { return pass.isComplete(); };
+  if (!std::visit(isComplete, firstPass_->convolver)) return Failure(ImageError::corrupt);
   firstPass_.reset();
   if (format_ == SampleFormat::word) return finishFrom<std::int16_t>(1, result);
   return finishFrom<std::uint8_t>(bytesOf(format_), result);

@@ -58,8 +58,8 @@ class PlaneScaler {
   void push(const std::uint8_t* const* rows, std::size_t count);
 
   /// After all rows were pushed: writes the result to a plane of `resultWidth()` by
-  /// `resultHeight()`. Pixels give pixels; bytes and words give bytes. The only error is
-  /// `outOfMemory`.
+  /// `resultHeight()`. Pixels give pixels; bytes and words give bytes. The errors are
+  /// `corrupt` where rows are missing, and `outOfMemory`.
   ImageResult<void> finish(const PlaneView& result);
 
  private:

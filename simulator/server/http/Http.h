@@ -97,7 +97,7 @@ class MessageHandler {
   virtual void onClose(Peer& peer) = 0;
 };
 
-/// Makes a response that takes time, on a worker.
+/// Makes a response that takes time, on a worker. What it throws becomes a response of status 500.
 using DeferredResponse = std::function<Response()>;
 
 using Reaction = std::variant<Response, DeferredResponse, std::unique_ptr<Upload>,

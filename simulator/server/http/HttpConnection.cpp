@@ -10,6 +10,7 @@
 #include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/write.hpp>
 #include <boost/beast/websocket/rfc6455.hpp>
+#include <exception>
 #include <optional>
 #include <string>
 #include <utility>
@@ -113,7 +114,12 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     // The work may take as long as it needs.
     stream_.expires_never();
     asio::post(network_.workers, [self = shared_from_this(), work = std::move(work)]() mutable {
-      auto response = std::make_shared<Response>(work());
+      auto response = std::make_shared<Response>();
+      try {
+        *response = work();
+      } catch (const std::exception& thrown) {
+        *response = errorResponse(500, thrown.what());
+      }
       work = nullptr;
       asio::post(self->network_.io, [self, response] { self->respond(std::move(*response)); });
     });

@@ -62,6 +62,7 @@ TEST_F(MoviesTest, APosterIsSmallAndShowsMoreThanBlack) {
   };
   EXPECT_EQ(shown(posterFrame(file, 100)), "100x38 red");
   EXPECT_EQ(shown(posterFrame(file, 1000)), "320x120 red");
+  EXPECT_EQ(shown(posterFrame(file, 0)), "nothing");
   EXPECT_EQ(shown(posterFrame(black, 1000)), "160x120 black");
   EXPECT_EQ(shown(posterFrame(make("c.m4a", tone), 100)), "nothing");
 }

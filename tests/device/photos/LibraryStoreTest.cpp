@@ -3,7 +3,9 @@
 #include <fcntl.h>
 #include <gmock/gmock.h>
 #include <sqlite3.h>
+#include <stdlib.h>
 #include <sys/resource.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -128,13 +130,48 @@ TEST_F(LibraryStoreTest, AFailedChangeRemovesItsFilesBeforeAnotherProcessCanUseT
   options.onStage = [&](LibraryStore::Stage stage) {
     if (stage != LibraryStore::Stage::filesRemoved) return;
     ++failures;
-    EXPECT_THAT(namesIn(originals()), ElementsAre("1.jpg"));
+    EXPECT_THAT(namesIn(originals()), ElementsAre(testing::StartsWith(".change-"), "1.jpg"));
     EXPECT_EQ(runSql("BEGIN IMMEDIATE"), SQLITE_BUSY);
   };
   const auto store = openLibrary(folder(), options);
   ASSERT_TRUE(store->add({testPicture("old", "OLD/L0/001")}));
   EXPECT_FALSE(store->add({testPicture("new"), testPicture("x", "OLD/L0/001")}));
   EXPECT_EQ(failures, 1);
+}
+
+TEST_F(LibraryStoreTest, AChangeThatThrowsIsUndoneToo) {
+  LibraryStore::Options options = testOptions();
+  int renamed = 0;
+  options.onStage = [&](LibraryStore::Stage stage) {
+    if (stage == LibraryStore::Stage::fileRenamed && ++renamed == 2) throw std::bad_alloc();
+  };
+  const auto store = openLibrary(folder(), options);
+  EXPECT_THROW(store->add({testPicture("a"), testPicture("b")}), std::bad_alloc);
+  EXPECT_TRUE(namesIn(originals()).empty());
+  ASSERT_TRUE(store->add({testPicture("c")}));
+  EXPECT_THAT(namesIn(originals()), ElementsAre("1.jpg"));
+}
+
+TEST_F(LibraryStoreTest, TheOriginalsMayLieOnAnotherDisk) {
+  std::string other = "/dev/shm/photos-test-XXXXXX";
+  struct stat here, there;
+  if (!mkdtemp(other.data())) GTEST_SKIP() << "There is no other disk.";
+  const auto removed = std::shared_ptr<void>(nullptr, [&](void*) { fs::remove_all(other); });
+  fs::create_directory(folder());
+  fs::create_directory_symlink(other, originals());
+  ASSERT_EQ(stat(folder().c_str(), &here) | stat(other.c_str(), &there), 0);
+  if (here.st_dev == there.st_dev) GTEST_SKIP() << "There is no other disk.";
+  const auto store = openLibrary(folder());
+  const auto added = store->add({testPicture("a"), testPicture("b")});
+  ASSERT_TRUE(added) << added.error().message;
+  EXPECT_THAT(namesIn(other), ElementsAre("1.jpg", "2.jpg"));
+}
+
+TEST_F(LibraryStoreTest, AChangeThatDiedBeforeTheDatabaseWasMadeIsNoOriginal) {
+  fs::create_directories(originals() / ".change-abcdef");
+  writeText(originals() / ".change-abcdef/.in-use", "");
+  const auto store = openLibrary(folder());
+  EXPECT_TRUE(namesIn(originals()).empty());
 }
 
 TEST_F(LibraryStoreTest, AChangeOfManyAssetsTakesFewDescriptors) {
@@ -243,7 +280,7 @@ TEST_F(LibraryStoreTest, AFileThatCannotBeProbedIsNoUnknownFormat) {
   const auto picturesUnread = openLibrary(folder() / "pictures", options);
   for (const auto& [store, name] :
        {std::pair(moviesUnread.get(), "a.mp4"), std::pair(picturesUnread.get(), "a.jpg")}) {
-    const auto refused = store->importFile({temporary_.path() / name, std::nullopt}, Date());
+    const auto refused = store->importFile({folder().parent_path() / name, std::nullopt}, Date());
     ASSERT_FALSE(refused);
     EXPECT_EQ(refused.error().message, std::string(name) + " cannot be read: memory is short");
   }
@@ -342,11 +379,17 @@ TEST_F(LibraryStoreTest, ThumbnailIsMadeOnceForEachSize) {
   EXPECT_EQ(made, before);
 }
 
-TEST_F(LibraryStoreTest, OnlyTheOwnerMayReadTheLibrary) {
+TEST_F(LibraryStoreTest, OnlyTheOwnerMayReadTheLibraryWhateverTheUmask) {
   LibraryStore::Options options = testOptions();
   options.makeThumbnail = [](const Data& original, int) { return original; };
   const auto store = openLibrary(folder(), options);
-  ASSERT_TRUE(store->add({testPicture("a", "A/L0/001")}));
+  const mode_t before = umask(0477);
+  const auto added = store->add({testPicture("a", "A/L0/001")});
+  umask(before);
+  ASSERT_TRUE(added);
+  struct stat status;
+  ASSERT_EQ(stat((originals() / "1.jpg").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777, 0600u);
   ASSERT_TRUE(store->thumbnail("A/L0/001", 64));
   int entries = 0;
   for (const auto& entry : fs::recursive_directory_iterator(folder())) {

@@ -6,8 +6,10 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <filesystem>
+#include <thread>
 
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/foundation/files/Folders.h"
@@ -31,10 +33,12 @@ std::filesystem::path folderOfDeadProcess(const std::filesystem::path& parent, i
   return {};
 }
 
-TEST(TemporaryFolderTest, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersStay) {
+TEST(TemporaryFolderTest, FoldersOfDeadProcessesAndEmptyOnesGoWhenTheNextIsMadeAndAllOthersStay) {
   const auto around = ApplicationHome::makePrivate();
   const std::filesystem::path parent = around->path() + "/parent";
-  ASSERT_TRUE(makePrivateFolder(parent / "work-of-somebody"));
+  ASSERT_TRUE(makePrivateFolder(parent / "work-of-somebody/file"));
+  // As where a process dies before it has locked its folder, or while it removes it.
+  ASSERT_TRUE(makePrivateFolder(parent / "work-empty"));
   const auto alive = TemporaryFolder::create(parent, "work-");
   const auto otherKind = TemporaryFolder::create(parent, "rest-");
   ASSERT_TRUE(alive && otherKind);
@@ -43,7 +47,8 @@ TEST(TemporaryFolderTest, FoldersOfDeadProcessesGoWhenTheNextIsMadeAndAllOthersS
   {
     const auto next = TemporaryFolder::create(parent, "work-");
     ASSERT_TRUE(next);
-    EXPECT_FALSE(std::filesystem::exists(dead));
+    for (const auto& gone : {dead, parent / "work-empty"})
+      EXPECT_FALSE(std::filesystem::exists(gone)) << gone;
     for (const auto& kept :
          {alive->path(), otherKind->path(), next->path(), parent / "work-of-somebody"})
       EXPECT_TRUE(std::filesystem::exists(kept)) << kept;
@@ -74,6 +79,23 @@ TEST(TemporaryFolderTest, WhatAnInterruptedRemovalLeftIsRemovedByTheNext) {
   ASSERT_TRUE(std::filesystem::exists(left));
   ASSERT_TRUE(TemporaryFolder::create(parent, "work-"));
   EXPECT_FALSE(std::filesystem::exists(left));
+}
+
+TEST(TemporaryFolderTest, AFolderThatIsBeingMadeMayBeTakenForAnAbandonedOne) {
+  const auto around = ApplicationHome::makePrivate();
+  const std::filesystem::path parent = around->path();
+  std::atomic<bool> isOver = false;
+  std::thread remover([&] {
+    while (!isOver) TemporaryFolder::removeAbandoned(parent, "work-");
+  });
+  int failures = 0;
+  for (int i = 0; i < 500; ++i) {
+    const auto folder = TemporaryFolder::create(parent, "work-");
+    if (!folder || !std::filesystem::exists(folder->path())) ++failures;
+  }
+  isOver = true;
+  remover.join();
+  EXPECT_EQ(failures, 0);
 }
 
 TEST(TemporaryFolderTest, LivesUntilTheLastObjectThatHasItEnds) {
