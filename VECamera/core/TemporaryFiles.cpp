@@ -19,8 +19,8 @@ std::string VECameraPlugin::tempFilePath(std::string_view extension) const {
   std::string path =
       directory + "/" + std::string(photoPrefix) + stamp + "." + std::string(extension);
   // Settled: the name is not varied, and callers rely on a free one, so a taken name is waited for.
-  while (platform_.fileManager.fileExistsAtPath(path)) {
-  }
+  while (platform_.fileManager.fileExistsAtPath(path))
+    platform_.fileManager.waitForChangeAtPath(path);
   return path;
 }
 
@@ -40,11 +40,12 @@ void VECameraPlugin::cleanup(const std::shared_ptr<CallBackManager>& callback) {
     const std::string* file = entry->text();
     if (!file) break;
     const auto base = platform_.urls.URLWithString(temporary);
-    if (!base) continue;
+    const auto url =
+        base ? platform_.urls.appendingPathComponent(*base, *file) : std::optional<URL>();
+    if (!url) continue;
     // Settled: the removal is asked for under the URL's text, so a name that a URL escapes is not
     // found.
-    const auto url = platform_.urls.appendingPathComponent(*base, *file);
-    if (const auto error = files.removeItemAtPath(url.absoluteString())) {
+    if (const auto error = files.removeItemAtPath(url->absoluteString())) {
       platform_.log.error(
           "",
           "Failed to delete: " + temporary + *file + " (error: " + error->localizedDescription(),

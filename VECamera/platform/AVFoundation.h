@@ -49,16 +49,17 @@ enum class AVAssetExportSessionStatus {
   cancelled = 5,
 };
 
-/// One export of one asset into one file. The setters come before the start; everything else may be
-/// called on any thread. A session that is released before its handler has run goes on to its end.
+/// One export of one asset into one file. The setters come before the start and report nothing:
+/// what they cannot take makes the export fail. Everything else may be called on any thread. A
+/// session that is released before its handler has run goes on to its end.
 class AVAssetExportSession : public Object {
  public:
   virtual void setOutputFileType(std::string_view type) = 0;
   /// A file URL at which no file is.
   virtual void setOutputURL(const URL& url) = 0;
   /// Starts the export; once. The handler runs once, on a thread of the platform's choosing, never
-  /// before this call returns, when the status is completed, failed or cancelled for good. A
-  /// session that did not complete leaves no file of its own behind.
+  /// before this call returns, when the status is completed, failed or cancelled for good. Of a
+  /// session that did not complete, the file is removed before the handler runs.
   virtual void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) = 0;
   /// Asks for the end of a running export. One that has ended already stays as it is.
   virtual void cancelExport() = 0;

@@ -31,6 +31,7 @@ class CGImage : public Object {
 
 /// A drawing surface with a current transformation matrix. x runs right, y runs down; a positive
 /// rotation turns clockwise as seen. Each operation changes the matrix for what is drawn after it.
+/// Used on the thread that made the surface.
 class CGContext {
  public:
   virtual ~CGContext() = default;

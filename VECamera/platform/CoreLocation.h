@@ -22,7 +22,7 @@ struct CLLocationCoordinate2D {
 /// One fix.
 struct CLLocation {
   CLLocationCoordinate2D coordinate;
-  /// In metres above sea level; not-a-number where it is unknown.
+  /// In metres above sea level, as the platform gives it; not-a-number only where it says so.
   double altitude = 0;
   Date timestamp;
 };

@@ -13,7 +13,9 @@ namespace vecamera {
 
 inline constexpr std::string_view NSLocalizedDescriptionKey = "NSLocalizedDescription";
 
-/// A platform error: a domain, a code within it, and a dictionary that may hold a description.
+/// A platform error: a domain, a code within it, and a dictionary that may hold a description. A
+/// platform that computes its descriptions seldom keeps them there: its host stores each one under
+/// `NSLocalizedDescriptionKey`, because it ends up in answers and in the log.
 struct NSError {
   std::string domain;
   std::int64_t code = 0;
@@ -55,7 +57,8 @@ struct NSTimeZone {
 class NSDateFormatter {
  public:
   virtual ~NSDateFormatter() = default;
-  /// A Unicode date pattern (UTS #35), for example "yyyy:MM:dd".
+  /// A Unicode date pattern (UTS #35), for example "yyyy:MM:dd". "SSSSSS" gives all six digits of
+  /// the microsecond, also where the platform's own formatter stops at milliseconds.
   virtual void setDateFormat(std::string_view pattern) = 0;
   /// The zone to format in; nothing is the device's own zone.
   virtual void setTimeZone(const std::optional<NSTimeZone>& zone) = 0;
@@ -76,7 +79,8 @@ class NSDirectoryEnumerator {
   virtual ~NSDirectoryEnumerator() = default;
   /// The next entry (text), or nothing at the end. Recursive, parents before children, hidden
   /// entries too, links not followed. A folder's entries are read when the folder itself is handed
-  /// out, so they still come when the folder is removed meanwhile.
+  /// out, so they still come when the folder is removed meanwhile; where the platform's enumerator
+  /// reads them later, the host walks by itself.
   virtual std::optional<Value> nextObject() = 0;
 };
 
@@ -101,6 +105,10 @@ class NSFileManager {
   /// steps.
   virtual std::string stringByStandardizingPath(std::string_view path) = 0;
   virtual bool fileExistsAtPath(std::string_view path) = 0;
+  /// Called between two questions whether the file exists, while the answer is yes. Returns when it
+  /// may have changed, at the latest after a moment; may return at once. A short sleep will do. The
+  /// thread is the background executor's, or the one on which a location update was delivered.
+  virtual void waitForChangeAtPath(std::string_view path) = 0;
   /// Creates or replaces the file; false when it cannot.
   virtual bool createFileAtPath(std::string_view path, const Data& contents) = 0;
   /// Null when the directory cannot be enumerated.
@@ -110,7 +118,7 @@ class NSFileManager {
   /// Removes a file, or a folder with all it holds. Nothing on success.
   virtual std::optional<NSError> removeItemAtPath(std::string_view path) = 0;
   /// Writes all or nothing to the file that the URL names; a URL without a scheme is taken as a
-  /// path. Nothing on success.
+  /// path, also where the platform's own writing to a URL refuses it. Nothing on success.
   virtual std::optional<NSError> writeAtomically(const Data& contents, const URL& url) = 0;
 };
 
@@ -118,13 +126,16 @@ class NSFileManager {
 class NSURLs {
  public:
   virtual ~NSURLs() = default;
-  /// A URL from its text; nothing where the text is no valid URL. A plain path is a URL without a
-  /// scheme, unless it holds a character that a URL must escape.
+  /// A URL from its text; nothing where the text is no valid URL. Strict: nothing is escaped to
+  /// make it valid. A plain path is a URL without a scheme, unless it holds a character that a URL
+  /// must escape.
   virtual std::optional<URL> URLWithString(std::string_view text) const = 0;
   /// The file URL of a path.
   virtual URL fileURLWithPath(std::string_view path) const = 0;
-  /// The URL with a path component (or several, joined by "/") appended, escaped as needed.
-  virtual URL appendingPathComponent(const URL& url, std::string_view component) const = 0;
+  /// The URL with a path component (or several, joined by "/") appended, escaped as needed; nothing
+  /// where that gives no URL.
+  virtual std::optional<URL> appendingPathComponent(const URL& url,
+                                                    std::string_view component) const = 0;
   /// Percent-encodes every character of `escaped` and every non-ASCII character, as UTF-8; every
   /// other character stays. Nothing where the text is not UTF-8.
   virtual std::optional<std::string> addingPercentEncoding(std::string_view text,
@@ -157,7 +168,7 @@ class NSBundle {
 class NSBundles {
  public:
   virtual ~NSBundles() = default;
-  /// The application's main bundle.
+  /// The application's main bundle; never null.
   virtual std::unique_ptr<NSBundle> mainBundle() = 0;
   /// The bundle at the path, or null where it cannot be opened.
   virtual std::unique_ptr<NSBundle> bundleWithPath(std::string_view path) = 0;

@@ -41,9 +41,11 @@ class CGImageDestination {
   virtual ~CGImageDestination() = default;
   virtual void addImage(const std::shared_ptr<const CGImage>& image,
                         const Dictionary& properties) = 0;
-  /// Encodes what was added and replaces the buffer by it. False where it cannot; once only.
+  /// Encodes what was added and replaces the buffer by it. False where it cannot; once only. The
+  /// encoding may be put off until `data` asks for it, because the module drops what it merges.
   virtual bool finalize() = 0;
-  /// The buffer: the bytes given at the start until `finalize` has replaced them.
+  /// The buffer: the bytes given at the start until `finalize` has replaced them, and also where
+  /// an encoding that was put off fails.
   virtual Data data() const = 0;
 };
 

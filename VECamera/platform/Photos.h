@@ -50,10 +50,21 @@ class PHAssetCreationRequest {
   virtual std::optional<std::string> placeholderLocalIdentifier() const = 0;
 };
 
-/// The shared photo library.
+/// What a change block changes the library with. Lives for the block's run, and is used on its
+/// thread.
+class PHAssetChanges {
+ public:
+  virtual ~PHAssetChanges() = default;
+  /// A request for a new asset, owned by the change.
+  virtual PHAssetCreationRequest& creationRequestForAsset() = 0;
+};
+
+/// The shared photo library. Its authorization is that of the platform's operations without an
+/// access level, which report limited access as authorized. A platform that reports `limited`
+/// instead is given no picker, and the command stays open.
 class PHPhotoLibrary {
  public:
-  using ChangeBlock = std::function<void()>;
+  using ChangeBlock = std::function<void(PHAssetChanges&)>;
   using CompletionHandler = std::function<void(bool success, std::optional<NSError> error)>;
 
   virtual ~PHPhotoLibrary() = default;
@@ -66,9 +77,6 @@ class PHPhotoLibrary {
   /// runs the handler once, on a queue of the library's choosing. Neither runs before this call
   /// returns. On failure nothing of the change remains.
   virtual void performChanges(ChangeBlock changes, CompletionHandler completion) = 0;
-  /// A request for a new asset; only inside a change block. The library owns it until the block's
-  /// change ends.
-  virtual PHAssetCreationRequest& creationRequestForAsset() = 0;
   /// The assets behind addresses of the form "assets-library://asset/asset.EXT?id=UUID&ext=EXT";
   /// unknown ones are left out. Any executor.
   virtual std::vector<std::shared_ptr<PHAsset>> fetchAssetsWithALAssetURLs(

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cstdint>
+#include <optional>
+
 #include "VECamera/platform/AVFoundation.h"
 #include "VECamera/platform/Container.h"
 #include "VECamera/platform/CoreLocation.h"
@@ -16,6 +19,10 @@ namespace vecamera {
 /// references and keeps it alive until the plug-in is gone, `tasks` has been joined, and nothing
 /// that was handed out can run any more: jobs of the executors, actions of alerts, completions,
 /// handlers of permissions, change blocks. These hold references to it, not always the plug-in.
+/// One record for the whole process, which is never torn down, is a supported way to host.
+///
+/// No implementation waits for the main thread: a task that runs may be what the main thread waits
+/// for in `TaskScope::join`. Objects that the module holds may be destroyed on any thread.
 struct Platform {
   // The container.
   VELog& log;
@@ -51,6 +58,10 @@ struct Platform {
   Executor& background;
   /// Owns every task that the plug-in starts.
   TaskScope& tasks;
+
+  /// The longest data URL of a movie, in bytes; nothing for no limit. A movie that needs a longer
+  /// one is answered as one that failed, before anything of it is read.
+  std::optional<std::uint64_t> maxMovieDataUrlBytes = std::nullopt;
 };
 
 }  // namespace vecamera

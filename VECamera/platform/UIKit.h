@@ -37,8 +37,8 @@ class UIImage : public Object {
   virtual std::shared_ptr<const CGImage> cgImage() const = 0;
 };
 
-/// An off-screen bitmap context, non-opaque, one pixel per point, closed when destroyed. Used on
-/// one executor at a time.
+/// An off-screen bitmap context, non-opaque, one pixel per point, closed when destroyed. Made, used
+/// and closed on one thread; the one that was made last is closed first.
 class UIGraphicsImageContext {
  public:
   virtual ~UIGraphicsImageContext() = default;
@@ -54,8 +54,9 @@ class UIGraphicsImageContext {
 class UIGraphics {
  public:
   virtual ~UIGraphics() = default;
-  /// `UIGraphicsBeginImageContext`. Never null; a size that cannot be had gives a context that has
-  /// no current context and yields no picture. Any executor.
+  /// `UIGraphicsBeginImageContext`. Never null; a size that cannot be had, or that is beyond a
+  /// limit of the host's, gives a context that has no current context and yields no picture. Any
+  /// executor.
   virtual std::unique_ptr<UIGraphicsImageContext> beginImageContext(CGSize size) = 0;
 };
 

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <algorithm>
+#include <concepts>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -16,7 +18,8 @@
 namespace vecamera {
 
 /// The base of everything that the platform shares by reference and that can stand in a `Value`:
-/// images, assets, view objects, callbacks.
+/// images, assets, view objects, callbacks. The last reference may go on any thread: a host whose
+/// native object must end on the main thread hands it over there.
 class Object {
  public:
   Object(const Object&) = delete;
@@ -33,8 +36,15 @@ class Data {
  public:
   /// An empty buffer (which is not the same as no buffer: absence is `std::optional<Data>`).
   Data() = default;
-  explicit Data(std::vector<std::uint8_t> bytes)
-      : bytes_(std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes))) {}
+  /// Bytes that somebody else owns, without a copy. They stay where they are and as they are as
+  /// long as the owner lives; its last reference may go on any thread.
+  Data(std::span<const std::uint8_t> bytes, std::shared_ptr<const void> owner)
+      : bytes_(bytes), owner_(std::move(owner)) {}
+  explicit Data(std::vector<std::uint8_t> bytes) {
+    auto held = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
+    bytes_ = *held;
+    owner_ = std::move(held);
+  }
   static Data copyOf(std::span<const std::uint8_t> bytes) {
     return Data(std::vector<std::uint8_t>(bytes.begin(), bytes.end()));
   }
@@ -43,20 +53,17 @@ class Data {
   }
 
   /// The bytes; valid as long as any copy of this buffer lives.
-  std::span<const std::uint8_t> bytes() const {
-    return bytes_ ? std::span<const std::uint8_t>(*bytes_) : std::span<const std::uint8_t>();
-  }
-  std::size_t size() const { return bytes_ ? bytes_->size() : 0; }
-  bool empty() const { return size() == 0; }
+  std::span<const std::uint8_t> bytes() const { return bytes_; }
+  std::size_t size() const { return bytes_.size(); }
+  bool empty() const { return bytes_.empty(); }
 
   friend bool operator==(const Data& a, const Data& b) {
-    const auto x = a.bytes();
-    const auto y = b.bytes();
-    return x.size() == y.size() && std::equal(x.begin(), x.end(), y.begin());
+    return std::ranges::equal(a.bytes_, b.bytes_);
   }
 
  private:
-  std::shared_ptr<const std::vector<std::uint8_t>> bytes_;
+  std::span<const std::uint8_t> bytes_;
+  std::shared_ptr<const void> owner_;
 };
 
 /// A URL as a value: its absolute text. URLs are made by the platform's `NSURLs` (Foundation.h),
@@ -76,17 +83,41 @@ class Value;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 using Array = std::vector<Value>;
 
+/// Every integer type of up to 64 bits; neither `bool` nor characters, nor enumerations.
+template <class T>
+concept BoxableInteger = std::integral<T> && sizeof(T) <= sizeof(std::int64_t) &&
+                         !std::same_as<T, bool> && !std::same_as<T, char> &&
+                         !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
+                         !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
+
 /// A value of any type, as it stands in argument lists, info dictionaries, metadata and answers.
 /// Arrays and dictionaries are shared and immutable, so copies are cheap.
+///
+/// What a host makes of the platform's values: a boxed boolean is a boolean and no number; a boxed
+/// integer of the signed 64-bit range is an integer, every other number a double; a dictionary
+/// whose keys are not all texts is an `Object` of the host's own; what has no kind here is left
+/// out. No pointer but that of a text becomes a value.
 class Value {
  public:
   Value() = default;
   Value(std::nullptr_t) {}
-  Value(bool flag) : held_(flag) {}
-  Value(int number) : held_(std::int64_t{number}) {}
-  Value(std::int64_t number) : held_(number) {}
-  Value(double number) : held_(number) {}
-  Value(const char* text) : held_(std::string(text)) {}
+  /// A flag: of `bool` itself only.
+  template <std::same_as<bool> T>
+  Value(T flag) : held_(flag) {}
+  /// An integer; above the signed range, the nearest double.
+  template <BoxableInteger T>
+  Value(T number) {
+    if (std::in_range<std::int64_t>(number))
+      held_ = static_cast<std::int64_t>(number);
+    else
+      held_ = static_cast<double>(number);
+  }
+  template <std::floating_point T>
+  Value(T number) : held_(static_cast<double>(number)) {}
+  /// A text that ends in a null character; a null pointer is the null value.
+  Value(const char* text) {
+    if (text) held_ = std::string(text);
+  }
   Value(std::string text) : held_(std::move(text)) {}
   Value(Data bytes) : held_(std::move(bytes)) {}
   Value(URL url) : held_(std::move(url)) {}

@@ -76,8 +76,8 @@ void saveHeldBackPhoto(const ResultContext& context, const PictureOptions& optio
   const auto png = image ? platform.images.UIImagePNGRepresentation(image) : std::nullopt;
   if (!png) return;
   platform.photoLibrary.performChanges(
-      [&library = platform.photoLibrary, png] {
-        library.creationRequestForAsset().addResource(PHAssetResourceType::photo, *png, {});
+      [png](PHAssetChanges& changes) {
+        changes.creationRequestForAsset().addResource(PHAssetResourceType::photo, *png, {});
       },
       [&process = platform.process](bool success, const std::optional<NSError>& error) {
         if (success)

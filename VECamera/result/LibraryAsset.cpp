@@ -11,8 +11,8 @@ struct Change {
 };
 
 Task<Change> addAsset(Platform platform, AddResource addResource) {
-  const auto block = [&library = platform.photoLibrary, addResource] {
-    addResource(library.creationRequestForAsset());
+  const auto block = [addResource](PHAssetChanges& changes) {
+    addResource(changes.creationRequestForAsset());
   };
   Change change;
   try {

@@ -14,12 +14,15 @@ void logError(VELog& log, const std::string& error) {
   log.error("", "error : " + error, pluginSourceFile, noLine, "resultForVideo(_:info:)");
 }
 
-/// The file's data URL; nothing where the file cannot be read, or memory is short.
+/// The file's data URL; nothing where it is longer than the host allows, the file cannot be read,
+/// or memory is short.
 std::optional<std::string> dataUrlOf(const std::string& path, const Platform& platform) try {
   const auto file = platform.fileManager.fileHandleForReadingAtPath(path);
   if (!file) return std::nullopt;
   std::string text = "data:video/mp4;base64,";
-  text.reserve(text.size() + (file->size() + 2) / 3 * 4);
+  const auto length = text.size() + (file->size() + 2) / 3 * 4;
+  if (length > platform.maxMovieDataUrlBytes.value_or(length)) return std::nullopt;
+  text.reserve(length);
   while (true) {
     const auto piece = file->readDataUpToLength(pieceLength);
     if (!piece) return std::nullopt;

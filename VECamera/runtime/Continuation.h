@@ -1,12 +1,13 @@
 #pragma once
 
+#include <cassert>
 #include <coroutine>
 #include <cstdint>
+#include <cstdio>
 #include <exception>
 #include <memory>
 #include <mutex>
 #include <optional>
-#include <stdexcept>
 #include <string>
 #include <utility>
 
@@ -36,7 +37,11 @@ struct ContinuationState {
     std::shared_ptr<TaskRoot> parked;
     {
       const std::lock_guard lock(mutex);
-      if (resumed) throw std::logic_error("continuation resumed twice: " + label);
+      if (resumed) {
+        std::fprintf(stderr, "A continuation was resumed twice: %s\n", label.c_str());
+        assert(!"A continuation was resumed twice.");
+        return;
+      }
       resumed = true;
       value = std::move(given);
       thrown = std::move(error);
@@ -50,9 +55,10 @@ struct ContinuationState {
 
 /// A single-use handle that resumes one waiter, with a value or an error. Copies name the same
 /// waiter; any thread may resume. The waiter always resumes through its executor, never inline. A
-/// second resumption throws `std::logic_error` with the label. A waiter whose task has been dropped
-/// is left alone. Dropping every copy without resuming leaves the waiter suspended until its scope
-/// is joined.
+/// second resumption is a fault of the caller: it is logged to standard error with the label, and
+/// then stops a debug build at an assertion and is dropped by a release build. A waiter whose task
+/// has been dropped is left alone. Dropping every copy without resuming leaves the waiter suspended
+/// until its scope is joined.
 template <class T>
 class Continuation {
  public:
@@ -60,8 +66,9 @@ class Continuation {
       : state_(std::move(state)) {}
 
   void resume(T value) const { state_->resume(std::move(value), nullptr); }
+  /// A null pointer becomes a `std::runtime_error`.
   void resumeThrowing(std::exception_ptr error) const {
-    state_->resume(std::nullopt, std::move(error));
+    state_->resume(std::nullopt, detail::orRuntimeError(std::move(error)));
   }
 
  private:

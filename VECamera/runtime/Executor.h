@@ -14,8 +14,10 @@ namespace vecamera {
 /// `NSProcess::fatalError` throws.
 using Job = std::function<void()>;
 
-/// Where code runs. `post` may be called on any thread; it returns at once and never runs the job
-/// inline. Jobs that have not run when the executor ends are destroyed unrun.
+/// Where code runs. `post` may be called on any thread, and the module holds no lock of its own
+/// meanwhile. It returns at once, does not throw, and never runs the job inline. Jobs that have not
+/// run when the executor ends are destroyed unrun; what they hold may be the last reference to an
+/// object of the host's.
 class Executor {
  public:
   virtual ~Executor() = default;

@@ -4,6 +4,7 @@
 #include <exception>
 #include <memory>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace vecamera {
@@ -11,6 +12,13 @@ namespace vecamera {
 namespace detail {
 
 class TaskRoot;
+
+/// The exception, or a `std::runtime_error` in place of a null one, as which the current exception
+/// shows where C++ did not throw it.
+inline std::exception_ptr orRuntimeError(std::exception_ptr thrown) {
+  if (thrown) return thrown;
+  return std::make_exception_ptr(std::runtime_error("an exception of an unknown kind"));
+}
 
 /// What every coroutine of the runtime carries: the detached task that it runs in. Set when the
 /// coroutine is first awaited.
@@ -82,7 +90,7 @@ struct TaskPromiseCommon : PromiseBase {
 
   std::suspend_always initial_suspend() const noexcept { return {}; }
   ResumeAwaiter<Self> final_suspend() const noexcept { return {}; }
-  void unhandled_exception() noexcept { thrown = std::current_exception(); }
+  void unhandled_exception() noexcept { thrown = orRuntimeError(std::current_exception()); }
 };
 
 template <class T>

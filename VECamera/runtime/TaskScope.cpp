@@ -15,6 +15,9 @@ struct ScopeState {
   std::mutex mutex;
   std::condition_variable changed;
   std::unordered_set<std::shared_ptr<TaskRoot>> roots;
+  /// Calls of `Executor::post` under way, for whose end `join` waits: the executor may end after
+  /// it.
+  std::size_t posting = 0;
   bool closed = false;
 };
 
@@ -63,19 +66,23 @@ RootCoroutine runDetached(Task<void> task, std::shared_ptr<ScopeState> scope) {
 
 }  // namespace
 
-void TaskRoot::postLocked(Executor& executor) {
+void TaskRoot::post(std::unique_lock<std::mutex> lock, Executor& executor) {
+  // The job may end the task before `post` returns.
+  const auto scope = scope_;
   phase_ = Phase::queued;
-  const auto ticket = ++ticket_;
-  // Posted under the scope's lock, so that `join` cannot return, and the executor end, in between.
-  executor.post([self = shared_from_this(), ticket] { self->run(ticket); });
+  ++scope->posting;
+  Job job = [self = shared_from_this(), ticket = ++ticket_] { self->run(ticket); };
+  lock.unlock();
+  executor.post(std::move(job));
+  const std::lock_guard relock(scope->mutex);
+  --scope->posting;
+  if (scope->closed) scope->changed.notify_all();
 }
 
 void TaskRoot::hop(std::coroutine_handle<> next, Executor& executor) {
-  const auto scope = scope_;
-  const std::lock_guard lock(scope->mutex);
+  std::unique_lock lock(scope_->mutex);
   next_ = next;
-  postLocked(executor);
-  if (scope->closed) scope->changed.notify_all();
+  post(std::move(lock), executor);
 }
 
 std::uint64_t TaskRoot::wait(std::coroutine_handle<> next) {
@@ -89,8 +96,8 @@ std::uint64_t TaskRoot::wait(std::coroutine_handle<> next) {
 }
 
 void TaskRoot::wake(std::uint64_t ticket, Executor& executor) {
-  const std::lock_guard lock(scope_->mutex);
-  if (phase_ == Phase::waiting && ticket_ == ticket) postLocked(executor);
+  std::unique_lock lock(scope_->mutex);
+  if (phase_ == Phase::waiting && ticket_ == ticket) post(std::move(lock), executor);
 }
 
 void TaskRoot::run(std::uint64_t ticket) {
@@ -125,12 +132,12 @@ void TaskScope::start(Executor& executor, Task<void> task) {
   const auto frame = detail::runDetached(std::move(task), state_).frame;
   frame.promise().root = root.get();
   {
-    const std::lock_guard lock(state_->mutex);
+    std::unique_lock lock(state_->mutex);
     if (!state_->closed) {
       root->frame_ = frame;
       root->next_ = frame;
       state_->roots.insert(root);
-      root->postLocked(executor);
+      root->post(std::move(lock), executor);
       return;
     }
   }
@@ -146,7 +153,7 @@ void TaskScope::join() {
   using Phase = detail::TaskRoot::Phase;
   std::unique_lock lock(state_->mutex);
   state_->closed = true;
-  while (!state_->roots.empty()) {
+  while (!state_->roots.empty() || state_->posting > 0) {
     std::vector<std::shared_ptr<detail::TaskRoot>> dropped;
     for (const auto& root : state_->roots) {
       if (root->phase_ == Phase::running) continue;

@@ -5,6 +5,7 @@
 #include <exception>
 #include <functional>
 #include <memory>
+#include <mutex>
 
 #include "VECamera/runtime/Executor.h"
 #include "VECamera/runtime/Task.h"
@@ -38,7 +39,8 @@ class TaskRoot : public std::enable_shared_from_this<TaskRoot> {
 
   enum class Phase { queued, running, waiting, ended };
 
-  void postLocked(Executor& executor);
+  /// Posts the resumption of `next_` without the lock, which is the scope's.
+  void post(std::unique_lock<std::mutex> lock, Executor& executor);
   void run(std::uint64_t ticket);
   void finished();
 

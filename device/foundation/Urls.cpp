@@ -197,7 +197,7 @@ URL Urls::fileURLWithPath(std::string_view path) const {
   return URL("file://" + percentEncoded(absolute, plainInPath));
 }
 
-URL Urls::appendingPathComponent(const URL& url, std::string_view component) const {
+std::optional<URL> Urls::appendingPathComponent(const URL& url, std::string_view component) const {
   const std::string& text = url.absoluteString();
   const auto pathEnd = std::min(text.find_first_of("?#"), text.size());
   std::string joined = text.substr(0, pathEnd);

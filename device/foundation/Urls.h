@@ -22,7 +22,8 @@ class Urls : public NSURLs {
   URL fileURLWithPath(std::string_view path) const override;
   /// A slash is inserted unless the path ends in one or the component begins with one. Slashes at
   /// the component's end are dropped. A query or fragment stays behind them.
-  URL appendingPathComponent(const URL& url, std::string_view component) const override;
+  std::optional<URL> appendingPathComponent(const URL& url,
+                                            std::string_view component) const override;
   std::optional<std::string> addingPercentEncoding(std::string_view text,
                                                    std::string_view characters) const override;
 };

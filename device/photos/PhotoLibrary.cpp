@@ -68,48 +68,19 @@ class PhotoLibrary::Request : public PHAssetCreationRequest {
 };
 
 /// What one change asks for.
-class PhotoLibrary::Change {
+class PhotoLibrary::Change : public PHAssetChanges {
  public:
-  explicit Change(PhotoLibrary& library) : library_(library) {}
+  explicit Change(LibraryStore& store) : store_(store) {}
 
-  /// Runs the block, for which this is the thread's current change.
-  void run(const ChangeBlock& block) {
-    struct Restore {
-      Change* outer;
-      ~Restore() { current_ = outer; }
-    };
-    const Restore restore{std::exchange(current_, this)};
-    block();
-  }
-
-  /// The change whose block runs on this thread; null outside the library's change blocks.
-  static Change* currentOf(const PhotoLibrary& library) {
-    return current_ && &current_->library_ == &library ? current_ : nullptr;
-  }
-
-  Request& addRequest() {
-    requests_.push_back(std::make_unique<Request>(library_.store_.newIdentifier()));
+  PHAssetCreationRequest& creationRequestForAsset() override {
+    requests_.push_back(std::make_unique<Request>(store_.newIdentifier()));
     return *requests_.back();
   }
   const std::vector<std::unique_ptr<Request>>& requests() const { return requests_; }
 
  private:
-  static thread_local Change* current_;
-
-  PhotoLibrary& library_;
+  LibraryStore& store_;
   std::vector<std::unique_ptr<Request>> requests_;
-};
-
-thread_local PhotoLibrary::Change* PhotoLibrary::Change::current_ = nullptr;
-
-/// Has no state, so that all threads can share one.
-class PhotoLibrary::DroppedRequest : public PHAssetCreationRequest {
- public:
-  void addResource(PHAssetResourceType, const Data&,
-                   const PHAssetResourceCreationOptions&) override {}
-  void addResource(PHAssetResourceType, const URL&,
-                   const PHAssetResourceCreationOptions&) override {}
-  std::optional<std::string> placeholderLocalIdentifier() const override { return std::nullopt; }
 };
 
 PhotoLibrary::PhotoLibrary(LibraryStore& store, const NSClock& clock, Executor& queue,
@@ -148,8 +119,8 @@ void PhotoLibrary::runIfAllowed(PHAuthorizationStatus status, const ChangeBlock&
     completion(false, plainError(accessUserDenied));
     return;
   }
-  Change change(*this);
-  change.run(changes);
+  Change change(store_);
+  changes(change);
   const auto committed = commit(change);
   if (!committed) return completion(false, committed.error());
   completion(true, std::nullopt);
@@ -173,12 +144,6 @@ Result<void, NSError> PhotoLibrary::commit(const Change& change) {
         {record.identifier, isPhoto ? "photo" : "video", record.byteCount, formatName(record)});
   }
   return {};
-}
-
-PHAssetCreationRequest& PhotoLibrary::creationRequestForAsset() {
-  static DroppedRequest dropped;
-  if (Change* change = Change::currentOf(*this)) return change->addRequest();
-  return dropped;
 }
 
 std::vector<std::shared_ptr<PHAsset>> PhotoLibrary::fetchAssetsWithALAssetURLs(

@@ -55,8 +55,7 @@ struct SavedAsset {
 /// decided yet, a change asks first.
 ///
 /// Change blocks and handlers run on the queue; the library outlives the jobs that it posts there,
-/// and its arguments outlive the library. A request for a new asset has an effect only where it is
-/// made in a change block of this library, on that block's thread.
+/// and its arguments outlive the library.
 ///
 /// Errors are of the domain "PHPhotosErrorDomain": 3300 for a request with several
 /// resources, 3302 for bytes that are no picture or movie, 3311 for a library that may not be
@@ -73,7 +72,6 @@ class PhotoLibrary : public PHPhotoLibrary {
   PHAuthorizationStatus authorizationStatus() override;
   void requestAuthorization(std::function<void(PHAuthorizationStatus)> handler) override;
   void performChanges(ChangeBlock changes, CompletionHandler completion) override;
-  PHAssetCreationRequest& creationRequestForAsset() override;
   std::vector<std::shared_ptr<PHAsset>> fetchAssetsWithALAssetURLs(
       const std::vector<URL>& urls, const PHFetchOptions& options) override;
 
@@ -84,7 +82,6 @@ class PhotoLibrary : public PHPhotoLibrary {
  private:
   class Request;
   class Change;
-  class DroppedRequest;
 
   void runIfAllowed(PHAuthorizationStatus status, const ChangeBlock& changes,
                     const CompletionHandler& completion);

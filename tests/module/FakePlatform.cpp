@@ -236,10 +236,13 @@ std::string FakeFiles::stringByStandardizingPath(std::string_view path) {
 }
 
 bool FakeFiles::fileExistsAtPath(std::string_view path) {
-  if (onPoll) onPoll();
   if (const auto busy = pollsUntilFree.find(path); busy != pollsUntilFree.end())
     return busy->second-- > 0;
   return files.contains(path);
+}
+
+void FakeFiles::waitForChangeAtPath(std::string_view path) {
+  if (onWait) onWait(path);
 }
 
 bool FakeFiles::createFileAtPath(std::string_view path, const Data& contents) {
@@ -278,7 +281,9 @@ URL FakeURLs::fileURLWithPath(std::string_view path) const {
   return URL("file://" + std::string(path));
 }
 
-URL FakeURLs::appendingPathComponent(const URL& url, std::string_view component) const {
+std::optional<URL> FakeURLs::appendingPathComponent(const URL& url,
+                                                    std::string_view component) const {
+  if (component == "\\") return std::nullopt;
   const std::string& base = url.absoluteString();
   return URL(base + (base.ends_with('/') ? "" : "/") + *addingPercentEncoding(component, " "));
 }
@@ -362,6 +367,15 @@ class FakePhotoLibrary::Request : public PHAssetCreationRequest {
   FakePhotoLibrary& library_;
 };
 
+class FakePhotoLibrary::Changes : public PHAssetChanges {
+ public:
+  explicit Changes(FakePhotoLibrary& library) : request_(library) {}
+  PHAssetCreationRequest& creationRequestForAsset() override { return request_; }
+
+ private:
+  Request request_;
+};
+
 void FakePhotoLibrary::performChanges(ChangeBlock block, CompletionHandler completion) {
   Change change{std::move(block), std::move(completion)};
   if (answersOn)
@@ -371,18 +385,9 @@ void FakePhotoLibrary::performChanges(ChangeBlock block, CompletionHandler compl
 }
 
 void FakePhotoLibrary::run(const Change& change, bool success, std::optional<NSError> error) {
-  {
-    const std::lock_guard lock(mutex_);
-    request_ = std::make_unique<Request>(*this);
-    change.block();
-    request_ = nullptr;
-  }
+  Changes made(*this);
+  change.block(made);
   change.completion(success, std::move(error));
-}
-
-PHAssetCreationRequest& FakePhotoLibrary::creationRequestForAsset() {
-  if (!request_) throw std::logic_error("not inside a change block");
-  return *request_;
 }
 
 std::vector<std::shared_ptr<PHAsset>> FakePhotoLibrary::fetchAssetsWithALAssetURLs(

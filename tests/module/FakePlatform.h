@@ -29,6 +29,7 @@ class FakeFiles : public NSFileManager {
   std::optional<std::string> temporaryDirectory() override { return temporary; }
   std::string stringByStandardizingPath(std::string_view path) override;
   bool fileExistsAtPath(std::string_view path) override;
+  void waitForChangeAtPath(std::string_view path) override;
   bool createFileAtPath(std::string_view path, const Data& contents) override;
   std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view path) override;
   std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view path) override;
@@ -38,8 +39,8 @@ class FakeFiles : public NSFileManager {
   std::optional<std::string> temporary = "/app/tmp/";
   std::map<std::string, Data, std::less<>> files;
   std::map<std::string, int, std::less<>> pollsUntilFree;
-  /// Runs each time somebody asks whether a file exists.
-  std::function<void()> onPoll;
+  /// Runs each time that somebody waits for a change at a path.
+  std::function<void(std::string_view)> onWait;
   bool createFails = false;
   /// Reads of an open file that succeed before one fails.
   std::optional<int> goodReads;
@@ -51,12 +52,13 @@ class FakeFiles : public NSFileManager {
   Lines removed;
 };
 
-/// A text with a blank, or none at all, is no URL.
+/// A text with a blank, or none at all, is no URL; a backslash cannot be appended.
 class FakeURLs : public NSURLs {
  public:
   std::optional<URL> URLWithString(std::string_view text) const override;
   URL fileURLWithPath(std::string_view path) const override;
-  URL appendingPathComponent(const URL& url, std::string_view component) const override;
+  std::optional<URL> appendingPathComponent(const URL& url,
+                                            std::string_view component) const override;
   std::optional<std::string> addingPercentEncoding(std::string_view text,
                                                    std::string_view escaped) const override;
   bool encodes = true;
@@ -207,7 +209,6 @@ class FakePhotoLibrary : public PHPhotoLibrary {
     asked = std::move(handler);
   }
   void performChanges(ChangeBlock changes, CompletionHandler completion) override;
-  PHAssetCreationRequest& creationRequestForAsset() override;
   std::vector<std::shared_ptr<PHAsset>> fetchAssetsWithALAssetURLs(const std::vector<URL>& urls,
                                                                    const PHFetchOptions&) override;
 
@@ -224,9 +225,8 @@ class FakePhotoLibrary : public PHPhotoLibrary {
 
  private:
   class Request;
+  class Changes;
   void run(const Change& change, bool success, std::optional<NSError> error);
-  std::mutex mutex_;
-  std::unique_ptr<PHAssetCreationRequest> request_;
 };
 
 /// Keeps requests until the test, or the executor `answersOn`, answers them.

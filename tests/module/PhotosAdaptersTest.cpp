@@ -6,9 +6,7 @@ namespace vecamera {
 namespace {
 
 using testing::ElementsAre;
-using testing::HasSubstr;
 using testing::IsEmpty;
-using testing::ThrowsMessage;
 
 std::string textOf(const NSError& error) {
   return error.domain + " " + std::to_string(error.code) + " " + describe(error.userInfo);
@@ -17,7 +15,7 @@ std::string textOf(const NSError& error) {
 Task<void> change(PHPhotoLibrary& library, Executor& resumed, Lines& out) {
   std::string line;
   try {
-    const auto block = [&library] { library.creationRequestForAsset(); };
+    const auto block = [](PHAssetChanges& changes) { changes.creationRequestForAsset(); };
     const bool success = co_await performChangesAsync(library, resumed, block);
     line = success ? "true" : "false";
   } catch (const NSErrorException& thrown) {
@@ -88,7 +86,7 @@ TEST(PhotosAdaptersTest, RequestImageDataGivesAllFourValuesOrTheFixedError) {
   }
 }
 
-TEST(PhotosAdaptersTest, AHandlerThatRunsTwiceIsAnErrorThatNamesTheAdapter) {
+TEST(PhotosAdaptersTest, AHandlerThatRunsTwiceIsLoggedUnderTheAdaptersName) {
   FakePlatform fake;
   Lines out;
   fake.tasks.start(fake.mainQueue, change(fake.photoLibrary, fake.background, out));
@@ -98,11 +96,8 @@ TEST(PhotosAdaptersTest, AHandlerThatRunsTwiceIsAnErrorThatNamesTheAdapter) {
   const auto fetched = fake.imageManager.requests.front();
   changed(true, {});
   fetched({}, {}, 1, {});
-  EXPECT_THAT([&] { changed(true, {}); },
-              ThrowsMessage<std::logic_error>(HasSubstr("performChangesAsync(_:)")));
-  EXPECT_THAT([&] { fetched(Data(), {}, 1, {}); },
-              ThrowsMessage<std::logic_error>(
-                  HasSubstr("requestImageDataAndOrientationAsync(for:options:)")));
+  EXPECT_DEBUG_DEATH(changed(true, {}), "performChangesAsync");
+  EXPECT_DEBUG_DEATH(fetched(Data(), {}, 1, {}), "requestImageDataAndOrientationAsync");
   fake.settle();
   EXPECT_EQ(out.all().size(), 2u);
 }

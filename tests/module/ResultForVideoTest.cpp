@@ -133,6 +133,21 @@ TEST_F(ResultForVideoTest, ADataUrlIsEncodedInPiecesAndItsFileRemoved) {
       ElementsAre("success {callbackURI: 'data:video/mp4;base64,b64:" + first + "b64:rest'}"));
 }
 
+TEST_F(ResultForVideoTest, ADataUrlBeyondTheHostsLimitIsAFailure) {
+  auto platform = fake.platform();
+  platform.maxMovieDataUrlBytes = 30;
+  plugin = VECameraPlugin::create(platform);
+  plugin->setViewController(controller);
+  const std::pair<std::string, std::string> rows[] = {
+      {"movie.", "success {callbackURI: 'data:video/mp4;base64,b64:movie.'}"},
+      {"movie..", failure}};
+  for (const auto& [contents, answer] : rows) {
+    const auto callback = export_({{destination, dataUrl}});
+    endExport(contents);
+    EXPECT_THAT(callback->answers(), ElementsAre(answer));
+  }
+}
+
 TEST_F(ResultForVideoTest, ANewLibraryMovieIsAnsweredWithItsAddress) {
   const std::string address = "app:file://assets-library://asset/asset.MP4?id=NEW-1%26ext=MP4";
   const struct {

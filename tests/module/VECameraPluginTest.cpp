@@ -45,9 +45,15 @@ TEST_F(VECameraPluginTest, TemporaryNamesCarryTheDeviceTimeOnATwelveHourClock) {
 TEST_F(VECameraPluginTest, ATakenNameIsWaitedForAndNotVaried) {
   const std::string path = "/app/tmp/velmora_photo_20261116020327.jpg";
   fake.files.pollsUntilFree[path] = 1000;
-  fake.files.onPoll = [this] { fake.clock.time += 1s; };
+  int waits = 0;
+  fake.files.onWait = [&](std::string_view waitedFor) {
+    EXPECT_EQ(waitedFor, path);
+    fake.clock.time += 1s;
+    ++waits;
+  };
   EXPECT_EQ(plugin->tempFilePath("jpg"), path) << "the date is taken once";
   EXPECT_EQ(fake.files.pollsUntilFree[path], -1) << "asked until it was free, and no further";
+  EXPECT_EQ(waits, 1000) << "between each two questions";
 }
 
 TEST_F(VECameraPluginTest, CleanupRemovesEveryEntryAndStopsAtTheFirstFailure) {
@@ -71,6 +77,7 @@ TEST_F(VECameraPluginTest, CleanupRemovesEveryEntryAndStopsAtTheFirstFailure) {
        failure,
        {"/app/tmp/a"},
        {"error [] Failed to delete: /app/tmp/x y (error: locked" + where}},
+      {"/app/tmp/", Array{"a", "\\", "b"}, success, {"/app/tmp/a", "/app/tmp/b"}, {}},
       {"/a b/", Array{"a", "b"}, success, {}, {}},
       {std::nullopt, Array{"a"}, success, {}, {}},
   };

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <filesystem>
 #include <system_error>
 #include <thread>
@@ -123,35 +124,11 @@ std::string FileManager::stringByStandardizingPath(std::string_view path) {
 bool FileManager::fileExistsAtPath(std::string_view path) {
   struct stat status;
   const std::string text(path);
-  const bool exists = text.find('\0') == std::string::npos && ::stat(text.c_str(), &status) == 0;
-  detectPoll(path, exists);
-  return exists;
+  return text.find('\0') == std::string::npos && ::stat(text.c_str(), &status) == 0;
 }
 
-void FileManager::detectPoll(std::string_view path, bool exists) {
-  // Which manager this thread asked last, and for what. Only compared, never followed.
-  thread_local const FileManager* lastManager = nullptr;
-  thread_local std::string lastPath;
-  const bool again = lastManager == this && lastPath == path;
-  lastManager = this;
-  lastPath = path;
-  if (!again || !exists) return;
-  std::shared_ptr<const OnPoll> onPoll;
-  {
-    const std::lock_guard lock(mutex_);
-    onPoll = onPoll_;
-  }
-  if (onPoll) {
-    (*onPoll)(path);
-  } else {
-    std::this_thread::yield();
-  }
-}
-
-void FileManager::setOnPoll(OnPoll onPoll) {
-  auto shared = onPoll ? std::make_shared<const OnPoll>(std::move(onPoll)) : nullptr;
-  const std::lock_guard lock(mutex_);
-  onPoll_ = std::move(shared);
+void FileManager::waitForChangeAtPath(std::string_view) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(1));
 }
 
 bool FileManager::createFileAtPath(std::string_view path, const Data& contents) {

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <functional>
 #include <memory>
-#include <mutex>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -15,8 +13,6 @@ namespace vecamera::device::foundation {
 /// removed, wherever a path or a link leads. Any thread.
 class FileManager : public NSFileManager {
  public:
-  using OnPoll = std::function<void(std::string_view path)>;
-
   /// The directory should be there; a relative path is taken from the working directory. An empty
   /// path is no temporary directory, and then nothing can be removed.
   explicit FileManager(std::string_view temporaryDirectory);
@@ -27,6 +23,8 @@ class FileManager : public NSFileManager {
   std::string stringByStandardizingPath(std::string_view path) override;
   /// Links are followed, so a link to nothing does not exist.
   bool fileExistsAtPath(std::string_view path) override;
+  /// Sleeps a little.
+  void waitForChangeAtPath(std::string_view path) override;
   /// The file has mode 0600 and is there whole or not at all; a link at the path is replaced.
   bool createFileAtPath(std::string_view path, const Data& contents) override;
   /// Entries of one folder come in the order of their names' bytes.
@@ -37,19 +35,9 @@ class FileManager : public NSFileManager {
   std::optional<NSError> removeItemAtPath(std::string_view path) override;
   std::optional<NSError> writeAtomically(const Data& contents, const URL& url) override;
 
-  /// The module waits for a name to become free by asking for it over and over. `onPoll` is called
-  /// in `fileExistsAtPath`, on the asking thread, when a path asked for is the one that this thread
-  /// asked for last and still exists. Without it, the thread yields.
-  void setOnPoll(OnPoll onPoll);
-
  private:
-  void detectPoll(std::string_view path, bool exists);
-
   /// Absolute, with a trailing slash; empty for none.
   const std::string temporaryDirectory_;
-  std::mutex mutex_;
-  /// Guarded by `mutex_`, called without it.
-  std::shared_ptr<const OnPoll> onPoll_;
 };
 
 }  // namespace vecamera::device::foundation

@@ -69,7 +69,7 @@ std::optional<Value> number(const Exiv2::Value& value, long index) {
     case Exiv2::unsignedShort:
     case Exiv2::signedShort:
     case Exiv2::unsignedLong:
-    case Exiv2::signedLong: return Value(std::int64_t{value.toLong(index)});
+    case Exiv2::signedLong: return Value(value.toLong(index));
     default: return std::nullopt;
   }
 }

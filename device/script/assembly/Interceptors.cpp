@@ -3,6 +3,7 @@
 #include <atomic>
 #include <cerrno>
 #include <chrono>
+#include <deque>
 #include <utility>
 
 #include "device/foundation/Urls.h"
@@ -68,6 +69,7 @@ class InterceptingFileManager : public Interceptor<NSFileManager> {
     return real_.stringByStandardizingPath(path);
   }
   bool fileExistsAtPath(std::string_view path) override { return real_.fileExistsAtPath(path); }
+  void waitForChangeAtPath(std::string_view path) override { by_.waitForChange(path); }
   std::unique_ptr<NSFileHandle> fileHandleForReadingAtPath(std::string_view path) override {
     return real_.fileHandleForReadingAtPath(path);
   }
@@ -253,6 +255,19 @@ class RequestWithoutPlaceholder : public PHAssetCreationRequest {
   PHAssetCreationRequest& real_;
 };
 
+/// The changes with requests that hide their placeholders.
+class ChangesWithoutPlaceholder : public PHAssetChanges {
+ public:
+  explicit ChangesWithoutPlaceholder(PHAssetChanges& real) : real_(real) {}
+  PHAssetCreationRequest& creationRequestForAsset() override {
+    return requests_.emplace_back(real_.creationRequestForAsset());
+  }
+
+ private:
+  PHAssetChanges& real_;
+  std::deque<RequestWithoutPlaceholder> requests_;
+};
+
 class InterceptingPhotoLibrary : public Interceptor<PHPhotoLibrary> {
  public:
   using Interceptor::Interceptor;
@@ -276,11 +291,9 @@ class InterceptingPhotoLibrary : public Interceptor<PHPhotoLibrary> {
     };
     const auto fault = by_.faults.strike(FaultPoint::performChanges);
     if (fault && fault->noPlaceholder && !fault->error && !fault->returnsFalse) {
-      auto hiding = [this, changes = std::move(changes)] {
-        hidesPlaceholders_ = true;
-        changes();
-        hidesPlaceholders_ = false;
-        requests_.clear();
+      auto hiding = [changes = std::move(changes)](PHAssetChanges& real) {
+        ChangesWithoutPlaceholder hidden(real);
+        changes(hidden);
       };
       real_.performChanges(std::move(hiding), std::move(finished));
     } else if (fault) {
@@ -292,18 +305,6 @@ class InterceptingPhotoLibrary : public Interceptor<PHPhotoLibrary> {
       real_.performChanges(std::move(changes), std::move(finished));
     }
   }
-
-  PHAssetCreationRequest& creationRequestForAsset() override {
-    auto& request = real_.creationRequestForAsset();
-    if (!hidesPlaceholders_) return request;
-    requests_.push_back(std::make_unique<RequestWithoutPlaceholder>(request));
-    return *requests_.back();
-  }
-
- private:
-  // Used on the library's queue only, while a change block runs.
-  bool hidesPlaceholders_ = false;
-  std::vector<std::unique_ptr<PHAssetCreationRequest>> requests_;
 };
 
 class InterceptingImageManager : public Interceptor<PHImageManager> {

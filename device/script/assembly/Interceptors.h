@@ -1,6 +1,8 @@
 #pragma once
 
+#include <functional>
 #include <memory>
+#include <string_view>
 
 #include "VECamera/platform/Platform.h"
 #include "device/script/assembly/FaultPlan.h"
@@ -15,6 +17,8 @@ struct Interception {
   TraceSink trace;
   /// Where the handlers of failed operations run.
   Executor& queue;
+  /// What the file manager does between two questions whether a file exists.
+  std::function<void(std::string_view path)> waitForChange;
 };
 
 /// Interceptors, one in front of each service. They pass on every call that no fault strikes.

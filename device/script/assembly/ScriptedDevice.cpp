@@ -107,7 +107,11 @@ ScriptResult<std::unique_ptr<ScriptedDevice>> ScriptedDevice::make(const DeviceS
 ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
                                TraceSink trace)
     : environment(std::move(made)),
-      interception{faults, std::move(trace), lanes.platform()},
+      interception{faults, std::move(trace), lanes.platform(),
+                   [this](std::string_view path) {
+                     takenName = path.substr(path.rfind('/') + 1);
+                     lanes.yieldWaiting();
+                   }},
       screen(observer),
       root(std::make_shared<screen::RootViewController>(screen, lanes.main())),
       givesViewController(setup.viewController),
@@ -147,10 +151,6 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, Scrip
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.onException(thrown); }),
       container(*environment.clock, observer) {
-  files.setOnPoll([this](std::string_view path) {
-    takenName = path.substr(path.rfind('/') + 1);
-    lanes.yieldWaiting();
-  });
   faults.set(setup.faults);
   if (setup.prompts.camera)
     cameraPermission.answerPromptsWith(*setup.prompts.camera ? AVAuthorizationStatus::authorized

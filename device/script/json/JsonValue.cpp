@@ -74,11 +74,7 @@ ScriptResult<Value> toValue(const Json& json) {
   switch (json.type()) {
     case Json::value_t::boolean: return Value(json.get<bool>());
     case Json::value_t::number_integer: return Value(json.get<std::int64_t>());
-    case Json::value_t::number_unsigned: {
-      const auto number = json.get<std::uint64_t>();
-      if (std::in_range<std::int64_t>(number)) return Value(static_cast<std::int64_t>(number));
-      return Value(static_cast<double>(number));
-    }
+    case Json::value_t::number_unsigned: return Value(json.get<std::uint64_t>());
     case Json::value_t::number_float: return Value(json.get<double>());
     case Json::value_t::string: return Value(json.get_ref<const std::string&>());
     case Json::value_t::object: return objectToValue(json);

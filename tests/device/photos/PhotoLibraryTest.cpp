@@ -2,8 +2,6 @@
 
 #include <gmock/gmock.h>
 
-#include <thread>
-
 #include "tests/device/photos/PhotosContract.h"
 #include "tests/device/photos/PhotosTestSupport.h"
 
@@ -69,11 +67,11 @@ INSTANTIATE_TEST_SUITE_P(OnSQLite, PhotosContract,
 TEST(PhotoLibraryTest, ObserverLearnsOfEachNewAssetBetweenCommitAndHandler) {
   StoredPhotos photos;
   photos.library().performChanges(
-      [&] {
-        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::photo,
-                                                               Data::copyOf("JPEG:4x3:1"), {});
-        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::video,
-                                                               Data::copyOf("MOVIE:64x48:2.5"), {});
+      [&](PHAssetChanges& changes) {
+        changes.creationRequestForAsset().addResource(PHAssetResourceType::photo,
+                                                      Data::copyOf("JPEG:4x3:1"), {});
+        changes.creationRequestForAsset().addResource(PHAssetResourceType::video,
+                                                      Data::copyOf("MOVIE:64x48:2.5"), {});
       },
       [&](bool, std::optional<NSError>) { photos.events.push_back("handler"); });
   photos.settle();
@@ -92,7 +90,7 @@ TEST(PhotoLibraryTest, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
   StoredPhotos photos;
   photos.authorization.current = PHAuthorizationStatus::notDetermined;
   bool ended = false;
-  photos.library().performChanges([&] { ended = true; },
+  photos.library().performChanges([&](PHAssetChanges&) { ended = true; },
                                   [&](bool, std::optional<NSError>) { ended = true; });
   photos.queue.runAll();
   EXPECT_FALSE(ended);
@@ -104,9 +102,9 @@ TEST(PhotoLibraryTest, StoreThatFailsIsReportedWithItsReason) {
   std::filesystem::remove_all(photos.folder.path() / "originals");
   std::optional<NSError> reported;
   photos.library().performChanges(
-      [&] {
-        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::photo,
-                                                               photos.picture(), {});
+      [&](PHAssetChanges& changes) {
+        changes.creationRequestForAsset().addResource(PHAssetResourceType::photo, photos.picture(),
+                                                      {});
       },
       [&](bool, std::optional<NSError> error) { reported = std::move(error); });
   photos.settle();
@@ -115,24 +113,6 @@ TEST(PhotoLibraryTest, StoreThatFailsIsReportedWithItsReason) {
   EXPECT_THAT(reported->localizedDescription(), testing::HasSubstr("cannot be written"));
   EXPECT_TRUE(photos.events.empty());
   EXPECT_EQ(photos.assetCount(), 0u);
-}
-
-TEST(PhotoLibraryTest, BlocksOnAnotherThreadOrOfAnotherLibraryDoNotMix) {
-  StoredPhotos photos;
-  StoredPhotos other;
-  photos.library().performChanges(
-      [&] {
-        EXPECT_FALSE(other.library().creationRequestForAsset().placeholderLocalIdentifier());
-        std::thread([&] {
-          EXPECT_FALSE(photos.library().creationRequestForAsset().placeholderLocalIdentifier());
-        }).join();
-        photos.library().creationRequestForAsset().addResource(PHAssetResourceType::photo,
-                                                               photos.picture(), {});
-      },
-      [](bool success, std::optional<NSError>) { EXPECT_TRUE(success); });
-  photos.settle();
-  EXPECT_EQ(photos.assetCount(), 1u);
-  EXPECT_EQ(other.assetCount(), 0u);
 }
 
 TEST(PhotoLibraryTest, AssetsOfTheDeviceAreFoundByIdentifierAndNamedByAddress) {

@@ -57,10 +57,10 @@ class PhotosContract : public testing::TestWithParam<MakePhotos> {
   std::shared_ptr<Answer> start(std::vector<Fill> requests) {
     auto answer = std::make_shared<Answer>();
     library().performChanges(
-        [this, answer, requests = std::move(requests)] {
+        [answer, requests = std::move(requests)](PHAssetChanges& changes) {
           ++answer->blockRuns;
           for (const Fill& fill : requests) {
-            PHAssetCreationRequest& request = library().creationRequestForAsset();
+            PHAssetCreationRequest& request = changes.creationRequestForAsset();
             fill(request);
             answer->placeholder = request.placeholderLocalIdentifier();
           }
@@ -203,25 +203,6 @@ TEST_P(PhotosContract, ChangeAsksTheUserWhereNothingIsDecided) {
   photos_->answerPrompts(PHAuthorizationStatus::limited);
   EXPECT_TRUE(change({addingPicture()})->success);
   EXPECT_EQ(photos_->assetCount(), 1u);
-}
-
-TEST_P(PhotosContract, RequestOutsideAChangeIsDropped) {
-  const auto requestOutside = [this] {
-    PHAssetCreationRequest& request = library().creationRequestForAsset();
-    request.addResource(PHAssetResourceType::photo, photos_->picture(), {});
-    EXPECT_FALSE(request.placeholderLocalIdentifier());
-  };
-  requestOutside();
-  int handlers = 0;
-  library().performChanges([] {},
-                           [&](bool success, std::optional<NSError>) {
-                             ++handlers;
-                             EXPECT_TRUE(success);
-                             requestOutside();
-                           });
-  photos_->settle();
-  EXPECT_EQ(handlers, 1);
-  EXPECT_EQ(photos_->assetCount(), 0u);
 }
 
 TEST_P(PhotosContract, ChangeStartedInsideAChangeIsOneOfItsOwn) {

@@ -45,6 +45,7 @@ class BareDevice : public VELog,
     return std::string(path);
   }
   bool fileExistsAtPath(std::string_view) override { return false; }
+  void waitForChangeAtPath(std::string_view) override {}
   bool createFileAtPath(std::string_view, const Data&) override { return false; }
   std::unique_ptr<NSDirectoryEnumerator> enumeratorAtPath(std::string_view) override {
     return nullptr;
@@ -56,7 +57,9 @@ class BareDevice : public VELog,
   std::optional<NSError> writeAtomically(const Data&, const URL&) override { return NSError{}; }
   std::optional<URL> URLWithString(std::string_view) const override { return {}; }
   URL fileURLWithPath(std::string_view path) const override { return URL(std::string(path)); }
-  URL appendingPathComponent(const URL& url, std::string_view) const override { return url; }
+  std::optional<URL> appendingPathComponent(const URL&, std::string_view) const override {
+    return {};
+  }
   std::optional<std::string> addingPercentEncoding(std::string_view,
                                                    std::string_view) const override {
     return {};
@@ -110,7 +113,6 @@ class BareDevice : public VELog,
   PHAuthorizationStatus authorizationStatus() override { return PHAuthorizationStatus::denied; }
   void requestAuthorization(std::function<void(PHAuthorizationStatus)>) override {}
   void performChanges(ChangeBlock, CompletionHandler) override {}
-  PHAssetCreationRequest& creationRequestForAsset() override { std::abort(); }
   std::vector<std::shared_ptr<PHAsset>> fetchAssetsWithALAssetURLs(const std::vector<URL>&,
                                                                    const PHFetchOptions&) override {
     return {};

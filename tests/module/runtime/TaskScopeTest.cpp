@@ -27,7 +27,6 @@ TEST_F(TaskScopeTest, JoinDropsWaitingQueuedAndUnstartedTasksWithAllTheirFrames)
   EXPECT_EQ(tasks.liveCount(), 0u);
   EXPECT_EQ(Sentinel::live, 0);
   waiting->resume(3);
-  EXPECT_THROW(waiting->resume(4), std::logic_error);
   tasks.start(main, keep(seen, number(9)));
   main.runAll();
   background.runAll();
@@ -56,6 +55,24 @@ TEST_F(TaskScopeTest, JoinWaitsForARunningTaskAndDropsItAtItsNextSuspension) {
   EXPECT_EQ(Sentinel::live, 0);
   background.runAll();
   EXPECT_FALSE(passed);
+}
+
+TEST_F(TaskScopeTest, PostsWithoutALockAndJoinWaitsForAPostUnderWay) {
+  struct SlowExecutor : Executor {
+    void post(Job) override {
+      entered.count_down();
+      released.wait();
+    }
+    std::latch entered{1}, released{1};
+  } slow;
+  std::thread starting([&] { tasks.start(slow, keep(seen, number(1))); });
+  slow.entered.wait();
+  const auto live = std::async(std::launch::async, [&] { tasks.liveCount(); });
+  EXPECT_EQ(live.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+  const auto joined = std::async(std::launch::async, [&] { tasks.join(); });
+  EXPECT_EQ(joined.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+  slow.released.count_down();
+  starting.join();
 }
 
 TEST_F(TaskScopeTest, AScopeJoinsWhenItEnds) {

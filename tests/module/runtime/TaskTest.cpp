@@ -1,5 +1,7 @@
 #include "VECamera/runtime/Task.h"
 
+#include <unwind.h>
+
 #include "tests/module/runtime/RuntimeTest.h"
 
 namespace vecamera {
@@ -63,6 +65,19 @@ TEST_F(TaskTest, AnErrorPassesAllAwaitersToTheSinkAndEndsOnlyItsOwnTask) {
   EXPECT_THAT(errors, ElementsAre("bottom"));
   EXPECT_THAT(seen, ElementsAre(7));
   EXPECT_EQ(Sentinel::live, 0);
+}
+
+Task<int> throwingForeign(Sentinel = {}) {
+  static _Unwind_Exception foreign{};
+  _Unwind_RaiseException(&foreign);
+  co_return 0;
+}
+
+TEST_F(TaskTest, AnExceptionOfAnotherLanguageIsAnErrorToo) {
+  tasks.start(main, keep(seen, throwingForeign()));
+  main.runAll();
+  EXPECT_THAT(errors, ElementsAre("an exception of an unknown kind"));
+  EXPECT_THAT(seen, testing::IsEmpty());
 }
 
 }  // namespace

@@ -10,6 +10,7 @@
 #include <iterator>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "VECamera/platform/Foundation.h"
@@ -88,6 +89,16 @@ TEST_P(FileManagerContract, FileExistsWhenItsPathLeadsSomewhere) {
   EXPECT_FALSE(files_->fileExistsAtPath(inside("b.txt")));
   EXPECT_FALSE(files_->fileExistsAtPath(""));
   EXPECT_FALSE(files_->fileExistsAtPath(inside("a.txt") + std::string("\0x", 2)));
+}
+
+TEST_P(FileManagerContract, WaitForAChangeEndsWhetherThereIsOneOrNot) {
+  put(inside("taken.txt"));
+  files_->waitForChangeAtPath(inside("taken.txt"));
+  files_->waitForChangeAtPath(inside("free.txt"));
+  std::thread removing([this] { std::filesystem::remove(inside("taken.txt")); });
+  while (files_->fileExistsAtPath(inside("taken.txt")))
+    files_->waitForChangeAtPath(inside("taken.txt"));
+  removing.join();
 }
 
 TEST_P(FileManagerContract, CreatedFileIsPrivateAndReplacesWhatWasThere) {

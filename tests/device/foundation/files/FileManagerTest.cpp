@@ -23,26 +23,6 @@ TEST(FileManagerTest, WithoutATemporaryDirectoryNothingCanBeRemoved) {
   EXPECT_TRUE(files.fileExistsAtPath(home->temporaryDirectory()));
 }
 
-TEST(FileManagerTest, OnPollIsCalledWhenTheSamePathIsAskedForAgainAndStillExists) {
-  const auto home = ApplicationHome::makePrivate();
-  const std::string a = home->temporaryDirectory() + "/a";
-  const std::string b = home->temporaryDirectory() + "/b";
-  FileManager files(home->temporaryDirectory());
-  ASSERT_TRUE(files.createFileAtPath(a, Data()) && files.createFileAtPath(b, Data()));
-  std::vector<std::string> polled;
-  files.setOnPoll([&](std::string_view path) {
-    polled.emplace_back(path);
-    if (polled.size() == 2) std::filesystem::remove(path);
-  });
-  for (const auto& path : {a, b, a}) EXPECT_TRUE(files.fileExistsAtPath(path));
-  EXPECT_TRUE(polled.empty());
-  while (files.fileExistsAtPath(a)) ASSERT_LT(polled.size(), 3u);
-  EXPECT_FALSE(files.fileExistsAtPath(a));
-  EXPECT_EQ(polled, (std::vector<std::string>{a, a}));
-  files.setOnPoll(nullptr);
-  EXPECT_TRUE(files.fileExistsAtPath(b) && files.fileExistsAtPath(b));
-}
-
 TEST(FileManagerTest, WriteThatIsCutShortLeavesTheOldFileAndNothingElse) {
   const auto home = ApplicationHome::makePrivate();
   const std::string path = home->temporaryDirectory() + "/a.txt";
