@@ -23,8 +23,8 @@ class CameraDelegate {
 };
 
 /// The camera plug-in: one object for each web view. It answers the page commands `takePicture` and
-/// `cleanup` through the command's `CallBackManager`, at most once each. Nothing is thrown to the
-/// container.
+/// `cleanup` through the command's `CallBackManager`. Some sequences of events answer a command
+/// again; the container drops every answer but the first. Nothing is thrown to the container.
 ///
 /// Some of what it does looks like a mistake, and pages rely on it: some paths never answer their
 /// command, and a photo may be saved twice. A comment that begins with "Settled" marks such a
@@ -90,7 +90,8 @@ class VECameraPlugin : public SelectorTarget,
   /// executor.
   void imagePickerControllerReturnImageResult();
 
-  // Delegates of the platform. Location updates may come on any thread that the platform chooses.
+  // Delegates of the platform. Location updates come one at a time, on any thread that the platform
+  // chooses; a photo that waits for one is encoded, written and answered inside the call.
 
   void imagePickerControllerDidFinishPickingMediaWithInfo(
       std::shared_ptr<UIImagePickerController> picker, Dictionary info) override;

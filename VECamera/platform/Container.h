@@ -47,8 +47,12 @@ class CommandDelegate {
 };
 
 /// One page command in flight. The container owns it and shares it with the plug-in, which keeps
-/// the latest. The plug-in answers at most once, from the main queue or from a completion thread
-/// of the platform, so implementations take answers on any thread.
+/// the latest. Answers come from the main queue or from a completion thread of the platform, so
+/// implementations take them on any thread.
+///
+/// The page gets at most one answer, and the container sees to that: it takes the first and drops
+/// any other. Several paths of the plug-in can answer the same command, for example an alert that
+/// is pressed after a newer answer, or two pickers that are both cancelled.
 class CallBackManager : public Object {
  public:
   virtual const VelmoraCommand& command() const = 0;

@@ -2,7 +2,6 @@
 
 #include <memory>
 #include <optional>
-#include <string_view>
 #include <vector>
 
 #include "VECamera/platform/Foundation.h"
@@ -32,13 +31,19 @@ class CLLocationManager;
 class CLLocationManagerDelegate {
  public:
   virtual ~CLLocationManagerDelegate() = default;
-  /// An update arrived. Called on the thread that the platform chooses (the software device: the
-  /// main queue).
+  /// An update arrived, whose fix `location()` of the manager gives during this call. Called on a
+  /// thread of the platform's choosing (the software device: the main queue), one call at a time,
+  /// never inside a call of another member. The photo that waits for the update is encoded and
+  /// written in this call, so a host whose main thread serves a user calls on a serial background
+  /// queue, with what the fix was.
   virtual void locationManagerDidUpdateLocations(const std::shared_ptr<CLLocationManager>& manager,
                                                  const std::vector<CLLocation>& locations) = 0;
 };
 
-/// A source of location updates, made by `CoreLocation`. Members may be called on any executor.
+/// A source of location updates, made by `CoreLocation` or given by the container, to which a host
+/// hands back the same object. Members may be called on any executor; the getters answer what was
+/// last set. An implementation may defer what the setters and operations do to its main thread, in
+/// their order, and does not wait for it.
 class CLLocationManager : public Object {
  public:
   virtual void setDesiredAccuracy(double metres) = 0;
@@ -46,20 +51,20 @@ class CLLocationManager : public Object {
   /// Held weakly.
   virtual void setDelegate(std::weak_ptr<CLLocationManagerDelegate> delegate) = 0;
   virtual std::shared_ptr<CLLocationManagerDelegate> delegate() const = 0;
-  /// Runs the manager's operation of that name ("requestWhenInUseAuthorization") on the next pass
-  /// of the main run loop, never before this call returns. A name that it does not know does
-  /// nothing.
-  virtual void performSelectorAfterZeroDelay(std::string_view selector) = 0;
+  /// Asks the user for the place while the application is in use, where that is not decided yet; on
+  /// the next pass of the main run loop, never before this call returns.
+  virtual void requestWhenInUseAuthorizationAfterZeroDelay() = 0;
   /// Updates go to the delegate from now on, as long as the user allows it.
   virtual void startUpdatingLocation() = 0;
   virtual void stopUpdatingLocation() = 0;
-  /// The latest fix, or nothing.
+  /// The fix of the delegate's latest call, or nothing.
   virtual std::optional<CLLocation> location() const = 0;
 };
 
 class CoreLocation {
  public:
   virtual ~CoreLocation() = default;
+  /// Null where there is none; then no update comes. Any executor.
   virtual std::shared_ptr<CLLocationManager> makeLocationManager() = 0;
 };
 

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <variant>
 #include <vector>
 
 #include "VECamera/platform/Container.h"
@@ -74,47 +75,71 @@ class UIImages {
   virtual std::optional<Data> UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) = 0;
 };
 
-/// What presents and is presented. Presentation is asked for and completes on the main thread.
+class UIViewController;
+class UIAlertController;
+class UIImagePickerController;
+
+/// All that the module presents. Never null.
+using PresentedViewController =
+    std::variant<std::shared_ptr<UIAlertController>, std::shared_ptr<UIImagePickerController>>;
+/// The same as the common base.
+std::shared_ptr<UIViewController> viewControllerOf(const PresentedViewController& presented);
+
+/// The host's side of one presented controller. Called on the main thread.
+class UIViewControllerPeer {
+ public:
+  virtual ~UIViewControllerPeer() = default;
+  /// The controller that presents, or null. It is null from the moment at which a dismissal starts,
+  /// whoever started it.
+  virtual std::shared_ptr<UIViewController> presenter() = 0;
+  /// The platform is to read the status bar's appearance again at its next layout.
+  virtual void onStatusBarAppearanceChanged() = 0;
+};
+
+/// What presents and is presented. Used on the main thread once it is presented.
 class UIViewController : public Object {
  public:
   using Completion = std::function<void()>;
 
-  /// Presents another controller on this one. The platform keeps the presented controller until it
-  /// is dismissed, sets its `presentingViewController`, and runs the completion once, on the main
-  /// thread, when it is on screen; an empty completion is allowed. The base class presents nothing:
-  /// the container's own controllers override it.
-  virtual void presentViewController(std::shared_ptr<UIViewController> presented, bool animated,
+  /// Presents an alert or a picker on this controller: gives it a peer, calls its `viewWillAppear`,
+  /// keeps it until it is dismissed, and runs the completion once, on the main thread and never
+  /// before this call returns, when it is on screen. An empty completion is allowed. A controller
+  /// is kept alive while it presents, also where nobody else holds it.
+  ///
+  /// A platform may refuse, for example where this controller presents something already, or where
+  /// the picker cannot be configured: then the presented controller has no presenter, and no
+  /// completion runs. The base class presents nothing: the container's own controllers override it.
+  virtual void presentViewController(PresentedViewController presented, bool animated,
                                      Completion completion);
-  /// Takes what this controller presents off the screen, or this controller itself when it presents
-  /// nothing, and runs the completion once, on the main thread, afterwards. The base class hands
-  /// the call to the presenting controller and does nothing without one.
+  /// Takes what this controller presents off the screen and runs the completion once, on the main
+  /// thread, afterwards and never before this call returns. The base class, which presents nothing,
+  /// hands the call to its presenter and does nothing without one.
   virtual void dismissViewControllerAnimated(bool animated, Completion completion);
-  /// The platform calls it before the controller appears.
+  /// The platform calls it before the controller appears, with its peer set.
   virtual void viewWillAppear(bool animated);
-  /// Asks the platform to read the status bar's appearance again at its next layout.
-  virtual void setNeedsStatusBarAppearanceUpdate() { needsStatusBarAppearanceUpdate_ = true; }
-  bool needsStatusBarAppearanceUpdate() const { return needsStatusBarAppearanceUpdate_; }
+  /// Asks the peer, where there is one.
+  void setNeedsStatusBarAppearanceUpdate();
 
-  /// The controller that presents this one, or null while it is not on screen.
-  std::shared_ptr<UIViewController> presentingViewController() const { return presenting_.lock(); }
-  /// For the platform: set on presentation, cleared (null) on dismissal.
-  void setPresentingViewController(const std::shared_ptr<UIViewController>& presenting) {
-    presenting_ = presenting;
+  /// The controller that presents this one, as the peer says; null without a peer.
+  std::shared_ptr<UIViewController> presentingViewController() const {
+    return peer_ ? peer_->presenter() : nullptr;
   }
+  /// For the host, on the main thread. A peer that keeps the presenter alive must drop it when the
+  /// dismissal starts, at the latest when the host ends, as the two hold each other.
+  void setPeer(std::shared_ptr<UIViewControllerPeer> peer) { peer_ = std::move(peer); }
 
  private:
-  std::weak_ptr<UIViewController> presenting_;
-  bool needsStatusBarAppearanceUpdate_ = false;
+  std::shared_ptr<UIViewControllerPeer> peer_;
 };
 
 enum class UIAlertActionStyle { defaultStyle = 0, cancel = 1, destructive = 2 };
 enum class UIAlertControllerStyle { actionSheet = 0, alert = 1 };
 
-class UIAlertController;
-
 /// One button of an alert. The platform runs the handler on the main thread when the user presses
 /// it, and hands it the alert, held strongly for the length of the call (a handler that captured
-/// its alert would keep it alive for ever).
+/// its alert would keep it alive for ever). The handler dismisses the alert. Where the platform
+/// has taken the alert off by itself, its presenter is null before the handler runs, so that the
+/// dismissal does nothing.
 struct UIAlertAction {
   using Handler = std::function<void(const std::shared_ptr<UIAlertController>& alert)>;
   std::string title;
@@ -180,8 +205,6 @@ inline constexpr std::string_view kUTTypeImage = "public.image";
 inline constexpr std::string_view kUTTypeVideo = "public.video";
 inline constexpr std::string_view kUTTypeMovie = "public.movie";
 
-class UIImagePickerController;
-
 /// Notified of how a picker ended. Called on the main thread; the picker stays on screen until the
 /// delegate dismisses it.
 class UIImagePickerControllerDelegate {
@@ -201,6 +224,10 @@ class UINavigationControllerDelegate {
 
 /// The platform's picker, as a record that the platform reads when the picker is presented. Set up
 /// on any one executor before it is presented, and on the main thread from then on.
+///
+/// A host that has the platform's own picker configures it in this order: the source; the media
+/// types; where the source is the camera, and only there, the capture mode and the camera; the
+/// rest. A picker that cannot be configured is not presented.
 class UIImagePickerController : public UIViewController {
  public:
   /// What the platform's other initializers were given, for the platform to make its own object of:
@@ -254,12 +281,15 @@ class UIImagePickerController : public UIViewController {
   Origin origin_;
 };
 
-/// The operations of the picker's class itself. Any executor.
+/// The operations of the picker's class itself.
 class UIImagePickerControllerClass {
  public:
   virtual ~UIImagePickerControllerClass() = default;
+  /// Called on the main thread.
   virtual bool isSourceTypeAvailable(std::int64_t sourceType) = 0;
-  /// The media types (uniform type identifiers) that the source offers, or nothing.
+  /// The media types (uniform type identifiers) that the source offers, or nothing. Called on any
+  /// executor, so it must not wait for the main thread: where only that thread may ask the
+  /// platform, the host answers from what it asked there before.
   virtual std::optional<std::vector<std::string>> availableMediaTypesForSourceType(
       std::int64_t sourceType) = 0;
 };

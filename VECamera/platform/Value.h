@@ -70,12 +70,19 @@ class Data {
 /// which checks and escapes; the module only carries them.
 class URL {
  public:
-  explicit URL(std::string absoluteString) : absoluteString_(std::move(absoluteString)) {}
+  /// The owner, if given, keeps what the URL leads to, such as a file that a host has made for it.
+  /// It lives as long as any copy of the URL and may be released on any thread.
+  explicit URL(std::string absoluteString, std::shared_ptr<const void> owner = nullptr)
+      : absoluteString_(std::move(absoluteString)), owner_(std::move(owner)) {}
   const std::string& absoluteString() const { return absoluteString_; }
-  friend bool operator==(const URL&, const URL&) = default;
+  /// By the text alone.
+  friend bool operator==(const URL& a, const URL& b) {
+    return a.absoluteString_ == b.absoluteString_;
+  }
 
  private:
   std::string absoluteString_;
+  std::shared_ptr<const void> owner_;
 };
 
 class Value;

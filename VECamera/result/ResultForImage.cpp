@@ -41,7 +41,7 @@ std::optional<Data> processImage(const ResultContext& context,
       image ? images.UIImageJPEGRepresentation(image, compressionQuality(options)) : std::nullopt;
   if (options.usesGeolocation && context.heldBackPhoto.keep(bytes, info)) {
     if (const auto manager = context.locationManager())
-      manager->performSelectorAfterZeroDelay("requestWhenInUseAuthorization");
+      manager->requestWhenInUseAuthorizationAfterZeroDelay();
     if (const auto manager = context.locationManager()) manager->startUpdatingLocation();
   }
   return bytes;

@@ -33,8 +33,8 @@ struct Answer {
   Date at;
 };
 
-/// One page command in flight, and its record afterwards. Takes its answer on any thread, once; a
-/// second one is a fault of the plug-in: it is refused and counted, and the observer is notified.
+/// One page command in flight, and its record afterwards. Takes its answer on any thread, once. A
+/// further one is refused and counted, and the observer is notified.
 class Callback : public CallBackManager {
  public:
   using DelegateSource = std::function<std::shared_ptr<CommandDelegate>()>;

@@ -26,8 +26,8 @@ class DeviceObserver {
   /// A line that the module wrote to standard output.
   virtual void onPrinted(std::string_view /*line*/) {}
   virtual void onPromptShown(Permission /*permission*/) {}
-  virtual void onPresented(const UIViewController& /*controller*/, bool /*animated*/) {}
-  virtual void onDismissed(const UIViewController& /*controller*/, bool /*animated*/) {}
+  virtual void onPresented(const PresentedViewController& /*controller*/, bool /*animated*/) {}
+  virtual void onDismissed(const PresentedViewController& /*controller*/, bool /*animated*/) {}
   virtual void onURLOpened(const URL& /*url*/) {}
   /// "requestWhenInUseAuthorization", "start" or "stop".
   virtual void onLocationManagerCall(std::string_view /*what*/) {}

@@ -19,8 +19,7 @@ class LocationService::Manager : public CLLocationManager,
     const std::lock_guard lock(service_.mutex_);
     return delegate_.lock();
   }
-  void performSelectorAfterZeroDelay(std::string_view selector) override {
-    if (selector != "requestWhenInUseAuthorization") return;
+  void requestWhenInUseAuthorizationAfterZeroDelay() override {
     service_.mainQueue_.post([self = shared_from_this()] {
       auto& service = self->service_;
       service.observer_.onLocationManagerCall("requestWhenInUseAuthorization");

@@ -13,8 +13,8 @@ class Screen {
  public:
   virtual ~Screen() = default;
   /// The controller is on top of everything else from now on. It is kept until `hide`.
-  virtual void show(const std::shared_ptr<UIViewController>& controller, bool animated) = 0;
-  virtual void hide(const std::shared_ptr<UIViewController>& controller, bool animated) = 0;
+  virtual void show(const PresentedViewController& controller, bool animated) = 0;
+  virtual void hide(const PresentedViewController& controller, bool animated) = 0;
   /// A system prompt goes up; whoever looks after the screen reports the user's decision to its
   /// `PermissionGate`.
   virtual void showPrompt(container::Permission permission) = 0;

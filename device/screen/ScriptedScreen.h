@@ -13,13 +13,13 @@ class ScriptedScreen : public Screen {
  public:
   explicit ScriptedScreen(container::DeviceObserver& observer) : observer_(observer) {}
 
-  void show(const std::shared_ptr<UIViewController>& controller, bool animated) override {
+  void show(const PresentedViewController& controller, bool animated) override {
     controllers_.push_back(controller);
-    observer_.onPresented(*controller, animated);
+    observer_.onPresented(controller, animated);
   }
-  void hide(const std::shared_ptr<UIViewController>& controller, bool animated) override {
+  void hide(const PresentedViewController& controller, bool animated) override {
     std::erase(controllers_, controller);
-    observer_.onDismissed(*controller, animated);
+    observer_.onDismissed(controller, animated);
   }
   void showPrompt(container::Permission permission) override {
     prompts_.insert(permission);
@@ -42,11 +42,12 @@ class ScriptedScreen : public Screen {
   template <class Controller>
   std::shared_ptr<Controller> topmost() const {
     if (controllers_.empty()) return nullptr;
-    return std::dynamic_pointer_cast<Controller>(controllers_.back());
+    const auto* held = std::get_if<std::shared_ptr<Controller>>(&controllers_.back());
+    return held ? *held : nullptr;
   }
 
   container::DeviceObserver& observer_;
-  std::vector<std::shared_ptr<UIViewController>> controllers_;
+  std::vector<PresentedViewController> controllers_;
   std::set<container::Permission> prompts_;
 };
 

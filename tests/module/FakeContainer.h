@@ -108,10 +108,10 @@ class FakeController : public UIViewController,
  public:
   explicit FakeController(Executor& mainQueue) : mainQueue_(mainQueue) {}
 
-  void presentViewController(std::shared_ptr<UIViewController> presented, bool animated,
+  void presentViewController(PresentedViewController presented, bool animated,
                              Completion completion) override {
     calls.add(animated ? "present animated" : "present");
-    presented->setPresentingViewController(shared_from_this());
+    viewControllerOf(presented)->setPeer(std::make_shared<Peer>(weak_from_this()));
     if (completion) mainQueue_.post(std::move(completion));
     if (onPresent) onPresent(presented);
     shown.push_back(std::move(presented));
@@ -119,13 +119,15 @@ class FakeController : public UIViewController,
   void dismissViewControllerAnimated(bool animated, Completion completion) override {
     calls.add(animated ? "dismiss animated" : "dismiss");
     if (!shown.empty()) {
-      shown.front()->setPresentingViewController(nullptr);
+      viewControllerOf(shown.front())->setPeer(nullptr);
       shown.erase(shown.begin());
     }
     if (completion) mainQueue_.post(std::move(completion));
   }
   std::shared_ptr<UIAlertController> alert() const {
-    return shown.empty() ? nullptr : std::dynamic_pointer_cast<UIAlertController>(shown.back());
+    const auto* held =
+        shown.empty() ? nullptr : std::get_if<std::shared_ptr<UIAlertController>>(&shown.back());
+    return held ? *held : nullptr;
   }
   /// The user presses the alert's button.
   void press(std::size_t action) const {
@@ -133,11 +135,21 @@ class FakeController : public UIViewController,
     pressed->actions().at(action).handler(pressed);
   }
 
-  std::vector<std::shared_ptr<UIViewController>> shown;
+  std::vector<PresentedViewController> shown;
   Lines calls;
-  std::function<void(const std::shared_ptr<UIViewController>&)> onPresent;
+  std::function<void(const PresentedViewController&)> onPresent;
 
  private:
+  /// Does not own the controller, which a test may leave with something on screen.
+  struct Peer : UIViewControllerPeer {
+    explicit Peer(std::weak_ptr<FakeController> given) : controller(std::move(given)) {}
+    std::shared_ptr<UIViewController> presenter() override { return controller.lock(); }
+    void onStatusBarAppearanceChanged() override {
+      if (const auto locked = controller.lock()) locked->calls.add("status bar");
+    }
+    const std::weak_ptr<FakeController> controller;
+  };
+
   Executor& mainQueue_;
 };
 

@@ -177,8 +177,8 @@ class LocationManager : public CLLocationManager {
     delegate_ = std::move(delegate);
   }
   std::shared_ptr<CLLocationManagerDelegate> delegate() const override { return delegate_.lock(); }
-  void performSelectorAfterZeroDelay(std::string_view selector) override {
-    device_.calls.add("perform " + std::string(selector));
+  void requestWhenInUseAuthorizationAfterZeroDelay() override {
+    device_.calls.add("perform requestWhenInUseAuthorization");
   }
   void startUpdatingLocation() override { device_.calls.add("start"); }
   void stopUpdatingLocation() override { device_.calls.add("stop"); }

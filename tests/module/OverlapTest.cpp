@@ -35,9 +35,9 @@ TEST(OverlapTest, TwoOverlappingCommandsAreAnsweredOnTheLatestCallback) {
         {std::string(UIImagePickerControllerMediaType), "public.image"},
         {std::string(UIImagePickerControllerOriginalImage), std::make_shared<FakeImage>("photo")},
         {std::string(UIImagePickerControllerPHAsset), std::make_shared<FakeAsset>("A")}};
-    controller->onPresent = [&](const std::shared_ptr<UIViewController>& presented) {
+    controller->onPresent = [&](const PresentedViewController& presented) {
       plugin->imagePickerControllerDidFinishPickingMediaWithInfo(
-          std::static_pointer_cast<UIImagePickerController>(presented), info);
+          std::get<std::shared_ptr<UIImagePickerController>>(presented), info);
     };
 
     const auto command = [](int form, bool located) {

@@ -72,6 +72,17 @@ TEST_F(ResultForVideoTest, AMovieIsDeliveredInTheBackgroundAndAnsweredOnTheMainA
   EXPECT_THAT(callback->answers(), SizeIs(1));
 }
 
+TEST_F(ResultForVideoTest, WhatKeepsThePickedFileLivesUntilTheExportHasEnded) {
+  auto owner = std::make_shared<int>();
+  const std::weak_ptr<int> kept = owner;
+  take({{destination, fileUri}});
+  finish({{std::string(UIImagePickerControllerMediaType), "public.movie"},
+          {std::string(UIImagePickerControllerMediaURL), URL("file:///m.mov", std::move(owner))}});
+  EXPECT_FALSE(kept.expired());
+  endExport();
+  EXPECT_TRUE(kept.expired());
+}
+
 TEST_F(ResultForVideoTest, WithoutOptionsAFileIsAnswered) {
   const auto callback = take({{album, true}});
   finishWithoutOptions();

@@ -324,12 +324,23 @@ TEST_F(TakePictureTest, AnAlertOutlivesThePlugInAndThenOnlyDismissesItself) {
   EXPECT_TRUE(gone.expired());
   controller->calls.clear();
   for (const auto& shown : alerts) {
-    const auto alert = std::dynamic_pointer_cast<UIAlertController>(shown);
+    const auto alert = std::get<std::shared_ptr<UIAlertController>>(shown);
     alert->actions()[1].handler(alert);
   }
   EXPECT_THAT(controller->calls.all(), ElementsAre("dismiss animated", "dismiss animated"));
   EXPECT_THAT(first->answers(), IsEmpty());
   EXPECT_THAT(second->answers(), IsEmpty());
+}
+
+TEST_F(TakePictureTest, AnAlertThatThePlatformTookOffItselfDismissesNothingElse) {
+  fake.captureDevice.status = Camera::denied;
+  const auto callback = take({});
+  const auto alert = controller->alert();
+  alert->setPeer(nullptr);
+  controller->calls.clear();
+  alert->actions()[1].handler(alert);
+  EXPECT_THAT(controller->calls.all(), IsEmpty());
+  EXPECT_THAT(callback->answers(), SizeIs(1));
 }
 
 TEST_F(TakePictureTest, TextsComeFromTheBundleAnewEachTime) {
@@ -399,7 +410,7 @@ TEST_F(TakePictureTest, ThePickerIsPresentedFullScreenWithThePlugInAsItsDelegate
   EXPECT_THAT(controller->calls.all(), ElementsAre("present animated"));
   EXPECT_TRUE(first->postUrl().empty() && !first->cropToSize() && !first->webView());
   first->viewWillAppear(true);
-  EXPECT_TRUE(first->needsStatusBarAppearanceUpdate());
+  EXPECT_THAT(controller->calls.all(), ElementsAre("present animated", "status bar"));
   plugin->dispose();
   const auto callback = take({});
   EXPECT_NE(picker(), first) << "made and kept, though nothing can present it";

@@ -167,9 +167,9 @@ struct RowBandSizes {
 class RowBandReader {
  public:
   /// The memory of the bands outlives the reader.
-  RowBandReader(Inflater inflater, const RowBandSizes& bands, std::uint8_t* memory,
+  RowBandReader(const Inflater& inflater, const RowBandSizes& bands, std::uint8_t* memory,
                 const ThreadBudget& threads)
-      : inflater_(std::move(inflater)),
+      : inflater_(inflater),
         bands_(bands),
         memory_(memory),
         work_(threads, [this] { return inflateNext(); }) {}

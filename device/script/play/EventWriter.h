@@ -53,17 +53,14 @@ class EventWriter : public ScriptObserver {
   void onPromptShown(container::Permission permission) override {
     write({{"event", "prompt"}, {"for", container::nameOf(permission)}});
   }
-  void onPresented(const UIViewController& controller, bool animated) override {
+  void onPresented(const PresentedViewController& controller, bool animated) override {
     Json event{{"event", "present"}, {"kind", kindOf(controller)}};
-    if (const auto* alert = dynamic_cast<const UIAlertController*>(&controller))
-      describe(event, *alert);
-    const auto* picker = dynamic_cast<const UIImagePickerController*>(&controller);
-    if (picker) describe(event, *picker);
-    (picker ? history.hasPresentedPicker : history.hasPresentedAlert) = true;
+    std::visit([&](const auto& presented) { describe(event, *presented); }, controller);
+    (isPicker(controller) ? history.hasPresentedPicker : history.hasPresentedAlert) = true;
     event["animated"] = animated;
     write(event);
   }
-  void onDismissed(const UIViewController& controller, bool animated) override {
+  void onDismissed(const PresentedViewController& controller, bool animated) override {
     write({{"event", "dismiss"}, {"kind", kindOf(controller)}, {"animated", animated}});
   }
   void onURLOpened(const URL& url) override {
@@ -119,10 +116,11 @@ class EventWriter : public ScriptObserver {
     return "unknown";
   }
 
-  static std::string kindOf(const UIViewController& controller) {
-    if (dynamic_cast<const UIAlertController*>(&controller)) return "alert";
-    if (dynamic_cast<const UIImagePickerController*>(&controller)) return "picker";
-    return "controller";
+  static bool isPicker(const PresentedViewController& controller) {
+    return std::holds_alternative<std::shared_ptr<UIImagePickerController>>(controller);
+  }
+  static std::string_view kindOf(const PresentedViewController& controller) {
+    return isPicker(controller) ? "picker" : "alert";
   }
 
   static void describe(Json& event, const UIAlertController& alert) {

@@ -84,7 +84,7 @@ TEST_F(LocationServiceTest, WithoutPermissionNothingComesBeforeTheUserAllows) {
   permission.decide(LocationAuthorization::notDetermined);
   service.setFix(at(48));
   const auto manager = started();
-  manager->performSelectorAfterZeroDelay("requestWhenInUseAuthorization");
+  manager->requestWhenInUseAuthorizationAfterZeroDelay();
   EXPECT_EQ(recorder.calls, std::vector<std::string>{"start"})
       << "the request waits for the next pass";
   main.runAll();

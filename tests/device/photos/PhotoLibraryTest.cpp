@@ -2,7 +2,7 @@
 
 #include <gmock/gmock.h>
 
-#include "tests/device/photos/PhotosContract.h"
+#include "tests/contracts/PhotosContract.h"
 #include "tests/device/photos/PhotosTestSupport.h"
 
 namespace vecamera::device::photos {

@@ -12,6 +12,10 @@ namespace {
 
 class ScreenTest : public testing::Test {
  protected:
+  void TearDown() override {
+    if (root) root->clear();
+  }
+
   container::DeviceObserver observer;
   QueueExecutor main;
   QueueExecutor platform;
@@ -49,6 +53,30 @@ TEST_F(RootViewControllerTest, TheUserReachesOnlyWhatIsOnTop) {
   EXPECT_EQ(screen.alert(), alert);
   alert->dismissViewControllerAnimated(true, nullptr);
   EXPECT_EQ(screen.picker(), picker);
+}
+
+TEST_F(RootViewControllerTest, APresenterLivesUntilTheDismissalAndStillTakesItsCompletion) {
+  const auto alert = std::make_shared<UIAlertController>("", "m", UIAlertControllerStyle::alert);
+  root->presentViewController(alert, true, nullptr);
+  const std::weak_ptr<RootViewController> held = root;
+  root = nullptr;
+  ASSERT_FALSE(held.expired());
+  bool gone = false;
+  alert->dismissViewControllerAnimated(true, [&] { gone = true; });
+  EXPECT_TRUE(held.expired());
+  main.runAll();
+  EXPECT_TRUE(gone);
+}
+
+TEST_F(RootViewControllerTest, WhatIsUpAlreadyIsNotPresentedAgain) {
+  const auto picker = std::make_shared<UIImagePickerController>();
+  root->presentViewController(picker, true, nullptr);
+  bool completed = false;
+  root->presentViewController(picker, true, [&] { completed = true; });
+  main.runAll();
+  EXPECT_FALSE(completed);
+  picker->dismissViewControllerAnimated(true, nullptr);
+  EXPECT_EQ(screen.picker(), nullptr);
 }
 
 class PermissionGateTest : public ScreenTest {};
