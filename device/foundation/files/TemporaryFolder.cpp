@@ -18,6 +18,9 @@ namespace fs = std::filesystem;
 /// The locked file in the folder. A folder that holds others only is not removed, whatever its
 /// name.
 constexpr std::string_view lockName = ".in-use";
+/// What `mkdtemp` puts letters and digits in place of. A folder whose name is longer or shorter is
+/// somebody else's, and stays even where it is empty.
+constexpr std::string_view uniquePart = "XXXXXX";
 constexpr int maxAttempts = 100;
 
 }  // namespace
@@ -26,7 +29,7 @@ FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
                                                     std::string_view prefix) {
   removeAbandoned(parent, prefix);
   for (int attempt = 1;; ++attempt) {
-    std::string path = (parent / prefix).string() + "XXXXXX";
+    std::string path = (parent / prefix).string().append(uniquePart);
     if (!mkdtemp(path.data())) return fileFailure();
     TemporaryFolder folder{fs::path(path)};
     // Whatever the process takes from a new folder's mode.
@@ -43,8 +46,10 @@ FileResult<TemporaryFolder> TemporaryFolder::create(const fs::path& parent,
 }
 
 void TemporaryFolder::removeAbandoned(const fs::path& parent, std::string_view prefix) {
-  foundation::removeAbandoned(
-      parent, [prefix](const std::string& name) { return name.starts_with(prefix); }, lockName);
+  const auto isOurs = [prefix](const std::string& name) {
+    return name.starts_with(prefix) && name.size() == prefix.size() + uniquePart.size();
+  };
+  foundation::removeAbandoned(parent, isOurs, lockName);
 }
 
 TemporaryFolder::TemporaryFolder(TemporaryFolder&& other) noexcept

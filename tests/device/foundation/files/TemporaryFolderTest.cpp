@@ -36,9 +36,9 @@ std::filesystem::path folderOfDeadProcess(const std::filesystem::path& parent, i
 TEST(TemporaryFolderTest, FoldersOfDeadProcessesAndEmptyOnesGoWhenTheNextIsMadeAndAllOthersStay) {
   const auto around = ApplicationHome::makePrivate();
   const std::filesystem::path parent = around->path() + "/parent";
-  ASSERT_TRUE(makePrivateFolder(parent / "work-of-somebody/file"));
+  ASSERT_TRUE(makePrivateFolder(parent / "work-of-somebody"));
   // As where a process dies before it has locked its folder, or while it removes it.
-  ASSERT_TRUE(makePrivateFolder(parent / "work-empty"));
+  ASSERT_TRUE(makePrivateFolder(parent / "work-aB3xYz"));
   const auto alive = TemporaryFolder::create(parent, "work-");
   const auto otherKind = TemporaryFolder::create(parent, "rest-");
   ASSERT_TRUE(alive && otherKind);
@@ -47,7 +47,7 @@ TEST(TemporaryFolderTest, FoldersOfDeadProcessesAndEmptyOnesGoWhenTheNextIsMadeA
   {
     const auto next = TemporaryFolder::create(parent, "work-");
     ASSERT_TRUE(next);
-    for (const auto& gone : {dead, parent / "work-empty"})
+    for (const auto& gone : {dead, parent / "work-aB3xYz"})
       EXPECT_FALSE(std::filesystem::exists(gone)) << gone;
     for (const auto& kept :
          {alive->path(), otherKind->path(), next->path(), parent / "work-of-somebody"})
