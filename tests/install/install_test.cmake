@@ -26,7 +26,7 @@ foreach(component IN LISTS components)
   execute_process(COMMAND ${CMAKE_COMMAND} --install ${BUILD} --prefix ${WORK}/prefix
     --component ${component} OUTPUT_QUIET COMMAND_ERROR_IS_FATAL ANY)
 endforeach()
-# Installed headers count as system headers unless told otherwise, and then nothing warns about them.
+# Installed headers count as system headers by default, and then nothing warns about them.
 execute_process(COMMAND ${CMAKE_COMMAND} -S ${CMAKE_CURRENT_LIST_DIR}/${consumer} -B ${WORK}/build
   -G Ninja -DCMAKE_BUILD_TYPE=Debug -DCMAKE_CXX_COMPILER=${COMPILER}
   -DCMAKE_NO_SYSTEM_FROM_IMPORTED=ON -DCMAKE_COMPILE_WARNING_AS_ERROR=ON

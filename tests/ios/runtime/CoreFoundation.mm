@@ -7,7 +7,7 @@ id objc_retain(id object);
 void objc_release(id object);
 }
 
-// GNUstep has one class for booleans alone, which is how they are told from numbers.
+// GNUstep has one class for booleans alone, which sets them apart from numbers.
 static Class booleanClass() {
   static Class type = [[NSNumber numberWithBool:YES] class];
   return type;

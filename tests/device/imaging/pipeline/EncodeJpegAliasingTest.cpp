@@ -7,7 +7,7 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// A zone plate: the frequency of its rings grows with the distance from the centre.
+/// A zone plate: the frequency of its circles grows with the distance from the centre.
 namespace plate {
 
 constexpr std::size_t side = 640;
