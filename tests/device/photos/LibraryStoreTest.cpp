@@ -146,7 +146,7 @@ TEST_F(LibraryStoreTest, AChangeThatThrowsIsUndoneToo) {
     if (stage == LibraryStore::Stage::fileRenamed && ++renamed == 2) throw std::bad_alloc();
   };
   const auto store = openLibrary(folder(), options);
-  EXPECT_THROW(store->add({testPicture("a"), testPicture("b")}), std::bad_alloc);
+  EXPECT_THROW((void)store->add({testPicture("a"), testPicture("b")}), std::bad_alloc);
   EXPECT_TRUE(namesIn(originals()).empty());
   ASSERT_TRUE(store->add({testPicture("c")}));
   EXPECT_THAT(namesIn(originals()), ElementsAre("1.jpg"));
