@@ -1,0 +1,78 @@
+// What the plug-in uses of its container, `VelmoraMobile`. An app that has the container's own
+// headers puts them in this file's place; where their selectors differ, Container.mm is the one
+// source to change.
+#pragma once
+
+#import <UIKit/UIKit.h>
+
+NS_ASSUME_NONNULL_BEGIN
+
+/// The statuses that the plug-in uses. The codes are the container's: the plug-in knows the names
+/// alone.
+typedef NS_ENUM(NSInteger, CommandStatus) {
+  INVALID_PARAM,
+  NO_PERMISSION,
+  FAIL_TAKE_PICTURE,
+  UNABLE_FILE_WRITE,
+  UNABLE_FILE_REMOVE,
+  OBJECT_REFERENCE_FAILED,
+};
+
+/// The arguments of one page command.
+@protocol VelmoraCommand <NSObject>
+/// The value at the 0-based position of the page's argument list; nil, or `NSNull`, where the list
+/// is shorter or the slot is empty.
+- (nullable id)argumentAt:(NSInteger)position;
+@end
+
+/// What the container offers beside a command.
+@protocol CommandDelegate <NSObject>
+/// Rewrites URLs for the web view. Called on any thread.
+@property(nullable, nonatomic, copy, readonly) NSURL* _Nullable (^urlTransformer)(NSURL* url);
+@end
+
+/// One page command in flight. It takes answers on any thread, passes on the first one and drops
+/// any other. A payload may hold `NSData` and `NSURL` beside what JSON knows.
+@protocol CallBackManager <NSObject>
+@property(nonatomic, readonly) id<VelmoraCommand> command;
+@property(nullable, nonatomic, readonly) id<CommandDelegate> commandDelegate;
+- (void)successWithKeepCallback:(BOOL)keepCallback;
+- (void)successWithData:(NSDictionary<NSString*, id>*)data keepCallback:(BOOL)keepCallback;
+- (void)errorWithStatus:(CommandStatus)status
+                message:(NSString*)message
+           keepCallback:(BOOL)keepCallback;
+- (void)errorWithStatus:(CommandStatus)status
+                   data:(NSDictionary<NSString*, id>*)data
+           keepCallback:(BOOL)keepCallback;
+@end
+
+/// The container's log, which its class `VELog` is. Any thread.
+@protocol VELog <NSObject>
++ (void)debugWithMsg:(NSString*)msg;
++ (void)errorWithTag:(NSString*)tag
+                 msg:(NSString*)msg
+            filename:(NSString*)filename
+                line:(NSInteger)line
+            funcName:(NSString*)funcName;
+@end
+
+/// The container's web view, a `UIView`. The plug-in keeps a reference and never calls into it.
+@protocol VelmoraWebView <NSObject>
+@end
+
+/// What every plug-in object adopts.
+@protocol VelmoraPluginProtocol <NSObject>
+@property(nullable, nonatomic, strong) UIViewController* viewController;
+@property(nullable, nonatomic, readonly) UIView<VelmoraWebView>* webView;
+- (void)setVWebView:(nullable UIView<VelmoraWebView>*)webView;
+- (void)dispose;
+@optional
+- (void)pluginInitialize;
+- (void)handleOpenURL:(NSURL*)url;
+- (void)handleOpenURLWithApplicationSourceAndAnnotation:(NSDictionary*)parameters;
+- (void)onReset;
+- (void)onMemoryWarning;
+- (void)onAppTerminate;
+@end
+
+NS_ASSUME_NONNULL_END
