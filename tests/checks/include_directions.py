@@ -81,6 +81,8 @@ cstdint cstdio cstdlib cstring ctime cuchar cwchar cwctype
 FREE_FOLDERS = {"tests", "bench", "examples"}
 OUR_FOLDERS = tuple(f"{folder}/" for folder in
                     {room.partition("/")[0] for room in ROOMS} | FREE_FOLDERS)
+# What an app includes, by names alone: its search path is this folder.
+APP_HEADERS = "ios/Sources/include/"
 
 INCLUDE = re.compile(r'^\s*#\s*(?:include|import)\s+(?:"([^"]+)"|<([^>]+)>|(\S+))')
 CONDITION = re.compile(r"^\s*#\s*(?:if|ifdef|ifndef|elif)\b(.*)")
@@ -132,7 +134,10 @@ def complaint(root, path, line, public):
         if path in public and name.startswith("device/") and name not in public:
             return f'"{name}" is private, and this header is public'
         return None
-    if quoted and not (root / path).parent.joinpath(f"{name}.in").exists():
+    beside = (root / path).parent
+    if quoted and path.startswith(APP_HEADERS) and (beside / name).exists():
+        return None
+    if quoted and not (beside / f"{name}.in").exists():
         return f'"{name}" does not start at the root of the repository'
     if (in_module or path in public) and name not in STANDARD_HEADERS:
         return f"<{name}> is no C++ standard header"

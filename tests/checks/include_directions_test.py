@@ -25,6 +25,7 @@ GOOD = [
     ("VECamera/core/A.h", '// #include "device/script/play/Player.h"'),
     ("ios/A.mm", "#import <UIKit/UIKit.h>"),
     ("ios/A.mm", '#include "VECamera/runtime/Task.h"'),
+    ("ios/Sources/include/A.h", '#import "A.h"'),
 ]
 
 BAD = [
@@ -53,6 +54,8 @@ BAD = [
     ("apps/vecamera/A.cpp", '#include "simulator/server/phone/Phone.h"'),
     ("ios/A.mm", '#import "device/photos/PhotoLibrary.h"'),
     ("ios/A.cpp", '#include "tests/ios/runtime/MainQueue.h"'),
+    ("ios/Sources/A.mm", '#import "A.mm"'),
+    ("ios/Sources/include/A.h", '#import "B.h"'),
     ("VECamera/core/A.mm", "#import <UIKit/UIKit.h>"),
 ]
 
