@@ -1,7 +1,7 @@
 // What pictures cost: the device's pipeline from the bytes of a file to the bytes of a result,
 // compared with libjpeg-turbo's own decode and encode (the baseline) and with other tools.
 //
-//   vecamera_bench [--compare] [--rounds N] [--only W1,W4] [--without sharp] [--growth]
+//   vecamera_bench [--compare] [--rounds N] [--only W1,W4] [--without sharp] [--sizes]
 //                  [--json FILE]
 //
 // Without --compare only the device and the baseline run. All take turns within each round, so that
@@ -40,7 +40,7 @@ namespace fs = std::filesystem;
 
 struct Options {
   bool compare = false;
-  bool growth = false;
+  bool sizes = false;
   int rounds = 11;
   std::string only;
   std::string without;
@@ -348,14 +348,14 @@ json memory(const std::string& program, bool peers) {
   return result;
 }
 
-json growth(const std::string& program, const Contenders& contenders) {
+json bySize(const std::string& program, const Contenders& contenders) {
   printf("\nTime and memory against megapixels (upright, fit 1024 x 1024, JPEG 75)\n");
   json points = json::array();
   for (const double millions : {1.0, 3.0, 6.0, 12.0, 24.0, 48.0, 100.0}) {
     const auto width =
         static_cast<unsigned>(std::lround(std::sqrt(millions * 1e6 * 4 / 3) / 16) * 16);
     const unsigned height = width / 4 * 3 / 16 * 16;
-    const std::string path = picture("grow" + std::to_string(width) + ".jpg", width, height);
+    const std::string path = picture("size" + std::to_string(width) + ".jpg", width, height);
     Workload workload = workloads[0];
     workload.denominator = 1;
     while (workload.denominator < 8 && width / (2 * workload.denominator) >= workload.side)
@@ -400,8 +400,8 @@ Options parsed(const std::vector<std::string>& arguments) {
     const auto value = [&] { return i + 1 < arguments.size() ? arguments[++i] : std::string(); };
     if (argument == "--compare")
       options.compare = true;
-    else if (argument == "--growth")
-      options.growth = true;
+    else if (argument == "--sizes")
+      options.sizes = true;
     else if (argument == "--rounds")
       options.rounds = std::max(1, std::atoi(value().c_str()));
     else if (argument == "--only")
@@ -436,7 +436,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments) {
   if (options.wants("W7")) report["workloads"].push_back(dataUrl(options));
   if (options.wants("W6")) report["megabytes"] = memory(program, options.compare);
   if (options.only.empty()) report["streams"] = streams();
-  if (options.growth) report["growth"] = growth(program, contenders);
+  if (options.sizes) report["sizes"] = bySize(program, contenders);
   if (!options.jsonPath.empty()) std::ofstream(options.jsonPath) << report.dump(2) << "\n";
   return 0;
 }

@@ -4,7 +4,7 @@
     instructions.py PROGRAM [--record]
 
 Fails where a workload needs over 5 percent more than instructions.json says; --record writes that
-file anew. The counts are those of a processor with AVX2, the latest extension that the counter
+file again. The counts are those of a processor with AVX2, the latest extension that the counter
 itself knows, and of the compiler and the libraries that the file names: with others nothing can be
 compared, so that the check is skipped and says so.
 """
@@ -20,7 +20,7 @@ import tempfile
 
 RECORD = pathlib.Path(__file__).with_name("instructions.json")
 WORKLOADS = ["W1", "W2", "W3", "W4", "W5"]
-ALLOWED_GROWTH = 1.05
+MAX_SHARE = 1.05
 SKIPPED = 77
 
 
@@ -69,15 +69,15 @@ def main():
         record = {"environment": here, "instructions": counts}
         RECORD.write_text(json.dumps(record, indent=2) + "\n")
         return
-    grown = []
+    over = []
     for workload, instructions in counts.items():
         share = instructions / record["instructions"][workload]
         print(f"{workload}: {instructions:>12,} instructions, {share:.3f} of the record")
-        if share > ALLOWED_GROWTH:
-            grown.append(workload)
-    if grown:
-        sys.exit(f"{', '.join(grown)} need over 5 percent more instructions than recorded. "
-                 "Where that is meant, record them anew: instructions.py PROGRAM --record")
+        if share > MAX_SHARE:
+            over.append(workload)
+    if over:
+        sys.exit(f"{', '.join(over)} need over 5 percent more instructions than recorded. "
+                 "Where that is meant, record them again: instructions.py PROGRAM --record")
 
 
 main()

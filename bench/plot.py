@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Draws time and memory against megapixels: plot.py REPORT.json PICTURE.svg
 
-The report is what `vecamera_bench --compare --growth --json REPORT.json` writes.
+The report is what `vecamera_bench --compare --sizes --json REPORT.json` writes.
 """
 
 import json
@@ -58,7 +58,7 @@ class Panel:
 
 def main():
     with open(sys.argv[1], encoding="utf-8") as report:
-        points = json.load(report)["growth"]
+        points = json.load(report)["sizes"]
     panels = [Panel(70, 60, "Time, milliseconds", points, "ms"),
               Panel(490, 60, "Peak memory over the source, megabytes", points, "megabytes")]
     parts = [f'<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 {WIDTH} {HEIGHT}" '

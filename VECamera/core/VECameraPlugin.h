@@ -31,8 +31,8 @@ class CameraDelegate {
 /// place, which is not to be changed.
 ///
 /// Threads: `takePicture` and `cleanup` may be called on any thread, everything else on the main
-/// thread unless it says otherwise. No locks are taken: the hand-overs between the executors order
-/// what touches a field (docs/architecture.md says which does), and a field that two commands in
+/// thread unless it says otherwise. No locks are taken: posting between the executors orders what
+/// touches a field (docs/architecture.md says which does), and a field that two commands in
 /// flight could reach is replaced whole.
 class VECameraPlugin : public SelectorTarget,
                        public VelmoraPluginProtocol,

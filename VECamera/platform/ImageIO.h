@@ -30,8 +30,8 @@ inline constexpr std::string_view kCGImagePropertyGPSDateStamp = "DateStamp";
 class CGImageSource {
  public:
   virtual ~CGImageSource() = default;
-  /// The uniform type identifier of the bytes ("public.jpeg", "public.png", "public.heic",
-  /// "org.webmproject.webp"), or nothing where they are no known picture.
+  /// The uniform type identifier of the bytes, for example "public.jpeg", or nothing where they are
+  /// no known picture.
   virtual std::optional<std::string> type() const = 0;
 };
 

@@ -6,7 +6,7 @@
 namespace vecamera {
 
 /// A shared reference that one executor may replace while another reads it. Each load sees one
-/// whole value; the order between loads and stores is made by the hand-overs between executors.
+/// whole value; the order between loads and stores comes from posting between executors.
 template <class T>
 class SharedSlot {
  public:
@@ -19,8 +19,8 @@ class SharedSlot {
   }
 
  private:
-  // The free functions on a plain pointer, and not std::atomic of one: the latter's hand-over in
-  // the supported standard library is invisible to the thread sanitizer.
+  // The free functions on a plain pointer, and not std::atomic of one: how the latter
+  // synchronizes in the supported standard library is invisible to the thread sanitizer.
   std::shared_ptr<T> held_;
 };
 

@@ -8,6 +8,12 @@ import type { Transport } from "./protocol/Transport";
 import "./styles/base.css";
 import "./styles/desk.css";
 import "./styles/phone.css";
+import "./styles/alert.css";
+import "./styles/picker.css";
+import "./styles/camera.css";
+import "./styles/review.css";
+import "./styles/library.css";
+import "./styles/settings.css";
 import "./styles/inspector.css";
 
 async function transport(): Promise<Transport> {

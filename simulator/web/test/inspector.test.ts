@@ -351,6 +351,12 @@ describe("whatWouldClose", () => {
     const state = stateOf({ callbacks: [first], prompts: ["camera"] });
     expect(whatWouldClose(first, state, true)).toMatch(/later command/);
   });
+
+  it("knows that a cleanup waits for nothing on the screen", () => {
+    const cleanup = { name: "tidy", command: "cleanup:", why: "" };
+    const state = stateOf({ callbacks: [cleanup], prompts: ["camera"] });
+    expect(whatWouldClose(cleanup, state, false)).toBe("The end of the cleaning.");
+  });
 });
 
 describe("pictureOf", () => {

@@ -1,4 +1,5 @@
 import type { CommandEntry, Entry } from "../model/model";
+import { endOf } from "../protocol/commands";
 import type { AnswerEvent, EventMessage, Json, TraceMessage } from "../protocol/messages";
 import { isAnswer } from "../protocol/messages";
 import { type DecodedOptions, decodeOptions } from "./options";
@@ -45,21 +46,21 @@ export function commandsOf(entries: Entry[]): CommandRow[] {
   const rows: Building[] = [];
   const byName = new Map<string, Building>();
   let current: Building | null = null;
-  let cleaning: Building | null = null;
+  let aside: Building | null = null;
 
   const begin = (row: Building) => {
     rows.push(row);
     byName.set(row.name, row);
     if (row.refused !== null) return;
-    if (row.command === "cleanup") {
-      cleaning = row;
+    if (endOf(row.command) !== null) {
+      aside = row;
       return;
     }
     if (current && !current.answer) current.replacedBy = row.name;
     current = row;
   };
 
-  const ownerOf = () => cleaning ?? current;
+  const ownerOf = () => aside ?? current;
 
   for (const entry of entries) {
     if (entry.type === "command") {
@@ -75,7 +76,7 @@ export function commandsOf(entries: Entry[]): CommandRow[] {
       }
       row.messages.push(entry);
       row.answer = event;
-      if (row === cleaning) cleaning = null;
+      if (row === aside) aside = null;
       continue;
     }
     ownerOf()?.messages.push(entry);

@@ -162,7 +162,7 @@ function aboutAnswer({ row, events, uri, success }: Facts, say: Say): void {
   if (typeof address === "string" && /velmora_photo_\d+\.\w+$/.test(address))
     say(
       "twelve hours",
-      "The file's name tells the time with a twelve-hour clock: twelve hours later the same name comes again, and while a file of that name stands, the next one waits.",
+      "The file's name shows the time with a twelve-hour clock: twelve hours later the same name comes again, and while a file of that name stands, the next one waits.",
     );
   if (answer?.status === "NO_PERMISSION" && asObject(answer.data).errorMsg === "no image selected")
     say(
@@ -194,19 +194,17 @@ function aboutAnswer({ row, events, uri, success }: Facts, say: Say): void {
 export function notesOf(row: CommandRow): Note[] {
   const notes: Note[] = [];
   const say: Say = (rule, text) => notes.push({ rule, text });
-  if (row.command === "cleanup") {
-    if (row.answer?.result === "error")
-      say(
-        "cleanup stops",
-        "cleanup stops at the first file that it cannot remove; what comes after stays. The text speaks of “one or more files” all the same.",
-      );
-    return notes;
-  }
+  if (row.command === "cleanup" && row.answer?.result === "error")
+    say(
+      "cleanup stops",
+      "cleanup stops at the first file that it cannot remove; what comes after stays. The text speaks of “one or more files” all the same.",
+    );
   if (row.replacedBy)
     say(
       "replaced",
       `${row.replacedBy} came before this command was answered and took its place. Its callback is never called.`,
     );
+  if (row.command !== "takePicture") return notes;
 
   const events = row.messages.flatMap((one) => (one.type === "event" ? [one.event] : []));
   const ofPicker = (name: string) =>

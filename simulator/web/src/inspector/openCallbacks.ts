@@ -1,3 +1,4 @@
+import { endOf } from "../protocol/commands";
 import type { DeviceState, OpenCallback } from "../protocol/messages";
 
 /**
@@ -9,7 +10,8 @@ export function whatWouldClose(
   state: DeviceState,
   replaced: boolean,
 ): string {
-  if (callback.command.startsWith("cleanup")) return "The end of the cleaning.";
+  const end = endOf(callback.command.replace(":", ""));
+  if (end !== null) return end;
   if (replaced) return "Nothing: a later command took its place.";
   if (state.waiting)
     return "A free file name: remove the file of that name from the temporary files.";

@@ -1,3 +1,4 @@
+import { isPageCommand } from "../protocol/commands";
 import type { DeviceSetup, Step } from "../protocol/messages";
 import type { DeviceScript } from "./script";
 
@@ -25,8 +26,6 @@ export interface ReplayTarget {
 
 // How long a watcher needs to see what a step is about, in milliseconds.
 const times: Record<string, number> = {
-  takePicture: 900,
-  cleanup: 900,
   capture: 1600,
   pick: 1400,
   cancel: 1100,
@@ -35,10 +34,11 @@ const times: Record<string, number> = {
   location: 900,
   authorize: 900,
 };
+const commandTime = 900;
 const shortTime = 150;
 
 export const watchingTime = (step: Step): number =>
-  step.do === "advance" ? 0 : (times[step.do] ?? shortTime);
+  step.do === "advance" ? 0 : (times[step.do] ?? (isPageCommand(step.do) ? commandTime : shortTime));
 
 /** Plays a device script in front of somebody. */
 export class ReplayPlayer {
