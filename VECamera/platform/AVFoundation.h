@@ -74,6 +74,7 @@ class AVAssetExportSession : public Object {
 class AVAssetExports {
  public:
   virtual ~AVAssetExports() = default;
+  /// The asset keeps a copy of the URL, whose owner may keep the movie's file.
   virtual std::shared_ptr<AVAsset> assetWithURL(const URL& url) = 0;
   /// Null where the asset cannot be exported with the preset.
   virtual std::shared_ptr<AVAssetExportSession> exportSessionWithAsset(

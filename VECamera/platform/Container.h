@@ -57,8 +57,11 @@ class CallBackManager : public Object {
  public:
   virtual const VelmoraCommand& command() const = 0;
   virtual void success(bool keepCallback) = 0;
+  /// The dictionary is empty or has a "callbackURI": a text, a `URL`, or `Data` whose bytes are a
+  /// Base64 text.
   virtual void success(Dictionary data, bool keepCallback) = 0;
   virtual void error(CommandStatus status, std::string message, bool keepCallback) = 0;
+  /// The dictionary is empty or has an "errorMsg", which is a text.
   virtual void error(CommandStatus status, Dictionary data, bool keepCallback) = 0;
   /// The command delegate, or null where the container gives none.
   virtual std::shared_ptr<CommandDelegate> commandDelegate() const = 0;

@@ -40,10 +40,10 @@ class CLLocationManagerDelegate {
                                                  const std::vector<CLLocation>& locations) = 0;
 };
 
-/// A source of location updates, made by `CoreLocation` or given by the container, to which a host
-/// hands back the same object. Members may be called on any executor; the getters answer what was
-/// last set. An implementation may defer what the setters and operations do to its main thread, in
-/// their order, and does not wait for it.
+/// A source of location updates, made by `CoreLocation` or given by the container. What the
+/// container gave, it gets back as the same object. Members may be called on any executor; the
+/// getters answer what was last set. An implementation may defer what the setters and operations do
+/// to its main thread, in their order, and does not wait for it.
 class CLLocationManager : public Object {
  public:
   virtual void setDesiredAccuracy(double metres) = 0;
@@ -51,11 +51,13 @@ class CLLocationManager : public Object {
   /// Held weakly.
   virtual void setDelegate(std::weak_ptr<CLLocationManagerDelegate> delegate) = 0;
   virtual std::shared_ptr<CLLocationManagerDelegate> delegate() const = 0;
-  /// Asks the user for the place while the application is in use, where that is not decided yet; on
-  /// the next pass of the main run loop, never before this call returns.
+  /// Asks the user for permission to use the location while the application is in use, where that
+  /// is not decided yet; on the next pass of the main run loop, never before this call returns.
   virtual void requestWhenInUseAuthorizationAfterZeroDelay() = 0;
   /// Updates go to the delegate from now on, as long as the user allows it.
   virtual void startUpdatingLocation() = 0;
+  /// When it has returned, no further call of the delegate begins, also where the platform stops
+  /// later: one that waits in a queue is dropped. Called inside the delegate's call, too.
   virtual void stopUpdatingLocation() = 0;
   /// The fix of the delegate's latest call, or nothing.
   virtual std::optional<CLLocation> location() const = 0;

@@ -106,8 +106,8 @@ class NSFileManager {
   virtual std::string stringByStandardizingPath(std::string_view path) = 0;
   virtual bool fileExistsAtPath(std::string_view path) = 0;
   /// Called between two questions whether the file exists, while the answer is yes. Returns when it
-  /// may have changed, at the latest after a moment; may return at once. A short sleep will do. The
-  /// thread is the background executor's, or the one on which a location update was delivered.
+  /// may have changed, at the latest after a moment; may return at once. A short sleep will do. Any
+  /// executor, also the main queue; must not wait for it.
   virtual void waitForChangeAtPath(std::string_view path) = 0;
   /// Creates or replaces the file; false when it cannot.
   virtual bool createFileAtPath(std::string_view path, const Data& contents) = 0;

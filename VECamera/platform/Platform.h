@@ -18,8 +18,9 @@ namespace vecamera {
 /// Everything that the plug-in asks of container and platform. The host owns what stands behind the
 /// references and keeps it alive until the plug-in is gone, `tasks` has been joined, and nothing
 /// that was handed out can run any more: jobs of the executors, actions of alerts, completions,
-/// handlers of permissions, change blocks. These hold references to it, not always the plug-in.
-/// One record for the whole process, which is never torn down, is a supported way to host.
+/// handlers of permissions, change blocks, calls of delegates. These hold references to it, not
+/// always the plug-in. One record for the whole process, which is never torn down, is a supported
+/// way to host.
 ///
 /// No implementation waits for the main thread: a task that runs may be what the main thread waits
 /// for in `TaskScope::join`. Objects that the module holds may be destroyed on any thread.

@@ -112,8 +112,9 @@ class UIViewController : public Object {
   virtual void presentViewController(PresentedViewController presented, bool animated,
                                      Completion completion);
   /// Takes what this controller presents off the screen and runs the completion once, on the main
-  /// thread, afterwards and never before this call returns. The base class, which presents nothing,
-  /// hands the call to its presenter and does nothing without one.
+  /// thread, afterwards and never before this call returns. Where it presents nothing, nothing is
+  /// dismissed and no completion runs. The base class, which never presents, hands the call to its
+  /// presenter, where it has one.
   virtual void dismissViewControllerAnimated(bool animated, Completion completion);
   /// The platform calls it before the controller appears, with its peer set.
   virtual void viewWillAppear(bool animated);

@@ -37,9 +37,20 @@ class Data {
   /// An empty buffer (which is not the same as no buffer: absence is `std::optional<Data>`).
   Data() = default;
   /// Bytes that somebody else owns, without a copy. They stay where they are and as they are as
-  /// long as the owner lives; its last reference may go on any thread.
+  /// long as the owner lives; its last reference may go on any thread. A null owner stands for
+  /// bytes that stay until the process ends.
   Data(std::span<const std::uint8_t> bytes, std::shared_ptr<const void> owner)
       : bytes_(bytes), owner_(std::move(owner)) {}
+  Data(const Data&) = default;
+  Data& operator=(const Data&) = default;
+  /// What was moved from is empty.
+  Data(Data&& other) noexcept
+      : bytes_(std::exchange(other.bytes_, {})), owner_(std::move(other.owner_)) {}
+  Data& operator=(Data&& other) noexcept {
+    bytes_ = std::exchange(other.bytes_, {});
+    owner_ = std::move(other.owner_);
+    return *this;
+  }
   explicit Data(std::vector<std::uint8_t> bytes) {
     auto held = std::make_shared<const std::vector<std::uint8_t>>(std::move(bytes));
     bytes_ = *held;
@@ -90,10 +101,12 @@ class Value;
 using Dictionary = std::map<std::string, Value, std::less<>>;
 using Array = std::vector<Value>;
 
-/// Every integer type of up to 64 bits; neither `bool` nor characters, nor enumerations.
+/// Every integer type of up to 64 bits; neither `bool` nor enumerations, nor characters. Signed and
+/// unsigned `char` are the boolean type of some Objective-C runtimes.
 template <class T>
 concept BoxableInteger = std::integral<T> && sizeof(T) <= sizeof(std::int64_t) &&
                          !std::same_as<T, bool> && !std::same_as<T, char> &&
+                         !std::same_as<T, signed char> && !std::same_as<T, unsigned char> &&
                          !std::same_as<T, wchar_t> && !std::same_as<T, char8_t> &&
                          !std::same_as<T, char16_t> && !std::same_as<T, char32_t>;
 
@@ -101,9 +114,10 @@ concept BoxableInteger = std::integral<T> && sizeof(T) <= sizeof(std::int64_t) &
 /// Arrays and dictionaries are shared and immutable, so copies are cheap.
 ///
 /// What a host makes of the platform's values: a boxed boolean is a boolean and no number; a boxed
-/// integer of the signed 64-bit range is an integer, every other number a double; a dictionary
-/// whose keys are not all texts is an `Object` of the host's own; what has no kind here is left
-/// out. No pointer but that of a text becomes a value.
+/// integer of the signed 64-bit range is an integer, every other number a double; `NSNull` is the
+/// null value; a dictionary whose keys are not all texts is an `Object` of the host's own. What has
+/// no kind here is left out of a dictionary; in an array the null value takes its place, so that
+/// the elements behind it keep theirs. No pointer but that of a text becomes a value.
 class Value {
  public:
   Value() = default;

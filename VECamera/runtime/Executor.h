@@ -15,9 +15,10 @@ namespace vecamera {
 using Job = std::function<void()>;
 
 /// Where code runs. `post` may be called on any thread, and the module holds no lock of its own
-/// meanwhile. It returns at once, does not throw, and never runs the job inline. Jobs that have not
-/// run when the executor ends are destroyed unrun; what they hold may be the last reference to an
-/// object of the host's.
+/// meanwhile. It returns at once, does not throw, and never runs the job inline. The executors
+/// below end the process where there is no memory for a job. Jobs that have not run when the
+/// executor ends are destroyed unrun; what they hold may be the last reference to an object of the
+/// host's.
 class Executor {
  public:
   virtual ~Executor() = default;
@@ -28,7 +29,7 @@ class Executor {
 /// a test's manual executor. One thread pumps at a time.
 class QueueExecutor : public Executor {
  public:
-  void post(Job job) override;
+  void post(Job job) noexcept override;
   /// Runs the oldest job; false where there is none.
   bool runOne();
   /// Runs jobs, also those posted meanwhile, until there is none; gives their number.
@@ -48,7 +49,7 @@ class QueueExecutor : public Executor {
 class MainActor : public Executor {
  public:
   explicit MainActor(Executor& mainQueue) : mainQueue_(mainQueue) {}
-  void post(Job job) override { mainQueue_.post(std::move(job)); }
+  void post(Job job) noexcept override { mainQueue_.post(std::move(job)); }
 
  private:
   Executor& mainQueue_;
@@ -60,7 +61,7 @@ class ThreadPoolExecutor : public Executor {
  public:
   explicit ThreadPoolExecutor(std::size_t threads);
   ~ThreadPoolExecutor() override;
-  void post(Job job) override;
+  void post(Job job) noexcept override;
 
  private:
   void work();

@@ -69,9 +69,11 @@ RootCoroutine runDetached(Task<void> task, std::shared_ptr<ScopeState> scope) {
 void TaskRoot::post(std::unique_lock<std::mutex> lock, Executor& executor) {
   // The job may end the task before `post` returns.
   const auto scope = scope_;
+  // Made before anything is changed, as there may be no memory for it.
+  Job job = [self = shared_from_this(), ticket = ticket_ + 1] { self->run(ticket); };
+  ++ticket_;
   phase_ = Phase::queued;
   ++scope->posting;
-  Job job = [self = shared_from_this(), ticket = ++ticket_] { self->run(ticket); };
   lock.unlock();
   executor.post(std::move(job));
   const std::lock_guard relock(scope->mutex);

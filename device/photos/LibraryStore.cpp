@@ -92,10 +92,23 @@ Failure<StoreError> storageFailure(const FileError& error) {
   return storeFailure(StoreError::Kind::storage, error.message);
 }
 
-/// The resource of a path that names no file is none.
+/// Makes the database's file where there is none. An existing one is not even opened, and a new one
+/// is closed before SQLite opens it: closing it later would drop the locks that SQLite holds on it
+/// in this process.
+FileResult<void> makeDatabase(const foundation::Descriptor& folder) {
+  const auto file =
+      foundation::openAt(folder.number(), databaseName, O_WRONLY | O_CREAT | O_EXCL, 0600);
+  if (!file && file.error().code != EEXIST) return file.failure();
+  // Whatever the process takes from a new file's mode. SQLite gives its other files the same.
+  if (file && fchmod(file->number(), 0600) != 0) return foundation::fileFailure();
+  return {};
+}
+
+/// The resource of a path that names no file, or one that may not be read, is none.
 Failure<StoreError> resourceFailure(const FileError& error) {
-  const bool isNoFile = error.code == ENOENT || error.code == EISDIR || error.code == EINVAL;
-  return storeFailure(isNoFile ? StoreError::Kind::invalidResource : StoreError::Kind::unreadable,
+  constexpr int codes[] = {ENOENT, ENOTDIR, ENAMETOOLONG, ELOOP, EISDIR, EINVAL, EACCES};
+  const bool isNone = std::ranges::find(codes, error.code) != std::end(codes);
+  return storeFailure(isNone ? StoreError::Kind::invalidResource : StoreError::Kind::unreadable,
                       error.message);
 }
 
@@ -136,11 +149,7 @@ StoreResult<void> LibraryStore::prepare() {
   if (!held) return storageFailure(held.error());
   if (auto locked = foundation::lock(*held, foundation::IfLocked::wait); !locked)
     return storageFailure(locked.error());
-  // An existing database is not even opened: closing it again would drop the locks that SQLite
-  // holds on it in this process.
-  const auto database =
-      foundation::openAt(held->number(), databaseName, O_WRONLY | O_CREAT | O_EXCL, 0600);
-  if (!database && database.error().code != EEXIST) return storageFailure(database.error());
+  if (auto made = makeDatabase(*held); !made) return storageFailure(made.error());
   for (const fs::path& inner : {originals_, thumbnails_}) {
     if (auto made = foundation::makePrivateFolder(inner); !made)
       return storageFailure(made.error());

@@ -58,8 +58,9 @@ struct SavedAsset {
 /// and its arguments outlive the library.
 ///
 /// Errors are of the domain "PHPhotosErrorDomain": 3300 for a request with several
-/// resources, 3302 for bytes that are no picture or movie, 3311 for a library that may not be
-/// changed, and -1, with a description, where the store fails.
+/// resources, 3302 for bytes that are no picture or movie and for a path that leads to no readable
+/// file, 3311 for a library that may not be changed, and -1, with a description, where the store
+/// fails.
 class PhotoLibrary : public PHPhotoLibrary {
  public:
   /// Called on the queue for each new asset, after its change is committed and before the change's

@@ -52,7 +52,7 @@ class Command : public vc::CallBackManager, public vc::VelmoraCommand {
   void success(bool /*keep*/) override { take("success"); }
   void success(vc::Dictionary data, bool /*keep*/) override {
     const vc::Value* uri = vc::find(data, "callbackURI");
-    take(uri && uri->text() ? *uri->text() : "success");
+    take(uri ? textOf(*uri) : "success");
   }
   void error(vc::CommandStatus status, std::string message, bool /*keep*/) override {
     take(std::string(vc::nameOf(status)) + ": " + message);
@@ -71,6 +71,11 @@ class Command : public vc::CallBackManager, public vc::VelmoraCommand {
   }
 
  private:
+  static std::string textOf(const vc::Value& uri) {
+    if (const auto* url = uri.url()) return url->absoluteString();
+    if (const auto* data = uri.data()) return {data->bytes().begin(), data->bytes().end()};
+    return uri.text() ? *uri.text() : "";
+  }
   void take(std::string text) {
     {
       const std::lock_guard lock(mutex_);

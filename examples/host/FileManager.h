@@ -1,19 +1,21 @@
 #pragma once
 
 #include <algorithm>
-#include <atomic>
 #include <chrono>
+#include <cstdio>
+#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <memory>
 #include <optional>
+#include <random>
 #include <string>
 #include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
-#include "VECamera/platform/Foundation.h"
+#include "Foundation.h"
 
 namespace host {
 
@@ -104,16 +106,20 @@ class FileManager : public vc::NSFileManager {
   }
   bool createFileAtPath(std::string_view path, const vc::Data& contents) override {
     if (!isUsable(path)) return false;
-    // Beside its final place first, so that a file is there as a whole or not at all.
-    const std::filesystem::path partial = std::string(path) + "." + std::to_string(++count_);
-    std::error_code error;
+    // Beside its final place first, so that a file is there as a whole or not at all; under a name
+    // that nobody else has.
+    std::random_device random;
+    const auto partial =
+        std::filesystem::path(path).parent_path() /
+        (".host-" + std::to_string(random()) + "-" + std::to_string(random()) + ".part");
+    std::FILE* const file = std::fopen(partial.c_str(), "wbx");
+    if (!file) return false;
     const auto bytes = contents.bytes();
-    std::ofstream file(partial, std::ios::binary);
-    file.write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
-    file.close();
-    if (file) std::filesystem::rename(partial, path, error);
-    if (file && !error) return true;
+    bool isWritten = std::fwrite(bytes.data(), 1, bytes.size(), file) == bytes.size();
+    isWritten = std::fclose(file) == 0 && isWritten;
+    std::error_code error;
+    if (isWritten) std::filesystem::rename(partial, path, error);
+    if (isWritten && !error) return true;
     std::filesystem::remove(partial, error);
     return false;
   }
@@ -150,7 +156,7 @@ class FileManager : public vc::NSFileManager {
   /// The decoded path of a file URL, or the text that has no scheme as it is.
   static std::optional<std::string> pathOf(const vc::URL& url) {
     std::string_view text = url.absoluteString();
-    if (text.find("://") == text.npos) return std::string(text);
+    if (!schemeOf(text)) return std::string(text);
     if (!text.starts_with("file://")) return std::nullopt;
     text.remove_prefix(std::string_view("file://").size());
     std::string path;
@@ -173,7 +179,6 @@ class FileManager : public vc::NSFileManager {
   }
 
   const std::string temporaryDirectory_;
-  std::atomic<int> count_{0};
 };
 
 }  // namespace host

@@ -84,6 +84,19 @@ class DateFormatters : public vc::NSDateFormatters {
   }
 };
 
+/// What stands before the colon of a URL's first segment, where it is a scheme (RFC 3986, section
+/// 3.1), and otherwise nothing.
+inline std::optional<std::string_view> schemeOf(std::string_view text) {
+  const auto isOneOf = [](char c, std::string_view all) { return all.find(c) != all.npos; };
+  const auto isAlpha = [](char c) { return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z'); };
+  const auto scheme = text.substr(0, text.find_first_of(":/?#"));
+  if (scheme.size() == text.size() || text[scheme.size()] != ':') return std::nullopt;
+  if (scheme.empty() || !isAlpha(scheme[0])) return std::nullopt;
+  for (const char c : scheme)
+    if (!isAlpha(c) && !isOneOf(c, "0123456789+-.")) return std::nullopt;
+  return scheme;
+}
+
 /// Any thread: nothing here changes.
 class URLs : public vc::NSURLs {
  public:
@@ -93,9 +106,9 @@ class URLs : public vc::NSURLs {
           text[i] == '%' && i + 2 < text.size() && isHex(text[i + 1]) && isHex(text[i + 2]);
       if (!isEscape && !isPlain(text[i]) && !isOneOf(text[i], "?#[]")) return std::nullopt;
     }
-    // What stands before a colon in the first segment is a scheme.
-    const auto colon = text.substr(0, text.find_first_of("/?#")).find(':');
-    if (colon == 0) return std::nullopt;
+    // A colon in the first segment ends a scheme.
+    const bool hasColon = text.substr(0, text.find_first_of("/?#")).find(':') != text.npos;
+    if (text.empty() || (hasColon && !schemeOf(text))) return std::nullopt;
     return vc::URL(std::string(text));
   }
   vc::URL fileURLWithPath(std::string_view path) const override {

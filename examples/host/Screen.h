@@ -41,8 +41,14 @@ class RootViewController : public vc::UIViewController,
   void dismissViewControllerAnimated(bool /*animated*/, Completion completion) override {
     if (!presented_) return;
     const auto keep = shared_from_this();
-    vc::viewControllerOf(*std::exchange(presented_, std::nullopt))->setPeer(nullptr);
+    clear();
     if (completion) mainQueue_.post(std::move(completion));
+  }
+  /// Takes off what is shown, without a completion. Called at the end of the host, because the two
+  /// hold each other.
+  void clear() {
+    if (const auto shown = std::exchange(presented_, std::nullopt))
+      vc::viewControllerOf(*shown)->setPeer(nullptr);
   }
 
   // As the peer of what it shows, from the presentation to the start of the dismissal.

@@ -13,9 +13,9 @@
 #include "VECamera/platform/Photos.h"
 #include "VECamera/runtime/Executor.h"
 
-// The services behind permissions: a camera that may be used, a photo library that may not, a place
-// that nobody knows, and no movies. Their handlers run on the executor that they are given, which
-// outlives them, each once and never inside the call.
+// The services behind permissions: a camera that may be used, a photo library that may not, no
+// location, and no movies. Their handlers run on the executor that they are given, each once and
+// never inside the call. It ends before they do, because a handler may use any of them.
 
 namespace host {
 

@@ -1,6 +1,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <optional>
 
 #include "Container.h"
 #include "FileManager.h"
@@ -81,8 +82,8 @@ int main() {
   const Folder temporary;
   vc::QueueExecutor mainQueue;
   vc::MainActor mainActor(mainQueue);
-  vc::ThreadPoolExecutor background(1);
-  Device device(temporary.path, background);
+  std::optional<vc::ThreadPoolExecutor> background(1);
+  Device device(temporary.path, *background);
   vc::TaskScope tasks([](std::exception_ptr) { std::abort(); });
 
   auto plugin = vc::VECameraPlugin::create({
@@ -106,12 +107,13 @@ int main() {
       .coreLocation = device.coreLocation,
       .mainQueue = mainQueue,
       .mainActor = mainActor,
-      .background = background,
+      .background = *background,
       .tasks = tasks,
   });
   plugin->setVWebView(std::make_shared<vc::VelmoraWebView>());
-  plugin->setViewController(std::make_shared<RootViewController>(
-      mainQueue, [](const auto& shown) { std::visit(Person(), shown); }));
+  const auto root = std::make_shared<RootViewController>(
+      mainQueue, [](const auto& shown) { std::visit(Person(), shown); });
+  plugin->setViewController(root);
 
   const auto takePicture = [&](int destination) {
     constexpr int png = 1;
@@ -130,7 +132,10 @@ int main() {
                                                           : "files are left\n");
 
   plugin->dispose();
+  root->clear();
   mainQueue.runAll();
   plugin = nullptr;
   tasks.join();
+  // Before the device, which its handlers may use.
+  background.reset();
 }

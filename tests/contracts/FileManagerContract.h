@@ -112,6 +112,17 @@ TEST_P(FileManagerContract, CreatedFileReplacesWhatWasThere) {
   EXPECT_THAT(entries(inside()), testing::UnorderedElementsAre("a.txt", "empty"));
 }
 
+TEST_P(FileManagerContract, CreationLeavesNeighboursWithSimilarNamesAlone) {
+  const std::vector<std::string> neighbours = {".a.txt",    "a.txt.0",   "a.txt.1",    "a.txt.2",
+                                               "a.txt.new", "a.txt.tmp", "a.txt.part", "a.txt~"};
+  for (const auto& name : neighbours) put(inside(name));
+  EXPECT_TRUE(files_->createFileAtPath(inside("a.txt"), Data::copyOf("1")));
+  EXPECT_FALSE(files_->writeAtomically(Data::copyOf("2"), URL(inside("a.txt"))));
+  EXPECT_EQ(contents(inside("a.txt")), "2");
+  for (const auto& name : neighbours) EXPECT_EQ(contents(inside(name)), "text") << name;
+  EXPECT_EQ(entries(inside()).size(), neighbours.size() + 1);
+}
+
 TEST_P(FileManagerContract, FailedCreationLeavesNothingBehind) {
   std::filesystem::create_directory(inside("folder"));
   EXPECT_FALSE(files_->createFileAtPath(inside("folder"), Data::copyOf("x")));
@@ -132,8 +143,8 @@ TEST_P(FileManagerContract, AtomicWriteDecodesFileUrlsAndTakesOtherTextsAsPaths)
 
 TEST_P(FileManagerContract, FailedAtomicWriteSaysWhyAndLeavesNothingBehind) {
   std::filesystem::create_directory(inside("folder"));
-  for (const auto& url :
-       {inside("missing/a.txt"), inside("folder"), std::string("http://host/a")}) {
+  for (const auto& url : {inside("missing/a.txt"), inside("folder"), std::string("http://host/a"),
+                          std::string("mailto:x")}) {
     const auto error = files_->writeAtomically(Data::copyOf("x"), URL(url));
     ASSERT_TRUE(error) << url;
     EXPECT_TRUE(error->userInfo.contains(NSLocalizedDescriptionKey)) << url;

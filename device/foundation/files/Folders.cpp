@@ -103,6 +103,8 @@ FileResult<void> makePrivateFolder(const fs::path& folder) {
     const auto failure = fileFailure();
     // Another process may have been quicker.
     if (!fs::is_directory(folder, ignored)) return failure;
+  } else if (chmod(folder.c_str(), 0700) != 0) {  // whatever the process takes from a new mode
+    return fileFailure();
   }
   const auto synchronized = synchronizeFolder(parent.empty() ? "." : parent);
   // A parent that may be written and not read, or whose file system has no such call, is no reason

@@ -127,6 +127,28 @@ TEST_F(LibraryStoreCrashTest, LibraryInUseGoesOnAfterAnotherProcessDies) {
   expectAssets(*store, {"A", "C"});
 }
 
+TEST_F(LibraryStoreCrashTest, TheProcessThatMadeTheLibraryKeepsItsLogWhenAnotherCloses) {
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    close(ready[1]);
+    char byte = 0;
+    if (read(ready[0], &byte, 1) != 1) _exit(1);
+    openLibrary(folder_.path());
+    _exit(0);
+  }
+  close(ready[0]);
+  const auto store = openLibrary(folder_.path());
+  EXPECT_EQ(write(ready[1], "!", 1), 1);
+  close(ready[1]);
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 0);
+  // The last one that closes the library removes it, and what others write to it then is lost.
+  EXPECT_TRUE(std::filesystem::exists(folder_.path() / "library.sqlite-wal"));
+}
+
 TEST_F(LibraryStoreCrashTest, ProcessesOpenAndAddTogether) {
   const auto addSome = [&](const std::string& prefix) {
     const auto store = openLibrary(folder_.path());

@@ -36,7 +36,6 @@ class StoredPhotos : public PhotosUnderTest {
   PHPhotoLibrary& library() override { return photoLibrary; }
   PHImageManager& images() override { return imageManager; }
   void authorize(PHAuthorizationStatus status) override { authorization.current = status; }
-  void answerPrompts(PHAuthorizationStatus answer) override { authorization.answer = answer; }
   void settle() override {
     while (queue.runAll() + prompts.runAll() > 0) {
     }
@@ -58,6 +57,30 @@ class StoredPhotos : public PhotosUnderTest {
                             }};
   ImageManager imageManager{*store, queue, authorization};
 };
+
+using Fill = std::function<void(PHAssetCreationRequest&)>;
+
+Fill adding(Data data, PHAssetResourceType type = PHAssetResourceType::photo) {
+  return [data, type](PHAssetCreationRequest& request) { request.addResource(type, data, {}); };
+}
+Fill addingFile(const std::filesystem::path& path) {
+  return [path](PHAssetCreationRequest& request) {
+    request.addResource(PHAssetResourceType::photo, URL("file://" + path.string()), {});
+  };
+}
+
+/// Makes a change with one request and gives its error.
+std::optional<NSError> change(StoredPhotos& photos, const Fill& fill) {
+  std::optional<NSError> reported;
+  photos.library().performChanges(
+      [fill](PHAssetChanges& changes) { fill(changes.creationRequestForAsset()); },
+      [&](bool success, std::optional<NSError> error) {
+        EXPECT_EQ(success, !error);
+        reported = std::move(error);
+      });
+  photos.settle();
+  return reported;
+}
 
 INSTANTIATE_TEST_SUITE_P(OnSQLite, PhotosContract,
                          testing::Values([]() -> std::unique_ptr<PhotosUnderTest> {
@@ -86,6 +109,75 @@ TEST(PhotoLibraryTest, ObserverLearnsOfEachNewAssetBetweenCommitAndHandler) {
   EXPECT_EQ((*records)[1].durationSeconds, 2.5);
 }
 
+TEST(PhotoLibraryTest, ABadRequestFailsWithThePlatformsCode) {
+  StoredPhotos photos;
+  const auto text = photos.folder.path() / "text";
+  const auto loop = photos.folder.path() / "loop";
+  writeText(text, "text");
+  std::filesystem::permissions(text, std::filesystem::perms::none);
+  std::filesystem::create_symlink(loop, loop);
+  const struct {
+    const char* what;
+    Fill fill;
+    std::int64_t code;
+  } cases[] = {
+      {"two resources",
+       [&](PHAssetCreationRequest& request) {
+         adding(photos.picture())(request);
+         adding(photos.picture())(request);
+       },
+       3300},
+      {"no picture", adding(Data::copyOf("this is text")), 3302},
+      {"no bytes", adding(Data()), 3302},
+      {"a picture for a movie", adding(photos.picture(), PHAssetResourceType::video), 3302},
+      {"no file", addingFile(photos.folder.path() / "none"), 3302},
+      {"a folder", addingFile(photos.folder.path()), 3302},
+      {"a file for a folder", addingFile(text / "none"), 3302},
+      {"a name that no file can have", addingFile("/" + std::string(300, 'a')), 3302},
+      {"links that go round", addingFile(loop), 3302},
+      {"a file that may not be read", addingFile(text), 3302},
+  };
+  for (const auto& bad : cases) {
+    const auto error = change(photos, bad.fill);
+    ASSERT_TRUE(error) << bad.what;
+    EXPECT_EQ(error->domain, "PHPhotosErrorDomain") << bad.what;
+    EXPECT_EQ(error->code, bad.code) << bad.what;
+  }
+  EXPECT_EQ(photos.assetCount(), 0u);
+}
+
+TEST(PhotoLibraryTest, RequestWithoutAResourceIsPassedOver) {
+  StoredPhotos photos;
+  EXPECT_FALSE(change(photos, [](PHAssetCreationRequest&) {}));
+  EXPECT_EQ(photos.assetCount(), 0u);
+}
+
+TEST(PhotoLibraryTest, LimitedAccessIsEnoughAndARefusalHasTheStockSentence) {
+  StoredPhotos photos;
+  photos.authorization.current = PHAuthorizationStatus::limited;
+  EXPECT_FALSE(change(photos, adding(photos.picture())));
+  ASSERT_TRUE(photos.store->add({testPicture("a", "A/L0/001")}));
+  const URL address("assets-library://asset/asset.JPG?id=A&ext=JPG");
+  EXPECT_EQ(photos.library().fetchAssetsWithALAssetURLs({address}, {}).size(), 1u);
+
+  photos.authorization.current = PHAuthorizationStatus::denied;
+  const auto error = change(photos, adding(photos.picture()));
+  ASSERT_TRUE(error);
+  EXPECT_EQ(error->localizedDescription(),
+            "The operation couldn’t be completed. (PHPhotosErrorDomain error 3311.)");
+}
+
+TEST(PhotoLibraryTest, ChangeAsksTheUserWhereNothingIsDecided) {
+  StoredPhotos photos;
+  for (const auto answer : {PHAuthorizationStatus::denied, PHAuthorizationStatus::limited}) {
+    photos.authorization.current = PHAuthorizationStatus::notDetermined;
+    photos.authorization.answer = answer;
+    const auto error = change(photos, adding(photos.picture()));
+    EXPECT_EQ(error ? error->code : 0, answer == PHAuthorizationStatus::denied ? 3311 : 0);
+  }
+  EXPECT_EQ(photos.assetCount(), 1u);
+}
+
 TEST(PhotoLibraryTest, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
   StoredPhotos photos;
   photos.authorization.current = PHAuthorizationStatus::notDetermined;
@@ -100,14 +192,7 @@ TEST(PhotoLibraryTest, PromptThatIsNeverAnsweredLeavesTheChangeOpen) {
 TEST(PhotoLibraryTest, StoreThatFailsIsReportedWithItsReason) {
   StoredPhotos photos;
   std::filesystem::remove_all(photos.folder.path() / "originals");
-  std::optional<NSError> reported;
-  photos.library().performChanges(
-      [&](PHAssetChanges& changes) {
-        changes.creationRequestForAsset().addResource(PHAssetResourceType::photo, photos.picture(),
-                                                      {});
-      },
-      [&](bool, std::optional<NSError> error) { reported = std::move(error); });
-  photos.settle();
+  const auto reported = change(photos, adding(photos.picture()));
   ASSERT_TRUE(reported);
   EXPECT_EQ(reported->domain, "PHPhotosErrorDomain");
   EXPECT_THAT(reported->localizedDescription(), testing::HasSubstr("cannot be written"));

@@ -79,6 +79,16 @@ TEST_F(RootViewControllerTest, WhatIsUpAlreadyIsNotPresentedAgain) {
   EXPECT_EQ(screen.picker(), nullptr);
 }
 
+TEST_F(RootViewControllerTest, WhereNothingIsPresentedADismissalDoesNothing) {
+  int completions = 0;
+  const auto alert = std::make_shared<UIAlertController>("", "m", UIAlertControllerStyle::alert);
+  root->presentViewController(alert, true, nullptr);
+  for (int i = 0; i < 2; ++i) root->dismissViewControllerAnimated(true, [&] { ++completions; });
+  alert->dismissViewControllerAnimated(true, [&] { ++completions; });
+  main.runAll();
+  EXPECT_EQ(completions, 1);
+}
+
 class PermissionGateTest : public ScreenTest {};
 using Gate = PermissionGate<AVAuthorizationStatus>;
 
