@@ -418,6 +418,14 @@ PLATFORM_EXTERN NSURLResourceKey const NSURLFileSizeKey;
                    error:(NSError* _Nullable* _Nullable)error;
 @end
 
+@interface NSURLComponents : NSObject <NSCopying>
+- (instancetype)init;
+@property(nullable, copy) NSString* scheme;
+@property(nullable, copy) NSString* host;
+@property(nullable, copy) NSString* path;
+@property(nullable, readonly, copy) NSURL* URL;
+@end
+
 typedef NSString* NSFileAttributeKey;
 typedef NSString* NSFileAttributeType;
 PLATFORM_EXTERN NSFileAttributeKey const NSFileType;
