@@ -54,7 +54,7 @@ struct Options {
 /// A ratio of times that the device must not exceed.
 struct Target {
   std::string_view workload;
-  /// Whose time is the divisor: "baseline" or a peer.
+  /// Whose time is the divisor: "baseline" or another contender.
   std::string_view against;
   std::string_view contender;
   double max;
@@ -330,12 +330,12 @@ double megabytes(const std::string& program, std::string_view contender, const W
   return static_cast<double>(kilobytes) / 1024;
 }
 
-json memory(const std::string& program, bool peers) {
+json memory(const std::string& program, bool compares) {
   const Workload& workload = workloads[5];
   printf("\nPeak memory of W6 over the process with the source in it\n");
   json result;
   std::vector<std::string_view> names{"device"};
-  if (peers) names.insert(names.end(), {"OpenCV", "libvips"});
+  if (compares) names.insert(names.end(), {"OpenCV", "libvips"});
   for (const auto name : names) {
     const double taken = megabytes(program, name, workload, sourceOf(workload));
     if (taken == 0) continue;
@@ -426,7 +426,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments) {
   json report;
   for (const auto& contender : contenders) {
     if (contender->version().empty()) continue;
-    report["peers"][contender->name()] = contender->version();
+    report["contenders"][contender->name()] = contender->version();
     printf("%s %s\n", contender->name().c_str(), contender->version().c_str());
   }
   report["processors"] = std::thread::hardware_concurrency();
@@ -445,7 +445,7 @@ int run(const std::string& program, const std::vector<std::string>& arguments) {
 }  // namespace vecamera::bench
 
 int main(int count, char** arguments) {
-  // A peer's process that ends early is a peer that is left out.
+  // A contender whose process ends early is left out.
   std::signal(SIGPIPE, SIG_IGN);
   return vecamera::bench::run(arguments[0], {arguments + 1, arguments + count});
 }

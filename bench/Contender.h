@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "VECamera/platform/Value.h"
+#include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/base/ThreadBudget.h"
 
 namespace vecamera::bench {
@@ -35,7 +36,7 @@ inline constexpr Workload workloads[] = {
     {"W6", "8064 x 6048, fit 1024, JPEG 75", "large.jpg", 1024, 75, 4, true},
 };
 
-using EncodedBytes = std::vector<std::uint8_t>;
+using device::imaging::EncodedBytes;
 
 /// What the workloads are run with: the device, or another tool.
 class Contender {

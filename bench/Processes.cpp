@@ -1,4 +1,4 @@
-// The peers that are programs of their own.
+// The contenders that are programs of their own.
 
 #include <sys/wait.h>
 #include <unistd.h>

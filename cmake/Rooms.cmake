@@ -1,4 +1,4 @@
-# Settings that every target of the project shares, and the helpers that make one target of a folder.
+# Settings that every target of the project shares, and the functions that make one target of a folder.
 
 add_library(vecamera_settings INTERFACE)
 target_compile_features(vecamera_settings INTERFACE cxx_std_20)

@@ -28,7 +28,7 @@ std::shared_ptr<UIImage> imageByScalingAndCroppingForSize(UIGraphics& graphics,
 std::shared_ptr<UIImage> imageByScalingNotCroppingForSize(UIGraphics& graphics,
                                                           const std::shared_ptr<UIImage>& image,
                                                           CGSize target);
-/// Redraws the bare bitmap turned as the orientation asks, at the picture's own size. Mirrored
+/// Redraws the bare bitmap rotated as the orientation asks, at the picture's own size. Mirrored
 /// orientations are not unmirrored: they take the path of `up`.
 std::shared_ptr<UIImage> imageCorrectedForCaptureOrientation(UIGraphics& graphics,
                                                              const std::shared_ptr<UIImage>& image,

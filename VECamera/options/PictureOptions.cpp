@@ -50,7 +50,6 @@ std::shared_ptr<PictureOptions> PictureOptions::createFromTakePictureArguments(
              DestinationType::destinationTypeNativeUri);
   const auto source =
       read(command, Position::source, &Value::integerValue).value_or(Source::camera);
-  options->sourceType = source;
   if (const auto width = read(command, Position::width, &Value::numberValue)) {
     if (const auto height = read(command, Position::height, &Value::numberValue))
       options->targetSize = CGSize{*width, *height};
@@ -59,17 +58,20 @@ std::shared_ptr<PictureOptions> PictureOptions::createFromTakePictureArguments(
                                  EncodingType::encodingTypePNG);
   options->mediaType =
       caseAt(command, Position::media, MediaType::mediaTypePicture, MediaType::mediaTypeAll);
+  options->sourceType = sourceToOpen(source, options->mediaType);
   options->allowsEditing = flagAt(Position::editing);
   options->correctOrientation = flagAt(Position::orientation);
   options->saveToPhotoAlbum = flagAt(Position::album);
   options->cameraDirection = flagAt(Position::front) ? Camera::front : Camera::rear;
   options->usesGeolocation = flagAt(Position::geolocation);
   latestUsesGeolocation = options->usesGeolocation;
-
-  // Settled: a page that asks for videos from the photo library gets the camera.
-  if (source == Source::photoLibrary && options->mediaType == MediaType::mediaTypeVideo)
-    options->sourceType = Source::camera;
   return options;
+}
+
+std::int64_t sourceToOpen(std::int64_t source, std::optional<MediaType> media) {
+  using Source = UIImagePickerControllerSourceType;
+  const bool isLibraryVideo = source == Source::photoLibrary && media == MediaType::mediaTypeVideo;
+  return isLibraryVideo ? Source::camera : source;
 }
 
 bool processWideUsesGeolocation() {

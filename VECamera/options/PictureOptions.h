@@ -70,6 +70,10 @@ struct PictureOptions {
       const CallBackManager& callback);
 };
 
+/// The source that a request for this source and these media opens; `source` is a raw value.
+/// Settled: a page that asks for videos from the photo library gets the camera.
+std::int64_t sourceToOpen(std::int64_t source, std::optional<MediaType> media);
+
 /// The `usesGeolocation` of the most recently parsed arguments in this process; false before the
 /// first. Any thread.
 bool processWideUsesGeolocation();

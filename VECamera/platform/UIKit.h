@@ -14,7 +14,7 @@
 
 namespace vecamera {
 
-/// How a stored bitmap is to be turned to be seen upright, with the platform's raw values.
+/// How a stored bitmap is to be rotated to be seen upright, with the platform's raw values.
 enum class UIImageOrientation {
   up = 0,
   down = 1,

@@ -23,12 +23,12 @@ struct Color {
   float blue = 0;
 };
 
-float mix(float a, float b, float share) {
+float lerp(float a, float b, float share) {
   return a + (b - a) * share;
 }
 
-Color mix(const Color& a, const Color& b, float share) {
-  return {mix(a.red, b.red, share), mix(a.green, b.green, share), mix(a.blue, b.blue, share)};
+Color lerp(const Color& a, const Color& b, float share) {
+  return {lerp(a.red, b.red, share), lerp(a.green, b.green, share), lerp(a.blue, b.blue, share)};
 }
 
 float smooth(float t) {
@@ -57,8 +57,8 @@ float noise(float x, float y, std::uint32_t seed) {
   const auto j = static_cast<std::int32_t>(top);
   const float across = smooth(x - left);
   const float down = smooth(y - top);
-  return mix(mix(hashed(i, j, seed), hashed(i + 1, j, seed), across),
-             mix(hashed(i, j + 1, seed), hashed(i + 1, j + 1, seed), across), down);
+  return lerp(lerp(hashed(i, j, seed), hashed(i + 1, j, seed), across),
+              lerp(hashed(i, j + 1, seed), hashed(i + 1, j + 1, seed), across), down);
 }
 
 float layeredNoise(float x, float y, std::uint32_t seed, int layers) {
@@ -106,8 +106,8 @@ class Scene {
         unit_(static_cast<float>(std::min(width, height))),
         width_(static_cast<float>(width) / unit_),
         height_(static_cast<float>(height) / unit_),
-        sunX_(width_ * mix(0.55f, 0.8f, hashed(1, 1, seed))),
-        sunY_(height_ * mix(0.14f, 0.24f, hashed(2, 1, seed))) {
+        sunX_(width_ * lerp(0.55f, 0.8f, hashed(1, 1, seed))),
+        sunY_(height_ * lerp(0.14f, 0.24f, hashed(2, 1, seed))) {
     for (std::size_t hill = 0; hill < hillCount; ++hill)
       for (std::size_t column = 0; column < width; ++column)
         ridges_[hill].push_back(ridge(hill, static_cast<float>(column) / unit_));
@@ -119,7 +119,7 @@ class Scene {
     Color color = y < ridges_[0][column] + 1 / unit_ ? sky(x, y) : Color{};
     for (std::size_t hill = 0; hill < hillCount; ++hill) {
       const float inside = edge(y - ridges_[hill][column]);
-      if (inside > 0) color = mix(color, land(hill, x, y), inside);
+      if (inside > 0) color = lerp(color, land(hill, x, y), inside);
     }
     return grained(arrow(chart(color, x, y), x, y), column, row);
   }
@@ -131,7 +131,7 @@ class Scene {
   float ridge(std::size_t hill, float x) const {
     const auto depth = static_cast<float>(hill);
     const float roughness = 1.6f + 1.1f * (static_cast<float>(hillCount) - depth);
-    const float level = mix(0.46f, 0.80f, depth / (hillCount - 1));
+    const float level = lerp(0.46f, 0.80f, depth / (hillCount - 1));
     const float swing = 0.22f - 0.035f * depth;
     const int layers = hill == 0 ? 6 : 4;
     return height_ *
@@ -139,22 +139,22 @@ class Scene {
   }
 
   Color sky(float x, float y) const {
-    Color color = mix(palette_.zenith, palette_.horizon, smoothBetween(0, 0.62f * height_, y));
+    Color color = lerp(palette_.zenith, palette_.horizon, smoothBetween(0, 0.62f * height_, y));
     const float dx = x - sunX_;
     const float dy = y - sunY_;
     const float distance = std::sqrt(dx * dx + dy * dy);
     const float glow = 0.012f / (0.02f + distance * distance);
-    color = mix(color, palette_.sun, std::min(glow, 0.7f));
+    color = lerp(color, palette_.sun, std::min(glow, 0.7f));
     const float cloud = layeredNoise(x * 2.2f, y * 6.0f, seed_ + 40, 5);
     const float cover = 0.75f * smoothBetween(0.50f, 0.72f, cloud);
-    color = mix(color, mix(palette_.horizon, Color{1, 1, 1}, 0.6f), cover);
+    color = lerp(color, lerp(palette_.horizon, Color{1, 1, 1}, 0.6f), cover);
     constexpr float sunRadius = 0.055f;
-    return mix(color, mix(palette_.sun, Color{1, 1, 1}, 0.5f), edge(sunRadius - distance));
+    return lerp(color, lerp(palette_.sun, Color{1, 1, 1}, 0.5f), edge(sunRadius - distance));
   }
 
   Color land(std::size_t hill, float x, float y) const {
     const float nearness = static_cast<float>(hill) / (hillCount - 1);
-    const Color base = mix(palette_.farHill, palette_.meadow, nearness);
+    const Color base = lerp(palette_.farHill, palette_.meadow, nearness);
     const float grain = 10 + 60 * nearness;
     const float light = 0.82f + 0.36f * layeredNoise(x * grain, y * grain * 1.7f, seed_ + 90, 3);
     return {base.red * light, base.green * light, base.blue * light};
@@ -191,7 +191,7 @@ class Scene {
     const float head = std::min(0.75f * (dy + 0.75f) - dx, 0.05f - dy);
     const float stem = std::min(0.18f - dx, std::min(0.70f - dy, dy));
     const float sign = edge(std::max(head, stem) * radius);
-    return mix(mix(under, Color{0.08f, 0.10f, 0.14f}, 0.8f * disc), Color{1, 1, 1}, sign);
+    return lerp(lerp(under, Color{0.08f, 0.10f, 0.14f}, 0.8f * disc), Color{1, 1, 1}, sign);
   }
 
   /// The grain of a sensor, without which the picture would compress as no photograph does.
@@ -275,7 +275,8 @@ Result<Data, TestSceneError> generateTestScene(std::size_t width, std::size_t he
   if (width == 0 || height == 0 || width > maxSide || height > maxSide)
     return Failure(TestSceneError::invalidSize);
   const imaging::Orientation upright = imaging::orientationFor(storedOrientation);
-  auto scene = upright.swapsAxes ? painted(height, width, seed) : painted(width, height, seed);
+  const auto shown = imaging::sidesOf(upright, imaging::PixelSize{width, height});
+  auto scene = painted(shown.width, shown.height, seed);
   if (scene) scene = imaging::oriented(std::move(*scene), imaging::inverse(upright));
   if (!scene) return Failure(TestSceneError::notEncoded);
   auto jpeg = imaging::encodeJpegBitmap(*scene, quality, {});

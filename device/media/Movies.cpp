@@ -39,8 +39,8 @@ MediaResult<MovieFacts> factsOf(const MediaResult<std::unique_ptr<MovieInput>>& 
   const auto format = formatOf(input);
   if (!format) return format.failure();
   const AVStream& video = input.video();
-  const Size size = uprightSize(squareSize(video, {video.codecpar->width, video.codecpar->height}),
-                                orientationOf(video));
+  const Size size = imaging::sidesOf(
+      orientationOf(video), squareSize(video, {video.codecpar->width, video.codecpar->height}));
   MovieFacts facts;
   facts.format = *format;
   facts.width = static_cast<std::size_t>(size.width);

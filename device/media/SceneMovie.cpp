@@ -27,7 +27,7 @@ struct Color {
   std::uint8_t blue = 0;
 };
 
-Color mix(const Color& a, const Color& b, double share) {
+Color lerp(const Color& a, const Color& b, double share) {
   const auto part = [share](std::uint8_t from, std::uint8_t to) {
     return static_cast<std::uint8_t>(std::lround(from + (to - from) * share));
   };
@@ -66,8 +66,8 @@ class ScenePainter {
         seed_(seed),
         palette_(palettes[seed % palettes.size()]) {
     for (int y = 0; y < size.height; ++y)
-      sky_.push_back(mix(palette_.zenith, palette_.horizon,
-                         std::min(1.0, 1.6 * y / static_cast<double>(size.height))));
+      sky_.push_back(lerp(palette_.zenith, palette_.horizon,
+                          std::min(1.0, 1.6 * y / static_cast<double>(size.height))));
   }
 
   /// The scene at a time of a movie of some length, into a frame of three bytes a pixel.
@@ -198,7 +198,7 @@ void setDisplayMatrix(AVStream& track, const imaging::Orientation& orientation, 
   auto* const matrix = reinterpret_cast<std::int32_t*>(allocated(
       av_stream_new_side_data(&track, AV_PKT_DATA_DISPLAYMATRIX, 9 * sizeof(std::int32_t))));
   constexpr std::int32_t one = 1 << 16;
-  const Size upright = uprightSize(stored, orientation);
+  const Size upright = imaging::sidesOf(orientation, stored);
   std::fill_n(matrix, 9, 0);
   matrix[orientation.swapsAxes ? 3 : 0] = orientation.mirrorsX ? -one : one;
   matrix[orientation.swapsAxes ? 1 : 4] = orientation.mirrorsY ? -one : one;
@@ -218,8 +218,8 @@ class SceneRecorder {
       : scene_(scene),
         stored_{scene.width, scene.height},
         orientation_(imaging::orientationFor(orientations[scene.rotationDegrees / 90])),
-        fitter_(uprightSize(stored_, orientation_), imaging::inverse(orientation_)),
-        painter_(uprightSize(stored_, orientation_), scene.seed) {}
+        fitter_(imaging::sidesOf(orientation_, stored_), imaging::inverse(orientation_)),
+        painter_(imaging::sidesOf(orientation_, stored_), scene.seed) {}
 
   MediaResult<void> record(const std::filesystem::path& target,
                            const CancellationCheck& isCancelled) {
@@ -259,7 +259,8 @@ class SceneRecorder {
     video_ = std::move(*video);
     if (orientation_ != imaging::Orientation{})
       setDisplayMatrix(video_->track(), orientation_, stored_);
-    if (auto done = allocatePixels(*canvas_, AV_PIX_FMT_RGB24, uprightSize(stored_, orientation_));
+    if (auto done =
+            allocatePixels(*canvas_, AV_PIX_FMT_RGB24, imaging::sidesOf(orientation_, stored_));
         !done)
       return done;
     if (!scene_.hasAudio) return {};

@@ -96,7 +96,7 @@ StoreResult<void> AssetTable::open(const std::filesystem::path& file) {
                    std::to_string(schemaVersion) + ")");
   }
   Statement check(database_, "PRAGMA quick_check(1)");
-  if (const auto step = check.next(); !step) return step.failure();
+  if (const auto row = check.next(); !row) return row.failure();
   const std::string found = check.text(0);
   if (found != "ok") return refusal("its database is damaged (" + found + ")");
   version_ = *version;
@@ -121,7 +121,7 @@ StoreResult<void> AssetTable::migrate() {
 
 StoreResult<std::int64_t> AssetTable::singleNumber(std::string_view sql) {
   Statement statement(database_, sql);
-  if (const auto step = statement.next(); !step) return step.failure();
+  if (const auto row = statement.next(); !row) return row.failure();
   return statement.integer(0);
 }
 
@@ -165,8 +165,8 @@ StoreResult<void> AssetTable::insert(AssetRecord& record) {
   } else {
     insertion.bindNull();
   }
-  if (const auto step = insertion.next(); !step) {
-    if (!database_.lastBrokeUniqueness()) return databaseFailure(step.error());
+  if (const auto row = insertion.next(); !row) {
+    if (!database_.lastBrokeUniqueness()) return databaseFailure(row.error());
     return storeFailure(StoreError::Kind::identifierRefused,
                         "The library already holds an asset \"" + identifier + "\"");
   }
@@ -206,18 +206,18 @@ StoreResult<AssetRecord> AssetTable::findByIdentifierOrUuid(std::string_view ide
 StoreResult<std::vector<AssetRecord>> AssetTable::recordsOf(Statement& rows) {
   std::vector<AssetRecord> records;
   while (true) {
-    const auto step = rows.next();
-    if (!step) return databaseFailure(step.error());
-    if (*step == Statement::Step::end) return records;
+    const auto row = rows.next();
+    if (!row) return databaseFailure(row.error());
+    if (*row == Statement::RowResult::end) return records;
     records.push_back(recordOf(rows));
   }
 }
 
 StoreResult<AssetRecord> AssetTable::recordNamed(Statement& row, std::string_view name) {
   row.bind(name);
-  const auto step = row.next();
-  if (!step) return databaseFailure(step.error());
-  if (*step == Statement::Step::end) return unknownAsset(name);
+  const auto next = row.next();
+  if (!next) return databaseFailure(next.error());
+  if (*next == Statement::RowResult::end) return unknownAsset(name);
   return recordOf(row);
 }
 

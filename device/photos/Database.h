@@ -53,7 +53,7 @@ class Database {
 /// One prepared statement. Values are bound in order; columns count from 0.
 class Statement {
  public:
-  enum class Step { row, end };
+  enum class RowResult { row, end };
 
   Statement(Database& database, std::string_view sql) : database_(database) {
     check(sqlite3_prepare_v2(database.handle(), sql.data(), static_cast<int>(sql.size()), &handle_,
@@ -77,10 +77,10 @@ class Statement {
 
   /// Goes to the next row, or to the end. What failed before, in the statement's text or in a
   /// value, is reported here, too.
-  StoreResult<Step> next() {
+  StoreResult<RowResult> next() {
     const int code = failed_ ? SQLITE_ERROR : sqlite3_step(handle_);
-    if (code == SQLITE_ROW) return Step::row;
-    if (code == SQLITE_DONE) return Step::end;
+    if (code == SQLITE_ROW) return RowResult::row;
+    if (code == SQLITE_DONE) return RowResult::end;
     failed_ = true;
     return database_.failure();
   }

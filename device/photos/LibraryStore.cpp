@@ -312,13 +312,16 @@ StoreResult<AssetRecord> LibraryStore::stage(const NewAsset& asset, const fs::pa
 }
 
 StoreResult<AssetRecord> LibraryStore::importFile(const FileToImport& file, Date created) {
-  if (const auto opened = foundation::openFileForReading(file.path); !opened)
-    return readFailure(file.path, opened.error());
+  if (!file.picture) {
+    if (const auto opened = foundation::openFileForReading(file.path); !opened)
+      return readFailure(file.path, opened.error());
+  }
   // The first bytes show whether it is a movie; a picture is read whole.
   NewAsset asset{file.identifier, PHAssetResourceType::video, file.path, created};
-  auto described = describe(asset);
+  auto described =
+      file.picture ? storeFailure(StoreError::Kind::invalidResource, {}) : describe(asset);
   if (!described) {
-    auto read = foundation::readFile(file.path);
+    auto read = file.picture ? FileResult<Data>(*file.picture) : foundation::readFile(file.path);
     if (!read) return readFailure(file.path, read.error());
     asset.type = PHAssetResourceType::photo;
     asset.content = *std::move(read);

@@ -35,6 +35,8 @@ struct FileToImport {
   std::filesystem::path path;
   /// As in `NewAsset`.
   std::optional<std::string> identifier;
+  /// The bytes of the picture in the file, where they have been read; it is not opened then.
+  std::optional<Data> picture{};
 };
 
 struct ImportReport {

@@ -172,6 +172,12 @@ def check_sources(root):
     return found
 
 
+def check_rooms(root):
+    """The rooms of the table that hold no sources."""
+    return [f"{room}/: the table has this room, and it holds no sources" for room in ROOMS
+            if not any((root / room).rglob("*.h")) and not any((root / room).rglob("*.cpp"))]
+
+
 def check_document(text):
     """What docs/architecture.md says otherwise than ROOMS."""
     documented = {room: re.findall(r"`([\w/.]+?)/?`", stands_on)
@@ -190,7 +196,7 @@ def main():
     if not (root / "VECamera").is_dir():
         sys.exit(f"{root} holds no VECamera folder")
     document = (root / "docs" / "architecture.md").read_text(encoding="utf-8")
-    found = check_sources(root) + check_document(document)
+    found = check_sources(root) + check_rooms(root) + check_document(document)
     print("\n".join(found) or "Every include goes the right way.")
     sys.exit(1 if found else 0)
 

@@ -113,6 +113,14 @@ class IncludeDirections(unittest.TestCase):
                 self.assertEqual(include_directions.check_sources(pathlib.Path(folder)),
                                  [f"{path}:1: the folder is no room of the table"])
 
+    def test_a_room_without_sources_is_named(self):
+        with tempfile.TemporaryDirectory() as folder:
+            for room in list(include_directions.ROOMS)[:-1]:
+                pathlib.Path(folder, room).mkdir(parents=True, exist_ok=True)
+                pathlib.Path(folder, room, "A.h").touch()
+            self.assertEqual(include_directions.check_rooms(pathlib.Path(folder)),
+                             ["ios/: the table has this room, and it holds no sources"])
+
     def test_the_document_says_what_the_table_says(self):
         rows = [f"| `{room}/` | what it is | {', '.join(f'`{name}`' for name in stands_on)} |"
                 for room, stands_on in include_directions.ROOMS.items()]

@@ -1,9 +1,9 @@
-# Installs the module of a build into a fresh folder, and the component Device as well where that is
-# asked for; then builds a consumer against nothing but that, runs it and its tests, and compares what
+# Installs the module of a build into a fresh folder, with the contract tests or, where that is asked
+# for, with the component Device; then builds a consumer against nothing but that, runs it and its tests, and compares what
 # it prints. Run with cmake -DBUILD=... -DWORK=... -DCOMPONENT=Module|Device -DCOMPILER=... -P.
 
 if(COMPONENT STREQUAL Module)
-  set(components Module)
+  set(components Module Contracts)
   set(consumer ../../examples/host)
   set(programs host_tests host)
   string(CONCAT expected

@@ -29,7 +29,7 @@ class ResultForImageTest : public PluginTest {
   }
 };
 
-TEST_F(ResultForImageTest, APictureIsChosenTurnedAndScaledAsAsked) {
+TEST_F(ResultForImageTest, APictureIsChosenRotatedAndScaledAsAsked) {
   const auto edited = std::make_shared<FakeImage>("edited", CGSize{10, 20});
   const std::string editedKey(UIImagePickerControllerEditedImage);
   const struct {
@@ -267,7 +267,7 @@ TEST_F(ResultForImageTest, ANewAssetIsSavedTwiceWhenTheAlbumIsAskedForToo) {
   EXPECT_THAT(fake.photoLibrary.added.all(), ElementsAre("type 1 png(photo)", "type 1 png(photo)"));
 }
 
-TEST_F(ResultForImageTest, TheAlbumSaveIsDetachedAndItsOutcomeOnlyLogged) {
+TEST_F(ResultForImageTest, TheAlbumSaveIsDetachedAndItsResultOnlyLogged) {
   const std::string failed =
       "error [] error : full @" + std::string(pluginSourceFile) + ":354 resultForImage(_:info:)";
   const struct {

@@ -53,7 +53,7 @@ TEST(ScalingGeometryTest, ScalersDrawOnceAndCloseTheContextAlsoWithoutAResult) {
                           "begin 100,80", "draw 0,0 100,80", "take", "end"));
 }
 
-TEST(ScalingGeometryTest, OrientationIsCorrectedByOneTurnAndALateShift) {
+TEST(ScalingGeometryTest, OrientationIsCorrectedByOneRotationAndALateShift) {
   using Orientation = UIImageOrientation;
   const std::vector<std::string> plain{"rotate 0", "scale 1,-1", "bitmap -15,-20 30,40"};
   const std::vector<std::string> down{"rotate 3.14159", "scale 1,-1", "bitmap -15,-20 30,40"};
@@ -71,13 +71,13 @@ TEST(ScalingGeometryTest, OrientationIsCorrectedByOneTurnAndALateShift) {
       {Orientation::leftMirrored, plain},
       {Orientation::rightMirrored, plain},
       {static_cast<Orientation>(9), plain}};
-  for (const auto& [given, turn] : rows) {
+  for (const auto& [given, rotation] : rows) {
     FakeGraphics graphics;
     const auto image = std::make_shared<FakeImage>("a", CGSize{30, 40}, given);
     const auto result = imageCorrectedForCaptureOrientation(graphics, image, given);
     EXPECT_EQ(result->size(), (CGSize{30, 40}));
     std::vector<std::string> calls{"begin 30,40", "translate 15,20"};
-    calls.insert(calls.end(), turn.begin(), turn.end());
+    calls.insert(calls.end(), rotation.begin(), rotation.end());
     calls.insert(calls.end(), {"take", "end"});
     EXPECT_THAT(graphics.calls.all(), ElementsAreArray(calls));
   }

@@ -1,7 +1,6 @@
 #include "apps/vecamera/commands/Commands.h"
 
 #include <iostream>
-#include <iterator>
 
 #include "device/script/play/Player.h"
 #include "device/script/script/ScriptReader.h"
@@ -12,9 +11,8 @@ namespace {
 device::Result<device::script::Script, device::script::ScriptError> read(
     const std::string& script) {
   if (script != "-") return device::script::readScript(script);
-  const std::string text{std::istreambuf_iterator<char>(std::cin), {}};
   std::error_code ignored;
-  return device::script::parseScript(text, std::filesystem::current_path(ignored));
+  return device::script::readScriptFromInput(std::filesystem::current_path(ignored));
 }
 
 }  // namespace

@@ -1,5 +1,7 @@
 #include "apps/vecamera/commands/Commands.h"
 
+#include <unistd.h>
+
 #include <iostream>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -10,7 +12,7 @@
 #include "apps/vecamera/commands/Files.h"
 #include "apps/vecamera/commands/ResultBytes.h"
 #include "device/foundation/files/ApplicationHome.h"
-#include "device/foundation/files/WholeFiles.h"
+#include "device/foundation/files/Descriptor.h"
 #include "device/imaging/codecs/Codecs.h"
 #include "device/media/Movies.h"
 #include "device/photos/RandomIdentifiers.h"
@@ -56,27 +58,26 @@ Array argumentsFor(const TakeOptions& options) {
   return arguments;
 }
 
-bool isPicture(const fs::path& file) {
-  const auto bytes = device::foundation::readFile(file);
-  return bytes && device::imaging::readHeader(bytes->bytes());
+/// The bytes of the picture in the file; nothing: it holds none. Of what cannot be a picture, which
+/// may be a long movie, only the start is read.
+std::optional<Data> pictureIn(const fs::path& path) {
+  const auto file = device::foundation::openFileForReading(path).value();
+  if (!file) return std::nullopt;
+  const auto start =
+      device::foundation::readUpTo(file->descriptor, device::imaging::signatureLength);
+  if (!start || !device::imaging::isPicture(start->bytes())) return std::nullopt;
+  if (lseek(file->descriptor.number(), 0, SEEK_SET) != 0) return std::nullopt;
+  auto bytes = device::foundation::readAll(file->descriptor).value();
+  return bytes && device::imaging::readHeader(bytes->bytes()) ? std::move(bytes) : std::nullopt;
 }
 
-/// What the file holds; nothing: neither a picture nor a movie.
-std::optional<Media> contentOf(const fs::path& file) {
-  if (device::media::probeMovie(file)) return Media::movie;
-  return isPicture(file) ? std::optional(Media::photo) : std::nullopt;
-}
-
-/// Whether the command opens the camera: a request for videos from the photo library does too.
 bool opensCamera(const TakeOptions& options) {
-  const auto source = options.source.value_or(Source::camera);
-  return source == Source::camera ||
-         (source == Source::photoLibrary && options.media == mediaTypeVideo);
+  return sourceToOpen(options.source.value_or(Source::camera), options.media) == Source::camera;
 }
 
-/// What the user takes or picks, or why the request cannot be played. The device looks at the file
-/// again, since the steps of a script name files and hand on nothing that is known of them.
-AppResult<Media> checked(const TakeOptions& options) {
+/// What the user takes or picks: the bytes of a photo, or nothing for the movie in the file. The
+/// failure: why the request cannot be played.
+AppResult<std::optional<Data>> checked(const TakeOptions& options) {
   if (auto readable = requireFile(options.photo); !readable) return std::move(readable).failure();
   if (std::error_code ignored; !fs::is_regular_file(options.photo, ignored))
     return Failure(options.photo.string() +
@@ -84,17 +85,18 @@ AppResult<Media> checked(const TakeOptions& options) {
   if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
     return Failure(options.home->string() +
                    ": it cannot be a device's home; name a folder of its own");
-  const auto content = contentOf(options.photo);
   const auto requested = options.media.value_or(mediaTypePicture);
-  const bool isPhoto =
-      requested == mediaTypePicture || (requested == mediaTypeAll && content == Media::photo);
-  const Media media = isPhoto ? Media::photo : Media::movie;
-  if (content == media) return media;
+  if (requested != mediaTypeVideo) {
+    if (auto picture = pictureIn(options.photo)) return picture;
+  }
+  const bool isMovie{device::media::probeMovie(options.photo)};
   const std::string name = options.photo.string();
-  if (media == Media::movie)
+  if (requested != mediaTypePicture) {
+    if (isMovie) return std::optional<Data>();
     return Failure(name + ": it is no movie that the device can open; give it an " +
                    device::media::movieFormatNames(" or ") + " file");
-  if (content == Media::movie) return Failure(name + ": it is a movie; say so with --media video");
+  }
+  if (isMovie) return Failure(name + ": it is a movie; say so with --media video");
   return Failure(name + ": it is no picture that the device can open; give it a " +
                  device::imaging::formatNames(" or ") + " file");
 }
@@ -157,7 +159,7 @@ void warnOfWhatGoesAway(const TakeOptions& options) {
 }
 
 /// The script that plays the command on a device that says yes to everything.
-device::script::Script scriptFor(const TakeOptions& options, Media media) {
+device::script::Script scriptFor(const TakeOptions& options, const std::optional<Data>& photo) {
   device::script::Script script;
   script.device.home = options.home;
   script.device.location = options.location;
@@ -167,13 +169,14 @@ device::script::Script scriptFor(const TakeOptions& options, Media media) {
   const auto file = fs::absolute(options.photo, ignored);
   if (opensCamera(options)) {
     device::script::CaptureStep capture;
-    capture.media = media;
+    capture.media = photo ? Media::photo : Media::movie;
     capture.file = file;
+    capture.photo = photo;
     capture.crop = options.edit;
     script.steps.push_back({std::move(capture)});
   } else {
     const auto id = device::photos::RandomIdentifiers()() + "/L0/001";
-    script.device.library.push_back({id, file});
+    script.device.library.push_back({id, file, photo});
     device::script::PickStep pick;
     pick.asset = id;
     pick.crop = options.edit;
@@ -185,8 +188,8 @@ device::script::Script scriptFor(const TakeOptions& options, Media media) {
 }  // namespace
 
 ExitStatus take(const TakeOptions& options) {
-  const auto media = checked(options);
-  if (!media) return refuse(media.error());
+  const auto photo = checked(options);
+  if (!photo) return refuse(photo.error());
   // Kept until the end, so that what the answer points to can still be read.
   std::optional<device::foundation::ApplicationHome> home;
   auto used = options;
@@ -196,13 +199,13 @@ ExitStatus take(const TakeOptions& options) {
     used.home = home->path();
   }
 
-  const bool leavesFile = options.destination == destinationTypeFileUri || *media == Media::movie;
+  const bool leavesFile = options.destination == destinationTypeFileUri || !*photo;
   if (options.home && leavesFile) waitForNextSecond(*options.home);
 
   Reply reply;
   std::ostringstream notes;
   const auto played = device::script::playScriptAsJson(
-      scriptFor(used, *media), {options.limit, wasInterrupted, showExport},
+      scriptFor(used, *photo), {options.limit, wasInterrupted, showExport},
       [&reply](const nlohmann::ordered_json& event) { record(event, reply); }, notes);
   endProgress();
   std::cerr << notes.str();

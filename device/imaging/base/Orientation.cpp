@@ -37,8 +37,7 @@ Orientation inverse(const Orientation& orientation) {
 }
 
 AffineMap affineMapOf(const Orientation& orientation, double storedWidth, double storedHeight) {
-  const double width = orientation.swapsAxes ? storedHeight : storedWidth;
-  const double height = orientation.swapsAxes ? storedWidth : storedHeight;
+  const auto [width, height] = sidesOf(orientation, CGSize{storedWidth, storedHeight});
   const AffineMap swap = orientation.swapsAxes ? AffineMap{0, 1, 1, 0, 0, 0} : AffineMap{};
   const AffineMap mirror{orientation.mirrorsX ? -1.0 : 1.0,
                          0,
@@ -90,8 +89,8 @@ void copyOriented(const std::uint32_t* rows, std::size_t storedWidth, std::size_
 ImageResult<Bitmap> oriented(Bitmap stored, const Orientation& orientation) {
   if (orientation == Orientation{}) return stored;
   constexpr std::size_t bandRows = 16;
-  auto result = Bitmap::uninitialized(orientation.swapsAxes ? stored.height() : stored.width(),
-                                      orientation.swapsAxes ? stored.width() : stored.height());
+  const auto [width, height] = sidesOf(orientation, PixelSize{stored.width(), stored.height()});
+  auto result = Bitmap::uninitialized(width, height);
   if (!result) return result;
   for (std::size_t y = 0; y < stored.height(); y += bandRows)
     copyOriented(stored.row(y), stored.width(), stored.height(), y,

@@ -18,6 +18,16 @@ struct Orientation {
 Orientation orientationFor(UIImageOrientation orientation);
 /// The one that stores an upright bitmap so that `orientation` shows it upright again.
 Orientation inverse(const Orientation& orientation);
+struct PixelSize {
+  std::size_t width = 0;
+  std::size_t height = 0;
+};
+
+/// The sides of what is stored with these, once it is oriented. `Sides` has a width and a height.
+template <class Sides>
+Sides sidesOf(const Orientation& orientation, const Sides& stored) {
+  return orientation.swapsAxes ? Sides{stored.height, stored.width} : stored;
+}
 /// The same as a map of the coordinates of a stored bitmap with these sides.
 AffineMap affineMapOf(const Orientation& orientation, double storedWidth, double storedHeight);
 

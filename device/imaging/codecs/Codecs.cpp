@@ -23,9 +23,7 @@ std::string_view textAt(Bytes bytes, std::size_t offset, std::size_t length) {
 }
 
 bool isHeic(Bytes bytes) {
-  constexpr std::string_view brands[] = {"heic", "heix", "heim", "heis", "mif1"};
-  return textAt(bytes, 4, 4) == "ftyp" &&
-         std::find(std::begin(brands), std::end(brands), textAt(bytes, 8, 4)) != std::end(brands);
+  return textAt(bytes, 4, 4) == "ftyp" && heifBrandOf(textAt(bytes, 8, 4)) == HeifBrand::heic;
 }
 
 /// Where a format says how its stored pixels are to be oriented.
@@ -70,6 +68,13 @@ constexpr auto codecs = std::to_array<Codec>({
      .decode = decodeWebp},
 });
 
+/// Null where none recognizes the first bytes.
+const Codec* findCodec(Bytes start) {
+  const auto* const found = std::find_if(
+      codecs.begin(), codecs.end(), [&](const Codec& codec) { return codec.recognizes(start); });
+  return found == codecs.end() ? nullptr : found;
+}
+
 const Codec& codecOf(const PictureHeader& header) {
   return *std::find_if(codecs.begin(), codecs.end(),
                        [&](const Codec& codec) { return codec.format == header.format; });
@@ -84,17 +89,16 @@ bool describesRgb(const std::vector<std::uint8_t>& profile) {
 
 ImageResult<Bitmap> decodeRows(RowSource& rows, const Orientation& orientation) {
   constexpr std::size_t bandRows = 16;
-  const std::size_t width = rows.width();
-  const std::size_t height = rows.height();
-  auto bitmap = Bitmap::uninitialized(orientation.swapsAxes ? height : width,
-                                      orientation.swapsAxes ? width : height);
-  const ScratchBuffer band(width * bandRows * sizeof(std::uint32_t));
+  const PixelSize stored{rows.width(), rows.height()};
+  const PixelSize shown = sidesOf(orientation, stored);
+  auto bitmap = Bitmap::uninitialized(shown.width, shown.height);
+  const ScratchBuffer band(stored.width * bandRows * sizeof(std::uint32_t));
   if (!bitmap || !band) return Failure(ImageError::outOfMemory);
   auto* pixels = reinterpret_cast<std::uint32_t*>(band.data());
-  for (std::size_t y = 0; y < height; y += bandRows) {
-    const std::size_t count = std::min(bandRows, height - y);
+  for (std::size_t y = 0; y < stored.height; y += bandRows) {
+    const std::size_t count = std::min(bandRows, stored.height - y);
     if (const auto read = rows.read(pixels, count); !read) return read.failure();
-    copyOriented(pixels, width, height, y, count, orientation, *bitmap);
+    copyOriented(pixels, stored.width, stored.height, y, count, orientation, *bitmap);
   }
   if (const auto finished = rows.finish(); !finished) return finished.failure();
   bitmap->setKnownOpaque(rows.isOpaque());
@@ -113,10 +117,13 @@ std::string formatNames(std::string_view lastSeparator) {
   return joinNames(pictureFormats(), &PictureFormat::name, lastSeparator);
 }
 
+bool isPicture(Bytes start) {
+  return findCodec(start) != nullptr;
+}
+
 ImageResult<PictureHeader> readHeader(Bytes bytes) {
-  const auto codec = std::find_if(codecs.begin(), codecs.end(),
-                                  [&](const Codec& each) { return each.recognizes(bytes); });
-  if (codec == codecs.end()) return Failure(ImageError::unsupported);
+  const Codec* const codec = findCodec(bytes);
+  if (!codec) return Failure(ImageError::unsupported);
   auto header = codec->readHeader(bytes);
   if (!header) return header;
   if (header->width == 0 || header->height == 0) return Failure(ImageError::corrupt);

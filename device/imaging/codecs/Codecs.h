@@ -20,6 +20,11 @@ std::vector<PictureFormat> pictureFormats();
 /// `lastSeparator` before the last: "JPEG, PNG, HEIC or WebP".
 std::string formatNames(std::string_view lastSeparator = ", ");
 
+/// How many of its first bytes show whether a file is a picture.
+inline constexpr std::size_t signatureLength = 12;
+/// Whether the first bytes announce a format of the table.
+bool isPicture(Bytes start);
+
 /// Reads the header only. `unsupported` where the first bytes announce no format of the table;
 /// safe on hostile bytes.
 ImageResult<PictureHeader> readHeader(Bytes bytes);

@@ -108,6 +108,14 @@ ImageResult<T> withPrimary(Bytes bytes, Read read) try {
 
 }  // namespace
 
+HeifBrand heifBrandOf(std::string_view majorBrand) {
+  for (const char* const brand : {"heic", "heix", "heim", "heis", "mif1"})
+    if (majorBrand == brand) return HeifBrand::heic;
+  for (const char* const brand : {"avif", "avis", "hevc", "hevx", "msf1"})
+    if (majorBrand == brand) return HeifBrand::other;
+  return HeifBrand::none;
+}
+
 ImageResult<PictureHeader> readHeicHeader(Bytes bytes) {
   return withPrimary<PictureHeader>(bytes, readPrimary);
 }

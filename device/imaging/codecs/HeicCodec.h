@@ -10,6 +10,11 @@ namespace vecamera::device::imaging {
 
 inline constexpr PictureFormat heicFormat{"HEIC", "public.heic", "heic", "image/heic"};
 
+/// The major brands of still pictures and sequences of them in ISO boxes (ISO/IEC 23008-12, AV1
+/// Image File Format): `heic` are those that this codec reads.
+enum class HeifBrand { none, heic, other };
+HeifBrand heifBrandOf(std::string_view majorBrand);
+
 ImageResult<PictureHeader> readHeicHeader(Bytes bytes);
 ImageResult<Bitmap> decodeHeic(Bytes bytes, const PictureHeader& header);
 

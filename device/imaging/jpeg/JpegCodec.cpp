@@ -95,7 +95,7 @@ ImageResult<PictureHeader> readJpegHeader(Bytes bytes) {
   return header;
 }
 
-int jpegChromaStep(int quality) {
+int chromaSubsamplingFor(int quality) {
   return quality < 100 ? 2 : 1;
 }
 
@@ -110,11 +110,10 @@ bool jpegCanHold(Bytes bytes, const PictureHeader& header) {
 }
 
 DecodeScale jpegDecodeScale(double storedPerResult) {
-  // The decoded pixels that a pixel of the result needs at each scale. Measured with a zone plate:
-  // with these, the root mean square of the aliasing is about 1 percent of the amplitude above
-  // Nyquist. At 1/2 and 1/4 the library averages pixels, which aliases more than 3/8 does; 1/2 is
-  // therefore never used.
-  constexpr std::pair<unsigned, double> scales[] = {{1, 2.4}, {2, 3.2}, {3, 2.4}};
+  // At 1/2 and 1/4 the library averages pixels, which aliases more than 3/8 does; 1/2 is therefore
+  // never used.
+  constexpr std::pair<unsigned, double> scales[] = {
+      {1, neededLumaSamples}, {2, 3.2}, {3, neededLumaSamples}};
   for (const auto& [numerator, needed] : scales)
     if (storedPerResult * numerator / DecodeScale::denominator >= needed) return {numerator};
   return {};

@@ -27,9 +27,13 @@ DecodeScale jpegDecodeScale(double storedPerResult);
 bool fitsIntoJpeg(std::size_t width, std::size_t height);
 /// Whether so few bytes can be a picture of the claimed size at all.
 bool jpegCanHold(Bytes bytes, const PictureHeader& header);
-/// Pixels per stored sample of chroma, along both axes, in a picture that is written at the
-/// quality.
-int jpegChromaStep(int quality);
+/// The chroma subsampling of a picture that is written at the quality: pixels per stored sample of
+/// chroma, along both axes.
+int chromaSubsamplingFor(int quality);
+/// How many decoded samples of luma each pixel of the result needs, along both axes. Measured with
+/// a zone plate: with these, the root mean square of the aliasing is about 1 percent of the
+/// amplitude above Nyquist. A scale at which the decoder leaves more aliasing needs more samples.
+inline constexpr double neededLumaSamples = 2.4;
 
 /// Sequential JPEG with alpha composed over white, chroma at half resolution along both axes below
 /// quality 100 and at full resolution at 100. `quality` is libjpeg's, 0 to 100. An Exif block is

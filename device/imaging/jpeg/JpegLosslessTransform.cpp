@@ -109,8 +109,7 @@ bool isSupported(const jpeg_decompress_struct& info, const Orientation& orientat
       (info.jpeg_color_space != JCS_GRAYSCALE && info.jpeg_color_space != JCS_YCbCr))
     return false;
   // Mirrored axes have to end with a group of blocks.
-  const bool across = orientation.swapsAxes ? orientation.mirrorsY : orientation.mirrorsX;
-  const bool down = orientation.swapsAxes ? orientation.mirrorsX : orientation.mirrorsY;
+  const auto [swaps, across, down] = inverse(orientation);
   const auto group = [](int factor) { return static_cast<JDIMENSION>(factor * DCTSIZE); };
   return (!across || info.image_width % group(info.max_h_samp_factor) == 0) &&
          (!down || info.image_height % group(info.max_v_samp_factor) == 0);

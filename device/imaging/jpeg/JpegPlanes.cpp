@@ -103,13 +103,11 @@ bool storesPlanes(const jpeg_decompress_struct& info) {
   });
 }
 
-/// How many decoded samples of luma each sample of the canvas needs, along both axes. Measured with
-/// a zone plate: with these, the root mean square of the aliasing is about 1 percent of the
-/// amplitude above Nyquist. Blocks that are decoded to four samples leave more than others.
+/// Blocks that are decoded to four samples leave more aliasing than others.
 constexpr double neededLuma(unsigned blockSamples) {
-  return blockSamples == 4 ? 2.6 : 2.4;
+  return blockSamples == 4 ? 2.6 : neededLumaSamples;
 }
-/// The same for chroma, which leaves about 2 percent.
+/// For chroma: measured likewise, about 2 percent of the amplitude are left.
 constexpr double neededChroma = 1.9;
 /// Every decoded sample depends on its whole block, so that a crop that ends inside of a block lets
 /// some of what was cropped through. With so many times more samples, it is faint and only in the
@@ -137,13 +135,14 @@ StoredComponent storedComponent(const jpeg_decompress_struct& info, int index,
 /// component needs more than `ScaledIdct` makes: then all blocks are decoded at full size.
 std::optional<JpegBlockReader::BlockSamples> scaledSamples(const jpeg_decompress_struct& info,
                                                            const AlignedPlacement& placement,
-                                                           int chromaStep) {
+                                                           int chromaSubsampling) {
   const auto isCropped = [](const AxisPlacement& axis) { return axis.source.count < axis.length; };
   const bool cropped = isCropped(placement.columns) || isCropped(placement.rows);
   JpegBlockReader::BlockSamples samples{};
   for (int i = 0; i < info.num_components; ++i) {
     const SampleGrid grid = storedComponent(info, i, DCTSIZE).grid;
-    const double density = placement.sampled(grid, i == 0 ? 1 : chromaStep).storedPerResult();
+    const double density =
+        placement.sampled(grid, i == 0 ? 1 : chromaSubsampling).storedPerResult();
     const auto& sizes = ScaledIdct::sizes;
     const auto* const found = std::find_if(sizes.begin(), sizes.end(), [&](unsigned blockSamples) {
       const double needed =
@@ -183,19 +182,19 @@ ImageResult<void> writePlanes(JpegWriter& writer, const std::vector<CanvasPlane>
 }
 
 ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPlacement& placement,
-                                                   int chromaStep) {
+                                                   int chromaSubsampling) {
   JpegReader reader(bytes);
   if (const auto read = reader.readHeader(); !read) return read.failure();
   const jpeg_decompress_struct& info = reader.info();
   if (!storesPlanes(info)) return Failure(ImageError::unsupported);
-  auto samples = scaledSamples(info, placement, chromaStep);
+  auto samples = scaledSamples(info, placement, chromaSubsampling);
   const bool isScaled = samples.has_value();
   if (!isScaled) samples.emplace().fill(DCTSIZE);
   std::vector<StoredComponent> components;
   for (int i = 0; i < info.num_components; ++i) {
     components.push_back(storedComponent(info, i, (*samples)[static_cast<std::size_t>(i)]));
     // Before the reader starts, which decodes all of a progressive picture.
-    if (placement.sampled(components.back().grid, i == 0 ? 1 : chromaStep).minScale() <
+    if (placement.sampled(components.back().grid, i == 0 ? 1 : chromaSubsampling).minScale() <
         AxisWeights::minScale)
       return Failure(ImageError::unsupported);
   }
@@ -204,7 +203,7 @@ ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPla
     return started.failure();
   auto band = RowBand::create(info, components);
   if (!band) return band.failure();
-  auto canvas = PlanarCanvas::create(placement, components, chromaStep, band->maxRows());
+  auto canvas = PlanarCanvas::create(placement, components, chromaSubsampling, band->maxRows());
   if (!canvas) return canvas.failure();
   const auto readRows = [&](JSAMPIMAGE rows) {
     return isScaled ? blocks.readRows(rows) : reader.readPlaneRows(rows);
@@ -227,7 +226,7 @@ ImageResult<std::vector<CanvasPlane>> decodePlanes(Bytes bytes, const AlignedPla
 ImageResult<EncodedBytes> resampleJpeg(Bytes bytes, const PictureHeader& header,
                                        const AlignedPlacement& placement, int quality, Bytes exif) {
   if (!jpegCanHold(bytes, header)) return Failure(ImageError::corrupt);
-  const auto planes = decodePlanes(bytes, placement, jpegChromaStep(quality));
+  const auto planes = decodePlanes(bytes, placement, chromaSubsamplingFor(quality));
   if (!planes) return planes.failure();
   for (const CanvasPlane& plane : *planes) fillLastBlocks(plane.view);
   const PlaneView& luma = planes->front().view;

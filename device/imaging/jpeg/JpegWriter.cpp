@@ -90,7 +90,7 @@ ImageResult<void> JpegWriter::start(JpegInput input, std::size_t width, std::siz
   jpeg_set_quality(&info_, quality, TRUE);
   jpeg_component_info& luma = info_.comp_info[0];
   luma.h_samp_factor = luma.v_samp_factor =
-      input == JpegInput::grayPlane ? 1 : jpegChromaStep(quality);
+      input == JpegInput::grayPlane ? 1 : chromaSubsamplingFor(quality);
   info_.raw_data_in = input != JpegInput::pixels;
   jpeg_start_compress(&info_, TRUE);
   writeMetadata(metadata);

@@ -159,10 +159,10 @@ VECAMERA_INLINE void store(const Row<6>& words, std::uint8_t* to) {
 
 /// The quantization step of each coefficient, in all lanes of a vector.
 template <std::size_t n>
-using Quantization = std::array<Row<n>, n>;
+using QuantizationRows = std::array<Row<n>, n>;
 
 template <std::size_t n>
-void transformVector(const Block* blocks, const Quantization<n>& quantization,
+void transformVector(const Block* blocks, const QuantizationRows<n>& quantization,
                      std::uint8_t* const* rows, std::size_t at) {
   auto stored = generate<n>([&](auto y) {
     const Row<4> first = coefficients(blocks, DCTSIZE * y);
@@ -186,7 +186,7 @@ void transformVector(const Block* blocks, const Quantization<n>& quantization,
 template <std::size_t n>
 void transformBlocks(Block* blocks, std::size_t count, ScaledIdct::AfterUse after,
                      const ScaledIdct::Quantization& quantization, std::uint8_t* const* rows) {
-  Quantization<n> steps;
+  QuantizationRows<n> steps;
   for (std::size_t y = 0; y < n; ++y)
     for (std::size_t x = 0; x < n; ++x)
       steps[y][x] = Words{} + static_cast<std::uint16_t>(quantization[y][x] << fractionBits);

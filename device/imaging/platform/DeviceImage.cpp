@@ -18,8 +18,7 @@ ImageResult<std::shared_ptr<UIImage>> DeviceImage::open(const Data& bytes,
 CGSize DeviceImage::size() const {
   const auto width = static_cast<double>(bitmap_->width());
   const auto height = static_cast<double>(bitmap_->height());
-  if (orientationFor(orientation_).swapsAxes) return {height, width};
-  return {width, height};
+  return sidesOf(orientationFor(orientation_), CGSize{width, height});
 }
 
 std::shared_ptr<const LazyImage> lazyImageOf(const UIImage* image) {

@@ -11,10 +11,10 @@ constexpr std::size_t rowAlignment = 64;
 constexpr int white = 255;
 constexpr int neutral = 128;
 
-/// The shares of samples that span `step` pixels; a last pixel that is not there is like the one
-/// before it.
-std::vector<double> sampleShares(const std::vector<double>& pixels, int step) {
-  if (step == 1 || pixels.empty()) return pixels;
+/// The shares of samples that span so many pixels, one or two; a last pixel that is not there is
+/// like the one before it.
+std::vector<double> sampleShares(const std::vector<double>& pixels, int subsampling) {
+  if (subsampling == 1 || pixels.empty()) return pixels;
   std::vector<double> shares;
   for (std::size_t i = 0; i < pixels.size(); i += 2)
     shares.push_back((pixels[i] + pixels[std::min(i + 1, pixels.size() - 1)]) / 2);
@@ -51,14 +51,14 @@ CanvasPlane planeOf(std::size_t width, std::size_t height) {
 
 ImageResult<PlanarCanvas> PlanarCanvas::create(const AlignedPlacement& placement,
                                                const std::vector<StoredComponent>& components,
-                                               int chromaStep, std::size_t bandRows) {
-  PlanarCanvas canvas(placement, chromaStep);
+                                               int chromaSubsampling, std::size_t bandRows) {
+  PlanarCanvas canvas(placement, chromaSubsampling);
   std::optional<ScalePlan> plan;
   for (std::size_t i = 0; i < components.size(); ++i) {
     const StoredComponent& stored = components[i];
     // The two components of chroma are usually alike.
     if (i < 2 || !(stored == components[i - 1]))
-      plan.emplace(placement.sampled(stored.grid, i == 0 ? 1 : chromaStep));
+      plan.emplace(placement.sampled(stored.grid, i == 0 ? 1 : chromaSubsampling));
     auto scaler = PlaneScaler::create(*plan, stored.grid.width, stored.format, bandRows);
     if (!scaler) return scaler.failure();
     canvas.scalers_.push_back(*std::move(scaler));
@@ -79,8 +79,8 @@ ImageResult<std::vector<CanvasPlane>> PlanarCanvas::finish() {
     if (!plane.memory) return Failure(ImageError::outOfMemory);
     if (const auto finished = scaler->finish(plane.view); !finished) return finished.failure();
     scaler.reset();
-    const int step = planes.empty() ? 1 : chromaStep_;
-    fade(plane.view, sampleShares(across, step), sampleShares(down, step),
+    const int subsampling = planes.empty() ? 1 : chromaSubsampling_;
+    fade(plane.view, sampleShares(across, subsampling), sampleShares(down, subsampling),
          planes.empty() ? white : neutral);
     planes.push_back(std::move(plane));
   }

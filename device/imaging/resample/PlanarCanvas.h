@@ -24,12 +24,12 @@ struct CanvasPlane {
 class PlanarCanvas {
  public:
   /// The windows of the placement are the whole canvas, and its scales are large enough for
-  /// `AxisWeights` in all components. These are one (grey) or three; `chromaStep` pixels of the
-  /// canvas, along both axes, make one sample of chroma. A band that is pushed has at most
+  /// `AxisWeights` in all components. These are one (grey) or three; `chromaSubsampling` pixels
+  /// of the canvas, along both axes, make one sample of chroma. A band that is pushed has at most
   /// `bandRows` rows. The only error is `outOfMemory`.
   static ImageResult<PlanarCanvas> create(const AlignedPlacement& placement,
                                           const std::vector<StoredComponent>& components,
-                                          int chromaStep, std::size_t bandRows);
+                                          int chromaSubsampling, std::size_t bandRows);
 
   /// Takes the next rows of a stored component, as `PlaneScaler::push` does.
   void push(std::size_t component, const std::uint8_t* const* rows, std::size_t count);
@@ -38,11 +38,11 @@ class PlanarCanvas {
   ImageResult<std::vector<CanvasPlane>> finish();
 
  private:
-  PlanarCanvas(const AlignedPlacement& placement, int chromaStep)
-      : placement_(placement), chromaStep_(chromaStep) {}
+  PlanarCanvas(const AlignedPlacement& placement, int chromaSubsampling)
+      : placement_(placement), chromaSubsampling_(chromaSubsampling) {}
 
   AlignedPlacement placement_;
-  int chromaStep_;
+  int chromaSubsampling_;
   std::vector<std::unique_ptr<PlaneScaler>> scalers_;
 };
 

@@ -13,6 +13,7 @@ extern "C" {
 #include <string_view>
 #include <vector>
 
+#include "device/imaging/codecs/HeicCodec.h"
 #include "device/media/ffmpeg/Truncation.h"
 
 namespace vecamera::device::media {
@@ -113,13 +114,8 @@ MediaResult<void> MovieInput::openFormat() {
   if (opened < 0)
     return failure(opened, "This is no movie that can be read", AVError::fileFormatNotRecognized);
   context_.reset(context);
-  // Still pictures in boxes of the same kind (ISO/IEC 23008-12).
-  const std::string brand = majorBrand();
-  for (const char* still :
-       {"avif", "avis", "heic", "heix", "heim", "heis", "hevc", "hevx", "mif1", "msf1"}) {
-    if (brand == still)
-      return mediaFailure(AVError::fileFormatNotRecognized, "This is a picture, not a movie.");
-  }
+  if (imaging::heifBrandOf(majorBrand()) != imaging::HeifBrand::none)
+    return mediaFailure(AVError::fileFormatNotRecognized, "This is a picture, not a movie.");
   return {};
 }
 

@@ -36,11 +36,10 @@ void orientPlane(const std::uint8_t* from, std::ptrdiff_t fromStride, int width,
                  std::uint8_t* to, std::ptrdiff_t toStride,
                  const imaging::Orientation& orientation) {
   constexpr int square = 32;
-  const int toWidth = orientation.swapsAxes ? height : width;
-  const int toHeight = orientation.swapsAxes ? width : height;
+  const Size upright = imaging::sidesOf(orientation, Size{width, height});
   // Where the first pixel goes, and how far its right and its lower neighbour go from there.
-  to += (orientation.mirrorsX ? toWidth - 1 : 0) +
-        (orientation.mirrorsY ? toHeight - 1 : 0) * toStride;
+  to += (orientation.mirrorsX ? upright.width - 1 : 0) +
+        (orientation.mirrorsY ? upright.height - 1 : 0) * toStride;
   const std::ptrdiff_t alongX = orientation.mirrorsX ? -1 : 1;
   const std::ptrdiff_t alongY = orientation.mirrorsY ? -toStride : toStride;
   const std::ptrdiff_t right = orientation.swapsAxes ? alongY : alongX;

@@ -16,7 +16,7 @@ class FrameFitter {
   FrameFitter(Size size, const imaging::Orientation& orientation)
       : size_(size), orientation_(orientation) {}
 
-  Size uprightSize() const { return media::uprightSize(size_, orientation_); }
+  Size uprightSize() const { return imaging::sidesOf(orientation_, size_); }
   /// The frame, which belongs to the fitter or is the given one itself, until the next call. Only
   /// its pixels count.
   MediaResult<AVFrame*> fit(AVFrame& given);

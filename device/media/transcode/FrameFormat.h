@@ -18,11 +18,6 @@ struct FrameFormat {
   AVColorSpace space = AVCOL_SPC_UNSPECIFIED;
 };
 
-/// The sides of what has the stored size, once it is upright.
-inline Size uprightSize(Size stored, const imaging::Orientation& orientation) {
-  return orientation.swapsAxes ? Size{stored.height, stored.width} : stored;
-}
-
 /// The size of encoded frames, as stored, for source frames of a size: even sides, and no larger
 /// than phones decode.
 Size encodableSize(Size source);

@@ -36,12 +36,13 @@ StoreResult<T> storeResult(Result<T, E> result) {
 StoreResult<photos::AssetFormat> probePicture(const Data& data) {
   const auto header = imaging::readHeader(data.bytes());
   if (!header) return failureOf(header.error());
-  const bool swaps = imaging::orientationFor(header->orientation).swapsAxes;
+  const auto shown = imaging::sidesOf(imaging::orientationFor(header->orientation),
+                                      imaging::PixelSize{header->width, header->height});
   photos::AssetFormat probed;
   probed.fileExtension = header->format.fileExtension;
   probed.typeIdentifier = header->format.typeIdentifier;
-  probed.width = static_cast<int>(swaps ? header->height : header->width);
-  probed.height = static_cast<int>(swaps ? header->width : header->height);
+  probed.width = static_cast<int>(shown.width);
+  probed.height = static_cast<int>(shown.height);
   probed.orientation =
       static_cast<CGImagePropertyOrientation>(imaging::exifOrientation(header->orientation));
   return probed;

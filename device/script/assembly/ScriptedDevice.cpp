@@ -31,7 +31,8 @@ ScriptResult<> putFiles(const std::map<std::string, std::string>& files,
 ScriptResult<> fillLibrary(const DeviceSetup& setup, ScriptedDevice::Environment& made) {
   for (std::size_t i = 0; i < setup.library.size(); ++i) {
     const auto& asset = setup.library[i];
-    const auto imported = made.store->importFile({asset.file, asset.id}, made.clock->now());
+    const auto imported =
+        made.store->importFile({asset.file, asset.id, asset.photo}, made.clock->now());
     if (!imported) return failed(placeOfElement("device.library", i), imported.error().message);
   }
   return {};

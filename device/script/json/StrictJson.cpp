@@ -22,10 +22,11 @@ std::string positionOf(std::string_view text, std::size_t offset) {
 /// The part of the parser's message that says what it found, with bytes that are not UTF-8
 /// replaced.
 std::string reasonOf(const std::string& what) {
+  std::size_t start = 0;
   for (const std::string_view separator : {" - ", "] "})
-    if (const auto at = what.find(separator); at != std::string::npos)
-      return Json::parse(toLine(what.substr(at + separator.size())));
-  return Json::parse(toLine(what));
+    if (const auto at = what.find(separator); start == 0 && at != std::string::npos)
+      start = at + separator.size();
+  return Json::parse(toLine(what.substr(start)));
 }
 
 /// Builds the document while it is parsed.

@@ -19,12 +19,11 @@ bool isAt(const container::Callback& callback, Position position, Value value, V
          static_cast<std::int64_t>(value);
 }
 
-/// Videos of the photo library are taken with the camera.
 std::int64_t sourceOf(const container::Callback& callback) {
-  const auto source = integerAt(callback, Position::source, Source::camera);
-  const bool isVideo =
-      isAt(callback, Position::media, MediaType::mediaTypeVideo, MediaType::mediaTypePicture);
-  return source == Source::photoLibrary && isVideo ? Source::camera : source;
+  using enum MediaType;
+  const bool isVideo = isAt(callback, Position::media, mediaTypeVideo, mediaTypePicture);
+  return sourceToOpen(integerAt(callback, Position::source, Source::camera),
+                      isVideo ? mediaTypeVideo : mediaTypePicture);
 }
 
 bool asksForLocation(const container::Callback& callback) {

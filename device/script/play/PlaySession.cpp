@@ -79,7 +79,8 @@ class Steps {
     } else {
       if (!takes(*picker, kUTTypeImage, step.info))
         return failed("the camera on screen takes no photos");
-      const auto photo = foundation::readFile(step.file);
+      const auto photo =
+          step.photo ? foundation::FileResult<Data>(*step.photo) : foundation::readFile(step.file);
       if (!photo) return failed("the photo " + step.file.string() + " cannot be read");
       const auto edit = editOn(*picker, step.crop);
       device_.camera.pointAt(picker->cameraDevice(), *photo);

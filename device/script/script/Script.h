@@ -116,6 +116,8 @@ struct LibraryAssetSetup {
   std::string id;
   /// An existing file.
   std::filesystem::path file;
+  /// Not a key of the script: the bytes of the picture in the file, where they have been read.
+  std::optional<Data> photo{};
 };
 
 /// How the device is set up before the first step.
@@ -170,6 +172,8 @@ struct CaptureStep {
   Media media = Media::photo;
   /// An existing file; empty: the camera makes a movie of a scene of its own.
   std::filesystem::path file;
+  /// Not a key of the script: the bytes of the photo in the file, where they have been read.
+  std::optional<Data> photo;
   /// How long that movie is.
   double seconds = 1;
   /// In pixels of the upright picture, for the edit step.

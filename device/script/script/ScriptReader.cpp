@@ -1,6 +1,7 @@
 #include "device/script/script/ScriptReader.h"
 
 #include <fcntl.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -57,18 +58,13 @@ Script readFields(const JsonNode& node) {
   return script;
 }
 
-ScriptResult<std::string> readText(const fs::path& path) {
-  std::error_code error;
-  if (fs::is_directory(path, error)) return failed("it is a folder, not a script");
-  if (!fs::exists(path, error))
-    return failed("there is no such file; check the name and the folder");
-  // A script may come through a pipe.
-  const auto file = foundation::openAt(AT_FDCWD, path, O_RDONLY);
-  const auto read = file ? foundation::readAll(*file, maxScriptBytes) : file.failure();
+ScriptResult<Script> parseFile(const foundation::Descriptor& file, const fs::path& folder) {
+  const auto read = foundation::readAll(file, maxScriptBytes);
   if (!read && read.error().code == EFBIG)
     return failed("it is longer than 512 MiB, so it is hardly a script");
   if (!read) return failed("it cannot be read; check its permissions");
-  return std::string(read->bytes().begin(), read->bytes().end());
+  const auto bytes = read->bytes();
+  return parseScript({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, folder);
 }
 
 }  // namespace
@@ -91,8 +87,19 @@ ScriptResult<Script> parseScript(std::string_view text, const fs::path& folder) 
 }
 
 ScriptResult<Script> readScript(const fs::path& path) {
-  const auto text = readText(path);
-  return text ? parseScript(*text, fs::absolute(path).parent_path()) : text.failure();
+  std::error_code error;
+  if (fs::is_directory(path, error)) return failed("it is a folder, not a script");
+  if (!fs::exists(path, error))
+    return failed("there is no such file; check the name and the folder");
+  // A script may come through a pipe. What is not open cannot be read.
+  const auto file =
+      foundation::openAt(AT_FDCWD, path, O_RDONLY).value().value_or(foundation::Descriptor());
+  return parseFile(file, fs::absolute(path).parent_path());
+}
+
+ScriptResult<Script> readScriptFromInput(const fs::path& folder) {
+  const foundation::Descriptor input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
+  return parseFile(input, folder);
 }
 
 }  // namespace vecamera::device::script

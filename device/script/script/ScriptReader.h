@@ -8,12 +8,14 @@
 
 namespace vecamera::device::script {
 
-// Both check the whole script, with the files that it names, before anything is played. Relative
+// They check the whole script, with the files that it names, before anything is played. Relative
 // paths start from the folder. A data URL stands for a file of its own, which lives as long as the
 // script. Errors do not name the script's file.
 
 /// The script in the file, whose paths start from its folder.
 ScriptResult<Script> readScript(const std::filesystem::path& path);
+/// The script in standard input.
+ScriptResult<Script> readScriptFromInput(const std::filesystem::path& folder);
 ScriptResult<Script> parseScript(std::string_view text, const std::filesystem::path& folder);
 
 }  // namespace vecamera::device::script

@@ -4,15 +4,23 @@
 
 namespace vecamera::simulator {
 
+void PhoneMessages::sendEvent(std::string_view event) {
+  auto message = toLine(nextMessage("event"));
+  message.back() = ',';
+  message.append("\"event\":").append(event) += '}';
+  onMessage_({PhoneMessage::Kind::logged, std::move(message)});
+}
+
 void PhoneMessages::sendTrace(const script::TraceSpan& span) {
-  Json trace{{"what", span.what}, {"ms", span.ms}};
+  Json trace = nextMessage("trace");
+  trace["what"] = span.what;
+  trace["ms"] = span.ms;
   if (span.bytes) trace["bytes"] = *span.bytes;
   if (span.width) trace["width"] = *span.width;
   if (span.height) trace["height"] = *span.height;
   if (span.path) trace["path"] = *span.path;
   if (span.error) trace["error"] = *span.error;
-  // Its members follow those that every such message has.
-  sendLogged("trace", std::string_view(toLine(trace)).substr(1));
+  onMessage_({PhoneMessage::Kind::logged, toLine(trace)});
 }
 
 void PhoneMessages::sendProgress(float fraction) {
@@ -37,15 +45,10 @@ void PhoneMessages::sendRestarted(const Json& device) {
   onMessage_({PhoneMessage::Kind::restarted, toLine(device)});
 }
 
-/// Numbers the message and sends it. `members` are the last of its members, with the brace at the
-/// end.
-void PhoneMessages::sendLogged(std::string_view type, std::string_view members) {
+Json PhoneMessages::nextMessage(std::string_view type) {
   using namespace std::chrono;
   const auto at = duration_cast<milliseconds>(steady_clock::now() - begun_).count();
-  onMessage_({PhoneMessage::Kind::logged,
-              "{\"type\":\"" + std::string(type) + "\",\"n\":" + std::to_string(count_++) +
-                  ",\"at\":" + std::to_string(at) + ",\"step\":" + std::to_string(step_) + "," +
-                  std::string(members)});
+  return {{"type", type}, {"n", count_++}, {"at", at}, {"step", step_}};
 }
 
 }  // namespace vecamera::simulator

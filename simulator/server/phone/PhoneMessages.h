@@ -21,10 +21,8 @@ class PhoneMessages {
   /// The recording's step of which events and traces are from now on.
   void setStep(std::size_t step) { step_ = step; }
   std::size_t step() const { return step_; }
-  /// `event` is the JSON text of an event.
-  void sendEvent(std::string_view event) {
-    sendLogged("event", "\"event\":" + std::string(event) + "}");
-  }
+  /// `event` is the JSON text of an event. It may hold a long data URL, and is not written again.
+  void sendEvent(std::string_view event);
   void sendTrace(const script::TraceSpan& span);
   void sendProgress(float fraction);
   /// Unless it is as the last one was.
@@ -35,7 +33,8 @@ class PhoneMessages {
   void sendRestarted(const Json& device);
 
  private:
-  void sendLogged(std::string_view type, std::string_view members);
+  /// The members that lead each message of the log.
+  Json nextMessage(std::string_view type);
 
   const std::function<void(PhoneMessage)> onMessage_;
   const std::chrono::steady_clock::time_point begun_ = std::chrono::steady_clock::now();

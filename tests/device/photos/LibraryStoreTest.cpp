@@ -225,7 +225,20 @@ TEST_F(LibraryStoreTest, AddressesAreLookedUpByUuidOrWholeIdentifier) {
   }
 }
 
-TEST_F(LibraryStoreTest, ImportTakesWhatItCanAndTellsOfTheRest) {
+TEST_F(LibraryStoreTest, APictureThatWasReadIsImportedWithoutItsFile) {
+  const auto store = openLibrary(folder());
+  const auto imported =
+      store->importFile({folder() / "gone.jpg", std::nullopt, Data::copyOf("JPEG:8x6:1")}, Date());
+  ASSERT_TRUE(imported);
+  EXPECT_EQ(imported->type, PHAssetResourceType::photo);
+  EXPECT_EQ(*store->readOriginal(imported->identifier), Data::copyOf("JPEG:8x6:1"));
+  const auto refused =
+      store->importFile({folder() / "gone.mp4", std::nullopt, Data::copyOf("MOVIE:64x48:2.5")}, {});
+  ASSERT_FALSE(refused);
+  EXPECT_THAT(refused.error().message, testing::StartsWith("gone.mp4 is no picture or movie"));
+}
+
+TEST_F(LibraryStoreTest, ImportTakesWhatItCanAndReportsTheRest) {
   const auto store = openLibrary(folder());
   ASSERT_TRUE(store->add({testPicture("taken", "TAKEN/L0/001")}));
   std::vector<std::string> progress;

@@ -18,7 +18,7 @@ int main() {
     return 2;
   }
   int answers = 0;
-  const auto outcome = playScript(
+  const auto played = playScript(
       *read, {},
       [&](std::string_view line) {
         std::cerr << line << '\n';
@@ -26,5 +26,5 @@ int main() {
       },
       std::cerr);
   std::cout << answers << '\n';
-  return outcome && *outcome == PlayResult::finished ? 0 : 1;
+  return played && *played == PlayResult::finished ? 0 : 1;
 }

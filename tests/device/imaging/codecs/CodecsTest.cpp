@@ -51,6 +51,32 @@ Data pngOfParts(const PngParts& parts) {
   return Data(std::move(png));
 }
 
+TEST(CodecsTest, TheFirstBytesShowWhetherAFileIsAPicture) {
+  using namespace std::literals;
+  const std::pair<std::string_view, bool> starts[] = {{"\xFF\xD8\xFF\xE0\0\x10JFIF\0\1"sv, true},
+                                                      {"\x89PNG\r\n\x1A\n\0\0\0\r"sv, true},
+                                                      {"\0\0\0\x18"
+                                                       "ftypheic"sv,
+                                                       true},
+                                                      {"\0\0\0\x18"
+                                                       "ftypmif1"sv,
+                                                       true},
+                                                      {"\0\0\0\x18"
+                                                       "ftypavif"sv,
+                                                       false},
+                                                      {"\0\0\0\x18"
+                                                       "ftypqt  "sv,
+                                                       false},
+                                                      {"RIFF\0\1\0\0WEBP"sv, true},
+                                                      {"RIFF\0\1\0\0AVI "sv, false},
+                                                      {"\x1A\x45\xDF\xA3webm...."sv, false},
+                                                      {"\x89PNG"sv, false}};
+  for (const auto& [start, expected] : starts) {
+    ASSERT_LE(start.size(), signatureLength);
+    EXPECT_EQ(isPicture(Data::copyOf(start).bytes()), expected) << start;
+  }
+}
+
 TEST(CodecsTest, EveryKindOfPngIsRead) {
   const Raw redGreenBlue{255, 0, 0, 0, 255, 0, 0, 0, 255};
   const PngParts kinds[] = {

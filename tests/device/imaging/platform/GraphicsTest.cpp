@@ -160,13 +160,13 @@ TEST(GraphicsTest, AFractionalOffsetMovesThePictureByThatMuch) {
   EXPECT_NEAR(pixelAt(moved, 10, 50).green, 50.5 + 10.25 - 0.5, 1.01);
 }
 
-struct Fineness {
+struct Pattern {
   const char* name;
-  int (*brightness)(std::size_t x, std::size_t y);
+  int (*luma)(std::size_t x, std::size_t y);
 };
 
-TEST(GraphicsTest, ShrinkingTurnsWhatIsTooFineIntoEvenGrey) {
-  constexpr Fineness patterns[] = {
+TEST(GraphicsTest, ShrinkingMakesWhatIsAboveNyquistEvenGrey) {
+  constexpr Pattern patterns[] = {
       {"checks", [](std::size_t x, std::size_t y) { return (x + y) % 2 ? 255 : 0; }},
       {"stripes", [](std::size_t x, std::size_t) { return x % 2 ? 255 : 0; }},
       {"stripes of 2.3 pixels",
@@ -175,9 +175,9 @@ TEST(GraphicsTest, ShrinkingTurnsWhatIsTooFineIntoEvenGrey) {
              127.5 + 127.5 * std::sin(2 * std::numbers::pi * static_cast<double>(x) / 2.3));
        }},
   };
-  for (const auto& [name, brightness] : patterns) {
+  for (const auto& [name, luma] : patterns) {
     const auto image = opened(pngOf(bitmapOf(400, 400, [&](std::size_t x, std::size_t y) {
-      const int value = brightness(x, y);
+      const int value = luma(x, y);
       return Rgba{value, value, value};
     })));
     for (const double side : {31.0, 97.0, 133.0}) {

@@ -32,8 +32,8 @@ TEST(ResampleKernelsTest, EveryLevelConvolvesAlike) {
   const AxisWeights weights(AxisPlacement{0.3, 0, 40, {0, 40}, {0, 12}, {}});
   std::vector<std::uint8_t> rows(40 * tileSamples);
   for (auto& byte : rows) byte = static_cast<std::uint8_t>(random());
-  // As far beyond black and white as the samples of a hostile picture are, but for sums that a
-  // 32-bit number does not hold.
+  // They overshoot as far as the samples of a hostile picture, but for sums that a 32-bit number
+  // does not hold.
   std::vector<std::int16_t> wordRows(40 * tileSamples);
   for (auto& word : wordRows) word = static_cast<std::int16_t>(random());
   constexpr std::size_t pairs = 32;

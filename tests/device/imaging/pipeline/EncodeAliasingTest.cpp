@@ -7,25 +7,25 @@
 namespace vecamera::device::imaging {
 namespace {
 
-/// A zone plate: the frequency of its circles grows with the distance from the centre.
+/// A zone plate: its frequency grows with the distance from the centre.
 namespace plate {
 
 constexpr std::size_t side = 640;
 constexpr double grey = 128;
 constexpr double amplitude = 100;
 
-/// The rings at a place.
-double ring(double x, double y) {
+/// The value of the plate at a place, about its grey.
+double plateValue(double x, double y) {
   const double dx = x - side / 2.0;
   const double dy = y - side / 2.0;
   return amplitude * std::cos(std::numbers::pi * (dx * dx + dy * dy) / side);
 }
 
-/// Its pixels: `color` makes one of the value of the rings.
+/// Its pixels: `color` makes one of the plate's value.
 template <typename Color>
 Bitmap inColor(Color color) {
   return bitmapOf(side, side, [&](std::size_t x, std::size_t y) {
-    return color(ring(static_cast<double>(x) + 0.5, static_cast<double>(y) + 0.5));
+    return color(plateValue(static_cast<double>(x) + 0.5, static_cast<double>(y) + 0.5));
   });
 }
 
@@ -39,7 +39,7 @@ Bitmap jpegScaledTo(double length, const std::shared_ptr<UIImage>& image, double
 }
 
 /// Visits the pixels of a scaled plate, but for its edges, with their places on the whole one and
-/// the frequency of the rings there: in periods for a pixel of the result. Nyquist's is a half.
+/// its frequency there: in periods for a pixel of the result. Nyquist's is a half.
 /// From one pixel to the next the frequency changes by `side / length^2`.
 template <typename Visit>
 void visit(const Bitmap& scaled, double length, Visit visitor) {
@@ -53,7 +53,7 @@ void visit(const Bitmap& scaled, double length, Visit visitor) {
     }
 }
 
-/// What is left of rings that should be gone.
+/// What is left of frequencies that should be gone.
 struct Aliasing {
   double max = 0;
   double squares = 0;
@@ -73,8 +73,8 @@ int level(double value) {
   return static_cast<int>(std::lround(value));
 }
 
-TEST(EncodeJpegAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
-  const Bitmap rings = plate::inColor([](double part) {
+TEST(EncodeAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
+  const Bitmap zonePlate = plate::inColor([](double part) {
     const int value = level(plate::grey + part);
     return Rgba{value, value, value};
   });
@@ -85,9 +85,9 @@ TEST(EncodeJpegAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
     plate::visit(scaled, length, [&](const Rgba& pixel, double x, double y, double frequency) {
       if (frequency - reach > 0.75) aliasing.add(pixel.green - plate::grey);
       if (frequency < 0.12 && frequency + reach < 0.75) {
-        // A shift by 0.21 of a pixel changes rings of this frequency by up to
-        // 2 pi * 0.12 * 0.21 = 0.16 of their amplitude. Nothing moves further.
-        EXPECT_NEAR(pixel.green - plate::grey, plate::ring(x, y), 0.16 * plate::amplitude)
+        // A shift by 0.21 of a pixel changes the plate at this frequency by up to
+        // 2 pi * 0.12 * 0.21 = 0.16 of its amplitude. Nothing moves further.
+        EXPECT_NEAR(pixel.green - plate::grey, plate::plateValue(x, y), 0.16 * plate::amplitude)
             << x << ", " << y;
       }
     });
@@ -101,8 +101,8 @@ TEST(EncodeJpegAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
   // that this adds a hundredth of the amplitude, as root mean square; rounding is independent of
   // it.
   const double ofCoarseDecoding = std::hypot(0.01 * plate::amplitude, 1 / std::sqrt(12));
-  const auto png = opened(pngOf(rings, UIImageOrientation::left));
-  const auto jpeg = opened(jpegWith(rings, TJSAMP_420, UIImageOrientation::right));
+  const auto png = opened(pngOf(zonePlate, UIImageOrientation::left));
+  const auto jpeg = opened(jpegWith(zonePlate, TJSAMP_420, UIImageOrientation::right));
   for (const double length : {39.5, 56.0, 57.0, 60.0, 75.0, 84.0, 100.0, 122.0, 128.0, 130.0, 150.5,
                               180.0, 230.0, 311.0}) {
     SCOPED_TRACE(length);
@@ -115,13 +115,13 @@ TEST(EncodeJpegAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
   }
 }
 
-TEST(EncodeJpegAliasingTest, ChromaAboveNyquistBecomesEven) {
-  // Blue rings of even luma.
-  const Bitmap rings = plate::inColor([](double part) {
+TEST(EncodeAliasingTest, ChromaAboveNyquistBecomesEven) {
+  // A blue plate of even luma.
+  const Bitmap zonePlate = plate::inColor([](double part) {
     return Rgba{level(plate::grey), level(plate::grey - 0.194 * part), level(plate::grey + part)};
   });
   for (const auto sampling : {TJSAMP_444, TJSAMP_422, TJSAMP_420}) {
-    const auto image = opened(jpegWith(rings, sampling, UIImageOrientation::right));
+    const auto image = opened(jpegWith(zonePlate, sampling, UIImageOrientation::right));
     // The highest frequency that stored chroma can hold, in periods for a stored pixel.
     const double maxStored = sampling == TJSAMP_444 ? 0.5 : 0.2;
     // Half more than Nyquist; below the best quality, chroma has half of the pixels.

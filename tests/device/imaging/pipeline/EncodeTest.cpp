@@ -24,7 +24,7 @@ constexpr Drawn drawings[] = {{{120, 80}, {0, 0, 120, 80}},   {{61.3, 40.7}, {0,
                               {{50, 50}, {-12.5, 0, 75, 50}}, {{33, 44}, {0, -2.75, 33, 49.5}},
                               {{15, 10}, {0, 0, 15, 10}},     {{260, 190.25}, {0, 0, 260, 190.25}}};
 
-TEST(EncodeJpegTest, PlanesGiveThePictureThatTheCanvasGives) {
+TEST(EncodeTest, PlanesGiveThePictureThatTheCanvasGives) {
   const Bitmap picture = landscape(243, 161);
   for (const auto& [name, sampling] : samplings)
     for (const auto orientation : allOrientations) {
@@ -39,7 +39,7 @@ TEST(EncodeJpegTest, PlanesGiveThePictureThatTheCanvasGives) {
     }
 }
 
-TEST(EncodeJpegTest, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
+TEST(EncodeTest, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
   // A picture in several scans is decoded as a whole before its blocks are made smaller.
   constexpr Factors kinds[] = {{},
                                {{2, 1}},
@@ -71,7 +71,7 @@ TEST(EncodeJpegTest, ScansOfAPictureMakeNoDifferenceAtAnyScale) {
         }
 }
 
-TEST(EncodeJpegTest, ColoursThatNoScanHoldsAreGrey) {
+TEST(EncodeTest, ColoursThatNoScanHoldsAreGrey) {
   const Data jpeg =
       jpegOfFactors(landscape(90, 70), ColorModel::rgb, {{2, 2}}, Scans::oneOfEachComponent);
   Raw bytes(jpeg.bytes().begin(), jpeg.bytes().end());
@@ -91,7 +91,7 @@ TEST(EncodeJpegTest, ColoursThatNoScanHoldsAreGrey) {
   }
 }
 
-TEST(EncodeJpegTest, APictureIsTheSameInWhateverOrientationItIsStored) {
+TEST(EncodeTest, APictureIsTheSameInWhateverOrientationItIsStored) {
   // The same upright picture, stored in all eight orientations.
   const Bitmap upright = landscape(240, 160);
   const auto scaled = [](const std::shared_ptr<UIImage>& image) {
@@ -108,8 +108,8 @@ TEST(EncodeJpegTest, APictureIsTheSameInWhateverOrientationItIsStored) {
   }
 }
 
-TEST(EncodeJpegTest, BlackLinesOnWhiteStayAsDarkAsTheyAre) {
-  // At their edges, the samples of a block overshoot black and white.
+TEST(EncodeTest, BlackLinesOnWhiteStayAsDarkAsTheyAre) {
+  // At the edges of the lines, the samples of a block overshoot.
   constexpr int every = 7;
   const Bitmap lines = bitmapOf(320, 240, [](std::size_t x, std::size_t y) {
     const int value = (y + x / 20) % every == 0 ? 0 : 255;
@@ -129,7 +129,7 @@ TEST(EncodeJpegTest, BlackLinesOnWhiteStayAsDarkAsTheyAre) {
   }
 }
 
-TEST(EncodeJpegTest, WhatWasCroppedInsideOfABlockIsFaintInTheFirstPixelOnly) {
+TEST(EncodeTest, WhatWasCroppedInsideOfABlockIsFaintInTheFirstPixelOnly) {
   // White is cropped, on the left or at the top.
   for (const bool left : {true, false})
     for (const double ratio : {2.0, 4.0, 5.0, 7.0, 12.0, 20.0})
@@ -160,12 +160,12 @@ TEST(EncodeJpegTest, WhatWasCroppedInsideOfABlockIsFaintInTheFirstPixelOnly) {
       }
 }
 
-TEST(EncodeJpegTest, APictureCanBeSqueezedIntoALine) {
+TEST(EncodeTest, APictureCanBeSqueezedIntoALine) {
   const auto image = opened(jpegWith(landscape(97, 150), TJSAMP_420, UIImageOrientation::up));
   expectSamePicture(drawn(image, {97, 1}, {0, 0, 97, 1}), 1.0, 8, 1.5);
 }
 
-TEST(EncodeJpegTest, ChromaStaysWithTheLumaItBelongsTo) {
+TEST(EncodeTest, ChromaStaysWithTheLumaItBelongsTo) {
   // A soft spot that is as bright as it is blue, away from the middle.
   constexpr double centreX = 203.3;
   constexpr double centreY = 118.6;
@@ -212,7 +212,7 @@ TEST(EncodeJpegTest, ChromaStaysWithTheLumaItBelongsTo) {
     }
 }
 
-TEST(EncodeJpegTest, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
+TEST(EncodeTest, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
   constexpr ColorModel grey = ColorModel::gray;
   constexpr ColorModel rgb = ColorModel::rgb;
   struct {
@@ -238,7 +238,7 @@ TEST(EncodeJpegTest, UnusualSamplingsGiveThePictureThatTheCanvasGives) {
     }
 }
 
-TEST(EncodeJpegTest, AGreyJpegBecomesAGreyPngAndJpeg) {
+TEST(EncodeTest, AGreyJpegBecomesAGreyPngAndJpeg) {
   constexpr std::size_t colorTypeOffset = 25;
   const Data grey = jpegWith(landscape(90, 70), TJSAMP_GRAY, UIImageOrientation::left);
   const Data png = ImageFactory().UIImagePNGRepresentation(opened(grey)).value();
@@ -249,7 +249,7 @@ TEST(EncodeJpegTest, AGreyJpegBecomesAGreyPngAndJpeg) {
   EXPECT_EQ(header->colorModel, ColorModel::gray);
 }
 
-TEST(EncodeJpegTest, AGreyPictureLosesAProfileOfColours) {
+TEST(EncodeTest, AGreyPictureLosesAProfileOfColours) {
   const Data grey = jpegWith(landscape(90, 70), TJSAMP_GRAY, UIImageOrientation::up);
   const std::string_view head("\xFF\xE2\0\xD8ICC_PROFILE\0\1\1", 18);
   const std::string_view space = "RGB ";
