@@ -85,8 +85,9 @@ TEST(EncodeAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
     plate::visit(scaled, length, [&](const Rgba& pixel, double x, double y, double frequency) {
       if (frequency - reach > 0.75) aliasing.add(pixel.green - plate::grey);
       if (frequency < 0.12 && frequency + reach < 0.75) {
-        // A shift by 0.21 of a pixel changes the plate at this frequency by up to
-        // 2 pi * 0.12 * 0.21 = 0.16 of its amplitude. Nothing moves further.
+        // Up to 0.12, a quarter of Nyquist's, the kernel keeps the amplitude within 0.4 percent, so
+        // what differs is a shift. One by 0.21 of a pixel changes the plate at this frequency by up
+        // to 2 pi * 0.12 * 0.21 = 0.16 of its amplitude. Nothing moves further.
         EXPECT_NEAR(pixel.green - plate::grey, plate::plateValue(x, y), 0.16 * plate::amplitude)
             << x << ", " << y;
       }
@@ -97,9 +98,9 @@ TEST(EncodeAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
   // What the Lanczos kernel with three lobes passes at most from a frequency of 0.75 on: the
   // largest value of its Fourier transform there.
   constexpr double stopBand = 0.0114;
-  // A block of a JPEG that is decoded to fewer samples aliases. The decoder chooses their number so
-  // that this adds a hundredth of the amplitude, as root mean square; rounding is independent of
-  // it.
+  // A block of a JPEG that is decoded to fewer samples aliases. One percent of the amplitude for
+  // luma and two for chroma, as root mean square, are the requirement by which the decoder's
+  // samples for a pixel of the result are chosen. Rounding is independent of it.
   const double ofCoarseDecoding = std::hypot(0.01 * plate::amplitude, 1 / std::sqrt(12));
   const auto png = opened(pngOf(zonePlate, UIImageOrientation::left));
   const auto jpeg = opened(jpegWith(zonePlate, TJSAMP_420, UIImageOrientation::right));
@@ -116,13 +117,15 @@ TEST(EncodeAliasingTest, LumaAboveNyquistBecomesEvenAndNothingMoves) {
 }
 
 TEST(EncodeAliasingTest, ChromaAboveNyquistBecomesEven) {
-  // A blue plate of even luma.
+  // A blue plate of even luma: green has 0.587 of it and blue 0.114, and the ratio is 0.194.
   const Bitmap zonePlate = plate::inColor([](double part) {
     return Rgba{level(plate::grey), level(plate::grey - 0.194 * part), level(plate::grey + part)};
   });
   for (const auto sampling : {TJSAMP_444, TJSAMP_422, TJSAMP_420}) {
     const auto image = opened(jpegWith(zonePlate, sampling, UIImageOrientation::right));
-    // The highest frequency that stored chroma can hold, in periods for a stored pixel.
+    // The highest frequency that is tried, in periods for a pixel. Subsampled chroma is stored up
+    // to 0.25; within the two pixels of the result that hold nearly all of the kernel's weight, the
+    // frequency changes by up to 0.05.
     const double maxStored = sampling == TJSAMP_444 ? 0.5 : 0.2;
     // Half more than Nyquist; below the best quality, chroma has half of the pixels.
     for (const auto& [quality, aboveNyquist] : {std::pair{0.95, 0.375}, std::pair{1.0, 0.75}})
@@ -135,8 +138,7 @@ TEST(EncodeAliasingTest, ChromaAboveNyquistBecomesEven) {
                 aliasing.add(pixel.blue - plate::grey);
             });
         if (aliasing.count == 0) continue;
-        // The decoder's choice leaves two hundredths of the amplitude; half a level is for rounding
-        // in the encoder.
+        // Two percent is the requirement, as for luma; half a level is for rounding in the encoder.
         EXPECT_LE(aliasing.rootMeanSquare(), 0.02 * plate::amplitude + 0.5)
             << sampling << ", " << quality << " to " << length;
       }
