@@ -2,22 +2,21 @@
 // The counter collects within `measured` only. `vecamera_instructions --environment` prints what
 // the counts depend on beside the project.
 
-#include <gnu/libc-version.h>
-#include <isa-l.h>
-#include <libdeflate.h>
+#include "bench/Contender.h"
+#include "bench/Photographs.h"
 
-// jpeglib.h needs what stands before it.
+// isa-l.h defines names that the module's headers use, and jpeglib.h needs what stands before it.
 #include <cstddef>
 #include <cstdio>
 
+#include <gnu/libc-version.h>
+#include <isa-l.h>
 #include <jpeglib.h>
+#include <libdeflate.h>
 
 #include <algorithm>
 #include <memory>
 #include <string_view>
-
-#include "bench/Contender.h"
-#include "bench/Photographs.h"
 
 namespace {
 
