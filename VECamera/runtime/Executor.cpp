@@ -2,7 +2,7 @@
 
 namespace vecamera {
 
-void QueueExecutor::post(Job job) noexcept {
+void QueueExecutor::post(Job job) {
   {
     const std::lock_guard lock(mutex_);
     jobs_.push_back(std::move(job));
@@ -57,7 +57,7 @@ ThreadPoolExecutor::~ThreadPoolExecutor() {
   for (auto& thread : threads_) thread.join();
 }
 
-void ThreadPoolExecutor::post(Job job) noexcept {
+void ThreadPoolExecutor::post(Job job) {
   {
     const std::lock_guard lock(mutex_);
     if (stopping_) return;

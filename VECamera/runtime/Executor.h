@@ -29,7 +29,7 @@ class Executor {
 /// a test's manual executor. One thread pumps at a time.
 class QueueExecutor : public Executor {
  public:
-  void post(Job job) noexcept override;
+  void post(Job job) override;
   /// Runs the oldest job; false where there is none.
   bool runOne();
   /// Runs jobs, also those posted meanwhile, until there is none; gives their number.
@@ -49,7 +49,7 @@ class QueueExecutor : public Executor {
 class MainActor : public Executor {
  public:
   explicit MainActor(Executor& mainQueue) : mainQueue_(mainQueue) {}
-  void post(Job job) noexcept override { mainQueue_.post(std::move(job)); }
+  void post(Job job) override { mainQueue_.post(std::move(job)); }
 
  private:
   Executor& mainQueue_;
@@ -61,7 +61,7 @@ class ThreadPoolExecutor : public Executor {
  public:
   explicit ThreadPoolExecutor(std::size_t threads);
   ~ThreadPoolExecutor() override;
-  void post(Job job) noexcept override;
+  void post(Job job) override;
 
  private:
   void work();

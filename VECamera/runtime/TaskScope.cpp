@@ -69,16 +69,24 @@ RootCoroutine runDetached(Task<void> task, std::shared_ptr<ScopeState> scope) {
 void TaskRoot::post(std::unique_lock<std::mutex> lock, Executor& executor) {
   // The job may end the task before `post` returns.
   const auto scope = scope_;
-  // Made before anything is changed, as there may be no memory for it.
   Job job = [self = shared_from_this(), ticket = ticket_ + 1] { self->run(ticket); };
   ++ticket_;
   phase_ = Phase::queued;
   ++scope->posting;
   lock.unlock();
-  executor.post(std::move(job));
-  const std::lock_guard relock(scope->mutex);
-  --scope->posting;
-  if (scope->closed) scope->changed.notify_all();
+  // An executor may have no memory for the job. `join` must not wait for it then.
+  const auto onEnd = [&scope] {
+    const std::lock_guard relock(scope->mutex);
+    --scope->posting;
+    if (scope->closed) scope->changed.notify_all();
+  };
+  try {
+    executor.post(std::move(job));
+  } catch (...) {
+    onEnd();
+    throw;
+  }
+  onEnd();
 }
 
 void TaskRoot::hop(std::coroutine_handle<> next, Executor& executor) {

@@ -29,6 +29,7 @@ class LocationService::Manager : public CLLocationManager,
   }
   void startUpdatingLocation() override {
     service_.observer_.onLocationManagerCall("start");
+    ++starts_;
     running_ = true;
     if (const auto fix = service_.fix()) service_.deliver(shared_from_this(), fix);
   }
@@ -45,11 +46,14 @@ class LocationService::Manager : public CLLocationManager,
     location_ = location;
   }
   bool isRunning() const { return running_; }
+  /// How often it was started. An update is for the start during which it came.
+  int starts() const { return starts_; }
 
  private:
   LocationService& service_;
   std::atomic<double> accuracy_{0};
   std::atomic<bool> running_{false};
+  std::atomic<int> starts_{0};
   // Guarded by the service's mutex.
   std::weak_ptr<CLLocationManagerDelegate> delegate_;
   std::optional<CLLocation> location_;
@@ -93,8 +97,8 @@ bool LocationService::isRunning() const {
 void LocationService::deliver(const std::shared_ptr<Manager>& manager,
                               const std::optional<CLLocation>& location) {
   if (permission_.status() != LocationAuthorization::authorized) return;
-  mainQueue_.post([manager, location] {
-    if (!manager->isRunning()) return;
+  mainQueue_.post([manager, location, starts = manager->starts()] {
+    if (!manager->isRunning() || manager->starts() != starts) return;
     manager->setLocation(location);
     const auto delegate = manager->delegate();
     if (!delegate) return;

@@ -106,7 +106,8 @@ FileResult<void> makeDatabase(const foundation::Descriptor& folder) {
 
 /// The resource of a path that names no file, or one that may not be read, is none.
 Failure<StoreError> resourceFailure(const FileError& error) {
-  constexpr int codes[] = {ENOENT, ENOTDIR, ENAMETOOLONG, ELOOP, EISDIR, EINVAL, EACCES};
+  constexpr int codes[] = {ENOENT, ENOTDIR, ENAMETOOLONG, ELOOP, EISDIR,
+                           EINVAL, EACCES,  ENXIO,        ENODEV};
   const bool isNone = std::ranges::find(codes, error.code) != std::end(codes);
   return storeFailure(isNone ? StoreError::Kind::invalidResource : StoreError::Kind::unreadable,
                       error.message);

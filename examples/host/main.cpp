@@ -132,10 +132,12 @@ int main() {
                                                           : "files are left\n");
 
   plugin->dispose();
-  root->clear();
+  // Its jobs hold the plug-in, and may present once more.
   mainQueue.runAll();
+  root->clear();
   plugin = nullptr;
   tasks.join();
   // Before the device, which its handlers may use.
   background.reset();
+  mainQueue.runAll();
 }

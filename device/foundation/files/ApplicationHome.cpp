@@ -16,9 +16,9 @@ FileResult<ApplicationHome> ApplicationHome::make(std::string path,
                                                   std::optional<TemporaryFolder> folder) {
   const auto home = openFolderAt(AT_FDCWD, path, LastLink::follow);
   if (!home) return home.failure();
-  // Whatever the process takes from a new folder's mode, which may be the right to open it.
-  if (mkdirat(home->number(), "tmp", 0700) == 0 && fchmodat(home->number(), "tmp", 0700, 0) != 0)
-    return fileFailure();
+  if (const auto made = makePrivateFolderAt(home->number(), "tmp");
+      !made && made.error().code != EEXIST)
+    return made.failure();
   const auto temporary = openFolderAt(home->number(), "tmp", LastLink::refuse);
   if (!temporary) return temporary.failure();
   if (fchmod(temporary->number(), 0700) != 0) return fileFailure();

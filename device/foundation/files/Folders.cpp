@@ -91,6 +91,24 @@ FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name,
   return {};
 }
 
+FileResult<void> makePrivateFolderAt(int parent, const fs::path& name) {
+  if (mkdirat(parent, name.c_str(), S_IRWXU) != 0) return fileFailure();
+  const auto grantOwner = [&]() -> FileResult<void> {
+    // The mode may lack the right to open the folder, and its name may lead elsewhere by now.
+    const auto made = openAt(parent, name, O_PATH | O_DIRECTORY | O_NOFOLLOW);
+    if (!made) return made.failure();
+    struct stat status;
+    if (fstat(made->number(), &status) != 0) return fileFailure();
+    if ((status.st_mode & S_IRWXU) == S_IRWXU) return {};
+    const std::string link = "/proc/self/fd/" + std::to_string(made->number());
+    if (chmod(link.c_str(), (status.st_mode & 07777) | S_IRWXU) != 0) return fileFailure();
+    return {};
+  };
+  auto granted = grantOwner();
+  if (!granted) unlinkat(parent, name.c_str(), AT_REMOVEDIR);
+  return granted;
+}
+
 FileResult<void> makePrivateFolder(const fs::path& folder) {
   if (folder.native().find('\0') != std::string::npos) return fileFailure(ENOENT);
   std::error_code ignored;
@@ -99,13 +117,9 @@ FileResult<void> makePrivateFolder(const fs::path& folder) {
   if (!parent.empty() && parent != folder) {
     if (auto made = makePrivateFolder(parent); !made) return made;
   }
-  if (mkdir(folder.c_str(), 0700) != 0) {
-    const auto failure = fileFailure();
-    // Another process may have been quicker.
-    if (!fs::is_directory(folder, ignored)) return failure;
-  } else if (chmod(folder.c_str(), 0700) != 0) {  // whatever the process takes from a new mode
-    return fileFailure();
-  }
+  const auto made = makePrivateFolderAt(AT_FDCWD, folder);
+  // Another process may have been quicker.
+  if (!made && !fs::is_directory(folder, ignored)) return made;
   const auto synchronized = synchronizeFolder(parent.empty() ? "." : parent);
   // A parent that may be written and not read, or whose file system has no such call, is no reason
   // to do without the folder.

@@ -26,6 +26,10 @@ FileResult<void> removeTreeAt(const Descriptor& folder, const std::string& name,
 /// their names survive a loss of power.
 FileResult<void> makePrivateFolder(const std::filesystem::path& folder);
 
+/// Makes a folder in an open one, with all rights for the owner, also those that the process takes
+/// from a new mode. Fails with EEXIST where the name is there.
+FileResult<void> makePrivateFolderAt(int parent, const std::filesystem::path& name);
+
 /// Whether the existing folder holds, or is, the system's temporary directory or the user's home:
 /// one that an application must not be given to empty.
 bool isSharedFolder(const std::filesystem::path& path);

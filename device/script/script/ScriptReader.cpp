@@ -58,11 +58,12 @@ Script readFields(const JsonNode& node) {
   return script;
 }
 
-ScriptResult<Script> parseFile(const foundation::Descriptor& file, const fs::path& folder) {
+ScriptResult<Script> parseFile(const foundation::Descriptor& file, const fs::path& folder,
+                               std::string_view whenUnreadable) {
   const auto read = foundation::readAll(file, maxScriptBytes);
   if (!read && read.error().code == EFBIG)
     return failed("it is longer than 512 MiB, so it is hardly a script");
-  if (!read) return failed("it cannot be read; check its permissions");
+  if (!read) return failed(std::string(whenUnreadable));
   const auto bytes = read->bytes();
   return parseScript({reinterpret_cast<const char*>(bytes.data()), bytes.size()}, folder);
 }
@@ -94,12 +95,13 @@ ScriptResult<Script> readScript(const fs::path& path) {
   // A script may come through a pipe. What is not open cannot be read.
   const auto file =
       foundation::openAt(AT_FDCWD, path, O_RDONLY).value().value_or(foundation::Descriptor());
-  return parseFile(file, fs::absolute(path).parent_path());
+  return parseFile(file, fs::absolute(path).parent_path(),
+                   "it cannot be read; check its permissions");
 }
 
 ScriptResult<Script> readScriptFromInput(const fs::path& folder) {
   const foundation::Descriptor input(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 0));
-  return parseFile(input, folder);
+  return parseFile(input, folder, "standard input cannot be read");
 }
 
 }  // namespace vecamera::device::script
