@@ -19,15 +19,15 @@ class NativeReference {
  public:
   virtual ~NativeReference() = default;
   /// The native object; never nil.
-  virtual id native() const = 0;
+  virtual id _Nonnull native() const = 0;
 };
 
 // Crossing between the phone's values and the module's. Any thread. No function raises or throws
 // but for a lack of memory.
 
-/// UTF-8. Nil gives an empty text.
+/// UTF-8; half of a surrogate pair becomes U+FFFD. Nil gives an empty text.
 std::string toText(NSString* _Nullable text);
-/// Bytes that are not UTF-8 become U+FFFD.
+/// Each byte that is not UTF-8 becomes U+FFFD.
 NSString* _Nonnull toNSString(std::string_view text);
 
 /// Shares the bytes, which the `NSData` keeps. Mutable data is copied.
@@ -37,10 +37,10 @@ NSData* _Nonnull toNSData(const vecamera::Data& data);
 
 /// The absolute text; the owner as in `vecamera::URL`.
 vecamera::URL toURL(NSURL* _Nonnull url, std::shared_ptr<const void> owner = nullptr);
-/// Nil where the text is no URL.
+/// Nil where the text is no URL. Nothing is escaped to make it one.
 NSURL* _Nullable toNSURL(const vecamera::URL& url);
 
-/// To the nearest microsecond.
+/// To the nearest microsecond; beyond the range, its end.
 vecamera::Date toDate(NSDate* _Nonnull date);
 NSDate* _Nonnull toNSDate(vecamera::Date date);
 
@@ -53,7 +53,8 @@ NSError* _Nonnull toNSError(const vecamera::NSError& error);
 /// become theirs; nil and `NSNull` the null value. Pictures, assets, view controllers and what else
 /// has an adapter cross by reference, and any other object as one that only its own side knows.
 vecamera::Value toValue(id _Nullable object);
-/// The way back. The null value gives `NSNull`, as does an object that no native one stands behind.
+/// The way back. The null value gives `NSNull`, as does an object that no native one stands behind;
+/// a URL whose text is none gives the text.
 id _Nonnull toObject(const vecamera::Value& value);
 
 /// Keys that are no texts are left out.

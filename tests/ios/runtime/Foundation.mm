@@ -12,13 +12,20 @@
 - (void)seekToFileOffset:(unsigned long long)offset;
 - (void)closeFile;
 @end
+@interface NSTimeZone (Older)
++ (NSTimeZone*)defaultTimeZone;
+@end
 @interface NSValue (Older)
 - (void)getValue:(void*)value;
 @end
 
 extern "C" {
+// The key itself, which values carry, is another one in GNUstep; its own code uses this one, too.
+NSErrorUserInfoKey const NSLocalizedDescriptionKey = @"NSLocalizedDescription";
+
 id objc_retain(id object);
 void objc_release(id object);
+void* class_getClassMethod(Class type, SEL selector);
 void* class_getInstanceMethod(Class type, SEL selector);
 void* method_setImplementation(void* method, void* implementation);
 }
@@ -113,6 +120,51 @@ static id initBorrowed(id self, SEL, void* bytes, NSUInteger length,
 @implementation NSFileManager (Newer)
 - (NSURL*)temporaryDirectory {
   return [NSURL fileURLWithPath:NSTemporaryDirectory() isDirectory:YES];
+}
+@end
+
+// GNUstep asks the disk whether a URL leads to a folder, also where it was told, and then puts a
+// slash at the end.
+static NSURL* withoutSlash(NSURL* url, NSString* given, BOOL isDirectory) {
+  NSString* text = [url absoluteString];
+  if (isDirectory || [given hasSuffix:@"/"] || ![text hasSuffix:@"/"]) return url;
+  return [NSURL URLWithString:[text substringToIndex:[text length] - 1]];
+}
+static NSURL* (*originalFileURL)(id, SEL, NSString*, BOOL);
+static NSURL* fileURL(id self, SEL selector, NSString* path, BOOL isDirectory) {
+  return withoutSlash(originalFileURL(self, selector, path, isDirectory), path, isDirectory);
+}
+static NSURL* (*originalAppended)(id, SEL, NSString*, BOOL);
+static NSURL* appended(id self, SEL selector, NSString* component, BOOL isDirectory) {
+  return withoutSlash(originalAppended(self, selector, component, isDirectory), component,
+                      isDirectory);
+}
+
+// No zone is the device's own, and not that of Greenwich.
+static void (*originalSetTimeZone)(id, SEL, NSTimeZone*);
+static void setTimeZone(id self, SEL selector, NSTimeZone* zone) {
+  originalSetTimeZone(self, selector, zone ? zone : [NSTimeZone defaultTimeZone]);
+}
+
+template <class Function>
+static void replace(void* method, Function* ours, Function*& original) {
+  original =
+      reinterpret_cast<Function*>(method_setImplementation(method, reinterpret_cast<void*>(ours)));
+}
+
+@interface Corrections : NSObject
+@end
+@implementation Corrections
++ (void)load {
+  @autoreleasepool {
+    Class urls = [NSURL class];
+    replace(class_getClassMethod(urls, @selector(fileURLWithPath:isDirectory:)), fileURL,
+            originalFileURL);
+    replace(class_getInstanceMethod(urls, @selector(URLByAppendingPathComponent:isDirectory:)),
+            appended, originalAppended);
+    replace(class_getInstanceMethod([NSDateFormatter class], @selector(setTimeZone:)), setTimeZone,
+            originalSetTimeZone);
+  }
 }
 @end
 

@@ -102,6 +102,7 @@ typedef struct {
 @property(readonly, copy) NSArray<ObjectType>* allObjects;
 @end
 
+typedef unsigned short unichar;
 typedef NSUInteger NSStringEncoding;
 enum : NSStringEncoding {
   NSUTF8StringEncoding = 4,
@@ -118,6 +119,8 @@ enum : NSStringEncoding {
 - (nullable instancetype)initWithData:(NSData*)data encoding:(NSStringEncoding)encoding;
 - (nullable instancetype)initWithUTF8String:(const char*)text;
 @property(readonly) NSUInteger length;
+- (unichar)characterAtIndex:(NSUInteger)index;
+- (void)getCharacters:(unichar*)buffer range:(NSRange)range;
 @property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER;
 - (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)encoding;
@@ -300,6 +303,7 @@ typedef NS_OPTIONS(NSUInteger, NSDataBase64DecodingOptions) {
 - (NSData*)subdataWithRange:(NSRange)range;
 - (void)getBytes:(void*)buffer range:(NSRange)range;
 - (NSString*)base64EncodedStringWithOptions:(NSDataBase64EncodingOptions)options;
+- (NSData*)base64EncodedDataWithOptions:(NSDataBase64EncodingOptions)options;
 - (BOOL)writeToFile:(NSString*)path
             options:(NSDataWritingOptions)options
               error:(NSError* _Nullable* _Nullable)error;
@@ -413,6 +417,7 @@ PLATFORM_EXTERN NSURLResourceKey const NSURLFileSizeKey;
 @property(nullable, readonly, copy) NSURL* URLByDeletingLastPathComponent;
 @property(readonly, getter=isFileURL) BOOL fileURL;
 - (nullable NSURL*)URLByAppendingPathComponent:(NSString*)component;
+- (nullable NSURL*)URLByAppendingPathComponent:(NSString*)component isDirectory:(BOOL)isDirectory;
 - (BOOL)getResourceValue:(out id _Nullable* _Nonnull)value
                   forKey:(NSURLResourceKey)key
                    error:(NSError* _Nullable* _Nullable)error;
@@ -512,6 +517,7 @@ PLATFORM_EXTERN NSString* NSHomeDirectory(void);
 @interface NSThread : NSObject
 @property(class, readonly, strong) NSThread* currentThread;
 @property(class, readonly) BOOL isMainThread;
++ (void)sleepForTimeInterval:(NSTimeInterval)seconds;
 @end
 
 typedef NSString* NSRunLoopMode;

@@ -1,0 +1,167 @@
+#include "ios/Sources/Container.h"
+
+#include <optional>
+#include <string>
+
+#include "ios/Sources/MainThreadReference.h"
+#include "ios/Sources/Value.h"
+
+namespace vecamera_ios {
+namespace {
+
+/// Calls into the container. Nothing that it raises or throws comes out.
+template <class Call>
+void guarded(Call call) {
+  @autoreleasepool {
+    @try {
+      call();
+    } @catch (NSException* exception) {
+      NSLog(@"The container raised %@: %@", exception.name, exception.reason);
+    } @catch (...) {
+      NSLog(@"The container threw an exception.");
+    }
+  }
+}
+
+/// Nil where no container has it.
+Class<VELog> _Nullable logClass() {
+  // The second name is that of a class written in Swift.
+  for (NSString* name in @[ @"VELog", @"VelmoraMobile.VELog" ])
+    if (Class type = NSClassFromString(name)) return type;
+  return nil;
+}
+
+// The codes are the container's.
+CommandStatus nativeStatus(vecamera::CommandStatus status) {
+  switch (status) {
+    case vecamera::CommandStatus::INVALID_PARAM: return INVALID_PARAM;
+    case vecamera::CommandStatus::NO_PERMISSION: return NO_PERMISSION;
+    case vecamera::CommandStatus::FAIL_TAKE_PICTURE: return FAIL_TAKE_PICTURE;
+    case vecamera::CommandStatus::UNABLE_FILE_WRITE: return UNABLE_FILE_WRITE;
+    case vecamera::CommandStatus::UNABLE_FILE_REMOVE: return UNABLE_FILE_REMOVE;
+    case vecamera::CommandStatus::OBJECT_REFERENCE_FAILED: return OBJECT_REFERENCE_FAILED;
+  }
+}
+
+class CommandDelegateWrapper : public vecamera::CommandDelegate {
+ public:
+  explicit CommandDelegateWrapper(id<CommandDelegate> native) : native_(native) {}
+
+  vecamera::URLTransformer urlTransformer() const override {
+    NSURL* (^transform)(NSURL*) = nil;
+    guarded([&] { transform = [native_.urlTransformer copy]; });
+    if (!transform) return nullptr;
+    return [transform](const vecamera::URL& url) {
+      std::optional<vecamera::URL> result;
+      guarded([&] {
+        NSURL* native = toNSURL(url);
+        NSURL* rewritten = native ? transform(native) : nil;
+        if (rewritten) result = toURL(rewritten);
+      });
+      return result;
+    };
+  }
+
+ private:
+  const id<CommandDelegate> native_;
+};
+
+/// One command with its arguments.
+class CommandWrapper : public vecamera::CallBackManager,
+                       public vecamera::VelmoraCommand,
+                       public NativeReference {
+ public:
+  explicit CommandWrapper(id<CallBackManager> native) : native_(native) {}
+  id native() const override { return native_; }
+
+  const vecamera::VelmoraCommand& command() const override { return *this; }
+
+  std::optional<vecamera::Value> argument(std::size_t position) const override {
+    vecamera::Value value;
+    guarded(
+        [&] { value = toValue([native_.command argumentAt:static_cast<NSInteger>(position)]); });
+    if (value.isNull()) return std::nullopt;
+    return value;
+  }
+
+  void success(bool keepCallback) override {
+    guarded([&] { [native_ successWithKeepCallback:keepCallback]; });
+  }
+  void success(vecamera::Dictionary data, bool keepCallback) override {
+    guarded([&] { [native_ successWithData:toNSDictionary(data) keepCallback:keepCallback]; });
+  }
+  void error(vecamera::CommandStatus status, std::string message, bool keepCallback) override {
+    guarded([&] {
+      [native_ errorWithStatus:nativeStatus(status)
+                       message:toNSString(message)
+                  keepCallback:keepCallback];
+    });
+  }
+  void error(vecamera::CommandStatus status, vecamera::Dictionary data,
+             bool keepCallback) override {
+    guarded([&] {
+      [native_ errorWithStatus:nativeStatus(status)
+                          data:toNSDictionary(data)
+                  keepCallback:keepCallback];
+    });
+  }
+
+  /// Asked for each time: the container may change it.
+  std::shared_ptr<vecamera::CommandDelegate> commandDelegate() const override {
+    std::shared_ptr<vecamera::CommandDelegate> result;
+    guarded([&] {
+      if (id<CommandDelegate> native = native_.commandDelegate)
+        result = std::make_shared<CommandDelegateWrapper>(native);
+    });
+    return result;
+  }
+
+ private:
+  const id<CallBackManager> native_;
+};
+
+class WebViewWrapper : public vecamera::VelmoraWebView, public NativeReference {
+ public:
+  explicit WebViewWrapper(::UIView* view) : view_(view) {}
+  id native() const override { return view_.get(); }
+
+ private:
+  const MainThreadReference<::UIView> view_;
+};
+
+}  // namespace
+
+void Log::debug(std::string_view msg) {
+  guarded([&] {
+    if (Class<VELog> type = logClass())
+      [type debugWithMsg:toNSString(msg)];
+    else
+      NSLog(@"%@", toNSString(msg));
+  });
+}
+
+void Log::error(std::string_view tag, std::string_view msg, std::string_view filename, int line,
+                std::string_view funcName) {
+  guarded([&] {
+    if (Class<VELog> type = logClass())
+      [type errorWithTag:toNSString(tag)
+                     msg:toNSString(msg)
+                filename:toNSString(filename)
+                    line:line
+                funcName:toNSString(funcName)];
+    else
+      NSLog(@"%@:%d %@: %@", toNSString(filename), line, toNSString(funcName), toNSString(msg));
+  });
+}
+
+std::shared_ptr<vecamera::CallBackManager> callBackManagerOf(id<CallBackManager> native) {
+  if (!native) return nullptr;
+  return std::make_shared<CommandWrapper>(native);
+}
+
+std::shared_ptr<vecamera::VelmoraWebView> webViewOf(UIView* native) {
+  if (!native) return nullptr;
+  return std::make_shared<WebViewWrapper>(native);
+}
+
+}  // namespace vecamera_ios
