@@ -41,6 +41,7 @@ typedef NS_ENUM(NSInteger, PHImageRequestOptionsDeliveryMode) {
 typedef int32_t PHImageRequestID;
 
 PLATFORM_EXTERN NSString* const PHImageResultIsInCloudKey;
+PLATFORM_EXTERN NSString* const PHImageResultIsDegradedKey;
 PLATFORM_EXTERN NSString* const PHImageErrorKey;
 PLATFORM_EXTERN NSString* const PHPhotosErrorDomain;
 
