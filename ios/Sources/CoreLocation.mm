@@ -193,9 +193,11 @@ class LocationManager final : public vecamera::CLLocationManager,
     });
   }
   void startUpdatingLocation() override {
+    setStopped(false);
     native_->perform([](::CLLocationManager* native) { [native startUpdatingLocation]; });
   }
   void stopUpdatingLocation() override {
+    setStopped(true);
     native_->perform([](::CLLocationManager* native) { [native stopUpdatingLocation]; });
   }
   /// Before the delegate was ever called, what the native manager says.
@@ -207,6 +209,12 @@ class LocationManager final : public vecamera::CLLocationManager,
     @autoreleasepool {
       return fixOf(native_->current().location);
     }
+  }
+
+  /// The delegate, unless the updates have been stopped meanwhile: one may wait in the queue then.
+  std::shared_ptr<Delegate> delegateOfRunning() const {
+    const std::lock_guard lock(mutex_);
+    return isStopped_ ? nullptr : delegate_.lock();
   }
 
   /// Main thread. The delegate is looked up when its turn has come.
@@ -227,12 +235,18 @@ class LocationManager final : public vecamera::CLLocationManager,
   }
 
  private:
+  void setStopped(bool isStopped) {
+    const std::lock_guard lock(mutex_);
+    isStopped_ = isStopped;
+  }
+
   const std::shared_ptr<NativeManager> native_ = std::make_shared<NativeManager>();
   mutable std::mutex mutex_;
   // Guarded by the mutex.
   double accuracy_ = kCLLocationAccuracyBest;
   VECameraLocationDelegate* nativeDelegate_;
   std::weak_ptr<Delegate> delegate_;
+  bool isStopped_ = false;
   std::optional<vecamera::CLLocation> fix_;
   bool wasCalled_ = false;
 };
@@ -287,7 +301,7 @@ std::shared_ptr<LocationManager> ownerOf(CLLocationManager* native) {
 - (void)locationManager:(CLLocationManager*)manager
      didUpdateLocations:(NSArray<CLLocation*>*)locations {
   const auto owner = owner_.lock();
-  if (owner) owner->handOut(manager, locations, [owner] { return owner->delegate(); });
+  if (owner) owner->handOut(manager, locations, [owner] { return owner->delegateOfRunning(); });
 }
 
 @end

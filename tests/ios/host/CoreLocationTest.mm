@@ -173,7 +173,7 @@ TEST_F(CoreLocationTest, UpdatesComeInTheBackgroundEachWithItsOwnFix) {
   EXPECT_EQ(receiver->last.timestamp, vecamera::deviceAfternoon());
 }
 
-TEST_F(CoreLocationTest, ManagerMayGoInsideTheDelegatesCallAndThenUpdatesNobody) {
+TEST_F(CoreLocationTest, AStopInsideTheDelegatesCallDropsWhatWaitsAndTheManagerMayGo) {
   auto manager = services.makeLocationManager();
   manager->setDelegate(receiver);
   manager->startUpdatingLocation();
@@ -183,7 +183,7 @@ TEST_F(CoreLocationTest, ManagerMayGoInsideTheDelegatesCallAndThenUpdatesNobody)
   device().update(fixAt(1));
   device().update(fixAt(2));
   phone.runBackground();
-  EXPECT_EQ(receiver->updates.front(), "background 1 of 1");
+  EXPECT_THAT(receiver->updates, ElementsAre("background 1 of 1"));
   receiver->onUpdate = nullptr;
   phone.settle();
   EXPECT_EQ(vecamera::ios::livingObjectsByClass("CLLocationManager").size(), 0u);
