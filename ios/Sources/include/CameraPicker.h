@@ -4,14 +4,9 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-/// The picker of one `takePicture` command. Every initializer starts from the same field values.
+/// The picker of one `takePicture` command. Every initializer of the superclass makes one, with the
+/// same values.
 @interface CameraPicker : UIImagePickerController
-
-- (instancetype)initWithNavigationBarClass:(nullable Class)navigationBarClass
-                              toolbarClass:(nullable Class)toolbarClass;
-- (instancetype)initWithRootViewController:(UIViewController*)rootViewController;
-- (instancetype)initWithNibName:(nullable NSString*)nibName bundle:(nullable NSBundle*)bundle;
-- (nullable instancetype)initWithCoder:(NSCoder*)coder;
 
 // Part of the picker's record; the plug-in does not use them.
 @property(nonatomic, readonly, copy) NSString* postUrl;

@@ -18,12 +18,22 @@ NS_ASSUME_NONNULL_BEGIN
 ///
 /// The two commands may be sent on any thread, everything else on the main thread unless it says
 /// otherwise. Nothing raises. Answers come on any thread.
+NS_EXTENSION_UNAVAILABLE_IOS("There is no shared application in an extension")
 @interface VECameraPlugin : NSObject <VelmoraPluginProtocol,
                                       UIImagePickerControllerDelegate,
                                       UINavigationControllerDelegate,
                                       CLLocationManagerDelegate>
 
 - (instancetype)init;
+
+/// The largest picture that is scaled or turned, in pixels of the result; a larger one fails as if
+/// memory were short. Of the process; at first an eighth of the phone's memory, at four bytes a
+/// pixel. Any thread.
+@property(class, nonatomic) unsigned long long maxContextPixels;
+/// The longest data URL of a movie, in bytes; a movie that needs a longer one is answered as one
+/// that failed. Of the process, for objects that are made later; at first a 32nd of the phone's
+/// memory, because the container and the web view copy the text on its way to the page. Any thread.
+@property(class, nonatomic) unsigned long long maxMovieDataURLBytes;
 
 @property(nullable, nonatomic, strong) UIView<VelmoraWebView>* webView;
 /// The controller on which alerts and the picker are presented.

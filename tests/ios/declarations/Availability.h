@@ -7,6 +7,8 @@
 #define API_AVAILABLE(platform) __attribute__((availability(AVAILABLE_##platform)))
 #define API_DEPRECATED(text, platform) \
   __attribute__((availability(DEPRECATED_##platform, message = text)))
+#define NS_EXTENSION_UNAVAILABLE_IOS(text) \
+  __attribute__((availability(ios_app_extension, unavailable, message = text)))
 #define NS_UNAVAILABLE __attribute__((unavailable))
 
 #ifdef __cplusplus
