@@ -16,17 +16,26 @@ class Delegate : public CommandDelegate {
 
 }  // namespace
 
-SoftwareContainer::SoftwareContainer(const NSClock& clock, DeviceObserver& observer)
-    : clock_(clock), observer_(observer), delegates_(std::make_shared<Delegates>()) {
+PluginObject makePlugin(const Platform& platform) {
+  const auto plugin = VECameraPlugin::create(platform);
+  return {plugin, plugin, [plugin = plugin.get()] { return plugin->inspect(); }};
+}
+
+SoftwareContainer::SoftwareContainer(const NSClock& clock, DeviceObserver& observer,
+                                     PluginFactory makePlugin)
+    : clock_(clock),
+      observer_(observer),
+      delegates_(std::make_shared<Delegates>()),
+      makePlugin_(std::move(makePlugin)) {
   setUrlTransformer({});
 }
 
 void SoftwareContainer::create(const Platform& platform,
                                std::shared_ptr<UIViewController> viewController) {
-  plugin_ = VECameraPlugin::create(platform);
+  plugin_ = makePlugin_(platform);
   ++pluginNumber_;
-  plugin_->setVWebView(std::make_shared<VelmoraWebView>());
-  plugin_->setViewController(std::move(viewController));
+  plugin_.protocol->setVWebView(std::make_shared<VelmoraWebView>());
+  plugin_.protocol->setViewController(std::move(viewController));
 }
 
 Result<Value, ContainerError> SoftwareContainer::perform(std::string_view selector,
@@ -36,14 +45,14 @@ Result<Value, ContainerError> SoftwareContainer::perform(std::string_view select
     return Failure(ContainerError{std::move(message)});
   };
   if (!plugin_) return failure("there is no plug-in object to send " + quoted + " to");
-  const auto* operation = plugin_->operationForSelector(selector);
+  const auto* operation = plugin_.target->operationForSelector(selector);
   if (!operation) return failure("the plug-in does not answer to the selector " + quoted);
   const auto wanted = static_cast<std::size_t>(std::count(selector.begin(), selector.end(), ':'));
   if (arguments.size() != wanted)
     return failure("the selector " + quoted + " takes " + std::to_string(wanted) +
                    " arguments, not " + std::to_string(arguments.size()));
   // The object may be released while it works.
-  const auto keep = plugin_;
+  const auto keep = plugin_.target;
   return (*operation)(arguments);
 }
 

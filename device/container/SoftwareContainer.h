@@ -6,9 +6,9 @@
 #include <string>
 #include <string_view>
 
-#include "VECamera/core/VECameraPlugin.h"
 #include "device/base/Result.h"
 #include "device/container/CallbackRegistry.h"
+#include "device/container/PluginObject.h"
 
 namespace vecamera::device::container {
 
@@ -30,14 +30,15 @@ struct ContainerError {
 /// any thread may ask for.
 class SoftwareContainer {
  public:
-  SoftwareContainer(const NSClock& clock, DeviceObserver& observer);
+  SoftwareContainer(const NSClock& clock, DeviceObserver& observer,
+                    PluginFactory makePlugin = container::makePlugin);
 
   /// Makes a plug-in object and wires it with a web view and, if given, the view controller.
   void create(const Platform& platform, std::shared_ptr<UIViewController> viewController);
   /// Gives up the plug-in object.
-  void release() { plugin_.reset(); }
-  /// The plug-in object, or null.
-  const std::shared_ptr<VECameraPlugin>& plugin() const { return plugin_; }
+  void release() { plugin_ = {}; }
+  /// The plug-in object; an empty one where there is none.
+  const PluginObject& plugin() const { return plugin_; }
 
   /// Whether the plug-in object that the callback was given to is still there.
   bool keepsPluginOf(const Callback& callback) const {
@@ -64,7 +65,8 @@ class SoftwareContainer {
   const NSClock& clock_;
   DeviceObserver& observer_;
   const std::shared_ptr<Delegates> delegates_;
-  std::shared_ptr<VECameraPlugin> plugin_;
+  const PluginFactory makePlugin_;
+  PluginObject plugin_;
   int pluginNumber_ = 0;
   CallbackRegistry callbacks_;
 };

@@ -118,9 +118,9 @@ def difference(pairs):
         for want, got in pairs)
 
 
-def problems(program, script):
-    """What is wrong with the script's play, as texts."""
-    header, expected = read_expected(script.with_suffix(".expected"))
+def problems(program, script, expected_path=None):
+    """What is wrong with the script's play, as texts; expected is what stands beside the script."""
+    header, expected = read_expected(expected_path or script.with_suffix(".expected"))
     first, second = (play(program, script, each, header) for each in SURROUNDINGS)
     found = []
     if first.returncode != header.get("exit", 0):
@@ -142,8 +142,8 @@ def problems(program, script):
     return found
 
 
-def update(program, script):
-    path = script.with_suffix(".expected")
+def update(program, script, path=None):
+    path = path or script.with_suffix(".expected")
     header, expected = read_expected(path) if path.exists() else ({}, [])
     result = play(program, script, SURROUNDINGS[0], header)
     header.pop("exit", None)

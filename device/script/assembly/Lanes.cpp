@@ -61,6 +61,10 @@ void Lanes::onException(std::exception_ptr thrown) {
   }
 }
 
+const Executor* Lanes::current() {
+  return currentLane;
+}
+
 void Lanes::yieldWaiting() {
   Lane* const lane = currentLane;
   if (!lane || &lane->lanes_ != this) return;

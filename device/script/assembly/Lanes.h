@@ -69,6 +69,8 @@ class Lanes {
   /// Called on a lane in the middle of a job: yields until the conductor resumes the lane. Does
   /// nothing on another thread. Throws when the lanes end, to unwind the job.
   void yieldWaiting();
+  /// The lane that calls, of any object; null on another thread.
+  static const Executor* current();
   /// Unwinds and stops the lanes; nothing runs afterwards. Conductor only.
   void stop();
 

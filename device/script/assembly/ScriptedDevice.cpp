@@ -97,16 +97,17 @@ std::optional<std::string> mainBundlePath(const MainBundleSetup& setup) {
 
 }  // namespace
 
-ScriptResult<std::unique_ptr<ScriptedDevice>> ScriptedDevice::make(const DeviceSetup& setup,
-                                                                   ScriptObserver& observer,
-                                                                   TraceSink trace) {
+ScriptResult<std::unique_ptr<ScriptedDevice>> ScriptedDevice::make(
+    const DeviceSetup& setup, ScriptObserver& observer, container::PluginFactory makePlugin,
+    TraceSink trace) {
   auto made = prepare(setup);
   if (!made) return std::move(made).failure();
-  return std::make_unique<ScriptedDevice>(setup, *std::move(made), observer, std::move(trace));
+  return std::make_unique<ScriptedDevice>(setup, *std::move(made), observer, std::move(makePlugin),
+                                          std::move(trace));
 }
 
 ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
-                               TraceSink trace)
+                               container::PluginFactory makePlugin, TraceSink trace)
     : environment(std::move(made)),
       interception{faults, std::move(trace), lanes.platform(),
                    [this](std::string_view path) {
@@ -151,7 +152,7 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, Scrip
                          exports, interception)),
       mainActor(lanes.main()),
       tasks([this](std::exception_ptr thrown) { lanes.onException(thrown); }),
-      container(*environment.clock, observer) {
+      container(*environment.clock, observer, std::move(makePlugin)) {
   faults.set(setup.faults);
   if (setup.prompts.camera)
     cameraPermission.answerPromptsWith(*setup.prompts.camera ? AVAuthorizationStatus::authorized
@@ -223,7 +224,8 @@ void ScriptedDevice::setUrlTransformer(container::UrlTransformerOffer offer) {
 
 void ScriptedDevice::setViewController(bool given) {
   givesViewController = given;
-  if (const auto& plugin = container.plugin()) plugin->setViewController(given ? root : nullptr);
+  if (const auto& plugin = container.plugin())
+    plugin.protocol->setViewController(given ? root : nullptr);
 }
 
 CLLocation ScriptedDevice::locationOf(const Fix& fix) const {

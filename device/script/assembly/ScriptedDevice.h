@@ -130,9 +130,10 @@ struct ScriptedDevice {
   /// The device. `trace` is notified of every use of a service, where it is not empty.
   static ScriptResult<std::unique_ptr<ScriptedDevice>> make(const DeviceSetup& setup,
                                                             ScriptObserver& observer,
+                                                            container::PluginFactory makePlugin,
                                                             TraceSink trace = {});
   ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
-                 TraceSink trace);
+                 container::PluginFactory makePlugin, TraceSink trace);
   /// Ends everything that is still under way, and removes a private home.
   ~ScriptedDevice();
 

@@ -64,7 +64,7 @@ std::string heldBackForLocation(const container::Callback& callback, const Scrip
 std::string nothingPresented(std::int64_t source, const ScriptedDevice& device) {
   if (source != Source::camera && device.photoPermission.status() == PHAuthorizationStatus::limited)
     return "access to the photo library is limited, which opens no picker and gives no answer";
-  const auto& plugin = *device.container.plugin();
+  const auto& plugin = *device.container.plugin().protocol;
   // `dispose` clears both views; a script that takes the view controller away leaves the web view.
   if (!plugin.webView())
     return "the plug-in was disposed before it could present anything: it had no view controller";

@@ -232,7 +232,8 @@ class Steps {
   ScriptResult<> step(const StateStep&) {
     const auto& plugin = device_.container.plugin();
     if (!plugin) return failed("there is no plug-in object; a \"create\" step makes one");
-    const auto seen = plugin->inspect();
+    const auto seen = plugin.inspect();
+    const auto& usesGeolocation = *plugin.target->operationForSelector("usesGeolocation");
     const auto callback = std::dynamic_pointer_cast<container::Callback>(seen.currentCallBack);
     events_.write({{"event", "state"},
                    {"hasPendingOperation", seen.hasPendingOperation},
@@ -241,9 +242,9 @@ class Steps {
                    {"data", seen.data ? Json(seen.data->size()) : Json()},
                    {"metadata", seen.metadata ? toJson(Value(*seen.metadata)) : Json()},
                    {"locationManager", seen.hasLocationManager},
-                   {"webView", plugin->webView() != nullptr},
-                   {"viewController", plugin->viewController() != nullptr},
-                   {"usesGeolocation", plugin->usesGeolocation()}});
+                   {"webView", plugin.protocol->webView() != nullptr},
+                   {"viewController", plugin.protocol->viewController() != nullptr},
+                   {"usesGeolocation", toJson(usesGeolocation({}))}});
     return {};
   }
 
@@ -345,7 +346,8 @@ ScriptResult<std::unique_ptr<PlaySession>> PlaySession::make(const DeviceSetup& 
     trace = [reporting = session.get()](const TraceSpan& span) {
       if (reporting->isReporting_) reporting->options_.onTrace(span);
     };
-  auto device = ScriptedDevice::make(setup, *session->events_, std::move(trace));
+  auto device =
+      ScriptedDevice::make(setup, *session->events_, options.makePlugin, std::move(trace));
   if (!device) return std::move(device).failure();
   session->device_ = *std::move(device);
   return session;
@@ -423,7 +425,10 @@ ScriptResult<PlayResult> playScriptAsJson(const Script& script, const PlayOption
                                           EventSink sink, std::ostream& diagnostics) {
   auto made = PlaySession::make(script.device, options, std::move(sink), diagnostics);
   if (!made) return std::move(made).failure();
-  auto& session = **made;
+  return playSteps(script, **made);
+}
+
+PlayResult playSteps(const Script& script, PlaySession& session) {
   for (std::size_t i = 0; i < script.steps.size(); ++i) {
     const auto& [step, settles] = script.steps[i];
     auto played = session.play(step);

@@ -7,6 +7,7 @@
 namespace vecamera::device::script {
 
 class EventWriter;
+class PlaySession;
 
 /// Takes one event, a JSON object. `toLine` makes a line of it.
 using EventSink = std::function<void(const Json& event)>;
@@ -14,6 +15,9 @@ using EventSink = std::function<void(const Json& event)>;
 /// `playScript`, with events as values.
 ScriptResult<PlayResult> playScriptAsJson(const Script& script, const PlayOptions& options,
                                           EventSink sink, std::ostream& diagnostics);
+
+/// Plays the script's steps on a session that was made for its device, and reports what stays open.
+PlayResult playSteps(const Script& script, PlaySession& session);
 
 /// An asset as the `library` event lists it.
 Json assetToJson(const photos::AssetRecord& record);

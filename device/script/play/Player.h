@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "device/base/CancellationCheck.h"
+#include "device/container/PluginObject.h"
 #include "device/script/assembly/TraceSpan.h"
 #include "device/script/json/ScriptError.h"
 #include "device/script/script/Script.h"
@@ -23,6 +24,8 @@ struct PlayOptions {
   /// Notified of the services that the plug-in used, on one thread at a time. May be empty; it
   /// changes no event.
   TraceSink onTrace{};
+  /// Makes the device's plug-in objects.
+  container::PluginFactory makePlugin = container::makePlugin;
 };
 
 enum class PlayResult {

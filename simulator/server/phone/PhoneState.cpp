@@ -101,7 +101,7 @@ void PhoneState::onEvent(const Json& event, std::string_view text) {
 Json PhoneState::files(script::ScriptedDevice& device) {
   const auto& plugin = device.container.plugin();
   const auto callback = std::dynamic_pointer_cast<device::container::Callback>(
-      plugin ? plugin->inspect().currentCallBack : nullptr);
+      plugin ? plugin.inspect().currentCallBack : nullptr);
   const auto current = callback ? callback->name() : std::string();
   std::map<std::string, std::string> owners;
   Json files = Json::array();

@@ -24,6 +24,8 @@ void _Block_release(const void* block);
 void* objc_autoreleasePoolPush();
 void objc_autoreleasePoolPop(void* pool);
 BOOL GSRegisterCurrentThread();
+void* class_getClassMethod(Class type, SEL selector);
+void* method_setImplementation(void* method, void* implementation);
 }
 
 namespace {
@@ -44,12 +46,14 @@ void runInPool(Job job) {
   objc_autoreleasePoolPop(pool);
 }
 
+const vecamera::ios::QueueRunner* queueRunner = nullptr;
+
 struct Queue;
 thread_local Queue* currentQueue = nullptr;
 
 // Lives as long as its object, or something that waits on it.
 struct Queue : std::enable_shared_from_this<Queue> {
-  enum class Kind { serial, concurrent, main };
+  enum class Kind { serial, concurrent, global, main };
   explicit Queue(Kind given) : kind(given) {}
 
   const Kind kind;
@@ -61,6 +65,12 @@ struct Queue : std::enable_shared_from_this<Queue> {
 
   void add(Job job);
   bool runOne();
+  void run(Job job);
+  vecamera::ios::QueueKind runnersKind() const {
+    using vecamera::ios::QueueKind;
+    if (kind == Kind::main) return QueueKind::main;
+    return kind == Kind::global ? QueueKind::global : QueueKind::created;
+  }
 };
 
 // The threads that all queues share but the main one.
@@ -113,13 +123,24 @@ bool Queue::runOne() {
     job = std::move(jobs.front());
     jobs.pop_front();
   }
-  Queue* const outer = std::exchange(currentQueue, this);
-  runInPool(std::move(job));
-  currentQueue = outer;
+  run(std::move(job));
   return true;
 }
 
+void Queue::run(Job job) {
+  Queue* const outer = std::exchange(currentQueue, this);
+  runInPool(std::move(job));
+  currentQueue = outer;
+}
+
 void Queue::add(Job job) {
+  if (queueRunner) {
+    queueRunner->add(runnersKind(), [self = shared_from_this(), job = std::move(job)]() mutable {
+      GSRegisterCurrentThread();
+      self->run(std::move(job));
+    });
+    return;
+  }
   const std::lock_guard guard(mutex);
   jobs.push_back(std::move(job));
   changed.notify_all();
@@ -198,7 +219,7 @@ dispatch_queue_attr_t dispatch_queue_attr_make_with_qos_class(dispatch_queue_att
   return attributes;
 }
 dispatch_queue_global_t dispatch_get_global_queue(intptr_t, uintptr_t) {
-  static dispatch_queue_t queue = makeQueue(Queue::Kind::concurrent);
+  static dispatch_queue_t queue = makeQueue(Queue::Kind::global);
   return queue;
 }
 void dispatch_queue_set_specific(dispatch_queue_t queue, const void* key, void* context,
@@ -217,9 +238,18 @@ void dispatch_async(dispatch_queue_t queue, dispatch_block_t block) {
 }
 void dispatch_sync(dispatch_queue_t queue, NS_NOESCAPE dispatch_block_t block) {
   Queue& target = queueOf(queue);
-  if (&target == currentQueue && target.kind != Queue::Kind::concurrent) {
+  const bool isSerial = target.kind == Queue::Kind::serial || target.kind == Queue::Kind::main;
+  if (&target == currentQueue && isSerial) {
     std::fputs("dispatch_sync on the queue that it was called on waits for itself\n", stderr);
     std::abort();
+  }
+  if (queueRunner) {
+    if (target.kind == Queue::Kind::main) {
+      std::fputs("dispatch_sync waits for the main thread\n", stderr);
+      std::abort();
+    }
+    target.run([block] { block(); });
+    return;
   }
   std::mutex mutex;
   std::condition_variable finished;
@@ -251,7 +281,27 @@ void dispatch_once(dispatch_once_t* predicate, NS_NOESCAPE dispatch_block_t bloc
 }
 }
 
+static BOOL (*isMainThreadOfGNUstep)(Class, SEL);
+
+static BOOL isMainThread(Class type, SEL selector) {
+  return queueRunner ? queueRunner->isMainThread() : isMainThreadOfGNUstep(type, selector);
+}
+
+@interface MainThreadAnswer : NSObject
+@end
+@implementation MainThreadAnswer
++ (void)load {
+  void* method = class_getClassMethod([NSThread class], @selector(isMainThread));
+  isMainThreadOfGNUstep = reinterpret_cast<BOOL (*)(Class, SEL)>(
+      method_setImplementation(method, reinterpret_cast<void*>(isMainThread)));
+}
+@end
+
 namespace vecamera::ios {
+
+void setQueueRunner(const QueueRunner* runner) {
+  queueRunner = runner;
+}
 
 void drainMainQueue() {
   while (queueOf(dispatch_get_main_queue()).runOne()) {

@@ -6,6 +6,7 @@
 #include <future>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "tests/ios/runtime/LivingObjects.h"
@@ -137,6 +138,45 @@ TEST(DispatchTest, OnceIsOnceForAllThreads) {
     });
   for (std::thread& thread : threads) thread.join();
   EXPECT_EQ(calls, 1);
+}
+
+TEST(DispatchTest, ARunnerTakesTheJobsOfAllQueues) {
+  static const char key = 0;
+  @autoreleasepool {
+    std::vector<std::pair<QueueKind, std::function<void()>>> jobs;
+    bool onMain = false;
+    const QueueRunner runner = {
+        [&](QueueKind kind, std::function<void()> job) { jobs.emplace_back(kind, std::move(job)); },
+        [&] { return onMain; }};
+    setQueueRunner(&runner);
+    EXPECT_FALSE(NSThread.isMainThread);
+    onMain = true;
+    EXPECT_TRUE(NSThread.isMainThread);
+
+    dispatch_queue_t queue = dispatch_queue_create(nullptr, DISPATCH_QUEUE_SERIAL);
+    dispatch_queue_set_specific(queue, &key, const_cast<char*>(&key), nullptr);
+    __block int ran = 0;
+    dispatch_async(dispatch_get_main_queue(), ^{
+      ++ran;
+    });
+    dispatch_async(queue, ^{
+      ran += dispatch_get_specific(&key) ? 10 : 0;
+    });
+    dispatch_sync(queue, ^{
+      ran += dispatch_get_specific(&key) ? 100 : 0;
+    });
+    dispatch_async(dispatch_get_global_queue(QOS_CLASS_DEFAULT, 0), ^{
+      ran += 1000;
+    });
+    EXPECT_EQ(ran, 100);
+    ASSERT_EQ(jobs.size(), 3u);
+    EXPECT_EQ(jobs[0].first, QueueKind::main);
+    EXPECT_EQ(jobs[1].first, QueueKind::created);
+    EXPECT_EQ(jobs[2].first, QueueKind::global);
+    for (auto& job : jobs) job.second();
+    EXPECT_EQ(ran, 1111);
+    setQueueRunner(nullptr);
+  }
 }
 
 }  // namespace

@@ -29,6 +29,15 @@ TEST(LanesTest, RunInOneFixedOrderWhateverTheOrderOfPosting) {
   EXPECT_EQ(log, (Log{"main", "background", "main, posted from background", "platform"}));
 }
 
+TEST(LanesTest, ALaneKnowsItself) {
+  Lanes lanes;
+  EXPECT_EQ(Lanes::current(), nullptr) << "the conductor";
+  const Executor* seen = nullptr;
+  lanes.background().post([&] { seen = Lanes::current(); });
+  runAll(lanes);
+  EXPECT_EQ(seen, &lanes.background());
+}
+
 TEST(LanesTest, OneJobRunsForEachStep) {
   int ran = 0;
   Lanes lanes;

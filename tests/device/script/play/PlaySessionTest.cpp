@@ -3,8 +3,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <nlohmann/json.hpp>
 #include <sstream>
+#include <vector>
 
 #include "device/script/script/ScriptJson.h"
 #include "device/script/script/ScriptReader.h"
@@ -14,12 +16,33 @@ namespace {
 
 using testing::HasSubstr;
 
+/// A plug-in object of a host's own.
+class OwnPlugin : public SelectorTarget, public VelmoraPluginProtocol {
+ public:
+  const Operation* operationForSelector(std::string_view selector) const override {
+    return selector == "tempFilePath:" ? &echo_ : nullptr;
+  }
+  std::shared_ptr<UIViewController> viewController() const override { return viewController_; }
+  void setViewController(std::shared_ptr<UIViewController> given) override {
+    viewController_ = std::move(given);
+  }
+  std::shared_ptr<VelmoraWebView> webView() const override { return webView_; }
+  void setVWebView(std::shared_ptr<VelmoraWebView> given) override { webView_ = std::move(given); }
+  void dispose() override {}
+
+ private:
+  const Operation echo_ = [](std::span<const Value> arguments) { return arguments[0]; };
+  std::shared_ptr<UIViewController> viewController_;
+  std::shared_ptr<VelmoraWebView> webView_;
+};
+
 class PlaySessionTest : public testing::Test {
  protected:
   void make(std::string_view device) {
     const auto script = parseScript("{\"device\":" + std::string(device) + ",\"steps\":[]}", "/");
+    options_.isCancelled = [this] { return ++asked_ >= stopAt_; };
     auto made = PlaySession::make(
-        script->device, {.isCancelled = [this] { return ++asked_ >= stopAt_; }}, [](const Json&) {},
+        script->device, options_, [this](const Json& event) { events_.push_back(event); },
         diagnostics_);
     session_ = *std::move(made);
   }
@@ -32,6 +55,8 @@ class PlaySessionTest : public testing::Test {
 
   int asked_ = 0;
   int stopAt_ = std::numeric_limits<int>::max();
+  PlayOptions options_;
+  std::vector<Json> events_;
   std::ostringstream diagnostics_;
   std::unique_ptr<PlaySession> session_;
 };
@@ -54,6 +79,25 @@ TEST_F(PlaySessionTest, DoesNotTakeTheClockOutOfTheYearsThatCanBeWritten) {
     EXPECT_THAT(why, HasSubstr("years 1 to 9999")) << seconds;
   }
   EXPECT_EQ(play(R"({"do":"advance","seconds":1})"), "");
+}
+
+TEST_F(PlaySessionTest, PlaysAHostsOwnPluginObject) {
+  std::weak_ptr<OwnPlugin> plugin;
+  options_.makePlugin = [&plugin](const Platform&) {
+    const auto made = std::make_shared<OwnPlugin>();
+    plugin = made;
+    return container::PluginObject{made, made, [] { return VECameraPlugin::Inspection(); }};
+  };
+  make("{}");
+  ASSERT_FALSE(plugin.expired());
+  EXPECT_NE(plugin.lock()->viewController(), nullptr);
+  EXPECT_NE(plugin.lock()->webView(), nullptr);
+  EXPECT_EQ(play(R"({"do":"call","selector":"tempFilePath:","argument":"x"})"), "");
+  ASSERT_EQ(events_.size(), 1u);
+  EXPECT_EQ(events_[0]["value"], "x");
+  EXPECT_NE(play(R"({"do":"call","selector":"dispose"})"), "");
+  EXPECT_EQ(play(R"({"do":"release"})"), "");
+  EXPECT_TRUE(plugin.expired());
 }
 
 }  // namespace
