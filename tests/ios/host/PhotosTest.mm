@@ -18,16 +18,17 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// The user, who answers when the queue runs.
+/// The user, who refuses when the queue runs.
 class User : public vecamera::device::photos::PhotoAuthorization {
  public:
   explicit User(vecamera::Executor& queue) : queue_(queue) {}
   vecamera::PHAuthorizationStatus status() override { return current; }
   void request(std::function<void(vecamera::PHAuthorizationStatus)> handler) override {
-    queue_.post([this, handler = std::move(handler)] { handler(current = answer); });
+    queue_.post([this, handler = std::move(handler)] {
+      handler(current = vecamera::PHAuthorizationStatus::denied);
+    });
   }
   vecamera::PHAuthorizationStatus current = vecamera::PHAuthorizationStatus::authorized;
-  vecamera::PHAuthorizationStatus answer = vecamera::PHAuthorizationStatus::denied;
 
  private:
   vecamera::Executor& queue_;
@@ -39,7 +40,6 @@ class PhonePhotos : public vecamera::PhotosUnderTest {
   vecamera::PHPhotoLibrary& library() override { return library_; }
   vecamera::PHImageManager& images() override { return images_; }
   void authorize(vecamera::PHAuthorizationStatus status) override { user_.current = status; }
-  void answerPrompts(vecamera::PHAuthorizationStatus answer) override { user_.answer = answer; }
   void settle() override {
     while (queue_.runAll() + prompts_.runAll() + phone_.runMain() + phone_.runBackground() > 0) {
     }
