@@ -19,10 +19,12 @@ Pod::Spec.new do |s|
   s.frameworks = 'AVFoundation', 'CoreFoundation', 'CoreGraphics', 'CoreImage', 'CoreLocation',
                  'Foundation', 'ImageIO', 'Photos', 'UIKit'
   s.libraries = 'c++'
-  # Headers are included from the repository's root, never by their bare name: no header map.
+  # Headers are included from the repository's root, never by their bare name: no header map. A public
+  # one is included in quotation marks by another, because a package shows no folder.
   s.pod_target_xcconfig = {
     'CLANG_CXX_LANGUAGE_STANDARD' => 'c++20',
     'CLANG_CXX_LIBRARY' => 'libc++',
+    'CLANG_WARN_QUOTED_INCLUDE_IN_FRAMEWORK_HEADER' => 'NO',
     'HEADER_SEARCH_PATHS' => '"$(PODS_TARGET_SRCROOT)"',
     'USE_HEADERMAP' => 'NO'
   }

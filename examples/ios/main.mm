@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <atomic>
-#include <cstdio>
+#include <cmath>
 
 #import "VECameraPlugin.h"
 
@@ -14,11 +14,12 @@ NS_ASSUME_NONNULL_BEGIN
 // The scheme under which the page, its files and the files in the temporary directory are served.
 // WebKit shows no files to a page that was not loaded from a file itself.
 static NSString* const appScheme = @"velmora-app";
+static NSString* const appHost = @"app";
 static NSString* const temporaryFolder = @"/tmp/";
 
 #pragma mark - The container's log
 
-@interface VELog : NSObject <VELog>
+@interface VELog : NSObject
 @end
 
 @implementation VELog
@@ -41,31 +42,59 @@ static NSString* const temporaryFolder = @"/tmp/";
 @interface Addresses : NSObject <CommandDelegate, WKURLSchemeHandler>
 @end
 
-@implementation Addresses
+/// The bytes that a request is answered with, and the status.
+struct Part {
+  long long first = 0;
+  long long length = 0;
+  NSInteger status = 200;
+};
 
-/// A photo comes as a bare path, a movie as a file URL; library addresses stay as they are.
+/// What is read and handed to WebKit at a time.
+static const long long pieceLength = 1 << 20;
+
+@implementation Addresses {
+  dispatch_queue_t _files;
+  /// Those that WebKit has not stopped. On the main thread.
+  NSMutableSet<id<WKURLSchemeTask>>* _tasks;
+}
+
+- (instancetype)init {
+  self = [super init];
+  if (self) {
+    _files = dispatch_queue_create("files", DISPATCH_QUEUE_SERIAL);
+    _tasks = [NSMutableSet set];
+  }
+  return self;
+}
+
+/// Gets a file URL in any case: a library address comes as file:///assets-library:... and stays as
+/// it is, as does whatever else is not in the temporary directory.
 - (nullable NSURL* _Nullable (^)(NSURL*))urlTransformer {
   return ^NSURL* _Nullable(NSURL* url) {
-    if ((url.scheme && !url.fileURL) || !url.lastPathComponent) return url;
+    NSString* path = (url.path ?: @"").stringByStandardizingPath;
+    if (![path.stringByDeletingLastPathComponent
+            isEqualToString:NSTemporaryDirectory().stringByStandardizingPath])
+      return nil;
     NSURLComponents* components = [[NSURLComponents alloc] init];
     components.scheme = appScheme;
-    components.host = @"app";
-    components.path = [temporaryFolder stringByAppendingString:(NSString*)url.lastPathComponent];
+    components.host = appHost;
+    components.path = [temporaryFolder stringByAppendingString:path.lastPathComponent];
     return components.URL;
   };
 }
 
-/// The file behind an address: in the temporary directory or among the app's own pages, and nowhere
-/// else.
-static NSString* fileOf(NSURL* url) {
-  NSString* path = (url.path ?: @"").stringByStandardizingPath;
+/// The file behind an address: in the temporary directory or among the app's own pages. Nil for any
+/// other.
+static NSString* _Nullable fileOf(NSURL* url) {
+  NSString* path = url.path ?: @"";
+  if (![url.host isEqualToString:appHost] || [path containsString:@".."]) return nil;
   if ([path hasPrefix:temporaryFolder])
     return [NSTemporaryDirectory() stringByAppendingPathComponent:path.lastPathComponent];
   NSString* pages = [NSBundle.mainBundle.bundlePath stringByAppendingPathComponent:@"www"];
   return [pages stringByAppendingPathComponent:path];
 }
 
-static NSString* typeOf(NSString* file) {
+static NSString* typeOf(NSURL* url) {
   NSDictionary<NSString*, NSString*>* types = @{
     @"html" : @"text/html",
     @"js" : @"text/javascript",
@@ -74,60 +103,119 @@ static NSString* typeOf(NSString* file) {
     @"png" : @"image/png",
     @"mp4" : @"video/mp4",
   };
-  return types[file.pathExtension.lowercaseString] ?: @"application/octet-stream";
+  return types[(url.path ?: @"").pathExtension.lowercaseString] ?: @"application/octet-stream";
 }
 
-/// The part of the file that a header such as "bytes=0-1" asks for; all of it where there is none.
-static NSRange partOf(unsigned long length, NSString* _Nullable header) {
-  unsigned long first = 0;
-  unsigned long last = length;
-  if (header) std::sscanf(header.UTF8String, "bytes=%lu-%lu", &first, &last);
-  first = std::min(first, length);
-  const auto end = last < length ? last + 1 : length;
-  return NSMakeRange(first, std::max(end, first) - first);
+/// What a header such as "bytes=0-1", "bytes=500-" or "bytes=-500" asks for. All of the file where
+/// there is none, or where it asks for several parts.
+static Part partOf(long long length, NSString* _Nullable header) {
+  if (![header hasPrefix:@"bytes="]) return {0, length, 200};
+  NSArray<NSString*>* ends = [[header substringFromIndex:6] componentsSeparatedByString:@"-"];
+  if (ends.count != 2) return {0, length, 200};
+  long long first = ends[0].longLongValue;
+  long long end = length;
+  if (ends[0].length == 0)
+    first = length - std::min(ends[1].longLongValue, length);
+  else if (ends[1].length > 0)
+    end = std::min(ends[1].longLongValue, length - 1) + 1;
+  if (first >= end) return {0, 0, 416};
+  return {first, end - first, 206};
+}
+
+static NSURLResponse* responseTo(NSURL* url, Part part, long long length) {
+  NSMutableDictionary<NSString*, NSString*>* headers = [@{
+    @"Content-Type" : typeOf(url),
+    @"Content-Length" : [NSString stringWithFormat:@"%lld", part.length],
+    @"Accept-Ranges" : @"bytes",
+  } mutableCopy];
+  if (part.status == 206)
+    headers[@"Content-Range"] = [NSString
+        stringWithFormat:@"bytes %lld-%lld/%lld", part.first, part.first + part.length - 1, length];
+  if (part.status == 416)
+    headers[@"Content-Range"] = [NSString stringWithFormat:@"bytes */%lld", length];
+  return [[NSHTTPURLResponse alloc] initWithURL:url
+                                     statusCode:part.status
+                                    HTTPVersion:@"HTTP/1.1"
+                                   headerFields:headers];
 }
 
 - (void)webView:(WKWebView*)webView startURLSchemeTask:(id<WKURLSchemeTask>)task {
+  [_tasks addObject:task];
   NSURL* url = task.request.URL;
-  NSString* file = fileOf(url);
-  NSError* error = nil;
-  // A movie is not read as a whole, but as its parts are asked for.
-  NSData* data = [NSData dataWithContentsOfURL:[NSURL fileURLWithPath:file]
-                                       options:NSDataReadingMappedIfSafe
-                                         error:&error];
-  if (!data) {
-    [task didFailWithError:error];
+  NSString* range = [task.request valueForHTTPHeaderField:@"Range"];
+  dispatch_async(_files, ^{
+    NSString* path = fileOf(url);
+    NSFileHandle* file = path ? [NSFileHandle fileHandleForReadingAtPath:path] : nil;
+    unsigned long long length = 0;
+    const BOOL isRead = [file seekToEndReturningOffset:&length error:nil];
+    const Part part = partOf(static_cast<long long>(length), range);
+    if (!isRead || ![file seekToOffset:static_cast<unsigned long long>(part.first) error:nil]) {
+      [self end:task successfully:NO];
+      return;
+    }
+    NSURLResponse* response = responseTo(url, part, static_cast<long long>(length));
+    [self while:task
+           runs:^{
+             [task didReceiveResponse:response];
+             [self send:part.length of:file to:task];
+           }];
+  });
+}
+
+/// Reads on one queue and hands over on the main thread, a piece at a time: a movie may be larger
+/// than the memory.
+- (void)send:(long long)length of:(NSFileHandle*)file to:(id<WKURLSchemeTask>)task {
+  if (length == 0) {
+    [self end:task successfully:YES];
     return;
   }
-  NSString* header = [task.request valueForHTTPHeaderField:@"Range"];
-  const NSRange part = partOf(data.length, header);
-  NSMutableDictionary<NSString*, NSString*>* headers = [@{
-    @"Content-Type" : typeOf(file),
-    @"Content-Length" : [NSString stringWithFormat:@"%lu", part.length],
-    @"Accept-Ranges" : @"bytes",
-  } mutableCopy];
-  const bool isPart = header && part.length > 0;
-  if (isPart)
-    headers[@"Content-Range"] =
-        [NSString stringWithFormat:@"bytes %lu-%lu/%lu", part.location,
-                                   part.location + part.length - 1, data.length];
-  NSURLResponse* response = [[NSHTTPURLResponse alloc] initWithURL:url
-                                                        statusCode:isPart ? 206 : 200
-                                                       HTTPVersion:@"HTTP/1.1"
-                                                      headerFields:headers];
-  [task didReceiveResponse:response];
-  [task didReceiveData:[data subdataWithRange:part]];
-  [task didFinish];
+  dispatch_async(_files, ^{
+    @autoreleasepool {
+      const auto most = static_cast<NSUInteger>(std::min(length, pieceLength));
+      NSData* data = [file readDataUpToLength:most error:nil];
+      if (data.length == 0) {
+        [self end:task successfully:NO];
+        return;
+      }
+      [self while:task
+             runs:^{
+               [task didReceiveData:data];
+               [self send:length - static_cast<long long>(data.length) of:file to:task];
+             }];
+    }
+  });
+}
+
+- (void)end:(id<WKURLSchemeTask>)task successfully:(BOOL)isSuccess {
+  [self while:task
+         runs:^{
+           [self->_tasks removeObject:task];
+           if (isSuccess)
+             [task didFinish];
+           else
+             [task didFailWithError:[NSError errorWithDomain:NSCocoaErrorDomain
+                                                        code:NSFileReadNoSuchFileError
+                                                    userInfo:nil]];
+         }];
+}
+
+/// A call of a task that WebKit has stopped raises.
+- (void)while:(id<WKURLSchemeTask>)task runs:(dispatch_block_t)call {
+  dispatch_async(dispatch_get_main_queue(), ^{
+    if ([self->_tasks containsObject:task]) call();
+  });
 }
 
 - (void)webView:(WKWebView*)webView stopURLSchemeTask:(id<WKURLSchemeTask>)task {
+  [_tasks removeObject:task];
 }
 
 @end
 
 #pragma mark - One page command
 
-/// What a page may be sent: JSON has no bytes and no URLs, which become objects with one key.
+/// What a page may be sent: JSON has no bytes and no URLs, which become objects with one key, and
+/// no numbers that are infinite or none.
 static id sendable(id value) {
   if ([value isKindOfClass:NSData.class])
     return @{@"bytes" : [value base64EncodedStringWithOptions:0]};
@@ -143,8 +231,8 @@ static id sendable(id value) {
       if ([key isKindOfClass:NSString.class]) dictionary[key] = sendable(value[key]);
     return dictionary;
   }
-  const bool plain = [value isKindOfClass:NSString.class] || [value isKindOfClass:NSNumber.class];
-  return plain ? value : NSNull.null;
+  const bool isNumber = [value isKindOfClass:NSNumber.class] && std::isfinite([value doubleValue]);
+  return isNumber || [value isKindOfClass:NSString.class] ? value : NSNull.null;
 }
 
 /// The codes are the container's, and so are the names that a page gets for them.
@@ -236,20 +324,15 @@ typedef void (^Reply)(id _Nullable answer, NSString* _Nullable error);
 
 #pragma mark - The page
 
-@interface PageWebView : WKWebView <VelmoraWebView>
-@end
-
-@implementation PageWebView
-@end
-
-@interface PageViewController : UIViewController <WKScriptMessageHandlerWithReply>
+@interface PageViewController
+    : UIViewController <WKScriptMessageHandlerWithReply, WKNavigationDelegate>
 /// Takes the plug-in and the page apart, which hold each other until then.
 - (void)close;
 @end
 
 @implementation PageViewController {
   Addresses* _addresses;
-  PageWebView* _pageView;
+  WKWebView* _pageView;
   VECameraPlugin* _camera;
 }
 
@@ -258,21 +341,41 @@ typedef void (^Reply)(id _Nullable answer, NSString* _Nullable error);
   _addresses = [[Addresses alloc] init];
   WKWebViewConfiguration* configuration = [[WKWebViewConfiguration alloc] init];
   [configuration setURLSchemeHandler:_addresses forURLScheme:appScheme];
+  // Without it a movie fills the screen of an iPhone as soon as it plays.
+  configuration.allowsInlineMediaPlayback = YES;
   [configuration.userContentController addScriptMessageHandlerWithReply:self
                                                            contentWorld:WKContentWorld.pageWorld
                                                                    name:@"velmora"];
-  _pageView = [[PageWebView alloc] initWithFrame:self.view.bounds configuration:configuration];
+  _pageView = [[WKWebView alloc] initWithFrame:self.view.bounds configuration:configuration];
   _pageView.autoresizingMask = UIViewAutoresizingFlexibleWidth | UIViewAutoresizingFlexibleHeight;
   // For Safari's Web Inspector, on a computer.
   if (@available(iOS 16.4, *)) _pageView.inspectable = YES;
+  _pageView.navigationDelegate = self;
   [self.view addSubview:_pageView];
 
   _camera = [[VECameraPlugin alloc] init];
   [_camera setVWebView:_pageView];
   _camera.viewController = self;
+  [self loadPage];
+}
 
-  NSURL* start = [NSURL URLWithString:[appScheme stringByAppendingString:@"://app/index.html"]];
+- (void)loadPage {
+  NSURL* start =
+      [NSURL URLWithString:[NSString stringWithFormat:@"%@://%@/index.html", appScheme, appHost]];
   [_pageView loadRequest:[NSURLRequest requestWithURL:start]];
+}
+
+/// The system ends the page's process when memory is short, and leaves a white screen.
+- (void)webViewWebContentProcessDidTerminate:(WKWebView*)webView {
+  [self loadPage];
+}
+
+/// Nothing but the app's own pages: the page has the camera.
+- (void)webView:(WKWebView*)webView
+    decidePolicyForNavigationAction:(WKNavigationAction*)action
+                    decisionHandler:(void (^)(WKNavigationActionPolicy))decisionHandler {
+  const BOOL isOwn = [action.request.URL.scheme isEqualToString:appScheme];
+  decisionHandler(isOwn ? WKNavigationActionPolicyAllow : WKNavigationActionPolicyCancel);
 }
 
 /// A message of the page: {command, arguments}.
@@ -290,10 +393,13 @@ typedef void (^Reply)(id _Nullable answer, NSString* _Nullable error);
   PageCall* call = [[PageCall alloc] initWithArguments:arguments
                                              addresses:_addresses
                                                  reply:replyHandler];
+  VECameraPlugin* camera = _camera;
   if ([body[@"command"] isEqual:@"takePicture"])
-    [_camera takePicture:call];
-  else if ([body[@"command"] isEqual:@"cleanup"])
-    [_camera cleanup:call];
+    [camera takePicture:call];
+  else if ([body[@"command"] isEqual:@"cleanup"])  // removes files on its caller's thread
+    dispatch_async(dispatch_get_global_queue(QOS_CLASS_USER_INITIATED, 0), ^{
+      [camera cleanup:call];
+    });
   else
     replyHandler(nil, @"there is no such command");
 }

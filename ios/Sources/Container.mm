@@ -6,6 +6,16 @@
 #include "ios/Sources/MainThreadReference.h"
 #include "ios/Sources/Value.h"
 
+/// What is sent to the container's class `VELog`, where it has the method.
+@protocol ContainerLog
++ (void)debugWithMsg:(NSString*)msg;
++ (void)errorWithTag:(NSString*)tag
+                 msg:(NSString*)msg
+            filename:(NSString*)filename
+                line:(NSInteger)line
+            funcName:(NSString*)funcName;
+@end
+
 namespace vecamera_ios {
 namespace {
 
@@ -23,15 +33,17 @@ void guarded(Call call) {
   }
 }
 
-/// Nil where no container has it.
-Class<VELog> _Nullable logClass() {
+/// Nil where no container has the class with that method.
+Class<ContainerLog> _Nullable logClassWith(SEL method) {
   // The second name is that of a class written in Swift.
   for (NSString* name in @[ @"VELog", @"VelmoraMobile.VELog" ])
-    if (Class type = NSClassFromString(name)) return type;
+    if (Class type = NSClassFromString(name))
+      if ([type respondsToSelector:method]) return type;
   return nil;
 }
 
-// The codes are the container's.
+// The codes are the container's. In a container written in Swift the names begin with that of the
+// enumeration: `CommandStatusINVALID_PARAM`.
 CommandStatus nativeStatus(vecamera::CommandStatus status) {
   switch (status) {
     case vecamera::CommandStatus::INVALID_PARAM: return INVALID_PARAM;
@@ -43,13 +55,15 @@ CommandStatus nativeStatus(vecamera::CommandStatus status) {
   }
 }
 
+// The container's objects are `id`: their types may be protocols or classes.
+
 class CommandDelegateWrapper : public vecamera::CommandDelegate {
  public:
-  explicit CommandDelegateWrapper(id<CommandDelegate> native) : native_(native) {}
+  explicit CommandDelegateWrapper(id native) : native_(native) {}
 
   vecamera::URLTransformer urlTransformer() const override {
     NSURL* (^transform)(NSURL*) = nil;
-    guarded([&] { transform = [native_.urlTransformer copy]; });
+    guarded([&] { transform = [[native_ urlTransformer] copy]; });
     if (!transform) return nullptr;
     return [transform](const vecamera::URL& url) {
       std::optional<vecamera::URL> result;
@@ -63,7 +77,7 @@ class CommandDelegateWrapper : public vecamera::CommandDelegate {
   }
 
  private:
-  const id<CommandDelegate> native_;
+  const id native_;
 };
 
 /// One command with its arguments.
@@ -71,7 +85,7 @@ class CommandWrapper : public vecamera::CallBackManager,
                        public vecamera::VelmoraCommand,
                        public NativeReference {
  public:
-  explicit CommandWrapper(id<CallBackManager> native) : native_(native) {}
+  explicit CommandWrapper(id native) : native_(native) {}
   id native() const override { return native_; }
 
   const vecamera::VelmoraCommand& command() const override { return *this; }
@@ -79,7 +93,7 @@ class CommandWrapper : public vecamera::CallBackManager,
   std::optional<vecamera::Value> argument(std::size_t position) const override {
     vecamera::Value value;
     guarded(
-        [&] { value = toValue([native_.command argumentAt:static_cast<NSInteger>(position)]); });
+        [&] { value = toValue([[native_ command] argumentAt:static_cast<NSInteger>(position)]); });
     if (value.isNull()) return std::nullopt;
     return value;
   }
@@ -110,14 +124,14 @@ class CommandWrapper : public vecamera::CallBackManager,
   std::shared_ptr<vecamera::CommandDelegate> commandDelegate() const override {
     std::shared_ptr<vecamera::CommandDelegate> result;
     guarded([&] {
-      if (id<CommandDelegate> native = native_.commandDelegate)
+      if (id native = [native_ commandDelegate])
         result = std::make_shared<CommandDelegateWrapper>(native);
     });
     return result;
   }
 
  private:
-  const id<CallBackManager> native_;
+  const id native_;
 };
 
 class WebViewWrapper : public vecamera::VelmoraWebView, public NativeReference {
@@ -133,7 +147,7 @@ class WebViewWrapper : public vecamera::VelmoraWebView, public NativeReference {
 
 void Log::debug(std::string_view msg) {
   guarded([&] {
-    if (Class<VELog> type = logClass())
+    if (Class<ContainerLog> type = logClassWith(@selector(debugWithMsg:)))
       [type debugWithMsg:toNSString(msg)];
     else
       NSLog(@"%@", toNSString(msg));
@@ -143,7 +157,8 @@ void Log::debug(std::string_view msg) {
 void Log::error(std::string_view tag, std::string_view msg, std::string_view filename, int line,
                 std::string_view funcName) {
   guarded([&] {
-    if (Class<VELog> type = logClass())
+    if (Class<ContainerLog> type = logClassWith(@selector(errorWithTag:
+                                                                   msg:filename:line:funcName:)))
       [type errorWithTag:toNSString(tag)
                      msg:toNSString(msg)
                 filename:toNSString(filename)
@@ -154,7 +169,7 @@ void Log::error(std::string_view tag, std::string_view msg, std::string_view fil
   });
 }
 
-std::shared_ptr<vecamera::CallBackManager> callBackManagerOf(id<CallBackManager> native) {
+std::shared_ptr<vecamera::CallBackManager> callBackManagerOf(id native) {
   if (!native) return nullptr;
   return std::make_shared<CommandWrapper>(native);
 }

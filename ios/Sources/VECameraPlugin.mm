@@ -50,15 +50,15 @@ static id nativeOf(const std::shared_ptr<vecamera::Object>& object) {
   return core_;
 }
 
-- (UIView<VelmoraWebView>*)webView {
+- (UIView*)webView {
   return nativeOf(core_->webView());
 }
 
-- (void)setWebView:(UIView<VelmoraWebView>*)webView {
+- (void)setWebView:(UIView*)webView {
   core_->setVWebView(vecamera_ios::webViewOf(webView));
 }
 
-- (void)setVWebView:(UIView<VelmoraWebView>*)webView {
+- (void)setVWebView:(UIView*)webView {
   self.webView = webView;
 }
 
@@ -82,11 +82,11 @@ static id nativeOf(const std::shared_ptr<vecamera::Object>& object) {
   core_->dispose();
 }
 
-- (void)takePicture:(id<CallBackManager>)callback {
+- (void)takePicture:(id)callback {
   if (callback) core_->takePicture(vecamera_ios::callBackManagerOf(callback));
 }
 
-- (void)cleanup:(id<CallBackManager>)callback {
+- (void)cleanup:(id)callback {
   if (callback) core_->cleanup(vecamera_ios::callBackManagerOf(callback));
 }
 

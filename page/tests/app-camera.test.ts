@@ -49,4 +49,6 @@ it("The example app's failures reach the page", async () => {
     code: "bridge",
     message: expect.stringContaining("this page may not use the camera"),
   });
+  const unreadable = { result: "success", data: { callbackURI: { bytes: "no base64!" } } };
+  await expect(cameraOf(() => unreadable).takePicture()).rejects.toMatchObject({ code: "bridge" });
 });

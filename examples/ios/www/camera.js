@@ -18,14 +18,14 @@ function dataOf({ data }) {
 
 const bridge = {
   call(command, list, callbacks) {
-    app.postMessage({ command, arguments: list }).then(
-      (answer) => {
+    app
+      .postMessage({ command, arguments: list })
+      .then((answer) => {
         const data = dataOf(answer);
         if (answer.result === "success") callbacks.success({ data });
         else callbacks.error({ status: answer.status, message: answer.message, data });
-      },
-      (error) => callbacks.lost(error?.message ?? String(error)),
-    );
+      })
+      .catch((error) => callbacks.lost(error?.message ?? String(error)));
   },
 };
 

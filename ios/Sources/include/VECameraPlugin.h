@@ -3,7 +3,7 @@
 #import <CoreLocation/CoreLocation.h>
 #import <UIKit/UIKit.h>
 
-#import "VelmoraMobile.h"
+#import "VECameraContainer.h"
 
 NS_ASSUME_NONNULL_BEGIN
 
@@ -35,18 +35,28 @@ NS_EXTENSION_UNAVAILABLE_IOS("There is no shared application in an extension")
 /// memory, because the container and the web view copy the text on its way to the page. Any thread.
 @property(class, nonatomic) unsigned long long maxMovieDataURLBytes;
 
-@property(nullable, nonatomic, strong) UIView<VelmoraWebView>* webView;
+// A container's protocol may say more of the view, or keep the controller weakly.
+#pragma clang diagnostic push
+#pragma clang diagnostic ignored "-Wincompatible-property-type"
+#pragma clang diagnostic ignored "-Wproperty-attribute-mismatch"
+/// The container's web view, which the plug-in keeps and never calls.
+@property(nullable, nonatomic, strong) UIView* webView;
 /// The controller on which alerts and the picker are presented.
 @property(nullable, nonatomic, strong) UIViewController* viewController;
+#pragma clang diagnostic pop
+- (void)setVWebView:(nullable UIView*)webView;
 /// Made on the first read; updates start with a photo that wants its place.
 @property(null_resettable, nonatomic, strong) CLLocationManager* locationManager;
 /// Drops the two views and leaves everything else as it is.
 - (void)dispose;
 
+// The callback of a command is the container's `CallBackManager`, which may be a protocol or a
+// class.
+
 /// Takes or picks a picture or a movie. Returns at once.
-- (void)takePicture:(id<CallBackManager>)callback;
+- (void)takePicture:(id)callback;
 /// Empties the application's temporary directory, on the calling thread, and answers.
-- (void)cleanup:(id<CallBackManager>)callback;
+- (void)cleanup:(id)callback;
 
 /// The URL as the command's delegate rewrites it, or the URL itself. Any thread.
 - (NSURL*)urlTransformer:(NSURL*)url;

@@ -37,7 +37,7 @@ FAULTS = {
         "Package.swift", 'publicHeadersPath: "Sources/include"', 'publicHeadersPath: "include"',
         ["Package.swift: ios has no folder of public headers"] +
         [f"Package.swift: public header ios/Sources/include/{name}.h is missing"
-         for name in ("CameraPicker", "VECameraPlugin", "VelmoraMobile")]),
+         for name in ("CameraPicker", "VECameraContainer", "VECameraPlugin")]),
     "headers that the pod would copy": (
         "VECamera.podspec", "project_header_files = 'VECamera/**/*.h', ", "project_header_files = ",
         [f"VECamera.podspec: project header {path.relative_to(ROOT)} is missing"

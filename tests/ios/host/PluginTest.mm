@@ -13,7 +13,7 @@
 #import "tests/ios/platform/SoftwareContainer.h"
 #include "tests/module/FakeContainer.h"
 
-@interface TestWebView : UIView <VelmoraWebView>
+@interface TestWebView : UIView
 @end
 @implementation TestWebView
 @end

@@ -5,9 +5,7 @@
 #include <memory>
 
 #include "VECamera/platform/Container.h"
-#import "ios/Sources/include/VelmoraMobile.h"
-
-using WebViewOfContainer = UIView<VelmoraWebView>;
+#import "ios/Sources/include/VECameraContainer.h"
 
 /// The container's own objects, for what the software device's container hands out.
 namespace vecamera::ios {
@@ -15,6 +13,6 @@ namespace vecamera::ios {
 /// A stand-in that keeps the callback. Nil for null.
 id<CallBackManager> callbackFromDevice(std::shared_ptr<vecamera::CallBackManager> callback);
 /// A view that keeps the device's. Nil for null.
-WebViewOfContainer* webViewFromDevice(std::shared_ptr<vecamera::VelmoraWebView> webView);
+::UIView* webViewFromDevice(std::shared_ptr<vecamera::VelmoraWebView> webView);
 
 }  // namespace vecamera::ios

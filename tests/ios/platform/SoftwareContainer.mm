@@ -65,7 +65,7 @@ using vecamera::ios::textForDevice;
 }
 @end
 
-@interface SoftwareWebView : UIView <VelmoraWebView, SoftwareObject>
+@interface SoftwareWebView : UIView <SoftwareObject>
 @property(nonatomic) std::shared_ptr<vecamera::VelmoraWebView> device;
 @end
 @implementation SoftwareWebView
@@ -74,7 +74,7 @@ using vecamera::ios::textForDevice;
 }
 @end
 
-@interface VELog : NSObject <VELog>
+@interface VELog : NSObject
 @end
 @implementation VELog
 + (void)debugWithMsg:(NSString*)msg {
@@ -102,7 +102,7 @@ id<CallBackManager> callbackFromDevice(std::shared_ptr<vecamera::CallBackManager
   return made;
 }
 
-WebViewOfContainer* webViewFromDevice(std::shared_ptr<vecamera::VelmoraWebView> webView) {
+::UIView* webViewFromDevice(std::shared_ptr<vecamera::VelmoraWebView> webView) {
   if (!webView) return nil;
   SoftwareWebView* made = [[SoftwareWebView alloc] initWithFrame:CGRectZero];
   made.device = std::move(webView);

@@ -145,6 +145,7 @@ enum : NSStringEncoding {
 @property(readonly, copy) NSString* pathExtension;
 @property(readonly, copy) NSString* lowercaseString;
 @property(readonly) NSInteger integerValue;
+@property(readonly) long long longLongValue;
 @property(readonly) double doubleValue;
 @property(readonly) BOOL boolValue;
 - (NSString*)stringByAppendingPathComponent:(NSString*)component;
@@ -263,6 +264,11 @@ enum : NSStringEncoding {
 @property(readonly, copy) NSArray<ObjectType>* allObjects;
 - (nullable ObjectType)anyObject;
 - (BOOL)containsObject:(ObjectType)object;
+@end
+@interface NSMutableSet<ObjectType> : NSSet <ObjectType>
++ (instancetype)set;
+- (void)addObject:(ObjectType)object;
+- (void)removeObject:(ObjectType)object;
 @end
 
 typedef NS_OPTIONS(NSUInteger, NSDataReadingOptions) {

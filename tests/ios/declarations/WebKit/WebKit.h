@@ -77,11 +77,24 @@ typedef NS_ENUM(NSInteger, WKUserScriptInjectionTime) {
 
 @interface WKWebViewConfiguration : NSObject <NSSecureCoding, NSCopying>
 @property(nonatomic, strong) WKUserContentController* userContentController;
+@property(nonatomic) BOOL allowsInlineMediaPlayback;
 - (void)setURLSchemeHandler:(nullable id<WKURLSchemeHandler>)handler forURLScheme:(NSString*)scheme;
 @end
 
+@interface WKNavigationAction : NSObject
+@property(nonatomic, readonly, copy) NSURLRequest* request;
+@end
+
+typedef NS_ENUM(NSInteger, WKNavigationActionPolicy) {
+  WKNavigationActionPolicyCancel,
+  WKNavigationActionPolicyAllow,
+};
+
 @protocol WKNavigationDelegate <NSObject>
 @optional
+- (void)webView:(WKWebView*)webView
+    decidePolicyForNavigationAction:(WKNavigationAction*)action
+                    decisionHandler:(void (^)(WKNavigationActionPolicy policy))decisionHandler;
 - (void)webView:(WKWebView*)webView didFinishNavigation:(WKNavigation*)navigation;
 - (void)webView:(WKWebView*)webView didStartProvisionalNavigation:(WKNavigation*)navigation;
 - (void)webViewWebContentProcessDidTerminate:(WKWebView*)webView;

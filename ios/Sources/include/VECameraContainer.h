@@ -1,9 +1,21 @@
-// What the plug-in uses of its container, `VelmoraMobile`. An app that has the container's own
-// headers puts them in this file's place; where their selectors differ, Container.mm is the one
-// source to change.
+// What the plug-in uses of its container, `VelmoraMobile`: the container's own header where there
+// is one, else the declarations below. Nothing sees both. Where the container's selectors differ,
+// Container.mm is the one source to change.
 #pragma once
 
+// Before the container: a header that Swift generates imports nothing in C++.
 #import <UIKit/UIKit.h>
+
+// A container in Swift may have both, and the first one empty.
+#if __has_include(<VelmoraMobile/VelmoraMobile.h>) || \
+    __has_include(<VelmoraMobile/VelmoraMobile-Swift.h>)
+#if __has_include(<VelmoraMobile/VelmoraMobile.h>)
+#import <VelmoraMobile/VelmoraMobile.h>
+#endif
+#if __has_include(<VelmoraMobile/VelmoraMobile-Swift.h>)
+#import <VelmoraMobile/VelmoraMobile-Swift.h>
+#endif
+#else
 
 NS_ASSUME_NONNULL_BEGIN
 
@@ -27,7 +39,9 @@ typedef NS_ENUM(NSInteger, CommandStatus) {
 
 /// What the container offers beside a command.
 @protocol CommandDelegate <NSObject>
-/// Rewrites URLs for the web view. Called on any thread.
+/// Rewrites URLs for the web view. Always gets a file URL: a library address comes as
+/// `file:///assets-library:...`. Nil for what is not yours leaves the address as it is. Called on
+/// any thread.
 @property(nullable, nonatomic, copy, readonly) NSURL* _Nullable (^urlTransformer)(NSURL* url);
 @end
 
@@ -46,25 +60,11 @@ typedef NS_ENUM(NSInteger, CommandStatus) {
            keepCallback:(BOOL)keepCallback;
 @end
 
-/// The container's log, which its class `VELog` is. Any thread.
-@protocol VELog <NSObject>
-+ (void)debugWithMsg:(NSString*)msg;
-+ (void)errorWithTag:(NSString*)tag
-                 msg:(NSString*)msg
-            filename:(NSString*)filename
-                line:(NSInteger)line
-            funcName:(NSString*)funcName;
-@end
-
-/// The container's web view, a `UIView`. The plug-in keeps a reference and never calls into it.
-@protocol VelmoraWebView <NSObject>
-@end
-
 /// What every plug-in object adopts.
 @protocol VelmoraPluginProtocol <NSObject>
 @property(nullable, nonatomic, strong) UIViewController* viewController;
-@property(nullable, nonatomic, readonly) UIView<VelmoraWebView>* webView;
-- (void)setVWebView:(nullable UIView<VelmoraWebView>*)webView;
+@property(nullable, nonatomic, readonly) UIView* webView;
+- (void)setVWebView:(nullable UIView*)webView;
 - (void)dispose;
 @optional
 - (void)pluginInitialize;
@@ -76,3 +76,5 @@ typedef NS_ENUM(NSInteger, CommandStatus) {
 @end
 
 NS_ASSUME_NONNULL_END
+
+#endif
