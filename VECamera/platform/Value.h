@@ -115,9 +115,8 @@ concept BoxableInteger = std::integral<T> && sizeof(T) <= sizeof(std::int64_t) &
 ///
 /// What a host makes of the platform's values: a boxed boolean is a boolean and no number; a boxed
 /// integer of the signed 64-bit range is an integer, every other number a double; `NSNull` is the
-/// null value; a dictionary whose keys are not all texts is an `Object` of the host's own. What has
-/// no kind here is left out of a dictionary; in an array the null value takes its place, so that
-/// the elements behind it keep theirs. No pointer but that of a text becomes a value.
+/// null value. What has no kind here, a dictionary whose keys are not all texts too, is an `Object`
+/// of the host's own. No pointer but that of a text becomes a value.
 class Value {
  public:
   Value() = default;

@@ -9,7 +9,8 @@
 using vecamera_ios::pickerInfoOf;
 using vecamera_ios::pickerOf;
 
-/// Hands what a picker reports on to its record's delegate, as long as there is one.
+/// Hands what a picker reports on to its record's delegate. Where that is gone (the plug-in was
+/// released), nobody else takes the picker off, and it fills the screen.
 @interface VECameraPickerDelegate
     : NSObject <UIImagePickerControllerDelegate, UINavigationControllerDelegate>
 @end
@@ -20,11 +21,16 @@ using vecamera_ios::pickerOf;
   const auto record = pickerOf(picker);
   if (const auto delegate = record->delegate())
     delegate->imagePickerControllerDidFinishPickingMediaWithInfo(record, pickerInfoOf(info));
+  else
+    [picker.presentingViewController dismissViewControllerAnimated:YES completion:nil];
 }
 
 - (void)imagePickerControllerDidCancel:(UIImagePickerController*)picker {
   const auto record = pickerOf(picker);
-  if (const auto delegate = record->delegate()) delegate->imagePickerControllerDidCancel(record);
+  if (const auto delegate = record->delegate())
+    delegate->imagePickerControllerDidCancel(record);
+  else
+    [picker.presentingViewController dismissViewControllerAnimated:YES completion:nil];
 }
 @end
 

@@ -19,18 +19,20 @@
 namespace vecamera_ios {
 namespace {
 
-/// Calls into the container. Nothing that it raises or throws comes out.
+/// Calls into the container. Nothing that it raises or throws comes out; false where it did.
 template <class Call>
-void guarded(Call call) {
+bool guarded(Call call) {
   @autoreleasepool {
     @try {
       call();
+      return true;
     } @catch (NSException* exception) {
       NSLog(@"The container raised %@: %@", exception.name, exception.reason);
     } @catch (...) {
       NSLog(@"The container threw an exception.");
     }
   }
+  return false;
 }
 
 /// Nil where no container has the class with that method.
@@ -55,21 +57,24 @@ CommandStatus nativeStatus(vecamera::CommandStatus status) {
   }
 }
 
-// The container's objects are `id`: their types may be protocols or classes.
+// The container's objects are `id`: their types may be protocols or classes. One of them may own
+// the web view, and then has to end on the main thread.
 
 class CommandDelegateWrapper : public vecamera::CommandDelegate {
  public:
   explicit CommandDelegateWrapper(id native) : native_(native) {}
 
   vecamera::URLTransformer urlTransformer() const override {
-    NSURL* (^transform)(NSURL*) = nil;
-    guarded([&] { transform = [[native_ urlTransformer] copy]; });
+    using Transform = NSURL* (^)(NSURL*);
+    Transform transform = nil;
+    guarded([&] { transform = [[native_.get() urlTransformer] copy]; });
     if (!transform) return nullptr;
-    return [transform](const vecamera::URL& url) {
+    const auto kept = std::make_shared<const MainThreadReference<Transform>>(transform);
+    return [kept](const vecamera::URL& url) {
       std::optional<vecamera::URL> result;
       guarded([&] {
         NSURL* native = toNSURL(url);
-        NSURL* rewritten = native ? transform(native) : nil;
+        NSURL* rewritten = native ? kept->get()(native) : nil;
         if (rewritten) result = toURL(rewritten);
       });
       return result;
@@ -77,7 +82,7 @@ class CommandDelegateWrapper : public vecamera::CommandDelegate {
   }
 
  private:
-  const id native_;
+  const MainThreadReference<id> native_;
 };
 
 /// One command with its arguments.
@@ -86,37 +91,43 @@ class CommandWrapper : public vecamera::CallBackManager,
                        public NativeReference {
  public:
   explicit CommandWrapper(id native) : native_(native) {}
-  id native() const override { return native_; }
+  id native() const override { return native_.get(); }
 
   const vecamera::VelmoraCommand& command() const override { return *this; }
 
   std::optional<vecamera::Value> argument(std::size_t position) const override {
     vecamera::Value value;
-    guarded(
-        [&] { value = toValue([[native_ command] argumentAt:static_cast<NSInteger>(position)]); });
+    guarded([&] {
+      value = toValue([[native_.get() command] argumentAt:static_cast<NSInteger>(position)]);
+    });
     if (value.isNull()) return std::nullopt;
     return value;
   }
 
   void success(bool keepCallback) override {
-    guarded([&] { [native_ successWithKeepCallback:keepCallback]; });
+    guarded([&] { [native_.get() successWithKeepCallback:keepCallback]; });
   }
+  /// A container that does not take the data has not answered the page yet.
   void success(vecamera::Dictionary data, bool keepCallback) override {
-    guarded([&] { [native_ successWithData:toNSDictionary(data) keepCallback:keepCallback]; });
+    const bool isTaken = guarded(
+        [&] { [native_.get() successWithData:toNSDictionary(data) keepCallback:keepCallback]; });
+    if (!isTaken)
+      error(vecamera::CommandStatus::FAIL_TAKE_PICTURE, "The container refused the answer.",
+            keepCallback);
   }
   void error(vecamera::CommandStatus status, std::string message, bool keepCallback) override {
     guarded([&] {
-      [native_ errorWithStatus:nativeStatus(status)
-                       message:toNSString(message)
-                  keepCallback:keepCallback];
+      [native_.get() errorWithStatus:nativeStatus(status)
+                             message:toNSString(message)
+                        keepCallback:keepCallback];
     });
   }
   void error(vecamera::CommandStatus status, vecamera::Dictionary data,
              bool keepCallback) override {
     guarded([&] {
-      [native_ errorWithStatus:nativeStatus(status)
-                          data:toNSDictionary(data)
-                  keepCallback:keepCallback];
+      [native_.get() errorWithStatus:nativeStatus(status)
+                                data:toNSDictionary(data)
+                        keepCallback:keepCallback];
     });
   }
 
@@ -124,14 +135,14 @@ class CommandWrapper : public vecamera::CallBackManager,
   std::shared_ptr<vecamera::CommandDelegate> commandDelegate() const override {
     std::shared_ptr<vecamera::CommandDelegate> result;
     guarded([&] {
-      if (id native = [native_ commandDelegate])
+      if (id native = [native_.get() commandDelegate])
         result = std::make_shared<CommandDelegateWrapper>(native);
     });
     return result;
   }
 
  private:
-  const id native_;
+  const MainThreadReference<id> native_;
 };
 
 class WebViewWrapper : public vecamera::VelmoraWebView, public NativeReference {
@@ -140,7 +151,7 @@ class WebViewWrapper : public vecamera::VelmoraWebView, public NativeReference {
   id native() const override { return view_.get(); }
 
  private:
-  const MainThreadReference<::UIView> view_;
+  const MainThreadReference<::UIView*> view_;
 };
 
 }  // namespace

@@ -27,8 +27,8 @@ std::shared_ptr<vecamera::CLLocationManager> locationManagerOf(CLLocationManager
 
 /// Brings an update that another delegate of the native manager got (the plug-in's own object,
 /// where an application made it the delegate) to the module's `delegate`, as one that came
-/// directly: with the fix of now, on the queue in the background. Without a manager, the update
-/// carries none. Main thread.
+/// directly: with the manager's current location, on the queue in the background. Without a
+/// manager, the update carries none. Main thread.
 void deliverUpdate(CLLocationManager* _Nullable native, NSArray<CLLocation*>* _Nonnull locations,
                    std::weak_ptr<vecamera::CLLocationManagerDelegate> delegate);
 

@@ -128,7 +128,7 @@ class NativeManager : public std::enable_shared_from_this<NativeManager> {
   std::weak_ptr<LocationManager> owner_;
   mutable std::mutex mutex_;
   // Guarded by the mutex.
-  std::optional<MainThreadReference<CLLocationManager>> native_;
+  std::optional<MainThreadReference<CLLocationManager*>> native_;
   std::deque<Step> steps_;
 };
 
@@ -222,7 +222,8 @@ class LocationManager final : public vecamera::CLLocationManager,
                FindDelegate findDelegate) {
     std::vector<vecamera::CLLocation> fixes;
     for (::CLLocation* location in locations) fixes.push_back(*fixOf(location));
-    updates().post([self = shared_from_this(), fix = fixOf(native.location),
+    // The manager itself may not have taken note of the update yet.
+    updates().post([self = shared_from_this(), fix = fixOf(native.location ?: locations.lastObject),
                     fixes = std::move(fixes), findDelegate = std::move(findDelegate)] {
       {
         const std::lock_guard lock(self->mutex_);

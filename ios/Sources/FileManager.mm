@@ -12,7 +12,7 @@ namespace {
   return [::NSFileManager defaultManager];
 }
 
-/// Nil for a text that names nothing: a zero byte would end the path.
+/// Nil for an empty path, or one with a zero byte.
 NSString* _Nullable nativePath(std::string_view path) {
   if (path.empty() || path.find('\0') != path.npos) return nil;
   return toNSString(path);

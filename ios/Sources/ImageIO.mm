@@ -67,7 +67,7 @@ class Destination final : public vecamera::CGImageDestination {
   vecamera::Data data() const override {
     @autoreleasepool {
       if (std::exchange(isWaiting_, false) && CGImageDestinationFinalize(destination_.get()))
-        data_ = toData(buffer_);
+        data_ = adoptData(buffer_);
     }
     return data_;
   }

@@ -2,7 +2,6 @@
 
 #import <UIKit/UIKit.h>
 
-#include <atomic>
 #include <cstdint>
 #include <memory>
 #include <optional>
@@ -18,8 +17,11 @@ std::shared_ptr<vecamera::UIImage> imageOf(UIImage* _Nullable image);
 /// The phone's bitmap behind one that this host made, owned by it; null for any other.
 CGImageRef _Nullable nativeImage(const vecamera::CGImage* _Nullable image);
 
-/// One pixel for each 32 bytes of the phone's memory: of four bytes a pixel, an eighth of it.
-std::uint64_t largestBitmapPixels();
+/// A larger bitmap is neither drawn nor rendered: a page may ask for any size, and what the phone
+/// cannot give ends the process. At first one pixel for each 32 bytes of the phone's memory: of
+/// four bytes a pixel, an eighth of it. One limit for the process. Any thread.
+std::uint64_t maxBitmapPixels();
+void setMaxBitmapPixels(std::uint64_t pixels);
 
 class Images : public vecamera::UIImages {
  public:
@@ -36,14 +38,6 @@ class Graphics : public vecamera::UIGraphics {
  public:
   std::unique_ptr<vecamera::UIGraphicsImageContext> beginImageContext(
       vecamera::CGSize size) override;
-
-  /// A larger context is not made: a page may ask for any size, and what the phone cannot give ends
-  /// the process. At first `largestBitmapPixels`. Any thread.
-  void setMaxPixels(std::uint64_t maxPixels) { maxPixels_ = maxPixels; }
-  std::uint64_t maxPixels() const { return maxPixels_; }
-
- private:
-  std::atomic<std::uint64_t> maxPixels_{largestBitmapPixels()};
 };
 
 }  // namespace vecamera_ios

@@ -3,6 +3,7 @@
 #import <CoreImage/CoreImage.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cmath>
 #include <mutex>
 
@@ -23,25 +24,31 @@ class Bitmap : public vecamera::CGImage {
   const CGImageRef native_;
 };
 
-/// Whether a bitmap of that many pixels is to be made at all. Not for sides that are no numbers.
-bool fits(double width, double height, std::uint64_t maxPixels) {
-  return width > 0 && height > 0 &&
-         std::ceil(width) * std::ceil(height) <= static_cast<double>(maxPixels);
+std::atomic<std::uint64_t>& maxPixels() {
+  static std::atomic<std::uint64_t> pixels{NSProcessInfo.processInfo.physicalMemory / 32};
+  return pixels;
 }
 
-/// The picture with a bitmap in place of its recipe; nil where it cannot be rendered. Not drawn:
-/// the bitmap is to be turned as the recipe was, so that the orientation stays what it says.
+/// Whether a bitmap of that many pixels is to be made at all. Not for sides that are no numbers.
+bool fits(double width, double height) {
+  return width > 0 && height > 0 &&
+         std::ceil(width) * std::ceil(height) <= static_cast<double>(maxBitmapPixels());
+}
+
+/// The picture with a bitmap in place of its `CIImage`; nil where that cannot be rendered. Not
+/// drawn: the bitmap is to be turned as the `CIImage` was, so that the orientation stays what it
+/// says.
 UIImage* rendered(UIImage* picture) {
-  CIImage* const recipe = picture.CIImage;
-  const CGRect extent = recipe.extent;  // which may have no end
-  if (!fits(extent.size.width, extent.size.height, largestBitmapPixels())) return nil;
-  const CGImageRef bitmap = [[CIContext context] createCGImage:recipe fromRect:extent];
+  CIImage* const image = picture.CIImage;
+  const CGRect extent = image.extent;  // may be infinite
+  if (!fits(extent.size.width, extent.size.height)) return nil;
+  const CGImageRef bitmap = [[CIContext context] createCGImage:image fromRect:extent];
   if (!bitmap) return nil;
-  UIImage* const image = [UIImage imageWithCGImage:bitmap
-                                             scale:picture.scale
-                                       orientation:picture.imageOrientation];
+  UIImage* const made = [UIImage imageWithCGImage:bitmap
+                                            scale:picture.scale
+                                      orientation:picture.imageOrientation];
   CGImageRelease(bitmap);
-  return image;
+  return made;
 }
 
 class Picture : public vecamera::UIImage, public NativeReference {
@@ -84,7 +91,7 @@ UIImage* withBitmap(const std::shared_ptr<vecamera::UIImage>& image) {
 }
 
 std::optional<vecamera::Data> dataOf(NSData* encoded) {
-  return encoded ? std::optional(toData(encoded)) : std::nullopt;
+  return encoded ? std::optional(adoptData(encoded)) : std::nullopt;
 }
 
 /// UIKit's contexts run down as the module's do.
@@ -156,8 +163,12 @@ class ImageContext : public vecamera::UIGraphicsImageContext {
 
 }  // namespace
 
-std::uint64_t largestBitmapPixels() {
-  return NSProcessInfo.processInfo.physicalMemory / 32;
+std::uint64_t maxBitmapPixels() {
+  return maxPixels();
+}
+
+void setMaxBitmapPixels(std::uint64_t pixels) {
+  maxPixels() = pixels;
 }
 
 std::shared_ptr<vecamera::UIImage> imageOf(UIImage* image) {
@@ -197,7 +208,7 @@ std::optional<vecamera::Data> Images::UIImagePNGRepresentation(
 
 std::unique_ptr<vecamera::UIGraphicsImageContext> Graphics::beginImageContext(
     vecamera::CGSize size) {
-  if (!fits(size.width, size.height, maxPixels_)) return std::make_unique<ImageContext>();
+  if (!fits(size.width, size.height)) return std::make_unique<ImageContext>();
   return std::make_unique<ImageContext>(CGSizeMake(size.width, size.height));
 }
 

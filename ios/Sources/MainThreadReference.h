@@ -4,12 +4,13 @@
 
 namespace vecamera_ios {
 
-/// Keeps a native object (`T` is its class) that has to end on the main thread: where this ends on
-/// another one, the reference is handed to the main queue, which nothing waits for.
+/// Keeps a native object that has to end on the main thread: where this ends on another one, the
+/// reference is handed to the main queue, which nothing waits for. `T` is the object's type with
+/// its pointer, an `id` or a block; it may be nil.
 template <class T>
 class MainThreadReference {
  public:
-  explicit MainThreadReference(T* _Nullable object) : object_(object) {}
+  explicit MainThreadReference(T object) : object_(object) {}
   MainThreadReference(const MainThreadReference&) = delete;
   MainThreadReference& operator=(const MainThreadReference&) = delete;
   ~MainThreadReference() {
@@ -26,10 +27,10 @@ class MainThreadReference {
     });
   }
 
-  T* _Nullable get() const { return object_; }
+  T get() const { return object_; }
 
  private:
-  T* _Nullable object_;
+  T object_;
 };
 
 }  // namespace vecamera_ios

@@ -197,8 +197,6 @@ void ImageManager::requestImageDataAndOrientationForAsset(
                                    resultHandler:^(NSData* data, NSString* dataUTI,
                                                    ::CGImagePropertyOrientation orientation,
                                                    NSDictionary* info) {
-                                     // A better one follows.
-                                     if ([info[PHImageResultIsDegradedKey] boolValue]) return;
                                      done(data ? std::optional(toData(data)) : std::nullopt,
                                           dataUTI ? std::optional(toText(dataUTI)) : std::nullopt,
                                           orientation,

@@ -81,24 +81,31 @@ CameraPicker* newPicker(const vecamera::UIImagePickerController::Origin& origin)
   return [picker init];
 }
 
-/// UIKit raises where the source offers none of the types. Libraries offer movies by the name of
-/// `public.movie` alone, while the module asks for `public.video`.
-void setMediaTypes(UIImagePickerController* picker, NSArray<NSString*>* types) {
-  @try {
-    picker.mediaTypes = types;
-  } @catch (NSException* exception) {
-    if (![types containsObject:toNSString(vecamera::kUTTypeVideo)]) @throw;
-    picker.mediaTypes = @[ toNSString(vecamera::kUTTypeMovie) ];
+/// Which of the record's types the source offers; UIKit raises where that is none. Libraries offer
+/// movies by the name of `public.movie` alone, while the module asks for `public.video`.
+NSArray<NSString*>* mediaTypesOf(const vecamera::UIImagePickerController& record,
+                                 UIImagePickerControllerSourceType source) {
+  NSArray<NSString*>* const offered =
+      [UIImagePickerController availableMediaTypesForSourceType:source];
+  NSMutableArray<NSString*>* const types = [NSMutableArray array];
+  bool wantsMovies = false;
+  for (const auto& type : record.mediaTypes()) {
+    wantsMovies = wantsMovies || type == vecamera::kUTTypeVideo;
+    if ([offered containsObject:toNSString(type)]) [types addObject:toNSString(type)];
   }
+  NSString* const movie = toNSString(vecamera::kUTTypeMovie);
+  if (types.count == 0 && wantsMovies && [offered containsObject:movie]) [types addObject:movie];
+  return types;
 }
 
 /// In the order that UIKit wants: each setter may raise where what it needs is not set yet, and
-/// those of the camera do without the camera as source.
-void configure(UIImagePickerController* picker, const vecamera::UIImagePickerController& record) {
+/// those of the camera do without the camera as source. False where the source has nothing of what
+/// is asked for.
+bool configure(UIImagePickerController* picker, const vecamera::UIImagePickerController& record) {
   picker.sourceType = static_cast<UIImagePickerControllerSourceType>(record.sourceType());
-  NSMutableArray<NSString*>* const types = [NSMutableArray array];
-  for (const auto& type : record.mediaTypes()) [types addObject:toNSString(type)];
-  setMediaTypes(picker, types);
+  NSArray<NSString*>* const types = mediaTypesOf(record, picker.sourceType);
+  if (types.count == 0) return false;
+  picker.mediaTypes = types;
   if (picker.sourceType == UIImagePickerControllerSourceTypeCamera) {
     const auto mode =
         static_cast<UIImagePickerControllerCameraCaptureMode>(record.cameraCaptureMode());
@@ -111,6 +118,7 @@ void configure(UIImagePickerController* picker, const vecamera::UIImagePickerCon
       static_cast<UIModalPresentationStyle>(record.modalPresentationStyle());
   // A sheet that is swiped away tells the delegate nothing, and its command would stay open.
   picker.modalInPresentation = YES;
+  return true;
 }
 
 }  // namespace
@@ -118,7 +126,10 @@ void configure(UIImagePickerController* picker, const vecamera::UIImagePickerCon
 CameraPicker* makePicker(const std::shared_ptr<vecamera::UIImagePickerController>& record) {
   @try {
     CameraPicker* const picker = newPicker(record->origin());
-    configure(picker, *record);
+    if (!configure(picker, *record)) {
+      NSLog(@"VECamera: the picker's source offers none of its media types.");
+      return nil;
+    }
     [picker adoptRecord:record];
     return picker;
   } @catch (NSException* exception) {

@@ -35,7 +35,6 @@ class PlatformHost {
 
   /// With references into this object, and the limit as it is now.
   vecamera::Platform platform();
-  Graphics& graphics() { return graphics_; }
 
   /// The longest data URL of a movie, in bytes; at first a 32nd of the phone's memory, because the
   /// container and the web view make copies of it on its way to the page.

@@ -2,6 +2,7 @@
 
 #include "ios/Sources/Container.h"
 #include "ios/Sources/CoreLocation.h"
+#include "ios/Sources/Images.h"
 #include "ios/Sources/Pickers.h"
 #include "ios/Sources/PlatformHost.h"
 #include "ios/Sources/VECameraPlugin+Core.h"
@@ -22,11 +23,11 @@ static id nativeOf(const std::shared_ptr<vecamera::Object>& object) {
 }
 
 + (unsigned long long)maxContextPixels {
-  return PlatformHost::shared()->graphics().maxPixels();
+  return vecamera_ios::maxBitmapPixels();
 }
 
 + (void)setMaxContextPixels:(unsigned long long)pixels {
-  PlatformHost::shared()->graphics().setMaxPixels(pixels);
+  vecamera_ios::setMaxBitmapPixels(pixels);
 }
 
 + (unsigned long long)maxMovieDataURLBytes {

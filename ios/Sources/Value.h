@@ -32,6 +32,9 @@ NSString* _Nonnull toNSString(std::string_view text);
 
 /// Shares the bytes, which the `NSData` keeps. Mutable data is copied.
 vecamera::Data toData(NSData* _Nonnull data);
+/// The same without a copy of mutable data, which nobody changes from here on: for what an encoder
+/// has made.
+vecamera::Data adoptData(NSData* _Nonnull data);
 /// Shares the bytes, which the buffer keeps.
 NSData* _Nonnull toNSData(const vecamera::Data& data);
 

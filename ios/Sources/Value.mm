@@ -98,11 +98,14 @@ NSString* toNSString(std::string_view text) {
 vecamera::Data toData(NSData* data) {
   // Immutable data gives itself. Its class would not tell it from mutable data: the platform's
   // bridged class is a subclass of `NSMutableData` for both.
-  NSData* kept = [data copy];
-  if (kept.length == 0) return {};
-  const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(kept.bytes),
-                                            kept.length);
-  return vecamera::Data(bytes, std::shared_ptr<const void>(CFBridgingRetain(kept), CFRelease));
+  return adoptData([data copy]);
+}
+
+vecamera::Data adoptData(NSData* data) {
+  if (data.length == 0) return {};
+  const std::span<const std::uint8_t> bytes(static_cast<const std::uint8_t*>(data.bytes),
+                                            data.length);
+  return vecamera::Data(bytes, std::shared_ptr<const void>(CFBridgingRetain(data), CFRelease));
 }
 
 NSData* toNSData(const vecamera::Data& data) {

@@ -35,8 +35,9 @@ class PresentedPeer : public vecamera::UIViewControllerPeer {
 };
 
 /// From here on the presented controller has no presenter, although UIKit still names one while the
-/// animation lasts; until `dismissalEnded`. Main thread.
+/// animation lasts. Main thread.
 void dismissalStarted(UIViewController* _Nonnull presented);
+/// The controller may be presented again: its presenter is the one that UIKit names. Main thread.
 void dismissalEnded(UIViewController* _Nonnull presented);
 
 /// The native alert of a record, with its peer set. Its buttons keep the record. Main thread.
@@ -53,7 +54,8 @@ class ImagePickers : public vecamera::UIImagePickerControllerClass {
  public:
   /// Also takes note of the source's media types, for `availableMediaTypesForSourceType`.
   bool isSourceTypeAvailable(std::int64_t sourceType) override;
-  /// What UIKit said when the source's availability was asked last; nothing before that.
+  /// What UIKit said when the source's availability was asked last; nothing before that, and of a
+  /// source that was not available.
   std::optional<std::vector<std::string>> availableMediaTypesForSourceType(
       std::int64_t sourceType) override;
 

@@ -31,8 +31,22 @@ bool isGoing(UIViewController* controller) {
   return controller.beingDismissed || objc_getAssociatedObject(controller, &dismissalKey);
 }
 
-UIApplication* application() {
-  return UIApplication.sharedApplication;
+/// While a presentation animates, UIKit refuses a dismissal and does not run its completion. So the
+/// step comes when that has ended; at once where there is none.
+void afterPresentation(UIViewController* presented, void (^step)(void)) {
+  const id<UIViewControllerTransitionCoordinator> transition =
+      presented.beingPresented ? presented.transitionCoordinator : nil;
+  const BOOL isPutOff =
+      [transition animateAlongsideTransition:nil
+                                  completion:^(id<UIViewControllerTransitionCoordinatorContext>) {
+                                    // Behind what UIKit itself still does at the end of it.
+                                    dispatch_async(dispatch_get_main_queue(), ^{
+                                      @autoreleasepool {
+                                        step();
+                                      }
+                                    });
+                                  }];
+  if (!isPutOff) step();
 }
 
 /// The completion of one call of UIKit, which may run it before the call returns where nothing is
@@ -92,11 +106,18 @@ class ViewController : public vecamera::UIViewController, public NativeReference
       if (!presented || isGoing(presented)) return;
       dismissalStarted(presented);
       const auto end = std::make_shared<CompletionAfterReturn>(std::move(completion));
-      [native_.get() dismissViewControllerAnimated:animated
-                                        completion:^{
-                                          dismissalEnded(presented);
-                                          end->run();
-                                        }];
+      ::UIViewController* const presenter = native_.get();
+      afterPresentation(presented, ^{
+        void (^const ended)(void) = ^{
+          dismissalEnded(presented);
+          end->run();
+        };
+        // Somebody else may have taken it off meanwhile.
+        if (presenter.presentedViewController == presented)
+          [presenter dismissViewControllerAnimated:animated completion:ended];
+        else
+          ended();
+      });
       end->callReturned();
     }
   }
@@ -110,7 +131,7 @@ class ViewController : public vecamera::UIViewController, public NativeReference
     return makePicker(std::get<std::shared_ptr<vecamera::UIImagePickerController>>(presented));
   }
 
-  const MainThreadReference<::UIViewController> native_;
+  const MainThreadReference<::UIViewController*> native_;
 };
 
 }  // namespace
@@ -191,21 +212,22 @@ std::optional<vecamera::URL> Application::openSettingsURL() {
 void Application::openURL(const vecamera::URL& url) {
   @autoreleasepool {
     if (NSURL* const native = toNSURL(url))
-      [application() openURL:native options:@{} completionHandler:nil];
+      [[::UIApplication sharedApplication] openURL:native options:@{} completionHandler:nil];
   }
 }
 
 bool ImagePickers::isSourceTypeAvailable(std::int64_t sourceType) {
   @autoreleasepool {
     const auto source = static_cast<UIImagePickerControllerSourceType>(sourceType);
+    const bool isAvailable = [UIImagePickerController isSourceTypeAvailable:source];
     NSArray<NSString*>* const offered =
-        [UIImagePickerController availableMediaTypesForSourceType:source];
-    const std::lock_guard lock(mutex_);
-    auto& types = mediaTypes_[sourceType];
-    types.reset();
+        isAvailable ? [UIImagePickerController availableMediaTypesForSourceType:source] : nil;
+    std::optional<std::vector<std::string>> types;
     if (offered) types.emplace();
     for (NSString* type in offered) types->push_back(toText(type));
-    return [UIImagePickerController isSourceTypeAvailable:source];
+    const std::lock_guard lock(mutex_);
+    mediaTypes_[sourceType] = std::move(types);
+    return isAvailable;
   }
 }
 

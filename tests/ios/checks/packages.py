@@ -11,6 +11,7 @@ import plistlib
 import re
 import sys
 
+LIMITED_ACCESS = "PHPhotoLibraryPreventAutomaticLimitedAccessAlert"
 # The key in the Info.plist, and what asks for that permission.
 PERMISSIONS = {
     "NSCameraUsageDescription": r"AVMediaTypeVideo|UIImagePickerControllerSourceTypeCamera",
@@ -202,6 +203,8 @@ class Checker:
             for key in sorted(given):
                 if not str(entries[key]).strip():
                     self.problems.append(f"{name}: {key} says nothing")
+            # Otherwise the system asks a user of a few photos for more in every run of the app.
+            self.equal(name, LIMITED_ACCESS, entries.get(LIMITED_ACCESS), True)
 
     def privacy(self):
         name = "ios/PrivacyInfo.xcprivacy"

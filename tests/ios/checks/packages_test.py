@@ -85,6 +85,10 @@ FAULTS = {
     "an empty text": (
         "ios/Info-additions.plist", "Movies that you record have sound.", " ",
         ["ios/Info-additions.plist: NSMicrophoneUsageDescription says nothing"]),
+    "limited access": (
+        "examples/ios/Info.plist", "PHPhotoLibraryPreventAutomatic", "PHPhotoLibraryPrevent",
+        ["examples/ios/Info.plist: PHPhotoLibraryPreventAutomaticLimitedAccessAlert is None, "
+         "not True"]),
     "a source that asks for more": (
         "ios/Sources/Extra.mm", None, "[manager requestAlwaysAuthorization];\n",
         [f"{name}: permission NSLocationAlwaysAndWhenInUseUsageDescription is missing"

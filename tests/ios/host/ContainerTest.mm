@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -32,6 +33,7 @@ void* method_setImplementation(void* method, void* implementation);
 @property(nonatomic, copy) NSArray* arguments;
 @property(nonatomic) BOOL hasDelegate;
 @property(nonatomic) BOOL raises;
+@property(nonatomic) BOOL takesNoData;
 @property(nullable, nonatomic, copy) NSURL* _Nullable (^urlTransformer)(NSURL* url);
 @end
 @implementation TestCommand
@@ -57,6 +59,7 @@ void* method_setImplementation(void* method, void* implementation);
   [self answered:"success" keepCallback:keepCallback];
 }
 - (void)successWithData:(NSDictionary<NSString*, id>*)data keepCallback:(BOOL)keepCallback {
+  if (self.takesNoData) [[NSException exceptionWithName:@"Refused" reason:nil userInfo:nil] raise];
   payload = data;
   [self answered:"success with data" keepCallback:keepCallback];
 }
@@ -172,6 +175,10 @@ TEST_F(CallBackManagerTest, WhatTheContainerRaisesGoesNoFurther) {
   EXPECT_EQ(callback_->commandDelegate(), nullptr);
   EXPECT_THAT(native_->answers, ElementsAre());
   native_.raises = NO;
+  native_.takesNoData = YES;
+  callback_->success(vecamera::Dictionary(), true);
+  EXPECT_THAT(native_->answers, ElementsAre("The container refused the answer. keep"));
+  EXPECT_EQ(native_->status, FAIL_TAKE_PICTURE);
   native_.urlTransformer = ^NSURL*(NSURL*) {
     throw std::runtime_error("thrown by the container");
   };
@@ -219,6 +226,42 @@ TEST(ContainerTest, ATransformerOutlivesItsCommandAndNothingStays) {
   std::optional<vecamera::URL> result;
   std::thread([&] { result = std::exchange(transform, {})(vecamera::URL("file:///a")); }).join();
   EXPECT_THAT(result, Optional(vecamera::URL("app://a")));
+}
+
+TEST(ContainerTest, WhatOfACommandEndsInTheBackgroundIsReleasedOnTheMainThread) {
+  using vecamera::ios::livingObjects;
+  vecamera::ios::drainMainQueue();
+  const struct {
+    const char* what;
+    std::function<std::shared_ptr<void>(TestCommand*)> keep;
+  } cases[] = {
+      {"the callback", callBackManagerOf},
+      {"its delegate", [](auto* native) { return callBackManagerOf(native)->commandDelegate(); }},
+      {"the function",
+       [](TestCommand* native) {
+         const id owned = native;
+         native.urlTransformer = ^NSURL*(NSURL* url) {
+           return owned ? url : nil;
+         };
+         const auto transform = callBackManagerOf(native)->commandDelegate()->urlTransformer();
+         native.urlTransformer = nil;
+         return std::make_shared<vecamera::URLTransformer>(transform);
+       }},
+  };
+  for (const auto& [what, keep] : cases) {
+    vecamera::ios::countLivingObjects();
+    std::shared_ptr<void> last;
+    @autoreleasepool {
+      TestCommand* native = [[TestCommand alloc] init];
+      native.hasDelegate = YES;
+      last = keep(native);
+    }
+    EXPECT_EQ(livingObjects("TestCommand"), 1u) << what;
+    std::thread([ends = std::exchange(last, nullptr)]() mutable { ends.reset(); }).join();
+    EXPECT_EQ(livingObjects("TestCommand"), 1u) << what;
+    vecamera::ios::drainMainQueue();
+    EXPECT_EQ(livingObjects("TestCommand"), 0u) << what;
+  }
 }
 
 TEST(ContainerTest, NoObjectHasNoWrapper) {

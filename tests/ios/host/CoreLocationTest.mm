@@ -238,10 +238,16 @@ TEST_F(CoreLocationTest, UpdateOfAnotherDelegateReachesTheModuleLikeItsOwn) {
     deliverUpdate(native, @[], receiver);
     device().update(fixAt(8));
     deliverUpdate(nil, @[], receiver);
+    ::CLLocation* first = [[::CLLocation alloc] initWithLatitude:3 longitude:0];
+    ::CLLocation* second = [[::CLLocation alloc] initWithLatitude:4 longitude:0];
+    ::CLLocationManager* unaware = [[::CLLocationManager alloc] init];
+    deliverUpdate(unaware, @[ first, second ], receiver);
+    deliverUpdate(unaware, @[], receiver);
+    EXPECT_THAT(receiver->updates, IsEmpty());
+    phone.runBackground();
   }
-  EXPECT_THAT(receiver->updates, IsEmpty());
-  phone.runBackground();
-  EXPECT_THAT(receiver->updates, ElementsAre("background 7 of 0", "background none of 0"));
+  EXPECT_THAT(receiver->updates, ElementsAre("background 7 of 0", "background none of 0",
+                                             "background 4 of 2", "background none of 0"));
 }
 
 }  // namespace

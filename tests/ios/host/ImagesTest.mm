@@ -14,10 +14,10 @@
 #include "tests/ios/host/TestPhone.h"
 #include "tests/ios/platform/SoftwareImages.h"
 
-// A recipe of one colour, which has no end.
-@interface EndlessRecipe : CIImage
+// One of one colour, which is infinite.
+@interface InfiniteImage : CIImage
 @end
-@implementation EndlessRecipe
+@implementation InfiniteImage
 - (CGRect)extent {
   constexpr CGFloat huge = std::numeric_limits<CGFloat>::max();
   return CGRectMake(-huge / 2, -huge / 2, huge, huge);
@@ -54,8 +54,13 @@ class ImagesTest : public TestPhone {
     return images.imageWithData(pngOf(bitmapOfLetters(letters), orientation));
   }
 
+  ~ImagesTest() override { setMaxBitmapPixels(maxPixels_); }
+
   Images images;
   Graphics graphics;
+
+ private:
+  const std::uint64_t maxPixels_ = maxBitmapPixels();
 };
 
 TEST_F(ImagesTest, APictureIsWhatThePhoneSaysOfIt) {
@@ -122,7 +127,7 @@ TEST_F(ImagesTest, TheInnerOfTwoContextsIsDrawnOnAndEndedFirst) {
 TEST_F(ImagesTest, ASizeThatCannotBeHadGivesNoContextAndLeavesAnOuterOneAlone) {
   @autoreleasepool {
     constexpr double infinity = std::numeric_limits<double>::infinity();
-    graphics.setMaxPixels(1000000);
+    setMaxBitmapPixels(1000000);
     const auto red = images.imageWithData(pngOf(bitmapOfLetters("R")));
     const auto outer = graphics.beginImageContext({1, 1});
     const struct {
@@ -167,11 +172,11 @@ TEST_F(ImagesTest, EncodesWithAQualityInsideOfItsRange) {
   }
 }
 
-TEST_F(ImagesTest, APictureThatIsARecipeIsRenderedOnceForAllThreads) {
+TEST_F(ImagesTest, APictureWithoutABitmapIsRenderedOnceForAllThreads) {
   @autoreleasepool {
     // Rendered anew, it would be another bitmap.
-    CIImage* const recipe = [CIImage imageWithData:toNSData(pngOf(bitmapOfLetters(letters)))];
-    const auto image = imageOf([::UIImage imageWithCIImage:recipe]);
+    CIImage* const unrendered = [CIImage imageWithData:toNSData(pngOf(bitmapOfLetters(letters)))];
+    const auto image = imageOf([::UIImage imageWithCIImage:unrendered]);
     EXPECT_EQ(image->size(), (vecamera::CGSize{3, 2}));
     std::vector<CGImageRef> bitmaps(4);
     std::vector<std::thread> threads;
@@ -185,9 +190,11 @@ TEST_F(ImagesTest, APictureThatIsARecipeIsRenderedOnceForAllThreads) {
     EXPECT_TRUE(images.UIImageJPEGRepresentation(image, 1));
     EXPECT_EQ(lettersOf(imageCorrectedForCaptureOrientation(graphics, image, {})), letters);
 
-    const auto endless = imageOf([::UIImage imageWithCIImage:[[EndlessRecipe alloc] init]]);
+    const auto endless = imageOf([::UIImage imageWithCIImage:[[InfiniteImage alloc] init]]);
     EXPECT_FALSE(endless->cgImage());
     EXPECT_FALSE(images.UIImageJPEGRepresentation(endless, 1));
+    setMaxBitmapPixels(5);
+    EXPECT_FALSE(imageOf([::UIImage imageWithCIImage:unrendered])->cgImage());
   }
 }
 

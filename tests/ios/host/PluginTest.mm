@@ -219,12 +219,14 @@ TEST_F(PluginTest, URLsAndTextsCrossTheBorder) {
 TEST_F(PluginTest, LimitsAreOfTheProcess) {
   EXPECT_GT(VECameraPlugin.maxContextPixels, 1000000u);
   EXPECT_GT(VECameraPlugin.maxMovieDataURLBytes, 1000000u);
+  const auto maxContextPixels = VECameraPlugin.maxContextPixels;
   VECameraPlugin.maxContextPixels = 99;
   VECameraPlugin.maxMovieDataURLBytes = 1000;
   const auto platform = PlatformHost::shared()->platform();
   EXPECT_EQ(platform.maxMovieDataUrlBytes, 1000u);
   EXPECT_FALSE(platform.graphics.beginImageContext({10, 10})->currentContext());
   EXPECT_TRUE(platform.graphics.beginImageContext({9, 11})->currentContext());
+  VECameraPlugin.maxContextPixels = maxContextPixels;
 }
 
 TEST_F(PluginTest, WhatATaskThrowsIsLogged) {

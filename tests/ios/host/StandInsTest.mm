@@ -70,6 +70,10 @@ TEST_F(StandInsTest, WhatPresentsTakesWithItWhatIsPresentedAboveIt) {
     [root presentViewController:middle animated:YES completion:nil];
     [middle presentViewController:top animated:YES completion:nil];
     [root dismissViewControllerAnimated:YES completion:nil];
+    EXPECT_FALSE(middle.beingDismissed) << "refused while the presentation animates";
+    drainMainQueue();
+    EXPECT_EQ(root.presentedViewController, middle);
+    [root dismissViewControllerAnimated:YES completion:nil];
     drainMainQueue();
     EXPECT_EQ(root.presentedViewController, nil);
     EXPECT_EQ(top.presentingViewController, nil);

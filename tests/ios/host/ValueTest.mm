@@ -325,6 +325,7 @@ TEST(ValueTest, MutableDataIsCopiedAndNoDataIsEmpty) {
   @autoreleasepool {
     NSMutableData* changing = [NSMutableData dataWithLength:4];
     const Data data = toData(changing);
+    EXPECT_EQ(adoptData(changing).bytes().data(), changing.bytes);
     static_cast<char*>(changing.mutableBytes)[0] = 1;
     EXPECT_EQ(data, Data(std::vector<std::uint8_t>(4)));
     EXPECT_TRUE(toData([NSData data]).empty());

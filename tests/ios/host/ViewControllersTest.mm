@@ -144,6 +144,27 @@ TEST_F(ViewControllersTest, AnAlertIsPresentedAsItsRecordSaysAndDismissed) {
   EXPECT_EQ(livingObjects("UIAlertController"), 0u);
 }
 
+TEST_F(ViewControllersTest, ADismissalWhileThePresentationAnimatesComesAtItsEnd) {
+  @autoreleasepool {
+    ::UIViewController* const native = [[::UIViewController alloc] init];
+    const auto controller = viewControllerOf(native);
+    for (const bool isGoneMeanwhile : {false, true}) {
+      events.clear();
+      const auto alert = makeRecord();
+      controller->presentViewController(alert, true, note("presented"));
+      ASSERT_TRUE(native.presentedViewController.beingPresented);
+      controller->dismissViewControllerAnimated(true, note("dismissed"));
+      EXPECT_FALSE(alert->presentingViewController());
+      // Another one's, which UIKit does not refuse.
+      if (isGoneMeanwhile) [native takeOffThen:[] {}];
+      drainMainQueue();
+      EXPECT_THAT(events, ElementsAre("presented", "dismissed"));
+      EXPECT_FALSE(native.presentedViewController);
+    }
+  }
+  EXPECT_EQ(livingObjects("UIAlertController"), 0u);
+}
+
 TEST_F(ViewControllersTest, WhatPresentsNothingIsNotTakenOffItself) {
   @autoreleasepool {
     ::UIViewController* const root = [[::UIViewController alloc] init];

@@ -56,10 +56,32 @@ using vecamera::ios::requireMainThread;
 }
 @end
 
+/// The animation of one presentation.
+@interface SoftwareTransition : NSObject <UIViewControllerTransitionCoordinator>
+- (void)end;
+@end
+@implementation SoftwareTransition {
+  NSMutableArray* completions_;
+}
+- (BOOL)animateAlongsideTransition:
+            (void (^)(id<UIViewControllerTransitionCoordinatorContext>))animation
+                        completion:
+                            (void (^)(id<UIViewControllerTransitionCoordinatorContext>))completion {
+  if (!completions_) completions_ = [NSMutableArray array];
+  [completions_ addObject:[completion copy]];
+  return YES;
+}
+- (void)end {
+  for (void (^completion)(id<UIViewControllerTransitionCoordinatorContext>) in completions_)
+    completion(self);
+}
+@end
+
 @interface UIViewController () <SoftwareObject>
 @property(nullable, nonatomic, strong) UIViewController* shown;
 @property(nullable, nonatomic, weak) UIViewController* shownBy;
-@property(nonatomic) BOOL appearing;
+/// Nil when no presentation of this controller animates.
+@property(nullable, nonatomic, strong) SoftwareTransition* appearing;
 @property(nonatomic) BOOL disappearing;
 @property(nonatomic) std::shared_ptr<vecamera::UIViewController> device;
 @end
@@ -147,7 +169,10 @@ using vecamera::ios::requireMainThread;
   return self.shownBy;
 }
 - (BOOL)isBeingPresented {
-  return self.appearing;
+  return self.appearing != nil;
+}
+- (id<UIViewControllerTransitionCoordinator>)transitionCoordinator {
+  return self.appearing ?: self.shown.appearing;
 }
 - (BOOL)isBeingDismissed {
   return self.disappearing;
@@ -176,10 +201,12 @@ using vecamera::ios::requireMainThread;
   if (self.shown) return;
   self.shown = controller;
   controller.shownBy = self;
-  controller.appearing = YES;
+  controller.appearing = [[SoftwareTransition alloc] init];
   [controller viewWillAppear:animated];
   void (^const ended)(void) = ^{
-    controller.appearing = NO;
+    SoftwareTransition* const transition = controller.appearing;
+    controller.appearing = nil;
+    [transition end];
     [controller viewDidAppear:animated];
     if (completion) completion();
   };
@@ -201,6 +228,8 @@ using vecamera::ios::requireMainThread;
     [self.shownBy dismissViewControllerAnimated:animated completion:completion];
     return;
   }
+  // UIKit only warns: nothing is taken off and the completion never runs.
+  if (self.shown.appearing) return;
   [self takeOffAnimated:animated
                    then:[completion] {
                      if (completion) completion();

@@ -1,4 +1,4 @@
-// Core Image: a picture as a recipe, which is where its properties are read.
+// Core Image: a picture that is not rendered, which is where its properties are read.
 #pragma once
 
 #import "../CoreGraphics/CoreGraphics.h"

@@ -148,6 +148,15 @@ typedef NS_OPTIONS(NSUInteger, UIInterfaceOrientationMask) {
   UIInterfaceOrientationMaskAll = (1 << 1) | (1 << 4) | (1 << 3) | (1 << 2),
 };
 
+@protocol UIViewControllerTransitionCoordinatorContext <NSObject>
+@end
+@protocol UIViewControllerTransitionCoordinator <UIViewControllerTransitionCoordinatorContext>
+- (BOOL)animateAlongsideTransition:
+            (void (^_Nullable)(id<UIViewControllerTransitionCoordinatorContext> context))animation
+                        completion:(void (^_Nullable)(
+                                       id<UIViewControllerTransitionCoordinatorContext> context))
+                                       completion;
+@end
 @interface UIViewController : UIResponder <NSCoding>
 - (instancetype)initWithNibName:(nullable NSString*)nibName
                          bundle:(nullable NSBundle*)bundle NS_DESIGNATED_INITIALIZER;
@@ -163,6 +172,8 @@ typedef NS_OPTIONS(NSUInteger, UIInterfaceOrientationMask) {
 @property(nonatomic, getter=isModalInPresentation) BOOL modalInPresentation;
 @property(nonatomic, readonly, getter=isBeingPresented) BOOL beingPresented;
 @property(nonatomic, readonly, getter=isBeingDismissed) BOOL beingDismissed;
+@property(nullable, nonatomic, readonly) id<UIViewControllerTransitionCoordinator>
+    transitionCoordinator;
 @property(nonatomic, readonly) UIStatusBarStyle preferredStatusBarStyle;
 @property(nonatomic, readonly) BOOL prefersStatusBarHidden;
 @property(nonatomic, readonly) UIInterfaceOrientationMask supportedInterfaceOrientations;
