@@ -178,7 +178,10 @@ TEST_F(PluginTest, ItsOwnDelegateSelectorsTakeTheNativePicker) {
     fake.coreLocation.fix = [] { return vecamera::CLLocation{{1, 2}, 3, {}}; };
     ASSERT_TRUE(plugin.locationManager);
     [plugin locationManager:plugin.locationManager didUpdateLocations:@[]];
-    EXPECT_TRUE(runMainQueueUntil([&] { return !plugin.core->inspect().hasLocationManager; }));
+    // The call holds the plug-in's core to its end: then only the object and this reference do.
+    EXPECT_TRUE(runMainQueueUntil([&] {
+      return !plugin.core->inspect().hasLocationManager && plugin.core.use_count() == 2;
+    }));
   }
 }
 
