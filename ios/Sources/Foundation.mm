@@ -139,7 +139,7 @@ std::optional<vecamera::URL> URLs::URLWithString(std::string_view text) const {
 
 vecamera::URL URLs::fileURLWithPath(std::string_view path) const {
   @autoreleasepool {
-    // Not told whether it is a folder, the platform would look.
+    // Without knowing whether it is a folder, the platform would ask the disk.
     return toURL([NSURL fileURLWithPath:toNSString(path) isDirectory:path.ends_with('/')]);
   }
 }

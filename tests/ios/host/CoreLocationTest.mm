@@ -26,7 +26,7 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-/// Managers of the device that write down what they are told and update when the test says so.
+/// Managers of the device that record the calls and update when the test says so.
 class ScriptedLocation : public vecamera::CoreLocation {
  public:
   class Manager : public vecamera::CLLocationManager, public std::enable_shared_from_this<Manager> {

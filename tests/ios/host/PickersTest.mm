@@ -35,7 +35,7 @@ using vecamera::ios::livingObjects;
 using Picker = std::shared_ptr<vecamera::UIImagePickerController>;
 using Source = vecamera::UIImagePickerControllerSourceType;
 
-/// Keeps what it is told.
+/// Records the calls.
 class Delegate : public vecamera::UIImagePickerControllerDelegate {
  public:
   void imagePickerControllerDidFinishPickingMediaWithInfo(Picker picker,

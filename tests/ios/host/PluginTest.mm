@@ -9,6 +9,7 @@
 #import "ios/Sources/VECameraPlugin+Core.h"
 #include "ios/Sources/Value.h"
 #include "tests/device/imaging/TestPictures.h"
+#include "tests/ios/host/ServicesPhone.h"
 #include "tests/ios/host/TestPhone.h"
 #import "tests/ios/platform/SoftwareContainer.h"
 #include "tests/module/FakeContainer.h"
@@ -174,15 +175,23 @@ TEST_F(PluginTest, ItsOwnDelegateSelectorsTakeTheNativePicker) {
     [plugin imagePickerControllerDidCancel:[[UIImagePickerController alloc] init]];
     drainMainQueue();
     EXPECT_THAT(finished->answers(), SizeIs(1));
-
-    fake.coreLocation.fix = [] { return vecamera::CLLocation{{1, 2}, 3, {}}; };
-    ASSERT_TRUE(plugin.locationManager);
-    [plugin locationManager:plugin.locationManager didUpdateLocations:@[]];
-    // The call holds the plug-in's core to its end: then only the object and this reference do.
-    EXPECT_TRUE(runMainQueueUntil([&] {
-      return !plugin.core->inspect().hasLocationManager && plugin.core.use_count() == 2;
-    }));
   }
+}
+
+// On queues that the test runs: nothing else shows when the call in the background has returned.
+TEST(PluginUpdateTest, AnUpdateThatAnAppPassesOnReachesTheModule) {
+  ServicesPhone phone;
+  phone.fake.coreLocation.fix = [] { return vecamera::CLLocation{{1, 2}, 3, {}}; };
+  @autoreleasepool {
+    VECameraPlugin* const plugin = [[VECameraPlugin alloc] init];
+    [plugin locationManager:plugin.locationManager didUpdateLocations:@[]];
+    EXPECT_TRUE(plugin.core->inspect().hasLocationManager) << "not on the caller's thread";
+    phone.settle();
+    EXPECT_FALSE(plugin.core->inspect().hasLocationManager);
+  }
+  phone.settle();
+  EXPECT_EQ(livingObjects("VECameraPlugin"), 0u);
+  PlatformHost::resetShared();
 }
 
 TEST_F(PluginTest, APickerThatIsUpDoesNotNeedThePlugin) {

@@ -123,8 +123,8 @@ static id initBorrowed(id self, SEL, void* bytes, NSUInteger length,
 }
 @end
 
-// GNUstep asks the disk whether a URL leads to a folder, also where it was told, and then puts a
-// slash at the end.
+// GNUstep asks the disk whether a URL leads to a folder, even where the caller says so, and then
+// puts a slash at the end.
 static NSURL* withoutSlash(NSURL* url, NSString* given, BOOL isDirectory) {
   NSString* text = [url absoluteString];
   if (isDirectory || [given hasSuffix:@"/"] || ![text hasSuffix:@"/"]) return url;
