@@ -12,21 +12,52 @@
 
 namespace vecamera_ios {
 
+/// What stands in the place of fakes; null: the fake.
+struct Services {
+  vecamera::NSFileManager* fileManager = nullptr;
+  vecamera::UIGraphics* graphics = nullptr;
+  vecamera::ImageIO* imageIO = nullptr;
+  vecamera::UIImages* images = nullptr;
+  vecamera::AVCaptureDevice* captureDevice = nullptr;
+  vecamera::PHPhotoLibrary* photoLibrary = nullptr;
+  vecamera::PHImageManager* imageManager = nullptr;
+  vecamera::CoreLocation* coreLocation = nullptr;
+};
+
+inline vecamera::Platform platformWith(const vecamera::Platform& fakes, const Services& services) {
+  const auto given = [](auto* service, auto& fake) -> auto& {
+    return service ? *service : fake;
+  };
+  return {.log = fakes.log,
+          .clock = fakes.clock,
+          .dateFormatters = fakes.dateFormatters,
+          .fileManager = given(services.fileManager, fakes.fileManager),
+          .urls = fakes.urls,
+          .base64 = fakes.base64,
+          .bundles = fakes.bundles,
+          .process = fakes.process,
+          .application = fakes.application,
+          .imagePickers = fakes.imagePickers,
+          .graphics = given(services.graphics, fakes.graphics),
+          .images = given(services.images, fakes.images),
+          .imageIO = given(services.imageIO, fakes.imageIO),
+          .assetExports = fakes.assetExports,
+          .captureDevice = given(services.captureDevice, fakes.captureDevice),
+          .photoLibrary = given(services.photoLibrary, fakes.photoLibrary),
+          .imageManager = given(services.imageManager, fakes.imageManager),
+          .coreLocation = given(services.coreLocation, fakes.coreLocation),
+          .mainQueue = fakes.mainQueue,
+          .mainActor = fakes.mainActor,
+          .background = fakes.background,
+          .tasks = fakes.tasks};
+}
+
 /// The phone behind the adapters of its services, on one thread that plays both the main one and
 /// those in the background. Blocks wait until the test runs their queue.
 class ServicesPhone {
  public:
-  /// What stands in the fake's place.
-  struct Services {
-    vecamera::PHPhotoLibrary* photoLibrary = nullptr;
-    vecamera::PHImageManager* imageManager = nullptr;
-    vecamera::AVCaptureDevice* captureDevice = nullptr;
-    vecamera::CoreLocation* coreLocation = nullptr;
-    vecamera::ImageIO* imageIO = nullptr;
-    vecamera::UIImages* images = nullptr;
-  };
-
-  explicit ServicesPhone(const Services& services) : platform_(platformWith(services)) {
+  explicit ServicesPhone(const Services& services)
+      : platform_(platformWith(fake.platform(), services)) {
     vecamera::ios::countLivingObjects();
     vecamera::ios::setSoftwarePlatform(&platform_);
     vecamera::ios::setQueueRunner(&runner_);
@@ -62,32 +93,6 @@ class ServicesPhone {
   vecamera::FakePlatform fake;
 
  private:
-  vecamera::Platform platformWith(const Services& with) {
-    const vecamera::Platform fakes = fake.platform();
-    return {.log = fakes.log,
-            .clock = fakes.clock,
-            .dateFormatters = fakes.dateFormatters,
-            .fileManager = fakes.fileManager,
-            .urls = fakes.urls,
-            .base64 = fakes.base64,
-            .bundles = fakes.bundles,
-            .process = fakes.process,
-            .application = fakes.application,
-            .imagePickers = fakes.imagePickers,
-            .graphics = fakes.graphics,
-            .images = with.images ? *with.images : fakes.images,
-            .imageIO = with.imageIO ? *with.imageIO : fakes.imageIO,
-            .assetExports = fakes.assetExports,
-            .captureDevice = with.captureDevice ? *with.captureDevice : fakes.captureDevice,
-            .photoLibrary = with.photoLibrary ? *with.photoLibrary : fakes.photoLibrary,
-            .imageManager = with.imageManager ? *with.imageManager : fakes.imageManager,
-            .coreLocation = with.coreLocation ? *with.coreLocation : fakes.coreLocation,
-            .mainQueue = fakes.mainQueue,
-            .mainActor = fakes.mainActor,
-            .background = fakes.background,
-            .tasks = fakes.tasks};
-  }
-
   vecamera::QueueExecutor main_;
   vecamera::QueueExecutor background_;
   bool isMainThread_ = true;

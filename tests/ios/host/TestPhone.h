@@ -12,6 +12,7 @@
 #include "device/imaging/base/PictureFormat.h"
 #include "device/imaging/platform/Graphics.h"
 #include "device/imaging/platform/ImageFactory.h"
+#include "tests/ios/host/ServicesPhone.h"
 #include "tests/ios/platform/SoftwarePhone.h"
 #include "tests/ios/runtime/LivingObjects.h"
 #include "tests/ios/runtime/MainQueue.h"
@@ -51,29 +52,8 @@ class TestPhone : public testing::Test {
   vecamera::device::imaging::Graphics graphics_{vecamera::device::imaging::PictureLimits{10000}};
   vecamera::device::imaging::ImageFactory images_;
   vecamera::device::foundation::FileManager files_{folder_.string() + "/"};
-  const vecamera::Platform fakes_ = fake.platform();
-  const vecamera::Platform platform_{.log = fakes_.log,
-                                     .clock = fakes_.clock,
-                                     .dateFormatters = fakes_.dateFormatters,
-                                     .fileManager = files_,
-                                     .urls = fakes_.urls,
-                                     .base64 = fakes_.base64,
-                                     .bundles = fakes_.bundles,
-                                     .process = fakes_.process,
-                                     .application = fakes_.application,
-                                     .imagePickers = fakes_.imagePickers,
-                                     .graphics = graphics_,
-                                     .images = images_,
-                                     .imageIO = fakes_.imageIO,
-                                     .assetExports = fakes_.assetExports,
-                                     .captureDevice = fakes_.captureDevice,
-                                     .photoLibrary = fakes_.photoLibrary,
-                                     .imageManager = fakes_.imageManager,
-                                     .coreLocation = fakes_.coreLocation,
-                                     .mainQueue = fakes_.mainQueue,
-                                     .mainActor = fakes_.mainActor,
-                                     .background = fakes_.background,
-                                     .tasks = fakes_.tasks};
+  const vecamera::Platform platform_ = platformWith(
+      fake.platform(), {.fileManager = &files_, .graphics = &graphics_, .images = &images_});
 };
 
 }  // namespace vecamera_ios

@@ -58,7 +58,6 @@ typedef NS_ENUM(NSInteger, AVAssetExportSessionStatus) {
 @property(nonatomic, readonly) NSArray<AVFileType>* supportedFileTypes;
 @property(nonatomic, copy, nullable) AVFileType outputFileType;
 @property(nonatomic, copy, nullable) NSURL* outputURL;
-@property(nonatomic) BOOL shouldOptimizeForNetworkUse;
 @property(nonatomic, readonly) AVAssetExportSessionStatus status;
 @property(nonatomic, readonly, nullable) NSError* error;
 @property(nonatomic, readonly) float progress;

@@ -6,10 +6,8 @@
 
 NS_ASSUME_NONNULL_BEGIN
 
-typedef long CFIndex;
 typedef unsigned long CFTypeID;
 typedef unsigned char Boolean;
-typedef double CFTimeInterval;
 typedef double CGFloat;
 #define CGFLOAT_IS_DOUBLE 1
 
@@ -17,19 +15,15 @@ typedef double CGFloat;
 #define CF_BRIDGED_MUTABLE(type) __attribute__((objc_bridge_mutable(type)))
 typedef const CF_BRIDGED(id) void* CFTypeRef;
 typedef const struct CF_BRIDGED(NSString) __CFString* CFStringRef;
-typedef const struct CF_BRIDGED(NSArray) __CFArray* CFArrayRef;
 typedef const struct CF_BRIDGED(NSData) __CFData* CFDataRef;
 typedef struct CF_BRIDGED_MUTABLE(NSMutableData) __CFData* CFMutableDataRef;
 typedef const struct CF_BRIDGED(NSDictionary) __CFDictionary* CFDictionaryRef;
-typedef struct CF_BRIDGED_MUTABLE(NSMutableDictionary) __CFDictionary* CFMutableDictionaryRef;
 typedef const struct CF_BRIDGED(NSNumber) __CFNumber* CFNumberRef;
 typedef const struct CF_BRIDGED(NSNumber) __CFBoolean* CFBooleanRef;
 typedef const struct CF_BRIDGED(NSNull) __CFNull* CFNullRef;
-typedef const struct CF_BRIDGED(NSURL) __CFURL* CFURLRef;
 typedef const struct __CFAllocator* CFAllocatorRef;
 
 PLATFORM_EXTERN const CFAllocatorRef _Nullable kCFAllocatorDefault;
-PLATFORM_EXTERN const CFAllocatorRef kCFAllocatorNull;
 PLATFORM_EXTERN const CFBooleanRef kCFBooleanTrue;
 PLATFORM_EXTERN const CFBooleanRef kCFBooleanFalse;
 PLATFORM_EXTERN const CFNullRef kCFNull;

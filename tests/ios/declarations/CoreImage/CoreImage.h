@@ -8,16 +8,13 @@
 NS_ASSUME_NONNULL_BEGIN
 
 typedef NSString* CIImageOption;
-typedef NSString* CIContextOption;
 
 @interface CIImage : NSObject <NSSecureCoding, NSCopying>
 + (nullable CIImage*)imageWithData:(NSData*)data;
-+ (nullable CIImage*)imageWithContentsOfURL:(NSURL*)url;
 + (CIImage*)imageWithCGImage:(CGImageRef)image;
 - (nullable instancetype)initWithData:(NSData*)data;
 - (nullable instancetype)initWithData:(NSData*)data
                               options:(nullable NSDictionary<CIImageOption, id>*)options;
-- (CIImage*)imageByApplyingCGOrientation:(CGImagePropertyOrientation)orientation;
 @property(nonatomic, readonly) CGRect extent;
 @property(nonatomic, readonly) NSDictionary<NSString*, id>* properties;
 @property(nonatomic, readonly, nullable) CGImageRef CGImage;
@@ -25,7 +22,6 @@ typedef NSString* CIContextOption;
 
 @interface CIContext : NSObject
 + (CIContext*)context;
-+ (CIContext*)contextWithOptions:(nullable NSDictionary<CIContextOption, id>*)options;
 - (nullable CGImageRef)createCGImage:(CIImage*)image fromRect:(CGRect)rect CF_RETURNS_RETAINED;
 @end
 

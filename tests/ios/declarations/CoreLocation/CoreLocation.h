@@ -20,10 +20,6 @@ typedef NS_ENUM(int, CLAuthorizationStatus) {
   kCLAuthorizationStatusAuthorizedAlways,
   kCLAuthorizationStatusAuthorizedWhenInUse,
 };
-typedef NS_ENUM(NSInteger, CLError) {
-  kCLErrorLocationUnknown = 0,
-  kCLErrorDenied = 1,
-};
 
 PLATFORM_EXTERN const CLLocationAccuracy kCLLocationAccuracyBest;
 PLATFORM_EXTERN const CLLocationAccuracy kCLLocationAccuracyNearestTenMeters;
@@ -51,17 +47,14 @@ PLATFORM_EXTERN CLLocationCoordinate2D CLLocationCoordinate2DMake(CLLocationDegr
 - (void)locationManager:(CLLocationManager*)manager
      didUpdateLocations:(NSArray<CLLocation*>*)locations;
 - (void)locationManager:(CLLocationManager*)manager didFailWithError:(NSError*)error;
-- (void)locationManagerDidChangeAuthorization:(CLLocationManager*)manager;
 @end
 
 @interface CLLocationManager : NSObject
-+ (BOOL)locationServicesEnabled;
 @property(nonatomic, readonly) CLAuthorizationStatus authorizationStatus;
 @property(weak, nonatomic, nullable) id<CLLocationManagerDelegate> delegate;
 @property(assign, nonatomic) CLLocationAccuracy desiredAccuracy;
 @property(readonly, nonatomic, copy, nullable) CLLocation* location;
 - (void)requestWhenInUseAuthorization;
-- (void)requestLocation;
 - (void)startUpdatingLocation;
 - (void)stopUpdatingLocation;
 @end

@@ -32,7 +32,6 @@ static inline NSRange NSMakeRange(NSUInteger location, NSUInteger length) {
 - (id)performSelector:(SEL)selector;
 - (id)performSelector:(SEL)selector withObject:(nullable id)object;
 - (BOOL)isKindOfClass:(Class)type;
-- (BOOL)isMemberOfClass:(Class)type;
 - (BOOL)conformsToProtocol:(Protocol*)protocol;
 - (BOOL)respondsToSelector:(SEL)selector;
 @property(readonly, copy) NSString* description;
@@ -66,16 +65,13 @@ __attribute__((objc_root_class))
 + (Class)superclass;
 + (BOOL)instancesRespondToSelector:(SEL)selector;
 + (BOOL)conformsToProtocol:(Protocol*)protocol;
-+ (BOOL)isSubclassOfClass:(Class)type;
 - (instancetype)init NS_DESIGNATED_INITIALIZER;
 - (void)dealloc;
 - (id)copy;
 - (id)mutableCopy;
-- (void)doesNotRecognizeSelector:(SEL)selector;
 - (void)performSelector:(SEL)selector
              withObject:(nullable id)argument
              afterDelay:(NSTimeInterval)delay;
-+ (void)cancelPreviousPerformRequestsWithTarget:(id)target;
 @end
 
 typedef struct {
@@ -94,7 +90,6 @@ typedef struct {
 - (nullable id)decodeObjectForKey:(NSString*)key;
 - (void)encodeObject:(nullable id)object forKey:(NSString*)key;
 - (BOOL)decodeBoolForKey:(NSString*)key;
-- (BOOL)containsValueForKey:(NSString*)key;
 @end
 
 @interface NSEnumerator<ObjectType> : NSObject <NSFastEnumeration>
@@ -110,35 +105,26 @@ enum : NSStringEncoding {
 
 @interface NSString : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
 + (instancetype)string;
-+ (instancetype)stringWithString:(NSString*)string;
 + (nullable instancetype)stringWithUTF8String:(const char*)text;
 + (instancetype)stringWithFormat:(NSString*)format, ... __attribute__((format(__NSString__, 1, 2)));
 - (nullable instancetype)initWithBytes:(const void*)bytes
                                 length:(NSUInteger)length
                               encoding:(NSStringEncoding)encoding;
 - (nullable instancetype)initWithData:(NSData*)data encoding:(NSStringEncoding)encoding;
-- (nullable instancetype)initWithUTF8String:(const char*)text;
 @property(readonly) NSUInteger length;
 - (unichar)characterAtIndex:(NSUInteger)index;
 - (void)getCharacters:(unichar*)buffer range:(NSRange)range;
 @property(nullable, readonly) const char* UTF8String NS_RETURNS_INNER_POINTER;
 @property(readonly) const char* fileSystemRepresentation NS_RETURNS_INNER_POINTER;
-- (NSUInteger)lengthOfBytesUsingEncoding:(NSStringEncoding)encoding;
 - (nullable NSData*)dataUsingEncoding:(NSStringEncoding)encoding;
 - (BOOL)isEqualToString:(NSString*)string;
 - (BOOL)hasPrefix:(NSString*)text;
 - (BOOL)hasSuffix:(NSString*)text;
 - (BOOL)containsString:(NSString*)text;
-- (NSRange)rangeOfString:(NSString*)text;
 - (NSString*)substringFromIndex:(NSUInteger)from;
 - (NSString*)substringToIndex:(NSUInteger)to;
-- (NSString*)substringWithRange:(NSRange)range;
 - (NSString*)stringByAppendingString:(NSString*)string;
-- (NSString*)stringByReplacingOccurrencesOfString:(NSString*)target
-                                       withString:(NSString*)replacement;
 - (NSArray<NSString*>*)componentsSeparatedByString:(NSString*)separator;
-- (nullable NSString*)stringByAddingPercentEncodingWithAllowedCharacters:(NSCharacterSet*)allowed;
-@property(nullable, readonly, copy) NSString* stringByRemovingPercentEncoding;
 @property(readonly, copy) NSString* stringByStandardizingPath;
 @property(readonly, copy) NSString* stringByDeletingLastPathComponent;
 @property(readonly, copy) NSString* lastPathComponent;
@@ -156,13 +142,6 @@ enum : NSStringEncoding {
 @end
 
 @interface NSCharacterSet : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
-+ (NSCharacterSet*)characterSetWithCharactersInString:(NSString*)characters;
-@property(readonly, copy) NSCharacterSet* invertedSet;
-@end
-
-@interface NSMutableCharacterSet : NSCharacterSet
-- (void)addCharactersInString:(NSString*)characters;
-- (void)removeCharactersInString:(NSString*)characters;
 @end
 
 @interface NSValue : NSObject <NSCopying, NSSecureCoding>
@@ -187,17 +166,11 @@ enum : NSStringEncoding {
 + (NSNumber*)numberWithFloat:(float)value;
 + (NSNumber*)numberWithDouble:(double)value;
 + (NSNumber*)numberWithBool:(BOOL)value;
-@property(readonly) int intValue;
-@property(readonly) unsigned int unsignedIntValue;
 @property(readonly) long long longLongValue;
 @property(readonly) unsigned long long unsignedLongLongValue;
 @property(readonly) NSInteger integerValue;
-@property(readonly) NSUInteger unsignedIntegerValue;
-@property(readonly) float floatValue;
 @property(readonly) double doubleValue;
 @property(readonly) BOOL boolValue;
-@property(readonly, copy) NSString* stringValue;
-- (BOOL)isEqualToNumber:(NSNumber*)number;
 @end
 
 @interface NSDecimalNumber : NSNumber
@@ -218,7 +191,6 @@ enum : NSStringEncoding {
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)index;
 - (BOOL)containsObject:(ObjectType)object;
-- (BOOL)isEqualToArray:(NSArray<ObjectType>*)array;
 @property(nullable, nonatomic, readonly) ObjectType firstObject;
 @property(nullable, nonatomic, readonly) ObjectType lastObject;
 @end
@@ -234,26 +206,19 @@ enum : NSStringEncoding {
 @interface NSDictionary<__covariant KeyType, __covariant ObjectType>
     : NSObject <NSCopying, NSMutableCopying, NSSecureCoding, NSFastEnumeration>
 + (instancetype)dictionary;
-+ (instancetype)dictionaryWithObject:(ObjectType)object forKey:(KeyType<NSCopying>)key;
-+ (instancetype)dictionaryWithDictionary:(NSDictionary<KeyType, ObjectType>*)dictionary;
 + (instancetype)dictionaryWithObjects:(const ObjectType _Nonnull[_Nullable])objects
                               forKeys:(const KeyType<NSCopying> _Nonnull[_Nullable])keys
                                 count:(NSUInteger)count;
 @property(readonly) NSUInteger count;
 @property(readonly, copy) NSArray<KeyType>* allKeys;
-@property(readonly, copy) NSArray<ObjectType>* allValues;
 - (nullable ObjectType)objectForKey:(KeyType)key;
 - (nullable ObjectType)objectForKeyedSubscript:(KeyType)key;
-- (BOOL)isEqualToDictionary:(NSDictionary<KeyType, ObjectType>*)dictionary;
-- (void)enumerateKeysAndObjectsUsingBlock:(void (^)(KeyType key, ObjectType object,
-                                                    BOOL* stop))block;
 @end
 
 @interface NSMutableDictionary<KeyType, ObjectType> : NSDictionary <KeyType, ObjectType>
 + (instancetype)dictionaryWithCapacity:(NSUInteger)count;
 - (void)setObject:(ObjectType)object forKey:(KeyType<NSCopying>)key;
 - (void)setObject:(nullable ObjectType)object forKeyedSubscript:(KeyType<NSCopying>)key;
-- (void)removeObjectForKey:(KeyType)key;
 - (void)removeAllObjects;
 @end
 
@@ -262,7 +227,6 @@ enum : NSStringEncoding {
 + (instancetype)setWithArray:(NSArray<ObjectType>*)array;
 @property(readonly) NSUInteger count;
 @property(readonly, copy) NSArray<ObjectType>* allObjects;
-- (nullable ObjectType)anyObject;
 - (BOOL)containsObject:(ObjectType)object;
 @end
 @interface NSMutableSet<ObjectType> : NSSet <ObjectType>
@@ -291,9 +255,6 @@ typedef NS_OPTIONS(NSUInteger, NSDataBase64DecodingOptions) {
 @interface NSData : NSObject <NSCopying, NSMutableCopying, NSSecureCoding>
 + (instancetype)data;
 + (instancetype)dataWithBytes:(nullable const void*)bytes length:(NSUInteger)length;
-+ (instancetype)dataWithBytesNoCopy:(void*)bytes
-                             length:(NSUInteger)length
-                       freeWhenDone:(BOOL)freeWhenDone;
 + (nullable instancetype)dataWithContentsOfFile:(NSString*)path;
 + (nullable instancetype)dataWithContentsOfURL:(NSURL*)url
                                        options:(NSDataReadingOptions)options
@@ -306,25 +267,18 @@ typedef NS_OPTIONS(NSUInteger, NSDataBase64DecodingOptions) {
 @property(readonly) NSUInteger length;
 @property(readonly) const void* bytes NS_RETURNS_INNER_POINTER;
 - (BOOL)isEqualToData:(NSData*)data;
-- (NSData*)subdataWithRange:(NSRange)range;
-- (void)getBytes:(void*)buffer range:(NSRange)range;
 - (NSString*)base64EncodedStringWithOptions:(NSDataBase64EncodingOptions)options;
 - (NSData*)base64EncodedDataWithOptions:(NSDataBase64EncodingOptions)options;
 - (BOOL)writeToFile:(NSString*)path
             options:(NSDataWritingOptions)options
               error:(NSError* _Nullable* _Nullable)error;
-- (BOOL)writeToURL:(NSURL*)url
-           options:(NSDataWritingOptions)options
-             error:(NSError* _Nullable* _Nullable)error;
 @end
 
 @interface NSMutableData : NSData
-+ (nullable instancetype)dataWithCapacity:(NSUInteger)capacity;
 + (nullable instancetype)dataWithLength:(NSUInteger)length;
 @property(readonly) void* mutableBytes NS_RETURNS_INNER_POINTER;
 @property NSUInteger length;
 - (void)appendBytes:(const void*)bytes length:(NSUInteger)length;
-- (void)appendData:(NSData*)data;
 @end
 
 @interface NSDate : NSObject <NSCopying, NSSecureCoding>
@@ -336,16 +290,12 @@ typedef NS_OPTIONS(NSUInteger, NSDataBase64DecodingOptions) {
 @interface NSLocale : NSObject <NSCopying, NSSecureCoding>
 + (instancetype)localeWithLocaleIdentifier:(NSString*)identifier;
 @property(class, readonly, copy) NSLocale* currentLocale;
-@property(class, readonly, copy) NSArray<NSString*>* preferredLanguages;
-@property(readonly, copy) NSString* localeIdentifier;
 @end
 
 @interface NSTimeZone : NSObject <NSCopying, NSSecureCoding>
 + (nullable instancetype)timeZoneWithName:(NSString*)name;
 + (nullable instancetype)timeZoneWithAbbreviation:(NSString*)abbreviation;
-+ (instancetype)timeZoneForSecondsFromGMT:(NSInteger)seconds;
 @property(readonly, copy) NSString* name;
-@property(readonly) NSInteger secondsFromGMT;
 @end
 
 @interface NSFormatter : NSObject <NSCopying, NSCoding>
@@ -356,7 +306,6 @@ typedef NS_OPTIONS(NSUInteger, NSDataBase64DecodingOptions) {
 @property(null_resettable, copy) NSTimeZone* timeZone;
 @property(null_resettable, copy) NSLocale* locale;
 - (NSString*)stringFromDate:(NSDate*)date;
-- (nullable NSDate*)dateFromString:(NSString*)text;
 @end
 
 typedef NSString* NSErrorDomain;
@@ -367,7 +316,6 @@ PLATFORM_EXTERN NSErrorDomain const NSURLErrorDomain;
 PLATFORM_EXTERN NSErrorUserInfoKey const NSLocalizedDescriptionKey;
 PLATFORM_EXTERN NSErrorUserInfoKey const NSUnderlyingErrorKey;
 PLATFORM_EXTERN NSErrorUserInfoKey const NSFilePathErrorKey;
-PLATFORM_EXTERN NSErrorUserInfoKey const NSURLErrorKey;
 enum : NSInteger {
   NSFileNoSuchFileError = 4,
   NSFileReadNoSuchFileError = 260,
@@ -403,10 +351,6 @@ PLATFORM_EXTERN NSExceptionName const NSInternalInconsistencyException;
 - (void)raise;
 @end
 
-typedef NSString* NSURLResourceKey;
-PLATFORM_EXTERN NSURLResourceKey const NSURLIsDirectoryKey;
-PLATFORM_EXTERN NSURLResourceKey const NSURLFileSizeKey;
-
 @interface NSURL : NSObject <NSCopying, NSSecureCoding>
 + (nullable instancetype)URLWithString:(NSString*)text;
 + (nullable instancetype)URLWithString:(NSString*)text
@@ -417,16 +361,11 @@ PLATFORM_EXTERN NSURLResourceKey const NSURLFileSizeKey;
 @property(nullable, readonly, copy) NSString* scheme;
 @property(nullable, readonly, copy) NSString* host;
 @property(nullable, readonly, copy) NSString* path;
-@property(nullable, readonly, copy) NSString* query;
 @property(nullable, readonly, copy) NSString* pathExtension;
 @property(nullable, readonly, copy) NSString* lastPathComponent;
-@property(nullable, readonly, copy) NSURL* URLByDeletingLastPathComponent;
 @property(readonly, getter=isFileURL) BOOL fileURL;
 - (nullable NSURL*)URLByAppendingPathComponent:(NSString*)component;
 - (nullable NSURL*)URLByAppendingPathComponent:(NSString*)component isDirectory:(BOOL)isDirectory;
-- (BOOL)getResourceValue:(out id _Nullable* _Nonnull)value
-                  forKey:(NSURLResourceKey)key
-                   error:(NSError* _Nullable* _Nullable)error;
 @end
 
 @interface NSURLComponents : NSObject <NSCopying>
@@ -440,9 +379,7 @@ PLATFORM_EXTERN NSURLResourceKey const NSURLFileSizeKey;
 typedef NSString* NSFileAttributeKey;
 typedef NSString* NSFileAttributeType;
 PLATFORM_EXTERN NSFileAttributeKey const NSFileType;
-PLATFORM_EXTERN NSFileAttributeKey const NSFileSize;
 PLATFORM_EXTERN NSFileAttributeType const NSFileTypeDirectory;
-PLATFORM_EXTERN NSFileAttributeType const NSFileTypeRegular;
 typedef NS_ENUM(NSUInteger, NSSearchPathDirectory) {
   NSDocumentDirectory = 9,
   NSCachesDirectory = 13,
@@ -453,7 +390,6 @@ typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask) {
 };
 
 @interface NSDirectoryEnumerator<ObjectType> : NSEnumerator <ObjectType>
-@property(nullable, readonly, copy) NSDictionary<NSFileAttributeKey, id>* fileAttributes;
 @end
 
 @interface NSFileManager : NSObject
@@ -470,10 +406,6 @@ typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask) {
                           error:(NSError* _Nullable* _Nullable)error;
 - (BOOL)removeItemAtPath:(NSString*)path error:(NSError* _Nullable* _Nullable)error;
 - (BOOL)removeItemAtURL:(NSURL*)url error:(NSError* _Nullable* _Nullable)error;
-- (BOOL)moveItemAtURL:(NSURL*)from toURL:(NSURL*)to error:(NSError* _Nullable* _Nullable)error;
-- (BOOL)copyItemAtPath:(NSString*)from
-                toPath:(NSString*)to
-                 error:(NSError* _Nullable* _Nullable)error;
 - (BOOL)copyItemAtURL:(NSURL*)from toURL:(NSURL*)to error:(NSError* _Nullable* _Nullable)error;
 - (nullable NSDictionary<NSFileAttributeKey, id>*)
     attributesOfItemAtPath:(NSString*)path
@@ -488,40 +420,28 @@ typedef NS_OPTIONS(NSUInteger, NSSearchPathDomainMask) {
                              error:(NSError* _Nullable* _Nullable)error;
 @end
 PLATFORM_EXTERN NSString* NSTemporaryDirectory(void);
-PLATFORM_EXTERN NSString* NSHomeDirectory(void);
 
 @interface NSFileHandle : NSObject <NSSecureCoding>
 + (nullable instancetype)fileHandleForReadingAtPath:(NSString*)path;
-+ (nullable instancetype)fileHandleForReadingFromURL:(NSURL*)url
-                                               error:(NSError* _Nullable* _Nullable)error;
 - (nullable NSData*)readDataUpToLength:(NSUInteger)length
                                  error:(NSError* _Nullable* _Nullable)error;
 - (BOOL)seekToEndReturningOffset:(out unsigned long long* _Nullable)offset
                            error:(NSError* _Nullable* _Nullable)error;
 - (BOOL)seekToOffset:(unsigned long long)offset error:(NSError* _Nullable* _Nullable)error;
 - (BOOL)closeAndReturnError:(NSError* _Nullable* _Nullable)error;
-@property(readonly) int fileDescriptor;
 @end
 
 @interface NSBundle : NSObject
 @property(class, readonly, strong) NSBundle* mainBundle;
 + (nullable instancetype)bundleWithPath:(NSString*)path;
-+ (nullable instancetype)bundleWithURL:(NSURL*)url;
-+ (NSBundle*)bundleForClass:(Class)type;
 @property(readonly, copy) NSString* bundlePath;
-@property(nullable, readonly, copy) NSString* bundleIdentifier;
-@property(nullable, readonly, copy) NSDictionary<NSString*, id>* infoDictionary;
-- (nullable id)objectForInfoDictionaryKey:(NSString*)key;
 - (nullable NSString*)pathForResource:(nullable NSString*)name ofType:(nullable NSString*)extension;
-- (nullable NSURL*)URLForResource:(nullable NSString*)name
-                    withExtension:(nullable NSString*)extension;
 - (NSString*)localizedStringForKey:(NSString*)key
                              value:(nullable NSString*)value
                              table:(nullable NSString*)table;
 @end
 
 @interface NSThread : NSObject
-@property(class, readonly, strong) NSThread* currentThread;
 @property(class, readonly) BOOL isMainThread;
 + (void)sleepForTimeInterval:(NSTimeInterval)seconds;
 @end
@@ -530,7 +450,6 @@ typedef NSString* NSRunLoopMode;
 PLATFORM_EXTERN NSRunLoopMode const NSDefaultRunLoopMode;
 @interface NSRunLoop : NSObject
 @property(class, readonly, strong) NSRunLoop* currentRunLoop;
-@property(class, readonly, strong) NSRunLoop* mainRunLoop;
 - (BOOL)runMode:(NSRunLoopMode)mode beforeDate:(NSDate*)limit;
 @end
 
@@ -542,19 +461,6 @@ PLATFORM_EXTERN NSRunLoopMode const NSDefaultRunLoopMode;
 @end
 
 typedef NSString* NSNotificationName;
-@interface NSNotification : NSObject <NSCopying, NSCoding>
-@property(readonly, copy) NSNotificationName name;
-@property(nullable, readonly, strong) id object;
-@end
-@interface NSNotificationCenter : NSObject
-@property(class, readonly, strong) NSNotificationCenter* defaultCenter;
-- (void)addObserver:(id)observer
-           selector:(SEL)selector
-               name:(nullable NSNotificationName)name
-             object:(nullable id)object;
-- (void)removeObserver:(id)observer;
-- (void)postNotificationName:(NSNotificationName)name object:(nullable id)object;
-@end
 
 @interface NSUUID : NSObject <NSCopying, NSSecureCoding>
 + (instancetype)UUID;
@@ -564,15 +470,7 @@ typedef NSString* NSNotificationName;
 typedef NS_OPTIONS(NSUInteger, NSJSONReadingOptions) {
   NSJSONReadingFragmentsAllowed = 1UL << 2,
 };
-typedef NS_OPTIONS(NSUInteger, NSJSONWritingOptions) {
-  NSJSONWritingSortedKeys = 1UL << 1,
-  NSJSONWritingFragmentsAllowed = 1UL << 2,
-};
 @interface NSJSONSerialization : NSObject
-+ (BOOL)isValidJSONObject:(id)object;
-+ (nullable NSData*)dataWithJSONObject:(id)object
-                               options:(NSJSONWritingOptions)options
-                                 error:(NSError* _Nullable* _Nullable)error;
 + (nullable id)JSONObjectWithData:(NSData*)data
                           options:(NSJSONReadingOptions)options
                             error:(NSError* _Nullable* _Nullable)error;
@@ -581,7 +479,6 @@ typedef NS_OPTIONS(NSUInteger, NSJSONWritingOptions) {
 @interface NSURLRequest : NSObject <NSSecureCoding, NSCopying, NSMutableCopying>
 + (instancetype)requestWithURL:(NSURL*)url;
 @property(nullable, readonly, copy) NSURL* URL;
-@property(nullable, readonly, copy) NSString* HTTPMethod;
 - (nullable NSString*)valueForHTTPHeaderField:(NSString*)field;
 @end
 @interface NSURLResponse : NSObject <NSSecureCoding, NSCopying>
@@ -598,7 +495,6 @@ typedef NS_OPTIONS(NSUInteger, NSJSONWritingOptions) {
 @end
 
 PLATFORM_EXTERN void NSLog(NSString* format, ...) __attribute__((format(__NSString__, 1, 2)));
-PLATFORM_EXTERN NSString* NSStringFromSelector(SEL selector);
 PLATFORM_EXTERN SEL NSSelectorFromString(NSString* name);
 PLATFORM_EXTERN NSString* NSStringFromClass(Class type);
 PLATFORM_EXTERN Class _Nullable NSClassFromString(NSString* name);

@@ -33,11 +33,6 @@ typedef NS_ENUM(NSInteger, PHImageRequestOptionsVersion) {
   PHImageRequestOptionsVersionUnadjusted,
   PHImageRequestOptionsVersionOriginal,
 };
-typedef NS_ENUM(NSInteger, PHImageRequestOptionsDeliveryMode) {
-  PHImageRequestOptionsDeliveryModeOpportunistic = 0,
-  PHImageRequestOptionsDeliveryModeHighQualityFormat = 1,
-  PHImageRequestOptionsDeliveryModeFastFormat = 2,
-};
 typedef int32_t PHImageRequestID;
 
 PLATFORM_EXTERN NSString* const PHImageResultIsInCloudKey;
@@ -55,7 +50,6 @@ PLATFORM_EXTERN NSString* const PHPhotosErrorDomain;
 @end
 
 @interface PHFetchOptions : NSObject <NSCopying>
-@property(nonatomic, assign) NSUInteger fetchLimit;
 @end
 
 @interface PHFetchResult<__covariant ObjectType> : NSObject <NSCopying>
@@ -63,7 +57,6 @@ PLATFORM_EXTERN NSString* const PHPhotosErrorDomain;
 @property(nonatomic, nullable, readonly) ObjectType firstObject;
 - (ObjectType)objectAtIndex:(NSUInteger)index;
 - (ObjectType)objectAtIndexedSubscript:(NSUInteger)index;
-- (void)enumerateObjectsUsingBlock:(void (^)(ObjectType object, NSUInteger index, BOOL* stop))block;
 @end
 
 @interface PHAsset : PHObject
@@ -73,21 +66,11 @@ PLATFORM_EXTERN NSString* const PHPhotosErrorDomain;
                                                options:(nullable PHFetchOptions*)options
     API_DEPRECATED("Use fetchAssetsWithLocalIdentifiers:options:", ios(8.0, 11.0));
 @property(nonatomic, assign, readonly) PHAssetMediaType mediaType;
-@property(nonatomic, assign, readonly) NSUInteger pixelWidth;
-@property(nonatomic, assign, readonly) NSUInteger pixelHeight;
-@end
-
-@interface PHAssetResource : NSObject
-+ (NSArray<PHAssetResource*>*)assetResourcesForAsset:(PHAsset*)asset;
-@property(nonatomic, assign, readonly) PHAssetResourceType type;
-@property(nonatomic, copy, readonly) NSString* uniformTypeIdentifier;
-@property(nonatomic, copy, readonly) NSString* originalFilename;
 @end
 
 @interface PHAssetResourceCreationOptions : NSObject <NSCopying>
 @property(nonatomic, copy, nullable) NSString* originalFilename;
 @property(nonatomic, copy, nullable) NSString* uniformTypeIdentifier;
-@property(nonatomic, assign) BOOL shouldMoveFile;
 @end
 
 @interface PHChangeRequest : NSObject
@@ -120,9 +103,6 @@ PLATFORM_EXTERN NSString* const PHPhotosErrorDomain;
 
 @interface PHImageRequestOptions : NSObject <NSCopying>
 @property(nonatomic, assign) PHImageRequestOptionsVersion version;
-@property(nonatomic, assign) PHImageRequestOptionsDeliveryMode deliveryMode;
-@property(nonatomic, assign, getter=isNetworkAccessAllowed) BOOL networkAccessAllowed;
-@property(nonatomic, assign, getter=isSynchronous) BOOL synchronous;
 @end
 
 @interface PHImageManager : NSObject
@@ -134,7 +114,6 @@ PLATFORM_EXTERN NSString* const PHPhotosErrorDomain;
                                                      NSString* _Nullable dataUTI,
                                                      CGImagePropertyOrientation orientation,
                                                      NSDictionary* _Nullable info))resultHandler;
-- (void)cancelImageRequest:(PHImageRequestID)request;
 @end
 
 NS_ASSUME_NONNULL_END

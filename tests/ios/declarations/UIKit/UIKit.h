@@ -22,9 +22,7 @@ typedef NS_ENUM(NSInteger, UIImageOrientation) {
 };
 
 @interface UIImage : NSObject <NSSecureCoding>
-+ (nullable UIImage*)imageNamed:(NSString*)name;
 + (nullable UIImage*)imageWithData:(NSData*)data;
-+ (nullable UIImage*)imageWithContentsOfFile:(NSString*)path;
 + (UIImage*)imageWithCGImage:(CGImageRef)image;
 + (UIImage*)imageWithCGImage:(CGImageRef)image
                        scale:(CGFloat)scale
@@ -41,7 +39,6 @@ typedef NS_ENUM(NSInteger, UIImageOrientation) {
 @property(nullable, nonatomic, readonly) CGImageRef CGImage NS_RETURNS_INNER_POINTER;
 @property(nullable, nonatomic, readonly) CIImage* CIImage;
 - (void)drawInRect:(CGRect)rect;
-- (void)drawAtPoint:(CGPoint)point;
 @end
 PLATFORM_EXTERN NSData* _Nullable UIImageJPEGRepresentation(UIImage* image, CGFloat quality);
 PLATFORM_EXTERN NSData* _Nullable UIImagePNGRepresentation(UIImage* image);
@@ -52,46 +49,12 @@ PLATFORM_EXTERN void UIGraphicsBeginImageContextWithOptions(CGSize size, BOOL op
 PLATFORM_EXTERN CGContextRef _Nullable UIGraphicsGetCurrentContext(void);
 PLATFORM_EXTERN UIImage* _Nullable UIGraphicsGetImageFromCurrentImageContext(void);
 PLATFORM_EXTERN void UIGraphicsEndImageContext(void);
-PLATFORM_EXTERN void UIGraphicsPushContext(CGContextRef context);
-PLATFORM_EXTERN void UIGraphicsPopContext(void);
-
-typedef NS_ENUM(NSInteger, UIGraphicsImageRendererFormatRange) {
-  UIGraphicsImageRendererFormatRangeUnspecified = -1,
-  UIGraphicsImageRendererFormatRangeAutomatic = 0,
-  UIGraphicsImageRendererFormatRangeExtended,
-  UIGraphicsImageRendererFormatRangeStandard,
-};
-@interface UIGraphicsRendererFormat : NSObject <NSCopying>
-+ (instancetype)preferredFormat;
-@end
-@interface UIGraphicsImageRendererFormat : UIGraphicsRendererFormat
-@property(nonatomic) CGFloat scale;
-@property(nonatomic) BOOL opaque;
-@property(nonatomic) UIGraphicsImageRendererFormatRange preferredRange;
-@end
-@interface UIGraphicsRendererContext : NSObject
-@property(nonatomic, readonly) CGContextRef CGContext;
-@end
-@interface UIGraphicsImageRendererContext : UIGraphicsRendererContext
-@end
-@interface UIGraphicsRenderer : NSObject
-@end
-@interface UIGraphicsImageRenderer : UIGraphicsRenderer
-- (instancetype)initWithSize:(CGSize)size format:(UIGraphicsImageRendererFormat*)format;
-- (UIImage*)imageWithActions:
-    (NS_NOESCAPE void (^)(UIGraphicsImageRendererContext* rendererContext))actions;
-@end
 
 @interface NSValue (UIGeometry)
 + (NSValue*)valueWithCGRect:(CGRect)rect;
 + (NSValue*)valueWithCGSize:(CGSize)size;
 @property(nonatomic, readonly) CGRect CGRectValue;
 @property(nonatomic, readonly) CGSize CGSizeValue;
-@end
-
-@interface UIColor : NSObject <NSSecureCoding, NSCopying>
-@property(class, nonatomic, readonly) UIColor* blackColor;
-@property(class, nonatomic, readonly) UIColor* systemBackgroundColor;
 @end
 
 @interface UIScreen : NSObject
@@ -114,15 +77,12 @@ typedef NS_OPTIONS(NSUInteger, UIViewAutoresizing) {
 @property(nonatomic) CGRect frame;
 @property(nonatomic) CGRect bounds;
 @property(nonatomic) UIViewAutoresizing autoresizingMask;
-@property(nullable, nonatomic, copy) UIColor* backgroundColor;
 @property(nullable, nonatomic, readonly) UIView* superview;
 @property(nullable, nonatomic, readonly) UIWindow* window;
 - (void)addSubview:(UIView*)view;
 - (void)removeFromSuperview;
 @end
 
-@interface UINavigationBar : UIView
-@end
 @interface UIToolbar : UIView
 @end
 
@@ -194,7 +154,6 @@ typedef NS_OPTIONS(NSUInteger, UIInterfaceOrientationMask) {
 
 @protocol UIAdaptivePresentationControllerDelegate <NSObject>
 @optional
-- (void)presentationControllerDidDismiss:(UIPresentationController*)presentationController;
 @end
 @interface UIPresentationController : NSObject
 @property(nullable, nonatomic, weak) id<UIAdaptivePresentationControllerDelegate> delegate;
@@ -258,15 +217,6 @@ typedef NS_ENUM(NSInteger, UIImagePickerControllerCameraCaptureMode) {
   UIImagePickerControllerCameraCaptureModePhoto,
   UIImagePickerControllerCameraCaptureModeVideo,
 };
-typedef NS_ENUM(NSInteger, UIImagePickerControllerQualityType) {
-  UIImagePickerControllerQualityTypeHigh = 0,
-  UIImagePickerControllerQualityTypeMedium = 1,
-  UIImagePickerControllerQualityTypeLow = 2,
-};
-typedef NS_ENUM(NSInteger, UIImagePickerControllerImageURLExportPreset) {
-  UIImagePickerControllerImageURLExportPresetCompatible = 0,
-  UIImagePickerControllerImageURLExportPresetCurrent,
-};
 typedef NSString* UIImagePickerControllerInfoKey;
 PLATFORM_EXTERN UIImagePickerControllerInfoKey const UIImagePickerControllerMediaType;
 PLATFORM_EXTERN UIImagePickerControllerInfoKey const UIImagePickerControllerOriginalImage;
@@ -291,16 +241,12 @@ PLATFORM_EXTERN UIImagePickerControllerInfoKey const UIImagePickerControllerImag
 + (nullable NSArray<NSString*>*)availableMediaTypesForSourceType:
     (UIImagePickerControllerSourceType)sourceType;
 + (BOOL)isCameraDeviceAvailable:(UIImagePickerControllerCameraDevice)cameraDevice;
-+ (nullable NSArray<NSNumber*>*)availableCaptureModesForCameraDevice:
-    (UIImagePickerControllerCameraDevice)cameraDevice;
 @property(nullable, nonatomic, weak)
     id<UINavigationControllerDelegate, UIImagePickerControllerDelegate>
         delegate;
 @property(nonatomic) UIImagePickerControllerSourceType sourceType;
 @property(nonatomic, copy) NSArray<NSString*>* mediaTypes;
 @property(nonatomic) BOOL allowsEditing;
-@property(nonatomic) UIImagePickerControllerImageURLExportPreset imageExportPreset;
-@property(nonatomic) UIImagePickerControllerQualityType videoQuality;
 @property(nonatomic) UIImagePickerControllerCameraDevice cameraDevice;
 @property(nonatomic) UIImagePickerControllerCameraCaptureMode cameraCaptureMode;
 @end
@@ -354,12 +300,10 @@ PLATFORM_EXTERN int UIApplicationMain(int argc, char* _Nullable* _Nonnull argv,
 @end
 @interface UIWindowScene : UIScene
 @property(nonatomic, readonly) UIScreen* screen;
-@property(nonatomic, readonly) NSArray<UIWindow*>* windows;
 @end
 @interface UIWindow : UIView
 - (instancetype)initWithWindowScene:(UIWindowScene*)windowScene;
 @property(nullable, nonatomic, strong) UIViewController* rootViewController;
-@property(nonatomic, readonly, getter=isKeyWindow) BOOL keyWindow;
 - (void)makeKeyAndVisible;
 @end
 

@@ -7,17 +7,6 @@ NS_ASSUME_NONNULL_BEGIN
 
 @class WKFrameInfo, WKNavigation, WKUserContentController, WKWebView, WKWebViewConfiguration;
 
-typedef NS_ENUM(NSInteger, WKUserScriptInjectionTime) {
-  WKUserScriptInjectionTimeAtDocumentStart,
-  WKUserScriptInjectionTimeAtDocumentEnd,
-};
-
-@interface WKUserScript : NSObject <NSCopying>
-- (instancetype)initWithSource:(NSString*)source
-                 injectionTime:(WKUserScriptInjectionTime)injectionTime
-              forMainFrameOnly:(BOOL)forMainFrameOnly;
-@end
-
 @interface WKContentWorld : NSObject
 @property(class, nonatomic, readonly) WKContentWorld* pageWorld;
 @end
@@ -25,7 +14,6 @@ typedef NS_ENUM(NSInteger, WKUserScriptInjectionTime) {
 @interface WKSecurityOrigin : NSObject
 @property(nonatomic, readonly, copy) NSString* protocol;
 @property(nonatomic, readonly, copy) NSString* host;
-@property(nonatomic, readonly) NSInteger port;
 @end
 
 @interface WKFrameInfo : NSObject <NSCopying>
@@ -41,11 +29,6 @@ typedef NS_ENUM(NSInteger, WKUserScriptInjectionTime) {
 @property(nonatomic, readonly, weak, nullable) WKWebView* webView;
 @end
 
-@protocol WKScriptMessageHandler <NSObject>
-- (void)userContentController:(WKUserContentController*)userContentController
-      didReceiveScriptMessage:(WKScriptMessage*)message;
-@end
-
 @protocol WKScriptMessageHandlerWithReply <NSObject>
 - (void)userContentController:(WKUserContentController*)userContentController
       didReceiveScriptMessage:(WKScriptMessage*)message
@@ -54,8 +37,6 @@ typedef NS_ENUM(NSInteger, WKUserScriptInjectionTime) {
 @end
 
 @interface WKUserContentController : NSObject <NSSecureCoding>
-- (void)addUserScript:(WKUserScript*)userScript;
-- (void)addScriptMessageHandler:(id<WKScriptMessageHandler>)handler name:(NSString*)name;
 - (void)addScriptMessageHandlerWithReply:(id<WKScriptMessageHandlerWithReply>)handler
                             contentWorld:(WKContentWorld*)contentWorld
                                     name:(NSString*)name;
@@ -109,12 +90,6 @@ typedef NS_ENUM(NSInteger, WKNavigationActionPolicy) {
 @property(nonatomic, readonly, copy, nullable) NSURL* URL;
 @property(nonatomic, getter=isInspectable) BOOL inspectable API_AVAILABLE(ios(16.4));
 - (nullable WKNavigation*)loadRequest:(NSURLRequest*)request;
-- (nullable WKNavigation*)loadFileURL:(NSURL*)url allowingReadAccessToURL:(NSURL*)readAccessURL;
-- (nullable WKNavigation*)loadHTMLString:(NSString*)string baseURL:(nullable NSURL*)baseURL;
-- (nullable WKNavigation*)reload;
-- (void)evaluateJavaScript:(NSString*)script
-         completionHandler:
-             (nullable void (^)(id _Nullable result, NSError* _Nullable error))completionHandler;
 @end
 
 NS_ASSUME_NONNULL_END

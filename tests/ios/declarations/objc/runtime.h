@@ -39,10 +39,7 @@ typedef NS_ENUM(uintptr_t, objc_AssociationPolicy) {
 PLATFORM_EXTERN void objc_setAssociatedObject(id object, const void* key, id _Nullable value,
                                               objc_AssociationPolicy policy);
 PLATFORM_EXTERN id _Nullable objc_getAssociatedObject(id object, const void* key);
-PLATFORM_EXTERN Class _Nullable object_getClass(id _Nullable object);
 PLATFORM_EXTERN const char* class_getName(Class _Nullable type);
-PLATFORM_EXTERN Class _Nullable class_getSuperclass(Class _Nullable type);
-PLATFORM_EXTERN const char* sel_getName(SEL selector);
 PLATFORM_EXTERN BOOL sel_isEqual(SEL a, SEL b);
 
 NS_ASSUME_NONNULL_END

@@ -52,10 +52,6 @@ typedef NS_ENUM(NSInteger, CommandStatus) {
 @property(nullable, nonatomic, readonly) VelmoraWebView* webView;
 - (void)setVWebView:(nullable VelmoraWebView*)webView;
 - (void)dispose;
-@optional
-- (void)pluginInitialize;
-- (void)handleOpenURL:(NSURL*)url;
-- (void)onReset;
 @end
 
 NS_ASSUME_NONNULL_END

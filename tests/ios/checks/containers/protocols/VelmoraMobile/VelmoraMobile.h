@@ -50,8 +50,4 @@ typedef NS_ENUM(NSInteger, CommandStatus) {
 @property(nonatomic, readonly) UIView<VelmoraWebView>* webView;
 - (void)setVWebView:(UIView<VelmoraWebView>*)webView;
 - (void)dispose;
-@optional
-- (void)pluginInitialize;
-- (void)handleOpenURL:(NSURL*)url;
-- (void)onReset;
 @end

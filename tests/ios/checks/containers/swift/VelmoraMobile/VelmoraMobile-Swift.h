@@ -57,10 +57,6 @@ SWIFT_NAMED("_TtP13VelmoraMobile21VelmoraPluginProtocol_")
 @property(nonatomic, readonly, strong) VelmoraWebView* _Nullable webView;
 - (void)setVWebView:(VelmoraWebView* _Nullable)webView;
 - (void)dispose;
-@optional
-- (void)pluginInitialize;
-- (void)handleOpenURL:(NSURL*)url;
-- (void)onReset;
 @end
 
 NS_ASSUME_NONNULL_END
