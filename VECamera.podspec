@@ -20,7 +20,7 @@ Pod::Spec.new do |s|
                  'Foundation', 'ImageIO', 'Photos', 'UIKit'
   s.libraries = 'c++'
   # Headers are included from the repository's root, never by their bare name: no header map. A public
-  # one is included in quotation marks by another, because a package shows no folder.
+  # one is included in quotation marks by another, because a Swift package has no <VECamera/...> path.
   s.pod_target_xcconfig = {
     'CLANG_CXX_LANGUAGE_STANDARD' => 'c++20',
     'CLANG_CXX_LIBRARY' => 'libc++',

@@ -10,7 +10,7 @@ using vecamera_ios::pickerInfoOf;
 using vecamera_ios::pickerOf;
 
 /// Hands what a picker reports on to its record's delegate. Where that is gone (the plug-in was
-/// released), nobody else takes the picker off, and it fills the screen.
+/// released), nobody else dismisses the picker, and it fills the screen.
 @interface VECameraPickerDelegate
     : NSObject <UIImagePickerControllerDelegate, UINavigationControllerDelegate>
 @end
@@ -22,7 +22,7 @@ using vecamera_ios::pickerOf;
   if (const auto delegate = record->delegate())
     delegate->imagePickerControllerDidFinishPickingMediaWithInfo(record, pickerInfoOf(info));
   else
-    [picker.presentingViewController dismissViewControllerAnimated:YES completion:nil];
+    record->dismissViewControllerAnimated(true, nullptr);
 }
 
 - (void)imagePickerControllerDidCancel:(UIImagePickerController*)picker {
@@ -30,7 +30,7 @@ using vecamera_ios::pickerOf;
   if (const auto delegate = record->delegate())
     delegate->imagePickerControllerDidCancel(record);
   else
-    [picker.presentingViewController dismissViewControllerAnimated:YES completion:nil];
+    record->dismissViewControllerAnimated(true, nullptr);
 }
 @end
 

@@ -6,7 +6,30 @@
 #include "ios/Sources/MainThreadReference.h"
 #include "ios/Sources/Value.h"
 
-/// What is sent to the container's class `VELog`, where it has the method.
+// What is sent to the container's objects, whose own types may be protocols or classes.
+
+@protocol ContainerCommand
+- (id)argumentAt:(NSInteger)position;
+@end
+
+@protocol ContainerCommandDelegate
+- (NSURL* (^)(NSURL*))urlTransformer;
+@end
+
+@protocol ContainerCallBack
+- (id<ContainerCommand>)command;
+- (id<ContainerCommandDelegate>)commandDelegate;
+- (void)successWithKeepCallback:(BOOL)keepCallback;
+- (void)successWithData:(NSDictionary<NSString*, id>*)data keepCallback:(BOOL)keepCallback;
+- (void)errorWithStatus:(CommandStatus)status
+                message:(NSString*)message
+           keepCallback:(BOOL)keepCallback;
+- (void)errorWithStatus:(CommandStatus)status
+                   data:(NSDictionary<NSString*, id>*)data
+           keepCallback:(BOOL)keepCallback;
+@end
+
+/// To its class `VELog`, where that has the method.
 @protocol ContainerLog
 + (void)debugWithMsg:(NSString*)msg;
 + (void)errorWithTag:(NSString*)tag
@@ -57,12 +80,11 @@ CommandStatus nativeStatus(vecamera::CommandStatus status) {
   }
 }
 
-// The container's objects are `id`: their types may be protocols or classes. One of them may own
-// the web view, and then has to end on the main thread.
+// An object of the container's may own its web view, and then has to end on the main thread.
 
 class CommandDelegateWrapper : public vecamera::CommandDelegate {
  public:
-  explicit CommandDelegateWrapper(id native) : native_(native) {}
+  explicit CommandDelegateWrapper(id<ContainerCommandDelegate> native) : native_(native) {}
 
   vecamera::URLTransformer urlTransformer() const override {
     using Transform = NSURL* (^)(NSURL*);
@@ -82,7 +104,7 @@ class CommandDelegateWrapper : public vecamera::CommandDelegate {
   }
 
  private:
-  const MainThreadReference<id> native_;
+  const MainThreadReference<id<ContainerCommandDelegate>> native_;
 };
 
 /// One command with its arguments.
@@ -90,7 +112,7 @@ class CommandWrapper : public vecamera::CallBackManager,
                        public vecamera::VelmoraCommand,
                        public NativeReference {
  public:
-  explicit CommandWrapper(id native) : native_(native) {}
+  explicit CommandWrapper(id<ContainerCallBack> native) : native_(native) {}
   id native() const override { return native_.get(); }
 
   const vecamera::VelmoraCommand& command() const override { return *this; }
@@ -107,7 +129,7 @@ class CommandWrapper : public vecamera::CallBackManager,
   void success(bool keepCallback) override {
     guarded([&] { [native_.get() successWithKeepCallback:keepCallback]; });
   }
-  /// A container that does not take the data has not answered the page yet.
+  /// A container that does not take the data may not have answered the page.
   void success(vecamera::Dictionary data, bool keepCallback) override {
     const bool isTaken = guarded(
         [&] { [native_.get() successWithData:toNSDictionary(data) keepCallback:keepCallback]; });
@@ -135,14 +157,14 @@ class CommandWrapper : public vecamera::CallBackManager,
   std::shared_ptr<vecamera::CommandDelegate> commandDelegate() const override {
     std::shared_ptr<vecamera::CommandDelegate> result;
     guarded([&] {
-      if (id native = [native_.get() commandDelegate])
+      if (const auto native = [native_.get() commandDelegate])
         result = std::make_shared<CommandDelegateWrapper>(native);
     });
     return result;
   }
 
  private:
-  const MainThreadReference<id> native_;
+  const MainThreadReference<id<ContainerCallBack>> native_;
 };
 
 class WebViewWrapper : public vecamera::VelmoraWebView, public NativeReference {

@@ -222,8 +222,8 @@ class LocationManager final : public vecamera::CLLocationManager,
                FindDelegate findDelegate) {
     std::vector<vecamera::CLLocation> fixes;
     for (::CLLocation* location in locations) fixes.push_back(*fixOf(location));
-    // The manager itself may not have taken note of the update yet.
-    updates().post([self = shared_from_this(), fix = fixOf(native.location ?: locations.lastObject),
+    // The manager itself may still have an older fix, or none.
+    updates().post([self = shared_from_this(), fix = fixOf(locations.lastObject ?: native.location),
                     fixes = std::move(fixes), findDelegate = std::move(findDelegate)] {
       {
         const std::lock_guard lock(self->mutex_);

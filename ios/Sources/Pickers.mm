@@ -116,7 +116,7 @@ bool configure(UIImagePickerController* picker, const vecamera::UIImagePickerCon
   picker.allowsEditing = record.allowsEditing();
   picker.modalPresentationStyle =
       static_cast<UIModalPresentationStyle>(record.modalPresentationStyle());
-  // A sheet that is swiped away tells the delegate nothing, and its command would stay open.
+  // The delegate is not called for a sheet that is swiped away, and its command would stay open.
   picker.modalInPresentation = YES;
   return true;
 }

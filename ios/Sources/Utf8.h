@@ -17,7 +17,7 @@ inline std::size_t utf8CharacterLength(std::string_view text) {
   if (lead < 0xC2 || lead > 0xF4 || text.size() < length) return 0;
   for (std::size_t i = 1; i < length; ++i)
     if ((static_cast<std::uint8_t>(text[i]) & 0xC0) != 0x80) return 0;
-  // The second byte tells what is too long, a surrogate or above U+10FFFF.
+  // The second byte shows what is too long, a surrogate or above U+10FFFF.
   const auto second = static_cast<std::uint8_t>(text[1]);
   const bool isWrong = (lead == 0xE0 && second < 0xA0) || (lead == 0xED && second > 0x9F) ||
                        (lead == 0xF0 && second < 0x90) || (lead == 0xF4 && second > 0x8F);

@@ -31,22 +31,26 @@ bool isGoing(UIViewController* controller) {
   return controller.beingDismissed || objc_getAssociatedObject(controller, &dismissalKey);
 }
 
+void onNextPass(void (^step)(void)) {
+  dispatch_async(dispatch_get_main_queue(), ^{
+    @autoreleasepool {
+      step();
+    }
+  });
+}
+
 /// While a presentation animates, UIKit refuses a dismissal and does not run its completion. So the
 /// step comes when that has ended; at once where there is none.
 void afterPresentation(UIViewController* presented, void (^step)(void)) {
   const id<UIViewControllerTransitionCoordinator> transition =
       presented.beingPresented ? presented.transitionCoordinator : nil;
-  const BOOL isPutOff =
-      [transition animateAlongsideTransition:nil
-                                  completion:^(id<UIViewControllerTransitionCoordinatorContext>) {
-                                    // Behind what UIKit itself still does at the end of it.
-                                    dispatch_async(dispatch_get_main_queue(), ^{
-                                      @autoreleasepool {
-                                        step();
-                                      }
-                                    });
-                                  }];
-  if (!isPutOff) step();
+  if (!transition) return step();
+  // What the call returns is about animations, of which there are none.
+  [transition animateAlongsideTransition:nil
+                              completion:^(id<UIViewControllerTransitionCoordinatorContext>) {
+                                // Behind what UIKit itself still does at the end of it.
+                                onNextPass(step);
+                              }];
 }
 
 /// The completion of one call of UIKit, which may run it before the call returns where nothing is
@@ -112,11 +116,16 @@ class ViewController : public vecamera::UIViewController, public NativeReference
           dismissalEnded(presented);
           end->run();
         };
-        // Somebody else may have taken it off meanwhile.
-        if (presenter.presentedViewController == presented)
-          [presenter dismissViewControllerAnimated:animated completion:ended];
-        else
-          ended();
+        // Somebody else may have dismissed it meanwhile.
+        if (presenter.presentedViewController != presented || presented.beingDismissed)
+          return ended();
+        [presenter dismissViewControllerAnimated:animated completion:ended];
+        // UIKit refuses without a word where something above is still animated. Then another
+        // dismissal has to be possible.
+        onNextPass(^{
+          if (presenter.presentedViewController == presented && !presented.beingDismissed)
+            dismissalEnded(presented);
+        });
       });
       end->callReturned();
     }

@@ -1,21 +1,34 @@
-// What the plug-in uses of its container, `VelmoraMobile`: the container's own header where there
-// is one, else the declarations below. Nothing sees both. Where the container's selectors differ,
-// Container.mm is the one source to change.
+// What the plug-in uses of its container, `VelmoraMobile`: the container's own header where it is
+// found, else the declarations below, and the compiler says so. Nothing sees both. Where the
+// container's selectors differ, Container.mm is the one source to change.
 #pragma once
 
 // Before the container: a header that Swift generates imports nothing in C++.
 #import <UIKit/UIKit.h>
 
-// A container in Swift may have both, and the first one empty.
-#if __has_include(<VelmoraMobile/VelmoraMobile.h>) || \
-    __has_include(<VelmoraMobile/VelmoraMobile-Swift.h>)
+// A container in Swift may have both headers, and the first one empty. One that is no framework has
+// no folder of its name.
 #if __has_include(<VelmoraMobile/VelmoraMobile.h>)
 #import <VelmoraMobile/VelmoraMobile.h>
+#define VECAMERA_HAS_CONTAINER
+#elif __has_include(<VelmoraMobile.h>)
+#import <VelmoraMobile.h>
+#define VECAMERA_HAS_CONTAINER
 #endif
 #if __has_include(<VelmoraMobile/VelmoraMobile-Swift.h>)
 #import <VelmoraMobile/VelmoraMobile-Swift.h>
+#define VECAMERA_HAS_CONTAINER
+#elif __has_include(<VelmoraMobile-Swift.h>)
+#import <VelmoraMobile-Swift.h>
+#define VECAMERA_HAS_CONTAINER
 #endif
-#else
+
+#ifndef VECAMERA_HAS_CONTAINER
+// An app that has its container in its own sources defines this, with statuses of the same numbers.
+#ifndef VECAMERA_DECLARES_CONTAINER
+#pragma message( \
+    "No header of VelmoraMobile is found: VECameraContainer.h declares it, statuses too")
+#endif
 
 NS_ASSUME_NONNULL_BEGIN
 

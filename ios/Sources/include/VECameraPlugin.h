@@ -35,7 +35,8 @@ NS_EXTENSION_UNAVAILABLE_IOS("There is no shared application in an extension")
 /// memory, because the container and the web view copy the text on its way to the page. Any thread.
 @property(class, nonatomic) unsigned long long maxMovieDataURLBytes;
 
-// A container's protocol may say more of the view, or keep the controller weakly.
+// A container's protocol may say more of the view, or keep the controller weakly. The plug-in keeps
+// both strongly, until `dispose`.
 #pragma clang diagnostic push
 #pragma clang diagnostic ignored "-Wincompatible-property-type"
 #pragma clang diagnostic ignored "-Wproperty-attribute-mismatch"

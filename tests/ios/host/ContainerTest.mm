@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -286,8 +287,8 @@ TEST(ContainerTest, AWebViewGoesThereAndBackAndEndsOnTheMainThread) {
 }
 
 // The methods of its log that a test's container has.
-static bool hasDebug = true;
-static bool hasError = true;
+static std::atomic<bool> hasDebug = true;
+static std::atomic<bool> hasError = true;
 static BOOL (*respondsToSelector)(id, SEL, SEL);
 static BOOL respondsIfAllowed(id object, SEL name, SEL asked) {
   if (!hasDebug && sel_isEqual(asked, @selector(debugWithMsg:))) return NO;
@@ -303,8 +304,10 @@ class LogTest : public testing::Test {
     for (SEL selector :
          { @selector(debugWithMsg:), @selector(errorWithTag:msg:filename:line:funcName:) })
       replace(selector, method_getImplementation(class_getClassMethod([TestLog class], selector)));
-    respondsToSelector = reinterpret_cast<BOOL (*)(id, SEL, SEL)>(
-        replace(@selector(respondsToSelector:), reinterpret_cast<void*>(&respondsIfAllowed)));
+    // The method is that of every class, and other threads may be using it.
+    respondsToSelector = reinterpret_cast<BOOL (*)(id, SEL, SEL)>(method_getImplementation(
+        class_getClassMethod(NSClassFromString(@"VELog"), @selector(respondsToSelector:))));
+    replace(@selector(respondsToSelector:), reinterpret_cast<void*>(&respondsIfAllowed));
     logged = [[NSMutableArray alloc] init];
   }
   ~LogTest() override {

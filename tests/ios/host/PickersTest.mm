@@ -160,9 +160,12 @@ TEST_F(PickersTest, ARecordComesBackToItsDelegateAndEndsWithItsPicker) {
   EXPECT_EQ(livingObjects("CameraPicker"), 0u);
 }
 
-TEST_F(PickersTest, APickerWhoseDelegateIsGoneIsTakenOff) {
+TEST_F(PickersTest, APickerWhoseDelegateIsGoneIsDismissedOnce) {
   @autoreleasepool {
+    ::UIViewController* const root = [[::UIViewController alloc] init];
     ::UIViewController* const native = [[::UIViewController alloc] init];
+    [root presentViewController:native animated:YES completion:nil];
+    drainMainQueue();
     for (const bool isCancelled : {true, false}) {
       const auto record = makeRecord(Source::photoLibrary, {"public.image"});
       viewControllerOf(native)->presentViewController(record, true, nullptr);
@@ -173,9 +176,13 @@ TEST_F(PickersTest, APickerWhoseDelegateIsGoneIsTakenOff) {
       else
         [picker.delegate imagePickerController:picker didFinishPickingMediaWithInfo:@{}];
       EXPECT_TRUE(picker.beingDismissed);
+      [picker.delegate imagePickerControllerDidCancel:picker];
       drainMainQueue();
       EXPECT_FALSE(native.presentedViewController);
+      EXPECT_EQ(root.presentedViewController, native);
     }
+    [root dismissViewControllerAnimated:NO completion:nil];
+    drainMainQueue();
   }
   EXPECT_EQ(livingObjects("CameraPicker"), 0u);
 }

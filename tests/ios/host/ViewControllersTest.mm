@@ -165,7 +165,23 @@ TEST_F(ViewControllersTest, ADismissalWhileThePresentationAnimatesComesAtItsEnd)
   EXPECT_EQ(livingObjects("UIAlertController"), 0u);
 }
 
-TEST_F(ViewControllersTest, WhatPresentsNothingIsNotTakenOffItself) {
+TEST_F(ViewControllersTest, ADismissalThatIsRefusedCanBeRepeated) {
+  @autoreleasepool {
+    ::UIViewController* const root = [[::UIViewController alloc] init];
+    ::UIViewController* const page = [[::UIViewController alloc] init];
+    [root presentViewController:page animated:YES completion:nil];
+    drainMainQueue();
+    viewControllerOf(page)->presentViewController(makeRecord(), true, note("presented"));
+    viewControllerOf(root)->dismissViewControllerAnimated(true, note("refused"));
+    drainMainQueue();
+    viewControllerOf(root)->dismissViewControllerAnimated(true, note("dismissed"));
+    drainMainQueue();
+    EXPECT_THAT(events, ElementsAre("presented", "dismissed"));
+    EXPECT_FALSE(root.presentedViewController);
+  }
+}
+
+TEST_F(ViewControllersTest, WhatPresentsNothingIsNotDismissedItself) {
   @autoreleasepool {
     ::UIViewController* const root = [[::UIViewController alloc] init];
     ::UIViewController* const page = [[::UIViewController alloc] init];

@@ -229,7 +229,8 @@ using vecamera::ios::requireMainThread;
     return;
   }
   // UIKit only warns: nothing is taken off and the completion never runs.
-  if (self.shown.appearing) return;
+  for (UIViewController* above = self.shown; above; above = above.shown)
+    if (above.appearing) return;
   [self takeOffAnimated:animated
                    then:[completion] {
                      if (completion) completion();

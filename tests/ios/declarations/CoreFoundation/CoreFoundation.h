@@ -1,4 +1,5 @@
-// Core Foundation: the types that are bridged to objects, and what tells a boolean from a number.
+// Core Foundation: the types that are bridged to objects, and what sets a boolean apart from a
+// number.
 #pragma once
 
 #import "../TargetConditionals.h"
