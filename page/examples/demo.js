@@ -2,7 +2,7 @@
 
 const $ = (id) => document.getElementById(id);
 let stopWaiting = new AbortController();
-let blobUrl;
+let shown;
 
 const photo = {
   destination: "fileUrl",
@@ -19,15 +19,16 @@ $("movie").onclick = () =>
 $("cleanup").onclick = () =>
   wait("Cleaning up…", async (signal) => {
     await vecamera.cleanup({ signal });
-    show();
+    await show();
     return "The temporary files are gone.";
   });
 $("stop").onclick = () => stopWaiting.abort();
 
 function takeCard(options) {
   return async (signal) => {
-    const picture = await vecamera.takePicture({ ...options, signal });
-    show(picture, options.media === "video" ? "video" : "img");
+    const { canceled, picture } = await vecamera.tryTakePicture({ ...options, signal });
+    if (canceled) return "No picture was chosen.";
+    await show(picture);
     return picture.url ? `${picture.kind}: ${short(picture.url)}` : `Answer: ${picture.kind}`;
   };
 }
@@ -36,14 +37,15 @@ function takeCard(options) {
 async function wait(text, call) {
   const pressed = document.activeElement;
   stopWaiting = new AbortController();
+  const { signal } = stopWaiting;
   busy(true);
   $("stop").focus();
   $("status").textContent = text;
   try {
-    $("status").textContent = await call(stopWaiting.signal);
+    $("status").textContent = await call(signal);
   } catch (error) {
-    $("status").textContent = error.cancelled
-      ? "No picture was chosen."
+    $("status").textContent = signal.aborted
+      ? "The page waits no longer."
       : `${error.status ?? error.code}: ${error.message}`;
   }
   busy(false);
@@ -56,16 +58,16 @@ function busy(isBusy) {
   $("stop").hidden = !isBusy;
 }
 
-function show(picture = { kind: "nothing" }, element = "img") {
-  URL.revokeObjectURL(blobUrl);
-  if (picture.kind === "bytes")
-    blobUrl = URL.createObjectURL(new Blob([picture.bytes], { type: picture.mimeType }));
-  const source = picture.url ?? (picture.kind === "bytes" ? blobUrl : undefined);
+async function show(picture = { kind: "nothing" }) {
+  shown?.revoke();
+  shown = picture.kind === "bytes" ? await picture.objectUrl() : undefined;
+  const source = picture.url ?? shown?.url;
   $("stage").classList.toggle("empty", !source);
   if (!source) return $("stage").replaceChildren("No picture yet");
 
-  const view = document.createElement(element);
-  if (element === "video") Object.assign(view, { controls: true, playsInline: true });
+  const isMovie = picture.mediaType === "video";
+  const view = document.createElement(isMovie ? "video" : "img");
+  if (isMovie) Object.assign(view, { controls: true, playsInline: true });
   else view.alt = "The picture on the card";
   view.onerror = () => $("stage").replaceChildren("This address cannot be shown here");
   view.src = source;

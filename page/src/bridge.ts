@@ -66,4 +66,10 @@ export interface Bridge {
     list: readonly BridgeValue[],
     callbacks: BridgeCallbacks,
   ): (() => void) | void;
+
+  /**
+   * Reads the file at an address that the container answered, for `toBlob` and `objectUrl`. Left
+   * out: they fetch it. For a container whose addresses cannot be fetched, for example bare paths.
+   */
+  readFile?(url: string): Promise<Blob>;
 }

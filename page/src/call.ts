@@ -6,14 +6,14 @@ import type {
   BridgeValue,
 } from "./bridge.js";
 import { CameraError } from "./camera-error.js";
-import { type CallOptions, abortedBy } from "./options.js";
+import { type CallOptions, abortReason } from "./options.js";
 
 /** One command that was sent. It is answered once at most. */
 export interface Call {
   readonly answer: Promise<BridgeDictionary | undefined>;
   isOpen(): boolean;
   /** Fails the call with that error, if it is still open. */
-  giveUp(error: CameraError): void;
+  giveUp(error: unknown): void;
 }
 
 function failureOf({ status, message, data }: BridgeFailure): CameraError {
@@ -26,13 +26,13 @@ export function startCall(
   bridge: Bridge,
   command: BridgeCommand,
   list: readonly BridgeValue[],
-  { signal, timeLimit }: CallOptions,
+  { signal, timeout }: CallOptions,
 ): Call {
   let open = true;
   let forget: (() => void) | void;
   let timer: ReturnType<typeof setTimeout> | undefined;
   let resolve!: (data: BridgeDictionary | undefined) => void;
-  let reject!: (error: CameraError) => void;
+  let reject!: (error: unknown) => void;
   const answer = new Promise<BridgeDictionary | undefined>((whenAnswered, whenFailed) => {
     resolve = whenAnswered;
     reject = whenFailed;
@@ -47,14 +47,14 @@ export function startCall(
     forget?.();
     settle();
   };
-  const giveUp = (error: CameraError) => end(() => reject(error));
-  const abort = () => giveUp(abortedBy(signal as AbortSignal));
+  const giveUp = (error: unknown) => end(() => reject(error));
+  const abort = () => giveUp(abortReason(signal as AbortSignal));
 
   signal?.addEventListener("abort", abort);
-  if (timeLimit != null)
+  if (timeout != null)
     timer = setTimeout(
-      () => giveUp(new CameraError("timedOut", `no answer within ${timeLimit} ms`)),
-      timeLimit,
+      () => giveUp(new CameraError("timedOut", `no answer within ${timeout} ms`)),
+      timeout,
     );
   try {
     forget = bridge.call(command, list, {

@@ -5,7 +5,7 @@ import {
   type CallOptions,
   type PictureOptions,
   argumentsOf,
-  checkCallOptions,
+  checkOptions,
   warningsAbout,
 } from "./options.js";
 import { type Picture, lengthOf, pictureOf } from "./picture.js";
@@ -13,13 +13,21 @@ import { type Picture, lengthOf, pictureOf } from "./picture.js";
 /** From this length on, an answer that holds the whole picture is worth a warning. */
 const hugeLength = 4e6;
 
+/** The picture, or that the user backed out. */
+export type PictureResult =
+  | { readonly canceled: false; readonly picture: Picture }
+  | { readonly canceled: true; readonly picture?: undefined };
+
 /** The plug-in, as a page sees it. The operations need no `this`. */
 export interface Camera {
   /**
    * Takes a photo or a movie, or lets the user pick one from the photo library. Fails with a
-   * `CameraError`. One call at a time, see `PictureOptions.replacePending`.
+   * `CameraError`, also where the user backs out: then its `canceled` is true. One call at a time,
+   * see `PictureOptions.replacePending`.
    */
   takePicture(options?: PictureOptions): Promise<Picture>;
+  /** As `takePicture`, but a user who backs out is a result; every other failure is an error. */
+  tryTakePicture(options?: PictureOptions): Promise<PictureResult>;
   /**
    * Empties the application's temporary directory, of everything and not only of pictures. It stops
    * at the first item that cannot be removed and fails with `UNABLE_FILE_REMOVE`.
@@ -54,14 +62,23 @@ export function createCamera(bridge: Bridge): Camera {
       warningsAbout(options).forEach(warnOnce);
       current = startCall(bridge, "takePicture", list, options);
 
-      const picture = pictureOf(await current.answer, options.destination);
+      const picture = pictureOf(await current.answer, options.destination, bridge);
       if (lengthOf(picture) >= hugeLength)
-        warnOnce('an answer came with more than 4 MB inside: give a targetSize, or take "fileUrl"');
+        warnOnce('an answer holds more than 4 MB: give a targetSize, or take "fileUrl"');
       return picture;
     },
 
+    async tryTakePicture(options) {
+      try {
+        return { canceled: false, picture: await camera.takePicture(options) };
+      } catch (error) {
+        if (error instanceof CameraError && error.canceled) return { canceled: true };
+        throw error;
+      }
+    },
+
     async cleanup(options = {}) {
-      checkCallOptions(options);
+      checkOptions(options);
       await startCall(bridge, "cleanup", [], options).answer;
     },
 

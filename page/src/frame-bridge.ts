@@ -50,16 +50,16 @@ function fromWire(value: unknown): BridgeValue {
 }
 
 function deliver(message: Exclude<FrameMessage, { lost: string }>, callbacks: BridgeCallbacks) {
-  const { result, status, message: text, keepCallback } = message;
+  const { result, status, message: text } = message;
   let data: BridgeDictionary | undefined;
   try {
-    data = message.data == null ? undefined : (fromWire(message.data) as BridgeDictionary);
+    data = fromWire(message.data ?? undefined) as BridgeDictionary | undefined;
   } catch {
     return callbacks.lost("the answer holds no Base64");
   }
-  if (result === "success") callbacks.success({ data, keepCallback });
+  if (result === "success") callbacks.success({ ...message, data });
   else if (status == null) callbacks.lost(text ?? "refused");
-  else callbacks.error({ status, message: text, data, keepCallback });
+  else callbacks.error({ ...message, status, data });
 }
 
 /**

@@ -8,7 +8,7 @@ export type {
   BridgeUrl,
   BridgeValue,
 } from "./bridge.js";
-export { type Camera, createCamera } from "./camera.js";
+export { type Camera, type PictureResult, createCamera } from "./camera.js";
 export { CameraError, type CameraErrorCode, type CameraErrorDetails } from "./camera-error.js";
 export type { CallOptions, PictureOptions } from "./options.js";
-export type { Picture } from "./picture.js";
+export type { ObjectUrl, Picture, PictureContent } from "./picture.js";

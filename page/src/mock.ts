@@ -5,16 +5,20 @@ import type {
   BridgeDictionary,
   BridgeFailure,
   BridgeSuccess,
+  BridgeUrl,
   BridgeValue,
 } from "./bridge.js";
 
-/** What the mock does with a call. `after` delays it until that promise is settled. */
+/**
+ * What the mock does with a call. `after` delays it until that promise is settled. `file` is what
+ * the page reads at the answered address.
+ */
 export type MockAnswer = (
   | ({ readonly result: "success" } & BridgeSuccess)
   | ({ readonly result: "error" } & BridgeFailure)
   | { readonly result: "lost"; readonly why: string }
   | { readonly result: "open" }
-) & { readonly after?: Promise<unknown> };
+) & { readonly after?: Promise<unknown>; readonly file?: Blob | undefined };
 
 /** A call that reached the mock. */
 export interface MockCall {
@@ -42,9 +46,12 @@ export function succeed(data?: BridgeDictionary): MockAnswer {
   return { result: "success", data };
 }
 
-/** Success with that picture: an address as text or URL, or bytes. */
-export function deliver(callbackURI: BridgeValue): MockAnswer {
-  return succeed({ callbackURI });
+/**
+ * Success with that picture: an address as text or URL, or bytes. `file` is the content of the file
+ * at that address, for `toBlob` and `objectUrl`; without it they fail.
+ */
+export function deliver(callbackURI: BridgeValue, file?: Blob): MockAnswer {
+  return { ...succeed({ callbackURI }), file };
 }
 
 /** A failure with a plain text, or with a dictionary. */
@@ -64,6 +71,13 @@ export function stayOpen(): MockAnswer {
   return { result: "open" };
 }
 
+/** The address that an answer delivers, if any. */
+function addressIn(answer: MockAnswer): string | undefined {
+  const value = answer.result === "success" ? answer.data?.callbackURI : undefined;
+  if (typeof value === "string") return value;
+  return (value as BridgeUrl | null | undefined)?.href;
+}
+
 function give(answer: MockAnswer, callbacks: BridgeCallbacks): void {
   if (answer.result === "success") callbacks.success(answer);
   else if (answer.result === "error") callbacks.error(answer);
@@ -73,6 +87,7 @@ function give(answer: MockAnswer, callbacks: BridgeCallbacks): void {
 export function mockBridge(): MockBridge {
   const calls: MockCall[] = [];
   const scripted = new Map<BridgeCommand, MockAnswer[]>();
+  const files = new Map<string, Blob>();
   return {
     calls,
     script(command, ...answers) {
@@ -87,6 +102,8 @@ export function mockBridge(): MockBridge {
           return forgotten;
         },
         answer(answer) {
+          const address = addressIn(answer);
+          if (address != null && answer.file) files.set(address, answer.file);
           const now = () => give(answer, callbacks);
           if (answer.after) answer.after.then(now, now);
           else now();
@@ -102,6 +119,11 @@ export function mockBridge(): MockBridge {
       return () => {
         forgotten = true;
       };
+    },
+    readFile(url) {
+      const file = files.get(url);
+      if (file) return Promise.resolve(file);
+      return Promise.reject(new Error(`the mock has no file at ${url}: give it to deliver()`));
     },
   };
 }

@@ -4,12 +4,15 @@ import { CameraError } from "./camera-error.js";
 /** How long a call waits for its answer. The plug-in leaves some calls open for ever. */
 export interface CallOptions {
   /**
-   * Gives up when aborted. The plug-in is not notified: its picker stays on the screen, and a late
-   * answer is ignored.
+   * Gives up when aborted, and fails with the signal's `reason`, as `fetch` does. The plug-in is
+   * not notified: its picker stays on the screen, and a late answer is dropped.
    */
   signal?: AbortSignal | undefined;
-  /** Gives up after so many milliseconds. Left out: waits for ever. */
-  timeLimit?: number | undefined;
+  /**
+   * Gives up after so many milliseconds, and fails as `timedOut`. A late answer is dropped. Left
+   * out: waits for ever.
+   */
+  timeout?: number | undefined;
 }
 
 /** What `takePicture` asks for. What is left out is left to the plug-in's own default. */
@@ -74,115 +77,98 @@ export interface PictureOptions extends CallOptions {
   replacePending?: boolean | undefined;
 }
 
-/** Options that are one of some names, with what the plug-in takes for each. */
-const cases = {
-  source: { photoLibrary: 0, camera: 1, savedPhotosAlbum: 2 },
-  destination: { dataUrl: 0, fileUrl: 1, nativeUrl: 2 },
-  encoding: { jpeg: 0, png: 1 },
-  media: { picture: 0, video: 1, all: 2 },
-  /** The plug-in reads "the front camera" as a boolean. */
-  cameraDirection: { rear: false, front: true },
-};
-
-const flags = [
-  "allowsEditing",
-  "correctOrientation",
-  "saveToPhotoAlbum",
-  "usesGeolocation",
-  "replacePending",
-] as const;
-
 const maxTimerMs = 2 ** 31 - 1;
-
-const callNames = ["signal", "timeLimit"];
-const pictureNames = [...callNames, ...Object.keys(cases), ...flags, "quality", "targetSize"];
 
 function refuse(name: string, wanted: string, value: unknown): never {
   const found = typeof value === "string" ? `"${value}"` : String(value);
   throw new CameraError("badOption", `${name}: give ${wanted}, not ${found}`);
 }
 
-function checkNames(options: unknown, names: readonly string[]): void {
-  if (typeof options !== "object" || options === null)
-    refuse("options", "an object, or nothing", options);
-  for (const name of Object.keys(options))
-    if (!names.includes(name)) refuse("options", `only ${names.join(", ")}`, name);
+/** Checks an option's value, and makes the slots of it that the plug-in reads: one, or a list. */
+type Reader<Value> = (value: Value, name: string) => BridgeValue;
+
+/** The plug-in takes the number of the name. */
+function oneOf<Name extends string>(...names: Name[]) {
+  return (value: Name | undefined, name: string): number | null => {
+    if (value == null) return null;
+    const number = names.indexOf(value);
+    if (number < 0) refuse(name, `"${names.join('" or "')}"`, value);
+    return number;
+  };
 }
 
-function caseOf(options: PictureOptions, name: keyof typeof cases): number | boolean | null {
-  const value = options[name];
-  if (value == null) return null;
-  const known: Record<string, number | boolean> = cases[name];
-  const names = Object.keys(known);
-  if (!names.includes(value)) refuse(name, names.map((each) => `"${each}"`).join(" or "), value);
-  return known[value] as number | boolean;
-}
+const direction = oneOf("rear", "front");
 
-function flagOf(options: PictureOptions, name: (typeof flags)[number]): boolean | null {
-  const value = options[name];
+const flag: Reader<boolean | undefined> = (value, name) => {
   if (value != null && typeof value !== "boolean") refuse(name, "true or false", value);
   return value ?? null;
-}
-
-function qualityOf(value: number | undefined): number | null {
-  if (value == null) return null;
-  if (!Number.isInteger(value) || value < 0 || value > 100)
-    refuse("quality", "a whole number from 0 to 100", value);
-  return value;
-}
+};
 
 /** The plug-in ignores a size with only one side, and one that is not positive. */
-function sideOf(name: string, value: number): number {
+function side(name: string, value: number): number {
   if (!Number.isFinite(value) || value <= 0)
     refuse(`targetSize.${name}`, "a number above 0, or leave targetSize out", value);
   return value;
 }
 
-function sizeOf(size: PictureOptions["targetSize"]): [number | null, number | null] {
-  if (size == null) return [null, null];
-  return [sideOf("width", size.width), sideOf("height", size.height)];
+type SentOptions = Omit<PictureOptions, keyof CallOptions | "replacePending">;
+
+/** In the order of the plug-in's positional list. */
+const readers: { [Name in keyof SentOptions]-?: Reader<SentOptions[Name]> } = {
+  quality(value, name) {
+    if (value != null && (!Number.isInteger(value) || value < 0 || value > 100))
+      refuse(name, "a whole number from 0 to 100", value);
+    return value ?? null;
+  },
+  destination: oneOf("dataUrl", "fileUrl", "nativeUrl"),
+  source: oneOf("photoLibrary", "camera", "savedPhotosAlbum"),
+  targetSize: (size) =>
+    size == null ? [null, null] : [side("width", size.width), side("height", size.height)],
+  encoding: oneOf("jpeg", "png"),
+  media: oneOf("picture", "video", "all"),
+  allowsEditing: flag,
+  correctOrientation: flag,
+  saveToPhotoAlbum: flag,
+  cameraDirection(value, name) {
+    const number = direction(value, name);
+    // The slot before it is never read. Its own is a boolean: whether it is the front camera.
+    return [null, number === null ? null : number > 0];
+  },
+  usesGeolocation: flag,
+};
+
+const callNames = ["signal", "timeout"];
+const pictureNames = [...callNames, ...Object.keys(readers), "replacePending"];
+
+/** What a call fails with whose signal was aborted. Older web views know no reason. */
+export function abortReason({ reason }: AbortSignal): unknown {
+  return reason ?? new DOMException("aborted", "AbortError");
 }
 
-export function abortedBy({ reason }: AbortSignal): CameraError {
-  return new CameraError("aborted", "the page waits no longer", { cause: reason });
-}
-
-function checkWaiting({ signal, timeLimit }: CallOptions): void {
+/** Throws a `CameraError` that names the option and the cure, or an aborted signal's reason. */
+export function checkOptions(options: CallOptions, names: readonly string[] = callNames): void {
+  if (typeof options !== "object" || options === null)
+    refuse("options", "an object, or nothing", options);
+  for (const name of Object.keys(options))
+    if (!names.includes(name)) refuse("options", `only ${names.join(", ")}`, name);
+  const { signal, timeout } = options;
   if (signal != null && typeof signal.addEventListener !== "function")
-    refuse("signal", "the signal of an AbortController", signal);
-  if (timeLimit != null && !(timeLimit > 0 && timeLimit <= maxTimerMs))
-    refuse("timeLimit", `milliseconds above 0, at most ${maxTimerMs}`, timeLimit);
-  if (signal?.aborted) throw abortedBy(signal);
-}
-
-/** Throws a `CameraError` that names the option and the cure, or that of a signal's abort. */
-export function checkCallOptions(options: CallOptions): void {
-  checkNames(options, callNames);
-  checkWaiting(options);
+    refuse("signal", "an AbortSignal", signal);
+  if (timeout != null && !(timeout > 0 && timeout <= maxTimerMs))
+    refuse("timeout", `milliseconds above 0, at most ${maxTimerMs}`, timeout);
+  if (signal?.aborted) throw abortReason(signal);
 }
 
 /**
  * The positional list of `takePicture`. What is not asked for is an empty slot, or missing at the
- * end, so that the plug-in takes its default. Throws as `checkCallOptions` does.
+ * end, so that the plug-in takes its default. Throws as `checkOptions` does.
  */
 export function argumentsOf(options: PictureOptions): BridgeValue[] {
-  checkNames(options, pictureNames);
-  checkWaiting(options);
-  flagOf(options, "replacePending");
-  const list = [
-    qualityOf(options.quality),
-    caseOf(options, "destination"),
-    caseOf(options, "source"),
-    ...sizeOf(options.targetSize),
-    caseOf(options, "encoding"),
-    caseOf(options, "media"),
-    flagOf(options, "allowsEditing"),
-    flagOf(options, "correctOrientation"),
-    flagOf(options, "saveToPhotoAlbum"),
-    null, // Position 10 is never read.
-    caseOf(options, "cameraDirection"),
-    flagOf(options, "usesGeolocation"),
-  ];
+  checkOptions(options, pictureNames);
+  flag(options.replacePending, "replacePending");
+  const list = Object.entries(readers).flatMap(([name, read]) =>
+    (read as Reader<unknown>)(options[name as keyof SentOptions], name),
+  );
   while (list[list.length - 1] === null) list.pop();
   return list;
 }

@@ -28,7 +28,10 @@ function cameraOf(reply: (message: unknown) => unknown): Camera {
 
 it.each([
   [{ callbackURI: "data:image/jpeg;base64,AA" }, { url: "data:image/jpeg;base64,AA" }],
-  [{ callbackURI: { url: "velmora-app://app/tmp/a.jpg" } }, { url: "velmora-app://app/tmp/a.jpg" }],
+  [
+    { callbackURI: { url: "velmora-app://app/tmp/a.jpg" } },
+    { url: "velmora-app://app/tmp/a.jpg", fileName: "a.jpg", mediaType: "photo" },
+  ],
   [{ callbackURI: { bytes: btoa("/9j/") } }, { bytes: [0xff, 0xd8, 0xff], mimeType: "image/jpeg" }],
 ])("The example app's success with %j reaches the page", async (data, expected) => {
   const reply = vi.fn(() => ({ result: "success", data }));
@@ -40,7 +43,7 @@ it.each([
 
 it("The example app's failures reach the page", async () => {
   const answer = { result: "error", status: "NO_PERMISSION", message: "no image selected" };
-  await expect(cameraOf(() => answer).takePicture()).rejects.toMatchObject({ cancelled: true });
+  await expect(cameraOf(() => answer).takePicture()).rejects.toMatchObject({ canceled: true });
   await expect(cameraOf(() => ({ result: "success" })).cleanup()).resolves.toBeUndefined();
   const refuse = () => {
     throw new Error("this page may not use the camera");

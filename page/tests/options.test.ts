@@ -30,7 +30,7 @@ describe("options become the positional list", () => {
     ],
     [
       "what concerns the page alone is not sent",
-      { signal: new AbortController().signal, timeLimit: 1000, replacePending: true },
+      { signal: new AbortController().signal, timeout: 1000, replacePending: true },
       [],
     ],
   ])("%s", async (_, options, list) => {
@@ -63,10 +63,10 @@ describe("an option out of range is refused before the call, with its name and t
     [{ targetSize: { width: 0, height: 1 } }, "targetSize.width: give a number above 0"],
     [{ targetSize: { width: 1, height: NaN } }, "or leave targetSize out, not NaN"],
     [{ correctOrientation: 1 }, "correctOrientation: give true or false, not 1"],
-    [{ timeLimit: 0 }, "timeLimit: give milliseconds above 0"],
-    [{ timeLimit: 2 ** 31 }, "at most 2147483647, not 2147483648"],
-    [{ signal: true }, "signal: give the signal of an AbortController, not true"],
-    [{ targetWidth: 640 }, "options: give only signal, timeLimit, source, destination"],
+    [{ timeout: 0 }, "timeout: give milliseconds above 0"],
+    [{ timeout: 2 ** 31 }, "at most 2147483647, not 2147483648"],
+    [{ signal: true }, "signal: give an AbortSignal, not true"],
+    [{ targetWidth: 640 }, "options: give only signal, timeout, quality, destination, source"],
     ["camera", 'options: give an object, or nothing, not "camera"'],
   ])("%j", async (options, message) => {
     const { bridge, camera } = cameraWithAnswers();
@@ -82,7 +82,7 @@ describe("an option out of range is refused before the call, with its name and t
     const { camera } = cameraWithAnswers();
     await expect(camera.cleanup({ quality: 1 } as never)).rejects.toMatchObject({
       code: "badOption",
-      message: 'options: give only signal, timeLimit, not "quality"',
+      message: 'options: give only signal, timeout, not "quality"',
     });
   });
 });

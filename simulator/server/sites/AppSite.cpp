@@ -91,7 +91,7 @@ class AppSite : public Site {
 
   Response ownFile(const RequestTarget& target) const {
     const std::span path(target.segments);
-    if (path.size() == 2 && path[1] == "vecamera.js") {
+    if (path.size() == 2 && (path[1] == "vecamera.js" || path[1] == "vecamera.js.map")) {
       if (const auto* file = findEmbedded("page", path.subspan(1)))
         return embeddedResponse(*file, "no-cache");
       return errorResponse(404, "the page bridge is not part of this build; run ./run to build it");

@@ -3,6 +3,7 @@
 const picture = document.getElementById("picture");
 const outcome = document.getElementById("outcome");
 const form = document.getElementById("options");
+let shown;
 
 function options() {
   const side = Number(form.elements.side.value);
@@ -34,7 +35,11 @@ const actions = {
 
 async function takePicture(more) {
   report("Waiting for the picture…", "busy");
-  const got = await vecamera.takePicture({ ...options(), ...more });
+  const { canceled, picture: got } = await vecamera.tryTakePicture({ ...options(), ...more });
+  if (canceled) {
+    report("You took no picture.");
+    return;
+  }
   if (got.kind === "nothing") {
     report("The plug-in says success, and gives nothing.", "bad");
     return;
@@ -44,23 +49,21 @@ async function takePicture(more) {
     report(`Library address: ${got.url}`);
     return;
   }
-  const address =
-    got.kind === "bytes"
-      ? URL.createObjectURL(new Blob([got.bytes], { type: got.mimeType }))
-      : got.url;
-  const isMovie = more.media === "video" || /^data:video|\.mp4$/.test(address);
+  shown?.revoke();
+  shown = got.kind === "bytes" ? await got.objectUrl() : undefined;
+  const isMovie = got.mediaType === "video";
   const view = document.createElement(isMovie ? "video" : "img");
   if (isMovie) view.controls = true;
   else view.alt = "The picture you took";
   view.onerror = () => report("The picture cannot be shown.", "bad");
-  view.src = address;
+  view.src = shown?.url ?? got.url;
   picture.replaceChildren(view);
   report(
     got.kind === "dataUrl"
       ? `Data URL of ${Math.round(got.url.length / 1024)} KiB`
       : got.kind === "bytes"
-        ? `${Math.round(got.bytes.length / 1024)} KiB, with the place looked up`
-        : `File ${got.url.split("/").pop()}`,
+        ? `${Math.round(got.size / 1024)} KiB, with the place looked up`
+        : `File ${got.fileName}`,
   );
 }
 
@@ -82,12 +85,7 @@ for (const button of document.querySelectorAll("[data-action]")) {
       await actions[button.dataset.action]();
     } catch (error) {
       if (error.code === "replaced") return;
-      report(
-        error.cancelled
-          ? "You took no picture."
-          : `${error.status ?? error.code}: ${error.message}`,
-        "bad",
-      );
+      report(`${error.status ?? error.code}: ${error.message}`, "bad");
     }
   });
   // Nobody's press is lost while this script loads.
