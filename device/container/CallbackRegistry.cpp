@@ -1,5 +1,7 @@
 #include "device/container/CallbackRegistry.h"
 
+#include <utility>
+
 namespace vecamera::device::container {
 
 std::optional<Value> Command::argument(std::size_t position) const {
@@ -8,7 +10,8 @@ std::optional<Value> Command::argument(std::size_t position) const {
 }
 
 Callback::Callback(std::string name, std::string selector, Array arguments, int pluginNumber,
-                   DelegateSource delegates, const NSClock& clock, DeviceObserver& observer)
+                   DelegateSource delegates, const NSClock& clock, DeviceObserver& observer,
+                   AnswerGate gate)
     : name_(std::move(name)),
       selector_(std::move(selector)),
       command_(std::move(arguments)),
@@ -16,6 +19,7 @@ Callback::Callback(std::string name, std::string selector, Array arguments, int 
       delegates_(std::move(delegates)),
       clock_(clock),
       observer_(observer),
+      gate_(std::move(gate)),
       givenAt_(clock.now()) {}
 
 std::optional<Answer> Callback::answer() const {
@@ -27,11 +31,36 @@ void Callback::take(Answer answer) {
   bool isFirst = false;
   {
     const std::lock_guard lock(mutex_);
-    isFirst = !answer_;
-    if (isFirst) answer_ = std::move(answer);
+    if (isKilled_) return;
+    isFirst = !std::exchange(isTaken_, true);
     refusedAnswers_ += isFirst ? 0 : 1;
   }
-  isFirst ? observer_.onAnswered(*this) : observer_.onAnswerRefused(*this);
+  if (!isFirst) return observer_.onAnswerRefused(*this);
+  if (!gate_) return deliver(std::move(answer));
+  // Shared, because it may be long.
+  const auto kept = std::make_shared<Answer>(std::move(answer));
+  const auto deliverKept = [self = shared_from_this(), kept] { self->deliver(std::move(*kept)); };
+  if (!gate_(shared_from_this(), deliverKept)) deliverKept();
+}
+
+void Callback::deliver(Answer answer) {
+  {
+    const std::lock_guard lock(mutex_);
+    if (isKilled_) return;
+    answer.at = clock_.now();
+    answer_ = std::move(answer);
+  }
+  observer_.onAnswered(*this);
+}
+
+void Callback::kill() {
+  const std::lock_guard lock(mutex_);
+  isKilled_ = true;
+}
+
+bool Callback::isKilled() const {
+  const std::lock_guard lock(mutex_);
+  return isKilled_;
 }
 
 int Callback::refusedAnswers() const {

@@ -30,17 +30,27 @@ struct Answer {
   /// Nothing (a success without payload), a message or a dictionary.
   std::variant<std::monostate, std::string, Dictionary> payload;
   bool keepCallback = false;
-  Date at;
+  /// When the container took it.
+  Date at{};
 };
+
+class Callback;
+
+/// Asked for the first answer to a callback, on the thread that gave it: true keeps the answer back
+/// until `deliver` is called, once and on any thread. Dropped, `deliver` drops the answer.
+using AnswerGate =
+    std::function<bool(const std::shared_ptr<Callback>& callback, std::function<void()> deliver)>;
 
 /// One page command in flight, and its record afterwards. Takes its answer on any thread, once. A
 /// further one is refused and counted, and the observer is notified.
-class Callback : public CallBackManager {
+class Callback : public CallBackManager, public std::enable_shared_from_this<Callback> {
  public:
   using DelegateSource = std::function<std::shared_ptr<CommandDelegate>()>;
 
+  /// An empty gate lets every answer through.
   Callback(std::string name, std::string selector, Array arguments, int pluginNumber,
-           DelegateSource delegates, const NSClock& clock, DeviceObserver& observer);
+           DelegateSource delegates, const NSClock& clock, DeviceObserver& observer,
+           AnswerGate gate = {});
 
   /// The name that the page's side gave it.
   const std::string& name() const { return name_; }
@@ -52,22 +62,24 @@ class Callback : public CallBackManager {
   std::optional<Answer> answer() const;
   /// How many answers came after the first.
   int refusedAnswers() const;
+  /// The app has ended before the answer: none comes any more, and nobody is notified of one.
+  void kill();
+  bool isKilled() const;
 
   const VelmoraCommand& command() const override { return command_; }
-  void success(bool keep) override { take({std::nullopt, {}, keep, clock_.now()}); }
-  void success(Dictionary data, bool keep) override {
-    take({std::nullopt, std::move(data), keep, clock_.now()});
-  }
+  void success(bool keep) override { take({std::nullopt, {}, keep}); }
+  void success(Dictionary data, bool keep) override { take({std::nullopt, std::move(data), keep}); }
   void error(CommandStatus status, std::string message, bool keep) override {
-    take({status, std::move(message), keep, clock_.now()});
+    take({status, std::move(message), keep});
   }
   void error(CommandStatus status, Dictionary data, bool keep) override {
-    take({status, std::move(data), keep, clock_.now()});
+    take({status, std::move(data), keep});
   }
   std::shared_ptr<CommandDelegate> commandDelegate() const override { return delegates_(); }
 
  private:
   void take(Answer answer);
+  void deliver(Answer answer);
 
   const std::string name_;
   const std::string selector_;
@@ -76,8 +88,13 @@ class Callback : public CallBackManager {
   const DelegateSource delegates_;
   const NSClock& clock_;
   DeviceObserver& observer_;
+  const AnswerGate gate_;
   const Date givenAt_;
   mutable std::mutex mutex_;
+  // Guarded by the mutex.
+  /// The first answer has come, delivered or not.
+  bool isTaken_ = false;
+  bool isKilled_ = false;
   std::optional<Answer> answer_;
   int refusedAnswers_ = 0;
 };

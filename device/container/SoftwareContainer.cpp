@@ -22,11 +22,12 @@ PluginObject makePlugin(const Platform& platform) {
 }
 
 SoftwareContainer::SoftwareContainer(const NSClock& clock, DeviceObserver& observer,
-                                     PluginFactory makePlugin)
+                                     PluginFactory makePlugin, AnswerGate gate)
     : clock_(clock),
       observer_(observer),
       delegates_(std::make_shared<Delegates>()),
-      makePlugin_(std::move(makePlugin)) {
+      makePlugin_(std::move(makePlugin)),
+      gate_(std::move(gate)) {
   setUrlTransformer({});
 }
 
@@ -36,6 +37,10 @@ void SoftwareContainer::create(const Platform& platform,
   ++pluginNumber_;
   plugin_.protocol->setVWebView(std::make_shared<VelmoraWebView>());
   plugin_.protocol->setViewController(std::move(viewController));
+}
+
+void SoftwareContainer::killCallbacks() {
+  for (const auto& callback : callbacks_.open()) callback->kill();
 }
 
 Result<Value, ContainerError> SoftwareContainer::perform(std::string_view selector,
@@ -64,7 +69,7 @@ std::shared_ptr<Callback> SoftwareContainer::makeCallback(std::string name, std:
         const std::lock_guard lock(delegates->mutex);
         return delegates->current;
       },
-      clock_, observer_);
+      clock_, observer_, gate_);
   callbacks_.add(callback);
   return callback;
 }

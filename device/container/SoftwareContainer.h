@@ -30,13 +30,17 @@ struct ContainerError {
 /// any thread may ask for.
 class SoftwareContainer {
  public:
+  /// Every answer to a callback goes through the gate.
   SoftwareContainer(const NSClock& clock, DeviceObserver& observer,
-                    PluginFactory makePlugin = container::makePlugin);
+                    PluginFactory makePlugin = container::makePlugin, AnswerGate gate = {});
 
   /// Makes a plug-in object and wires it with a web view and, if given, the view controller.
   void create(const Platform& platform, std::shared_ptr<UIViewController> viewController);
   /// Gives up the plug-in object.
   void release() { plugin_ = {}; }
+  /// The app ends: no open callback is answered any more. The plug-in object stays until it is
+  /// released.
+  void killCallbacks();
   /// The plug-in object; an empty one where there is none.
   const PluginObject& plugin() const { return plugin_; }
 
@@ -66,6 +70,7 @@ class SoftwareContainer {
   DeviceObserver& observer_;
   const std::shared_ptr<Delegates> delegates_;
   const PluginFactory makePlugin_;
+  const AnswerGate gate_;
   PluginObject plugin_;
   int pluginNumber_ = 0;
   CallbackRegistry callbacks_;

@@ -180,6 +180,7 @@ class InterceptingImages : public Interceptor<UIImages> {
   }
   std::optional<Data> UIImageJPEGRepresentation(const std::shared_ptr<UIImage>& image,
                                                 double compressionQuality) override {
+    by_.holds.holdLane(HoldPoint::encoding);
     TraceScope use(by_, "encodeJPEG");
     return finish(use, image,
                   strikes(FaultPoint::jpegEncoder)
@@ -187,6 +188,7 @@ class InterceptingImages : public Interceptor<UIImages> {
                       : real_.UIImageJPEGRepresentation(image, compressionQuality));
   }
   std::optional<Data> UIImagePNGRepresentation(const std::shared_ptr<UIImage>& image) override {
+    by_.holds.holdLane(HoldPoint::encoding);
     TraceScope use(by_, "encodePNG");
     return finish(
         use, image,
@@ -367,16 +369,19 @@ class InterceptingExportSession : public AVAssetExportSession {
     real_->setOutputURL(url);
   }
   void exportAsynchronouslyWithCompletionHandler(std::function<void()> handler) override {
-    TraceScope use(by_, "export");
-    use.span.path = path_;
-    // The session may be gone before its end, so the handler keeps what it reads.
-    real_->exportAsynchronouslyWithCompletionHandler(
-        [use, handler = std::move(handler),
-         weak = std::weak_ptr<AVAssetExportSession>(real_)]() mutable {
-          if (const auto session = weak.lock()) use.setError(session->error());
-          use.finish();
-          handler();
-        });
+    const std::function<void()> start = [real = real_, &by = by_, path = path_,
+                                         handler = std::move(handler)] {
+      TraceScope use(by, "export");
+      use.span.path = path;
+      // The session may be gone before its end, so the handler keeps what it reads.
+      real->exportAsynchronouslyWithCompletionHandler(
+          [use, handler, weak = std::weak_ptr<AVAssetExportSession>(real)]() mutable {
+            if (const auto session = weak.lock()) use.setError(session->error());
+            use.finish();
+            handler();
+          });
+    };
+    if (!by_.holds.keep(HoldPoint::encoding, start)) start();
   }
   void cancelExport() override { real_->cancelExport(); }
   AVAssetExportSessionStatus status() const override { return real_->status(); }

@@ -6,6 +6,7 @@
 
 #include "VECamera/platform/Platform.h"
 #include "device/script/assembly/FaultPlan.h"
+#include "device/script/assembly/Holds.h"
 #include "device/script/assembly/TraceSpan.h"
 
 namespace vecamera::device::script {
@@ -13,6 +14,7 @@ namespace vecamera::device::script {
 /// What the interceptors of a scripted device use.
 struct Interception {
   FaultPlan& faults;
+  Holds& holds;
   /// Notified of each use. May be empty.
   TraceSink trace;
   /// Where the handlers of failed operations run.
@@ -21,7 +23,8 @@ struct Interception {
   std::function<void(std::string_view path)> waitForChange;
 };
 
-/// Interceptors, one in front of each service. They pass on every call that no fault strikes.
+/// Interceptors, one in front of each service. They pass on every call that no fault strikes, and
+/// one that is held later.
 struct InterceptedServices {
   std::unique_ptr<NSFileManager> fileManager;
   std::unique_ptr<NSDataBase64> base64;

@@ -4,11 +4,8 @@
 #include <utility>
 
 namespace vecamera::device::script {
-namespace {
 
-thread_local Lanes::Lane* currentLane = nullptr;
-
-}  // namespace
+thread_local Lanes::Worker* Lanes::current_ = nullptr;
 
 void Lanes::Lane::post(Job job) {
   const std::lock_guard lock(lanes_.mutex_);
@@ -17,15 +14,30 @@ void Lanes::Lane::post(Job job) {
 
 Lanes::Lanes() {
   for (auto& lane : lanes_) lane.reset(new Lane(*this));
-  for (auto& lane : lanes_) lane->thread_ = std::thread([this, raw = lane.get()] { work(*raw); });
+  start();
+}
+
+void Lanes::start() {
+  {
+    const std::lock_guard lock(mutex_);
+    stopping_ = false;
+  }
+  for (auto& lane : lanes_)
+    if (!lane->worker_) lane->worker_ = makeWorker(*lane);
+}
+
+std::unique_ptr<Lanes::Worker> Lanes::makeWorker(Lane& lane) {
+  auto worker = std::make_unique<Worker>(lane);
+  worker->thread = std::thread([this, raw = worker.get()] { work(*raw); });
+  return worker;
 }
 
 bool Lanes::step() {
   std::unique_lock lock(mutex_);
   for (const auto& lane : lanes_) {
-    if (lane->inJob_ || lane->jobs_.empty()) continue;
+    if (!lane->worker_ || lane->worker_->inJob || lane->jobs_.empty()) continue;
     lock.unlock();
-    resume(*lane);
+    resume(*lane->worker_);
     return true;
   }
   return false;
@@ -35,7 +47,8 @@ bool Lanes::retryWaiting() {
   bool progressed = false;
   for (const auto& lane : lanes_) {
     if (!isWaiting(*lane)) continue;
-    resume(*lane);
+    progressed = std::exchange(lane->worker_->isContinued, false) || progressed;
+    resume(*lane->worker_);
     progressed = progressed || !isWaiting(*lane);
   }
   return progressed;
@@ -46,9 +59,24 @@ bool Lanes::anyWaiting() const {
                      [this](const auto& lane) { return isWaiting(*lane); });
 }
 
+bool Lanes::isInJob(const Lane& lane) const {
+  const std::lock_guard lock(mutex_);
+  return lane.worker_ && lane.worker_->inJob;
+}
+
 bool Lanes::isWaiting(const Lane& lane) const {
   const std::lock_guard lock(mutex_);
-  return lane.inJob_;
+  return lane.worker_ && lane.worker_->inJob && !lane.worker_->isHeld;
+}
+
+void Lanes::continueHeld(Lane& lane) {
+  const std::lock_guard lock(mutex_);
+  lane.worker_->isHeld = false;
+  lane.worker_->isContinued = true;
+}
+
+void Lanes::abandonHeld(Lane& lane) {
+  abandoned_.push_back(std::exchange(lane.worker_, makeWorker(lane)));
 }
 
 void Lanes::onException(std::exception_ptr thrown) {
@@ -61,17 +89,31 @@ void Lanes::onException(std::exception_ptr thrown) {
   }
 }
 
+Lanes::Lane* Lanes::caller() {
+  return current_ && &current_->lane.lanes_ == this ? &current_->lane : nullptr;
+}
+
 const Executor* Lanes::current() {
-  return currentLane;
+  return current_ ? &current_->lane : nullptr;
 }
 
 void Lanes::yieldWaiting() {
-  Lane* const lane = currentLane;
-  if (!lane || &lane->lanes_ != this) return;
+  if (!caller()) return;
   std::unique_lock lock(mutex_);
+  handBack(*current_, lock);
+}
+
+void Lanes::yieldHeld() {
+  std::unique_lock lock(mutex_);
+  current_->isHeld = true;
+  handBack(*current_, lock);
+}
+
+/// Lets the conductor run, until it resumes the worker.
+void Lanes::handBack(Worker& worker, std::unique_lock<std::mutex>& lock) {
   running_ = nullptr;
   changed_.notify_all();
-  changed_.wait(lock, [this, lane] { return running_ == lane; });
+  changed_.wait(lock, [this, &worker] { return running_ == &worker; });
   if (stopping_) throw Unwinding();
 }
 
@@ -81,30 +123,33 @@ void Lanes::stop() {
     if (stopping_) return;
     stopping_ = true;
   }
-  // A lane in the middle of a job unwinds; an idle one leaves its loop.
-  for (const auto& lane : lanes_) {
-    resume(*lane);
-    lane->thread_.join();
-  }
+  // A worker in the middle of a job unwinds; an idle one leaves its loop.
+  const auto end = [this](std::unique_ptr<Worker> worker) {
+    resume(*worker);
+    worker->thread.join();
+  };
+  for (auto& worker : std::exchange(abandoned_, {})) end(std::move(worker));
+  for (const auto& lane : lanes_) end(std::move(lane->worker_));
   for (const auto& lane : lanes_) const auto dropped = std::exchange(lane->jobs_, {});
 }
 
-void Lanes::resume(Lane& lane) {
+void Lanes::resume(Worker& worker) {
   std::unique_lock lock(mutex_);
-  running_ = &lane;
+  running_ = &worker;
   changed_.notify_all();
   changed_.wait(lock, [this] { return running_ == nullptr; });
 }
 
-void Lanes::work(Lane& lane) {
-  currentLane = &lane;
+void Lanes::work(Worker& worker) {
+  current_ = &worker;
+  auto& jobs = worker.lane.jobs_;
   std::unique_lock lock(mutex_);
   for (;;) {
-    changed_.wait(lock, [this, &lane] { return running_ == &lane; });
-    if (!stopping_ && !lane.jobs_.empty()) {
-      Job job = std::move(lane.jobs_.front());
-      lane.jobs_.pop_front();
-      lane.inJob_ = true;
+    changed_.wait(lock, [this, &worker] { return running_ == &worker; });
+    if (!stopping_ && !jobs.empty()) {
+      Job job = std::move(jobs.front());
+      jobs.pop_front();
+      worker.inJob = true;
       lock.unlock();
       try {
         job();
@@ -113,7 +158,7 @@ void Lanes::work(Lane& lane) {
       }
       job = nullptr;
       lock.lock();
-      lane.inJob_ = false;
+      worker.inJob = false;
     }
     running_ = nullptr;
     changed_.notify_all();

@@ -109,13 +109,23 @@ ScriptResult<std::unique_ptr<ScriptedDevice>> ScriptedDevice::make(
 ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
                                container::PluginFactory makePlugin, TraceSink trace)
     : environment(std::move(made)),
-      interception{faults, std::move(trace), lanes.platform(),
+      holds(
+          lanes, *environment.clock,
+          [this] {
+            const auto& plugin = container.plugin();
+            return std::dynamic_pointer_cast<container::Callback>(
+                plugin ? plugin.inspect().currentCallBack : nullptr);
+          },
+          [&observer](HoldChange change, const Holds::Held& held) {
+            observer.onHoldChanged(change, held);
+          }),
+      interception{faults, holds, std::move(trace), lanes.platform(),
                    [this](std::string_view path) {
                      takenName = path.substr(path.rfind('/') + 1);
                      lanes.yieldWaiting();
                    }},
       screen(observer),
-      root(std::make_shared<screen::RootViewController>(screen, lanes.main())),
+      root(std::make_shared<HoldingRootViewController>(screen, lanes.main(), holds)),
       givesViewController(setup.viewController),
       cameraPermission(container::Permission::camera, setup.authorization.camera, screen,
                        lanes.platform()),
@@ -151,8 +161,13 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, Scrip
       services(intercept(files, base64, bundles, images, graphics, photoLibrary, imageManager,
                          exports, interception)),
       mainActor(lanes.main()),
-      tasks([this](std::exception_ptr thrown) { lanes.onException(thrown); }),
-      container(*environment.clock, observer, std::move(makePlugin)) {
+      tasks(errorSink()),
+      container(*environment.clock, observer, std::move(makePlugin),
+                [this](const std::shared_ptr<container::Callback>& callback,
+                       std::function<void()> deliver) {
+                  return holds.keep(HoldPoint::answer, callback, std::move(deliver));
+                }),
+      observer_(observer) {
   faults.set(setup.faults);
   if (setup.prompts.camera)
     cameraPermission.answerPromptsWith(*setup.prompts.camera ? AVAuthorizationStatus::authorized
@@ -164,10 +179,36 @@ ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, Scrip
 }
 
 ScriptedDevice::~ScriptedDevice() {
+  endApp();
+}
+
+TaskScope::ErrorSink ScriptedDevice::errorSink() {
+  return [this](std::exception_ptr thrown) { lanes.onException(thrown); };
+}
+
+void ScriptedDevice::killApp(const std::function<void()>& onKill) {
+  container.killCallbacks();
+  if (onKill) onKill();
+  endApp();
+  isAppRunning_ = false;
+}
+
+void ScriptedDevice::launchApp() {
+  // The module has one flag for the process, which a command without arguments clears.
+  PictureOptions::createFromTakePictureArguments(
+      container::Callback("", "takePicture:", {}, 0, {}, *environment.clock, observer_));
+  lanes.start();
+  tasks.emplace(errorSink());
+  isAppRunning_ = true;
+  createPlugin();
+}
+
+void ScriptedDevice::endApp() {
   // Lanes first: a job that waits unwinds. Then the tasks, which may hold the plug-in, and last
   // what the screen and the prompts hold of them.
   lanes.stop();
-  tasks.join();
+  holds.clear();
+  tasks->join();
   container.release();
   cameraPermission.dropWaiting();
   photoPermission.dropWaiting();
@@ -198,7 +239,7 @@ void ScriptedDevice::createPlugin() {
                           .mainQueue = lanes.main(),
                           .mainActor = mainActor,
                           .background = lanes.background(),
-                          .tasks = tasks};
+                          .tasks = *tasks};
   container.create(platform, givesViewController ? root : nullptr);
 }
 

@@ -26,6 +26,7 @@
 #include "device/screen/RootViewController.h"
 #include "device/screen/ScriptedScreen.h"
 #include "device/script/assembly/FaultPlan.h"
+#include "device/script/assembly/Holds.h"
 #include "device/script/assembly/Interceptors.h"
 #include "device/script/assembly/Lanes.h"
 #include "device/script/json/ScriptError.h"
@@ -46,6 +47,7 @@ class ScriptObserver : public container::DeviceObserver {
   virtual void onExportFailed(const NSError& error) = 0;
   /// Asked often while an export runs, on the platform's lane; true cancels it.
   virtual bool isCancelled() = 0;
+  virtual void onHoldChanged(HoldChange change, const Holds::Held& held) = 0;
 };
 
 /// The photo library's permission, as the library asks for it.
@@ -60,6 +62,30 @@ class GatedPhotoAuthorization : public photos::PhotoAuthorization {
 
  private:
   screen::PermissionGate<PHAuthorizationStatus>& gate_;
+};
+
+/// The root view controller, with pickers that may be held before they are presented.
+class HoldingRootViewController : public screen::RootViewController {
+ public:
+  HoldingRootViewController(screen::Screen& screen, Executor& mainQueue, Holds& holds)
+      : RootViewController(screen, mainQueue), mainQueue_(mainQueue), holds_(holds) {}
+  void presentViewController(PresentedViewController presented, bool animated,
+                             Completion completion) override {
+    const std::function<void()> present = [self = shared_from_this(), presented, animated,
+                                           completion] {
+      self->RootViewController::presentViewController(presented, animated, completion);
+    };
+    const bool isPicker =
+        std::holds_alternative<std::shared_ptr<UIImagePickerController>>(presented);
+    const bool isHeld = isPicker && holds_.keep(HoldPoint::picker, [&queue = mainQueue_, present] {
+      queue.post(present);
+    });
+    if (!isHeld) present();
+  }
+
+ private:
+  Executor& mainQueue_;
+  Holds& holds_;
 };
 
 /// Standard output becomes events, and a fatal error unwinds to the lane's conductor.
@@ -139,6 +165,13 @@ struct ScriptedDevice {
 
   /// A new plug-in object, wired like the first.
   void createPlugin();
+  /// Ends the app's process in the midst of its work. Nothing of the app is left but its files and
+  /// what the library and the permissions keep. `onKill` is called before the plug-in object ends,
+  /// and may be empty. Observers may be notified of what the end brings about.
+  void killApp(const std::function<void()>& onKill);
+  bool isAppRunning() const { return isAppRunning_; }
+  /// Starts the app anew, after `killApp`.
+  void launchApp();
   void setUrlTransformer(const UrlTransformerSetup& setup);
   void setUrlTransformer(container::UrlTransformerOffer offer);
   /// Gives the plug-in a view controller, or takes it away; also from objects that come later.
@@ -149,6 +182,7 @@ struct ScriptedDevice {
   Environment environment;
   Lanes lanes;
   FaultPlan faults;
+  Holds holds;
   const Interception interception;
   screen::ScriptedScreen screen;
   std::shared_ptr<screen::RootViewController> root;
@@ -187,11 +221,19 @@ struct ScriptedDevice {
   const InterceptedServices services;
 
   MainActor mainActor;
-  TaskScope tasks;
+  /// A new one for each start of the app; never empty.
+  std::optional<TaskScope> tasks;
   container::SoftwareContainer container;
   /// The file name that the module last found taken while it waited for a free one.
   std::string takenName;
   int recordedScenes = 0;
+
+ private:
+  void endApp();
+  TaskScope::ErrorSink errorSink();
+
+  ScriptObserver& observer_;
+  bool isAppRunning_ = true;
 };
 
 }  // namespace vecamera::device::script

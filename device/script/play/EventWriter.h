@@ -94,6 +94,11 @@ class EventWriter : public ScriptObserver {
   void onExportFailed(const NSError& error) override {
     diagnostics_ << "note: the movie's export failed: " << error.localizedDescription() << '\n';
   }
+  void onHoldChanged(HoldChange change, const Holds::Held& held) override {
+    write({{"event", eventOf(change)},
+           {"at", nameOf(held.at)},
+           {"callback", held.callback ? Json(held.callback->name()) : Json()}});
+  }
   bool isCancelled() override { return takesTooLong() || wasStopped(); }
   bool wasStopped() const { return options_.isCancelled && options_.isCancelled(); }
   bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
@@ -112,6 +117,15 @@ class EventWriter : public ScriptObserver {
       case UIModalPresentationStyle::fullScreen: return "fullScreen";
       case UIModalPresentationStyle::pageSheet: return "pageSheet";
       case UIModalPresentationStyle::formSheet: return "formSheet";
+    }
+    return "unknown";
+  }
+
+  static std::string_view eventOf(HoldChange change) {
+    switch (change) {
+      case HoldChange::held: return "held";
+      case HoldChange::continued: return "continued";
+      case HoldChange::dropped: return "dropped";
     }
     return "unknown";
   }

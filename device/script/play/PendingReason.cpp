@@ -1,5 +1,8 @@
 #include "device/script/play/PendingReason.h"
 
+#include <algorithm>
+#include <initializer_list>
+
 namespace vecamera::device::script {
 namespace {
 
@@ -72,10 +75,36 @@ std::string nothingPresented(std::int64_t source, const ScriptedDevice& device) 
   return "the plug-in had no view controller when it was to present something";
 }
 
+std::string_view stageOf(HoldPoint point) {
+  switch (point) {
+    case HoldPoint::picker: return "before the picker is presented";
+    case HoldPoint::encoding: return "before its picture is encoded or its movie exported";
+    case HoldPoint::answer: return "before the answer";
+  }
+  return "unknown";
+}
+
+/// Where the command is held, or was dropped, of the points in question; else an empty text.
+std::string heldOrDropped(const container::Callback& callback, const ScriptedDevice& device,
+                          std::initializer_list<HoldPoint> points) {
+  const auto isMeant = [points](HoldPoint at) {
+    return std::find(points.begin(), points.end(), at) != points.end();
+  };
+  for (const auto& held : device.holds.held())
+    if (held.callback.get() == &callback && isMeant(held.at))
+      return "it is held " + std::string(stageOf(held.at)) + "; a \"continue\" step lets it go on";
+  if (const auto at = device.holds.droppedAt(callback); at && isMeant(*at))
+    return "it was dropped " + std::string(stageOf(*at)) + ", and never goes on";
+  return {};
+}
+
 }  // namespace
 
 std::string pendingReason(const container::Callback& callback, const ScriptedDevice& device,
                           const CommandHistory& history) {
+  if (auto held = heldOrDropped(callback, device, {HoldPoint::answer}); !held.empty()) return held;
+  if (callback.isKilled())
+    return "the app was killed before the answer, and nothing answers for it afterwards";
   if (device.lanes.anyWaiting())
     return "a temporary file of the wanted name exists, and the plug-in waits until it is gone";
   if (callback.selector() != "takePicture:") return "the command has not come to its end";
@@ -83,6 +112,9 @@ std::string pendingReason(const container::Callback& callback, const ScriptedDev
     return "the container released the plug-in object, and nothing answers for it afterwards";
   if (device.container.callbacks().isReplaced(callback))
     return "a later takePicture took its place, and a callback that was replaced is never answered";
+  if (auto held = heldOrDropped(callback, device, {HoldPoint::picker, HoldPoint::encoding});
+      !held.empty())
+    return held;
   if (auto waiting = waitingOnScreen(device); !waiting.empty()) return waiting;
 
   const auto source = sourceOf(callback);

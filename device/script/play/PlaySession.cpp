@@ -19,14 +19,31 @@ std::string secondsText(std::chrono::milliseconds duration) {
   return text.str();
 }
 
+/// Whether the step is for an app that runs.
+template <class T>
+constexpr bool needsRunningApp = std::disjunction_v<
+    std::is_same<T, CommandStep>, std::is_same<T, CaptureStep>, std::is_same<T, PickStep>,
+    std::is_same<T, CancelStep>, std::is_same<T, TapStep>, std::is_same<T, AnswerStep>,
+    std::is_same<T, CallStep>, std::is_same<T, ReleaseStep>, std::is_same<T, CreateStep>,
+    std::is_same<T, ContinueStep>, std::is_same<T, DropStep>, std::is_same<T, KillStep>,
+    std::is_same<T, StateStep>>;
+
 class Steps {
  public:
-  Steps(ScriptedDevice& device, EventWriter& events, std::ostream& diagnostics)
-      : device_(device), events_(events), diagnostics_(diagnostics) {}
+  /// Nothing is reported while `isReporting` is false.
+  Steps(ScriptedDevice& device, EventWriter& events, std::ostream& diagnostics,
+        const std::function<void()>& onKill, bool& isReporting)
+      : device_(device),
+        events_(events),
+        diagnostics_(diagnostics),
+        onKill_(onKill),
+        isReporting_(isReporting) {}
 
   ScriptResult<> play(const Step& step) {
     return std::visit(
-        [this](const auto& one) -> ScriptResult<> {
+        [this]<class T>(const T& one) -> ScriptResult<> {
+          if (needsRunningApp<T> && !device_.isAppRunning())
+            return failed("the app is not running; a \"launch\" step starts it");
           if constexpr (std::is_same_v<decltype(this->step(one)), ScriptResult<>>) {
             return this->step(one);
           } else {
@@ -51,7 +68,7 @@ class Steps {
       else if (onReturned)
         onReturned(*result);
     });
-    if (!device_.lanes.isWaiting(command)) device_.lanes.stepOnly(command);
+    if (!device_.lanes.isInJob(command)) device_.lanes.stepOnly(command);
     return *refused;
   }
 
@@ -202,6 +219,7 @@ class Steps {
     const auto then = device_.environment.clock->now() + step.by;
     if (then < first || then >= end) return failed("the clock would leave the years 1 to 9999");
     device_.environment.manualClock->advance(step.by);
+    device_.holds.continueDue();
     return {};
   }
 
@@ -228,6 +246,30 @@ class Steps {
   void step(const ReleaseStep&) { device_.container.release(); }
 
   void step(const CreateStep&) { device_.createPlugin(); }
+
+  void step(const HoldStep& step) { device_.holds.set(step); }
+
+  ScriptResult<> step(const ContinueStep&) {
+    return device_.holds.continueAll() ? ScriptResult<>() : failed("nothing is held");
+  }
+
+  ScriptResult<> step(const DropStep&) {
+    return device_.holds.dropAll() ? ScriptResult<>() : failed("nothing is held");
+  }
+
+  void step(const KillStep&) {
+    isReporting_ = false;
+    device_.killApp(onKill_);
+    isReporting_ = true;
+    events_.write({{"event", "killed"}});
+  }
+
+  ScriptResult<> step(const LaunchStep&) {
+    if (device_.isAppRunning()) return failed("the app is running");
+    device_.launchApp();
+    events_.write({{"event", "launched"}});
+    return {};
+  }
 
   ScriptResult<> step(const StateStep&) {
     const auto& plugin = device_.container.plugin();
@@ -323,6 +365,8 @@ class Steps {
   ScriptedDevice& device_;
   EventWriter& events_;
   std::ostream& diagnostics_;
+  const std::function<void()>& onKill_;
+  bool& isReporting_;
 };
 
 }  // namespace
@@ -358,7 +402,7 @@ PlaySession::~PlaySession() {
 }
 
 ScriptResult<> PlaySession::play(const Step& step) {
-  return Steps(*device_, *events_, diagnostics_).play(step);
+  return Steps(*device_, *events_, diagnostics_, options_.onKill, isReporting_).play(step);
 }
 
 ScriptResult<> PlaySession::checkProcess() const {
@@ -372,14 +416,19 @@ ScriptResult<> PlaySession::settle() {
   for (;;) {
     if (auto checked = checkProcess(); !checked) return checked;
     const bool moved = device_->lanes.step() || device_->lanes.retryWaiting();
-    if (!moved && !device_->lanes.anyWaiting()) return {};
+    const bool isWaiting = device_->lanes.anyWaiting();
+    // A clock that stands still is moved by a later step, one that runs by itself makes it due.
+    const bool isTimed = !device_->environment.manualClock && device_->holds.nextDue();
+    if (!moved && !isWaiting && !isTimed) return {};
+    if (!moved && isTimed && device_->holds.continueDue()) continue;
+    if (isTimed && !isWaiting) events_->latestProgress = EventWriter::Clock::now();
     if (events_->wasStopped()) return failed("interrupted");
     if (events_->takesTooLong()) {
       const auto waiting = waitingFor();
       return failed("not settled in " + secondsText(options_.limit) +
                     (waiting ? ": " + *waiting : std::string()));
     }
-    // Only the world outside can free the name that the module waits for.
+    // Only the world outside can free the name that the module waits for, and only time a hold.
     if (!moved) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }

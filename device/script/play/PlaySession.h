@@ -26,7 +26,9 @@ Json assetToJson(const photos::AssetRecord& record);
 /// browser. One thread conducts a session; the sink and the diagnostics are used while it runs
 /// jobs, on one thread at a time.
 ///
-/// The device has *settled* when no job is left to run and none waits for the world outside.
+/// The device has *settled* when no job is left to run and none waits for the world outside. What
+/// is held waits for a step. Where the clock runs by itself, the device is not settled before what
+/// is held for a time has gone on.
 class PlaySession {
  public:
   static ScriptResult<std::unique_ptr<PlaySession>> make(const DeviceSetup& setup,
@@ -61,7 +63,7 @@ class PlaySession {
 
   const PlayOptions options_;
   std::ostream& diagnostics_;
-  /// False while the device is destroyed.
+  /// False while the device or its app ends.
   bool isReporting_ = true;
   std::unique_ptr<EventWriter> events_;
   std::unique_ptr<ScriptedDevice> device_;

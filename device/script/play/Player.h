@@ -24,6 +24,9 @@ struct PlayOptions {
   /// Notified of the services that the plug-in used, on one thread at a time. May be empty; it
   /// changes no event.
   TraceSink onTrace{};
+  /// Called when a "kill" step ends the app, before its plug-in object ends, for a host that keeps
+  /// more than the object. May be empty.
+  std::function<void()> onKill{};
   /// Makes the device's plug-in objects.
   container::PluginFactory makePlugin = container::makePlugin;
 };

@@ -81,6 +81,25 @@ struct Fault {
   std::optional<std::string> path;
 };
 
+/// Where a page command can be held.
+enum class HoldPoint {
+  /// Before the picker is presented.
+  picker,
+  /// Before a picture is encoded or a movie exported.
+  encoding,
+  /// Before the container takes the answer.
+  answer,
+};
+
+inline std::string_view nameOf(HoldPoint point) {
+  switch (point) {
+    case HoldPoint::picker: return "picker";
+    case HoldPoint::encoding: return "encoding";
+    case HoldPoint::answer: return "answer";
+  }
+  return "unknown";
+}
+
 /// The name that scripts give to what the user allows: an authorization status of camera, photo
 /// library or location.
 template <class Status>
@@ -274,16 +293,37 @@ struct ReleaseStep {};
 /// The container makes a new plug-in object, wired like the first.
 struct CreateStep {};
 
+/// Page commands that come to this point stop there. Replaces an earlier step for the point.
+struct HoldStep {
+  HoldPoint at = HoldPoint::answer;
+  /// After so long on the device's clock the command goes on by itself; nothing: it does not.
+  std::optional<std::chrono::microseconds> duration;
+  /// How many times from now on; 0: none any more.
+  std::int64_t times = 1;
+};
+
+/// Everything that is held goes on.
+struct ContinueStep {};
+
+/// Everything that is held never goes on.
+struct DropStep {};
+
+/// The system ends the app's process.
+struct KillStep {};
+
+/// The app starts anew, with the files, the library and the permissions that it had.
+struct LaunchStep {};
+
 // Each prints the event of its name.
 struct StateStep {};
 struct FilesStep {};
 struct LibraryStep {};
 
-using Step =
-    std::variant<CommandStep, CaptureStep, PickStep, CancelStep, TapStep, AnswerStep, LocationStep,
-                 AuthorizeStep, ViewControllerStep, UrlTransformerStep, FaultsStep, CallStep,
-                 AdvanceStep, RemoveStep, AddAssetStep, RemoveAssetStep, ReleaseStep, CreateStep,
-                 StateStep, FilesStep, LibraryStep>;
+using Step = std::variant<CommandStep, CaptureStep, PickStep, CancelStep, TapStep, AnswerStep,
+                          LocationStep, AuthorizeStep, ViewControllerStep, UrlTransformerStep,
+                          FaultsStep, CallStep, AdvanceStep, RemoveStep, AddAssetStep,
+                          RemoveAssetStep, ReleaseStep, CreateStep, HoldStep, ContinueStep,
+                          DropStep, KillStep, LaunchStep, StateStep, FilesStep, LibraryStep>;
 
 /// Whether the container hands out a callback for the step, which stays open until it is answered.
 inline bool opensCallback(const Step& step) {

@@ -186,6 +186,24 @@ Step readAddAsset(const JsonFields& fields) {
   return step;
 }
 
+Step readHold(const JsonFields& fields) {
+  constexpr double minSeconds = 0.001;
+  constexpr double maxSeconds = 86400;
+  HoldStep step;
+  if (const auto at = fields.require("at"))
+    step.at = readEnum<HoldPoint>(*at, {{"picker", HoldPoint::picker},
+                                        {"encoding", HoldPoint::encoding},
+                                        {"answer", HoldPoint::answer}});
+  if (const auto seconds = fields.find("seconds"))
+    step.duration = std::chrono::microseconds(
+        std::llround(seconds->numberBetween(minSeconds, maxSeconds) * 1e6));
+  if (const auto times = fields.find("times")) {
+    step.times = times->integer();
+    if (step.times < 0) times->fail("it must be 0 or more");
+  }
+  return step;
+}
+
 /// A step whose one key is that text.
 template <class T>
 auto readText(std::string_view key) {
@@ -225,6 +243,11 @@ const std::vector<StepKind>& stepKinds() {
       {"removeAsset", {"asset"}, readText<RemoveAssetStep>("asset")},
       {"release", {}, readBare<ReleaseStep>},
       {"create", {}, readBare<CreateStep>},
+      {"hold", {"at", "seconds", "times"}, readHold},
+      {"continue", {}, readBare<ContinueStep>},
+      {"drop", {}, readBare<DropStep>},
+      {"kill", {}, readBare<KillStep>},
+      {"launch", {}, readBare<LaunchStep>},
       {"state", {}, readBare<StateStep>},
       {"files", {}, readBare<FilesStep>},
       {"library", {}, readBare<LibraryStep>},

@@ -217,6 +217,8 @@ ScriptResult<> PhoneDevice::play(Json step, std::size_t bytes) {
   if (auto allowed = checkLimits(parsed->step, bytes); !allowed) return allowed;
 
   moveClock();
+  // What was held until now may have ended the process.
+  if (auto alive = session_->checkProcess(); !alive) return alive;
   messages_.setStep(recording_.steps());
   if (auto played = session_->play(parsed->step); !played) return played;
   auto settled = parsed->settle ? session_->runReadyJobs() : session_->checkProcess();
@@ -261,8 +263,9 @@ void PhoneDevice::reportEnd(const ScriptResult<>& result) {
 
 void PhoneDevice::record(const Json& step, Recording::File file) {
   recording_.add(step, std::move(file));
-  // Work that waits may still read them.
-  if (!isUnsettled_ && !session_->waitingFor()) recording_.releaseFiles();
+  // Work that waits or is held may still read them.
+  if (!isUnsettled_ && !session_->waitingFor() && session_->device().holds.held().empty())
+    recording_.releaseFiles();
 }
 
 /// A clock that nobody set follows the real time: a recorded step of its own moves it before each
@@ -270,15 +273,27 @@ void PhoneDevice::record(const Json& step, Recording::File file) {
 /// replay goes on to the next step at once.
 void PhoneDevice::moveClock() {
   if (clockMode_ == ClockMode::fixed || isUnsettled_ || session_->waitingFor()) return;
-  const auto by = setup_.realTime() + clockOffset_ - session_->device().environment.clock->now();
+  const auto by = realNow() - session_->device().environment.clock->now();
   if (by <= microseconds(0)) return;
   messages_.setStep(recording_.steps());
   if (!session_->play(script::AdvanceStep{by})) return;
+  // What was held until now goes on before the next step, as it does in a replay.
+  const auto ran = session_->runReadyJobs();
   const double seconds = static_cast<double>(by.count()) / 1e6;
-  record({{"do", "advance"}, {"seconds", seconds}}, {});
+  Json step = {{"do", "advance"}, {"seconds", seconds}};
+  if (session_->waitingFor()) step["settle"] = false;
+  record(step, {});
+  reportEnd(ran);
+}
+
+bool PhoneDevice::isWaiting() const {
+  if (!session_ || isUnsettled_) return false;
+  return session_->waitingFor() ||
+         (clockMode_ == ClockMode::real && session_->device().holds.nextDue());
 }
 
 void PhoneDevice::resume() {
+  if (const auto due = session_->device().holds.nextDue(); due && *due <= realNow()) moveClock();
   reportEnd(session_->runReadyJobs());
   library_.update();
   sendState();

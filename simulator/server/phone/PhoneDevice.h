@@ -36,8 +36,9 @@ class PhoneDevice {
   void start();
   /// Carries out the request of the message and replies.
   void handle(const std::string& message);
-  /// Whether work waits for the world outside, so that `resume` is to be called now and then.
-  bool isWaiting() const { return session_ && !isUnsettled_ && session_->waitingFor(); }
+  /// Whether work waits for the world outside or for a time, so that `resume` is to be called now
+  /// and then.
+  bool isWaiting() const;
   void resume();
 
  private:
@@ -54,6 +55,7 @@ class PhoneDevice {
   ScriptResult<> checkLimits(const script::Step& step, std::size_t bytes);
   void reportEnd(const ScriptResult<>& result);
   void record(const Json& step, Recording::File file);
+  Date realNow() const { return setup_.realTime() + clockOffset_; }
   void moveClock();
   void sendState();
 

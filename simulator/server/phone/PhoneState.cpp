@@ -34,6 +34,14 @@ Json callbacksOf(script::PlaySession& session) {
   return callbacks;
 }
 
+Json heldOf(const script::ScriptedDevice& device) {
+  Json list = Json::array();
+  for (const auto& held : device.holds.held())
+    list.push_back({{"at", script::nameOf(held.at)},
+                    {"callback", held.callback ? Json(held.callback->name()) : Json()}});
+  return list;
+}
+
 /// Those of the faults that strike yet.
 Json faultsOf(const script::ScriptedDevice& device, const Json& set) {
   Json faults = Json::array();
@@ -87,6 +95,8 @@ void PhoneState::onEvent(const Json& event, std::string_view text) {
       screens_.erase(i);
       break;
     }
+  } else if (name == "killed") {
+    screens_.clear();
   } else if (name == "answer") {
     const auto address = text.find(filesAddress_);
     if (address == std::string_view::npos) return;
@@ -137,6 +147,8 @@ Json PhoneState::message(script::PlaySession* session, const std::string& broken
                   {"now", foundation::formatISO8601(Date())}}},
                 {"location", {{"running", false}}},
                 {"waiting", nullptr},
+                {"held", none},
+                {"app", "running"},
                 {"library", libraryVersion},
                 {"recorded", recording.steps()},
                 {"recordingEnded", orNull(recording.ended())},
@@ -154,6 +166,8 @@ Json PhoneState::message(script::PlaySession* session, const std::string& broken
   state["clock"]["now"] = foundation::formatISO8601(device.environment.clock->now());
   state["location"]["running"] = device.location.isRunning();
   state["waiting"] = orNull(session->waitingFor());
+  state["held"] = heldOf(device);
+  if (!device.isAppRunning()) state["app"] = "killed";
   const auto process = session->checkProcess();
   state["broken"] = process ? Json() : Json(process.error().message);
   return state;

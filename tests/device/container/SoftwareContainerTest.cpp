@@ -48,6 +48,27 @@ TEST_F(SoftwareContainerTest, ASecondAnswerIsRefusedAndTheObserverNotified) {
   EXPECT_EQ(answer->at, clock.now());
 }
 
+TEST_F(SoftwareContainerTest, AnAnswerThatIsKeptBackIsTakenWhenItIsDelivered) {
+  std::function<void()> deliver;
+  SoftwareContainer keeping(clock, recorder, container::makePlugin, [&](const auto&, auto given) {
+    deliver = std::move(given);
+    return true;
+  });
+  for (const bool isKilled : {false, true}) {
+    const auto callback = keeping.makeCallback("a", "cleanup:", {});
+    callback->success(false);
+    callback->error(CommandStatus::NO_PERMISSION, "late", false);
+    EXPECT_EQ(callback->refusedAnswers(), 1) << "the first one is on its path already";
+    EXPECT_FALSE(callback->answer());
+    if (isKilled) keeping.killCallbacks();
+    deliver();
+    EXPECT_EQ(callback->answer().has_value(), !isKilled);
+    if (isKilled) callback->success(false);
+    EXPECT_EQ(callback->refusedAnswers(), 1) << "nobody is notified after the end";
+  }
+  EXPECT_EQ(recorder.answers, std::vector<std::string>{"a"});
+}
+
 TEST_F(SoftwareContainerTest, AnEmptySlotAndAMissingOneAreNoArguments) {
   const auto callback = container.makeCallback("a", "takePicture:", {Value(50), Value()});
   EXPECT_EQ(callback->command().argument(0), Value(50));

@@ -1,6 +1,7 @@
 // The photo library. What a change asks for is possible inside its block alone, as on the phone.
 #import <Photos/Photos.h>
 
+#include <exception>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -204,13 +205,21 @@ static PHAuthorizationStatus withoutAccessLevel(vecamera::PHAuthorizationStatus 
      completionHandler:(void (^)(BOOL, NSError*))completionHandler {
   softwarePlatform().photoLibrary.performChanges(
       [changeBlock](vecamera::PHAssetChanges& changes) {
+        // Where a held change unwinds at the end of the device, the pool and the change end as
+        // well.
+        std::exception_ptr unwinding;
         @autoreleasepool {
           const auto change = std::make_shared<vecamera::PHAssetChanges*>(&changes);
           currentChange = change;
-          changeBlock();
+          try {
+            changeBlock();
+          } catch (...) {
+            unwinding = std::current_exception();
+          }
           currentChange = nullptr;
           *change = nullptr;
         }
+        if (unwinding) std::rethrow_exception(unwinding);
       },
       [completionHandler](bool success, std::optional<vecamera::NSError> error) {
         @autoreleasepool {

@@ -43,6 +43,7 @@ class Phone {
   static script::ScriptResult<std::unique_ptr<Phone>> make(const script::DeviceSetup& setup,
                                                            script::PlayOptions options) {
     std::unique_ptr<Phone> phone(new Phone);
+    options.onKill = [raw = phone.get()] { raw->endHost(); };
     options.makePlugin = [raw = phone.get()](const Platform& platform) {
       raw->connect(platform);
       return makePhonePlugin();
@@ -56,31 +57,9 @@ class Phone {
     return phone;
   }
 
-  /// Everything that knows the host ends before the host does, and that before the device.
   ~Phone() {
     isReporting_ = false;
-    if (session_) {
-      @autoreleasepool {
-        auto& device = session_->device();
-        lanes_ = nullptr;
-        device.lanes.stop();
-        setQueueRunner(nullptr);
-        // What was still to be done on the main thread may be to release something.
-        for (const auto& job : std::exchange(left_, {}))
-          if (*job) (*job)();
-        device.container.release();
-        device.cameraPermission.dropWaiting();
-        device.photoPermission.dropWaiting();
-        device.locationPermission.dropWaiting();
-        device.screen.clear();
-        device.root->clear();
-        clearScreen();
-        vecamera_ios::PlatformHost::resetShared();
-      }
-      @autoreleasepool {
-        drainMainQueue();
-      }
-    }
+    if (session_) endHost();
     session_.reset();
     setSoftwarePlatform(nullptr);
   }
@@ -94,8 +73,34 @@ class Phone {
  private:
   Phone() = default;
 
+  /// Everything that knows the host ends before the host does, and that before the device.
+  void endHost() {
+    @autoreleasepool {
+      auto& device = session_->device();
+      lanes_ = nullptr;
+      device.lanes.stop();
+      setQueueRunner(nullptr);
+      // What was still to be done on the main thread may be to release something.
+      for (const auto& job : std::exchange(left_, {}))
+        if (*job) (*job)();
+      device.holds.clear();
+      device.container.release();
+      device.cameraPermission.dropWaiting();
+      device.photoPermission.dropWaiting();
+      device.locationPermission.dropWaiting();
+      device.screen.clear();
+      device.root->clear();
+      clearScreen();
+      vecamera_ios::PlatformHost::resetShared();
+    }
+    @autoreleasepool {
+      drainMainQueue();
+    }
+  }
+
   void connect(const Platform& platform) {
     platform_ = std::make_unique<Platform>(platform);
+    if (session_) lanes_ = &session_->device().lanes;
     setSoftwarePlatform(platform_.get());
     runner_ = {[this](QueueKind kind, std::function<void()> job) { add(kind, std::move(job)); },
                // Whoever conducts the device does on the main thread what a user does.

@@ -28,7 +28,7 @@ sys.path.insert(0, str(SCENARIOS))
 import play  # noqa: E402
 
 # What the module does beside the main thread.
-BESIDE = {"log", "imageDestination", "answer", "saved"}
+BESIDE = {"log", "imageDestination", "answer", "held", "saved"}
 
 
 def event_of(line):

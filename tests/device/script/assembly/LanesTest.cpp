@@ -60,7 +60,7 @@ TEST(LanesTest, AWaitingLaneHandsBackAndTheOthersGoOn) {
   });
   lanes.background().post([&] { log.push_back("next"); });
   EXPECT_TRUE(lanes.step());
-  EXPECT_TRUE(lanes.isWaiting(lanes.background()));
+  EXPECT_TRUE(lanes.isInJob(lanes.background()));
   lanes.main().post([&] { log.push_back("main"); });
   runAll(lanes);
   EXPECT_EQ(log, Log{"main"}) << "what stands behind the waiting job waits too";
@@ -72,12 +72,71 @@ TEST(LanesTest, AWaitingLaneHandsBackAndTheOthersGoOn) {
   EXPECT_FALSE(lanes.anyWaiting());
 }
 
+TEST(LanesTest, AHeldJobPollsNothingAndGoesOnWhenItIsContinued) {
+  Log log;
+  Lanes lanes;
+  lanes.background().post([&] {
+    ASSERT_EQ(lanes.caller(), &lanes.background());
+    lanes.yieldHeld();
+    log.push_back("continued");
+    lanes.yieldWaiting();
+  });
+  runAll(lanes);
+  EXPECT_TRUE(lanes.isInJob(lanes.background()));
+  EXPECT_FALSE(lanes.anyWaiting());
+  EXPECT_FALSE(lanes.retryWaiting());
+  EXPECT_TRUE(log.empty());
+  lanes.continueHeld(lanes.background());
+  EXPECT_TRUE(lanes.retryWaiting()) << "it has gone on, though it waits for something else now";
+  EXPECT_EQ(log, Log{"continued"});
+  EXPECT_TRUE(lanes.anyWaiting());
+}
+
+struct Sentinel {
+  explicit Sentinel(int& live) : count(live) { ++count; }
+  ~Sentinel() { --count; }
+  int& count;
+};
+
+TEST(LanesTest, AnAbandonedJobStaysAsItIsUntilTheStop) {
+  int live = 0;
+  Log log;
+  Lanes lanes;
+  for (int i = 0; i < 2; ++i) {
+    lanes.background().post([&] {
+      const Sentinel onTheStack(live);
+      lanes.yieldHeld();
+      log.push_back("went on");
+    });
+    runAll(lanes);
+    lanes.abandonHeld(lanes.background());
+  }
+  const Executor* seen = nullptr;
+  lanes.background().post([&] { seen = Lanes::current(); });
+  runAll(lanes);
+  EXPECT_EQ(seen, &lanes.background());
+  EXPECT_EQ(live, 2);
+  lanes.stop();
+  EXPECT_EQ(live, 0);
+  EXPECT_TRUE(log.empty());
+}
+
+TEST(LanesTest, StartAnewAfterAStop) {
+  Log log;
+  Lanes lanes;
+  lanes.main().post([&] { lanes.yieldHeld(); });
+  runAll(lanes);
+  lanes.stop();
+  lanes.main().post([&] { log.push_back("while stopped"); });
+  EXPECT_FALSE(lanes.step());
+  EXPECT_FALSE(lanes.anyWaiting());
+  lanes.start();
+  lanes.main().post([&] { log.push_back("afterwards"); });
+  runAll(lanes);
+  EXPECT_EQ(log, Log{"afterwards"});
+}
+
 TEST(LanesTest, StopUnwindsAWaitingJobAndDropsTheRest) {
-  struct Sentinel {
-    explicit Sentinel(int& live) : count(live) { ++count; }
-    ~Sentinel() { --count; }
-    int& count;
-  };
   int live = 0;
   bool wentOn = false;
   Lanes lanes;

@@ -51,6 +51,10 @@ TEST(PendingReasonTest, SaysWhatKeptThisCommandOpen) {
   const std::string capture = R"({"do": "capture", "photo": "first-photo.jpg"})";
   const std::string noSettings = R"("faults": [{"at": "settingsURL"}])";
   const std::string tap = R"(, {"do": "tap", "action": "Settings"})";
+  const auto hold = [](const std::string& at) {
+    return R"({"do": "hold", "at": ")" + at + "\"}, ";
+  };
+  const std::string cancel = R"(, {"do": "cancel"})";
   const std::vector<OpenCommand> table = {
       {"a library video, which takes the camera, so that library access does not count",
        R"("viewController": false, "authorization": {"photoLibrary": "limited"})", libraryVideo,
@@ -76,6 +80,21 @@ TEST(PendingReasonTest, SaysWhatKeptThisCommandOpen) {
       {"the photo library's alert finds no settings",
        R"("authorization": {"photoLibrary": "denied"}, )" + noSettings, library + tap,
        "found no settings to open"},
+      {"held before the picker", "", hold("picker") + camera,
+       "held before the picker is presented; a \"continue\" step lets it go on"},
+      {"held before the encoding", "", hold("encoding") + camera + ", " + capture,
+       "held before its picture is encoded"},
+      {"held before the answer", "", hold("answer") + camera + cancel, "held before the answer"},
+      {"held, and replaced", "", hold("picker") + camera + ", " + takePicture("50, 0, 1") + cancel,
+       "took its place"},
+      {"its answer held, and the object released", "",
+       hold("answer") + camera + cancel + R"(, {"do": "release"})", "held before the answer"},
+      {"dropped", "", hold("picker") + camera + R"(, {"do": "drop"})",
+       "dropped before the picker is presented"},
+      {"killed", "", camera + R"(, {"do": "kill"}, {"do": "launch"})", "the app was killed"},
+      {"killed with a dropped answer", "",
+       hold("answer") + camera + cancel + R"(, {"do": "drop"}, {"do": "kill"})",
+       "dropped before the answer"},
       {"the camera's alert opens the settings", R"("authorization": {"camera": "denied"})",
        camera + tap, "opens the settings and answers nothing"},
   };

@@ -8,6 +8,7 @@
 #include <sstream>
 #include <vector>
 
+#include "device/script/assembly/Samples.h"
 #include "device/script/script/ScriptJson.h"
 #include "device/script/script/ScriptReader.h"
 
@@ -79,6 +80,59 @@ TEST_F(PlaySessionTest, DoesNotTakeTheClockOutOfTheYearsThatCanBeWritten) {
     EXPECT_THAT(why, HasSubstr("years 1 to 9999")) << seconds;
   }
   EXPECT_EQ(play(R"({"do":"advance","seconds":1})"), "");
+}
+
+TEST_F(PlaySessionTest, EndsWhileSomethingIsHeldOrDropped) {
+  const std::string photo =
+      R"({"do":"capture","photo":")" + samplesFolder() + R"(/first-photo.jpg"})";
+  const std::string movie = R"({"do":"capture","movie":{"seconds":0.5}})";
+  for (const std::string at : {"picker", "encoding", "answer"})
+    for (const auto& capture : {photo, movie})
+      for (const std::string then : {R"({"do":"files"})", R"({"do":"drop"})", R"({"do":"kill"})"}) {
+        make("{}");
+        EXPECT_EQ(play(R"({"do":"hold","at":")" + at + "\"}"), "");
+        const std::string media = capture == movie ? "1" : "0";
+        play(R"({"do":"takePicture","as":"a","arguments":[50,1,1,null,null,0,)" + media + "]}");
+        ASSERT_TRUE(session_->settle());
+        if (at != "picker") {
+          ASSERT_EQ(play(capture), "");
+          ASSERT_TRUE(session_->settle());
+        }
+        ASSERT_EQ(session_->device().holds.held().size(), 1U) << at << capture;
+        EXPECT_EQ(play(then), "");
+        events_.clear();
+        session_.reset();
+        EXPECT_TRUE(events_.empty()) << at << capture << then;
+      }
+}
+
+TEST_F(PlaySessionTest, NothingOfAKilledAppIsLeft) {
+  int kills = 0;
+  std::weak_ptr<SelectorTarget> plugin;
+  options_.onKill = [&] {
+    EXPECT_FALSE(plugin.expired());
+    ++kills;
+  };
+  options_.makePlugin = [&](const Platform& platform) {
+    auto made = container::makePlugin(platform);
+    plugin = made.target;
+    return made;
+  };
+  make(R"({"authorization":{"photoLibrary":"notDetermined"}})");
+  play(R"({"do":"takePicture","as":"a","arguments":[50,1,1]})");
+  play(R"({"do":"takePicture","as":"b","arguments":[50,1,0],"settle":false})");
+  ASSERT_TRUE(session_->runReadyJobs());
+  const auto picker = std::weak_ptr(session_->device().screen.picker());
+  ASSERT_FALSE(picker.expired());
+  EXPECT_EQ(play(R"({"do":"kill"})"), "");
+  EXPECT_EQ(kills, 1);
+  EXPECT_TRUE(plugin.expired());
+  EXPECT_TRUE(picker.expired());
+  EXPECT_TRUE(session_->device().screen.prompts().empty());
+  EXPECT_THAT(play(R"({"do":"kill"})"), HasSubstr("\"launch\" step"));
+  EXPECT_EQ(kills, 1);
+  EXPECT_EQ(play(R"({"do":"launch"})"), "");
+  EXPECT_THAT(play(R"({"do":"launch"})"), HasSubstr("is running"));
 }
 
 TEST_F(PlaySessionTest, PlaysAHostsOwnPluginObject) {

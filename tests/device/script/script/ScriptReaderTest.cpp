@@ -444,6 +444,12 @@ TEST_F(ScriptReaderTest, AStepByItselfHasPlacesOfItsOwnAndNoFileButThoseNamed) {
     return read ? "" : read.error().place + " | " + read.error().message;
   };
   EXPECT_EQ(errorOfStep(R"({"do": "tap", "action": "OK", "settle": false})"), "");
+  EXPECT_EQ(errorOfStep(R"({"do": "hold", "at": "answer", "seconds": 0.5, "times": 0})"), "");
+  EXPECT_THAT(errorOfStep(R"({"do": "hold", "at": "file"})"), StartsWith("at | unknown text"));
+  EXPECT_THAT(errorOfStep(R"({"do": "hold", "at": "answer", "seconds": 0})"),
+              StartsWith("seconds | "));
+  EXPECT_EQ(errorOfStep(R"({"do": "hold", "at": "answer", "times": -1})"),
+            "times | it must be 0 or more");
   EXPECT_THAT(errorOfStep(R"({"do": "tapp"})"), StartsWith("do | unknown text \"tapp\""));
   EXPECT_EQ(errorOfStep(R"({"do": "tap"})"), " | the key \"action\" is missing");
   EXPECT_EQ(errorOfStep("[]"), " | it must be an object, not a list");
