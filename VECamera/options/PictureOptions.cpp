@@ -33,37 +33,41 @@ std::optional<Case> caseAt(const VelmoraCommand& command, Position position, Cas
 
 }  // namespace
 
-std::shared_ptr<PictureOptions> PictureOptions::createFromTakePictureArguments(
-    const CallBackManager& callback) {
+PictureOptions PictureOptions::fromArguments(const VelmoraCommand& command) {
   using Source = UIImagePickerControllerSourceType;
   using Camera = UIImagePickerControllerCameraDevice;
-  const VelmoraCommand& command = callback.command();
-  auto options = std::make_shared<PictureOptions>();
+  PictureOptions options;
 
   const auto flagAt = [&](Position position) {
     return read(command, position, &Value::booleanValue).value_or(false);
   };
 
-  options->quality = read(command, Position::quality, &Value::integerValue).value_or(50);
-  options->destinationType =
+  options.quality = read(command, Position::quality, &Value::integerValue).value_or(50);
+  options.destinationType =
       caseAt(command, Position::destination, DestinationType::destinationTypeNativeUri,
              DestinationType::destinationTypeNativeUri);
   const auto source =
       read(command, Position::source, &Value::integerValue).value_or(Source::camera);
   if (const auto width = read(command, Position::width, &Value::numberValue)) {
     if (const auto height = read(command, Position::height, &Value::numberValue))
-      options->targetSize = CGSize{*width, *height};
+      options.targetSize = CGSize{*width, *height};
   }
-  options->encodingType = caseAt(command, Position::encoding, EncodingType::encodingTypeJPEG,
-                                 EncodingType::encodingTypePNG);
-  options->mediaType =
+  options.encodingType = caseAt(command, Position::encoding, EncodingType::encodingTypeJPEG,
+                                EncodingType::encodingTypePNG);
+  options.mediaType =
       caseAt(command, Position::media, MediaType::mediaTypePicture, MediaType::mediaTypeAll);
-  options->sourceType = sourceToOpen(source, options->mediaType);
-  options->allowsEditing = flagAt(Position::editing);
-  options->correctOrientation = flagAt(Position::orientation);
-  options->saveToPhotoAlbum = flagAt(Position::album);
-  options->cameraDirection = flagAt(Position::front) ? Camera::front : Camera::rear;
-  options->usesGeolocation = flagAt(Position::geolocation);
+  options.sourceType = sourceToOpen(source, options.mediaType);
+  options.allowsEditing = flagAt(Position::editing);
+  options.correctOrientation = flagAt(Position::orientation);
+  options.saveToPhotoAlbum = flagAt(Position::album);
+  options.cameraDirection = flagAt(Position::front) ? Camera::front : Camera::rear;
+  options.usesGeolocation = flagAt(Position::geolocation);
+  return options;
+}
+
+std::shared_ptr<PictureOptions> PictureOptions::createFromTakePictureArguments(
+    const CallBackManager& callback) {
+  auto options = std::make_shared<PictureOptions>(fromArguments(callback.command()));
   latestUsesGeolocation = options->usesGeolocation;
   return options;
 }

@@ -63,9 +63,11 @@ struct PictureOptions {
   bool usesGeolocation = false;
   bool cropToSize = false;
 
-  /// Reads the positional arguments of the manager's command, on the main queue. Never fails: what
-  /// is missing or of another kind falls back to its default. Stores the parsed `usesGeolocation`
-  /// process-wide.
+  /// What the positional arguments of a `takePicture` mean. Never fails: what is missing or of
+  /// another kind falls back to its default. Changes nothing; any thread.
+  static PictureOptions fromArguments(const VelmoraCommand& command);
+  /// `fromArguments` of the manager's command, on the main queue. Stores the parsed
+  /// `usesGeolocation` process-wide.
   static std::shared_ptr<PictureOptions> createFromTakePictureArguments(
       const CallBackManager& callback);
 };

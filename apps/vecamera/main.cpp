@@ -249,6 +249,7 @@ void addServe(CLI::App& app, Action& action) {
       ->type_name("DIR");
   command.add_option("--port", options->port, "The port to listen on [a free one]")->type_name("N");
   command.add_flag("--open", options->opensBrowser, "Open the browser");
+  command.add_flag("--json", options->printsJson, "Print the address as JSON, with its ports");
   command.add_option("--record", options->record, "Keep a device script of what was done there")
       ->type_name("FILE");
   command.add_option("--device", options->device, "Begin with the device part of this script")

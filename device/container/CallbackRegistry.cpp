@@ -75,15 +75,15 @@ std::vector<std::shared_ptr<Callback>> CallbackRegistry::open() const {
   return found;
 }
 
-bool CallbackRegistry::isReplaced(const Callback& callback) const {
+std::shared_ptr<Callback> CallbackRegistry::replacementOf(const Callback& callback) const {
   bool seen = false;
   for (const auto& other : callbacks_) {
     if (seen && other->selector() == "takePicture:" &&
         other->pluginNumber() == callback.pluginNumber())
-      return true;
+      return other;
     if (other.get() == &callback) seen = true;
   }
-  return false;
+  return nullptr;
 }
 
 }  // namespace vecamera::device::container

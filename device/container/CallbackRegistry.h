@@ -105,8 +105,9 @@ class CallbackRegistry {
   void add(std::shared_ptr<Callback> callback) { callbacks_.push_back(std::move(callback)); }
   /// Those that have no answer yet.
   std::vector<std::shared_ptr<Callback>> open() const;
-  /// Whether a later `takePicture:` has taken the callback's place in its plug-in object.
-  bool isReplaced(const Callback& callback) const;
+  /// The `takePicture:` that took the callback's place in its plug-in object, the first later one;
+  /// null where none did.
+  std::shared_ptr<Callback> replacementOf(const Callback& callback) const;
 
  private:
   std::vector<std::shared_ptr<Callback>> callbacks_;

@@ -1,5 +1,7 @@
 #include "simulator/server/Server.h"
 
+#include <unistd.h>
+
 #include <boost/asio/ip/tcp.hpp>
 #include <boost/asio/post.hpp>
 #include <boost/asio/steady_timer.hpp>
@@ -78,6 +80,13 @@ class NetworkServer : public Server {
   }
 
   std::string address() const override { return address_; }
+  std::string addressAsJson() const override {
+    return toLine({{"address", address_},
+                   {"port", simulatorAcceptor_.local_endpoint().port()},
+                   {"appPort", appAcceptor_.local_endpoint().port()},
+                   {"pid", getpid()},
+                   {"version", protocolVersion}});
+  }
 
   void run() override {
     if (setup_.app) hasChanged(folderFingerprint(*setup_.app, recordings_));
@@ -110,7 +119,7 @@ class NetworkServer : public Server {
     Error ignored;
     simulatorAcceptor_.close(ignored);
     appAcceptor_.close(ignored);
-    sessions_->endAll("vecamera was stopped");
+    sessions_->endAll({ErrorCode::stopped, "vecamera was stopped"});
     waitForConnections(std::chrono::steady_clock::now() + closeTimeout);
   }
 
@@ -137,7 +146,7 @@ class NetworkServer : public Server {
 
   /// Phones and workers send to the context, so they end before it does.
   void finish() {
-    if (sessions_) sessions_->endAll("vecamera was stopped");
+    if (sessions_) sessions_->endAll({ErrorCode::stopped, "vecamera was stopped"});
     endings_.clear();
     workers_.join();
   }

@@ -45,6 +45,9 @@ class Server {
 
   /// What a browser opens, with the secret. It ends in a slash.
   virtual std::string address() const = 0;
+  /// The same for programs, a JSON object in one line: "address", "port" and "appPort" of the two
+  /// origins, "pid", and "version" of the protocol.
+  virtual std::string addressAsJson() const = 0;
   /// Serves until `stop` or an interruption; then every phone has ended, its recording is written
   /// and its files are removed. Once.
   virtual void run() = 0;

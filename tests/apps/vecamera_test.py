@@ -346,6 +346,22 @@ class Serve(CommandLine):
             self.assertEqual(server.stdout.read(), "")
             self.assertEqual(server.wait(), 0)
 
+    def test_it_prints_its_address_for_programs(self):
+        with subprocess.Popen([PROGRAM, "serve", "--json"], stdout=subprocess.PIPE, stderr=subprocess.PIPE,
+                              text=True, cwd=self.folder) as server:
+            try:
+                line = json.loads(server.stdout.readline())
+                self.assertEqual(line["pid"], server.pid)
+                self.assertRegex(line["address"], rf"^http://127\.0\.0\.1:{line['port']}/[0-9a-f]{{32}}/$")
+                direct = urllib.request.build_opener(urllib.request.ProxyHandler({}))
+                with direct.open(urllib.request.Request(line["address"] + "session", method="POST")) as made:
+                    session = json.load(made)
+                self.assertEqual(session["appOrigin"], f"http://127.0.0.1:{line['appPort']}")
+                self.assertEqual(session["version"], line["version"])
+            finally:
+                server.send_signal(signal.SIGINT)
+            self.assertEqual(server.wait(), 0)
+
     def test_it_opens_the_browser_without_telling_the_secret_to_other_users(self):
         shown = self.folder / "shown"
         os.mkfifo(shown)

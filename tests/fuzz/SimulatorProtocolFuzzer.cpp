@@ -5,6 +5,9 @@
 
 #include "device/script/script/ScriptJson.h"
 #include "simulator/server/http/Http.h"
+#include "simulator/server/model/AutomaticAnswers.h"
+#include "simulator/server/model/Changes.h"
+#include "simulator/server/model/LocationUpdates.h"
 #include "simulator/server/phone/DevicePart.h"
 #include "simulator/server/phone/PathPolicy.h"
 #include "simulator/server/phone/PhoneRequest.h"
@@ -20,10 +23,19 @@ void look(const StepRequest& request) {
 }
 
 void look(const RestartRequest& request) {
-  if (checkRequestedPart(request.device)) (void)scriptOf({request.device, {}, std::nullopt});
+  const auto device = request.part == RestartRequest::Part::changes
+                          ? changedDevice(Json::object(), request.device)
+                          : request.device;
+  if (checkRequestedPart(device)) (void)scriptOf({device, {}, std::nullopt});
 }
 
 void look(const RestoreSamplesRequest&) {}
+
+void look(const ConfigureRequest& request) {
+  (void)stepsOf(request.changes, Json::array());
+  (void)AutomaticAnswers().change(request.changes.value("prompts", Json::object()));
+  (void)LocationUpdates::parse(request.changes.value("locationUpdates", Json::object()), {});
+}
 
 }  // namespace
 }  // namespace vecamera::simulator

@@ -87,6 +87,8 @@ TEST(PictureOptionsTest, TheLatestGeolocationIsKeptForTheWholeProcess) {
     PictureOptions::createFromTakePictureArguments(FakeCallBack({{geolocation, on}}));
     EXPECT_EQ(plugin->usesGeolocation(), on);
   }
+  EXPECT_FALSE(PictureOptions::fromArguments(FakeCallBack().command()).usesGeolocation);
+  EXPECT_TRUE(plugin->usesGeolocation()) << "reading alone keeps nothing";
   PictureOptions::createFromTakePictureArguments(FakeCallBack());
   EXPECT_FALSE(plugin->usesGeolocation());
 }

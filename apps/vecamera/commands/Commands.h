@@ -101,6 +101,8 @@ struct ServeOptions {
   /// 0 takes a free one.
   std::uint16_t port = 0;
   bool opensBrowser = false;
+  /// Prints a line of JSON for programs in place of the address.
+  bool printsJson = false;
 };
 
 /// Serves phones until the program is interrupted. The address goes to standard output as soon as

@@ -110,7 +110,7 @@ ExitStatus serve(const ServeOptions& options) {
   const auto made = simulator::Server::make(std::move(setup));
   if (!made) return fail(made.error().description());
   const auto& server = *made;
-  std::cout << server->address() << std::endl;
+  std::cout << (options.printsJson ? server->addressAsJson() : server->address()) << std::endl;
   if (!std::cout) return fail("standard output cannot be written, so nobody learns the address");
   std::cerr << "Open this address in a browser; Ctrl-C ends it." << std::endl;
   std::optional<device::foundation::ApplicationHome> folder;

@@ -46,7 +46,7 @@ _vecamera() {
       ;;
     demo) words='--help' ;;
     scene) words='--size --orientation --seconds --help' ;;
-    serve) words='--app --home --port --open --record --device --help' ;;
+    serve) words='--app --home --port --open --json --record --device --help' ;;
     completion) words='bash zsh --help' ;;
   esac
   if [[ $cur == -* ]]; then

@@ -9,7 +9,7 @@ thread_local Lanes::Worker* Lanes::current_ = nullptr;
 
 void Lanes::Lane::post(Job job) {
   const std::lock_guard lock(lanes_.mutex_);
-  if (!lanes_.stopping_) jobs_.push_back(std::move(job));
+  if (!lanes_.stopping_) jobs_.push_back({std::move(job), lanes_.lockedPurpose()});
 }
 
 Lanes::Lanes() {
@@ -97,6 +97,20 @@ const Executor* Lanes::current() {
   return current_ ? &current_->lane : nullptr;
 }
 
+std::string Lanes::purpose() const {
+  const std::lock_guard lock(mutex_);
+  return lockedPurpose();
+}
+
+const std::string& Lanes::lockedPurpose() const {
+  return current_ && &current_->lane.lanes_ == this ? current_->purpose : purpose_;
+}
+
+void Lanes::setPurpose(std::string purpose) {
+  const std::lock_guard lock(mutex_);
+  purpose_ = std::move(purpose);
+}
+
 void Lanes::yieldWaiting() {
   if (!caller()) return;
   std::unique_lock lock(mutex_);
@@ -147,7 +161,8 @@ void Lanes::work(Worker& worker) {
   for (;;) {
     changed_.wait(lock, [this, &worker] { return running_ == &worker; });
     if (!stopping_ && !jobs.empty()) {
-      Job job = std::move(jobs.front());
+      Job job = std::move(jobs.front().job);
+      worker.purpose = std::move(jobs.front().purpose);
       jobs.pop_front();
       worker.inJob = true;
       lock.unlock();

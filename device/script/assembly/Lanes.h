@@ -37,8 +37,12 @@ class Lanes {
     explicit Lane(Lanes& lanes) : lanes_(lanes) {}
 
     Lanes& lanes_;
+    struct Posted {
+      Job job;
+      std::string purpose;
+    };
     // Guarded by the lanes' mutex.
-    std::deque<Job> jobs_;
+    std::deque<Posted> jobs_;
     /// Null where the lanes have stopped.
     std::unique_ptr<Worker> worker_;
   };
@@ -77,6 +81,13 @@ class Lanes {
   /// Keeps what a task threw. Called on a lane.
   void onException(std::exception_ptr thrown);
 
+  /// What the job at hand is done for, a name of the conductor's choice; off the lanes, the
+  /// conductor's. A job takes it over from the job, or the conductor, that posted it: it stays with
+  /// work that goes on from lane to lane.
+  std::string purpose() const;
+  /// The conductor's, from now on. Conductor only.
+  void setPurpose(std::string purpose);
+
   /// Called on a lane in the middle of a job: yields until the conductor resumes the lane. Does
   /// nothing on another thread. Throws when the lanes end, to unwind the job.
   void yieldWaiting();
@@ -101,6 +112,8 @@ class Lanes {
 
     Lane& lane;
     // Guarded by the lanes' mutex.
+    /// Of the latest job.
+    std::string purpose;
     bool inJob = false;
     bool isHeld = false;
     /// It was held and has not run since. The conductor's.
@@ -108,6 +121,8 @@ class Lanes {
     std::thread thread;
   };
 
+  /// With the mutex held.
+  const std::string& lockedPurpose() const;
   std::unique_ptr<Worker> makeWorker(Lane& lane);
   bool isWaiting(const Lane& lane) const;
   void resume(Worker& worker);
@@ -125,6 +140,8 @@ class Lanes {
   Worker* running_ = nullptr;
   bool stopping_ = false;
   std::string fatalError_;
+  /// The conductor's.
+  std::string purpose_;
 };
 
 }  // namespace vecamera::device::script

@@ -401,7 +401,22 @@ PlaySession::~PlaySession() {
   isReporting_ = false;
 }
 
+/// The name of the callback whose command the step's work is done for. The user's steps, and those
+/// of the world outside, go to the plug-in's current callback as long as it is open.
+std::string PlaySession::purposeOf(const Step& step) const {
+  if (const auto* command = std::get_if<CommandStep>(&step)) return command->as;
+  const bool isQuestion = std::holds_alternative<StateStep>(step) ||
+                          std::holds_alternative<FilesStep>(step) ||
+                          std::holds_alternative<LibraryStep>(step);
+  const auto& plugin = device_->container.plugin();
+  if (isQuestion || !plugin) return {};
+  const auto current =
+      std::dynamic_pointer_cast<container::Callback>(plugin.inspect().currentCallBack);
+  return current && !current->answer() ? current->name() : std::string();
+}
+
 ScriptResult<> PlaySession::play(const Step& step) {
+  device_->lanes.setPurpose(purposeOf(step));
   return Steps(*device_, *events_, diagnostics_, options_.onKill, isReporting_).play(step);
 }
 
@@ -447,14 +462,14 @@ std::optional<std::string> PlaySession::waitingFor() const {
   return "the module waits until no file " + inQuotes(device_->takenName) + " exists";
 }
 
-std::string PlaySession::pendingReason(const container::Callback& callback) const {
+PendingReason PlaySession::pendingReason(const container::Callback& callback) const {
   return script::pendingReason(callback, *device_, events_->history);
 }
 
 void PlaySession::reportOpenCallbacks() {
   for (const auto& callback : device_->container.callbacks().open())
     events_->write(
-        {{"event", "open"}, {"callback", callback->name()}, {"why", pendingReason(*callback)}});
+        {{"event", "open"}, {"callback", callback->name()}, {"why", pendingReason(*callback).why}});
 }
 
 void PlaySession::reportFailure(std::size_t step, const ScriptError& error) {

@@ -2,6 +2,7 @@
 
 #include "device/script/assembly/ScriptedDevice.h"
 #include "device/script/json/StrictJson.h"
+#include "device/script/play/PendingReason.h"
 #include "device/script/play/Player.h"
 
 namespace vecamera::device::script {
@@ -51,14 +52,19 @@ class PlaySession {
   ScriptResult<> checkProcess() const;
   /// What a job waits for, in plain words; nothing where none waits.
   std::optional<std::string> waitingFor() const;
-  /// Why the callback has no answer, in plain words.
-  std::string pendingReason(const container::Callback& callback) const;
+  /// Why the callback has no answer.
+  PendingReason pendingReason(const container::Callback& callback) const;
+  /// The name of the callback whose command the device is working for, or was last, as far as the
+  /// thread that calls knows; empty: for none. From within the sinks, of the event or trace at
+  /// hand.
+  std::string commandAtWork() const { return device_->lanes.purpose(); }
   void reportOpenCallbacks();
   void reportFailure(std::size_t step, const ScriptError& error);
 
   ScriptedDevice& device() { return *device_; }
 
  private:
+  std::string purposeOf(const Step& step) const;
   PlaySession(const PlayOptions& options, EventSink sink, std::ostream& diagnostics);
 
   const PlayOptions options_;

@@ -53,10 +53,12 @@ struct PhoneLimits {
 struct SessionLimits {
   /// At the same time.
   std::size_t sessions = 64;
+  /// Drivers and observers of one session, at the same time.
+  std::size_t connections = 32;
   /// What a browser that comes back gets again: the newest messages, as many and as long.
   std::size_t loggedMessages = 2000;
   std::size_t loggedBytes = 32U << 20U;
-  /// Requests without a reply; from a browser that sends more, nothing is read.
+  /// Requests without a reply; from those who send more, nothing is read.
   std::size_t pendingRequests = 32;
   /// After so long without a connection a session ends.
   std::chrono::seconds idle{15 * 60};

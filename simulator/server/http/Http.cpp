@@ -47,6 +47,21 @@ bool readQuery(std::string_view text, RequestTarget& target) {
   return true;
 }
 
+ErrorCode codeOf(unsigned status) {
+  switch (status) {
+    case 400:
+    case 426: return ErrorCode::badRequest;
+    case 403: return ErrorCode::forbidden;
+    case 404: return ErrorCode::notFound;
+    case 405: return ErrorCode::badMethod;
+    case 413:
+    case 431: return ErrorCode::tooLong;
+    case 503: return ErrorCode::starting;
+    case 507: return ErrorCode::diskFull;
+    default: return ErrorCode::internal;
+  }
+}
+
 }  // namespace
 
 std::optional<RequestTarget> parseTarget(std::string_view text) {
@@ -69,8 +84,12 @@ Response jsonResponse(const Json& content, unsigned status) {
           toLine(content)};
 }
 
+Response errorResponse(unsigned status, ErrorCode code, std::string_view message) {
+  return jsonResponse({{"error", message}, {"code", nameOf(code)}}, status);
+}
+
 Response errorResponse(unsigned status, std::string_view message) {
-  return jsonResponse({{"error", message}}, status);
+  return errorResponse(status, codeOf(status), message);
 }
 
 Response textResponse(std::string_view text) {

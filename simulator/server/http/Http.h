@@ -12,6 +12,7 @@
 #include <variant>
 #include <vector>
 
+#include "simulator/server/base/ErrorCode.h"
 #include "simulator/server/http/ConfinedOpen.h"
 
 /// Requests and responses as values, apart from the connection that carries them.
@@ -29,6 +30,8 @@ struct Request {
   std::string cookie;
   std::string ifNoneMatch;
   std::string range;
+  /// The subprotocols that a WebSocket's client offers, with commas between them.
+  std::string webSocketProtocols;
   /// It is the opening handshake of a WebSocket.
   bool isWebSocket = false;
 };
@@ -90,6 +93,8 @@ enum class Reading { proceed, pause };
 class MessageHandler {
  public:
   virtual ~MessageHandler() = default;
+  /// The one of the client's subprotocols that the handshake names; empty: none.
+  virtual std::string subprotocol() const { return {}; }
   virtual void onOpen(const std::shared_ptr<Peer>& peer) = 0;
   /// After `pause` no more messages come until `Peer::resumeReading`.
   virtual Reading onMessage(Peer& peer, std::string message) = 0;
@@ -112,7 +117,9 @@ class Site {
   virtual HeaderFields commonFields(const Request& request) const = 0;
 };
 
-/// `{"error": MESSAGE}`.
+/// `{"error": MESSAGE, "code": CODE}`.
+Response errorResponse(unsigned status, ErrorCode code, std::string_view message);
+/// With the code that fits the status.
 Response errorResponse(unsigned status, std::string_view message);
 
 Response jsonResponse(const Json& content, unsigned status = 200);

@@ -42,6 +42,10 @@ std::optional<Request> requestOf(const Parser::value_type& message) {
   const auto field = [&message](http::field name) { return std::string(message[name]); };
   if (message.count(http::field::host) != 1 || message.count(http::field::origin) > 1)
     return std::nullopt;
+  std::string protocols;
+  const auto offers = message.equal_range(http::field::sec_websocket_protocol);
+  for (auto offer = offers.first; offer != offers.second; ++offer)
+    protocols += (protocols.empty() ? "" : ",") + std::string(offer->value());
   return Request{.method = methodOf(message.method()),
                  .target = std::string(message.target()),
                  .host = field(http::field::host),
@@ -49,6 +53,7 @@ std::optional<Request> requestOf(const Parser::value_type& message) {
                  .cookie = field(http::field::cookie),
                  .ifNoneMatch = field(http::field::if_none_match),
                  .range = field(http::field::range),
+                 .webSocketProtocols = std::move(protocols),
                  .isWebSocket = beast::websocket::is_upgrade(message)};
 }
 

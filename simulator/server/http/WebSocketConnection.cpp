@@ -29,6 +29,11 @@ class WebSocketConnection : public Peer, public std::enable_shared_from_this<Web
     limitIdleTime(network_.limits.idleTimeout);
     socket_.read_message_max(network_.limits.messageBytes);
     socket_.text(true);
+    if (auto protocol = handler_->subprotocol(); !protocol.empty())
+      socket_.set_option(websocket::stream_base::decorator(
+          [protocol = std::move(protocol)](websocket::response_type& response) {
+            response.set(beast::http::field::sec_websocket_protocol, protocol);
+          }));
     socket_.async_accept(handshake, [self = shared_from_this()](Error error) {
       if (error) return self->abort();
       self->isOpen_ = true;

@@ -1,5 +1,6 @@
 #include "simulator/server/phone/Phone.h"
 
+#include <algorithm>
 #include <utility>
 
 #include "simulator/server/phone/PhoneDevice.h"
@@ -49,18 +50,30 @@ void Phone::run() {
                        [this] { return isStopping(); });
     device.start();
     while (!isStopping()) {
-      const auto message = waitForMessage(device.isWaiting() ? steady_clock::now() + resumeInterval
-                                                             : recording_.nextWrite());
+      const auto message = waitForMessage(nextWork(device));
       if (isStopping()) break;
       if (message)
         device.handle(*message);
       else if (device.isWaiting())
         device.resume();
+      else if (const auto due = device.due(); due && *due <= setup_.now())
+        device.automate();
       if (const auto due = recording_.nextWrite(); due && *due <= steady_clock::now())
         recording_.write();
     }
   }
   recording_.write();
+}
+
+/// When there is something to do without a message; nothing: never.
+std::optional<Phone::TimePoint> Phone::nextWork(const PhoneDevice& device) const {
+  if (device.isWaiting()) return steady_clock::now() + resumeInterval;
+  auto next = recording_.nextWrite();
+  if (const auto due = device.due()) {
+    const auto then = steady_clock::now() + (*due - setup_.now());
+    next = next ? std::min(*next, then) : then;
+  }
+  return next;
 }
 
 /// The next message, or nothing at that time, or when the phone is to end.

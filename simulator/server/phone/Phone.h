@@ -17,6 +17,8 @@
 
 namespace vecamera::simulator {
 
+class PhoneDevice;
+
 /// What a browser tab shows: a device with a thread of its own, on which the tab's requests are
 /// carried out one after the other, and its recording.
 class Phone {
@@ -49,6 +51,7 @@ class Phone {
 
   void run();
   bool isStopping() const;
+  std::optional<TimePoint> nextWork(const PhoneDevice& device) const;
   std::optional<std::string> waitForMessage(std::optional<TimePoint> end);
 
   const PhoneSetup setup_;

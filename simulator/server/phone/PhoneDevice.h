@@ -3,12 +3,15 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <set>
 #include <sstream>
 #include <string>
 
 #include "device/base/CancellationCheck.h"
 #include "device/foundation/files/ApplicationHome.h"
 #include "device/script/play/PlaySession.h"
+#include "simulator/server/model/AutomaticAnswers.h"
+#include "simulator/server/model/LocationUpdates.h"
 #include "simulator/server/phone/MediaFolder.h"
 #include "simulator/server/phone/PhoneLibrary.h"
 #include "simulator/server/phone/PhoneMessages.h"
@@ -40,23 +43,38 @@ class PhoneDevice {
   /// and then.
   bool isWaiting() const;
   void resume();
+  /// When the device is to do something by itself, so that `automate` is to be called; nothing:
+  /// not before the next request.
+  std::optional<LocationUpdates::Clock::time_point> due() const;
+  /// Does what the device does by itself: gives automatic answers and location updates.
+  void automate();
 
  private:
-  ScriptResult<> carryOut(PhoneRequest& request);
-  ScriptResult<> restart(const RestartRequest& request);
-  ScriptResult<> restoreSamples();
+  RequestResult<> carryOut(PhoneRequest& request);
+  RequestResult<> restart(const RestartRequest& request);
+  RequestResult<> restoreSamples();
+  RequestResult<> configure(const Json& changes);
+  Json deviceInForce() const;
 
   ScriptResult<> begin(const DevicePart& part, OldAssets oldAssets);
   ScriptResult<> makeDevice(const DevicePart& part, OldAssets oldAssets);
   URLTransformer urlTransformer() const;
   void beginRecording(const DevicePart& part, const script::DeviceSetup& setup);
+  void onEvent(const Json& event);
+  std::string commandAtWork() const;
   /// `bytes` is the length of the message.
-  ScriptResult<> play(Json step, std::size_t bytes);
-  ScriptResult<> checkLimits(const script::Step& step, std::size_t bytes);
+  RequestResult<> play(Json step, std::size_t bytes);
+  RequestResult<> playStep(Json step, std::size_t bytes);
+  RequestResult<> checkLimits(const script::Step& step, std::size_t bytes);
   void reportEnd(const ScriptResult<>& result);
   void record(const Json& step, Recording::File file);
   Date realNow() const { return setup_.realTime() + clockOffset_; }
   void moveClock();
+  bool canAutomate() const;
+  std::optional<Json> automaticStep();
+  void observeLocation();
+  void reportClosed();
+  void finishWork();
   void sendState();
 
   const PhoneSetup& setup_;
@@ -69,6 +87,13 @@ class PhoneDevice {
   PhoneState state_{setup_.filesAddress, Json::array()};
   std::ostringstream diagnostics_;
   std::unique_ptr<script::PlaySession> session_;
+  /// The part that was asked for, without what is the server's own.
+  Json requested_ = Json::object();
+  AutomaticAnswers answers_;
+  LocationUpdates updates_;
+  bool hasStartedManager_ = false;
+  /// Those whose loss was reported.
+  std::set<const device::container::Callback*> closed_;
   /// Why there is no device.
   std::string broken_;
   /// How far the device's clock is ahead of the real time, which it follows unless it is fixed.

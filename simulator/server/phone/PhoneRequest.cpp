@@ -16,11 +16,12 @@ ScriptResult<decltype(PhoneRequest::what)> readKind(Json& message) {
   const auto& type = message["type"].get_ref<const std::string&>();
   Keys keys{"type", "id"};
   if (type == "step") keys.insert(keys.begin(), "step");
-  if (type == "restart") keys.insert(keys.begin(), {"device", "keepLibrary"});
+  if (type == "restart") keys.insert(keys.begin(), {"device", "changes", "keepLibrary"});
+  if (type == "configure") keys.insert(keys.begin(), "changes");
   const bool isKnown = type == "restoreSamples" || keys.size() > 2;
   if (!isKnown)
-    return failed(
-        script::unknownText("type of message", type, Keys{"step", "restart", "restoreSamples"}));
+    return failed(script::unknownText("type of message", type,
+                                      Keys{"step", "restart", "restoreSamples", "configure"}));
   for (const auto& [key, value] : message.items())
     if (std::find(keys.begin(), keys.end(), key) == keys.end())
       return failed(script::unknownText("key", key, keys));
@@ -31,7 +32,18 @@ ScriptResult<decltype(PhoneRequest::what)> readKind(Json& message) {
       return failed("a step request has an object \"step\"");
     return StepRequest{std::move(message["step"])};
   }
-  RestartRequest restart{message.value("device", Json::object())};
+  const bool hasChanges = message.contains("changes");
+  auto changes = message.value("changes", Json::object());
+  if (!changes.is_object()) return failed("\"changes\" must be an object");
+  if (type == "configure") {
+    if (!hasChanges) return failed("a configure request has an object \"changes\"");
+    return ConfigureRequest{std::move(changes)};
+  }
+  RestartRequest restart;
+  if (hasChanges && message.contains("device"))
+    return failed("a restart request has a \"device\" or \"changes\", not both");
+  restart.part = hasChanges ? RestartRequest::Part::changes : RestartRequest::Part::whole;
+  restart.device = hasChanges ? std::move(changes) : message.value("device", Json::object());
   if (!restart.device.is_object()) return failed("\"device\" must be an object");
   const auto keepLibrary = message.value("keepLibrary", Json(true));
   if (!keepLibrary.is_boolean()) return failed("\"keepLibrary\" must be true or false");

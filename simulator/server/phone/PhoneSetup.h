@@ -1,5 +1,7 @@
 #pragma once
 
+#include <chrono>
+#include <cstdint>
 #include <filesystem>
 #include <functional>
 #include <optional>
@@ -14,7 +16,7 @@ namespace vecamera::simulator {
 /// One message of a phone to its browser.
 struct PhoneMessage {
   enum class Kind {
-    /// An event or a trace: a browser that comes back gets it again.
+    /// A message with a number: a browser that comes back gets it again.
     logged,
     state,
     /// `done` or `failed`: each request gets one, the last message that it brings about.
@@ -27,6 +29,10 @@ struct PhoneMessage {
   };
   Kind kind = Kind::logged;
   std::string text;
+  /// The number of a logged one.
+  std::int64_t n = -1;
+  /// The version of the protocol that brought it: older clients do not get it.
+  int version = 1;
 };
 
 struct PhoneSetup {
@@ -41,6 +47,8 @@ struct PhoneSetup {
   PhoneLimits limits;
   /// What time it is. Called on the phone's thread.
   std::function<Date()> realTime;
+  /// For what the device does by itself after a while. Called on the phone's thread.
+  std::function<std::chrono::steady_clock::time_point()> now = std::chrono::steady_clock::now;
   /// Takes the messages in their order; called on the phone's threads, one at a time.
   std::function<void(PhoneMessage)> onMessage;
   /// Takes lines for the developer; called on the phone's thread.

@@ -6,6 +6,7 @@
 
 #include "device/foundation/Dates.h"
 #include "device/foundation/Urls.h"
+#include "simulator/server/base/ErrorCode.h"
 
 namespace vecamera::simulator {
 namespace {
@@ -27,9 +28,12 @@ Json callbacksOf(script::PlaySession& session) {
   for (const auto& callback : session.device().container.callbacks().open()) {
     auto command = callback->selector();
     if (command.ends_with(':')) command.pop_back();
+    const auto reason = session.pendingReason(*callback);
     callbacks.push_back({{"name", callback->name()},
                          {"command", command},
-                         {"why", session.pendingReason(*callback)}});
+                         {"code", script::nameOf(reason.code)},
+                         {"why", reason.why},
+                         {"endsWith", reason.endsWith ? Json(*reason.endsWith) : Json()}});
   }
   return callbacks;
 }
@@ -40,18 +44,6 @@ Json heldOf(const script::ScriptedDevice& device) {
     list.push_back({{"at", script::nameOf(held.at)},
                     {"callback", held.callback ? Json(held.callback->name()) : Json()}});
   return list;
-}
-
-/// Those of the faults that strike yet.
-Json faultsOf(const script::ScriptedDevice& device, const Json& set) {
-  Json faults = Json::array();
-  const auto left = device.faults.strikesLeft();
-  for (std::size_t i = 0; i < left.size() && i < set.size(); ++i) {
-    if (left[i] == 0) continue;
-    faults.push_back(set[i]);
-    if (left[i]) faults.back()["times"] = *left[i];
-  }
-  return faults;
 }
 
 struct TemporaryFile {
@@ -79,6 +71,23 @@ std::map<std::string, TemporaryFile> temporaryFiles(const std::string& directory
 }
 
 }  // namespace
+
+Json permissionsOf(const script::ScriptedDevice& device) {
+  return {{"camera", script::nameOf(device.cameraPermission.status())},
+          {"photoLibrary", script::nameOf(device.photoPermission.status())},
+          {"location", script::nameOf(device.locationPermission.status())}};
+}
+
+Json PhoneState::faults(const script::ScriptedDevice& device) const {
+  Json faults = Json::array();
+  const auto left = device.faults.strikesLeft();
+  for (std::size_t i = 0; i < left.size() && i < faults_.size(); ++i) {
+    if (left[i] == 0) continue;
+    faults.push_back(faults_[i]);
+    if (left[i]) faults.back()["times"] = *left[i];
+  }
+  return faults;
+}
 
 void PhoneState::onEvent(const Json& event, std::string_view text) {
   if (text.size() > maxEventBytes) return;
@@ -130,7 +139,7 @@ Json PhoneState::files(script::ScriptedDevice& device) {
 
 Json PhoneState::message(script::PlaySession* session, const std::string& broken,
                          ClockMode clockMode, std::uint64_t libraryVersion,
-                         const Recording& recording) {
+                         const Recording& recording, Json automatic) {
   const auto none = Json::array();
   const auto orNull = [](const std::optional<std::string>& text) {
     return text ? Json(*text) : Json();
@@ -152,17 +161,17 @@ Json PhoneState::message(script::PlaySession* session, const std::string& broken
                 {"library", libraryVersion},
                 {"recorded", recording.steps()},
                 {"recordingEnded", orNull(recording.ended())},
-                {"broken", broken}};
+                {"automatic", std::move(automatic)},
+                {"broken", broken},
+                {"brokenCode", nameOf(ErrorCode::noDevice)}};
   if (session == nullptr) return state;
   auto& device = session->device();
   state["screen"] = screens_;
   state["prompts"] = promptsOf(device);
-  state["permissions"] = {{"camera", script::nameOf(device.cameraPermission.status())},
-                          {"photoLibrary", script::nameOf(device.photoPermission.status())},
-                          {"location", script::nameOf(device.locationPermission.status())}};
+  state["permissions"] = permissionsOf(device);
   state["callbacks"] = callbacksOf(*session);
   state["files"] = files(device);
-  state["faults"] = faultsOf(device, faults_);
+  state["faults"] = faults(device);
   state["clock"]["now"] = foundation::formatISO8601(device.environment.clock->now());
   state["location"]["running"] = device.location.isRunning();
   state["waiting"] = orNull(session->waitingFor());
@@ -170,6 +179,7 @@ Json PhoneState::message(script::PlaySession* session, const std::string& broken
   if (!device.isAppRunning()) state["app"] = "killed";
   const auto process = session->checkProcess();
   state["broken"] = process ? Json() : Json(process.error().message);
+  state["brokenCode"] = process ? Json() : Json(nameOf(ErrorCode::processEnded));
   return state;
 }
 

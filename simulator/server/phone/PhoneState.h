@@ -10,6 +10,9 @@
 
 namespace vecamera::simulator {
 
+/// What the user allows, as in a script.
+Json permissionsOf(const script::ScriptedDevice& device);
+
 enum class ClockMode { real, fixed };
 
 /// The state of a device as a browser sees it, from the device itself and its earlier events. Used
@@ -24,10 +27,12 @@ class PhoneState {
   /// `text` is the event's JSON text.
   void onEvent(const Json& event, std::string_view text);
   void onFaults(Json faults) { faults_ = std::move(faults); }
+  /// The faults that strike yet, as in a script.
+  Json faults(const script::ScriptedDevice& device) const;
   /// The `state` message of a session, or of none where the device could not be made: then
-  /// `broken` says why.
+  /// `broken` says why. `automatic` is what the device does by itself.
   Json message(script::PlaySession* session, const std::string& broken, ClockMode clockMode,
-               std::uint64_t libraryVersion, const Recording& recording);
+               std::uint64_t libraryVersion, const Recording& recording, Json automatic);
 
  private:
   Json files(script::ScriptedDevice& device);

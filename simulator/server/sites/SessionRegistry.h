@@ -13,6 +13,10 @@
 
 namespace vecamera::simulator {
 
+/// Says why a client cannot be served, and ends its connection. The handshake names `subprotocol`,
+/// one of those that the client offers, as a browser opens no connection else.
+std::shared_ptr<MessageHandler> refuseConnection(RequestError why, std::string subprotocol = {});
+
 /// Every session that there is. On the server's thread.
 class SessionRegistry {
  public:
@@ -32,24 +36,26 @@ class SessionRegistry {
   };
   explicit SessionRegistry(Setup setup) : setup_(std::move(setup)) {}
 
-  /// The handler for a browser that asks for this session: the session, a new one where there is
-  /// none of that name, or one that says why there is none. Where there are as many as there may
-  /// be, the one that has been disconnected for longest makes room. `host` is the name by which the
-  /// browser knows the server.
-  std::shared_ptr<MessageHandler> open(std::string_view id, std::string_view host);
+  /// The handler for a client that asks for this session: a connection to it, or one that says why
+  /// there is none. A page gets a new session where there is none of that name; so does a driver
+  /// that names none. `host` is the name by which the client knows the server.
+  std::shared_ptr<MessageHandler> open(std::string_view id, std::string_view host,
+                                       ConnectionSetup setup);
+  /// A new session. Where there are as many as there may be, the one that has been unused for
+  /// longest makes room.
+  RequestResult<std::shared_ptr<Session>> make(std::string_view host);
   /// Null where there is none.
   std::shared_ptr<Session> find(std::string_view id) const;
   std::shared_ptr<Session> findByFileToken(std::string_view token) const;
   bool isAnyConnected() const;
   void sendToAll(const std::string& message);
   void endIdle();
-  void endAll(std::string_view why);
+  void endAll(const RequestError& why);
 
  private:
-  ScriptResult<std::shared_ptr<Session>> make(std::string_view host);
-  /// Ends the session that has been disconnected for longest; false where all are connected.
+  /// Ends the session that has been unused for longest; false where all are in use.
   bool makeRoom();
-  void end(const std::shared_ptr<Session>& session, std::string_view why);
+  void end(const std::shared_ptr<Session>& session, const RequestError& why);
 
   const Setup setup_;
   std::map<std::string, std::shared_ptr<Session>, std::less<>> sessions_;

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <span>
 
@@ -84,6 +85,20 @@ Response recordingFile(const Session& session, Phone& phone) {
   return response;
 }
 
+/// The subprotocols of the header field.
+std::vector<std::string> offeredProtocols(std::string_view field) {
+  std::vector<std::string> offered;
+  while (!field.empty()) {
+    const auto end = field.find(',');
+    auto one = field.substr(0, end);
+    field.remove_prefix(end == std::string_view::npos ? field.size() : end + 1);
+    while (!one.empty() && (one.front() == ' ' || one.front() == '\t')) one.remove_prefix(1);
+    while (!one.empty() && (one.back() == ' ' || one.back() == '\t')) one.remove_suffix(1);
+    if (!one.empty()) offered.emplace_back(one);
+  }
+  return offered;
+}
+
 class MediaUpload : public Upload {
  public:
   MediaUpload(std::shared_ptr<Session> session, std::unique_ptr<MediaFolder::Writer> writer)
@@ -91,8 +106,10 @@ class MediaUpload : public Upload {
   device::Result<void, Response> write(std::span<const char> bytes) override {
     const auto written = writer_->write(bytes);
     if (written) return {};
-    const auto status = written.error().kind == MediaFolder::WriteError::Kind::disk ? 507 : 413;
-    return Failure(errorResponse(status, written.error().message));
+    const auto& [kind, message] = written.error();
+    return Failure(kind == MediaFolder::WriteError::Kind::disk
+                       ? errorResponse(507, message)
+                       : errorResponse(413, ErrorCode::limit, message));
   }
   Response finish() override {
     const auto bytes = writer_->bytes();
@@ -131,7 +148,10 @@ class SimulatorSite : public Site {
       return notFound();
     target->segments.erase(target->segments.begin());
     const bool changes = request.method != Method::get;
-    if ((changes || request.isWebSocket) && request.origin != "http://" + request.host)
+    // Browsers name the origin of whatever changes something; a program that has the secret may
+    // leave it out.
+    if ((changes || request.isWebSocket) && !request.origin.empty() &&
+        request.origin != "http://" + request.host)
       return errorResponse(403, "only the simulator's own pages may do this");
     // Relative addresses in the page start from the slash.
     if (target->segments.empty() && !target->isFolder)
@@ -145,16 +165,59 @@ class SimulatorSite : public Site {
     if (path.size() > 1 && path[0] == "session") {
       const auto session = sessions_.find(path[1]);
       if (!session)
-        return errorResponse(404, "there is no such session (any more); load the page again");
+        return errorResponse(404, ErrorCode::noSession,
+                             "there is no such session (any more); load the page again");
       return reactInSession(request, session, target);
     }
+    if (path == Segments{"session"}) return makeSession(request);
     if (request.method != Method::get) return errorResponse(405, "this can only be read");
     if (path == Segments{"ws"} && !request.isWebSocket)
       return errorResponse(426, "this is the address of a WebSocket");
-    if (path == Segments{"ws"})
-      return sessions_.open(target.queryValue("session"), ownHostName(request.host));
+    if (path == Segments{"ws"}) return connect(request, target);
     if (request.isWebSocket) return notFound();
     return pageFile(target);
+  }
+
+  Reaction makeSession(const Request& request) {
+    if (request.method != Method::post) return errorResponse(405, "a session is made with POST");
+    const auto made = sessions_.make(ownHostName(request.host));
+    if (!made) return errorResponse(503, made.error().code, made.error().message);
+    const auto& identity = (*made)->identity();
+    return jsonResponse(
+        {{"session", identity.id},
+         {"app", identity.app},
+         {"appOrigin", identity.appOrigin},
+         {"socket", "ws://" + request.host + "/" + setup_.secret + "/ws?session=" + identity.id},
+         {"version", protocolVersion}});
+  }
+
+  Reaction connect(const Request& request, const RequestTarget& target) {
+    ConnectionSetup setup;
+    const auto role = target.queryValue("role");
+    constexpr std::array roles = {Role::page, Role::driver, Role::observer};
+    const auto* const known =
+        std::find_if(roles.begin(), roles.end(), [&role](Role one) { return role == nameOf(one); });
+    if (known == roles.end() && !role.empty())
+      return errorResponse(400, "\"role\" is one of page, driver and observer");
+    if (known != roles.end()) setup.role = *known;
+    if (const auto after = target.queryValue("after"); !after.empty()) {
+      std::int64_t n = 0;
+      const auto* const end = after.data() + after.size();
+      const auto [stop, error] = std::from_chars(after.data(), end, n);
+      if (error != std::errc() || stop != end)
+        return errorResponse(400, "\"after\" is the number of a message");
+      setup.after = n;
+    }
+    const auto offered = offeredProtocols(request.webSocketProtocols);
+    const auto newest = subprotocolOf(protocolVersion);
+    if (std::find(offered.begin(), offered.end(), newest) != offered.end())
+      setup.version = protocolVersion;
+    else if (!offered.empty())
+      return refuseConnection(
+          {ErrorCode::version,
+           "this page and the server are of different versions: reload this page"},
+          offered.front());
+    return sessions_.open(target.queryValue("session"), ownHostName(request.host), setup);
   }
 
   Reaction reactInSession(const Request& request, const std::shared_ptr<Session>& session,
@@ -164,7 +227,7 @@ class SimulatorSite : public Site {
     if (path == Segments{"media"}) {
       if (request.method != Method::post) return errorResponse(405, "media are sent with POST");
       auto writer = phone.media().begin(target.queryValue("name"));
-      if (!writer) return errorResponse(413, writer.error().message);
+      if (!writer) return errorResponse(413, ErrorCode::limit, writer.error().message);
       return std::make_unique<MediaUpload>(session, *std::move(writer));
     }
     if (request.method != Method::get) return errorResponse(405, "this can only be read");

@@ -79,15 +79,17 @@ TEST_F(SoftwareContainerTest, AnEmptySlotAndAMissingOneAreNoArguments) {
 TEST_F(SoftwareContainerTest, CallbacksAreOpenUntilTheirAnswerAndMayBeReplaced) {
   const auto first = container.makeCallback("first", "takePicture:", {});
   const auto cleanup = container.makeCallback("cleanup", "cleanup:", {});
-  EXPECT_FALSE(container.callbacks().isReplaced(*first)) << "cleanup replaces nothing";
+  EXPECT_EQ(container.callbacks().replacementOf(*first), nullptr) << "cleanup replaces nothing";
   const auto second = container.makeCallback("second", "takePicture:", {});
-  EXPECT_TRUE(container.callbacks().isReplaced(*first));
-  EXPECT_FALSE(container.callbacks().isReplaced(*second));
+  const auto third = container.makeCallback("third", "takePicture:", {});
+  EXPECT_EQ(container.callbacks().replacementOf(*first), second) << "the first one that came later";
+  EXPECT_EQ(container.callbacks().replacementOf(*third), nullptr);
   cleanup->success(false);
   const auto open = container.callbacks().open();
-  ASSERT_EQ(open.size(), 2u);
+  ASSERT_EQ(open.size(), 3u);
   EXPECT_EQ(open[0]->name(), "first");
   EXPECT_EQ(open[1]->name(), "second");
+  EXPECT_EQ(open[2]->name(), "third");
 }
 
 TEST_F(SoftwareContainerTest, TheTransformerMayChangeWhileACallbackIsOpen) {

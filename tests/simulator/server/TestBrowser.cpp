@@ -15,6 +15,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "tests/simulator/server/MessageCheck.h"
+
 namespace vecamera::simulator {
 namespace {
 
@@ -102,6 +104,8 @@ std::optional<Answer> talk(std::uint16_t port, std::string_view bytes) {
   for (const auto& field : parser.get())
     answer.headers[std::string(field.name_string())] += std::string(field.value());
   answer.body = parser.get().body();
+  if (answer.status >= 400 && answer.body.starts_with('{'))
+    checkLater("httpError", nlohmann::ordered_json::parse(answer.body));
   return answer;
 }
 
@@ -140,16 +144,22 @@ struct TestSocket::Stream {
   }
 };
 
-TestSocket::TestSocket(RunningServer& server, const std::string& session)
+TestSocket::TestSocket(RunningServer& server, const std::string& session, const Options& options)
     : stream_(std::make_unique<Stream>()) {
   auto& socket = stream_->socket;
   connect(socket.next_layer(), server.port());
   socket.read_message_max(std::size_t{1} << 30U);
-  socket.set_option(websocket::stream_base::decorator(
-      [&](websocket::request_type& head) { head.set(http::field::origin, server.origin()); }));
-  const auto target = server.root() + "ws" + (session.empty() ? "" : "?session=" + session);
-  isOpen_ = stream_->finish(
-      [&](auto handler) { socket.async_handshake(server.host(), target, std::move(handler)); });
+  socket.set_option(websocket::stream_base::decorator([&](websocket::request_type& head) {
+    if (options.namesOrigin) head.set(http::field::origin, server.origin());
+    if (!options.protocols.empty())
+      head.set(http::field::sec_websocket_protocol, options.protocols);
+  }));
+  const auto target = server.root() + "ws?session=" + session + "&" + options.query;
+  websocket::response_type response;
+  isOpen_ = stream_->finish([&](auto handler) {
+    socket.async_handshake(response, server.host(), target, std::move(handler));
+  });
+  protocol_ = std::string(response[http::field::sec_websocket_protocol]);
 }
 
 TestSocket::~TestSocket() = default;
@@ -159,7 +169,9 @@ std::optional<TestSocket::Json> TestSocket::read() {
   const bool isRead = stream_->finish(
       [&](auto handler) { stream_->socket.async_read(buffer, std::move(handler)); });
   if (!isRead) return std::nullopt;
-  return Json::parse(beast::buffers_to_string(buffer.cdata()));
+  auto message = Json::parse(beast::buffers_to_string(buffer.cdata()));
+  checkLater(message["type"].get<std::string>(), message);
+  return message;
 }
 
 TestSocket::Json TestSocket::readUntil(std::string_view type) {
@@ -179,7 +191,11 @@ TestSocket::Json TestSocket::ask(Json request) {
   request["id"] = ++lastId_;
   send(request.dump());
   while (const auto message = read())
-    if ((*message).contains("id") && (*message)["id"] == lastId_) return *message;
+    if ((*message).contains("id") && (*message)["id"] == lastId_) {
+      if ((*message)["type"] == "done")
+        checkLater(request["type"].get<std::string>() + "Request", request);
+      return *message;
+    }
   ADD_FAILURE() << "the connection ended before the reply to " << request.dump();
   return Json::object({{"type", ""}});
 }

@@ -83,9 +83,20 @@ class TestSocket {
  public:
   using Json = nlohmann::ordered_json;
 
-  explicit TestSocket(RunningServer& server, const std::string& session = {});
+  struct Options {
+    /// Of the address, after the session: "role=driver".
+    std::string query{};
+    /// The subprotocols that are offered.
+    std::string protocols{};
+    bool namesOrigin = true;
+  };
+  explicit TestSocket(RunningServer& server, const std::string& session = {})
+      : TestSocket(server, session, {}) {}
+  TestSocket(RunningServer& server, const std::string& session, const Options& options);
   ~TestSocket();
   bool isOpen() const { return isOpen_; }
+  /// The subprotocol that the server has chosen.
+  const std::string& protocol() const { return protocol_; }
   /// The next message; nothing when the connection has ended.
   std::optional<Json> read();
   /// The next message of that type; fails the test where the connection ends before.
@@ -102,6 +113,7 @@ class TestSocket {
   struct Stream;
   std::unique_ptr<Stream> stream_;
   bool isOpen_ = false;
+  std::string protocol_;
   int lastId_ = 0;
 };
 

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "simulator/server/phone/Phone.h"
+#include "tests/simulator/server/MessageCheck.h"
 
 namespace vecamera::simulator {
 
@@ -45,7 +46,10 @@ class TestPhone {
   Json ask(Json request) {
     request["id"] = ++lastId_;
     phone_->receive(request.dump());
-    return Json::parse(readUntil(PhoneMessage::Kind::reply));
+    auto reply = Json::parse(readUntil(PhoneMessage::Kind::reply));
+    if (reply["type"] == "done")
+      checkLater(request["type"].get<std::string>() + "Request", request);
+    return reply;
   }
   Json step(const Json& step) { return ask({{"type", "step"}, {"step", step}}); }
   /// The reason why the step failed, or an empty text.
@@ -59,6 +63,10 @@ class TestPhone {
       if (!came) throw std::runtime_error("the phone says nothing: " + diagnostics_);
       const auto message = std::move(messages_.front());
       messages_.pop_front();
+      if (message.kind != PhoneMessage::Kind::restarted) {
+        const auto json = Json::parse(message.text);
+        checkLater(json["type"].get<std::string>(), json);
+      }
       if (message.kind == PhoneMessage::Kind::state) {
         state_ = Json::parse(message.text);
         ++states_;
@@ -85,8 +93,16 @@ class TestPhone {
     });
     if (!came) throw std::runtime_error("the phone sends no \"" + std::string(text) + "\"");
   }
-  /// The events and traces of the device that is there.
+  /// The numbered messages of the device that is there.
   const std::vector<Json>& messages() const { return logged_; }
+  /// Those of that type.
+  std::vector<Json> messages(std::string_view type) const {
+    std::vector<Json> found;
+    for (const auto& message : logged_)
+      if (message["type"] == type) found.push_back(message);
+    return found;
+  }
+  Json configure(const Json& changes) { return ask({{"type", "configure"}, {"changes", changes}}); }
   std::vector<std::string> events() const {
     std::vector<std::string> lines;
     for (const auto& message : logged_)

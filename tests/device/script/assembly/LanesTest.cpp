@@ -38,6 +38,21 @@ TEST(LanesTest, ALaneKnowsItself) {
   EXPECT_EQ(seen, &lanes.background());
 }
 
+TEST(LanesTest, AJobHasThePurposeOfWhoPostedIt) {
+  Log log;
+  Lanes lanes;
+  lanes.setPurpose("a");
+  lanes.background().post([&] {
+    lanes.main().post([&] { log.push_back("main: " + lanes.purpose()); });
+    log.push_back("background: " + lanes.purpose());
+  });
+  lanes.setPurpose("b");
+  lanes.platform().post([&] { log.push_back("platform: " + lanes.purpose()); });
+  runAll(lanes);
+  EXPECT_EQ(log, (Log{"background: a", "main: a", "platform: b"}));
+  EXPECT_EQ(lanes.purpose(), "b") << "the conductor's";
+}
+
 TEST(LanesTest, OneJobRunsForEachStep) {
   int ran = 0;
   Lanes lanes;
