@@ -88,6 +88,37 @@ void addRun(CLI::App& app, Action& action) {
   onCalled(command, action, [options] { return run(*options); });
 }
 
+void addTest(CLI::App& app, Action& action) {
+  auto options = std::make_shared<TestOptions>();
+  auto& command =
+      *app.add_subcommand("test", "Play flows and compare what they show with what is expected");
+  command
+      .add_option("FLOW", options->flows,
+                  "Device scripts, or folders: every *.json in them that has steps")
+      ->type_name("")
+      ->required();
+  command.add_flag("--update", options->update, "Write the expectations, where they differ");
+  command.add_option("--junit", options->junit, "Also write the results there, as JUnit XML")
+      ->type_name("FILE");
+  command
+      .add_option("--distance", options->distance,
+                  "How many of the 64 bits of a picture's perceptual hash may differ [6]")
+      ->type_name("N")
+      ->check(CLI::Range(0, 64).description(""));
+  addLimit(command, options->limit);
+  command.footer(
+      "The expectation of flow.json is flow.expected: the steps, and below each its events, as\n"
+      "\"vecamera run\" prints them. Write it once with --update, read it, and keep it beside the\n"
+      "script. Pictures are compared by format, size, orientation and by how they look.\n"
+      "Exit status: 0 all flows show what is expected; 1 something differs, or an expectation is\n"
+      "missing; 2 a file is broken, or wrong usage.\n\n"
+      "Examples:\n"
+      "  vecamera test --update flow.json\n"
+      "  vecamera test flow.json\n"
+      "  vecamera test flows --junit results.xml\n");
+  onCalled(command, action, [options] { return test(*options); });
+}
+
 void addTake(CLI::App& app, Action& action) {
   using enum DestinationType;
   using enum EncodingType;
@@ -340,9 +371,11 @@ ExitStatus act(int argc, char** argv) {
       "  vecamera take FILE             one picture or movie, with the options of a page's "
       "command\n"
       "  vecamera run SCRIPT            whole flows: permissions, alerts, faults\n"
+      "  vecamera test SCRIPT           the same as a test, with what is expected beside it\n"
       "Each command has its own help: vecamera take --help\n");
   Action action;
   addRun(app, action);
+  addTest(app, action);
   addTake(app, action);
   addLibrary(app, action);
   addDemo(app, action);

@@ -39,12 +39,16 @@ MediaResult<MovieFacts> factsOf(const MediaResult<std::unique_ptr<MovieInput>>& 
   const auto format = formatOf(input);
   if (!format) return format.failure();
   const AVStream& video = input.video();
-  const Size size = imaging::sidesOf(
-      orientationOf(video), squareSize(video, {video.codecpar->width, video.codecpar->height}));
+  const Size stored{video.codecpar->width, video.codecpar->height};
+  const auto orientation = orientationOf(video);
+  const Size size = imaging::sidesOf(orientation, squareSize(video, stored));
   MovieFacts facts;
   facts.format = *format;
   facts.width = static_cast<std::size_t>(size.width);
   facts.height = static_cast<std::size_t>(size.height);
+  facts.storedWidth = static_cast<std::size_t>(stored.width);
+  facts.storedHeight = static_cast<std::size_t>(stored.height);
+  facts.orientation = imaging::exifOrientation(orientation);
   if (const auto duration = input.durationMicroseconds())
     facts.durationSeconds = static_cast<double>(*duration) / microseconds.den;
   facts.hasAudio = input.audio() != nullptr;
@@ -126,26 +130,12 @@ class FirstFrames {
   bool isAtEnd_ = false;
 };
 
-}  // namespace
-
-MediaResult<MovieFacts> probeMovie(const Data& movie) try {
-  return factsOf(MovieInput::open(movie));
-} catch (const std::exception& thrown) {
-  return mediaFailure(thrown);
-}
-
-MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie) try {
-  return factsOf(MovieInput::open(movie, {}));
-} catch (const std::exception& thrown) {
-  return mediaFailure(thrown);
-}
-
-MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide) try {
+/// The JPEG of `posterFrame`.
+MediaResult<Data> posterOf(MediaResult<std::unique_ptr<MovieInput>> input, std::size_t maxSide) {
   constexpr int maxFrames = 30;
   constexpr int quality = 85;
-  if (maxSide == 0) return cannotShow();
-  auto input = MovieInput::open(movie, {});
   if (!input) return std::move(input).failure();
+  if (maxSide == 0) return cannotShow();
   auto decoder = openDecoder((*input)->video());
   if (!decoder) return std::move(decoder).failure();
   FirstFrames frames(**input, std::move(*decoder), maxSide);
@@ -165,6 +155,30 @@ MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t ma
   auto jpeg = imaging::encodeJpegBitmap(*upright, quality, {});
   if (!jpeg) return cannotShow();
   return Data(std::move(*jpeg));
+}
+
+}  // namespace
+
+MediaResult<MovieFacts> probeMovie(const Data& movie) try {
+  return factsOf(MovieInput::open(movie));
+} catch (const std::exception& thrown) {
+  return mediaFailure(thrown);
+}
+
+MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie) try {
+  return factsOf(MovieInput::open(movie, {}));
+} catch (const std::exception& thrown) {
+  return mediaFailure(thrown);
+}
+
+MediaResult<Data> posterFrame(const Data& movie, std::size_t maxSide) try {
+  return posterOf(MovieInput::open(movie), maxSide);
+} catch (const std::exception& thrown) {
+  return mediaFailure(thrown);
+}
+
+MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide) try {
+  return posterOf(MovieInput::open(movie, {}), maxSide);
 } catch (const std::exception& thrown) {
   return mediaFailure(thrown);
 }

@@ -17,6 +17,10 @@ struct MovieFacts {
   /// As displayed: upright and with square pixels.
   std::size_t width = 0;
   std::size_t height = 0;
+  /// Of the frames as stored, and what shows them upright, as a value of the Exif tag (1 to 8).
+  std::size_t storedWidth = 0;
+  std::size_t storedHeight = 0;
+  int orientation = 1;
   /// Nothing where the file has none, as with what browsers record.
   std::optional<double> durationSeconds;
   bool hasAudio = false;
@@ -30,6 +34,7 @@ MediaResult<MovieFacts> probeMovie(const std::filesystem::path& movie);
 /// A JPEG of a frame near the start, upright, no side longer than `maxSide` pixels and never
 /// enlarged: the first that is not all black, else the first. Fails for no pixels. Safe on hostile
 /// bytes. Any thread.
+MediaResult<Data> posterFrame(const Data& movie, std::size_t maxSide);
 MediaResult<Data> posterFrame(const std::filesystem::path& movie, std::size_t maxSide);
 
 }  // namespace vecamera::device::media

@@ -12,11 +12,12 @@ import sys
 import tempfile
 import unittest
 import urllib.request
+import xml.etree.ElementTree
 
 PROGRAM = ""
 TOOLS = pathlib.Path(__file__).resolve().parent / "tools"
 COMPLETIONS = pathlib.Path(__file__).parents[2] / "apps" / "vecamera" / "completions"
-COMMANDS = [["run"], ["take"], ["library"], ["library", "add"], ["library", "list"],
+COMMANDS = [["run"], ["test"], ["take"], ["library"], ["library", "add"], ["library", "list"],
             ["library", "export"], ["library", "clear"], ["demo"], ["scene"], ["serve"],
             ["completion"]]
 
@@ -70,6 +71,10 @@ class Usage(CommandLine):
             (["run", "none.json"], "none.json: there is no such file"),
             (["run", "x.json", "--limit", "0"], "--limit"),
             (["run", "x.json", "--limit", "nan"], "--limit"),
+            (["test"], "FLOW is required"),
+            (["test", "x.json", "--distance", "65"], "--distance"),
+            (["test", "x.json", "--distance", "-1"], "--distance"),
+            (["test", "."], "there is no device script with steps in this folder"),
             (["take"], "FILE is required"),
             (["take", "none.jpg"], "none.jpg: there is no such file"),
             (["take", "."], ".: it is a folder"),
@@ -123,6 +128,122 @@ class Usage(CommandLine):
         done = subprocess.run(["bash", "-c", script, COMPLETIONS / "vecamera.bash"],
                               capture_output=True, text=True, check=True)
         self.assertEqual(done.stdout, "file-uri\n")
+
+
+class Test(CommandLine):
+    """A flow of one upright photo as a file, of the best quality."""
+
+    ARGUMENTS = [100, 1, 1, None, None, 0, 0, False, True]
+
+    @classmethod
+    def setUpClass(cls):
+        super().setUpClass()
+        cls.large = cls.photo.with_name("large.jpg")
+        subprocess.run([PROGRAM, "scene", cls.large, "--size", "400x300", "--orientation", "6"],
+                       check=True)
+
+    def write_flow(self, arguments=None, name="flow.json", photo=None, steps=()):
+        script = {"steps": [
+            {"do": "files"},
+            {"do": "takePicture", "as": "page", "arguments": arguments or self.ARGUMENTS},
+            {"do": "capture", "photo": str(photo or self.large)}, *steps]}
+        path = self.folder / name
+        path.write_text(json.dumps(script), encoding="utf-8")
+        return path
+
+    def test_a_flow_passes_until_the_page_makes_a_mistake(self):
+        self.write_flow()
+        self.call("test", "--update", "flow.json")
+        self.assertEqual(self.call("test", "flow.json")[0],
+                         "flow.json: passed\n1 flow: 1 passed, 0 failed\n")
+        at = "flow.json: step 2 (capture): answer to \"page\": "
+        mistakes = {
+            "quality 0": ([0, 1, 1, None, None, 0, 0, False, True],
+                          r"media\.bytes: expected about \d+, came \d+"),
+            "not upright": ([100, 1, 1, None, None, 0, 0, False, False],
+                            r"media\.width: expected 400, came 300"),
+            "50 by 50": ([100, 1, 1, 50, 50, 0, 0, False, True], r"media\.width: expected 400, came 50"),
+            "data URL": ([100, 0, 1, None, None, 0, 0, False, True],
+                         r'data\.callbackURI: expected "[^"]*<tmp>/velmora_photo_<time 1>\.jpg", '
+                         r'came "data:image/jpeg;base64,<base64>"'),
+        }
+        for mistake, (arguments, message) in mistakes.items():
+            with self.subTest(mistake):
+                self.write_flow(arguments)
+                out, _ = self.call("test", "flow.json", status=1)
+                self.assertRegex(out, re.escape(at) + message)
+                self.assertTrue(out.endswith("1 flow: 0 passed, 1 failed\n"), out)
+
+    def test_another_photo_fails_and_the_distance_can_be_chosen(self):
+        self.write_flow(photo=self.large)
+        self.call("test", "--update", "flow.json")
+        other = self.folder / "other.jpg"
+        self.call("scene", other, "--size", "300x400")
+        self.write_flow(photo=other)
+        out, _ = self.call("test", "flow.json", "--distance", "8", status=1)
+        self.assertRegex(out, r"media\.perceptualHash: another picture: \d+ of 64 bits differ, and at most 8")
+        self.assertNotIn("perceptualHash",
+                         self.call("test", "flow.json", "--distance", "64", status=1)[0])
+
+    def test_what_is_missing_or_broken_never_passes(self):
+        self.write_flow()
+        out, _ = self.call("test", "flow.json", status=1)
+        self.assertIn("there is no expectation flow.expected; write it with --update", out)
+        (self.folder / "flow.expected").write_text("{}", encoding="utf-8")
+        self.assertIn("flow.expected: line 1",
+                      self.call("test", "flow.json", status=2)[1])
+        self.assertIn("flow.expected: it is an expectation",
+                      self.call("test", "flow.expected", status=2)[1])
+        (self.folder / "flow.json").unlink()
+        self.assertIn("flow.json: there is no such file",
+                      self.call("test", "flow.json", status=2)[1])
+        self.assertIn("there is no script flow.json for it", self.call("test", ".", status=2)[1])
+        (self.folder / "none.json").write_text('{"steps": []}', encoding="utf-8")
+        self.assertIn("it has no steps", self.call("test", "--update", "none.json", status=2)[1])
+
+    def test_a_flow_that_cannot_be_played_to_its_end_fails_and_is_not_written(self):
+        self.write_flow(steps=[{"do": "tap", "action": "OK"}])
+        out, _ = self.call("test", "--update", "flow.json", status=1)
+        self.assertIn("flow.json: step 3 (tap): it cannot be played: there is no alert on screen; "
+                      "nothing is on screen", out)
+        self.assertFalse((self.folder / "flow.expected").exists())
+
+    def test_update_writes_where_something_differs(self):
+        self.write_flow()
+        self.assertIn("flow.expected: written", self.call("test", "--update", "flow.json")[0])
+        expected = self.folder / "flow.expected"
+        text = expected.read_text(encoding="utf-8")
+        self.assertEqual([json.loads(line)["do"] for line in text.splitlines() if '"do"' in line],
+                         ["files", "takePicture", "capture"])
+        # As a person may have done it, who knows that the picture's length does not matter.
+        edited = re.sub(r'"bytes":(\d+)', lambda match: '"bytes":' + str(int(match[1]) + 9), text)
+        expected.write_text(edited, encoding="utf-8")
+        self.assertNotIn("written", self.call("test", "--update", "flow.json")[0])
+        self.assertEqual(expected.read_text(encoding="utf-8"), edited)
+        self.write_flow([100, 1, 1, 50, 50])
+        self.call("test", "--update", "flow.json")
+        self.call("test", "flow.json")
+        self.assertEqual(sorted(path.name for path in self.folder.iterdir()),
+                         ["flow.expected", "flow.json"])
+
+    def test_a_folder_stands_for_its_flows(self):
+        self.write_flow(name="a.json")
+        self.write_flow([100, 0, 1], name="b.json")
+        (self.folder / "package.json").write_text('{"name": "app"}', encoding="utf-8")
+        self.call("test", "--update", ".")
+        self.write_flow([100, 1, 1], name="b.json")
+        out, _ = self.call("test", ".", "a.json", "--junit", "results.xml", status=1)
+        self.assertTrue(out.endswith("2 flows: 1 passed, 1 failed\n"), out)
+        suites = xml.etree.ElementTree.parse(self.folder / "results.xml").getroot()
+        self.assertEqual((suites.get("tests"), suites.get("failures"), suites.get("errors")),
+                         ("2", "1", "0"))
+        passed, failed = suites.findall("testsuite/testcase")
+        self.assertEqual([passed.get("name"), len(passed)], ["./a.json", 0])
+        self.assertIn("./b.json: step 2 (capture): answer to \"page\"",
+                      failed.find("failure").get("message"))
+        self.assertIn("data.callbackURI", failed.find("failure").text)
+        (self.folder / "c.json").write_text('{"steps": [', encoding="utf-8")
+        self.assertIn("c.json: line 1", self.call("test", ".", status=2)[1])
 
 
 class Run(CommandLine):

@@ -24,6 +24,22 @@ struct RunOptions {
 /// Plays the script; its events go to standard output, each as soon as it happens.
 ExitStatus run(const RunOptions& options);
 
+struct TestOptions {
+  /// Device scripts, and folders with some.
+  std::vector<std::filesystem::path> flows;
+  /// Whether expectations are written where they differ, in place of a comparison.
+  bool update = false;
+  /// Where the results go as JUnit XML.
+  std::optional<std::filesystem::path> junit;
+  /// In how many of its 64 bits the perceptual hash of a picture may differ.
+  int distance = 6;
+  std::chrono::milliseconds limit{30000};
+};
+
+/// Plays each flow and compares it with the expectation beside it. What differs goes to standard
+/// output, with a summary.
+ExitStatus test(const TestOptions& options);
+
 /// One `takePicture` command. What is left out stays out of the command, so that the module's own
 /// default applies.
 struct TakeOptions {

@@ -1,8 +1,11 @@
 #include "apps/vecamera/commands/Files.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <fstream>
+
+#include "device/foundation/files/PartialFile.h"
 
 namespace vecamera::app {
 
@@ -27,6 +30,21 @@ AppResult<void> writeFile(const fs::path& path, const Data& bytes) {
              static_cast<std::streamsize>(bytes.size()));
   file.close();
   if (file.fail()) return Failure(path.string() + ": it cannot be written");
+  return {};
+}
+
+AppResult<void> replaceFile(const fs::path& path, const std::string& text) {
+  constexpr mode_t forEverybody = 0644;
+  const auto failure = [&path](const device::foundation::FileError& error) {
+    return Failure(path.string() + ": it cannot be written: " + error.message);
+  };
+  auto file = device::foundation::PartialFile::createBeside(path);
+  if (!file) return failure(file.error());
+  const auto bytes = std::as_bytes(std::span(text));
+  if (const auto written = device::foundation::writeAll(file->descriptor(), bytes); !written)
+    return failure(written.error());
+  fchmod(file->descriptor().number(), forEverybody);
+  if (const auto moved = file->moveTo(path); !moved) return failure(moved.error());
   return {};
 }
 

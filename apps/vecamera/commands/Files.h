@@ -1,6 +1,7 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "VECamera/platform/Value.h"
 #include "apps/vecamera/terminal/Terminal.h"
@@ -12,5 +13,9 @@ AppResult<void> requireFile(const std::filesystem::path& path);
 
 /// Writes the file, in place of one of that name. The error names the path.
 AppResult<void> writeFile(const std::filesystem::path& path, const Data& bytes);
+
+/// Puts a text file that everybody may read in the place of the path. Nobody sees it half-written.
+/// The error names the path.
+AppResult<void> replaceFile(const std::filesystem::path& path, const std::string& text);
 
 }  // namespace vecamera::app

@@ -5,7 +5,7 @@ _vecamera() {
   local command=${COMP_WORDS[1]} inner=${COMP_WORDS[2]} words=
   COMPREPLY=()
   if [ "$COMP_CWORD" -eq 1 ]; then
-    words='run take library demo scene serve completion --help --version'
+    words='run test take library demo scene serve completion --help --version'
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
     return
   fi
@@ -19,11 +19,11 @@ _vecamera() {
       mapfile -t COMPREPLY < <(compgen -d -- "$cur")
       return
       ;;
-    --output | --record | --device)
+    --output | --record | --device | --junit)
       mapfile -t COMPREPLY < <(compgen -f -- "$cur")
       return
       ;;
-    --limit | --port | --quality | --seconds | --size | --edit | --location) return ;;
+    --limit | --distance | --port | --quality | --seconds | --size | --edit | --location) return ;;
   esac
   if [ -n "$words" ]; then
     mapfile -t COMPREPLY < <(compgen -W "$words" -- "$cur")
@@ -31,6 +31,7 @@ _vecamera() {
   fi
   case $command in
     run) words='--limit --help' ;;
+    test) words='--update --junit --distance --limit --help' ;;
     take)
       words='--quality --destination --source --size --encoding --media --edit
         --correct-orientation --save --front --location --home --output --limit --help'

@@ -53,6 +53,13 @@ int exifOrientation(UIImageOrientation orientation) {
   return found == std::end(exifOrder) ? 1 : static_cast<int>(found - std::begin(exifOrder)) + 1;
 }
 
+int exifOrientation(const Orientation& orientation) {
+  const auto* const found =
+      std::find_if(std::begin(exifOrder), std::end(exifOrder),
+                   [&](UIImageOrientation each) { return orientationFor(each) == orientation; });
+  return static_cast<int>(found - std::begin(exifOrder)) + 1;
+}
+
 UIImageOrientation orientationOfExif(std::int64_t value) {
   if (value < 1 || value > std::ssize(exifOrder)) return UIImageOrientation::up;
   return exifOrder[value - 1];

@@ -33,6 +33,7 @@ AffineMap affineMapOf(const Orientation& orientation, double storedWidth, double
 
 /// The value of the Exif tag for the orientation (1 to 8), and back; a value outside is `up`.
 int exifOrientation(UIImageOrientation orientation);
+int exifOrientation(const Orientation& orientation);
 UIImageOrientation orientationOfExif(std::int64_t value);
 
 /// Puts rows `firstRow` to `firstRow + count` of a stored bitmap of `storedWidth` by `storedHeight`

@@ -108,7 +108,8 @@ ScriptResult<std::unique_ptr<ScriptedDevice>> ScriptedDevice::make(
 
 ScriptedDevice::ScriptedDevice(const DeviceSetup& setup, Environment made, ScriptObserver& observer,
                                container::PluginFactory makePlugin, TraceSink trace)
-    : environment(std::move(made)),
+    : scriptObserver(observer),
+      environment(std::move(made)),
       holds(
           lanes, *environment.clock,
           [this] {
@@ -259,7 +260,13 @@ void ScriptedDevice::setUrlTransformer(const UrlTransformerSetup& setup) {
 }
 
 void ScriptedDevice::setUrlTransformer(container::UrlTransformerOffer offer) {
-  offer.transformer = intercept(std::move(offer.transformer), interception);
+  if (offer.transformer)
+    offer.transformer =
+        [this, real = intercept(std::move(offer.transformer), interception)](const URL& url) {
+          auto transformed = real(url);
+          if (transformed) scriptObserver.onUrlTransformed(url, *transformed);
+          return transformed;
+        };
   container.setUrlTransformer(std::move(offer));
 }
 

@@ -38,6 +38,8 @@ namespace vecamera::device::script {
 class ScriptObserver : public container::DeviceObserver {
  public:
   virtual void onSaved(const photos::SavedAsset& asset) = 0;
+  /// The container's URL transformer made one of the other.
+  virtual void onUrlTransformed(const URL& from, const URL& to) = 0;
   virtual void onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
                                            std::size_t bytes) = 0;
   /// The plug-in asked for the address of the settings, and there is none.
@@ -179,6 +181,7 @@ struct ScriptedDevice {
   /// The fix as the platform's value; without a time stamp of its own it is of now.
   CLLocation locationOf(const Fix& fix) const;
 
+  ScriptObserver& scriptObserver;
   Environment environment;
   Lanes lanes;
   FaultPlan faults;

@@ -4,6 +4,7 @@
 #include <ostream>
 
 #include "device/script/json/JsonValue.h"
+#include "device/script/play/EventMedia.h"
 #include "device/script/play/PendingReason.h"
 #include "device/script/play/PlaySession.h"
 
@@ -30,6 +31,8 @@ class EventWriter : public ScriptObserver {
     if (const auto* data = std::get_if<Dictionary>(&answer->payload))
       event["data"] = toJson(Value(*data));
     event["keepCallback"] = answer->keepCallback;
+    const auto* data = std::get_if<Dictionary>(&answer->payload);
+    if (data && !answer->status && media_) addMedia(event, media_->ofAnswer(*data));
     write(event);
   }
   void onAnswerRefused(const container::Callback& callback) override {
@@ -74,11 +77,16 @@ class EventWriter : public ScriptObserver {
     write({{"event", "location"}, {"manager", what}});
   }
   void onSaved(const photos::SavedAsset& asset) override {
-    write({{"event", "saved"},
-           {"id", asset.id},
-           {"type", asset.type},
-           {"bytes", asset.bytes},
-           {"format", asset.format}});
+    Json event{{"event", "saved"},
+               {"id", asset.id},
+               {"type", asset.type},
+               {"bytes", asset.bytes},
+               {"format", asset.format}};
+    if (media_) addMedia(event, media_->ofAsset(asset.id));
+    write(event);
+  }
+  void onUrlTransformed(const URL& from, const URL& to) override {
+    if (media_) media_->onUrlTransformed(from, to);
   }
   void onImageDestinationFinalized(std::string_view type, const Dictionary& properties,
                                    std::size_t bytes) override {
@@ -103,6 +111,9 @@ class EventWriter : public ScriptObserver {
   bool wasStopped() const { return options_.isCancelled && options_.isCancelled(); }
   bool takesTooLong() const { return Clock::now() - latestProgress >= options_.limit; }
 
+  /// From here on, events say what the device's pictures and movies are.
+  void readMediaOf(photos::LibraryStore& library) { media_.emplace(library); }
+
   /// Writes any other event.
   void write(const Json& event) { sink_(event); }
 
@@ -112,6 +123,10 @@ class EventWriter : public ScriptObserver {
   Clock::time_point latestProgress = Clock::now();
 
  private:
+  static void addMedia(Json& event, std::optional<Json> media) {
+    if (media) event["media"] = *std::move(media);
+  }
+
   static std::string styleName(UIModalPresentationStyle style) {
     switch (style) {
       case UIModalPresentationStyle::fullScreen: return "fullScreen";
@@ -158,6 +173,7 @@ class EventWriter : public ScriptObserver {
   const EventSink sink_;
   const PlayOptions options_;
   std::ostream& diagnostics_;
+  std::optional<EventMedia> media_;
 };
 
 }  // namespace vecamera::device::script

@@ -84,7 +84,7 @@ class Steps {
   ScriptResult<> step(const CaptureStep& step) {
     const auto picker = device_.screen.picker();
     if (!picker || picker->sourceType() != UIImagePickerControllerSourceType::camera)
-      return failed("there is no camera picker on screen");
+      return failed("there is no camera picker on screen" + whatIsOnScreen());
     Dictionary info;
     if (step.media == CaptureStep::Media::movie) {
       if (!takes(*picker, kUTTypeMovie, step.info))
@@ -112,7 +112,7 @@ class Steps {
   ScriptResult<> step(const PickStep& step) {
     const auto picker = device_.screen.picker();
     if (!picker || picker->sourceType() == UIImagePickerControllerSourceType::camera)
-      return failed("there is no library picker on screen");
+      return failed("there is no library picker on screen" + whatIsOnScreen());
     const auto asset = device_.photoLibrary.assetWithIdentifier(step.asset);
     if (!asset) return failed("the photo library has no asset " + inQuotes(step.asset));
     const auto file = device_.environment.store->originalFile(step.asset);
@@ -138,14 +138,14 @@ class Steps {
 
   ScriptResult<> step(const CancelStep&) {
     const auto picker = device_.screen.picker();
-    if (!picker) return failed("there is no picker on screen");
+    if (!picker) return failed("there is no picker on screen" + whatIsOnScreen());
     if (const auto delegate = picker->delegate()) delegate->imagePickerControllerDidCancel(picker);
     return {};
   }
 
   ScriptResult<> step(const TapStep& step) {
     const auto alert = device_.screen.alert();
-    if (!alert) return failed("there is no alert on screen");
+    if (!alert) return failed("there is no alert on screen" + whatIsOnScreen());
     std::string offered;
     for (const auto& action : alert->actions()) {
       if (action.title == step.action) {
@@ -161,7 +161,7 @@ class Steps {
   ScriptResult<> step(const AnswerStep& step) {
     if (!device_.screen.prompts().contains(step.prompt))
       return failed("there is no system prompt for " + inQuotes(container::nameOf(step.prompt)) +
-                    " on screen");
+                    " on screen" + whatIsOnScreen());
     switch (step.prompt) {
       case container::Permission::camera:
         device_.cameraPermission.decide(step.allow ? AVAuthorizationStatus::authorized
@@ -293,6 +293,7 @@ class Steps {
   void step(const FilesStep&) {
     const std::string directory = device_.environment.temporaryDirectory;
     std::set<std::string> names;
+    Json media = Json::object();
     if (const auto entries = device_.files.enumeratorAtPath(directory)) {
       while (const auto entry = entries->nextObject()) {
         const std::string name = *entry->text();
@@ -302,7 +303,11 @@ class Steps {
         names.insert(isFolder ? name + "/" : name);
       }
     }
-    events_.write({{"event", "files"}, {"names", names}});
+    for (const auto& name : names)
+      if (auto found = EventMedia::ofFile(directory + "/" + name)) media[name] = *std::move(found);
+    Json event{{"event", "files"}, {"names", names}};
+    if (!media.empty()) event["media"] = std::move(media);
+    events_.write(event);
   }
 
   ScriptResult<> step(const LibraryStep&) {
@@ -312,6 +317,22 @@ class Steps {
     for (const auto& record : *records) assets.push_back(assetToJson(record));
     events_.write({{"event", "library"}, {"assets", assets}});
     return {};
+  }
+
+  /// What the user sees in place of what a step needs; the end of a message.
+  std::string whatIsOnScreen() const {
+    std::string seen;
+    const auto add = [&seen](const std::string& what) {
+      seen += (seen.empty() ? "; on screen is " : ", and ") + what;
+    };
+    for (const auto prompt : device_.screen.prompts())
+      add("the system prompt for " + inQuotes(container::nameOf(prompt)));
+    if (const auto alert = device_.screen.alert())
+      add("the alert " + inQuotes(alert->title().empty() ? alert->message() : alert->title()));
+    if (const auto picker = device_.screen.picker())
+      add(picker->sourceType() == UIImagePickerControllerSourceType::camera ? "the camera picker"
+                                                                            : "the library picker");
+    return seen.empty() ? "; nothing is on screen" : seen;
   }
 
   /// Whether the picker offers the type. A script that sets the media type itself is not checked.
@@ -394,6 +415,7 @@ ScriptResult<std::unique_ptr<PlaySession>> PlaySession::make(const DeviceSetup& 
       ScriptedDevice::make(setup, *session->events_, options.makePlugin, std::move(trace));
   if (!device) return std::move(device).failure();
   session->device_ = *std::move(device);
+  session->events_->readMediaOf(*session->device_->environment.store);
   return session;
 }
 
@@ -492,15 +514,18 @@ ScriptResult<PlayResult> playScriptAsJson(const Script& script, const PlayOption
   return playSteps(script, **made);
 }
 
-PlayResult playSteps(const Script& script, PlaySession& session) {
+PlayResult playSteps(const Script& script, PlaySession& session,
+                     const std::function<void(std::size_t)>& onStep) {
   for (std::size_t i = 0; i < script.steps.size(); ++i) {
-    const auto& [step, settles] = script.steps[i];
-    auto played = session.play(step);
-    if (played) played = settles ? session.settle() : session.checkProcess();
+    if (onStep) onStep(i);
+    const auto& each = script.steps[i];
+    auto played = session.play(each.step);
+    if (played) played = each.settle ? session.settle() : session.checkProcess();
     if (played) continue;
     session.reportFailure(i, played.error());
     return PlayResult::failed;
   }
+  if (onStep) onStep(script.steps.size());
   session.reportOpenCallbacks();
   return PlayResult::finished;
 }

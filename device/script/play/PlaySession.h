@@ -18,7 +18,10 @@ ScriptResult<PlayResult> playScriptAsJson(const Script& script, const PlayOption
                                           EventSink sink, std::ostream& diagnostics);
 
 /// Plays the script's steps on a session that was made for its device, and reports what stays open.
-PlayResult playSteps(const Script& script, PlaySession& session);
+/// `onStep` is notified of the number of each step, from 0, before it is played, and then of how
+/// many there are, before what stays open is reported. It may be empty.
+PlayResult playSteps(const Script& script, PlaySession& session,
+                     const std::function<void(std::size_t)>& onStep = {});
 
 /// An asset as the `library` event lists it.
 Json assetToJson(const photos::AssetRecord& record);

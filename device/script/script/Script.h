@@ -334,6 +334,8 @@ struct ScriptStep {
   Step step;
   /// False: the next step is played before the device has settled.
   bool settle = true;
+  /// The step's "do"; empty where it was not read from a script.
+  std::string action{};
 };
 
 struct Script {

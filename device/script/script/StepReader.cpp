@@ -263,7 +263,7 @@ ScriptStep readStep(const JsonNode& node) {
   const auto* kind = name ? readKind(*name, stepKinds()) : nullptr;
   if (kind == nullptr) return {CancelStep{}};
   fields.allowOnly(joined({"do", "settle"}, kind->keys));
-  return {kind->read(fields), readFlag(fields, "settle")};
+  return {kind->read(fields), readFlag(fields, "settle"), std::string(kind->name)};
 }
 
 }  // namespace vecamera::device::script

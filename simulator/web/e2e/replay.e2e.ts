@@ -168,5 +168,5 @@ it("asks for the files that a script only names, and stops where it cannot go on
   await desk.page.getByText("1 of 2 steps").waitFor();
   await desk.page.getByRole("dialog", { name: "Photo library" }).waitFor();
   await desk.button("Step").click();
-  await desk.page.getByText("Step 2 of 2: there is no camera picker on screen").waitFor();
+  await desk.page.getByText("Step 1 (capture): there is no camera picker on screen").waitFor();
 });

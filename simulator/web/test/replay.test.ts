@@ -123,7 +123,7 @@ describe("ReplayPlayer", () => {
     expect(player.state).toMatchObject({
       phase: "failed",
       next: 2,
-      why: "Step 3 of 3: there is no picker on screen",
+      why: "Step 2 (capture): there is no picker on screen",
     });
     player.play();
     expect(player.state.phase).toBe("failed");

@@ -139,7 +139,9 @@ export class ReplayPlayer {
       else this.onChange(this.state);
     } catch (error) {
       if (generation !== this.generation) return;
-      this.why = `Step ${this.next + 1} of ${this.script.steps.length}: ${(error as Error).message}`;
+      // Counted from 0, as in a script's `failed` event.
+      const name = this.script.steps[this.next]?.do ?? "end";
+      this.why = `Step ${this.next} (${name}): ${(error as Error).message}`;
       this.become("failed");
     } finally {
       this.busy = false;
