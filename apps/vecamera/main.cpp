@@ -274,11 +274,24 @@ void addScene(CLI::App& app, Action& action) {
 void addServe(CLI::App& app, Action& action) {
   auto options = std::make_shared<ServeOptions>();
   auto& command = *app.add_subcommand("serve", "Show a phone in the browser, with your page in it");
-  command.add_option("--app", options->app, "The folder with your index.html [a demo app]")
-      ->type_name("DIR");
+  command
+      .add_option("--app", options->app,
+                  "The folder with your index.html, or the address of your dev server [a demo app]")
+      ->type_name("DIR|URL");
+  command.add_flag("--spa", options->isSinglePage,
+                   "Show the folder's index.html for unknown addresses");
+  command.add_flag("--allow-remote-app", options->allowsRemoteApp,
+                   "Let the app's server be on another machine");
+  command
+      .add_option("--user-agent", options->userAgent,
+                  "What the app takes the browser for [what it is]")
+      ->type_name("TEXT");
   command.add_option("--home", options->home, "Keep the photo library there [a fresh one each]")
       ->type_name("DIR");
-  command.add_option("--port", options->port, "The port to listen on [a free one]")->type_name("N");
+  command.add_option("--port", options->port, "The port to listen on [7552 if free]")
+      ->type_name("N");
+  command.add_option("--app-port", options->appPort, "The port of the app's origin [7553 if free]")
+      ->type_name("N");
   command.add_flag("--open", options->opensBrowser, "Open the browser");
   command.add_flag("--json", options->printsJson, "Print the address as JSON, with its ports");
   command.add_option("--record", options->record, "Keep a device script of what was done there")
@@ -290,6 +303,7 @@ void addServe(CLI::App& app, Action& action) {
       "served.\n\n"
       "Examples:\n"
       "  vecamera serve --open\n"
+      "  vecamera serve --app http://localhost:5173\n"
       "  vecamera serve --app www --record flow.json\n");
   onCalled(command, action, [options] { return serve(*options); });
 }

@@ -14,7 +14,6 @@
 #include "simulator/server/http/Network.h"
 #include "simulator/server/http/Secrets.h"
 #include "simulator/server/phone/SampleMedia.h"
-#include "simulator/server/sites/AppSite.h"
 #include "simulator/server/sites/FolderFingerprint.h"
 #include "simulator/server/sites/SimulatorSite.h"
 
@@ -56,11 +55,14 @@ class NetworkServer : public Server {
   ~NetworkServer() override { finish(); }
 
   ScriptResult<> open() {
-    if (const auto open = listen(simulatorAcceptor_, setup_.port); !open)
-      return failed("the port " + std::to_string(setup_.port) + " cannot be had: " +
-                    open.error().message() + "; choose another with --port, or 0 for a free one");
-    if (const auto open = listen(appAcceptor_, 0); !open)
-      return failed("no port can be had for the app: " + open.error().message());
+    if (auto opened = take(setup_.port, simulatorAcceptor_, "--port",
+                           "settings of the simulator's page begin anew");
+        !opened)
+      return opened;
+    if (auto opened = take(setup_.appPort, appAcceptor_, "--app-port",
+                           "what the app keeps in the browser (storage, cookies) begins anew");
+        !opened)
+      return opened;
     const auto port = simulatorAcceptor_.local_endpoint().port();
     const auto appPort = appAcceptor_.local_endpoint().port();
     address_ = "http://127.0.0.1:" + std::to_string(port) + "/" + secret_ + "/";
@@ -75,7 +77,8 @@ class NetworkServer : public Server {
         .post = [this](std::function<void()> job) { post(std::move(job)); },
         .dispose = [this](std::shared_ptr<Session> session) { dispose(std::move(session)); }});
     simulator_ = makeSimulatorSite({port, appPort, secret_}, *sessions_);
-    app_ = makeAppSite({appPort, port, appToken, setup_.app, recordings_}, *sessions_);
+    app_ = makeAppSite({appPort, port, appToken, setup_.app, setup_.userAgent, recordings_},
+                       *sessions_);
     return {};
   }
 
@@ -89,7 +92,7 @@ class NetworkServer : public Server {
   }
 
   void run() override {
-    if (setup_.app) hasChanged(folderFingerprint(*setup_.app, recordings_));
+    if (const auto* folder = appFolder()) hasChanged(folderFingerprint(folder->path, recordings_));
     // Before the first phone asks for them, as they take a moment.
     asio::post(workers_, [] { sampleMedia(); });
     accept(simulatorAcceptor_, *simulator_);
@@ -114,6 +117,24 @@ class NetworkServer : public Server {
  private:
   void post(std::function<void()> job) { asio::post(io_, std::move(job)); }
 
+  /// Listens on the port, or on a free one where that may be and is said.
+  ScriptResult<> take(PortChoice choice, tcp::acceptor& acceptor, const std::string& option,
+                      const std::string& consequence) {
+    auto open = listen(acceptor, choice.number);
+    if (open) return {};
+    const auto why =
+        "the port " + std::to_string(choice.number) + " cannot be had: " + open.error().message();
+    if (choice.whenTaken == PortChoice::WhenTaken::fail)
+      return failed(why + "; choose another with " + option + ", or 0 for a free one");
+    Error ignored;
+    acceptor.close(ignored);
+    open = listen(acceptor, 0);
+    if (!open) return failed("no port can be had: " + open.error().message());
+    setup_.phone.onDiagnostic(why + "; a free one is taken, and " + consequence + "; " + option +
+                              " names one that stays");
+    return {};
+  }
+
   void closeAll() {
     if (std::exchange(isStopping_, true)) return;
     Error ignored;
@@ -123,12 +144,16 @@ class NetworkServer : public Server {
     waitForConnections(std::chrono::steady_clock::now() + closeTimeout);
   }
 
+  /// A developer's server reloads its pages by itself.
+  const AppFolder* appFolder() const { return std::get_if<AppFolder>(&setup_.app); }
+
   void watch() {
     // What changes while no browser is connected is seen when one is.
-    if (!setup_.app || isWatching_ || !sessions_->isAnyConnected()) return;
+    const auto* folder = appFolder();
+    if (folder == nullptr || isWatching_ || !sessions_->isAnyConnected()) return;
     isWatching_ = true;
-    asio::post(workers_, [this] {
-      const auto seen = folderFingerprint(*setup_.app, recordings_);
+    asio::post(workers_, [this, folder] {
+      const auto seen = folderFingerprint(folder->path, recordings_);
       post([this, seen] {
         isWatching_ = false;
         if (hasChanged(seen)) sessions_->sendToAll(R"({"type":"reload"})");

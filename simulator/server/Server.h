@@ -12,19 +12,40 @@
 #include "simulator/server/base/DeviceNames.h"
 #include "simulator/server/base/Limits.h"
 #include "simulator/server/phone/PhoneSetup.h"
+#include "simulator/server/sites/AppSite.h"
+#include "simulator/server/sites/DevServer.h"
 
 namespace vecamera::simulator {
 
+/// A port to listen on.
+struct PortChoice {
+  /// 0 takes a free one.
+  std::uint16_t number = 0;
+  enum class WhenTaken {
+    fail,
+    /// With a line for the developer.
+    takeFree,
+  };
+  WhenTaken whenTaken = WhenTaken::fail;
+};
+
+/// Tried first where nobody names a port: outside the range from which systems give free ones, so
+/// that the origins, and what browsers keep for them, are the same from start to start.
+constexpr PortChoice defaultPort{7552, PortChoice::WhenTaken::takeFree};
+constexpr PortChoice defaultAppPort{7553, PortChoice::WhenTaken::takeFree};
+
 struct ServerSetup {
-  /// The developer's pages; nothing: the demo app.
-  std::optional<std::filesystem::path> app;
+  AppSource app;
+  /// What the app's page and its developer's server take the browser for; nothing: what it is.
+  std::optional<std::string> userAgent;
   /// Where the first session's recording is kept; those of later ones stand beside it.
   std::optional<std::filesystem::path> record;
   /// Of every phone, but for what the server gives each: `filesAddress`, `record` and `onMessage`.
   /// Its `onDiagnostic` is called on any thread.
   PhoneSetup phone;
-  /// Of the simulator's origin; 0 takes a free one.
-  std::uint16_t port = 0;
+  /// Of the simulator's origin, and of the app's.
+  PortChoice port;
+  PortChoice appPort;
 
   /// The length of a request's content is that of a media file.
   NetworkLimits network;

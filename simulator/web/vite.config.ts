@@ -1,6 +1,6 @@
 import { cpSync, existsSync, readFileSync } from "node:fs";
 import { fileURLToPath } from "node:url";
-import type { Plugin } from "vite";
+import { build, type Plugin } from "vite";
 import { defineConfig } from "vitest/config";
 
 const here = (path: string) => fileURLToPath(new URL(path, import.meta.url));
@@ -22,9 +22,49 @@ function demoApp(): Plugin {
   };
 }
 
+// Developer tools show the page's own line for a call of the console, and not the script's.
+function hiddenFromTools(): Plugin {
+  const map = { version: 3, sources: ["app.js"], names: [], mappings: "AAAA", ignoreList: [0] };
+  const url = `data:application/json,${encodeURIComponent(JSON.stringify(map))}`;
+  return {
+    name: "hidden-from-tools",
+    generateBundle(_options, bundle) {
+      for (const file of Object.values(bundle))
+        if (file.type === "chunk") file.code += `//# sourceMappingURL=${url}\n`;
+    },
+  };
+}
+
+// The scripts of the app's pages: each one file that needs nothing else.
+function appScripts(): Plugin {
+  return {
+    name: "app-scripts",
+    async closeBundle() {
+      for (const name of ["app", "waiting"])
+        await build({
+          configFile: false,
+          root: here("."),
+          logLevel: "warn",
+          plugins: [hiddenFromTools()],
+          build: {
+            target: "es2021",
+            outDir: here("dist/app"),
+            emptyOutDir: false,
+            lib: {
+              entry: here(`src/app/${name}.ts`),
+              formats: ["iife"],
+              name: "vecameraPage",
+              fileName: () => `${name}.js`,
+            },
+          },
+        });
+    },
+  };
+}
+
 export default defineConfig({
   base: "./",
-  plugins: [demoApp()],
+  plugins: [demoApp(), appScripts()],
   esbuild: { jsx: "automatic", jsxImportSource: "preact" },
   build: {
     target: "es2021",

@@ -108,14 +108,21 @@ struct SceneOptions {
 ExitStatus writeScene(const SceneOptions& options);
 
 struct ServeOptions {
-  /// The developer's pages; nothing: the demo app.
-  std::optional<std::filesystem::path> app;
+  /// The folder of the developer's pages, or the address of their server; nothing: the demo app.
+  std::optional<std::string> app;
+  /// Whether the folder's "index.html" is shown for addresses that it does not have.
+  bool isSinglePage = false;
+  /// Whether the app's server may be on another machine.
+  bool allowsRemoteApp = false;
+  /// What the app's page and its server take the browser for; nothing: what it is.
+  std::optional<std::string> userAgent;
   std::optional<std::filesystem::path> home;
   std::optional<std::filesystem::path> record;
   /// A device script whose `device` part the phones begin with.
   std::optional<std::filesystem::path> device;
-  /// 0 takes a free one.
-  std::uint16_t port = 0;
+  /// 0 takes a free one; nothing: a port that is the same at each start, where it is free.
+  std::optional<std::uint16_t> port;
+  std::optional<std::uint16_t> appPort;
   bool opensBrowser = false;
   /// Prints a line of JSON for programs in place of the address.
   bool printsJson = false;

@@ -18,11 +18,62 @@ namespace {
 namespace fs = std::filesystem;
 using device::Failure;
 
+std::optional<fs::path> absolute(const std::optional<fs::path>& path) {
+  std::error_code ignored;
+  return path ? std::optional(fs::absolute(*path, ignored)) : std::nullopt;
+}
+
+AppResult<simulator::AppSource> serverOf(const ServeOptions& options) {
+  auto server = simulator::parseDevServer(*options.app);
+  if (!server) return Failure(*options.app + ": " + server.error().message);
+  if (options.isSinglePage)
+    return Failure(
+        *options.app +
+        ": --spa is for a folder; a server decides for itself what unknown addresses show");
+  if (!server->isLoopback()) {
+    if (!options.allowsRemoteApp)
+      return Failure(*options.app +
+                     ": only a server on this machine can be the app, unless --allow-remote-app is "
+                     "given; then what the app sends travels there unencrypted");
+    complain(server->upstream.host +
+             " is not known to be this machine: what the app sends travels there unencrypted");
+  }
+  return *std::move(server);
+}
+
+AppResult<simulator::AppSource> folderOf(const ServeOptions& options) {
+  const auto& app = *options.app;
+  std::error_code ignored;
+  if (!fs::is_directory(app, ignored)) {
+    if (simulator::parseDevServer("http://" + app) && app.find(':') != std::string::npos)
+      return Failure(app + ": it is no folder; a server's address is written http://" + app);
+    return Failure(app +
+                   ": it is no folder; --app names the one with your index.html, or the "
+                   "address of your server");
+  }
+  if (!fs::exists(fs::path(app) / "index.html", ignored))
+    complain(app +
+             ": there is no index.html in it; put one there, or name the folder that has one "
+             "(often dist or build) or the address of your development server");
+  return simulator::AppFolder{fs::absolute(app, ignored), options.isSinglePage
+                                                              ? simulator::UnknownPages::indexPage
+                                                              : simulator::UnknownPages::refused};
+}
+
+AppResult<simulator::AppSource> appOf(const ServeOptions& options) {
+  if (!options.app) {
+    if (options.isSinglePage) return Failure(std::string("--spa needs the folder of --app"));
+    return simulator::DemoApp();
+  }
+  return options.app->find("://") == std::string::npos ? folderOf(options) : serverOf(options);
+}
+
+simulator::PortChoice portOf(std::optional<std::uint16_t> asked, simulator::PortChoice otherwise) {
+  return asked ? simulator::PortChoice{*asked} : otherwise;
+}
+
 AppResult<void> check(const ServeOptions& options) {
   std::error_code ignored;
-  if (options.app && !fs::is_directory(*options.app, ignored))
-    return Failure(options.app->string() +
-                   ": it is no folder; --app names the one with your index.html");
   if (options.home && !device::foundation::ApplicationHome::open(options.home->string()))
     return Failure(options.home->string() +
                    ": it cannot be a device's home; name a folder of its own");
@@ -77,20 +128,19 @@ device::foundation::FileResult<void> openBrowser(const std::string& folder,
   return {};
 }
 
-std::optional<fs::path> absolute(const std::optional<fs::path>& path) {
-  std::error_code ignored;
-  return path ? std::optional(fs::absolute(*path, ignored)) : std::nullopt;
-}
-
 }  // namespace
 
 ExitStatus serve(const ServeOptions& options) {
   if (const auto checked = check(options); !checked) return refuse(checked.error());
+  auto app = appOf(options);
+  if (!app) return refuse(app.error());
   simulator::ServerSetup setup;
-  setup.app = absolute(options.app);
+  setup.app = *std::move(app);
+  setup.userAgent = options.userAgent;
   setup.phone.home = absolute(options.home);
   setup.record = absolute(options.record);
-  setup.port = options.port;
+  setup.port = portOf(options.port, simulator::defaultPort);
+  setup.appPort = portOf(options.appPort, simulator::defaultAppPort);
   setup.isCancelled = wasInterrupted;
   setup.phone.onDiagnostic = [](const std::string& line) {
     static std::mutex mutex;

@@ -47,7 +47,10 @@ _vecamera() {
       ;;
     demo) words='--help' ;;
     scene) words='--size --orientation --seconds --help' ;;
-    serve) words='--app --home --port --open --json --record --device --help' ;;
+    serve)
+      words='--app --spa --allow-remote-app --user-agent --home --port --app-port --open --json'
+      words+=' --record --device --help'
+      ;;
     completion) words='bash zsh --help' ;;
   esac
   if [[ $cur == -* ]]; then

@@ -1,6 +1,7 @@
 #include "simulator/server/http/Http.h"
 
 #include <algorithm>
+#include <boost/asio/ip/address.hpp>
 #include <charconv>
 
 #include "device/foundation/Urls.h"
@@ -62,7 +63,42 @@ ErrorCode codeOf(unsigned status) {
   }
 }
 
+char toLower(char c) {
+  return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
 }  // namespace
+
+std::string Upstream::authority() const {
+  const auto name = host.find(':') == std::string::npos ? host : "[" + host + "]";
+  return port == 80 ? name : name + ":" + std::to_string(port);
+}
+
+bool isLocalhost(std::string_view host) {
+  constexpr std::string_view name = "localhost";
+  if (host.size() < name.size()) return false;
+  const auto begin = host.size() - name.size();
+  return sameWord(host.substr(begin), name) && (begin == 0 || host[begin - 1] == '.');
+}
+
+bool isLoopbackHost(std::string_view host) {
+  if (isLocalhost(host)) return true;
+  boost::system::error_code error;
+  const auto address = boost::asio::ip::make_address(std::string(host), error);
+  return !error && address.is_loopback();
+}
+
+bool isNavigation(const Request& request) {
+  // Of a trustworthy server, as this one is for its machine, every browser of today says it.
+  const auto& destination = request.fetchDestination;
+  if (destination.empty()) return request.accept.find("text/html") != std::string::npos;
+  return destination == "document" || destination == "iframe" || destination == "frame";
+}
+
+bool sameWord(std::string_view one, std::string_view other) {
+  return std::equal(one.begin(), one.end(), other.begin(), other.end(),
+                    [](char a, char b) { return toLower(a) == toLower(b); });
+}
 
 std::optional<RequestTarget> parseTarget(std::string_view text) {
   RequestTarget target;

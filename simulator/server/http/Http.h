@@ -32,6 +32,9 @@ struct Request {
   std::string range;
   /// The subprotocols that a WebSocket's client offers, with commas between them.
   std::string webSocketProtocols;
+  std::string accept;
+  /// "Sec-Fetch-Dest": what a browser wants the response for.
+  std::string fetchDestination;
   /// It is the opening handshake of a WebSocket.
   bool isWebSocket = false;
 };
@@ -102,11 +105,54 @@ class MessageHandler {
   virtual void onClose(Peer& peer) = 0;
 };
 
+/// A server that requests are forwarded to.
+struct Upstream {
+  /// A name or an address; one of IPv6 without its brackets.
+  std::string host;
+  std::uint16_t port = 80;
+
+  /// As in the "Host" field: without the port where that is 80.
+  std::string authority() const;
+};
+
+/// Whether the host is called "localhost", or has a name below that one.
+bool isLocalhost(std::string_view host);
+
+/// Whether a host's name or address can only ever be this machine: 127.0.0.0/8, ::1, "localhost"
+/// and the names below it.
+bool isLoopbackHost(std::string_view host);
+
+/// What the browser gets of an upstream's response.
+struct ForwardedResponse {
+  HeaderFields fields;
+  /// Inserted in the document that the body is, before the first element of its head. Empty: the
+  /// body stays as it is.
+  std::string insertion;
+};
+
+/// Forwards one request, in which `Connection`, `Transfer-Encoding` and the other fields of a
+/// single connection are the connection's own business, and so is `Content-Length`. On the server's
+/// thread.
+class Forwarding {
+ public:
+  virtual ~Forwarding() = default;
+  virtual const Upstream& upstream() const = 0;
+  /// The fields that the upstream gets for those that the browser sent.
+  virtual HeaderFields requestFields(HeaderFields fields) const = 0;
+  /// What the browser gets for this response, or in its place. Not called for status 1xx.
+  virtual std::variant<ForwardedResponse, Response> onResponse(unsigned status,
+                                                               HeaderFields fields) const = 0;
+  /// The response where nothing answers at the upstream's address.
+  virtual Response unreachable() const = 0;
+  /// The response where the upstream has the request and sends no valid response.
+  virtual Response withoutResponse() const = 0;
+};
+
 /// Makes a response that takes time, on a worker. What it throws becomes a response of status 500.
 using DeferredResponse = std::function<Response()>;
 
 using Reaction = std::variant<Response, DeferredResponse, std::unique_ptr<Upload>,
-                              std::shared_ptr<MessageHandler>>;
+                              std::shared_ptr<MessageHandler>, std::unique_ptr<Forwarding>>;
 
 /// The pages and services of one origin. On the server's thread.
 class Site {
@@ -140,6 +186,12 @@ struct ByteRange {
 /// The one range of the field's value for a representation of that many bytes. Nothing where it is
 /// no single satisfiable range of bytes: the response is then the whole.
 std::optional<ByteRange> parseRange(std::string_view value, std::uint64_t bytes);
+
+/// Whether the response is shown as a page of its own, in a tab or a frame.
+bool isNavigation(const Request& request);
+
+/// Whether the names of two fields, or two other words of HTTP, are the same.
+bool sameWord(std::string_view one, std::string_view other);
 
 /// Whether the "Host" field names this server: the loopback address or "localhost", with its port.
 bool isOwnHost(std::string_view host, std::uint16_t port);

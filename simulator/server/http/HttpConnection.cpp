@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <boost/asio/post.hpp>
 #include <boost/asio/write.hpp>
-#include <boost/beast/core/flat_buffer.hpp>
-#include <boost/beast/http/buffer_body.hpp>
-#include <boost/beast/http/parser.hpp>
 #include <boost/beast/http/read.hpp>
 #include <boost/beast/http/serializer.hpp>
 #include <boost/beast/http/write.hpp>
@@ -24,7 +21,6 @@ namespace asio = boost::asio;
 namespace beast = boost::beast;
 namespace http = beast::http;
 using Error = boost::system::error_code;
-using Parser = http::request_parser<http::buffer_body>;
 
 constexpr std::size_t bufferBytes = 65536;
 
@@ -38,7 +34,7 @@ Method methodOf(http::verb verb) {
 }
 
 /// Nothing where "Host" is missing or repeated, or "Origin" repeated.
-std::optional<Request> requestOf(const Parser::value_type& message) {
+std::optional<Request> requestOf(const RequestParser::value_type& message) {
   const auto field = [&message](http::field name) { return std::string(message[name]); };
   if (message.count(http::field::host) != 1 || message.count(http::field::origin) > 1)
     return std::nullopt;
@@ -54,6 +50,8 @@ std::optional<Request> requestOf(const Parser::value_type& message) {
                  .ifNoneMatch = field(http::field::if_none_match),
                  .range = field(http::field::range),
                  .webSocketProtocols = std::move(protocols),
+                 .accept = field(http::field::accept),
+                 .fetchDestination = std::string(message["Sec-Fetch-Dest"]),
                  .isWebSocket = beast::websocket::is_upgrade(message)};
 }
 
@@ -80,7 +78,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void readHeader() {
     parser_.emplace();
     parser_->header_limit(static_cast<std::uint32_t>(network_.limits.headerBytes));
-    parser_->body_limit(network_.maxBodyBytes);
+    // The content of an upload has a limit; what is forwarded is not kept.
+    parser_->body_limit(anyLength);
     request_ = Request();
     // For the whole header section, so that one that trickles in is given up too.
     stream_.expires_after(network_.limits.headerTimeout);
@@ -91,7 +90,6 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
 
  private:
   void onHeader(Error error) {
-    if (error == http::error::body_limit) return refuseContent();
     if (error == http::error::header_limit)
       return refuse(431, "the head of the request is too long");
     if (error.category() == http::make_error_code(http::error::bad_method).category() &&
@@ -131,6 +129,8 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   }
 
   void respond(std::unique_ptr<Upload> upload) {
+    if (parser_->content_length() > network_.maxBodyBytes) return refuseContent();
+    parser_->body_limit(network_.maxBodyBytes);
     upload_ = std::move(upload);
     readPiece();
   }
@@ -139,6 +139,20 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
     Handshake handshake;
     static_cast<Handshake::header_type&>(handshake) = parser_->get().base();
     serveWebSocket(std::move(stream_), handshake, std::move(handler), network_, std::move(count_));
+  }
+
+  void respond(std::unique_ptr<Forwarding> forwarding) {
+    forward({stream_, buffer_, *parser_,
+             [self = shared_from_this()](std::variant<AfterForwarding, Response> end) {
+               if (auto* response = std::get_if<Response>(&end))
+                 return self->respond(std::move(*response));
+               switch (std::get<AfterForwarding>(end)) {
+                 case AfterForwarding::proceed: return self->readHeader();
+                 case AfterForwarding::finish: return self->finish();
+                 case AfterForwarding::abort: return self->close();
+               }
+             }},
+            std::move(forwarding), network_);
   }
 
   void readPiece() {
@@ -232,6 +246,11 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   void sent() {
     response_ = Response();
     if (!isLast_) return readHeader();
+    finish();
+  }
+
+  /// Ends a connection whose last response is sent.
+  void finish() {
     Error ignored;
     stream_.socket().shutdown(asio::ip::tcp::socket::shutdown_send, ignored);
     // Closing with bytes unread would take the response away from the browser again.
@@ -254,7 +273,7 @@ class HttpConnection : public std::enable_shared_from_this<HttpConnection> {
   Network& network_;
   std::unique_ptr<ConnectionCount> count_;
   beast::flat_buffer buffer_;
-  std::optional<Parser> parser_;
+  std::optional<RequestParser> parser_;
   Request request_;
   std::unique_ptr<Upload> upload_;
   std::vector<char> piece_ = std::vector<char>(bufferBytes);

@@ -138,6 +138,8 @@ class SimulatorSite : public Site {
                  "; base-uri 'none'; form-action 'none'; frame-ancestors 'none'"},
             {"Cross-Origin-Opener-Policy", "same-origin"},
             {"Cross-Origin-Resource-Policy", "same-origin"},
+            // Apart from the app's process in the browser.
+            {"Origin-Agent-Cluster", "?1"},
             {"Permissions-Policy", "camera=(self), microphone=(self), geolocation=(self)"}};
   }
 

@@ -42,12 +42,12 @@ export class Simulator {
     readonly address: string,
   ) {}
 
-  /** With that folder as the app, or the demo app. */
+  /** With that folder or server as the app, or the demo app. */
   static async start(app?: string): Promise<Simulator> {
     const folder = mkdtempSync(join(tmpdir(), "vecamera-e2e-"));
     const file = join(folder, "device.json");
     writeFileSync(file, JSON.stringify({ device: undecided }));
-    const options = ["--port", "0", "--device", file, ...(app ? ["--app", app] : [])];
+    const options = ["--port", "0", "--app-port", "0", "--device", file, ...(app ? ["--app", app] : [])];
     const child = spawn(program, ["serve", ...options], { stdio: ["ignore", "pipe", "inherit"] });
     const lines = createInterface({ input: child.stdout });
     const address = await new Promise<string>((resolve, reject) => {
@@ -109,6 +109,10 @@ export interface DeskOptions {
   viewport?: { width: number; height: number };
   /** Photos and movies of the program's own. */
   samples?: boolean;
+  /** What the app shows when it is there; by default the demo app's button. */
+  ready?: string;
+  /** What the browser may complain of. */
+  allowed?: RegExp;
 }
 
 /** A browser tab with the simulator, and what its user does there. */
@@ -121,19 +125,25 @@ export class Desk {
   private constructor(
     private readonly context: BrowserContext,
     readonly page: Page,
+    allowed?: RegExp,
   ) {
     this.app = page.frameLocator("iframe");
     page.on("websocket", (socket) => {
+      // The app may have sockets of its own.
+      if (!new URL(socket.url()).pathname.endsWith("/ws")) return;
       socket.on("framereceived", ({ payload }) => {
         const message = JSON.parse(String(payload)) as { type: string; event: Event };
         if (message.type === "event") this.events.push(message.event);
       });
     });
-    page.on("pageerror", (error) => this.problems.push(error.message));
+    page.on("pageerror", ({ message }) => {
+      if (!allowed?.test(message)) this.problems.push(message);
+    });
     page.on("console", (message) => {
       const { url } = message.location();
       // The browser's player looks past the end of a recording, which does not hold its length.
       if (message.type() !== "error" || url.startsWith("blob:")) return;
+      if (allowed?.test(message.text())) return;
       this.problems.push(`${message.text()} ${url}`);
     });
   }
@@ -153,10 +163,10 @@ export class Desk {
     });
     context.setDefaultTimeout(15_000);
     const page = await context.newPage();
-    const desk = new Desk(context, page);
+    const desk = new Desk(context, page, options.allowed);
     if (overlay) await layOver(page, simulator.address, overlay);
     await page.goto(simulator.address);
-    await desk.app.getByRole("button", { name: "Take a photo" }).waitFor();
+    await desk.app.getByText(options.ready ?? "Take a photo", { exact: true }).waitFor();
     if (options.samples) {
       await page.getByRole("button", { name: "Samples" }).click();
       await page.locator(".strip img").first().waitFor();

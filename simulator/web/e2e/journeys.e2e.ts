@@ -414,7 +414,7 @@ describe("the page", () => {
     await openWithCamera();
     let load = () => {};
     const loading = new Promise<void>((resolve) => (load = resolve));
-    await desk.page.route("**/app.js", async (route) => {
+    await desk.page.route(/:\d+\/app\.js$/, async (route) => {
       await loading;
       await route.continue();
     });

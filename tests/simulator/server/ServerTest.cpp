@@ -9,7 +9,7 @@
 #include "device/foundation/files/WholeFiles.h"
 #include "device/script/assembly/Samples.h"
 #include "device/script/script/ScriptReader.h"
-#include "tests/simulator/server/TestBrowser.h"
+#include "tests/simulator/server/TestApp.h"
 #include "tests/simulator/server/TestFolder.h"
 
 namespace vecamera::simulator {
@@ -28,25 +28,6 @@ std::string photoBytes() {
   const auto bytes = photo->bytes();
   return {bytes.begin(), bytes.end()};
 }
-
-/// The app's origin, as a browser comes to know it, and its cookie.
-struct App {
-  explicit App(const Json& hello) {
-    const std::string address = hello["app"];
-    const std::string origin = hello["appOrigin"];
-    port = static_cast<std::uint16_t>(std::stoi(origin.substr(origin.rfind(':') + 1)));
-    const auto entered = request(port, "GET", address.substr(origin.size()));
-    if (entered->status != 303) throw std::runtime_error(entered->body);
-    cookie = entered->header("Set-Cookie");
-    cookie = cookie.substr(0, cookie.find(';'));
-  }
-  Answer get(const std::string& target, Fields fields = {}) const {
-    fields.emplace_back("Cookie", cookie);
-    return *request(port, "GET", target, fields);
-  }
-  std::uint16_t port = 0;
-  std::string cookie;
-};
 
 /// The beginning of an upload, from the page of the session.
 std::string halfAnUpload(RunningServer& running, const Json& hello) {
@@ -224,12 +205,12 @@ TEST(ServerTest, GivesThePageWhatTheModuleAnsweredAndNothingElse) {
   folder.write("secret.txt", "secret");
   std::filesystem::create_symlink("../secret.txt", folder.path() / "app/out.txt");
   ServerSetup setup;
-  setup.app = folder.path() / "app";
+  setup.app = AppFolder{folder.path() / "app"};
   setup.record = folder.write("app/flow.json", "{}");
   RunningServer running(std::move(setup));
   TestSocket socket(running);
   const auto hello = socket.readUntil("hello");
-  const App app(hello);
+  const TestApp app(hello);
 
   const auto index = app.get("/");
   EXPECT_EQ(index.body, "<h1>mine</h1>");
@@ -288,7 +269,7 @@ TEST(ServerTest, NotifiesBrowsersThatTheAppHasChanged) {
   const TestFolder folder;
   folder.write("index.html", "a");
   ServerSetup setup;
-  setup.app = folder.path();
+  setup.app = AppFolder{folder.path()};
   RunningServer running(std::move(setup));
   TestSocket socket(running);
   socket.readUntil("state");
@@ -584,10 +565,22 @@ TEST(ServerTest, HasNoMoreConnectionsThanItsLimit) {
 TEST(ServerTest, CannotShareAPort) {
   RunningServer running;
   ServerSetup setup;
-  setup.port = running.port();
+  setup.port.number = running.port();
   const auto made = Server::make(std::move(setup));
   ASSERT_FALSE(made);
   EXPECT_THAT(made.error().message, HasSubstr("--port"));
+}
+
+TEST(ServerTest, TakesAFreePortInThePlaceOfItsUsualOneAndSaysSo) {
+  RunningServer running;
+  std::string said;
+  ServerSetup setup;
+  setup.appPort = {running.port(), PortChoice::WhenTaken::takeFree};
+  setup.phone.onDiagnostic = [&said](const std::string& line) { said += line; };
+  RunningServer other(std::move(setup));
+  EXPECT_THAT(said, HasSubstr("--app-port"));
+  TestSocket socket(other);
+  EXPECT_EQ(TestApp(socket.readUntil("hello")).navigate("/").status, 200);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 import { isPageCommand, pageCommands } from "../protocol/commands";
 import type { AnswerEvent } from "../protocol/messages";
+import { type PageMessage, pageMessageOf } from "./pageMessages";
 
 /** What is used of a window, so that the bridge can be tested without one. */
 export interface MessageSource {
@@ -14,6 +15,8 @@ export interface FrameBridgeOptions {
   appOrigin: () => string;
   /** Runs a page command and gives its callback's name. Its arguments are whatever a port can carry. */
   run: (command: string, args: unknown[]) => string;
+  /** Notified of what the script in the page reports. */
+  onPageMessage?: (message: PageMessage) => void;
 }
 
 interface PageCall {
@@ -94,6 +97,8 @@ export class FrameBridge {
   private readonly onMessage = (event: MessageEvent) => {
     if (event.source === null || event.source !== this.options.frame()) return;
     if (event.origin !== this.options.appOrigin()) return;
+    const reported = pageMessageOf(event.data);
+    if (reported) return this.options.onPageMessage?.(reported);
     const data = event.data as { vecamera?: unknown; version?: unknown } | null;
     if (data?.vecamera !== "hello" || data.version !== 1) return;
     // A page that says hello again has been loaded anew, and what it waited for is gone with it.

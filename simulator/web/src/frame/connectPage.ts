@@ -2,6 +2,7 @@ import { ConnectionLost, type SimulatorClient } from "../model/SimulatorClient";
 import { takesArguments } from "../protocol/commands";
 import { isAnswer, type Json, type Step } from "../protocol/messages";
 import { FrameBridge, type MessageSource } from "./FrameBridge";
+import type { PageMessage } from "./pageMessages";
 
 const lostBefore = "The connection was lost before the phone had the call.";
 
@@ -22,6 +23,7 @@ export function connectPage(
   client: SimulatorClient,
   listenTo: MessageSource,
   frame: () => Window | null,
+  onPageMessage?: (message: PageMessage) => void,
 ): () => void {
   const { store } = client;
   const play = async (command: string, name: string, args: unknown[]) => {
@@ -33,6 +35,7 @@ export function connectPage(
     listenTo,
     frame,
     appOrigin: () => store.model.appOrigin,
+    onPageMessage,
     run: (command, args) => {
       const name = client.nextName(command);
       play(command, name, args).catch((error: Error) => {

@@ -1,5 +1,6 @@
-import { useEffect, useRef } from "preact/hooks";
+import { useEffect, useMemo, useRef } from "preact/hooks";
 import { connectPage } from "../frame/connectPage";
+import { frameAddress, rememberAddress } from "../frame/pageAddress";
 import { useSimulator } from "../ui/context";
 
 const sandbox = "allow-scripts allow-same-origin allow-forms allow-modals allow-downloads";
@@ -8,9 +9,24 @@ const sandbox = "allow-scripts allow-same-origin allow-forms allow-modals allow-
 export function AppFrame({ covered, dark }: { covered: boolean; dark: boolean }) {
   const { client, model } = useSimulator();
   const frame = useRef<HTMLIFrameElement>(null);
+  const session = model.session ?? "";
+  // Where the page goes by itself is no reason to load it.
+  const address = useMemo(
+    () => frameAddress(model.app, session),
+    [model.app, session, model.appVersion],
+  );
 
   useEffect(
-    () => connectPage(client, window, () => frame.current?.contentWindow ?? null),
+    () =>
+      connectPage(
+        client,
+        window,
+        () => frame.current?.contentWindow ?? null,
+        (message) => {
+          if (message.kind === "location")
+            rememberAddress(client.store.model.session ?? "", message.address);
+        },
+      ),
     [client],
   );
 
@@ -26,8 +42,9 @@ export function AppFrame({ covered, dark }: { covered: boolean; dark: boolean })
       key={`${model.session}-${model.appVersion}`}
       class="app-frame"
       title="Your app"
-      src={model.app}
+      src={address}
       sandbox={sandbox}
+      allow="camera; microphone; geolocation"
       inert={covered}
     />
   );

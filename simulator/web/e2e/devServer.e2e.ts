@@ -1,0 +1,131 @@
+import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
+import { tmpdir } from "node:os";
+import { join } from "node:path";
+import { afterAll, beforeAll, describe, expect, it } from "vitest";
+import { useSimulator } from "./desk";
+import { TestDevServer } from "./TestDevServer";
+
+describe("a development server", async () => {
+  const server = new TestDevServer();
+  await server.start();
+  afterAll(() => server.stop());
+  const openDesk = useSimulator(`${server.origin}/start?a=1#b`);
+  // Of the pages that are shown while the server is down and in the place of a redirect, of a closed
+  // socket, and of an error that is thrown on purpose.
+  const ready = { ready: "Ready", allowed: /503|403|WebSocket|the page's own/ };
+
+  it("is the page, at the address that was asked for", async () => {
+    const desk = await openDesk(ready);
+    await desk.app.getByText("/start?a=1#b").waitFor();
+    expect(await desk.app.locator("script[src]").count()).toBe(0);
+  });
+
+  it("changes the page over its own socket, and the page keeps its state", async () => {
+    const desk = await openDesk(ready);
+    await desk.app.getByRole("button", { name: "0" }).click();
+    // The page's socket may not be open yet.
+    await expect
+      .poll(() => {
+        server.change("second");
+        return desk.app.locator("#text").textContent();
+      })
+      .toBe("second");
+    expect(await desk.app.locator("#count").textContent()).toBe("1");
+  });
+
+  it("shows the same address again when the tab is loaded anew", async () => {
+    const desk = await openDesk(ready);
+    await desk.press("Deeper");
+    await desk.app.getByText("/deep/er?x=1#y").waitFor();
+    await desk.page.reload();
+    await desk.app.getByText("/deep/er?x=1#y").waitFor();
+  });
+
+  it("notifies the simulator of errors, with their place", async () => {
+    const desk = await openDesk(ready);
+    const message = desk.page.evaluate(
+      () =>
+        new Promise<Record<string, unknown>>((resolve) =>
+          window.addEventListener("message", ({ data }) => {
+            if ((data as { kind?: string }).kind === "error") resolve(data as never);
+          }),
+        ),
+    );
+    await desk.press("Fail");
+    expect(await message).toMatchObject({
+      vecamera: "page",
+      message: expect.stringContaining("the page's own"),
+      file: expect.stringContaining("/start?a=1"),
+      line: expect.any(Number),
+      stack: expect.stringContaining("Error"),
+    });
+  });
+
+  it("comes alive by itself after a time in which it was down", async () => {
+    const desk = await openDesk(ready);
+    await server.stop();
+    await desk.page.reload();
+    await desk.app.getByRole("heading", { name: "Waiting for your server" }).waitFor();
+    await desk.app.getByText(server.origin).waitFor();
+    await server.start();
+    await desk.app.getByText("/start?a=1#b").waitFor();
+  });
+
+  it("may not lead off the app, and the phone says so", async () => {
+    const desk = await openDesk(ready);
+    await desk.app.getByRole("link", { name: "Leave" }).click();
+    await desk.app.getByRole("heading", { name: "The app was left" }).waitFor();
+    await desk.app.getByText("http://login.example/?next=app").waitFor();
+  });
+});
+
+describe("a page that is busy", () => {
+  const folder = mkdtempSync(join(tmpdir(), "vecamera-busy-"));
+  beforeAll(() =>
+    writeFileSync(
+      join(folder, "index.html"),
+      `<!doctype html><title>Busy</title><h1>Ready</h1><button id="loop">Loop</button>
+       <script>
+         loop.onclick = () => {
+           const end = Date.now() + 6000;
+           while (Date.now() < end);
+           document.body.append("over");
+         };
+       </script>`,
+    ),
+  );
+  afterAll(() => rmSync(folder, { recursive: true, force: true }));
+  const openDesk = useSimulator(folder);
+
+  it("does not hold up the simulator around it", async () => {
+    const desk = await openDesk({ ready: "Ready" });
+    const { page } = desk;
+    const begin = Date.now();
+    // The click is over when the page has handled it.
+    const looping = desk.press("Loop");
+    await page.waitForTimeout(500);
+    const longestPause = await page.evaluate(
+      () =>
+        new Promise<number>((resolve) => {
+          let last = performance.now();
+          let longest = 0;
+          const timer = setInterval(() => {
+            longest = Math.max(longest, performance.now() - last);
+            last = performance.now();
+          }, 20);
+          setTimeout(() => {
+            clearInterval(timer);
+            resolve(Math.max(longest, performance.now() - last));
+          }, 3000);
+        }),
+    );
+    await page.getByRole("button", { name: "Keyboard shortcuts" }).click();
+    await page.getByRole("dialog").waitFor();
+    expect(Date.now() - begin).toBeLessThan(6000);
+    expect(longestPause).toBeLessThan(1000);
+    await page.keyboard.press("Escape");
+    await looping;
+    await desk.app.getByText("over").waitFor();
+    expect(Date.now() - begin).toBeGreaterThanOrEqual(6000);
+  });
+});
