@@ -89,7 +89,7 @@ export function frameBridge(page: FramedPage = window): Bridge {
   };
 
   const ready = new Promise<MessagePort>((given) => {
-    const onMessage = (event: MessageEvent) => {
+    const onMessage = (event: MessageEvent<{ vecamera?: unknown } | null>) => {
       const port = event.ports[0];
       if (event.source !== page.parent || event.data?.vecamera !== "port" || !port) return;
       // Another bridge of this page waits for a port of its own.

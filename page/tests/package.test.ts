@@ -61,10 +61,11 @@ it("Each script of the package has a source map that holds its sources", () => {
 it("The package's manifest and its types have no known fault", async () => {
   const { messages, pkg } = await publint({ pkgDir: installed, strict: true, pack: false });
   expect(messages.map((message) => formatMessage(message, pkg))).toEqual([]);
-  const root = `/node_modules/${pkg.name}`;
+  const { name, version } = pkg as { name: string; version: string };
+  const root = `/node_modules/${name}`;
   const contents = files.map((path) => [`${root}/${path}`, readFileSync(join(installed, path))]);
   const result = await checkPackage(
-    new Package(Object.fromEntries(contents), String(pkg.name), String(pkg.version)),
+    new Package(Object.fromEntries(contents) as Record<string, Uint8Array>, name, version),
   );
   const problems = result.types ? result.problems : ["no types"];
   // The package is for pages: it has modules only, under the names of "exports".

@@ -26,9 +26,13 @@ export class TestDevServer {
   /** On the port that it had before, where it had one. */
   async start(): Promise<void> {
     const server = createServer((request, response) => {
-      if (!this.isOwn(request)) return response.writeHead(403).end("a stranger");
+      if (!this.isOwn(request)) {
+        response.writeHead(403).end("a stranger");
+        return;
+      }
       if (request.url === "/leave") {
-        return response.writeHead(302, { Location: "http://login.example/?next=app" }).end();
+        response.writeHead(302, { Location: "http://login.example/?next=app" }).end();
+        return;
       }
       response.writeHead(200, {
         "Content-Type": "text/html",
@@ -38,7 +42,10 @@ export class TestDevServer {
       response.end(this.page());
     });
     server.on("upgrade", (request, socket) => {
-      if (!this.isOwn(request)) return socket.destroy();
+      if (!this.isOwn(request)) {
+        socket.destroy();
+        return;
+      }
       const key = `${request.headers["sec-websocket-key"]}258EAFA5-E914-47DA-95CA-C5AB0DC85B11`;
       const accept = createHash("sha1").update(key).digest("base64");
       socket.write(

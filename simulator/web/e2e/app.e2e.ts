@@ -1,23 +1,19 @@
-import { cpSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
-import { tmpdir } from "node:os";
+import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
-import { fileURLToPath } from "node:url";
-import { afterAll, expect, it } from "vitest";
-import { useSimulator } from "./desk";
+import { expect, test } from "./fixtures";
 
-const folder = mkdtempSync(join(tmpdir(), "vecamera-app-"));
-cpSync(fileURLToPath(new URL("../demo", import.meta.url)), folder, { recursive: true });
-afterAll(() => rmSync(folder, { recursive: true, force: true }));
+test.use({ changeableApp: true });
 
-const openDesk = useSimulator(folder);
-
-it("is loaded again when a file of it changes, and the phone stays as it is", async () => {
+test("the app is loaded again when a file of it changes, and the phone stays as it is", async ({
+  openDesk,
+  app,
+}) => {
   const desk = await openDesk({ samples: true });
   await desk.setPermission("Camera", "authorized");
   await desk.press("Take a photo");
   await desk.shutterReady("Take photo");
 
-  const page = join(folder, "index.html");
+  const page = join(app ?? "", "index.html");
   const text = readFileSync(page, "utf8");
   writeFileSync(page, text.replace("</body>", "<p>A better app</p></body>"));
   await desk.app.getByText("A better app").waitFor();

@@ -1,108 +1,11 @@
-import { type ChildProcess, spawn } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
-import { tmpdir } from "node:os";
-import { join } from "node:path";
-import { createInterface } from "node:readline";
-import {
-  type Browser,
-  type BrowserContext,
-  chromium,
-  type FrameLocator,
-  type Locator,
-  type Page,
-} from "playwright-core";
-import { afterAll, afterEach, beforeAll, expect } from "vitest";
-
-function programPath(): string {
-  const path = process.env.VECAMERA_PROGRAM;
-  if (!path) throw new Error("Set VECAMERA_PROGRAM to the path of the vecamera program.");
-  return path;
-}
-
-export const program = programPath();
+import { expect, type FrameLocator, type Locator, type Page } from "@playwright/test";
+import { layOver } from "./layOver";
+import type { SimulatorProcess } from "./SimulatorProcess";
 
 // Pages of a build that is not in the program yet, to try them without building that again.
 const overlay = process.env.VECAMERA_WEB;
 
-const undecided = {
-  authorization: {
-    camera: "notDetermined",
-    photoLibrary: "notDetermined",
-    location: "notDetermined",
-  },
-};
-
 export type Event = { event: string } & Record<string, unknown>;
-
-/** A running `vecamera serve`. */
-export class Simulator {
-  private constructor(
-    private readonly process: ChildProcess,
-    private readonly folder: string,
-    readonly address: string,
-  ) {}
-
-  /** With that folder or server as the app, or the demo app. */
-  static async start(app?: string): Promise<Simulator> {
-    const folder = mkdtempSync(join(tmpdir(), "vecamera-e2e-"));
-    const file = join(folder, "device.json");
-    writeFileSync(file, JSON.stringify({ device: undecided }));
-    const options = ["--port", "0", "--app-port", "0", "--device", file, ...(app ? ["--app", app] : [])];
-    const child = spawn(program, ["serve", ...options], { stdio: ["ignore", "pipe", "inherit"] });
-    const lines = createInterface({ input: child.stdout });
-    const address = await new Promise<string>((resolve, reject) => {
-      lines.once("line", resolve);
-      child.once("exit", (code) => reject(new Error(`vecamera serve ended with ${code}`)));
-    });
-    return new Simulator(child, folder, address);
-  }
-
-  async stop(): Promise<void> {
-    const ended = new Promise((resolve) => this.process.once("exit", resolve));
-    this.process.kill("SIGINT");
-    await ended;
-    rmSync(this.folder, { recursive: true, force: true });
-  }
-}
-
-/** Debian's browser, with a camera, a microphone and a place of its own. */
-function launchBrowser(): Promise<Browser> {
-  return chromium.launch({
-    executablePath: process.env.CHROMIUM ?? "/usr/bin/chromium",
-    args: [
-      "--no-sandbox",
-      "--use-fake-device-for-media-stream",
-      "--use-fake-ui-for-media-stream",
-      "--autoplay-policy=no-user-gesture-required",
-      // The browser takes a page that is laid over for one from elsewhere.
-      ...(overlay ? ["--disable-features=LocalNetworkAccessChecks"] : []),
-    ],
-  });
-}
-
-const contentTypes: Record<string, string> = {
-  html: "text/html; charset=utf-8",
-  js: "text/javascript",
-  css: "text/css",
-  svg: "image/svg+xml",
-};
-
-async function layOver(page: Page, address: string, folder: string): Promise<void> {
-  await page.route(`${address}**`, async (route) => {
-    const { pathname } = new URL(route.request().url());
-    const rest = pathname.slice(new URL(address).pathname.length);
-    if (rest !== "" && !rest.startsWith("assets/")) return route.fallback();
-    const name = rest === "" ? "index.html" : rest;
-    // The headers of the start page stay the server's, its policy above all.
-    const headers = rest === "" ? (await route.fetch()).headers() : {};
-    delete headers["content-length"];
-    const contentType = contentTypes[name.split(".").at(-1) ?? ""] ?? "application/octet-stream";
-    await route.fulfill({
-      headers: { ...headers, "content-type": contentType },
-      body: readFileSync(join(folder, name)),
-    });
-  });
-}
 
 export interface DeskOptions {
   dark?: boolean;
@@ -113,6 +16,8 @@ export interface DeskOptions {
   ready?: string;
   /** What the browser may complain of. */
   allowed?: RegExp;
+  /** Whether the app may use the camera from the beginning. */
+  camera?: boolean;
 }
 
 /** A browser tab with the simulator, and what its user does there. */
@@ -123,7 +28,6 @@ export class Desk {
   private readonly problems: string[] = [];
 
   private constructor(
-    private readonly context: BrowserContext,
     readonly page: Page,
     allowed?: RegExp,
   ) {
@@ -149,35 +53,32 @@ export class Desk {
   }
 
   static async open(
-    browser: Browser,
-    simulator: Simulator,
+    page: Page,
+    simulator: SimulatorProcess,
     options: DeskOptions = {},
   ): Promise<Desk> {
-    const context = await browser.newContext({
-      viewport: options.viewport ?? { width: 1440, height: 900 },
-      colorScheme: options.dark ? "dark" : "light",
-      reducedMotion: "reduce",
-      geolocation: { latitude: 48.85, longitude: 2.35 },
-      permissions: ["camera", "microphone", "geolocation"],
-      acceptDownloads: true,
-    });
-    context.setDefaultTimeout(15_000);
-    const page = await context.newPage();
-    const desk = new Desk(context, page, options.allowed);
+    const { dark, viewport, samples, camera } = options;
+    await page.emulateMedia({ colorScheme: dark ? "dark" : "light" });
+    if (viewport) await page.setViewportSize(viewport);
+    const desk = new Desk(page, options.allowed);
     if (overlay) await layOver(page, simulator.address, overlay);
     await page.goto(simulator.address);
-    await desk.app.getByText(options.ready ?? "Take a photo", { exact: true }).waitFor();
-    if (options.samples) {
+    await desk.appReady(options.ready);
+    if (samples) {
       await page.getByRole("button", { name: "Samples" }).click();
       await page.locator(".strip img").first().waitFor();
     }
+    if (camera) await desk.setPermission("Camera", "authorized");
     return desk;
   }
 
-  /** Closes the tab, which must have had nothing to complain of. */
-  async close(): Promise<void> {
-    await this.context.close();
+  /** The tab must have had nothing to complain of. */
+  check(): void {
     expect(this.problems).toEqual([]);
+  }
+
+  async appReady(text = "Take a photo"): Promise<void> {
+    await this.app.getByText(text, { exact: true }).waitFor();
   }
 
   async press(name: string): Promise<void> {
@@ -229,8 +130,7 @@ export class Desk {
   }
 
   async shutterReady(name: string): Promise<void> {
-    const shutter = this.page.getByRole("button", { name, exact: true, disabled: false });
-    await shutter.waitFor();
+    await expect(this.button(name)).toHaveAttribute("aria-busy", "false");
   }
 
   /** What the app shows of its last call. */
@@ -315,31 +215,4 @@ export class Desk {
     await this.page.getByRole("link", { name: "Download the recording" }).click();
     return (await waiting).path();
   }
-}
-
-/**
- * The simulator and the browser of a file's tests. What it returns opens a tab, which is closed at
- * the end of the test.
- */
-export function useSimulator(app?: string): (options?: DeskOptions) => Promise<Desk> {
-  let browser: Browser | undefined;
-  let simulator: Simulator | undefined;
-  let desk: Desk | undefined;
-  beforeAll(async () => {
-    [browser, simulator] = await Promise.all([launchBrowser(), Simulator.start(app)]);
-  });
-  afterEach(async () => {
-    const closing = desk;
-    desk = undefined;
-    await closing?.close();
-  });
-  afterAll(async () => {
-    await browser?.close();
-    await simulator?.stop();
-  });
-  return async (options = {}) => {
-    if (!browser || !simulator) throw new Error("There is no simulator yet.");
-    desk = await Desk.open(browser, simulator, options);
-    return desk;
-  };
 }

@@ -1,26 +1,36 @@
 import { mkdtempSync, rmSync, writeFileSync } from "node:fs";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { afterAll, beforeAll, describe, expect, it } from "vitest";
-import { useSimulator } from "./desk";
+import { test as base, expect } from "./fixtures";
 import { TestDevServer } from "./TestDevServer";
 
-describe("a development server", async () => {
-  const server = new TestDevServer();
-  await server.start();
-  afterAll(() => server.stop());
-  const openDesk = useSimulator(`${server.origin}/start?a=1#b`);
+const served = base.extend<object, { server: TestDevServer }>({
+  server: [
+    async ({}, use) => {
+      const server = new TestDevServer();
+      await server.start();
+      await use(server);
+      await server.stop();
+    },
+    { scope: "worker" },
+  ],
+  app: [async ({ server }, use) => use(`${server.origin}/start?a=1#b`), { scope: "worker" }],
+});
+
+// One of the tests ends the server for a while.
+served.describe("a development server", () => {
+  served.describe.configure({ mode: "default" });
   // Of the pages that are shown while the server is down and in the place of a redirect, of a closed
   // socket, and of an error that is thrown on purpose.
   const ready = { ready: "Ready", allowed: /503|403|WebSocket|the page's own/ };
 
-  it("is the page, at the address that was asked for", async () => {
+  served("is the page, at the address that was asked for", async ({ openDesk }) => {
     const desk = await openDesk(ready);
     await desk.app.getByText("/start?a=1#b").waitFor();
     expect(await desk.app.locator("script[src]").count()).toBe(0);
   });
 
-  it("changes the page over its own socket, and the page keeps its state", async () => {
+  served("changes the page over its own socket, and the page keeps its state", async ({ openDesk, server }) => {
     const desk = await openDesk(ready);
     await desk.app.getByRole("button", { name: "0" }).click();
     // The page's socket may not be open yet.
@@ -33,7 +43,7 @@ describe("a development server", async () => {
     expect(await desk.app.locator("#count").textContent()).toBe("1");
   });
 
-  it("shows the same address again when the tab is loaded anew", async () => {
+  served("shows the same address again when the tab is loaded anew", async ({ openDesk }) => {
     const desk = await openDesk(ready);
     await desk.press("Deeper");
     await desk.app.getByText("/deep/er?x=1#y").waitFor();
@@ -41,7 +51,7 @@ describe("a development server", async () => {
     await desk.app.getByText("/deep/er?x=1#y").waitFor();
   });
 
-  it("notifies the simulator of errors, with their place", async () => {
+  served("notifies the simulator of errors, with their place", async ({ openDesk }) => {
     const desk = await openDesk(ready);
     const message = desk.page.evaluate(
       () =>
@@ -61,7 +71,7 @@ describe("a development server", async () => {
     });
   });
 
-  it("comes alive by itself after a time in which it was down", async () => {
+  served("comes alive by itself after a time in which it was down", async ({ openDesk, server }) => {
     const desk = await openDesk(ready);
     await server.stop();
     await desk.page.reload();
@@ -71,7 +81,7 @@ describe("a development server", async () => {
     await desk.app.getByText("/start?a=1#b").waitFor();
   });
 
-  it("may not lead off the app, and the phone says so", async () => {
+  served("may not lead off the app, and the phone says so", async ({ openDesk }) => {
     const desk = await openDesk(ready);
     await desk.app.getByRole("link", { name: "Leave" }).click();
     await desk.app.getByRole("heading", { name: "The app was left" }).waitFor();
@@ -79,53 +89,56 @@ describe("a development server", async () => {
   });
 });
 
-describe("a page that is busy", () => {
-  const folder = mkdtempSync(join(tmpdir(), "vecamera-busy-"));
-  beforeAll(() =>
-    writeFileSync(
-      join(folder, "index.html"),
-      `<!doctype html><title>Busy</title><h1>Ready</h1><button id="loop">Loop</button>
-       <script>
-         loop.onclick = () => {
-           const end = Date.now() + 6000;
-           while (Date.now() < end);
-           document.body.append("over");
-         };
-       </script>`,
-    ),
-  );
-  afterAll(() => rmSync(folder, { recursive: true, force: true }));
-  const openDesk = useSimulator(folder);
+const busy = base.extend<object, object>({
+  app: [
+    async ({}, use: (app: string) => Promise<void>) => {
+      const folder = mkdtempSync(join(tmpdir(), "vecamera-busy-"));
+      writeFileSync(
+        join(folder, "index.html"),
+        `<!doctype html><title>Busy</title><h1>Ready</h1><button id="loop">Loop</button>
+         <script>
+           loop.onclick = () => {
+             const end = Date.now() + 6000;
+             while (Date.now() < end);
+             document.body.append("over");
+           };
+         </script>`,
+      );
+      await use(folder);
+      rmSync(folder, { recursive: true, force: true });
+    },
+    { scope: "worker" },
+  ],
+});
 
-  it("does not hold up the simulator around it", async () => {
-    const desk = await openDesk({ ready: "Ready" });
-    const { page } = desk;
-    const begin = Date.now();
-    // The click is over when the page has handled it.
-    const looping = desk.press("Loop");
-    await page.waitForTimeout(500);
-    const longestPause = await page.evaluate(
-      () =>
-        new Promise<number>((resolve) => {
-          let last = performance.now();
-          let longest = 0;
-          const timer = setInterval(() => {
-            longest = Math.max(longest, performance.now() - last);
-            last = performance.now();
-          }, 20);
-          setTimeout(() => {
-            clearInterval(timer);
-            resolve(Math.max(longest, performance.now() - last));
-          }, 3000);
-        }),
-    );
-    await page.getByRole("button", { name: "Keyboard shortcuts" }).click();
-    await page.getByRole("dialog").waitFor();
-    expect(Date.now() - begin).toBeLessThan(6000);
-    expect(longestPause).toBeLessThan(1000);
-    await page.keyboard.press("Escape");
-    await looping;
-    await desk.app.getByText("over").waitFor();
-    expect(Date.now() - begin).toBeGreaterThanOrEqual(6000);
-  });
+busy("a page that is busy does not hold up the simulator around it", async ({ openDesk }) => {
+  const desk = await openDesk({ ready: "Ready" });
+  const { page } = desk;
+  const begin = Date.now();
+  // The click is over when the page has handled it.
+  const looping = desk.press("Loop");
+  await page.waitForTimeout(500);
+  const longestPause = await page.evaluate(
+    () =>
+      new Promise<number>((resolve) => {
+        let last = performance.now();
+        let longest = 0;
+        const timer = setInterval(() => {
+          longest = Math.max(longest, performance.now() - last);
+          last = performance.now();
+        }, 20);
+        setTimeout(() => {
+          clearInterval(timer);
+          resolve(Math.max(longest, performance.now() - last));
+        }, 3000);
+      }),
+  );
+  await page.getByRole("button", { name: "Keyboard shortcuts" }).click();
+  await page.getByRole("dialog").waitFor();
+  expect(Date.now() - begin).toBeLessThan(6000);
+  expect(longestPause).toBeLessThan(1000);
+  await page.keyboard.press("Escape");
+  await looping;
+  await desk.app.getByText("over").waitFor();
+  expect(Date.now() - begin).toBeGreaterThanOrEqual(6000);
 });

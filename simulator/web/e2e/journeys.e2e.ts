@@ -1,21 +1,12 @@
 import { readFileSync } from "node:fs";
-import { describe, expect, it } from "vitest";
-import { type Desk, type DeskOptions, useSimulator } from "./desk";
+import { expect, test } from "./fixtures";
 
-const openDesk = useSimulator();
-let desk: Desk;
+const dot =
+  "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLvAAAAAElFTkSuQmCC";
 
-const open = async (options: DeskOptions = {}) => {
-  desk = await openDesk(options);
-};
-const openWithCamera = async (options: DeskOptions = {}) => {
-  await open(options);
-  await desk.setPermission("Camera", "authorized");
-};
-
-describe("a photo", () => {
-  it("goes from camera to page as a file", async () => {
-    await open();
+test.describe("a photo", () => {
+  test("goes from camera to page as a file", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.press("Take a photo");
     await desk.answerPrompt(/camera/, "Allow");
     await desk.usePhoto();
@@ -35,8 +26,8 @@ describe("a photo", () => {
     expect(answer.headers()["content-type"]).toBe("image/jpeg");
   });
 
-  it("goes from camera to page as a data URL of a PNG", async () => {
-    await openWithCamera();
+  test("goes from camera to page as a data URL of a PNG", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.options(async (form) => {
       await form.getByLabel("Get it as").selectOption("dataUrl");
       await form.getByLabel("Format").selectOption("png");
@@ -51,8 +42,8 @@ describe("a photo", () => {
     });
   });
 
-  it("shows on the page what the camera saw", async () => {
-    await openWithCamera();
+  test("shows on the page what the camera saw", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.chooseScene();
     for (const encoding of ["jpeg", "png"]) {
       await desk.press("Clean up");
@@ -68,8 +59,8 @@ describe("a photo", () => {
     }
   });
 
-  it("goes into the photo library and to the page", async () => {
-    await openWithCamera();
+  test("goes into the photo library and to the page", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.setPermission("Photos", "authorized");
     await desk.options((form) => form.getByLabel("Get it as").selectOption("nativeUrl").then());
     await desk.press("Take a photo");
@@ -84,8 +75,8 @@ describe("a photo", () => {
       .toBeGreaterThan(0);
   });
 
-  it("of quality 50 comes with the note why it looks so bad", async () => {
-    await openWithCamera();
+  test("of quality 50 comes with the note why it looks so bad", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.options((form) => form.getByLabel("Quality").fill("50"));
     await desk.press("Take a photo");
     await desk.usePhoto();
@@ -93,8 +84,8 @@ describe("a photo", () => {
     await desk.command.getByText(/the JPEG has the lowest quality/).waitFor();
   });
 
-  it("can be cropped, with the keyboard alone", async () => {
-    await openWithCamera();
+  test("can be cropped, with the keyboard alone", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.options((form) => form.getByLabel("Let me crop it").check());
     await desk.press("Take a photo");
     await desk.takePhoto();
@@ -112,8 +103,8 @@ describe("a photo", () => {
     expect(width).toBe(Math.round(whole / 1.15 ** 5));
   });
 
-  it("that nobody takes is reported as such", async () => {
-    await openWithCamera();
+  test("that nobody takes is reported as such", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.press("Take a photo");
     await desk.shutterReady("Take photo");
     await desk.page.keyboard.press("Escape");
@@ -121,8 +112,8 @@ describe("a photo", () => {
     await desk.command.getByText(/backs out is reported as NO_PERMISSION/).waitFor();
   });
 
-  it("can be taken again before it is used, and with the other camera", async () => {
-    await openWithCamera();
+  test("can be taken again before it is used, and with the other camera", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.press("Take a photo");
     await desk.takePhoto();
     await desk.page.keyboard.press("Escape");
@@ -133,9 +124,27 @@ describe("a photo", () => {
   });
 });
 
-describe("a movie", () => {
-  it("is recorded, exported and played", async () => {
-    await openWithCamera();
+test.describe("the shutter", () => {
+  test("that is pressed before the picture is live takes it when it is", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
+    await desk.page.evaluate(() => {
+      const devices = navigator.mediaDevices;
+      const open = devices.getUserMedia.bind(devices);
+      const held = new Promise<void>((resolve) => Object.assign(window, { openCamera: resolve }));
+      devices.getUserMedia = (constraints) => held.then(() => open(constraints));
+    });
+    await desk.press("Take a photo");
+    await desk.button("Take photo").click();
+    await expect(desk.button("Take photo")).toHaveAttribute("aria-busy", "true");
+    await desk.page.evaluate(() => (window as unknown as { openCamera(): void }).openCamera());
+    await desk.button("Use photo").click();
+    await desk.outcome(/^File/);
+  });
+});
+
+test.describe("a movie", () => {
+  test("is recorded, exported and played", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.press("Record a movie");
     await desk.recordMovie();
     await desk.button("Use movie").click();
@@ -147,8 +156,8 @@ describe("a movie", () => {
     await desk.command.locator(".stage-encode", { hasText: "Export movie" }).waitFor();
   });
 
-  it("of the generated scene has a sound", async () => {
-    await openWithCamera();
+  test("of the generated scene has a sound", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.chooseScene();
     await desk.press("Record a movie");
     await desk.page.getByText("Generated scene", { exact: true }).waitFor();
@@ -167,9 +176,9 @@ describe("a movie", () => {
   });
 });
 
-describe("the library", () => {
-  it("shows the newest first, and gives the chosen picture", async () => {
-    await open({ samples: true });
+test.describe("the library", () => {
+  test("shows the newest first, and gives the chosen picture", async ({ openDesk }) => {
+    const desk = await openDesk({ samples: true });
     await desk.press("From the library");
     await desk.answerPrompt(/photos/, "Allow all photos");
     const thumbnails = desk.page.locator(".thumbnail");
@@ -185,8 +194,8 @@ describe("the library", () => {
     await desk.shownSize();
   });
 
-  it("gives a movie that was saved there, after a look at it", async () => {
-    await openWithCamera();
+  test("gives a movie that was saved there, after a look at it", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.setPermission("Photos", "authorized");
     await desk.options((form) => form.getByLabel("Save to the album").check());
     await desk.press("Record a movie");
@@ -205,8 +214,8 @@ describe("the library", () => {
     await desk.outcome(/\.mp4$/);
   });
 
-  it("lets a picture be cropped that the browser itself cannot show", async () => {
-    await open();
+  test("lets a picture be cropped that the browser itself cannot show", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.setPermission("Photos", "authorized");
     await desk.page.setInputFiles("input[accept='image/*,video/*']", {
       name: "rotated.heic",
@@ -242,8 +251,8 @@ describe("the library", () => {
       .toBeGreaterThan(0);
   });
 
-  it("can be left with the keyboard", async () => {
-    await open();
+  test("can be left with the keyboard", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.setPermission("Photos", "authorized");
     await desk.press("From the library");
     await desk.page.getByText(/The photo library is empty/).waitFor();
@@ -251,14 +260,12 @@ describe("the library", () => {
     await desk.outcome(/^You took no picture/);
   });
 
-  it("takes what is added, and drops what is cleared", async () => {
-    await open({ samples: true });
+  test("takes what is added, and drops what is cleared", async ({ openDesk }) => {
+    const desk = await openDesk({ samples: true });
     const count = desk.page
       .locator(".section", { hasText: "Photo library" })
       .locator(".section-aside");
     const before = Number(await count.textContent());
-    const dot =
-      "iVBORw0KGgoAAAANSUhEUgAAAAEAAAABCAIAAACQd1PeAAAADElEQVR4nGP4z8AAAAMBAQDJ/pLvAAAAAElFTkSuQmCC";
     await desk.page.setInputFiles("input[accept='image/*,video/*']", {
       name: "dot.png",
       mimeType: "image/png",
@@ -280,14 +287,55 @@ describe("the library", () => {
     await expect.poll(() => count.textContent()).toBe(String(before + 3));
     await desk.page.locator(".drop.over").waitFor({ state: "detached" });
 
-    await desk.button("Clear").click();
+    await desk.button("Clear…").click();
+    const question = desk.page.getByRole("dialog", { name: "Clear the photo library?" });
+    await question.getByRole("button", { name: "Keep them" }).click();
+    await expect(desk.button("Clear…")).toBeFocused();
+    expect(await count.textContent()).toBe(String(before + 3));
+    await desk.button("Clear…").click();
+    await question.getByRole("button", { name: "Remove them" }).click();
     await expect.poll(() => count.textContent()).toBe("0");
   });
 });
 
-describe("permissions", () => {
-  it("refused for the camera lead to the settings and back", async () => {
-    await open();
+test.describe("files that are added together", () => {
+  const media = (name: string, content: string, encoding: BufferEncoding) => ({
+    name,
+    mimeType: "image/png",
+    buffer: Buffer.from(content, encoding),
+  });
+
+  test("are taken but for the bad ones, which are named with the reason", async ({ openDesk }) => {
+    const desk = await openDesk();
+    await desk.page.setInputFiles("input[accept='image/*,video/*']", [
+      media("one.png", dot, "base64"),
+      media("notes.png", "no picture", "utf8"),
+      media("two.png", dot, "base64"),
+    ]);
+    const notice = desk.page.getByText("1 of 3 files were not added:");
+    await expect(notice).toContainText(/notes\.png: \w+/);
+    await expect(notice).not.toContainText("media/");
+    await expect(desk.page.locator(".strip img")).toHaveCount(2);
+  });
+
+  test("have a tile that says so where they cannot be shown", async ({ openDesk }) => {
+    const desk = await openDesk();
+    await desk.page.route("**/thumbnail?*", (route) =>
+      route.fulfill({ contentType: "image/jpeg", body: "no picture" }),
+    );
+    await desk.page.setInputFiles("input[accept='image/*,video/*']", [
+      media("one.png", dot, "base64"),
+    ]);
+    await desk.page.getByRole("img", { name: /1 by 1 \(broken\)/ }).waitFor();
+    await desk.setPermission("Photos", "authorized");
+    await desk.press("From the library");
+    await expect(desk.page.getByRole("button", { name: /^Photo 1/ })).toContainText("Broken");
+  });
+});
+
+test.describe("permissions", () => {
+  test("refused for the camera lead to the settings and back", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.press("Take a photo");
     await desk.answerPrompt(/camera/, "Don’t allow");
     await desk.dialog.getByRole("button", { name: "Settings" }).click();
@@ -304,23 +352,23 @@ describe("permissions", () => {
     await desk.outcome(/^File/);
   });
 
-  it("refused for the camera and left at that are a failure", async () => {
-    await open();
+  test("refused for the camera and left at that are a failure", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.press("Take a photo");
     await desk.answerPrompt(/camera/, "Don’t allow");
     await desk.dialog.getByRole("button", { name: "Cancel" }).click();
     await desk.outcome(/^NO_PERMISSION: Not have permission to use the camera\.$/);
   });
 
-  it("refused for the library are a failure at once", async () => {
-    await open();
+  test("refused for the library are a failure at once", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.press("From the library");
     await desk.answerPrompt(/photos/, "Don’t allow");
     await desk.outcome(/^NO_PERMISSION: has no access to PhotoLibrary$/);
   });
 
-  it("for some photos leave the callback open, and say so", async () => {
-    await open();
+  test("for some photos leave the callback open, and say so", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.press("From the library");
     await desk.answerPrompt(/photos/, "Allow some photos");
     await desk.tab(/Open callbacks/);
@@ -331,8 +379,8 @@ describe("permissions", () => {
     expect(desk.answers()).toEqual([]);
   });
 
-  it("are answered by what was set for the next prompt", async () => {
-    await open();
+  test("are answered by what was set for the next prompt", async ({ openDesk }) => {
+    const desk = await openDesk();
     await desk.page.getByLabel("Next prompt for camera").selectOption("allow");
     await desk.press("Take a photo");
     await desk.usePhoto();
@@ -340,9 +388,9 @@ describe("permissions", () => {
   });
 });
 
-describe("a photo with its place", () => {
-  it("waits for the fix, which comes with the permission", async () => {
-    await openWithCamera();
+test.describe("a photo with its place", () => {
+  test("waits for the fix, which comes with the permission", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.press("Photo with place");
     await desk.usePhoto();
     await desk.answerPrompt(/where you are/, "Allow while using");
@@ -352,8 +400,8 @@ describe("a photo with its place", () => {
     expect(built?.properties).toMatchObject({ "{GPS}": { LatitudeRef: "N", Latitude: 54.1797 } });
   });
 
-  it("waits for a late fix, and shows that it waits", async () => {
-    await openWithCamera();
+  test("waits for a late fix, and shows that it waits", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.setPermission("Location", "authorized");
     await desk.openSection("Location");
     await desk.page.getByLabel("The device finds itself").selectOption("late");
@@ -370,8 +418,8 @@ describe("a photo with its place", () => {
     await desk.outcome(/^File/);
   });
 
-  it("takes the browser's own place", async () => {
-    await openWithCamera();
+  test("takes the browser's own place", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.setPermission("Location", "authorized");
     await desk.openSection("Location");
     await desk.page.getByLabel("The device finds itself").selectOption("browser");
@@ -384,8 +432,8 @@ describe("a photo with its place", () => {
     expect(built?.properties).toMatchObject({ "{GPS}": { Latitude: 48.85, Longitude: 2.35 } });
   });
 
-  it("waits for ever where the place is refused", async () => {
-    await openWithCamera();
+  test("waits for ever where the place is refused", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     await desk.press("Photo with place");
     await desk.usePhoto();
     await desk.answerPrompt(/where you are/, "Don’t allow");
@@ -394,9 +442,9 @@ describe("a photo with its place", () => {
   });
 });
 
-describe("the page", () => {
-  it("shows itself within a second", async () => {
-    await open();
+test.describe("the page", () => {
+  test("shows itself within a second", async ({ openDesk }) => {
+    const desk = await openDesk();
     const paints: number[] = [];
     // The best of several, as others may be at work on the machine.
     for (let load = 0; load < 5; load++) {
@@ -410,8 +458,8 @@ describe("the page", () => {
     expect(Math.min(...paints)).toBeLessThan(1000);
   });
 
-  it("loses no press while it loads", async () => {
-    await openWithCamera();
+  test("loses no press while it loads", async ({ openDesk }) => {
+    const desk = await openDesk({ camera: true });
     let load = () => {};
     const loading = new Promise<void>((resolve) => (load = resolve));
     await desk.page.route(/:\d+\/app\.js$/, async (route) => {
@@ -425,124 +473,5 @@ describe("the page", () => {
     load();
     await button.click();
     await desk.shutterReady("Take photo");
-  });
-});
-
-describe("the device", () => {
-  it("is as it was after the tab is loaded anew in the middle", async () => {
-    await openWithCamera();
-    await desk.press("Take a photo");
-    await desk.shutterReady("Take photo");
-    await desk.page.reload();
-    await desk.usePhoto();
-    await desk.command.getByText("success").waitFor();
-    await desk.command.getByRole("rowheader", { name: "correctOrientation" }).waitFor();
-    // The page that asked is gone; the new one still gets what it asks for.
-    await desk.options((form) => form.getByLabel("Get it as").selectOption("dataUrl").then());
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await desk.outcome(/^Data URL/);
-  });
-
-  it("gives the page its answer after the connection was lost in the middle", async () => {
-    await openWithCamera();
-    await desk.page.addInitScript(() => {
-      const Real = WebSocket;
-      globalThis.WebSocket = class extends Real {
-        override send(data: string) {
-          super.send(data);
-          if (data.includes('"do":"capture"')) this.close();
-        }
-      };
-    });
-    await desk.page.reload();
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await desk.outcome(/^File/);
-    await desk.command.getByText("success").waitFor();
-  });
-
-  it("fails where it is set to, and only so often", async () => {
-    await openWithCamera();
-    await desk.openSection("Faults");
-    await desk.page.getByRole("switch", { name: "File is not created" }).press("Space");
-    const often = desk.page.getByLabel("How often");
-    await often.selectOption("1");
-    await expect.poll(() => often.inputValue()).toBe("1");
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await desk.outcome(/^UNABLE_FILE_WRITE: Fail write image file$/);
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await desk.outcome(/^File/);
-  });
-
-  it("without a camera says so", async () => {
-    await open();
-    await desk.openSection("Cameras and sources");
-    const camera = desk.page.getByRole("switch", { name: "Camera", exact: true });
-    await desk.startAnew(() => camera.press("Space"));
-    expect(await camera.isChecked()).toBe(false);
-    await desk.press("Take a photo");
-    await desk.outcome(/^OBJECT_REFERENCE_FAILED: Camera disabled device$/);
-  });
-
-  it("offers and presents only what it is set to", async () => {
-    await openWithCamera({ samples: true });
-    await desk.setPermission("Photos", "authorized");
-    await desk.openSection("Cameras and sources");
-    const offers = desk.page.getByLabel("Photo library offers");
-    await desk.startAnew(() => offers.selectOption("photos"));
-    expect(await offers.inputValue()).toBe("photos");
-    await desk.press("From the library");
-    const pickers = () => desk.events.filter((event) => event.event === "present");
-    await expect.poll(pickers).toMatchObject([{ mediaTypes: ["public.image"] }]);
-    await desk.page.locator(".thumbnail:focus").waitFor();
-    await desk.page.keyboard.press("Escape");
-    await desk.outcome(/^You took no picture/);
-    const controller = desk.page.getByRole("switch", { name: "View controller" });
-    await desk.startAnew(() => controller.press("Space"));
-    expect(await controller.isChecked()).toBe(false);
-    await desk.press("Take a photo");
-    await desk.tab(/Open callbacks/);
-    await desk.page.locator(".open-callbacks h3", { hasText: "takePicture" }).waitFor();
-    expect(pickers()).toHaveLength(1);
-  });
-
-  it("speaks the user's language and keeps the user's time", async () => {
-    await openWithCamera();
-    await desk.openSection("Clock and language");
-    await desk.page.getByRole("combobox", { name: "Clock", exact: true }).selectOption("fixed");
-    const instant = desk.page.getByLabel("Instant (ISO 8601)");
-    await instant.fill("2024-05-01T13:05:09Z");
-    await instant.press("Enter");
-    await desk.page.locator(".status-time", { hasText: "13:05" }).waitFor();
-    await desk.button("Move on").click();
-    await desk.page.locator(".status-time", { hasText: "14:05" }).waitFor();
-    const zone = desk.page.getByLabel("Time zone");
-    await zone.fill("Asia/Kathmandu");
-    await zone.press("Enter");
-    await desk.page.locator(".status-time", { hasText: "18:50" }).waitFor();
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await desk.outcome(/^File velmora_photo_20240501065009\.jpg$/);
-  });
-
-  it("keeps its temporary files until the page cleans up, or the user removes them", async () => {
-    await openWithCamera();
-    await desk.openSection("Temporary files");
-    const files = desk.page.locator(".files li");
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await expect.poll(() => files.count()).toBe(1);
-    expect(await files.first().textContent()).toMatch(/kB.*picture\d+/);
-    await files.getByRole("button").click();
-    await expect.poll(() => files.count()).toBe(0);
-    await desk.press("Take a photo");
-    await desk.usePhoto();
-    await expect.poll(() => files.count()).toBe(1);
-    await desk.press("Clean up");
-    await desk.outcome(/temporary files are gone/);
-    await expect.poll(() => files.count()).toBe(0);
   });
 });

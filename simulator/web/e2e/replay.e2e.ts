@@ -1,22 +1,10 @@
 import { execFile } from "node:child_process";
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from "node:fs";
-import { tmpdir } from "node:os";
+import { readFileSync, writeFileSync } from "node:fs";
 import { join } from "node:path";
 import { promisify } from "node:util";
-import { afterEach, beforeEach, expect, it } from "vitest";
-import { type Desk, type Event, program, useSimulator } from "./desk";
-
-const openDesk = useSimulator();
-let desk: Desk;
-let folder: string;
-
-beforeEach(async () => {
-  folder = mkdtempSync(join(tmpdir(), "vecamera-replay-"));
-  desk = await openDesk({ samples: true });
-});
-afterEach(() => {
-  rmSync(folder, { recursive: true, force: true });
-});
+import type { Desk, Event } from "./desk";
+import { expect, test } from "./fixtures";
+import { program } from "./SimulatorProcess";
 
 /** Events with the addresses of temporary files made the same, whatever the container makes of them. */
 const comparable = (events: Event[]): unknown[] =>
@@ -33,13 +21,13 @@ const played = async (script: string): Promise<Event[]> => {
 };
 
 /** The recording, as the user saves it. */
-const saved = async (): Promise<string> => {
+const saved = async (desk: Desk, folder: string): Promise<string> => {
   const script = join(folder, "session.json");
   writeFileSync(script, readFileSync(await desk.download()));
   return script;
 };
 
-const session = async () => {
+const session = async (desk: Desk) => {
   await desk.press("Take a photo");
   await desk.answerPrompt(/camera/, "Allow");
   await desk.usePhoto();
@@ -79,14 +67,19 @@ const session = async () => {
   await desk.outcome(/temporary files are gone/);
 };
 
-it("plays a recording with the program to the same events, one by one", async () => {
-  await session();
-  const events = await played(await saved());
+test("plays a recording with the program to the same events, one by one", async ({
+  openDesk,
+  folder,
+}) => {
+  const desk = await openDesk({ samples: true });
+  await session(desk);
+  const events = await played(await saved(desk, folder));
   expect(desk.answers()).toHaveLength(7);
   expect(comparable(events)).toEqual(comparable(desk.events));
 });
 
-it("plays a recording on the phone", async () => {
+test("plays a recording on the phone", async ({ openDesk, folder }) => {
+  const desk = await openDesk({ samples: true });
   await desk.press("Take a photo");
   await desk.answerPrompt(/camera/, "Don’t allow");
   await desk.dialog.getByRole("button", { name: "Cancel" }).click();
@@ -103,7 +96,7 @@ it("plays a recording on the phone", async () => {
   await desk.outcome(/^Library address/);
   const live = desk.events.splice(0);
 
-  const script = await saved();
+  const script = await saved(desk, folder);
   await desk.page.setInputFiles("input[accept='.json,application/json']", script);
   await desk.page.getByLabel("Speed").selectOption("8");
   await desk.button("Play").click();
@@ -116,7 +109,8 @@ it("plays a recording on the phone", async () => {
   expect(comparable(desk.events)).toEqual(comparable(await played(script)));
 });
 
-it("leaves open what the recording left open", async () => {
+test("leaves open what the recording left open", async ({ openDesk, folder }) => {
+  const desk = await openDesk({ samples: true });
   await desk.setPermission("Camera", "authorized");
   await desk.setPermission("Location", "authorized");
   await desk.openSection("Location");
@@ -127,7 +121,7 @@ it("leaves open what the recording left open", async () => {
   await desk.tab(/Open callbacks/);
   const waits = desk.page.getByText("A location fix, where the user allows the location.");
   await waits.waitFor();
-  const script = await saved();
+  const script = await saved(desk, folder);
   await finds.selectOption("fix");
   await desk.outcome(/^File/);
 
@@ -147,7 +141,10 @@ it("leaves open what the recording left open", async () => {
   await expect.poll(() => desk.answers().length).toBe(1);
 });
 
-it("asks for the files that a script only names, and stops where it cannot go on", async () => {
+test("asks for the files that a script only names, and stops where it cannot go on", async ({
+  openDesk,
+}) => {
+  const desk = await openDesk({ samples: true });
   const steps = [
     { do: "takePicture", as: "a", arguments: [100, 0, 0] },
     { do: "capture", photo: "pictures/beach.jpg" },

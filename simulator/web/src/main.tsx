@@ -1,45 +1,35 @@
 import { render } from "preact";
-import { App } from "./App";
-import { SimulatorClient } from "./model/SimulatorClient";
-import type { TabStorage } from "./model/storage";
-import { Store } from "./model/Store";
-import { ServerTransport } from "./protocol/ServerTransport";
-import type { Transport } from "./protocol/Transport";
-import "./styles/base.css";
-import "./styles/desk.css";
-import "./styles/phone.css";
-import "./styles/alert.css";
-import "./styles/picker.css";
-import "./styles/camera.css";
-import "./styles/review.css";
-import "./styles/library.css";
-import "./styles/settings.css";
-import "./styles/inspector.css";
-
-async function transport(): Promise<Transport> {
-  // While the pages themselves are worked on, a mock device stands in for the server.
-  if (import.meta.env.DEV) {
-    const { MockTransport } = await import("./mock/MockTransport");
-    return new MockTransport();
-  }
-  return new ServerTransport(new URL(".", location.href));
-}
+import { ServerTransport } from "./core/ServerTransport";
+import { SimulatorClient } from "./core/SimulatorClient";
+import type { TabStorage } from "./core/storage";
+import { Store } from "./core/Store";
+import { standIn } from "./features/device";
+import { App } from "./shell/App";
+import { browserSurroundings } from "./shell/surroundings";
+import { Simulator } from "./state/Simulator";
+import "./styles/index.css";
 
 /** Where the browser grants no storage, nothing outlives a reload. */
 function tabStorage(): TabStorage {
   try {
     return sessionStorage;
   } catch {
-    return { getItem: () => null, setItem: () => {} };
+    return { getItem: () => null, setItem: () => undefined };
   }
 }
 
-async function start(root: HTMLElement): Promise<void> {
+function start(root: HTMLElement): void {
   const storage = tabStorage();
-  const client = new SimulatorClient(new Store(), await transport(), storage);
+  const transport = new ServerTransport(
+    new URL(".", location.href),
+    import.meta.env.VITE_APP_ORIGIN,
+  );
+  const client = new SimulatorClient(new Store(), transport, storage);
+  const simulator = new Simulator(client, storage, browserSurroundings());
+  standIn(simulator);
   client.start();
-  render(<App client={client} storage={storage} />, root);
+  render(<App simulator={simulator} />, root);
 }
 
 const root = document.getElementById("root");
-if (root) void start(root);
+if (root) start(root);

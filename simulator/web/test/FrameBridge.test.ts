@@ -1,6 +1,6 @@
 import { afterEach, beforeEach, describe, expect, it } from "vitest";
-import { FrameBridge } from "../src/frame/FrameBridge";
-import type { AnswerEvent } from "../src/protocol/messages";
+import { FrameBridge } from "../src/features/phone/frame/FrameBridge";
+import type { AnswerEvent } from "../src/core/messages";
 import { appOrigin, delivered, FakePage, FakeWindow } from "./frame";
 
 describe("FrameBridge", () => {

@@ -1,6 +1,7 @@
 import { describe, expect, it } from "vitest";
-import { LocationDriver, type LocationMode, pointOfTrack } from "../src/media/LocationDriver";
-import type { Fix } from "../src/protocol/messages";
+import { LocationDriver, pointOfTrack } from "../src/features/device/LocationDriver";
+import type { LocationMode } from "../src/state/preferences";
+import type { Fix } from "../src/core/messages";
 
 const place: Fix = { latitude: 54, longitude: 8, altitude: 3 };
 

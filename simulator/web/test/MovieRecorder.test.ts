@@ -1,9 +1,11 @@
 import { afterEach, beforeEach, describe, expect, it, vi } from "vitest";
-import { MovieRecorder } from "../src/media/MovieRecorder";
+import { MovieRecorder } from "../src/features/phone/media/MovieRecorder";
 
 /** The browser's recorder, in the test's hand. */
 class FakeRecorder {
   static newest: FakeRecorder;
+  /** Whether the browser is too busy to record anything at once. */
+  static busy = false;
   static failing: "constructor" | "start" | null = null;
   static isTypeSupported = (type: string) => type === "video/webm";
   state = "inactive";
@@ -23,12 +25,17 @@ class FakeRecorder {
   start(): void {
     if (FakeRecorder.failing === "start") throw new Error("not this stream");
     this.state = "recording";
+    if (FakeRecorder.busy) return;
+    queueMicrotask(() => this.record("mov"));
   }
   stop(): void {
     if (this.state === "inactive") throw new Error("it does not record");
     this.state = "inactive";
-    this.ondataavailable({ data: new Blob(["moving"]) });
+    this.record("ing");
     queueMicrotask(() => this.onstop());
+  }
+  record(part: string): void {
+    this.ondataavailable({ data: new Blob([part]) });
   }
 }
 
@@ -55,6 +62,7 @@ describe("MovieRecorder", () => {
   beforeEach(() => {
     vi.stubGlobal("MediaRecorder", FakeRecorder);
     FakeRecorder.failing = null;
+    FakeRecorder.busy = false;
     open = 0;
     recorder = new MovieRecorder();
   });
@@ -87,6 +95,27 @@ describe("MovieRecorder", () => {
     recorder.drop();
     recorder.drop();
     await Promise.resolve();
+    expect(open).toBe(0);
+  });
+
+  it("has begun with the first part of the movie", async () => {
+    FakeRecorder.busy = true;
+    let begun = false;
+    const started = start().then((recording) => (begun = recording));
+    await new Promise((resolve) => setImmediate(resolve));
+    FakeRecorder.newest.record("");
+    await new Promise((resolve) => setImmediate(resolve));
+    expect(begun).toBe(false);
+    FakeRecorder.newest.record("mov");
+    expect(await started).toBe(true);
+  });
+
+  it("has not begun where it was dropped before the first part", async () => {
+    FakeRecorder.busy = true;
+    const started = start();
+    await new Promise((resolve) => setImmediate(resolve));
+    recorder.drop();
+    expect(await started).toBe(false);
     expect(open).toBe(0);
   });
 

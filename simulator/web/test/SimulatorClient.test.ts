@@ -1,9 +1,11 @@
-import { beforeEach, describe, expect, it, vi } from "vitest";
-import { ConnectionLost, SimulatorClient } from "../src/model/SimulatorClient";
-import { Store } from "../src/model/Store";
-import type { DeviceEvent } from "../src/protocol/messages";
-import { messageText } from "../src/protocol/ServerTransport";
-import type { Transport } from "../src/protocol/Transport";
+import { effect } from "@preact/signals-core";
+import { beforeEach, describe, expect, it } from "vitest";
+import { ConnectionLost, SimulatorClient } from "../src/core/SimulatorClient";
+import { Store } from "../src/core/Store";
+import type { DeviceEvent, DeviceState, ServerMessage } from "../src/core/messages";
+import type { Action } from "../src/core/model";
+import { messageText } from "../src/core/ServerTransport";
+import type { Transport } from "../src/core/Transport";
 import { HeldTransport, hello, picker, stateOf, Stream, success } from "./support";
 
 const storageOf = (items: Map<string, string>) => ({
@@ -160,22 +162,34 @@ describe("SimulatorClient", () => {
 });
 
 describe("Store", () => {
-  it("notifies the other listeners where one fails", async () => {
-    const failure = new Error("no room");
-    const reported = vi.spyOn(console, "error").mockImplementation(() => {});
-    const heard = vi.fn();
+  const message = (one: ServerMessage) => ({ kind: "message" as const, message: one });
+  const state = (changes: Partial<DeviceState>) => message({ type: "state", ...stateOf(changes) });
+
+  it.each<[string, Action, string[]]>([
+    ["an event", message(new Stream().event(picker())), ["entries"]],
+    ["a state that is the same", state({}), []],
+    ["a state with a prompt", state({ prompts: ["camera"] }), ["prompts"]],
+    [
+      "the progress of an export",
+      message({ type: "progress", what: "export", fraction: 0.5 }),
+      ["exporting"],
+    ],
+    ["the reply to a request", message({ type: "done", id: 1 }), []],
+  ])("notifies of %s only those who show it", (_, action, changed) => {
     const store = new Store();
-    store.subscribe(() => {
-      throw failure;
-    });
-    store.subscribe(heard);
-    store.dispatch({ kind: "notice", text: "a" });
-    await Promise.resolve();
-    store.dispatch({ kind: "notice", text: "b" });
-    await Promise.resolve();
-    expect(heard).toHaveBeenCalledTimes(2);
-    expect(reported).toHaveBeenCalledWith(failure);
-    reported.mockRestore();
+    store.dispatch(message(hello()));
+    store.dispatch(state({}));
+    const heard: string[] = [];
+    const { state: whole, ...values } = store.signals;
+    for (const [name, value] of Object.entries({ ...values, ...store.state }))
+      effect(() => {
+        void value.value;
+        heard.push(name);
+      });
+    heard.length = 0;
+    store.dispatch(action);
+    expect(heard).toEqual(changed);
+    expect(whole.value).not.toBeNull();
   });
 });
 

@@ -1,9 +1,9 @@
 import { afterEach, beforeEach, describe, expect, it } from "vitest";
-import { connectPage } from "../src/frame/connectPage";
-import { SimulatorClient } from "../src/model/SimulatorClient";
-import { Store } from "../src/model/Store";
-import type { DeviceState } from "../src/protocol/messages";
-import type { Transport } from "../src/protocol/Transport";
+import { connectPage } from "../src/features/phone/frame/connectPage";
+import { SimulatorClient } from "../src/core/SimulatorClient";
+import { Store } from "../src/core/Store";
+import type { DeviceState } from "../src/core/messages";
+import type { Transport } from "../src/core/Transport";
 import { appOrigin, delivered, FakePage, FakeWindow } from "./frame";
 import { HeldTransport, hello, stateOf, Stream, success } from "./support";
 

@@ -1,5 +1,12 @@
 import { describe, expect, it } from "vitest";
-import { coveringPart, cropKey, pan, wholeCrop, zoom, zoomOf } from "../src/media/crop";
+import {
+  coveringPart,
+  cropKey,
+  pan,
+  wholeCrop,
+  zoom,
+  zoomOf,
+} from "../src/features/phone/media/crop";
 
 const picture = { width: 400, height: 300 };
 

@@ -1,10 +1,11 @@
 import { describe, expect, it } from "vitest";
-import { assetNamed, pictureOf, shortened } from "../src/inspector/answer";
-import { commandsOf } from "../src/inspector/commands";
-import { whatWouldClose } from "../src/inspector/openCallbacks";
-import { notesOf } from "../src/inspector/notes";
-import type { Entry } from "../src/model/model";
-import type { AnswerEvent, DeviceEvent, Json, LibraryAsset, Screen } from "../src/protocol/messages";
+import { shortened } from "../src/core/json";
+import { assetNamed, pictureOf } from "../src/features/inspector/answer";
+import { commandsOf } from "../src/features/inspector/commands";
+import { whatWouldClose } from "../src/features/inspector/openCallbacks";
+import { notesOf } from "../src/features/inspector/notes";
+import type { Entry } from "../src/core/model";
+import type { AnswerEvent, DeviceEvent, Json, LibraryAsset, Screen } from "../src/core/messages";
 import { dismissed, picker, stateOf, Stream, success } from "./support";
 
 const rulesOf = (entries: Entry[], name = "a") =>

@@ -1,13 +1,7 @@
 import { describe, expect, it } from "vitest";
-import {
-  changedDevice,
-  mediaChoiceOf,
-  tidyFault,
-  withFault,
-  withMediaChoice,
-} from "../src/model/device";
-import { type Action, emptyModel, type Model, reduce } from "../src/model/model";
-import type { DeviceSetup, Json, ServerMessage } from "../src/protocol/messages";
+import { changedDevice } from "../src/core/device";
+import { type Action, emptyModel, type Model, reduce } from "../src/core/model";
+import type { Json, ServerMessage } from "../src/core/messages";
 import { hello, picker, stateOf, Stream, success } from "./support";
 
 const after = (actions: Action[], from: Model = emptyModel): Model => actions.reduce(reduce, from);
@@ -94,6 +88,18 @@ describe("the model", () => {
     expect(model.appVersion).toBeGreaterThan(before.appVersion);
   });
 
+  it("loads the app anew after the end of its phone, as its page waits for nothing any more", () => {
+    const lost = after([
+      message(hello()),
+      { kind: "connection", status: { kind: "lost" } },
+      { kind: "connection", status: { kind: "connecting" } },
+    ]);
+    expect(lost.appVersion).toBe(0);
+    const ended = after([{ kind: "connection", status: { kind: "ended", why: "idle" } }], lost);
+    const again = after([{ kind: "connection", status: { kind: "connecting" } }], ended);
+    expect([ended.appVersion, again.appVersion]).toEqual([0, 1]);
+  });
+
   it("shows an export until it ends, however it ends", () => {
     const progress = message({ type: "progress", what: "export", fraction: 0.4 });
     const stream = new Stream();
@@ -142,45 +148,5 @@ describe("a changed device that could not be made", () => {
       authorization: { camera: "denied" },
       locale: "en_US",
     });
-  });
-});
-
-describe("what a source offers", () => {
-  it.each([
-    ["both", undefined],
-    ["both", { "1": ["public.movie", "public.image"] }],
-    ["photos", { "1": ["public.image"] }],
-    ["movies", { "1": ["public.movie"] }],
-    ["none", { "1": null }],
-    ["none", { "1": [] }],
-    ["both", { "0": null }],
-  ] as const)("is %s with %j", (choice, availableMediaTypes) => {
-    const device = JSON.parse(JSON.stringify({ availableMediaTypes })) as DeviceSetup;
-    expect(mediaChoiceOf(device, 1)).toBe(choice);
-    const changed = { availableMediaTypes: withMediaChoice(device, 1, choice) };
-    expect(mediaChoiceOf(changed, 1)).toBe(choice);
-    expect(mediaChoiceOf(changed, 0)).toBe(mediaChoiceOf(device, 0));
-  });
-});
-
-describe("faults", () => {
-  it("says nothing with fields that were left empty", () => {
-    expect(tidyFault({ at: "removeItem", path: "", error: "no", times: 0 })).toEqual({
-      at: "removeItem",
-      error: "no",
-    });
-    expect(tidyFault({ at: "performChanges", returns: false })).toEqual({
-      at: "performChanges",
-      returns: false,
-    });
-  });
-
-  it("has one fault at a place", () => {
-    const faults = withFault([{ at: "export" }, { at: "createFile" }], "export", {
-      at: "export",
-      times: 2,
-    });
-    expect(faults).toEqual([{ at: "createFile" }, { at: "export", times: 2 }]);
-    expect(withFault(faults, "export", null)).toEqual([{ at: "createFile" }]);
   });
 });

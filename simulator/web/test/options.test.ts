@@ -1,6 +1,6 @@
 import { describe, expect, it } from "vitest";
-import { decodeOptions, jpegQuality } from "../src/inspector/options";
-import type { Json } from "../src/protocol/messages";
+import { decodeOptions, jpegQuality } from "../src/features/inspector/options";
+import type { Json } from "../src/core/messages";
 
 const row = (args: Json[], name: string) =>
   decodeOptions(args).rows.find((option) => option.name === name);

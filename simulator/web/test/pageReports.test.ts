@@ -1,7 +1,7 @@
 import { describe as suite, expect, it } from "vitest";
 import { describe, describeAll, placeIn } from "../src/app/describe";
 import { maxTextLength, PageReporter } from "../src/app/PageReporter";
-import { pageMessageOf } from "../src/frame/pageMessages";
+import { pageMessageOf } from "../src/core/pageMessages";
 
 suite("PageReporter", () => {
   const setUp = () => {

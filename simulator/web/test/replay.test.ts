@@ -1,18 +1,18 @@
 import { beforeEach, describe, expect, it } from "vitest";
-import type { Step } from "../src/protocol/messages";
+import type { Step } from "../src/core/messages";
 import {
   ReplayPlayer,
   type ReplayState,
   type ReplayTarget,
   watchingTime,
-} from "../src/replay/ReplayPlayer";
+} from "../src/features/replay/ReplayPlayer";
 import {
   fileOfDataUrl,
   filesToAskFor,
   matchFiles,
   parseScript,
   withFiles,
-} from "../src/replay/script";
+} from "../src/features/replay/script";
 
 class HeldTarget implements ReplayTarget {
   readonly log: string[] = [];

@@ -1,4 +1,4 @@
-import type { CommandEntry } from "../src/model/model";
+import type { CommandEntry } from "../src/core/model";
 import type {
   ClientRequest,
   DeviceEvent,
@@ -8,8 +8,8 @@ import type {
   Json,
   ServerMessage,
   TraceMessage,
-} from "../src/protocol/messages";
-import type { Transport, TransportListener } from "../src/protocol/Transport";
+} from "../src/core/messages";
+import type { Transport, TransportListener } from "../src/core/Transport";
 
 /** Numbers and times what it is given, as a server does. */
 export class Stream {

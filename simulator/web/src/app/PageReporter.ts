@@ -1,4 +1,4 @@
-import type { PageMessage } from "../frame/pageMessages";
+import type { PageMessage } from "../core/pageMessages";
 
 export const maxTextLength = 4000;
 const maxPerSecond = 100;
@@ -32,8 +32,9 @@ export class PageReporter {
   }
 
   private send(message: PageMessage): void {
-    const short = Object.entries(message).map(([key, value]) => [key, shortened(value)]);
-    this.post({ vecamera: "page", ...Object.fromEntries(short) });
+    const posted: Record<string, unknown> = { vecamera: "page" };
+    for (const [key, value] of Object.entries(message)) posted[key] = shortened(value);
+    this.post(posted);
   }
 }
 

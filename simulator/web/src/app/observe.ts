@@ -1,4 +1,4 @@
-import { consoleLevels } from "../frame/pageMessages";
+import { consoleLevels } from "../core/pageMessages";
 import { describe, describeAll, placeIn } from "./describe";
 import type { PageReporter } from "./PageReporter";
 
@@ -61,7 +61,8 @@ export function observeConsole(reporter: PageReporter, ownScript: string): void 
 export function observeErrors(reporter: PageReporter): void {
   addEventListener("error", (event) => {
     if (!(event instanceof ErrorEvent)) return;
-    const { message, filename, lineno, colno, error } = event;
+    const { message, filename, lineno, colno } = event;
+    const error: unknown = event.error;
     const stack = error instanceof Error ? error.stack : undefined;
     reporter.report({
       kind: "error",
@@ -70,7 +71,8 @@ export function observeErrors(reporter: PageReporter): void {
       ...(stack !== undefined && { stack }),
     });
   });
-  addEventListener("unhandledrejection", ({ reason }) => {
+  addEventListener("unhandledrejection", (event) => {
+    const reason: unknown = event.reason;
     const isError = reason instanceof Error;
     const stack = isError ? reason.stack : undefined;
     reporter.report({
@@ -96,9 +98,9 @@ function observeFetch(reporter: PageReporter): void {
       const [input, init] = args;
       const request = input instanceof Request ? input : null;
       const method = (init?.method ?? request?.method ?? "GET").toUpperCase();
-      const url = absolute(request ? request.url : String(input));
+      const url = absolute(input instanceof Request ? input.url : input.toString());
       const report = (status: number) => reporter.report({ kind: "request", method, url, status });
-      const answer = Reflect.apply(call, self, args) as Promise<Response>;
+      const answer = Reflect.apply(call, self, args);
       // The page gets what follows from the answer, so that a rejection which it does not handle is
       // still one that nobody has handled.
       return answer.then(

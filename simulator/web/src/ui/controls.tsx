@@ -125,10 +125,11 @@ export function Field(props: {
 }
 
 /** Something that the user should know, beside what it is about. */
-export function Note({ children }: { children: ComponentChildren }) {
+export function Note(props: { look?: "warning" | "info"; children: ComponentChildren }) {
+  const { look = "warning", children } = props;
   return (
-    <p class="note">
-      <Icon name="warning" size={16} />
+    <p class={`note ${look}`}>
+      <Icon name={look === "warning" ? "warning" : "help"} size={16} />
       <span>{children}</span>
     </p>
   );
@@ -167,11 +168,16 @@ export function Section(props: {
   title: string;
   icon: IconName;
   aside?: ComponentChildren;
-  open?: boolean;
+  open: boolean;
+  onToggle: (open: boolean) => void;
   children: ComponentChildren;
 }) {
   return (
-    <details class="section" open={props.open ?? false}>
+    <details
+      class="section"
+      open={props.open}
+      onToggle={(event) => props.onToggle(event.currentTarget.open)}
+    >
       <summary>
         <Icon name={props.icon} size={18} />
         <span class="section-title">{props.title}</span>

@@ -1,0 +1,2 @@
+export { Panel } from "./Panel";
+export { standIn } from "./standIn";

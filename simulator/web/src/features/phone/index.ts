@@ -1,0 +1,2 @@
+export { focusPhone } from "./focusPhone";
+export { Phone } from "./Phone";

@@ -1,0 +1,2 @@
+export { RecordTab } from "./RecordTab";
+export { Replay } from "./Replay";
