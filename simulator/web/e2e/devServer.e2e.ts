@@ -111,6 +111,9 @@ const busy = base.extend<object, object>({
   ],
 });
 
+// A trace looks into every frame, and so waits for the one that is busy.
+busy.use({ trace: "off" });
+
 busy("a page that is busy does not hold up the simulator around it", async ({ openDesk }) => {
   const desk = await openDesk({ ready: "Ready" });
   const { page } = desk;
