@@ -42,13 +42,14 @@ install_packages() {
     die "these packages could not be installed: ${missing[*]}"
 }
 
-# build_web: builds the TypeScript packages, which the program carries within it, where that is due.
+# build_web FOLDER...: builds these TypeScript packages where that is due. The program carries page and
+# simulator/web within it.
 # Installs Node.js where there is none.
 build_web() {
   command -v node >/dev/null && command -v npm >/dev/null || install_packages web
   local folder stamp log
   mkdir -p "$root/build/web"
-  for folder in page simulator/web; do
+  for folder in "$@"; do
     stamp=$root/build/web/${folder//\//-}.stamp
     log=${stamp%.stamp}.log
     (

@@ -18,6 +18,15 @@ function tabStorage(): TabStorage {
   }
 }
 
+/** The phone that a driver has made, and which this tab is to show. A reload is the tab's own. */
+function sessionInAddress(): string | null {
+  const address = new URL(location.href);
+  const session = address.searchParams.get("session");
+  address.searchParams.delete("session");
+  if (session !== null) history.replaceState(null, "", address);
+  return session;
+}
+
 function start(root: HTMLElement): void {
   const storage = tabStorage();
   const transport = new ServerTransport(
@@ -27,7 +36,7 @@ function start(root: HTMLElement): void {
   const client = new SimulatorClient(new Store(), transport, storage);
   const simulator = new Simulator(client, storage, browserSurroundings());
   standIn(simulator);
-  client.start();
+  client.start(sessionInAddress());
   render(<App simulator={simulator} />, root);
 }
 

@@ -71,6 +71,7 @@ export const stateOf = (changes: Partial<DeviceState> = {}): DeviceState => ({
   recorded: 0,
   recordingEnded: null,
   broken: null,
+  automatic: { automation: "on" },
   ...changes,
 });
 

@@ -71,8 +71,9 @@ export class SimulatorClient {
     });
   }
 
-  start(): void {
-    this.transport.connect(this.remembered?.session ?? null, {
+  /** Connects: to that session's phone, to the one that this tab had, or to a new one. */
+  start(session: string | null = null): void {
+    this.transport.connect(session ?? this.remembered?.session ?? null, {
       onStatus: (status) => {
         this.store.dispatch({ kind: "connection", status });
         if (status.kind !== "lost" && status.kind !== "ended") return;

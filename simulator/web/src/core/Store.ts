@@ -25,6 +25,7 @@ const stateKeys = Object.keys({
   recorded: 0,
   recordingEnded: 0,
   broken: 0,
+  automatic: 0,
 } satisfies Record<keyof DeviceState, 0>) as (keyof DeviceState)[];
 
 /** Holds the model. Whoever reads one of its signals is notified of changes of that value alone. */

@@ -82,6 +82,8 @@ export interface DeviceState {
   recordingEnded: string | null;
   /** Why the device does nothing until it is restarted; null: it does. */
   broken: string | null;
+  /** Off: a driver plays the user, and nothing is answered by itself. */
+  automatic: { automation: "on" | "off" };
 }
 
 /** An event of a device script: `event` names it, the other keys depend on it. */

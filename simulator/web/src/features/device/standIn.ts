@@ -2,7 +2,10 @@ import { computed, effect, untracked } from "@preact/signals";
 import type { Simulator } from "../../state/Simulator";
 import { browserFix, LocationDriver } from "./LocationDriver";
 
-/** Answers prompts and gives fixes where that was set beforehand, as long as the page is open. */
+/**
+ * Answers prompts and gives fixes where that was set beforehand, as long as the page is open and nobody
+ * else plays the user.
+ */
 export function standIn(simulator: Simulator): void {
   const { client, state, replaying } = simulator;
   const location = computed(() => simulator.preferences.location);
@@ -20,7 +23,10 @@ export function standIn(simulator: Simulator): void {
       state.location.value?.running === true && state.permissions.value?.location === "authorized",
   );
   effect(() => driver.setLooking(looking.value));
-  effect(() => driver.setReplaying(replaying.value));
+  const played = computed(
+    () => replaying.value || state.automatic.value?.automation === "off",
+  );
+  effect(() => driver.setReplaying(played.value));
   client.listen({
     onEvent: ({ event, manager }) => {
       if (event === "location" && manager === "start") driver.managerStarted();
@@ -33,7 +39,7 @@ export function standIn(simulator: Simulator): void {
     if (!asked) return;
     untracked(() => {
       const answer = simulator.preferences.promptAnswers[asked];
-      if (answer !== "ask" && !replaying.value)
+      if (answer !== "ask" && !played.value)
         void client.act({ do: "answer", prompt: asked, with: answer });
     });
   });
