@@ -206,8 +206,9 @@ class ForwardedExchange : public std::enable_shared_from_this<ForwardedExchange>
     const auto length = parser_->get().find(http::field::content_length);
     const bool hasBody =
         browser_.parser.get().method() != http::verb::head && status != 204 && status != 304;
-    if (hasBody && !insertion.empty()) insertion_.emplace(std::move(insertion));
-    if (length != parser_->get().end() && insertion.empty() && !insertion_)
+    const bool isLengthKept = insertion.empty();
+    if (hasBody && !isLengthKept) insertion_.emplace(std::move(insertion));
+    if (length != parser_->get().end() && isLengthKept)
       response_.set(http::field::content_length, length->value());
     else if (hasBody && isHttp11(browser_.parser))
       response_.chunked(true);

@@ -80,9 +80,9 @@ class Rows {
          !size && isAnyGiven ? "Counts only when width and height are both given as numbers." : "");
   }
 
-  void note(std::string_view name, std::string text) {
+  void note(std::string_view name, const std::string& text) {
     for (auto& row : rows_)
-      if (row["name"] == name) row["note"] = std::move(text);
+      if (row["name"] == name) row["note"] = text;
   }
   Json take() { return std::move(rows_); }
 
