@@ -4,6 +4,7 @@
 #include <atomic>
 #include <chrono>
 #include <future>
+#include <mutex>
 
 #include "tests/simulator/server/FakeDevServer.h"
 #include "tests/simulator/server/TestApp.h"
@@ -54,11 +55,21 @@ TEST(ForwardingTest, BringsEachResponseAsTheServerGaveIt) {
       {"no response", "GET", "nonsense\r\n\r\n", 502, ""},
       {"nothing at all", "GET", "", 502, ""},
   };
+  std::mutex mutex;
   std::string response;
-  FakeDevServer server([&](Connection& connection) { connection.write(response); });
+  // The server may still send the last one when the answer has come.
+  FakeDevServer server([&](Connection& connection) {
+    std::unique_lock lock(mutex);
+    const auto current = response;
+    lock.unlock();
+    connection.write(current);
+  });
   RunningApp phone(setupFor(server.address()));
   for (const auto& one : cases) {
-    response = one.response;
+    {
+      const std::lock_guard lock(mutex);
+      response = one.response;
+    }
     const auto answer = phone.app.ask(one.method, "/x");
     EXPECT_EQ(answer.status, one.status) << one.what;
     EXPECT_EQ(answer.status == 502 ? "" : answer.body, one.body) << one.what;
